@@ -1,0 +1,43 @@
+# Options and compile settings that every target of the project shares.
+
+option(LUMO_BUILD_TESTS "Build the tests" ON)
+option(LUMO_BUILD_BENCHMARKS "Build the benchmarks" OFF)
+option(LUMO_BUILD_FUZZERS "Build the libFuzzer targets (Clang only)" OFF)
+set(LUMO_SANITIZE "" CACHE STRING "Sanitizers to build everything with, e.g. address,undefined or thread")
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_C_STANDARD 99)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+
+# What people get lies side by side in the build folder: lumorender, lumovexa.so, vexabase.so, lumovexa.mi.
+set(LUMO_PRODUCT_DIR ${CMAKE_BINARY_DIR})
+
+find_program(CCACHE_PROGRAM ccache)
+if(CCACHE_PROGRAM)
+    set(CMAKE_C_COMPILER_LAUNCHER ${CCACHE_PROGRAM})
+    set(CMAKE_CXX_COMPILER_LAUNCHER ${CCACHE_PROGRAM})
+endif()
+
+find_program(LLD_PROGRAM ld.lld)
+if(LLD_PROGRAM AND CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+    add_link_options(-fuse-ld=lld)
+endif()
+
+if(LUMO_SANITIZE)
+    add_compile_options(-fsanitize=${LUMO_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+    add_link_options(-fsanitize=${LUMO_SANITIZE})
+endif()
+
+# Warnings are errors in our own code. Not applied to the modules that tests build from foreign-style sources.
+add_library(lumo_warnings INTERFACE)
+target_compile_options(lumo_warnings INTERFACE
+    $<$<COMPILE_LANGUAGE:CXX>:-Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror>)
+
+# The modules run in somebody else's process: nothing is exported unless the symbol map names it, and floating point
+# follows the source (no contraction, no fast-math), because NaN, infinity and exact zero are part of the behaviour.
+add_library(lumo_module_code INTERFACE)
+target_compile_options(lumo_module_code INTERFACE -ffp-contract=off -fvisibility=hidden -fvisibility-inlines-hidden)
+target_link_libraries(lumo_module_code INTERFACE lumo_warnings)

@@ -1,0 +1,78 @@
+// Declarations of shaders and data: names, types and the memory layout of their parameters and results.
+#pragma once
+
+#include "database/database.h"
+#include "mi/codes.h"
+#include "mi/function.h"
+#include "mi/state.h"
+
+#include <string>
+#include <vector>
+
+namespace lumorender {
+
+/// A parameter, a result or a member of either. Layout is that of a C record: natural alignment, declaration order.
+struct Parameter {
+    std::string name;
+    miParam_type type = miTYPE_INVALID;  ///< of one element, for arrays too; miTYPE_STRUCT has members
+    bool isArray = false;                ///< in memory: int start, int count, one inline element
+    std::size_t offset = 0;              ///< bytes from the start of the enclosing record
+    std::size_t elementOffset = 0;       ///< where the (first) element lies: offset, or offset + 8 for arrays
+    std::size_t elementSize = 0;
+    std::size_t alignment = 4;
+    std::vector<Parameter> members;      ///< of a struct
+    std::vector<float> defaults;         ///< declared default components; booleans and integers as numbers, empty = 0
+
+    const Parameter* member(std::string_view memberName) const;
+};
+
+/// Lays `members` out one after another and returns the size of the record.
+std::size_t layOut(std::vector<Parameter>& members);
+
+/// Bytes of one value of a simple type (tags 4, vector 12, color 16, transform 64 ...).
+std::size_t sizeOfType(miParam_type type);
+const char* nameOfType(miParam_type type);
+
+using ShaderEntry = miBoolean (*)(void* result, miState* state, void* parameters, void* argument);
+using ShaderInit = void (*)(miState* state, void* parameters, miBoolean* wantInstanceInit);
+using ShaderExit = void (*)(miState* state, void* parameters);
+using ShaderVersion = int (*)();
+
+/// The functions of a shader in its module; null where the module has none.
+struct EntryPoints {
+    ShaderEntry call = nullptr;
+    ShaderInit init = nullptr;
+    ShaderExit exit = nullptr;
+    ShaderVersion version = nullptr;
+};
+
+enum class DeclarationKind { Shader, Data, Phenomenon };
+
+/// The detail of a miSCENE_FUNCTION_DECL element.
+struct Declaration : Detail {
+    std::string name;
+    DeclarationKind kind = DeclarationKind::Shader;
+    Parameter result;                    ///< type, members and size of what the shader returns
+    std::vector<Parameter> parameters;
+    std::size_t parameterSize = 0;
+    int version = 0;
+    EntryPoints entry;
+
+    const Parameter* parameter(std::string_view parameterName) const;
+};
+
+/// The detail of a miSCENE_FUNCTION element that stands for one member of another shader's struct result
+/// (`"shader.member"`): evaluating it evaluates `source` and picks the member.
+struct MemberConnection : Detail {
+    miTag source = 0;
+    std::size_t offset = 0;
+    std::size_t size = 0;
+};
+
+/// The detail of a miSCENE_FLIST element: shaders that are called one after another with the same result.
+/// A slot (material shader, lens, state shaders ...) names a FUNCTION or, for more than one, an FLIST.
+struct FunctionList : Detail {
+    std::vector<miTag> functions;
+};
+
+}  // namespace lumorender

@@ -1,0 +1,132 @@
+// What the host keeps of scene elements besides the records that shaders see.
+#pragma once
+
+#include "database/database.h"
+#include "mi/codes.h"
+#include "mi/types.h"
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <variant>
+#include <vector>
+
+namespace lumorender {
+
+/// Of a miSCENE_GROUP: the instances it holds.
+struct GroupDetail : Detail {
+    std::vector<miTag> instances;
+};
+
+/// Three-valued trace flags of an instance statement: `set` bits count, the others come from above or the object.
+struct InstanceDetail : Detail {
+    std::vector<miTag> materials;       ///< one, or a list indexed by polygon label; empty = none given
+    bool hasMotionTransform = false;    ///< miInstance::motion_transform is given: same meaning at shutter close
+    bool motionOff = false;             ///< `motion off`: no motion, not even inherited
+    bool hasLights = false;             ///< miInstance::exclusive tells which sense
+    std::vector<miTag> lights;
+    bool hasShadowLights = false;
+    std::vector<miTag> shadowLights;
+    /// Flags as the scene gave them; -1 = not given. Values as in the scene language (bits cast 1, receive 2,
+    /// don't cast 4, don't receive 8); visible 0 or 1.
+    int visible = -1, shadow = -1, reflection = -1, refraction = -1, transparency = -1, finalgather = -1;
+    int caustic = -1, globillum = -1;
+    char face = 0;                      ///< 'f', 'b', 'a', or 0 = not given
+};
+
+/// Of a miSCENE_STRING-optioned miOptions: the string options, a miSCENE_LOCAL element that string_options names.
+struct StringOptions : Detail {
+    using Value = std::variant<bool, int, float, std::string, std::vector<float>>;  ///< 2 to 4 floats
+    std::map<std::string, Value, std::less<>> values;
+};
+
+/// One named frame buffer of a camera.
+struct FrameBufferDescription {
+    std::string name;
+    miImg_type datatype = miIMG_TYPE_RGBA;
+    std::string filetype;      ///< empty = from the file name's ending
+    std::string filename;      ///< empty = not written, still there for shaders
+    std::string compression;
+    int quality = -1;
+    bool filtering = true;     ///< average the samples of a pixel; else the first sample's value stands
+    bool primary = false;      ///< takes the result of the eye ray
+    bool user = false;
+    bool dataWindow = false;   ///< `dod`
+};
+
+/// Of a miSCENE_FBINFO element, which miCamera::buffertag names. Shaders know a buffer by its index: 0 is the primary
+/// color, the others count from 1 in order of appearance. The primary buffer has index 0 alone.
+struct FrameBufferSet : Detail {
+    std::vector<FrameBufferDescription> buffers;   ///< in order of appearance, the primary one among them
+
+    /// The index shaders use for the buffer of this name, or -1.
+    int shaderIndex(std::string_view name) const;
+    /// The position of the primary buffer in `buffers`, or -1 where there is none.
+    int primaryPosition() const;
+    /// How many shader indices there are (the primary's 0 included, which always exists).
+    int shaderCount() const;
+};
+
+/// An `output "type" "format" "file"` statement of a camera.
+struct OutputFile {
+    std::string type;          ///< "rgba", "+z", "fb0" ...
+    std::string format;        ///< "tif", "exr", "png" ...
+    std::string file;
+    std::string compression;
+    int quality = -1;
+};
+
+/// Of a miSCENE_CAMERA.
+struct CameraDetail : Detail {
+    std::vector<OutputFile> files;
+    std::vector<miTag> outputShaders;
+};
+
+/// Of a miSCENE_IMAGE: where the texture comes from. The record's first word is reserved for the host.
+struct TextureDetail : Detail {
+    std::string file;
+    bool filtered = false;
+    bool local = false;
+    int components = 4;        ///< 4 color, 1 scalar, 3 vector
+    int width = 0, height = 0, depth = 0;
+    std::vector<float> pixels; ///< where the scene gives the pixels itself: rows from the bottom, `components` each
+};
+
+/// A vertex of polygon geometry; -1 = not given. Indices count into the group's vectors.
+struct VertexSource {
+    int position = -1;
+    int normal = -1;
+    std::uint32_t firstExtra = 0;  ///< of this vertex's indices in PolygonGroupSource::extras
+    std::uint8_t derivatives = 0;  ///< 0; 2: du dv; 3: duu dvv duv; 5: du dv duu dvv duv
+    std::uint8_t textures = 0;     ///< three indices each in extras: coordinate, bump x, bump y (-1 = none)
+    std::uint8_t motions = 0;
+    std::uint8_t users = 0;
+};
+
+/// One polygon: `count` entries of PolygonGroupSource::corners, -1 between the outer loop and each hole.
+struct PolygonSource {
+    std::uint32_t first = 0;
+    std::uint32_t count = 0;
+    miTag material = 0;       ///< 0 = inherited from the instance
+    std::uint32_t label = 0;  ///< of tagged objects
+    bool convex = true;
+};
+
+struct PolygonGroupSource {
+    std::vector<miVector> vectors;
+    std::vector<VertexSource> vertices;
+    std::vector<int> extras;       ///< derivatives, then textures, then motions, then users, per vertex
+    std::vector<int> corners;      ///< vertex numbers
+    std::vector<PolygonSource> polygons;
+};
+
+/// Of a miSCENE_OBJECT with polygons: the geometry as the scene file gives it.
+struct ObjectSource : Detail {
+    std::string where;             ///< file and line of the object, for messages
+    bool tagged = false;
+    bool hasTransform = false;     ///< `transform`: baked into the geometry
+    miMatrix transform = {};
+    std::vector<PolygonGroupSource> groups;
+};
+
+}  // namespace lumorender

@@ -1,0 +1,134 @@
+// The scene as rays see it: instances flattened from the scene graph, meshes, and the ray tracing kernels behind them.
+#pragma once
+
+#include "database/database.h"
+#include "mi/codes.h"
+#include "mi/state.h"
+
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <vector>
+
+namespace lumorender {
+
+struct Mesh;
+
+/// Row-vector matrices (p' = p M) as the renderer keeps them, in double precision, and their single-precision copies
+/// that shaders are handed pointers to.
+struct Placement {
+    double localToWorld[16];
+    double worldToLocal[16];
+    miMatrix localToWorldFloat;
+    miMatrix worldToLocalFloat;
+};
+
+/// One use of an object, reached from the root group by one path of instances.
+struct FlatInstance {
+    miTag instance = 0;                ///< the instance nearest to the object: miState::instance
+    miTag object = 0;
+    std::vector<miTag> path;           ///< instances from the root group down to `instance`
+    Placement placement;               ///< at shutter open
+    bool moves = false;                ///< instance motion transform or vertex motion vectors
+    Placement placementAtClose;        ///< equals `placement` where only vertices move
+    const Mesh* mesh = nullptr;
+    std::vector<miTag> materials;      ///< inherited; indexed by polygon label in tagged objects
+    bool overridesMaterial = false;    ///< `materials` beats the polygons' own
+    std::uint32_t flags = 0;           ///< resolved miTRACE_* bits
+    char face = 'a';                   ///< which side rays may hit: 'f', 'b', 'a'
+    miTag lightListInstance = 0;       ///< nearest instance that gives a light list, 0 = all lights apply
+    miTag shadowListInstance = 0;
+    miTag parameterInstance = 0;       ///< nearest instance with an inherited parameter block, or 0
+};
+
+/// A light, camera or empty instance found while flattening.
+struct FlatElement {
+    miTag instance = 0;
+    miTag element = 0;
+    std::vector<miTag> path;
+    Placement placement;
+    Placement placementAtClose;
+    bool moves = false;
+};
+
+/// Which instances a ray may hit: one miTRACE_* cast bit.
+enum class RayVisibility : std::uint32_t {
+    Eye = miTRACE_VISIBLE,
+    Shadow = miTRACE_SHADOW_CAST,
+    Reflection = miTRACE_REFLECTION_CAST,
+    Refraction = miTRACE_REFRACTION_CAST,
+    Transparency = miTRACE_TRANSPARENCY_CAST,
+    FinalGather = miTRACE_FINALGATHER,
+};
+
+struct Ray {
+    miVector org;
+    miVector dir;          ///< unit length
+    double near = 0;       ///< distances from org along dir
+    double far = 1e30;
+    float time = 0;        ///< shutter time as fraction 0..1 of the shutter interval
+    RayVisibility visibility = RayVisibility::Eye;
+};
+
+/// The place where a ray met a surface; enough to find everything about it. What miState::pri points to.
+struct Hit {
+    const FlatInstance* instance = nullptr;
+    std::uint32_t primitive = 0;   ///< triangle of the mesh
+    float u = 0, v = 0;            ///< barycentric: p = (1-u-v) a + u b + v c
+    double dist = 0;
+    float time = 0;
+};
+
+/// Memory that a hit's lists are written to: tex_list, bump lists and derivs of the state. Sized by the mesh.
+struct HitLists {
+    miVector* textures = nullptr;   ///< Mesh::textureSpaces of them (may be null when 0)
+    miVector* bumpX = nullptr;
+    miVector* bumpY = nullptr;
+    miVector* derivatives = nullptr;  ///< 5: du dv duu dvv duv
+};
+
+/// Sizes of the lists that a hit on the instance needs.
+struct HitListSizes {
+    std::uint32_t textures = 0;
+    std::uint32_t bumps = 0;
+    bool derivatives = false;
+};
+
+class SceneGeometry {
+public:
+    /// Flattens the scene graph below `rootGroup`, triangulates what is visible and builds the ray tracing kernels.
+    /// Reports broken geometry (zero-area polygons, singular transforms, instances of themselves, missing elements)
+    /// with names, and leaves it out. Throws Failure where nothing can be rendered at all.
+    static std::unique_ptr<SceneGeometry> build(const Database& database, miTag rootGroup, const miOptions& options);
+    virtual ~SceneGeometry() = default;
+
+    /// The nearest hit, or false. Thread-safe; allocates nothing. Honours visibility, face culling and motion.
+    virtual bool intersect(const Ray& ray, Hit& hit) const = 0;
+    /// True when anything lies between near and far.
+    virtual bool occluded(const Ray& ray) const = 0;
+
+    virtual HitListSizes listSizes(const FlatInstance& instance) const = 0;
+
+    /// Writes the hit into a state whose org, dir, time are set: dist, point, normal (interpolated), normal_geom,
+    /// dot_nd, inv_normal, bary, motion, tex, tex_list, bump lists, derivs, instance, material, label, shader-visible
+    /// flags. Internal space is world space. Both normals are turned towards the ray and inv_normal says so, unless
+    /// `flipNormals` is false (shadow rays). Motion is the path of the point over the whole shutter interval.
+    virtual void fillState(const Hit& hit, miState& state, const HitLists& lists, bool flipNormals) const = 0;
+
+    virtual std::span<const FlatInstance> instances() const = 0;
+    virtual std::span<const FlatElement> lights() const = 0;
+    virtual std::span<const FlatElement> cameras() const = 0;
+    /// The placement of an instance by its tag (objects, lights, cameras and groups; the first path where there are
+    /// several), or null.
+    virtual const Placement* placement(miTag instance) const = 0;
+
+    struct Statistics {
+        std::size_t triangles = 0, instances = 0, meshes = 0;
+        double buildSeconds = 0;
+    };
+    virtual Statistics statistics() const = 0;
+    /// World-space bounds of everything.
+    virtual void bounds(miVector& low, miVector& high) const = 0;
+};
+
+}  // namespace lumorender
