@@ -86,7 +86,7 @@ private:
 
     std::unique_ptr<std::array<std::atomic<Element*>, kChunks>> chunks_;
     std::atomic<miTag> next_{1};
-    std::mutex growth_;
+    mutable std::mutex mutex_;  ///< for names, strings and new chunks
     std::unordered_map<std::string, miTag> names_;
     std::unordered_map<std::string, miTag> strings_;
 };

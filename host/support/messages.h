@@ -3,8 +3,11 @@
 
 #include <fmt/format.h>
 
+#include <exception>
+#include <functional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace lumorender {
 
@@ -24,6 +27,10 @@ void reportRepeatedMessages();
 
 void setVerbosity(int level);
 int verbosity();
+
+/// Hands every message that would be printed to `sink` instead of standard error; an empty sink restores printing.
+/// The sink is called by one thread at a time and must not send messages itself.
+void setMessageSink(std::function<void(MessageClass, std::string_view module, std::string_view text)> sink);
 
 /// True where a message of the class would be printed: lets a caller skip building its text.
 bool speaks(MessageClass messageClass);

@@ -1,0 +1,102 @@
+#include "database/modules.h"
+
+#include "support/messages.h"
+
+#include <dlfcn.h>
+#include <link.h>
+
+#include <algorithm>
+#include <array>
+
+namespace lumorender {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+/// The file name in a path of this or another platform.
+std::string fileNameOf(std::string_view file) {
+    const std::size_t separator = file.find_last_of("/\\");
+    return std::string(separator == std::string_view::npos ? file : file.substr(separator + 1));
+}
+
+/// Scenes written on other platforms name the module with that platform's suffix, or with none.
+fs::path withModuleSuffix(const fs::path& file) {
+    constexpr std::array<std::string_view, 4> kForeign = {".dll", ".DLL", ".dylib", ".bundle"};
+    const std::string suffix = file.extension().string();
+    if (std::find(kForeign.begin(), kForeign.end(), suffix) == kForeign.end() && !suffix.empty()) return file;
+    fs::path replaced = file;
+    return replaced.replace_extension(".so");
+}
+
+std::string listOf(const std::vector<fs::path>& paths) {
+    std::string list;
+    for (const fs::path& path : paths) list += (list.empty() ? "" : ", ") + path.string();
+    return list.empty() ? "nowhere, the search path is empty" : list;
+}
+
+/// Modules that look the host's functions up themselves are told where: in the program.
+void handOverHostHandle(void* module) {
+    using SetModuleHandle = void (*)(void*);
+    if (auto setHandle = reinterpret_cast<SetModuleHandle>(dlsym(module, "miSetModuleHandle")))
+        setHandle(dlopen(nullptr, RTLD_NOW));
+}
+
+/// A symbol of the module itself. Those of the libraries it needs are not shaders: a scene that declares a shader
+/// called "system" must not get at the C library's function.
+void* ownSymbol(void* module, const std::string& name) {
+    void* symbol = dlsym(module, name.c_str());
+    link_map* moduleMap = nullptr;
+    link_map* symbolMap = nullptr;
+    Dl_info info;
+    if (!symbol || dlinfo(module, RTLD_DI_LINKMAP, &moduleMap) != 0) return nullptr;
+    if (dladdr1(symbol, &info, reinterpret_cast<void**>(&symbolMap), RTLD_DL_LINKMAP) == 0) return nullptr;
+    return symbolMap == moduleMap ? symbol : nullptr;
+}
+
+}  // namespace
+
+std::string Modules::link(std::string_view file) {
+    if (isLinked(file)) return {};
+
+    // Where the module may lie: at the path given, if that is allowed, then in the folders of the search path.
+    std::vector<fs::path> candidates;
+    const fs::path fileName = withModuleSuffix(fileNameOf(file));
+    const bool hasFolder = file.find_first_of("/\\") != std::string_view::npos;
+    if (hasFolder && allowPaths) candidates.push_back(withModuleSuffix(fs::path(file)));
+    for (const fs::path& folder : searchPath) candidates.push_back(folder / fileName);
+
+    std::error_code ignored;
+    const auto found = std::find_if(candidates.begin(), candidates.end(),
+                                    [&](const fs::path& path) { return fs::is_regular_file(path, ignored); });
+    if (found == candidates.end()) {
+        return fmt::format("module \"{}\" not found; searched: {}{}", file, listOf(candidates),
+                           hasFolder && !allowPaths ? " (modules outside of the search path are not allowed)" : "");
+    }
+
+    void* handle = dlopen(fs::absolute(*found).c_str(), RTLD_NOW | RTLD_LOCAL);
+    if (!handle) return fmt::format("module \"{}\" cannot be loaded: {}", file, dlerror());
+    modules_.push_back({*found, handle});
+    handOverHostHandle(handle);
+    info("LINK", "loaded module {}", found->string());
+    return {};
+}
+
+EntryPoints Modules::find(const std::string& shaderName) const {
+    for (auto module = modules_.rbegin(); module != modules_.rend(); ++module) {
+        const auto look = [&](const char* ending) { return ownSymbol(module->handle, shaderName + ending); };
+        if (void* call = look("")) {
+            return {reinterpret_cast<ShaderEntry>(call), reinterpret_cast<ShaderInit>(look("_init")),
+                    reinterpret_cast<ShaderExit>(look("_exit")), reinterpret_cast<ShaderVersion>(look("_version"))};
+        }
+    }
+    return {};
+}
+
+bool Modules::isLinked(std::string_view file) const {
+    const fs::path fileName = withModuleSuffix(fileNameOf(file));
+    return std::any_of(modules_.begin(), modules_.end(),
+                       [&](const Module& module) { return module.path.filename() == fileName; });
+}
+
+}  // namespace lumorender
