@@ -1,0 +1,110 @@
+/*
+ * example_clay: a matte surface that needs no lights.
+ *
+ * The surface is lit by one key direction (a sun that is always on) and by an open sky. The key term is a wrapped cosine,
+ *
+ *     key = max(0, (normal . key + wrap) / (1 + wrap))
+ *
+ * so that `wrap` 0 is Lambert's cosine and 1 carries light all the way round. Rays probe the key direction for a hard
+ * shadow and, for `sky_rays` above 0, the hemisphere over the surface for how much of the sky it sees.
+ *
+ * Parameters
+ *     color       of the surface; connect a texture here
+ *     shade       color of the sky light, which fills what the key direction does not reach
+ *     key         direction towards the sun in world space, any length
+ *     wrap        0 to 1
+ *     rim         brightens edges seen at a grazing angle: 0 none
+ *     shadow      probe the key direction
+ *     sky_rays    probes of the hemisphere per sample; 0 takes the whole sky, brighter from above
+ *
+ * Use
+ *     material "m" "example_clay" ("color" .8 .5 .3, "key" 1 2 1, "sky_rays" 8) end material
+ */
+#include "shader.h"
+
+struct example_clay {
+    miColor color;
+    miColor shade;
+    miVector key;
+    miScalar wrap;
+    miScalar rim;
+    miBoolean shadow;
+    miInteger sky_rays;
+};
+
+DLLEXPORT int example_clay_version(void);
+DLLEXPORT miBoolean example_clay(miColor *result, miState *state, struct example_clay *parameters);
+
+/* Two unit vectors that stand at right angles to a unit vector and to each other. */
+static void tangents(const miVector *normal, miVector *u, miVector *v)
+{
+    miVector axis = {0.0f, 0.0f, 0.0f};
+    if (fabsf(normal->x) < 0.7f)
+        axis.x = 1.0f;
+    else
+        axis.y = 1.0f;
+    mi_vector_prod(u, normal, &axis);
+    mi_vector_normalize(u);
+    mi_vector_prod(v, normal, u);
+}
+
+/* Share of the hemisphere over the surface that is open, weighted by the cosine. */
+static miScalar open_sky(miState *state, miInteger rays)
+{
+    const miUint wanted = (miUint)rays;
+    miVector u, v, dir;
+    double sample[2];
+    int taken = 0, open = 0;
+
+    tangents(&state->normal, &u, &v);
+    while (mi_sample(sample, &taken, state, 2, &wanted)) {
+        /* Uniform on the disk, lifted to the hemisphere: directions fall as the cosine. */
+        const miScalar radius = sqrtf((float)sample[0]);
+        const miScalar angle = (float)(sample[1] * 6.283185307);
+        const miScalar x = radius * cosf(angle), y = radius * sinf(angle);
+        const miScalar z = sqrtf(miMAX(0.0f, 1.0f - radius * radius));
+        dir.x = x * u.x + y * v.x + z * state->normal.x;
+        dir.y = x * u.y + y * v.y + z * state->normal.y;
+        dir.z = x * u.z + y * v.z + z * state->normal.z;
+        if (mi_vector_dot(&dir, &state->normal_geom) > 0.0f && !mi_trace_probe(state, &dir, &state->point))
+            open++;
+    }
+    return taken ? (miScalar)open / (miScalar)taken : 1.0f;
+}
+
+DLLEXPORT int example_clay_version(void)
+{
+    return 1;
+}
+
+DLLEXPORT miBoolean example_clay(miColor *result, miState *state, struct example_clay *parameters)
+{
+    const miColor *color = mi_eval_color(&parameters->color);
+    const miColor *shade = mi_eval_color(&parameters->shade);
+    const miScalar wrap = miCLAMP(*mi_eval_scalar(&parameters->wrap), 0.0f, 1.0f);
+    const miScalar rim = *mi_eval_scalar(&parameters->rim);
+    const miInteger sky_rays = *mi_eval_integer(&parameters->sky_rays);
+    miVector key = *mi_eval_vector(&parameters->key), up;
+    miScalar lit, sky, edge;
+
+    mi_vector_from_world(state, &key, &key);
+    mi_vector_normalize(&key);
+    lit = miMAX(0.0f, (mi_vector_dot(&state->normal, &key) + wrap) / (1.0f + wrap));
+    if (lit > 0.0f && *mi_eval_boolean(&parameters->shadow)) {
+        /* Where the surface itself turns away, wrapped light passes: a shadow would draw the triangles' outlines. */
+        if (mi_vector_dot(&state->normal_geom, &key) > 0.0f && mi_trace_probe(state, &key, &state->point))
+            lit = 0.0f;
+    }
+
+    mi_normal_to_world(state, &up, &state->normal);
+    sky = sky_rays > 0 ? open_sky(state, sky_rays) : 0.5f + 0.5f * up.y;
+
+    edge = 1.0f - miMIN(1.0f, fabsf(state->dot_nd));
+    edge = rim * edge * edge * edge;
+
+    result->r = color->r * (lit + (sky + edge) * shade->r);
+    result->g = color->g * (lit + (sky + edge) * shade->g);
+    result->b = color->b * (lit + (sky + edge) * shade->b);
+    result->a = 1.0f;
+    return miTRUE;
+}

@@ -1,0 +1,66 @@
+/*
+ * example_glaze: a clear coat over another color, or thin glass: reflection by Fresnel's law, and what lies below or
+ * behind for the rest.
+ *
+ *     result = F * reflected + (1 - F) * (transparency * behind + (1 - transparency) * color)
+ *     F = f0 + (1 - f0) * (1 - cos) ^ 5, f0 = ((ior - 1) / (ior + 1)) ^ 2           (Schlick's approximation)
+ *
+ * Rays go straight on through a transparent surface: right for bubbles and panes, not for solid lenses.
+ *
+ * Parameters
+ *     color          below the coat; connect a material shader such as example_clay here
+ *     transparency   per channel; black is opaque
+ *     ior            index of refraction of the coat, 1.5 for glass and glaze; the higher, the more it reflects
+ *     reflection     tint of what is reflected: white for glaze and glass, the metal's color for metals
+ *
+ * Use
+ *     shader "body" "example_clay" ("color" .9 .9 .9)
+ *     material "porcelain" "example_glaze" ("color" = "body", "ior" 1.5, "reflection" 1 1 1) end material
+ */
+#include "shader.h"
+
+struct example_glaze {
+    miColor color;
+    miColor transparency;
+    miScalar ior;
+    miColor reflection;
+};
+
+DLLEXPORT int example_glaze_version(void);
+DLLEXPORT miBoolean example_glaze(miColor *result, miState *state, struct example_glaze *parameters);
+
+DLLEXPORT int example_glaze_version(void)
+{
+    return 1;
+}
+
+DLLEXPORT miBoolean example_glaze(miColor *result, miState *state, struct example_glaze *parameters)
+{
+    const miColor transparency = *mi_eval_color(&parameters->transparency);
+    const miColor tint = *mi_eval_color(&parameters->reflection);
+    const miScalar ior = miMAX(1.0f, *mi_eval_scalar(&parameters->ior));
+    const miScalar root = (ior - 1.0f) / (ior + 1.0f);
+    const miScalar grazing = 1.0f - miMIN(1.0f, fabsf(state->dot_nd));
+    const miScalar fresnel = root * root + (1.0f - root * root) * powf(grazing, 5.0f);
+    miColor below = {0.0f, 0.0f, 0.0f, 1.0f}, behind = {0.0f, 0.0f, 0.0f, 0.0f}, mirrored = {0.0f, 0.0f, 0.0f, 0.0f};
+    miVector dir;
+
+    if (transparency.r < 1.0f || transparency.g < 1.0f || transparency.b < 1.0f)
+        below = *mi_eval_color(&parameters->color);
+    if (!miColorIsBlack(&transparency))
+        mi_trace_transparent(&behind, state);
+
+    /* Beyond the trace depth the environment stands in for the reflection. */
+    mi_reflection_dir(&dir, state);
+    if (!mi_trace_reflection(&mirrored, state, &dir))
+        mi_trace_environment(&mirrored, state, &dir);
+
+    below.r += (behind.r - below.r) * transparency.r;
+    below.g += (behind.g - below.g) * transparency.g;
+    below.b += (behind.b - below.b) * transparency.b;
+    result->r = below.r + (mirrored.r * tint.r - below.r) * fresnel;
+    result->g = below.g + (mirrored.g * tint.g - below.g) * fresnel;
+    result->b = below.b + (mirrored.b * tint.b - below.b) * fresnel;
+    result->a = 1.0f;
+    return miTRUE;
+}
