@@ -1,0 +1,381 @@
+/* The shader SDK of lumovexa.so: everything that another shader library needs to take part in the same render passes.
+ *
+ * Unless a function says otherwise:
+ *  - it may be called on any render thread; it touches only the calling state's own data and takes no lock;
+ *  - it reports trouble through the renderer's message functions, never by an exception;
+ *  - pointers must not be null; colors, vectors and records that are only read are const;
+ *  - truth values are miBoolean (0 or 1).
+ *
+ * C and C++. The few functions with C++ types stand at the end.
+ */
+#ifndef LUMO_SDK_LUMO_H
+#define LUMO_SDK_LUMO_H
+
+#include <shader.h>
+
+#define LUMO_API __attribute__((visibility("default")))
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* ---- Constants ------------------------------------------------------------------------------------------------- */
+
+LUMO_API extern const miColor BLACK; /* 0 0 0 0 */
+LUMO_API extern const miColor WHITE; /* 1 1 1 1 */
+
+/* The same two values where a writable address is wanted. Nobody may change them. */
+LUMO_API extern miColor VEXA_BLACK;
+LUMO_API extern miColor VEXA_WHITE;
+
+/* Luminance = 0.3 r + 0.59 g + 0.11 b, everywhere. */
+LUMO_API extern const miScalar VEXA_LUMINANCE_RED;
+LUMO_API extern const miScalar VEXA_LUMINANCE_GREEN;
+LUMO_API extern const miScalar VEXA_LUMINANCE_BLUE;
+
+LUMO_API extern const miScalar VEXA_EPS;       /* 1e-5 */
+LUMO_API extern const miUint VEXA_MAGIC;       /* first word of the library's user-data blocks: 'V' 'e' 'x' 'a' */
+LUMO_API extern const miInteger VEXA_CUBE_SIDE; /* 32 */
+
+/* Flags of object and material properties. */
+LUMO_API extern const miInteger VEXA_BIT_BUMP2D;      /* 1 */
+LUMO_API extern const miInteger VEXA_BIT_IMAGEPLANE;  /* 2 */
+LUMO_API extern const miInteger VEXA_BIT_ENVLIGHTFOG; /* 4 */
+LUMO_API extern const miInteger VEXA_BIT_VOLUMEFOG;   /* 8 */
+LUMO_API extern const miInteger VEXA_BIT_FLUID;       /* 16 */
+LUMO_API extern const miInteger VEXA_BIT_NOAF;        /* 32 */
+LUMO_API extern const miInteger VEXA_BIT_MOTION;      /* 64 */
+
+LUMO_API extern const miMatrix VEXA_IDENTITY_MATRIX;
+LUMO_API extern const miMatrix VEXA_NULL_MATRIX;
+
+/* Appended to a camera's name to name its frame-buffer data block. */
+LUMO_API extern const char* const VEXA_FRAMEBUFFER_DATA_SUFFIX; /* ":fbdata" */
+
+/* Keys of the three shader-state entries that lumoFrameBufferState publishes. */
+LUMO_API extern const char* const PASS_TYPE_INFO_KEY;     /* "lumoPassState", one PassState */
+LUMO_API extern const char* const FRAME_BUFFER_INFO_KEY;  /* "lumoFBInfo", an array of FrameBufferInfo */
+LUMO_API extern const char* const FRAME_BUFFER_STATE_KEY; /* "lumoFBState", one FrameBufferState */
+
+/* ---- Module ---------------------------------------------------------------------------------------------------- */
+
+/* The renderer hands over its module handle (as dlopen gives it) once, before any other call. Every renderer function
+ * is looked up by name in that module when it is first called. */
+LUMO_API void miSetModuleHandle(void* handle);
+
+/* ---- Scene data ------------------------------------------------------------------------------------------------ */
+
+/* Finds the user-data block whose first word is `magic`.
+ *   type   element type of `start`: 34 (user data) when `start` is the first block of a chain, else 7 (object). An
+ *          instance given for an object is followed to its item.
+ *   found  out, may be null: tag of the block. It stays pinned: the caller calls mi_db_unpin on this tag when done.
+ *   swapped out, may be null: 1 when the block was written with the other byte order (all its words are reversed), else
+ *          0. Such blocks are found only when this is given.
+ * Returns the address of the block's parameter data, or null (nothing stays pinned, nothing is reported, and the two
+ * out values are untouched). */
+LUMO_API const void* get_userdata(miUint magic, miUint type, miTag start, miTag* found, miInteger* swapped);
+
+/* The camera's position in world space. Without a camera instance: the origin. */
+LUMO_API void origin_from_camera(miState* state, miVector* origin);
+
+/* ---- Per-thread pools and stack -------------------------------------------------------------------------------- */
+
+/* A pool of fixed-size blocks of `size` bytes, shared by all who ask for the same (id, size). Let `id` tell threads
+ * apart: a pool is not locked. `lock` (the state's global lock) is held only while a new pool enters the list.
+ * Thread-safe. Null when the renderer offers no block pools. */
+LUMO_API miMemblk* get_tla(miLock lock, miUint id, miUint size);
+
+/* Frees every pool. For the end of a render, when no shader uses a pool any more. */
+LUMO_API void clr_tla_list(miLock lock);
+
+/* A stack of blocks from a pool of the calling thread. Each element starts with a pointer to the element below. */
+typedef struct LumoStack {
+    void* top; /* most recent element or null */
+    miUint count;
+    miMemblk* pool;
+} LumoStack;
+
+/* Element size in bytes, the link pointer included. */
+LUMO_API void stack_create(miState* state, LumoStack* stack, miUint size);
+/* Returns the new top element, uninitialised but for its link; null when there is no memory (the stack is unchanged). */
+LUMO_API void* stack_push(LumoStack* stack);
+/* Nothing happens on an empty stack. */
+LUMO_API void stack_pop(LumoStack* stack);
+
+/* ---- Motion time sampler --------------------------------------------------------------------------------------- */
+
+/* for (tmsampler_init(&s, state, on); !tmsampler_isDone(&s); tmsampler_next(&s, state)) ... */
+typedef struct LumoTimeSampler {
+    miInteger index; /* samples taken */
+    miInteger count; /* samples to take, 1 to 100 */
+    miScalar step;   /* time between two samples */
+} LumoTimeSampler;
+
+/* One sample per call inside final gathering, without motion blur, or when the renderer knows that something moves in
+ * the current sample; else the options' smallest time contrast decides. */
+LUMO_API void tmsampler_init(LumoTimeSampler* sampler, miState* state, miBoolean enable);
+LUMO_API miBoolean tmsampler_isDone(const LumoTimeSampler* sampler);
+/* Moves state->time on, wrapping round at the shutter's close. */
+LUMO_API void tmsampler_next(LumoTimeSampler* sampler, miState* state);
+
+/* ---- Frame buffers: records ------------------------------------------------------------------------------------ */
+
+enum { kPassTypeCount = 35 };
+
+/* The pass types, named after what the materials write into them. */
+typedef enum PassType {
+    kPassBeauty = 0,
+    kPassAmbientMaterialColor = 1,
+    kPassAmbientIrradiance = 2,
+    kPassAmbient = 3,
+    kPassDiffuseMaterialColor = 4,
+    kPassDiffuse = 5,
+    kPassDiffuseNoShadow = 6,
+    kPassSpecular = 7,
+    kPassSpecularNoShadow = 8,
+    kPassIndirect = 9,
+    kPassDirectIrradiance = 10,
+    kPassDirectIrradianceNoShadow = 11,
+    kPassShadow = 12,            /* 12-15 record the light that was blocked */
+    kPassShadowLuminance = 13,   /* scalar */
+    kPassShadowIrradiance = 14,
+    kPassShadowCosine = 15,      /* scalar */
+    kPassOwnAlpha16 = 16,        /* 16-18: whoever writes them also decides their alpha */
+    kPassOwnAlpha17 = 17,
+    kPassOwnAlpha18 = 18,
+    kPassReflection = 19,
+    kPassRefraction = 20,
+    kPassScatter = 21,
+    kPassIncandescence = 22,
+    kPassReserved23 = 23,
+    kPassReserved24 = 24,
+    kPassTranslucence = 25,
+    kPassMatte = 26,
+    kPassLightScalar = 27,       /* scalar, per light */
+    kPassTransparency = 28,
+    kPassGlow = 29,
+    kPassUser = 30,              /* the buffers of the write-to-buffer shaders */
+    kPassTranslucenceNoShadow = 31,
+    kPassReserved32 = 32,
+    kPassIncidence = 33,         /* scalar */
+    kPassBeautyNoShadow = 34
+} PassType;
+
+/* FrameBufferInfo::flags. */
+enum {
+    kEntryComposited = 0x1,            /* what lies behind shows through; without it the front stands alone */
+    kEntryMatte = 0x2,                 /* surfaces that the buffer filters out still hold out what lies behind */
+    kEntryUser4 = 0x4,                 /* 0x4 and 0x8: handed on, not used here */
+    kEntryUser8 = 0x8,
+    kEntryThroughReflection = 0x10,    /* filtered surfaces still hand up what they reflect */
+    kEntryThroughRefraction = 0x20,    /* filtered surfaces still hand up what they refract */
+    kEntryTimesSurfaceColor = 0x40,    /* multiplied by the surface color */
+    kEntryShadowed = 0x80,             /* wants shadowed light */
+    kEntryIgnoresOccluderMask = 0x100, /* occluders' pass masks are not asked */
+    kEntryLightContributes = 0x200,    /* the current light contributes */
+    kEntryInLightLoop = 0x400,         /* first entry only */
+    kEntryLightNotSetUp = 0x800,       /* first entry only */
+    kEntryShadowInverted = 0x1000,     /* records blocked light */
+    kEntryInUse = 0x2000,              /* first entry only: getFrameBufferInfo reports no buffers */
+    kEntryNoTracedLight = 0x4000,      /* takes nothing from secondary rays */
+    kEntryClosed = 0x8000,             /* pass writes do nothing */
+    kEntryWritePhase = 0x10000         /* first entry only: a write-to-buffer shader is at work */
+};
+
+/* FrameBufferSlot::levelFlags. */
+enum {
+    kLevelFiltered = 0x1,        /* the surface at this level does not write the buffer */
+    kLevelBelowRange = 0x2,      /* ... because the buffer's own depth range starts deeper */
+    kLevelNoReflection = 0x4,    /* reflections from here on are filtered too */
+    kLevelNoRefraction = 0x8,    /* refractions from here on are filtered too */
+    kLevelHidden = 0x10          /* nothing from here on is seen by the buffer */
+};
+
+/* FrameBufferState::flags. */
+enum {
+    kFrameTempOnHeap = 0x1,     /* render option "vexa allocate temp data on heap" */
+    kFrameSurfaceClear = 0x2,   /* the surface is clear enough for pass shaders to leave it to what lies behind */
+    kFrameContinued = 0x4,      /* a pass shader has continued this sample's ray */
+    kFrameContinuing = 0x8      /* a pass shader is continuing the ray now */
+};
+
+/* One buffer at one ray level: 13 words. */
+typedef struct FrameBufferSlot {
+    miColor contribution; /* what shaders write at this level */
+    miColor color;        /* what is handed up, composited and written to the buffer at last */
+    miColor transparency; /* named after its use in compositing; it holds opacity, 1 - T, per channel */
+    miUint levelFlags;
+} FrameBufferSlot;
+
+/* One buffer: 104 bytes. */
+typedef struct FrameBufferInfo {
+    miUint index; /* renderer's frame-buffer index; in the first entry kNamesUnresolved until the first sample */
+    miUint flags;
+    miInteger minReflectionLevel, maxReflectionLevel;
+    miInteger minRefractionLevel, maxRefractionLevel;
+    miColor lightValue;  /* light that arrives at the point, for the current light sample */
+    miColor shadowValue; /* shadow transmission, or blocked light in shadow-inverted passes */
+    miColor shadowSum;
+    miColor lightSum;
+    miInteger identifier; /* the application's own number */
+    FrameBufferSlot* slots; /* one per ray level, 0 .. trace depth + 1 */
+} FrameBufferInfo;
+
+static const miUint kNamesUnresolved = 0xFFFFFFFFu;
+
+/* Where the entries of one pass type lie. */
+typedef struct PassRange {
+    miUint count;
+    miUint first;
+} PassRange;
+
+/* 280 bytes. */
+typedef struct PassState {
+    PassRange types[kPassTypeCount];
+} PassState;
+
+/* 20 bytes. All but the lowest flag is cleared at each sample. */
+typedef struct FrameBufferState {
+    miUint flags;
+    miColor transparency; /* T of the surface that the shading engine shaded last (1 is clear) */
+} FrameBufferState;
+
+/* The camera's data block as the scene declares it (parameters of `declare data "FrameBufferData"`). Arrays follow the
+ * renderer's convention: element k is at [i_ + k] of the inline element. Never walk it without checking counts. */
+typedef struct FrameBufferRecord {
+    miTag frameBufferName;
+    miBoolean composited;
+    miInteger matte, user4, user8, throughReflection, throughRefraction, timesSurfaceColor, shadowed, ignoresOccluderMask;
+    miInteger minReflectionLevel, maxReflectionLevel;
+    miInteger minRefractionLevel, maxRefractionLevel;
+    miInteger identifier;
+} FrameBufferRecord;
+
+typedef struct FrameBufferData {
+    miUint magic; /* 0x46427566, "FBuf" */
+    miInteger i_passNames, n_passNames;
+    miTag passNames[1];
+    miInteger i_frameBufferInfo, n_frameBufferInfo;
+    FrameBufferRecord frameBufferInfo[1];
+    miInteger i_FrameBufferTypeCounts, n_FrameBufferTypeCounts;
+    miInteger FrameBufferTypeCounts[1];
+} FrameBufferData;
+
+/* ---- Frame buffers: access ------------------------------------------------------------------------------------- */
+
+/* The buffers of the current state. Returns their number and sets both pointers (owned by the renderer, valid for the
+ * sample). Returns 0 and leaves *entries null while tiles are not being rendered, when no state shader published
+ * buffers, when the published records do not fit each other, and while the first entry is in use (kEntryInUse). */
+LUMO_API miUint getFrameBufferInfo(miState* state, PassState** passes, FrameBufferInfo** entries);
+
+/* Null while tiles are not being rendered or when no state shader published it. */
+LUMO_API FrameBufferState* getFrameBufferState(miState* state);
+
+/* Renderer's index of the pass buffer number `index` of the camera's data block. 0 means: there is none. */
+LUMO_API miUint getNonMaterialPassFrameBufferIndex(miState* state, miInteger index);
+
+/* Renderer's index of the frame buffer whose name the string tag `name` holds. 0 means: there is none. */
+LUMO_API miUint getNamedFrameBufferID(miState* state, miTag name);
+
+/* ---- Passes ---------------------------------------------------------------------------------------------------- */
+
+/* Whether a pass mask lets pass number `pass` through. A mask is a text of hexadecimal digits; digit p / 4 (counted from
+ * the start) holds passes p, of which pass p is bit 1 << (p % 4). No mask (null) lets every pass through; a mask that
+ * ends before the digit does not. Characters that are no digits give some value; nothing is reported. */
+LUMO_API miBoolean contributesToPass(miUint pass, const char* mask);
+
+/* Call before tracing a secondary ray: clears the slots of the next ray level. `count` and `entries` are those of
+ * getFrameBufferInfo. Does nothing at the trace depth limit. */
+LUMO_API void tracePassInit(miUint count, FrameBufferInfo* entries, miState* state);
+
+/* Call after tracing a secondary ray: what it handed up is added, times `weight` (the weight that the material gives to
+ * the traced color), to this level's contribution, and taken away from the next level. `kind`: 0 reflection, 1
+ * refraction. */
+LUMO_API void tracePassAdd(miUint count, FrameBufferInfo* entries, miState* state, const miColor* weight, miBoolean kind);
+
+/* Write modes. */
+enum { kWriteNone = 0, kWriteAdd = 1, kWriteMultiply = 2, kWriteReplace = 3 };
+/* Write flags. */
+enum { kWriteWeighted = 0x1 };
+
+/* Writes a value into an entry's contribution at the current ray level.
+ *   mode      one of the write modes; other values add
+ *   flags     bit kWriteWeighted: the value is multiplied by *weight first (alpha too)
+ *   useLight  may be null (off). When *useLight is set, the value is a reflectance that light multiplies: by the entry's
+ *             lightValue if *reference is null, by (**reference - lightValue), the blocked light, if it is not
+ *   reference may be null when useLight is off
+ * Returns 0, and writes nothing, where the surface is filtered, for environment rays, and for a ray level outside 0 ..
+ * trace depth + 1. A closed entry or mode 0 writes nothing and returns 1. */
+LUMO_API miBoolean passWriteColor(miState* state, const miColor* value, FrameBufferInfo* entry, const miUint* mode,
+                                  const miCBoolean* flags, const miScalar* weight, const miBoolean* useLight,
+                                  const miColor* const* reference);
+
+/* The same for an integer (labels), which occupies the contribution's first word. A weighted value is rounded half away
+ * from zero; one outside the integers' range becomes the nearest integer, NaN becomes 0. Sums and products wrap. */
+LUMO_API miBoolean passWriteInteger(miState* state, const miInteger* value, FrameBufferInfo* entry, const miUint* mode,
+                                    const miCBoolean* flags, const miScalar* weight);
+
+/* Inside the light loop: adds a value, lit as in passWriteColor, to the entry's lightSum. Returns 1. */
+LUMO_API miBoolean passAddToLightSum(miState* state, const miColor* value, FrameBufferInfo* entry,
+                                     const miBoolean* useLight, const miColor* const* reference);
+
+#ifdef __cplusplus
+} /* extern "C" */
+
+/* ---- C++ ------------------------------------------------------------------------------------------------------- */
+
+#include <string>
+#include <utility>
+
+/* A pinned block of scene data: its address, its tag and whether its words are byte-swapped. Can be moved, not copied.
+ * It does not unpin: whoever ends up owning it calls mi_db_unpin(tag()) when done, unless it is empty. */
+template <class T>
+class MIDataPtr {
+public:
+    MIDataPtr() = default;
+    MIDataPtr(const T* data, miTag tag, bool swapped) : data_(data), tag_(tag), swapped_(swapped ? 1 : 0) {}
+    MIDataPtr(MIDataPtr&& other) noexcept { *this = std::move(other); }
+    MIDataPtr& operator=(MIDataPtr&& other) noexcept
+    {
+        data_ = std::exchange(other.data_, nullptr);
+        tag_ = std::exchange(other.tag_, miNULLTAG);
+        swapped_ = other.swapped_;
+        return *this;
+    }
+
+    bool empty() const { return data_ == nullptr || tag_ == miNULLTAG; }
+    const T* data() const { return data_; }
+    miTag tag() const { return tag_; }
+    bool swapped() const { return swapped_ != 0; }
+
+private:
+    const T* data_ = nullptr;
+    miTag tag_ = miNULLTAG;
+    miCBoolean swapped_ = 0;
+};
+
+#if defined(__clang__)
+#pragma clang diagnostic push
+#pragma clang diagnostic ignored "-Wreturn-type-c-linkage" /* names are plain C names, types need not be */
+#endif
+
+extern "C" {
+
+/* The camera's "FBuf" block, pinned; empty when there is none. Its words are as the scene wrote them: check counts and
+ * swapped() before use. */
+LUMO_API MIDataPtr<FrameBufferData> getFrameBufferDataBlock(miState* state);
+
+/* Messages. The text is the renderer's format string: a '%' in it is interpreted. */
+LUMO_API void lumoFatal(const std::string& message);
+LUMO_API void lumoError(const std::string& message);
+LUMO_API void lumoWarning(const std::string& message);
+LUMO_API void lumoInfo(const std::string& message);
+
+} /* extern "C" */
+
+#if defined(__clang__)
+#pragma clang diagnostic pop
+#endif
+
+#endif /* __cplusplus */
+#endif

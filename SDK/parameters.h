@@ -1,0 +1,94 @@
+/* Access to shader parameters. */
+#pragma once
+
+#include <cstring>
+#include <type_traits>
+
+#include "binding/renderer.h"
+
+namespace lumo {
+
+template <class T>
+concept ParameterValue = std::is_arithmetic_v<T> || std::is_same_v<T, miColor> || std::is_same_v<T, miVector>;
+
+/* The parameters of one shader call (or of an instance, at init). Every value is read by one rule: a connected parameter
+ * is what the renderer evaluates it to, any other is what the scene stored. The block itself is out of reach, so a shader
+ * cannot take a stored value for the real one by accident.
+ *
+ *   in(&BlendParameters::blender)                                        a parameter
+ *   in(&BlendParameters::header, &MaterialHeader::passWriteMode)         a parameter of a record inside the block
+ *   in.element(&P::i_lights, &P::lights, k)                              element k of an array parameter
+ *
+ * Helpers of single materials derive from this and give the parameters names. */
+template <class P>
+class ShaderHelper {
+public:
+    using Parameters = P;
+
+    ShaderHelper(miState* state, P* parameters) : state_(state), parameters_(parameters) {}
+
+    miState* state() const { return state_; }
+
+    template <ParameterValue T>
+    T operator()(T P::*member) const
+    {
+        return evaluated(&(parameters_->*member));
+    }
+
+    template <class Record, ParameterValue T>
+    T operator()(Record P::*record, T Record::*member) const
+    {
+        return evaluated(&(parameters_->*record.*member));
+    }
+
+    /* `index` counts from 0; the caller keeps it below the array's count. */
+    template <ParameterValue T>
+    T element(miInteger P::*start, T (P::*array)[1], miInteger index) const
+    {
+        return evaluated(parameters_->*array + (*this)(start) + index);
+    }
+
+    template <class T>
+    bool isConnected(T P::*member) const
+    {
+        return isConnectedAddress(&(parameters_->*member));
+    }
+
+    /* Calls the shader that a parameter is connected to, past the renderer's cache of evaluated parameters, and gives its
+     * result; the stored value when nothing is connected. */
+    template <ParameterValue T>
+    T call(T P::*member) const
+    {
+        T* address = &(parameters_->*member);
+        const void* result = isConnectedAddress(address) ? mi_phen_call(state_, address) : nullptr;
+        return *static_cast<const T*>(result ? result : address);
+    }
+
+protected:
+    template <class T>
+    T evaluated(T* address) const
+    {
+        const void* result = isConnectedAddress(address) ? mi_phen_eval(state_, address) : nullptr;
+        return *static_cast<const T*>(result ? result : address);
+    }
+
+private:
+    /* A parameter's ghost is a tag that lies at the same offset from every parameter of the running function. */
+    bool isConnectedAddress(const void* address) const
+    {
+        const miFunction* function = state_->shader;
+        if (!function || function->has_connections != 1)
+            return false;
+        miTag ghost;
+        std::memcpy(&ghost, static_cast<const char*>(address) + function->ghost_offs, sizeof ghost);
+        return ghost != miNULLTAG && ghost != miPARAMTAG;
+    }
+
+    miState* state_;
+    P* parameters_;
+};
+
+/* For shaders without parameters. */
+struct NoParameters {};
+
+} // namespace lumo

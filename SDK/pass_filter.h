@@ -1,0 +1,30 @@
+/* The pass mask of an instance: which passes a light, an occluder or a shaded object contributes to. */
+#pragma once
+
+#include "lumo.h"
+
+#include "pinned.h"
+
+namespace lumo {
+
+/* Finds the mask in the instance's parameters, or else in its user data; the first word of either is a string. The text
+ * stays pinned while the filter lives. An instance without a mask, or with an empty one, contributes to every pass. */
+class PassFilter {
+public:
+    PassFilter(miState* state, miTag instance) : mask_(maskTag(state, instance)) {}
+
+    bool allows(miUint pass) const { return contributesToPass(pass, text()); }
+
+    /* Null when there is no mask. */
+    const char* text() const { return mask_ && *mask_.get() ? mask_.get() : nullptr; }
+
+private:
+    static miTag maskTag(miState* state, miTag instance);
+
+    PinnedText mask_;
+};
+
+/* The instance that speaks for the hit: the assembly that holds it, else the hit instance itself. */
+miTag shadedObject(miState* state);
+
+} // namespace lumo

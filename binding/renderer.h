@@ -1,0 +1,228 @@
+/* The renderer's functions under their own names. Inside namespace lumo a call of mi_query goes through the object of
+ * that name, never to the prototype of the platform headers, so the library has no undefined renderer symbol and works
+ * on hosts that lack some of the functions.
+ */
+#pragma once
+
+#include "renderer_function.h"
+
+#include <mi_shader_if.h>
+#include <shader.h>
+
+namespace lumo {
+
+#define LUMO_RENDERER_FUNCTION(name) inline constinit RendererFunction<decltype(::name)> name{#name};
+
+// database
+LUMO_RENDERER_FUNCTION(mi_db_access)
+LUMO_RENDERER_FUNCTION(mi_db_access_type)
+LUMO_RENDERER_FUNCTION(mi_db_unpin)
+LUMO_RENDERER_FUNCTION(mi_db_type)
+LUMO_RENDERER_FUNCTION(mi_db_size)
+LUMO_RENDERER_FUNCTION(mi_db_isjob)
+LUMO_RENDERER_FUNCTION(mi_db_create)
+LUMO_RENDERER_FUNCTION(mi_db_realloc)
+LUMO_RENDERER_FUNCTION(mi_db_delete)
+
+// locks and abortion
+LUMO_RENDERER_FUNCTION(mi_init_lock)
+LUMO_RENDERER_FUNCTION(mi_delete_lock)
+LUMO_RENDERER_FUNCTION(mi_lock)
+LUMO_RENDERER_FUNCTION(mi_unlock)
+LUMO_RENDERER_FUNCTION(mi_trylock)
+LUMO_RENDERER_FUNCTION(mi_par_aborted)
+LUMO_RENDERER_FUNCTION(mi_abort)
+
+// memory
+LUMO_RENDERER_FUNCTION(mi_mem_int_allocate)
+LUMO_RENDERER_FUNCTION(mi_mem_int_allocate_sizet)
+LUMO_RENDERER_FUNCTION(mi_mem_int_test_allocate)
+LUMO_RENDERER_FUNCTION(mi_mem_int_reallocate)
+LUMO_RENDERER_FUNCTION(mi_mem_int_reallocate_sizet)
+LUMO_RENDERER_FUNCTION(mi_mem_int_test_reallocate)
+LUMO_RENDERER_FUNCTION(mi_mem_int_release)
+LUMO_RENDERER_FUNCTION(mi_mem_int_strdup)
+LUMO_RENDERER_FUNCTION(mi_mem_int_blkcreate)
+LUMO_RENDERER_FUNCTION(mi_mem_blkdelete)
+LUMO_RENDERER_FUNCTION(mi_mem_blkclear)
+LUMO_RENDERER_FUNCTION(mi_mem_blkallocate)
+LUMO_RENDERER_FUNCTION(mi_mem_blkfallocate)
+LUMO_RENDERER_FUNCTION(mi_mem_blkrelease)
+LUMO_RENDERER_FUNCTION(mi_mem_blkfrelease)
+LUMO_RENDERER_FUNCTION(mi_mem_blkenumerate)
+
+// parameters, calls of other shaders, queries, shader-state entries
+LUMO_RENDERER_FUNCTION(mi_phen_eval)
+LUMO_RENDERER_FUNCTION(mi_phen_call)
+LUMO_RENDERER_FUNCTION(mi_call_shader)
+LUMO_RENDERER_FUNCTION(mi_call_shader_x)
+LUMO_RENDERER_FUNCTION(mi_call_material)
+LUMO_RENDERER_FUNCTION(mi_call_photon_material)
+LUMO_RENDERER_FUNCTION(mi_call_shadow_material)
+LUMO_RENDERER_FUNCTION(mi_call_environment_material)
+LUMO_RENDERER_FUNCTION(mi_call_volume_material)
+LUMO_RENDERER_FUNCTION(mi_call_photonvol_material)
+LUMO_RENDERER_FUNCTION(mi_flush_cache)
+LUMO_RENDERER_FUNCTION(mi_query)
+LUMO_RENDERER_FUNCTION(mi_shaderstate_set)
+LUMO_RENDERER_FUNCTION(mi_shaderstate_get)
+LUMO_RENDERER_FUNCTION(mi_shaderstate_enumerate)
+
+// tracing
+LUMO_RENDERER_FUNCTION(mi_trace_eye)
+LUMO_RENDERER_FUNCTION(mi_trace_reflection)
+LUMO_RENDERER_FUNCTION(mi_trace_refraction)
+LUMO_RENDERER_FUNCTION(mi_trace_environment)
+LUMO_RENDERER_FUNCTION(mi_trace_transparent)
+LUMO_RENDERER_FUNCTION(mi_trace_continue)
+LUMO_RENDERER_FUNCTION(mi_trace_probe)
+LUMO_RENDERER_FUNCTION(mi_trace_probe_x)
+LUMO_RENDERER_FUNCTION(mi_trace_shadow)
+LUMO_RENDERER_FUNCTION(mi_trace_shadow_seg)
+LUMO_RENDERER_FUNCTION(mi_continue_shadow_seg)
+
+// lights
+LUMO_RENDERER_FUNCTION(mi_sample_light)
+LUMO_RENDERER_FUNCTION(mi_trace_light)
+LUMO_RENDERER_FUNCTION(mi_inclusive_lightlist)
+LUMO_RENDERER_FUNCTION(mi_exclusive_lightlist)
+LUMO_RENDERER_FUNCTION(mi_instance_lightlist)
+LUMO_RENDERER_FUNCTION(mi_global_lights_info)
+LUMO_RENDERER_FUNCTION(mi_light_info)
+LUMO_RENDERER_FUNCTION(mi_lightprofile_sample)
+LUMO_RENDERER_FUNCTION(mi_lightprofile_value)
+
+// opacity, indirect light, occlusion
+LUMO_RENDERER_FUNCTION(mi_opacity_set)
+LUMO_RENDERER_FUNCTION(mi_opacity_get)
+LUMO_RENDERER_FUNCTION(mi_compute_irradiance)
+LUMO_RENDERER_FUNCTION(mi_compute_irradiance_backside)
+LUMO_RENDERER_FUNCTION(mi_compute_avg_radiance)
+LUMO_RENDERER_FUNCTION(mi_finalgather_store)
+LUMO_RENDERER_FUNCTION(mi_ambient_occlusion)
+
+// directions and reflection models
+LUMO_RENDERER_FUNCTION(mi_reflection_dir)
+LUMO_RENDERER_FUNCTION(mi_refraction_dir)
+LUMO_RENDERER_FUNCTION(mi_reflection_dir_specular)
+LUMO_RENDERER_FUNCTION(mi_reflection_dir_glossy)
+LUMO_RENDERER_FUNCTION(mi_reflection_dir_glossy_x)
+LUMO_RENDERER_FUNCTION(mi_reflection_dir_anisglossy)
+LUMO_RENDERER_FUNCTION(mi_reflection_dir_anisglossy_x)
+LUMO_RENDERER_FUNCTION(mi_reflection_dir_diffuse)
+LUMO_RENDERER_FUNCTION(mi_reflection_dir_diffuse_x)
+LUMO_RENDERER_FUNCTION(mi_transmission_dir_specular)
+LUMO_RENDERER_FUNCTION(mi_transmission_dir_glossy)
+LUMO_RENDERER_FUNCTION(mi_transmission_dir_glossy_x)
+LUMO_RENDERER_FUNCTION(mi_transmission_dir_anisglossy)
+LUMO_RENDERER_FUNCTION(mi_transmission_dir_anisglossy_x)
+LUMO_RENDERER_FUNCTION(mi_transmission_dir_diffuse)
+LUMO_RENDERER_FUNCTION(mi_transmission_dir_diffuse_x)
+LUMO_RENDERER_FUNCTION(mi_fresnel)
+LUMO_RENDERER_FUNCTION(mi_fresnel_reflection)
+LUMO_RENDERER_FUNCTION(mi_phong_specular)
+LUMO_RENDERER_FUNCTION(mi_blinn_specular)
+LUMO_RENDERER_FUNCTION(mi_cooktorr_specular)
+LUMO_RENDERER_FUNCTION(mi_ward_glossy)
+LUMO_RENDERER_FUNCTION(mi_ward_anisglossy)
+
+// textures
+LUMO_RENDERER_FUNCTION(mi_lookup_color_texture)
+LUMO_RENDERER_FUNCTION(mi_lookup_scalar_texture)
+LUMO_RENDERER_FUNCTION(mi_lookup_vector_texture)
+LUMO_RENDERER_FUNCTION(mi_lookup_color_texture_x)
+LUMO_RENDERER_FUNCTION(mi_lookup_scalar_texture_x)
+LUMO_RENDERER_FUNCTION(mi_lookup_vector_texture_x)
+LUMO_RENDERER_FUNCTION(mi_lookup_filter_color_texture)
+LUMO_RENDERER_FUNCTION(mi_texture_filter_project)
+LUMO_RENDERER_FUNCTION(mi_texture_filter_transform)
+LUMO_RENDERER_FUNCTION(mi_luminance)
+
+// spaces
+LUMO_RENDERER_FUNCTION(mi_point_to_world)
+LUMO_RENDERER_FUNCTION(mi_point_to_camera)
+LUMO_RENDERER_FUNCTION(mi_point_to_object)
+LUMO_RENDERER_FUNCTION(mi_point_to_light)
+LUMO_RENDERER_FUNCTION(mi_point_to_raster)
+LUMO_RENDERER_FUNCTION(mi_point_from_world)
+LUMO_RENDERER_FUNCTION(mi_point_from_camera)
+LUMO_RENDERER_FUNCTION(mi_point_from_object)
+LUMO_RENDERER_FUNCTION(mi_point_from_light)
+LUMO_RENDERER_FUNCTION(mi_vector_to_world)
+LUMO_RENDERER_FUNCTION(mi_vector_to_camera)
+LUMO_RENDERER_FUNCTION(mi_vector_to_object)
+LUMO_RENDERER_FUNCTION(mi_vector_to_light)
+LUMO_RENDERER_FUNCTION(mi_vector_from_world)
+LUMO_RENDERER_FUNCTION(mi_vector_from_camera)
+LUMO_RENDERER_FUNCTION(mi_vector_from_object)
+LUMO_RENDERER_FUNCTION(mi_vector_from_light)
+LUMO_RENDERER_FUNCTION(mi_normal_to_world)
+LUMO_RENDERER_FUNCTION(mi_normal_to_camera)
+LUMO_RENDERER_FUNCTION(mi_normal_to_object)
+LUMO_RENDERER_FUNCTION(mi_normal_to_light)
+LUMO_RENDERER_FUNCTION(mi_normal_from_world)
+LUMO_RENDERER_FUNCTION(mi_normal_from_camera)
+LUMO_RENDERER_FUNCTION(mi_normal_from_object)
+LUMO_RENDERER_FUNCTION(mi_normal_from_light)
+LUMO_RENDERER_FUNCTION(mi_raster_unit)
+LUMO_RENDERER_FUNCTION(mi_tri_vectors)
+
+// matrices
+LUMO_RENDERER_FUNCTION(mi_point_transform)
+LUMO_RENDERER_FUNCTION(mi_vector_transform)
+LUMO_RENDERER_FUNCTION(mi_vector_transform_T)
+LUMO_RENDERER_FUNCTION(mi_matrix_ident)
+LUMO_RENDERER_FUNCTION(mi_matrix_prod)
+LUMO_RENDERER_FUNCTION(mi_matrix_invert)
+LUMO_RENDERER_FUNCTION(mi_matrix_isident)
+LUMO_RENDERER_FUNCTION(mi_matrix_isnull)
+LUMO_RENDERER_FUNCTION(mi_matrix_rotate)
+LUMO_RENDERER_FUNCTION(mi_matrix_rotate_axis)
+LUMO_RENDERER_FUNCTION(mi_matrix_rot_det)
+LUMO_RENDERER_FUNCTION(mi_matrix_solve)
+
+// random numbers, sampling, noise
+LUMO_RENDERER_FUNCTION(mi_random)
+LUMO_RENDERER_FUNCTION(mi_srandom)
+LUMO_RENDERER_FUNCTION(mi_erandom)
+LUMO_RENDERER_FUNCTION(mi_par_random)
+LUMO_RENDERER_FUNCTION(mi_sample)
+LUMO_RENDERER_FUNCTION(mi_noise_1d)
+LUMO_RENDERER_FUNCTION(mi_noise_2d)
+LUMO_RENDERER_FUNCTION(mi_noise_3d)
+LUMO_RENDERER_FUNCTION(mi_noise_1d_grad)
+LUMO_RENDERER_FUNCTION(mi_noise_2d_grad)
+LUMO_RENDERER_FUNCTION(mi_noise_3d_grad)
+LUMO_RENDERER_FUNCTION(mi_unoise_1d)
+LUMO_RENDERER_FUNCTION(mi_unoise_2d)
+LUMO_RENDERER_FUNCTION(mi_unoise_3d)
+LUMO_RENDERER_FUNCTION(mi_unoise_1d_grad)
+LUMO_RENDERER_FUNCTION(mi_unoise_2d_grad)
+LUMO_RENDERER_FUNCTION(mi_unoise_3d_grad)
+LUMO_RENDERER_FUNCTION(mi_spline)
+
+// frame buffers
+LUMO_RENDERER_FUNCTION(mi_fb_put)
+LUMO_RENDERER_FUNCTION(mi_fb_get)
+
+// messages: that their format can be checked is no part of their type, and GCC says so
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wignored-attributes"
+LUMO_RENDERER_FUNCTION(mi_fatal)
+LUMO_RENDERER_FUNCTION(mi_error)
+LUMO_RENDERER_FUNCTION(mi_warning)
+LUMO_RENDERER_FUNCTION(mi_info)
+LUMO_RENDERER_FUNCTION(mi_progress)
+LUMO_RENDERER_FUNCTION(mi_debug)
+LUMO_RENDERER_FUNCTION(mi_vdebug)
+LUMO_RENDERER_FUNCTION(mi_nfatal)
+LUMO_RENDERER_FUNCTION(mi_nerror)
+LUMO_RENDERER_FUNCTION(mi_nwarning)
+#pragma GCC diagnostic pop
+
+// options and frame buffers by name
+LUMO_RENDERER_FUNCTION(mi_get_shader_interface)
+
+#undef LUMO_RENDERER_FUNCTION
+
+} // namespace lumo
