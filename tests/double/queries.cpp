@@ -1,0 +1,70 @@
+#include "queries.h"
+
+#include <mi/functions.h>
+
+#include "renderer.h"
+
+namespace twin {
+
+miBoolean Queries::give(const Answer& answer, void* result)
+{
+    if (answer.kind != Answer::kValue)
+        return miFALSE;
+    std::memcpy(result, answer.bytes.data(), answer.size);
+    return miTRUE;
+}
+
+miBoolean Queries::ask(miQ_type code, miState* state, miTag tag, void* result)
+{
+    counts_[code].fetch_add(1, std::memory_order_relaxed);
+    if (byCode_[code].kind != Answer::kNone)
+        return give(byCode_[code], result);
+    if (!byTag_.empty())
+        if (const auto found = byTag_.find({code, tag}); found != byTag_.end())
+            return give(found->second, result);
+    const std::optional<Answer> answer = fromElements(code, state, tag);
+    return answer ? give(*answer, result) : miFALSE;
+}
+
+std::optional<Queries::Answer> Queries::fromElements(miQ_type code, miState* state, miTag tag)
+{
+    Database& database = renderer().database;
+    auto* const instance = database.find<miInstance>(tag, miSCENE_INSTANCE);
+    auto* const object = database.find<miObject>(tag, miSCENE_OBJECT);
+    auto* const data = database.find<miUserdata>(tag, miSCENE_USERDATA);
+    switch (code) {
+    case miQ_FUNC_USERPTR:
+        return Answer::of(renderer().userPointerSlot(state->shader));
+    case miQ_INST_GLOBAL_TO_LOCAL:
+        return instance ? std::optional(Answer::of(&instance->tf.global_to_local[0])) : std::nullopt;
+    case miQ_INST_LOCAL_TO_GLOBAL:
+        return instance ? std::optional(Answer::of(&instance->tf.local_to_global[0])) : std::nullopt;
+    case miQ_INST_ITEM:
+        return instance ? std::optional(Answer::of(instance->item)) : std::nullopt;
+    case miQ_INST_DATA:
+        return instance ? std::optional(Answer::of(instance->userdata)) : std::nullopt;
+    case miQ_INST_PARAM_SIZE:
+        return instance ? std::optional(Answer::of(instance->param_size)) : std::nullopt;
+    case miQ_INST_PARAM:
+        return instance && instance->param_size ? std::optional(Answer::of(&instance->param[0])) : std::nullopt;
+    case miQ_OBJ_DATA:
+        return object ? std::optional(Answer::of(object->userdata)) : std::nullopt;
+    case miQ_DATA_NEXT:
+        return data ? std::optional(Answer::of(data->next_data)) : std::nullopt;
+    case miQ_DATA_LABEL:
+        return data ? std::optional(Answer::of(data->label)) : std::nullopt;
+    case miQ_DATA_PARAM:
+        return data ? std::optional(Answer::of(&data->parameters[0])) : std::nullopt;
+    case miQ_DATA_PARAM_SIZE:
+        return data ? std::optional(Answer::of(data->parameter_size)) : std::nullopt;
+    default:
+        return std::nullopt;
+    }
+}
+
+}  // namespace twin
+
+miBoolean mi_query(miQ_type code, miState* state, miTag tag, void* result, ...)
+{
+    return twin::renderer().queries.ask(code, state, tag, result);
+}

@@ -1,0 +1,79 @@
+/* What the renderer keeps for one rendering state (one per thread and render): shader-state entries and the values of
+ * the frame buffers at the current sample. miState::ts points to it.
+ */
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <shader.h>
+
+namespace twin {
+
+/* Entries by name. A value keeps its address, a multiple of 16, while the entry lives. */
+class ShaderStateStore {
+public:
+    void set(const char* key, const void* value, int size, int lifetime);
+    void* get(const char* key, int* size) const;
+
+    /* -1 when there is no such entry. */
+    int lifetime(const char* key) const;
+    std::size_t count() const { return entries_.size(); }
+
+    /* Drops what lives for one eye ray at most. */
+    void endSample();
+
+private:
+    struct FreeAligned {
+        void operator()(void* memory) const { ::operator delete(memory, std::align_val_t{16}); }
+    };
+    struct Entry {
+        std::string key;
+        std::unique_ptr<void, FreeAligned> value;
+        int size;
+        int lifetime;
+    };
+
+    const Entry* find(const char* key) const;
+
+    std::vector<Entry> entries_;
+};
+
+/* Frame buffers at the current sample: all zero at its start, then what was put last. */
+class SampleBuffers {
+public:
+    union Value {
+        miColor color;
+        miVector vector;
+        miScalar scalar;
+        miUint label;
+        miUint words[4];
+    };
+
+    /* Bytes of each buffer that exist, by index: 16 color, 12 vector, 4 scalar or label; 0 means no such buffer. */
+    std::map<int, std::size_t> sizes;
+
+    bool put(int buffer, const void* data);
+    bool get(int buffer, void* data) const;
+
+    /* For tests: the value, zero when nothing was put. */
+    Value value(int buffer) const;
+    bool wasPut(int buffer) const { return values_.count(buffer) != 0; }
+    void beginSample() { values_.clear(); }
+
+private:
+    std::map<int, Value> values_;
+};
+
+struct RenderingState {
+    ShaderStateStore entries;
+    SampleBuffers buffers;
+
+    void endSample() { entries.endSample(); }
+};
+
+}  // namespace twin
