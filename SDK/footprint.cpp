@@ -45,7 +45,9 @@ bool textureExtent(const miVector& a, const miVector& b, const miVector& du, con
 void ellipseAxes(const miState* state, const Footprint& footprint, miVector& along, miVector& across)
 {
     const miVector& n = state->normal;
-    along = {state->dir.x - state->dot_nd * n.x, state->dir.y - state->dot_nd * n.y, state->dir.z - state->dot_nd * n.z};
+    along = n;
+    mi_vector_mul(&along, -state->dot_nd);
+    mi_vector_add(&along, &along, &state->dir);
     if (mi_vector_norm(&along) < 1e-4f) {
         // Seen head on there is no tilt: any direction on the plane serves.
         const miVector other = std::fabs(n.x) < 0.5f ? miVector{1, 0, 0} : miVector{0, 1, 0};

@@ -2,6 +2,7 @@
 
 #include "binding/renderer.h"
 
+#include <algorithm>
 #include <array>
 #include <bit>
 #include <cstring>
@@ -72,8 +73,8 @@ FrameBufferBlock::Array FrameBufferBlock::readArray(const char* name, miUint hea
     const auto count = std::bit_cast<miInteger>(word(header + 1));
     const auto first = std::int64_t{header} + 2 + std::int64_t{start} * elementWords;
     const auto end = first + std::int64_t{count} * elementWords;
-    const bool inside =
-        sizeWords_ ? end <= static_cast<std::int64_t>(sizeWords_) : count <= kLargestUncheckedCount && start <= kLargestCount;
+    const bool inside = sizeWords_ ? end <= static_cast<std::int64_t>(sizeWords_)
+                                   : count <= kLargestUncheckedCount && start <= kLargestUncheckedCount;
     array.fits = count == 0 || (start >= 0 && count > 0 && count <= kLargestCount && inside);
     if (array.fits && count > 0) {
         array.firstWord = static_cast<miUint>(first);
@@ -95,7 +96,7 @@ miUint FrameBufferBlock::typeCount(miUint type) const
     if (type >= typeCounts_.count)
         return 0;
     const auto count = std::bit_cast<miInteger>(wordOf(typeCounts_, type, 0));
-    return count > 0 ? static_cast<miUint>(std::min(count, kLargestCount)) : 0;
+    return static_cast<miUint>(std::clamp(count, 0, kLargestCount));
 }
 
 void FrameBufferBlock::report(const std::string& who) const
@@ -107,13 +108,18 @@ void FrameBufferBlock::report(const std::string& who) const
     if (typeCounts_.count != kPassTypeCount)
         lumoError(who + "(): FrameBufferTypeCounts array does not have the expected number of elements.");
 
+    for (miUint type = 0; type < typeCounts_.count; ++type)
+        if (std::bit_cast<miInteger>(wordOf(typeCounts_, type, 0)) < 0)
+            lumoError(who + "(): FrameBufferTypeCounts holds a negative number, which is taken as 0.");
+
     // With a wrong sum the published records would not fit each other, and every buffer would be hidden without a word.
     miUint sum = 0;
     for (miUint type = 0; type < kPassTypeCount; ++type)
         sum += typeCount(type);
     if (sum != records_.count)
-        lumoError(who + "(): FrameBufferTypeCounts adds up to " + std::to_string(sum) + " buffers, frameBufferInfo has " +
-                  std::to_string(records_.count) + "; no pass will be written.");
+        lumoError(who + "(): FrameBufferTypeCounts adds up to " + std::to_string(sum) +
+                  " buffers, but frameBufferInfo has " + std::to_string(records_.count) +
+                  "; no pass will be written.");
 }
 
 } // namespace lumo

@@ -97,7 +97,8 @@ typedef struct LumoStack {
 
 /* Element size in bytes, the link pointer included. */
 LUMO_API void stack_create(miState* state, LumoStack* stack, miUint size);
-/* Returns the new top element, uninitialised but for its link; null when there is no memory (the stack is unchanged). */
+/* Returns the new top element, uninitialised but for its link; null when there is no memory (the stack is unchanged).
+ * */
 LUMO_API void* stack_push(LumoStack* stack);
 /* Nothing happens on an empty stack. */
 LUMO_API void stack_pop(LumoStack* stack);
@@ -245,7 +246,11 @@ typedef struct FrameBufferState {
 typedef struct FrameBufferRecord {
     miTag frameBufferName;
     miBoolean composited;
-    miInteger matte, user4, user8, throughReflection, throughRefraction, timesSurfaceColor, shadowed, ignoresOccluderMask;
+    miInteger matte, user4, user8;
+    miInteger throughReflection, throughRefraction;
+    miInteger timesSurfaceColor;
+    miInteger shadowed;
+    miInteger ignoresOccluderMask;
     miInteger minReflectionLevel, maxReflectionLevel;
     miInteger minRefractionLevel, maxRefractionLevel;
     miInteger identifier;
@@ -279,9 +284,9 @@ LUMO_API miUint getNamedFrameBufferID(miState* state, miTag name);
 
 /* ---- Passes ---------------------------------------------------------------------------------------------------- */
 
-/* Whether a pass mask lets pass number `pass` through. A mask is a text of hexadecimal digits; digit p / 4 (counted from
- * the start) holds passes p, of which pass p is bit 1 << (p % 4). No mask (null) lets every pass through; a mask that
- * ends before the digit does not. Characters that are no digits give some value; nothing is reported. */
+/* Whether a pass mask lets pass number `pass` through. A mask is a text of hexadecimal digits; digit p / 4 (counted
+ * from the start) holds passes p, of which pass p is bit 1 << (p % 4). No mask (null) lets every pass through; a mask
+ * that ends before the digit does not. Characters that are no digits give some value; nothing is reported. */
 LUMO_API miBoolean contributesToPass(miUint pass, const char* mask);
 
 /* Call before tracing a secondary ray: clears the slots of the next ray level. `count` and `entries` are those of
@@ -291,7 +296,8 @@ LUMO_API void tracePassInit(miUint count, FrameBufferInfo* entries, miState* sta
 /* Call after tracing a secondary ray: what it handed up is added, times `weight` (the weight that the material gives to
  * the traced color), to this level's contribution, and taken away from the next level. `kind`: 0 reflection, 1
  * refraction. */
-LUMO_API void tracePassAdd(miUint count, FrameBufferInfo* entries, miState* state, const miColor* weight, miBoolean kind);
+LUMO_API void tracePassAdd(miUint count, FrameBufferInfo* entries, miState* state, const miColor* weight,
+                           miBoolean kind);
 
 /* Write modes. */
 enum { kWriteNone = 0, kWriteAdd = 1, kWriteMultiply = 2, kWriteReplace = 3 };
@@ -301,8 +307,8 @@ enum { kWriteWeighted = 0x1 };
 /* Writes a value into an entry's contribution at the current ray level.
  *   mode      one of the write modes; other values add
  *   flags     bit kWriteWeighted: the value is multiplied by *weight first (alpha too)
- *   useLight  may be null (off). When *useLight is set, the value is a reflectance that light multiplies: by the entry's
- *             lightValue if *reference is null, by (**reference - lightValue), the blocked light, if it is not
+ *   useLight  may be null (off). When *useLight is set, the value is a reflectance that light multiplies: the entry's
+ *             lightValue if *reference is null, else the blocked light, **reference - lightValue
  *   reference may be null when useLight is off
  * Returns 0, and writes nothing, where the surface is filtered, for environment rays, and for a ray level outside 0 ..
  * trace depth + 1. A closed entry or mode 0 writes nothing and returns 1. */

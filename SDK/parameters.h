@@ -11,9 +11,9 @@ namespace lumo {
 template <class T>
 concept ParameterValue = std::is_arithmetic_v<T> || std::is_same_v<T, miColor> || std::is_same_v<T, miVector>;
 
-/* The parameters of one shader call (or of an instance, at init). Every value is read by one rule: a connected parameter
- * is what the renderer evaluates it to, any other is what the scene stored. The block itself is out of reach, so a shader
- * cannot take a stored value for the real one by accident.
+/* The parameters of one shader call (or of an instance, at init). Every value is read by one rule: a connected
+ * parameter is what the renderer evaluates it to, any other is what the scene stored. The block itself is out of
+ * reach, so a shader cannot take a stored value for the real one by accident.
  *
  *   in(&BlendParameters::blender)                                        a parameter
  *   in(&BlendParameters::header, &MaterialHeader::passWriteMode)         a parameter of a record inside the block
@@ -54,8 +54,8 @@ public:
         return isConnectedAddress(&(parameters_->*member));
     }
 
-    /* Calls the shader that a parameter is connected to, past the renderer's cache of evaluated parameters, and gives its
-     * result; the stored value when nothing is connected. */
+    /* Calls the shader that a parameter is connected to, past the renderer's cache of evaluated parameters, and gives
+     * its result; the stored value when nothing is connected. */
     template <ParameterValue T>
     T call(T P::*member) const
     {

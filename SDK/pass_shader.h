@@ -1,5 +1,5 @@
-/* Pass shaders: each computes one quantity at the eye-ray hit and puts it straight into one frame buffer. The scene lists
- * them in a material behind its surface shader, whose result they leave alone.
+/* Pass shaders: each computes one quantity at the eye-ray hit and puts it straight into one frame buffer. The scene
+ * lists them in a material behind its surface shader, whose result they leave alone.
  *
  * A new pass is a parameter record that begins with `PassHeader header` and a computation:
  *   template <class Result, class P> struct TheComputation {
@@ -38,8 +38,8 @@ struct PassShaderEyeRayFilter {
     }
 };
 
-/* A pass's value in a place that is large enough for any buffer's data, since the scene may pair a pass with a buffer of
- * another kind. */
+/* A pass's value in a place that is large enough for any buffer's data, since the scene may pair a pass with a buffer
+ * of another kind. */
 template <class Result>
 union PassValue {
     miColor buffer;
@@ -56,9 +56,9 @@ bool isOpaqueEnough(const FrameBufferState& frame, const ShaderHelper<P>& in)
     return 1 - in(&P::header, &PassHeader::opacityThreshold) + 0.00001f >= luminance(frame.transparency);
 }
 
-/* Lets the ray go on as if the surface were not there, so that the pass shaders of what lies behind write their buffers.
- * Once per sample and depth of nesting; everything that the ones behind change in the state is put back, and they deposit
- * no colors of materials. */
+/* Lets the ray go on as if the surface were not there, so that the pass shaders of what lies behind write their
+ * buffers. Once per sample and depth of nesting; everything that the ones behind change in the state is put back, and
+ * they deposit no colors of materials. */
 inline void continueBehind(miState* state, FrameBufferState& frame)
 {
     if (frame.flags & kFrameContinued)

@@ -26,6 +26,8 @@ enum class Match { kNo, kPlain, kSwapped };
 Match matchMagic(const miUserdata& block, miUint magic)
 {
     miUint word;
+    if (static_cast<miUint>(block.parameter_size) < sizeof word)
+        return Match::kNo;
     std::memcpy(&word, block.parameters, sizeof word);
     if (word == magic)
         return Match::kPlain;

@@ -49,8 +49,8 @@ using lumo::PoolNode;
 
 miMemblk* get_tla(miLock lock, miUint id, miUint size)
 {
-    // Searching without the lock is deliberate: nodes only ever appear at the head and stay valid. Two threads that miss
-    // at once both make a node of their own; the second one is merely never found again.
+    // Searching without the lock is deliberate: nodes only ever appear at the head and stay valid. Two threads that
+    // miss at once both make a node of their own; the second one is merely never found again.
     if (miMemblk* pool = lumo::findPool(id, size))
         return pool;
 

@@ -20,7 +20,7 @@ void* RendererSymbol::resolve(std::uintptr_t known) const
     // Without a handle the function stays open: the renderer may still hand one over.
     void* module = rendererModule.load(std::memory_order_acquire);
     if (!module) {
-        if (address_.exchange(kNoHandleYet, std::memory_order_acq_rel) != kNoHandleYet)
+        if (known == kUnresolved && address_.compare_exchange_strong(known, kNoHandleYet))
             std::fputs("DYNLOAD: dl_handle null\n", stderr);
         return nullptr;
     }
@@ -29,7 +29,7 @@ void* RendererSymbol::resolve(std::uintptr_t known) const
     void* found = dlsym(module, name_);
     if (!found) {
         const int error = errno;
-        if (address_.exchange(kMissing, std::memory_order_acq_rel) != kMissing)
+        if (address_.compare_exchange_strong(known, kMissing))
             std::fprintf(stderr, "dlsym failed on \"%s\" (handle: 0x%p, error: %d)\n", name_, module, error);
         return nullptr;
     }

@@ -1,8 +1,8 @@
 /* vexabase: state shader that places the per-sample record "vexabase", which every material of the library needs.
  *
- * For hosts without an integration of their own. List it first among the options' state shaders. Its parameters give the
- * values with which every sample starts. This module calls the renderer's functions directly: they are resolved when the
- * host loads it.
+ * For hosts without an integration of their own. List it first among the options' state shaders. Its parameters give
+ * the values with which every sample starts. This module calls the renderer's functions directly: they are resolved
+ * when the host loads it.
  */
 #include "SDK/vexabase.h"
 
@@ -78,6 +78,8 @@ DLLEXPORT void vexabase_init(miState* state, lumo::VexabaseParameters* parameter
 
 DLLEXPORT miBoolean vexabase(void*, miState* state, lumo::VexabaseParameters* parameters, miState_shader_arg* argument)
 {
+    if (!argument)
+        return miFALSE;
     switch (argument->operation) {
     case miSTATE_SHADER_STATE_INIT:
     case miSTATE_SHADER_SAMPLE_INIT:

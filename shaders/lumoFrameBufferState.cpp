@@ -128,8 +128,8 @@ void applyPassTypeRules(const FrameBuffers& buffers)
         setPassFlags(buffers, type, kEntryNoTracedLight);
 }
 
-/* The index of a record's buffer. One that the camera does not have gets 0, the primary buffer, which takes the shader's
- * result after the sample whatever is written before. */
+/* The index of a record's buffer. One that the camera does not have gets 0, the primary buffer, which takes the
+ * shader's result after the sample whatever is written before. */
 miUint resolveName(miState* state, const FrameBufferRecord& record)
 {
     if (record.frameBufferName == miNULLTAG)

@@ -1,9 +1,9 @@
 /* Motion passes: how the point at the hit moves while the shutter is open.
  *
  *   lumoPassMotionVector3D            the motion vector in the renderer's internal space, as it stands
- *   lumoPassMotionVector2D            the motion in the image in pixels: x (corrected for pixels that are not square), y
- *   lumoPassMotionVector2DNormalized  the same with -M .. M mapped to `minimum` .. `maximum` and clamped; z is the length of
- *                                     the mapped vector when `magnitude` is on, else 0
+ *   lumoPassMotionVector2D            the motion in the image in pixels; x is corrected for pixels that are not square
+ *   lumoPassMotionVector2DNormalized  the same with -M .. M mapped to `minimum` .. `maximum` and clamped; z is the
+ *                                     length of the mapped vector when `magnitude` is on, else 0
  *
  * M is `maximumDisplacement` in pixels, or with `automaticRange` the larger resolution of the camera (256 without one).
  */
@@ -38,7 +38,8 @@ miScalar pixelAspect(const miCamera* camera)
 {
     if (!camera)
         return 1;
-    const auto width = static_cast<miScalar>(camera->x_resolution), height = static_cast<miScalar>(camera->y_resolution);
+    const auto width = static_cast<miScalar>(camera->x_resolution);
+    const auto height = static_cast<miScalar>(camera->y_resolution);
     return camera->aspect / (width / height);
 }
 
