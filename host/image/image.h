@@ -5,7 +5,6 @@
 
 #include <cstdint>
 #include <filesystem>
-#include <functional>
 #include <map>
 #include <string>
 #include <variant>
@@ -17,14 +16,21 @@ namespace lumorender {
 struct PixelFormat {
     int channels = 4;
     bool integer = false;    ///< labels and tags: one 32-bit unsigned integer
-    bool half = false;       ///< written as half floats where the file can
-    int bitDepth = 32;       ///< 8 or 16 for integer image files
-    bool color = true;       ///< color types are filtered by default, others keep one sample
+    bool half = false;       ///< half floats in files that have them (EXR); otherwise floats
+    int bitDepth = 32;       ///< 8, 16, or 32 for "as precise as the file can"; formats with floats keep floats at 32
+    bool color = true;       ///< colors, alpha and intensity are filtered by default, others keep one sample
 };
 PixelFormat pixelFormat(miImg_type type);
 
 /// The data type of a name in the scene language ("rgba_fp", "z", "n" ...), or count where there is none.
 miImg_type imageTypeByName(const std::string& name);
+
+/// The scene language's name of a data type; "?" for a number that is none.
+const char* imageTypeName(miImg_type type);
+
+/// The data type that a file format holds when the scene names none: rgba_h for "exr", z for "zt", rgba for most.
+/// Count for a format that cannot be written.
+miImg_type naturalImageType(const std::string& fileFormat);
 
 /// One frame buffer as an image. Rows run from the bottom, as raster space does; writers turn them.
 struct LayerImage {
@@ -41,27 +47,43 @@ struct DataWindow {
     int fullWidth = 0, fullHeight = 0;
 };
 
+/// Written into the file's header under its keys. In EXR files vectors of 2, 3, 9 and 16 floats become vectors and
+/// matrices (row by row). "pixelAspectRatio" (float) sets the shape of the pixels.
 using Metadata = std::map<std::string, std::variant<std::string, int, float, std::vector<float>>>;
 
 /// One image file with the layers that go into it.
 struct ImageFile {
     std::filesystem::path path;
-    std::string format;               ///< "exr", "png", "tif" ...; empty = from the path's ending
-    std::string compression;          ///< "none", "piz", "zip", "rle", "pxr24", "dwaa"; empty = the format's default
-    int quality = -1;
-    float gamma = 1;                  ///< for 8- and 16-bit files: value ^ (1 / gamma)
+    std::string format;               ///< "exr", "png", "tif", "ct" ...; empty = from the path's ending
+    std::string compression;          ///< EXR: none rle zips zip piz pxr24 b44 b44a dwaa dwab; empty = the format's
+                                      ///< default (EXR: piz, lossless and the fastest on noisy pictures)
+    int quality = -1;                 ///< 0..100 for lossy compression; -1 = the format's default
+    float gamma = 1;                  ///< for colors in 8- and 16-bit files: value ^ (1 / gamma)
     std::vector<const LayerImage*> layers;
 };
 
-/// Writes the file (through a temporary name, so that an interrupted write leaves no half file). EXR holds all layers,
-/// in the compositors' channel names (`diffuse.R`, `depth.Z`, `N.X`); other formats hold the first layer only and warn
-/// about the rest. Returns an empty string, or why it failed. Throws nothing.
+/// Writes the file (through a temporary name, so that an interrupted write leaves no half file). Returns an empty
+/// string, or why it failed, with the path. Throws nothing. Creates no folders.
+///
+/// EXR holds all layers in one part, in the compositors' channel names. Colors: `R G B A` for the layer without a name,
+/// `name.R name.G name.B name.A` for others; alpha `name.A`, scalars and coverage `name.Y`, depth `name.Z`, normals and
+/// motion `name.X name.Y name.Z`, bump gradients `name.U name.V`, labels `name.id` (unsigned integers). Without a name:
+/// `A`, `Y`, `Z`, `N.X ..`, `motion.X ..`, `gradient.U ..`, `id`. Where two layers would share a channel the later one is
+/// renamed (`name_2`), with a warning. Finite values outside the range of half floats are clamped to it.
+///
+/// Other formats hold the first layer only and warn about the rest. They hold the full image, black outside the data
+/// window. Formats whose alpha is straight (png, tga, webp) get colors divided by alpha. In 8- and 16-bit files normals
+/// are mapped from -1..1 to 0..1, all else is clamped to 0..1. The format "null" writes nothing.
 std::string writeImageFile(const ImageFile& file, const DataWindow& window, const Metadata& metadata);
 
-/// A PNG for a quick look at any layer: colors with the display curve (sRGB), depth and vectors scaled to their range.
+/// A PNG for a quick look at any layer: colors with the display curve (sRGB) over black, alpha as it is, normals mapped
+/// from -1..1 to 0..1, scalars and depth scaled from their smallest to their largest value (far misses are white),
+/// other vectors scaled by their largest component, labels in random but stable colors.
+/// Returns an empty string, or why it failed.
 std::string writePreview(const std::filesystem::path& path, const LayerImage& layer, const DataWindow& window);
 
-/// A contact sheet of all layers with their names, for a quick look.
+/// A contact sheet (PNG, at most 2000 pixels wide) of all layers with their names, types and ranges of values.
+/// Returns an empty string, or why it failed.
 std::string writeContactSheet(const std::filesystem::path& path, const std::vector<const LayerImage*>& layers,
                               const DataWindow& window);
 

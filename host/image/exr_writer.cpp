@@ -1,0 +1,190 @@
+// Multi-layer OpenEXR files: one part, every layer's channels beside each other, halves or floats as the layer's type asks.
+#include "image/layers.h"
+
+#include "support/messages.h"
+
+#include <OpenEXR/ImfChannelList.h>
+#include <OpenEXR/ImfFloatAttribute.h>
+#include <OpenEXR/ImfFloatVectorAttribute.h>
+#include <OpenEXR/ImfFrameBuffer.h>
+#include <OpenEXR/ImfHeader.h>
+#include <OpenEXR/ImfIntAttribute.h>
+#include <OpenEXR/ImfMatrixAttribute.h>
+#include <OpenEXR/ImfOutputFile.h>
+#include <OpenEXR/ImfStandardAttributes.h>
+#include <OpenEXR/ImfStringAttribute.h>
+#include <OpenEXR/ImfThreading.h>
+#include <OpenEXR/ImfVecAttribute.h>
+#include <tbb/parallel_for.h>
+#include <tbb/task_arena.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <set>
+
+namespace lumorender {
+namespace {
+
+constexpr float kLargestHalf = 65504.0f;
+
+/// Rows that are converted and handed over at once: enough blocks for all threads, little memory beside the layers.
+constexpr int kRowsAtOnce = 256;
+
+/// A layer on its way into the file: its channels and the converted rows of the moment.
+struct ExrLayer {
+    const LayerImage* image;
+    std::vector<std::string> channels;
+    Imf::PixelType type;
+    std::size_t valueSize;
+    std::vector<char> rows;
+};
+
+Imf::PixelType exrType(const PixelFormat& format) {
+    return format.integer ? Imf::UINT : format.half ? Imf::HALF : Imf::FLOAT;
+}
+
+/// The layer's channels; under another layer name where one of them is taken.
+std::vector<std::string> freeChannels(const LayerImage& layer, std::set<std::string>& taken) {
+    const auto clashes = [&](const std::vector<std::string>& names) {
+        return std::any_of(names.begin(), names.end(), [&](const std::string& name) { return taken.count(name) > 0; });
+    };
+    std::vector<std::string> names = channelNames(layer.name, layer.type);
+    std::string newName;
+    for (int number = 2; clashes(names); ++number) {
+        newName = fmt::format("{}_{}", layer.name.empty() ? "layer" : layer.name, number);
+        names = channelNames(newName, layer.type);
+    }
+    if (!newName.empty())
+        warning("IMG", "two layers would write the channels of '{}'; the second is written as '{}'", layer.name, newName);
+    taken.insert(names.begin(), names.end());
+    return names;
+}
+
+std::vector<ExrLayer> prepareLayers(const ImageFile& file) {
+    std::vector<ExrLayer> layers;
+    std::set<std::string> taken;
+    for (const LayerImage* image : file.layers) {
+        const Imf::PixelType type = exrType(pixelFormat(image->type));
+        layers.push_back({image, freeChannels(*image, taken), type, type == Imf::HALF ? 2u : 4u, {}});
+    }
+    return layers;
+}
+
+Imf::Compression compressionOf(const ImageFile& file) {
+    static const std::map<std::string, Imf::Compression> kNames{
+        {"", Imf::PIZ_COMPRESSION},         {"none", Imf::NO_COMPRESSION},  {"rle", Imf::RLE_COMPRESSION},
+        {"zips", Imf::ZIPS_COMPRESSION},    {"zip", Imf::ZIP_COMPRESSION},  {"piz", Imf::PIZ_COMPRESSION},
+        {"pxr24", Imf::PXR24_COMPRESSION},  {"b44", Imf::B44_COMPRESSION},  {"b44a", Imf::B44A_COMPRESSION},
+        {"dwaa", Imf::DWAA_COMPRESSION},    {"dwab", Imf::DWAB_COMPRESSION}};
+    if (const auto found = kNames.find(file.compression); found != kNames.end()) return found->second;
+    warning("IMG", "{}: '{}' is no EXR compression; piz is used", file.path.string(), file.compression);
+    return Imf::PIZ_COMPRESSION;
+}
+
+void insertVector(Imf::Header& header, const std::string& name, const std::vector<float>& values) {
+    const float* v = values.data();
+    switch (values.size()) {
+    case 2: header.insert(name, Imf::V2fAttribute({v[0], v[1]})); break;
+    case 3: header.insert(name, Imf::V3fAttribute({v[0], v[1], v[2]})); break;
+    case 9: header.insert(name, Imf::M33fAttribute({v[0], v[1], v[2], v[3], v[4], v[5], v[6], v[7], v[8]})); break;
+    case 16:
+        header.insert(name, Imf::M44fAttribute({v[0], v[1], v[2], v[3], v[4], v[5], v[6], v[7], v[8], v[9], v[10], v[11],
+                                                v[12], v[13], v[14], v[15]}));
+        break;
+    default: header.insert(name, Imf::FloatVectorAttribute(values));
+    }
+}
+
+struct InsertMetadata {
+    Imf::Header& header;
+    const std::string& name;
+    void operator()(const std::string& value) const { header.insert(name, Imf::StringAttribute(value)); }
+    void operator()(int value) const { header.insert(name, Imf::IntAttribute(value)); }
+    void operator()(float value) const { header.insert(name, Imf::FloatAttribute(value)); }
+    void operator()(const std::vector<float>& value) const { insertVector(header, name, value); }
+};
+
+/// Metadata must not cost the picture: a key that the format keeps for itself is left out.
+void insertMetadata(Imf::Header& header, const Metadata& metadata) {
+    for (const auto& [name, value] : metadata) {
+        try {
+            std::visit(InsertMetadata{header, name}, value);
+        } catch (const std::exception& problem) {
+            warning("IMG", "the metadata '{}' cannot be stored: {}", name, problem.what());
+        }
+    }
+}
+
+/// The format's rows run downwards, so the window's upper edge is its first row.
+Imf::Header makeHeader(const ImageFile& file, const DataWindow& window, const std::vector<ExrLayer>& layers,
+                       const Metadata& metadata) {
+    const int top = window.fullHeight - window.y0 - window.height;
+    const Imath::Box2i full({0, 0}, {window.fullWidth - 1, window.fullHeight - 1});
+    const Imath::Box2i data({window.x0, top}, {window.x0 + window.width - 1, top + window.height - 1});
+    Imf::Header header(full, data, 1, {0, 0}, 1, Imf::INCREASING_Y, compressionOf(file));
+    insertMetadata(header, metadata);
+    for (const ExrLayer& layer : layers)
+        for (const std::string& channel : layer.channels) header.channels().insert(channel, Imf::Channel(layer.type));
+    // Quality 90 is the compression level 45 that such files usually have.
+    if (file.quality >= 0) header.dwaCompressionLevel() = 4.5f * static_cast<float>(100 - std::min(file.quality, 100));
+    return header;
+}
+
+/// Nearest half, with finite values kept finite: an infinite pixel spoils every filter of a compositor.
+Imath::half toHalf(float value) {
+    return Imath::half(std::isfinite(value) ? std::clamp(value, -kLargestHalf, kLargestHalf) : value);
+}
+
+/// Converts `count` rows that lie below row `top` of the data window (counted from the top), turned upside down.
+void convertRows(ExrLayer& layer, int top, int count) {
+    const std::size_t rowValues = static_cast<std::size_t>(layer.image->width) * layer.channels.size();
+    const std::size_t rowBytes = rowValues * layer.valueSize;
+    layer.rows.resize(rowBytes * static_cast<std::size_t>(count));
+    for (int row = 0; row < count; ++row) {
+        const std::size_t first = static_cast<std::size_t>(layer.image->height - 1 - top - row) * rowValues;
+        char* target = layer.rows.data() + rowBytes * static_cast<std::size_t>(row);
+        if (layer.type == Imf::HALF)
+            std::transform(&layer.image->pixels[first], &layer.image->pixels[first] + rowValues,
+                           reinterpret_cast<Imath::half*>(target), toHalf);
+        else if (layer.type == Imf::FLOAT)
+            std::memcpy(target, &layer.image->pixels[first], rowBytes);
+        else
+            std::memcpy(target, &layer.image->labels[first], rowBytes);
+    }
+}
+
+/// Describes the converted rows, whose first stands at `origin` in the file.
+Imf::FrameBuffer frameBuffer(const std::vector<ExrLayer>& layers, const Imath::V2i& origin, int count) {
+    Imf::FrameBuffer buffer;
+    for (const ExrLayer& layer : layers) {
+        const std::size_t pixelSize = layer.valueSize * layer.channels.size();
+        for (std::size_t c = 0; c < layer.channels.size(); ++c)
+            buffer.insert(layer.channels[c],
+                          Imf::Slice::Make(layer.type, layer.rows.data() + c * layer.valueSize, origin,
+                                           layer.image->width, count, pixelSize,
+                                           pixelSize * static_cast<std::size_t>(layer.image->width)));
+    }
+    return buffer;
+}
+
+}  // namespace
+
+void writeExr(const std::filesystem::path& path, const ImageFile& file, const DataWindow& window,
+              const Metadata& metadata) {
+    std::vector<ExrLayer> layers = prepareLayers(file);
+    const Imf::Header header = makeHeader(file, window, layers, metadata);
+    Imf::setGlobalThreadCount(tbb::this_task_arena::max_concurrency());
+    Imf::OutputFile output(path.c_str(), header);
+
+    // Convert a band of every layer, then let the library compress the band on all threads.
+    const Imath::V2i corner = header.dataWindow().min;
+    for (int top = 0; top < window.height; top += kRowsAtOnce) {
+        const int count = std::min(kRowsAtOnce, window.height - top);
+        tbb::parallel_for(std::size_t{0}, layers.size(), [&](std::size_t i) { convertRows(layers[i], top, count); });
+        output.setFrameBuffer(frameBuffer(layers, {corner.x, corner.y + top}, count));
+        output.writePixels(count);
+    }
+}
+
+}  // namespace lumorender

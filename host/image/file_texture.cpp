@@ -1,0 +1,165 @@
+// Texture files through OpenImageIO's texture system, which caches tiles and makes mip levels for files without.
+#include "image/texture.h"
+
+#include "image/texture_coordinates.h"
+#include "support/messages.h"
+
+#include <OpenImageIO/imageio.h>
+#include <OpenImageIO/texture.h>
+
+#include <atomic>
+#include <filesystem>
+#include <fstream>
+
+namespace lumorender {
+namespace {
+
+constexpr int kTileSize = 64;
+constexpr float kCacheMegabytes = 2048;
+constexpr int kOpenFiles = 256;
+
+/// The process's one texture system. Never destroyed: textures may outlive the end of main.
+OIIO::TextureSystem& textureSystem() {
+    static OIIO::TextureSystem* const system = [] {
+        auto* created = OIIO::TextureSystem::create(false);
+        created->attribute("automip", 1);
+        created->attribute("autotile", kTileSize);
+        created->attribute("max_memory_MB", kCacheMegabytes);
+        created->attribute("max_open_files", kOpenFiles);
+        created->attribute("unassociatedalpha", 1);
+        return created;
+    }();
+    return *system;
+}
+
+/// The texture system's records of the calling thread, found once per thread.
+OIIO::TextureSystem::Perthread* threadRecords() {
+    thread_local OIIO::TextureSystem::Perthread* const records = textureSystem().get_perthread_info();
+    return records;
+}
+
+OIIO::TextureOpt pointOptions(OIIO::TextureOpt::InterpMode mode) {
+    OIIO::TextureOpt options;
+    options.swrap = options.twrap = OIIO::TextureOpt::WrapPeriodic;
+    options.mipmode = OIIO::TextureOpt::MipModeNoMIP;
+    options.interpmode = mode;
+    return options;
+}
+
+OIIO::TextureOpt footprintOptions() {
+    OIIO::TextureOpt options = pointOptions(OIIO::TextureOpt::InterpBilinear);
+    options.mipmode = OIIO::TextureOpt::MipModeAniso;
+    options.anisotropic = 16;
+    return options;
+}
+
+/// Gray and alpha, or red green blue alpha; a fourth channel that is no alpha (depth, say) is left alone.
+int usedChannels(const OIIO::ImageSpec& spec) {
+    if (spec.nchannels >= 4) return spec.alpha_channel == 3 ? 4 : 3;
+    if (spec.nchannels == 2) return spec.alpha_channel == 1 ? 2 : 1;
+    return spec.nchannels;
+}
+
+class FileTexture final : public Texture {
+public:
+    FileTexture(OIIO::TextureSystem::TextureHandle* handle, std::string file, const OIIO::ImageSpec& spec, float gamma)
+        : handle_(handle), file_(std::move(file)), width_(spec.full_width), height_(spec.full_height),
+          components_(usedChannels(spec)), gamma_(spec.format.is_floating_point() ? 1 : gamma),
+          nearest_(pointOptions(OIIO::TextureOpt::InterpClosest)),
+          bilinear_(pointOptions(OIIO::TextureOpt::InterpBilinear)), footprint_(footprintOptions()) {}
+
+    bool lookup(miColor& result, float u, float v, bool filtered) const override {
+        return read(result, filtered ? bilinear_ : nearest_, u, v, {});
+    }
+
+    bool lookup(miColor& result, float u, float v, float dudx, float dvdx, float dudy, float dvdy) const override {
+        return read(result, footprint_, u, v,
+                    {usableDerivative(dudx), usableDerivative(dvdx), usableDerivative(dudy), usableDerivative(dvdy)});
+    }
+
+    int width() const override { return width_; }
+    int height() const override { return height_; }
+    int components() const override { return components_; }
+
+private:
+    struct Footprint {
+        float dudx = 0, dvdx = 0, dudy = 0, dvdy = 0;
+    };
+
+    /// The library counts t from the upper edge, and writes into its options.
+    bool read(miColor& result, OIIO::TextureOpt options, float u, float v, const Footprint& d) const {
+        float values[4] = {0, 0, 0, 0};
+        if (!textureSystem().texture(handle_, threadRecords(), options, repeated(u), 1 - repeated(v), d.dudx, -d.dvdx,
+                                     d.dudy, -d.dvdy, components_, values)) {
+            result = {0, 0, 0, 0};
+            tellFailure();
+            return false;
+        }
+        result = colorOf(values, components_);
+        if (gamma_ != 1) linearise(result);
+        return true;
+    }
+
+    void linearise(miColor& color) const {
+        for (float* value : {&color.r, &color.g, &color.b}) *value = std::pow(std::max(*value, 0.0f), gamma_);
+    }
+
+    void tellFailure() const {
+        const std::string reason = textureSystem().geterror();
+        if (!told_.exchange(true)) error("IMG", "texture '{}' cannot be read: {}", file_, reason);
+    }
+
+    OIIO::TextureSystem::TextureHandle* handle_;
+    std::string file_;
+    int width_, height_, components_;
+    float gamma_;
+    OIIO::TextureOpt nearest_, bilinear_, footprint_;
+    mutable std::atomic<bool> told_{false};
+};
+
+/// Why a path cannot be a texture, in plainer words than the library's; empty where nothing speaks against it.
+std::string obstacle(const std::string& file) {
+    std::error_code problem;
+    const auto status = std::filesystem::status(file, problem);
+    if (!std::filesystem::exists(status)) return problem ? problem.message() : "the file does not exist";
+    if (std::filesystem::is_directory(status)) return "it is a folder";
+    if (!std::ifstream(file)) return "the file cannot be opened for reading";
+    if (std::filesystem::file_size(file, problem) == 0 && !problem) return "the file is empty";
+    return {};
+}
+
+std::unique_ptr<Texture> openChecked(const std::string& file, float gamma, std::string& error) {
+    OIIO::TextureSystem& system = textureSystem();
+    const OIIO::ustring name(file);
+    system.invalidate(name, false);
+    auto* handle = system.get_texture_handle(name, threadRecords());
+    const OIIO::ImageSpec* spec = handle ? system.imagespec(handle, threadRecords()) : nullptr;
+    if (!spec || spec->nchannels < 1) {
+        error = system.geterror();
+        if (error.empty()) error = "it is no image";
+        return nullptr;
+    }
+    return std::make_unique<FileTexture>(handle, file, *spec, gamma);
+}
+
+/// Reads the first tile, because a file can be damaged behind a good header.
+bool readsWell(const Texture& texture) {
+    miColor ignored;
+    return texture.lookup(ignored, 0, 0, false);
+}
+
+}  // namespace
+
+std::unique_ptr<Texture> openTexture(const std::string& file, float gamma, std::string& error) {
+    std::unique_ptr<Texture> texture;
+    error = obstacle(file);
+    if (error.empty()) texture = openChecked(file, gamma, error);
+    if (texture && !readsWell(*texture)) {
+        error = "its pixels are damaged";
+        texture.reset();
+    }
+    if (!texture) error = fmt::format("cannot read texture '{}': {}", file, error);
+    return texture;
+}
+
+}  // namespace lumorender

@@ -1,0 +1,47 @@
+// What the writers of this folder share: checks and names of layers, and files that appear only when they are complete.
+#pragma once
+
+#include "image/image.h"
+
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace lumorender {
+
+inline std::size_t pixelCount(const LayerImage& layer) {
+    return static_cast<std::size_t>(layer.width) * static_cast<std::size_t>(layer.height);
+}
+
+/// The EXR channels of a layer, in the order of its values.
+std::vector<std::string> channelNames(const std::string& layerName, miImg_type type);
+
+/// Throws Failure unless the layer holds as many values as its type and the window say.
+void checkLayer(const LayerImage& layer, const DataWindow& window);
+
+/// Lets `write` fill a new file beside `target`, then gives it the target's name. Where anything fails nothing is left
+/// behind and an existing target stays as it was. Follows symbolic links; refuses targets that are no plain files.
+/// Throws Failure with the reason, or what `write` throws.
+void writeThroughTemporary(const std::filesystem::path& target,
+                           const std::function<void(const std::filesystem::path&)>& write);
+
+/// Runs `write` and turns what it throws into "cannot write <path>: <reason>"; empty where it threw nothing.
+std::string reasonOfFailure(const std::filesystem::path& path, const std::function<void()>& write) noexcept;
+
+/// The writers proper. They write to `path` whatever its ending, and throw where they fail. The layers are checked.
+void writeExr(const std::filesystem::path& path, const ImageFile& file, const DataWindow& window,
+              const Metadata& metadata);
+void writeNative(const std::filesystem::path& path, const std::string& format, const LayerImage& layer,
+                 const DataWindow& window);
+void writeCommon(const std::filesystem::path& path, const std::string& format, const ImageFile& file,
+                 const DataWindow& window, const Metadata& metadata);
+
+/// Whether writeNative or writeCommon know the format.
+bool isNativeFormat(const std::string& format);
+bool isCommonFormat(const std::string& format);
+
+/// The full image of a layer with `channels` floats per pixel, rows from the top or the bottom, black outside the data
+/// window. A single value is spread over the colors, a missing alpha is 1 inside the window.
+std::vector<float> fullImage(const LayerImage& layer, const DataWindow& window, int channels, bool fromTop);
+
+}  // namespace lumorender
