@@ -1,0 +1,233 @@
+#!/usr/bin/env python3
+"""Makes the geometry and the textures of the scenes. Needs nothing but Python.
+
+    scenes/generate.py                       rewrites scenes/geometry and scenes/textures (small, checked in)
+    scenes/generate.py --large DIRECTORY     writes the large scenes, which are not checked in:
+                                             spheres.mi (1,016,192 triangles)
+    scenes/generate.py --look FROM AT        prints the transform of a camera or light: "x y z" each
+"""
+
+import argparse
+import math
+import pathlib
+import sys
+
+sys.path.insert(0, str(pathlib.Path(__file__).parent))
+
+from generator import images, shapes  # noqa: E402
+from generator.mesh import cross, number, subtract, unit, write_object  # noqa: E402
+from generator.teapot import teapot  # noqa: E402
+from generator.terrain import hash01, terrain  # noqa: E402
+
+HERE = pathlib.Path(__file__).parent
+HEAD = "# Made by scenes/generate.py; change that instead of this file.\n\n"
+
+
+# ---- matrices: row vectors, translation in the last row -----------------------------------------------------------
+
+def multiply(a, b):
+    return [[sum(a[r][k] * b[k][c] for k in range(4)) for c in range(4)] for r in range(4)]
+
+
+def identity():
+    return [[1.0 if r == c else 0.0 for c in range(4)] for r in range(4)]
+
+
+def inverse_placement(position, turn=0.0, size=1.0, tilt=0.0, lean=0.0):
+    """World to element, as instances want it. The element is scaled, tilted about x, leaned about z, turned about y and
+    moved, in this order; each of them is undone here in reverse. Angles in degrees."""
+    def rotation(axis, degrees):
+        m, a = identity(), math.radians(degrees)
+        i, j = [(1, 2), (2, 0), (0, 1)][axis]
+        m[i][i] = m[j][j] = math.cos(a)
+        m[i][j], m[j][i] = math.sin(a), -math.sin(a)
+        return m
+
+    move, scaling = identity(), identity()
+    move[3][:3] = [-x for x in position]
+    for k in range(3):
+        scaling[k][k] = 1 / size
+    m = move
+    for step in (rotation(1, -turn), rotation(2, -lean), rotation(0, -tilt), scaling):
+        m = multiply(m, step)
+    return m
+
+
+def look(eye, target):
+    """World to camera: the camera looks along its -z."""
+    back = unit(subtract(eye, target))
+    right = unit(cross((0.0, 1.0, 0.0), back))
+    up = cross(back, right)
+    m = [[right[k], up[k], back[k], 0.0] for k in range(3)]
+    m.append([-sum(e * a for e, a in zip(eye, axis)) for axis in (right, up, back)] + [1.0])
+    return m
+
+
+def matrix(m):
+    return "  ".join(" ".join(number(x, 5) for x in row) for row in m)
+
+
+# ---- what the scenes include --------------------------------------------------------------------------------------
+
+def write_instances(file, group, instances):
+    """Each instance is (element, statements). Ends with a group of all of them."""
+    for k, (element, statements) in enumerate(instances):
+        file.write(f'instance "{group}_{k}" "{element}" {statements} end instance\n')
+    file.write(f'instgroup "{group}"\n')
+    for k in range(len(instances)):
+        file.write(f'\t"{group}_{k}"\n')
+    file.write("end instgroup\n")
+
+
+def teapot_field(file):
+    """A large pot and around it rings of small ones, each the golden angle further round."""
+    glazes = ["porcelain", "celadon", "terracotta", "gold", "ink"]
+    pots = [("teapot", f'transform {matrix(inverse_placement((0, 0, 0), 35, 1.25))} material "porcelain" tag 1')]
+    for k in range(14, 190):
+        radius, turn = 1.24 * math.sqrt(k), 137.50776 * k
+        x, z = radius * math.cos(math.radians(turn)), radius * math.sin(math.radians(turn))
+        size = 0.27 + 0.09 * hash01(k, 1, 3)
+        glaze = glazes[int(5 * hash01(k, 2, 3)) % 5]
+        facing = -turn + 200 + 120 * hash01(k, 3, 3)
+        place = inverse_placement((x, 0, z), facing, size)
+        pots.append(("teapot", f'transform {matrix(place)} material "{glaze}" tag {k + 1}'))
+    write_instances(file, "teapots", pots)
+
+
+SHUTTER_TURN = 9.0  # degrees that the roundabout turns while the shutter is open
+
+
+def carousel(file):
+    """The turning part: dogs on poles that go up and down. The roundabout's own motion is that of its instance."""
+    colors = ["coat_sand", "coat_slate", "coat_rust", "coat_cream"]
+    parts = []
+    for k in range(8):
+        turn = 45.0 * k
+        a = math.radians(turn)
+        x, z = 3.6 * math.cos(a), -3.6 * math.sin(a)
+        lift = [1.05 + 0.4 * math.sin(2 * a + phase) for phase in (0.0, 0.9)]
+        open_, close = (inverse_placement((x, y, z), turn + 90, 0.26) for y in lift)
+        parts.append(("dog", f'transform {matrix(open_)} motion transform {matrix(close)} '
+                             f'material "{colors[k % 4]}" tag {k + 1}'))
+        parts.append(("pole", f'transform {matrix(inverse_placement((x, 0.3, z)))} material "brass" tag 20'))
+    parts.append(("base", 'material "wood" tag 21'))
+    parts.append(("mast", f'transform {matrix(inverse_placement((0, 0.3, 0)))} material "brass" tag 22'))
+    parts.append(("canopy", f'transform {matrix(inverse_placement((0, 4.6, 0)))} material "tent" tag 23'))
+    write_instances(file, "carousel", parts)
+    now, then = inverse_placement((0, 0, 0), 12), inverse_placement((0, 0, 0), 12 + SHUTTER_TURN)
+    file.write(f'instance "carousel_i" "carousel" transform {matrix(now)} motion transform {matrix(then)} end instance\n')
+
+
+def write_geometry(folder):
+    folder.mkdir(parents=True, exist_ok=True)
+
+    def include(name):
+        file = open(folder / name, "w", encoding="ascii", newline="\n")
+        file.write(HEAD)
+        return file
+
+    with include("teapot.mi") as file:
+        write_object(file, "teapot", teapot(6))
+    with include("teapots.mi") as file:
+        teapot_field(file)
+    with include("dog.mi") as file:
+        write_object(file, "dog", shapes.dog())
+    with include("frame.mi") as file:
+        write_object(file, "frame", shapes.frame())
+    with include("terrain.mi") as file:
+        write_object(file, "terrain", terrain(80, 24.0), digits=2)
+    with include("carousel.mi") as file:
+        base = shapes.rounded([(5.2, 0.0), (5.2, 0.3), (0.0, 0.3)], 0.06)
+        write_object(file, "base", shapes.lathe(base, 64))
+        write_object(file, "mast", shapes.lathe(shapes.rounded(
+            [(0.75, 0.0), (0.75, 0.5), (0.42, 0.7), (0.42, 3.9), (0.8, 4.3), (0.1, 7.1), (0.0, 7.15)], 0.1), 32))
+        write_object(file, "pole", shapes.lathe([(0.06, 0.0), (0.06, 4.6)], 10))
+        write_object(file, "canopy", shapes.canopy())
+        carousel(file)
+    with include("flag.mi") as file:
+        write_object(file, "flag", shapes.moving_flag(0.15, 0.14))
+
+
+def write_textures(folder):
+    folder.mkdir(parents=True, exist_ok=True)
+    images.write_png(folder / "porcelain.png", 512, 256, images.porcelain)
+    images.write_png(folder / "tile.png", 192, 192, images.tile)
+    images.write_png(folder / "stripes.png", 512, 64, images.stripes)
+    images.write_png(folder / "pennant.png", 256, 144, images.pennant)
+
+
+# ---- large scenes -------------------------------------------------------------------------------------------------
+
+SPHERES_HEAD = """
+# A plane and 400 smooth spheres: 1,016,192 triangles. Links lumovexa.so, vexabase.so and examples.so.
+link "lumovexa.so"
+link "vexabase.so"
+link "examples.so"
+$include <lumovexa.mi>
+$include <vexabase.mi>
+$include <examples.mi>
+
+options "opt"
+	object space
+	samples 0 0
+	trace depth 1 1 2
+	state [ "vexabase" () ]
+end options
+
+camera "cam"
+	framebuffer "beauty" datatype "rgba_fp" primary on filename "spheres.exr" filetype "exr"
+	focal 1.5 aperture 1 aspect 1 resolution 1024 1024
+end camera
+
+shader "grey" "example_clay" ("color" .7 .7 .7, "key" 1 2 1.5)
+material "grey" "lumoVexaSimpleShadingEngine" ("color" = "grey") end material
+"""
+
+
+SPHERE_STEPS = (60, 22)  # 2 x 60 x 21 = 2520 triangles each
+FLOOR_STEPS = 64         # 2 x 64 x 64 = 8192 triangles
+
+
+def write_spheres(folder):
+    """Every sphere is an object of its own: the scene is for measuring many triangles, not many instances."""
+    folder.mkdir(parents=True, exist_ok=True)
+    with open(folder / "spheres.mi", "w", encoding="ascii", newline="\n") as file:
+        file.write(HEAD + SPHERES_HEAD + "\n")
+        ball = shapes.sphere(*SPHERE_STEPS)
+        names = []
+        write_object(file, "floor", shapes.plane(30.0, FLOOR_STEPS))
+        names.append("floor")
+        for k in range(400):
+            x, z = k % 20, k // 20
+            centre = (2.4 * (x - 9.5), 0.8 + 0.25 * hash01(x, z, 5), 2.4 * (z - 9.5))
+            radius = 0.7 + 0.3 * hash01(x, z, 6)
+            moved = shapes.Mesh()
+            moved.points = [tuple(c + radius * p for c, p in zip(centre, point)) for point in ball.points]
+            moved.faces = ball.faces
+            write_object(file, f"ball_{k}", moved)
+            names.append(f"ball_{k}")
+        for name in names:
+            file.write(f'instance "{name}_i" "{name}" material "grey" end instance\n')
+        camera = look((0.0, 22.0, 34.0), (0.0, 0.0, 2.0))
+        file.write(f'instance "cam_i" "cam" transform {matrix(camera)} end instance\n')
+        file.write('instgroup "world" "cam_i"\n' + "".join(f'\t"{name}_i"\n' for name in names) + "end instgroup\n\n")
+        file.write('render "world" "cam_i" "opt"\n')
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("--large", metavar="DIRECTORY", type=pathlib.Path)
+    parser.add_argument("--look", nargs=2, metavar=("FROM", "AT"))
+    arguments = parser.parse_args()
+    if arguments.look:
+        eye, target = ([float(x) for x in text.split()] for text in arguments.look)
+        print("transform " + matrix(look(eye, target)))
+    elif arguments.large:
+        write_spheres(arguments.large)
+    else:
+        write_geometry(HERE / "geometry")
+        write_textures(HERE / "textures")
+
+
+if __name__ == "__main__":
+    main()

@@ -1,0 +1,92 @@
+"""Textures, painted by formulas and written as PNG files."""
+
+import math
+import struct
+import zlib
+
+
+def write_png(path, width, height, pixel):
+    """Writes an RGB image; pixel(u, v) gives three numbers from 0 to 1, v upwards, sampled 3 x 3 per pixel."""
+    rows = []
+    for y in range(height):
+        row = bytearray([0])
+        for x in range(width):
+            sums = [0.0, 0.0, 0.0]
+            for sy in range(3):
+                for sx in range(3):
+                    color = pixel((x + (sx + 0.5) / 3) / width, 1 - (y + (sy + 0.5) / 3) / height)
+                    for k in range(3):
+                        sums[k] += min(1.0, max(0.0, color[k]))
+            row += bytes(round(255 * s / 9) for s in sums)
+        rows.append(bytes(row))
+
+    def chunk(name, data):
+        return struct.pack(">I", len(data)) + name + data + struct.pack(">I", zlib.crc32(name + data))
+
+    header = struct.pack(">IIBBBBB", width, height, 8, 2, 0, 0, 0)
+    with open(path, "wb") as file:
+        file.write(b"\x89PNG\r\n\x1a\n" + chunk(b"IHDR", header))
+        file.write(chunk(b"IDAT", zlib.compress(b"".join(rows), 9)) + chunk(b"IEND", b""))
+
+
+WHITE, BLUE, DEEP = (0.95, 0.95, 0.92), (0.16, 0.32, 0.66), (0.06, 0.14, 0.40)
+
+
+def flower(x, y, radius, petals):
+    """Below 0 inside of a flower around the origin."""
+    r, a = math.hypot(x, y), math.atan2(y, x)
+    return r - radius * (0.62 + 0.38 * abs(math.cos(petals * a / 2)))
+
+
+def porcelain(u, v):
+    """A band of flowers between borders, to go round a pot; repeats in u."""
+    if 0.05 < v < 0.075 or 0.70 < v < 0.725 or 0.785 < v < 0.80 or 0.93 < v < 0.94:
+        return DEEP
+    if v < 0.05:
+        return WHITE
+    if v > 0.725:  # shoulder and lid: a row of leaves
+        x = (u * 8) % 1 - 0.5
+        return BLUE if abs(x) < 0.32 * math.sin(math.pi * min(1, max(0, (v - 0.81) / 0.11))) else WHITE
+    x, y = (u * 2) % 1 - 0.5, (v - 0.39) * 1.55
+    if flower(x, y, 0.30, 8) < 0:
+        return DEEP if flower(x, y, 0.11, 5) < 0 else (WHITE if flower(x, y, 0.14, 5) < 0 else BLUE)
+    x = (u * 2 + 0.5) % 1 - 0.5
+    for side in (-1, 1):  # leaves between the flowers, and a tendril
+        if flower(x, y - side * 0.28, 0.13, 4) < 0:
+            return BLUE
+    if abs(y - 0.10 * math.sin(4 * math.pi * u)) < 0.012 and abs(x) < 0.42:
+        return DEEP
+    return WHITE
+
+
+def tile(u, v):
+    """A floor tile with a rosette and quarter circles in the corners; repeats in both directions."""
+    edge = min(u, 1 - u, v, 1 - v)
+    if edge < 0.012:
+        return (0.55, 0.52, 0.47)
+    x, y = u - 0.5, v - 0.5
+    corner = math.hypot(0.5 - abs(x), 0.5 - abs(y))
+    if corner < 0.34:
+        if corner < 0.10 or 0.20 < corner < 0.23:
+            return (0.62, 0.30, 0.16)
+        return (0.82, 0.66, 0.42) if corner < 0.31 else (0.22, 0.30, 0.33)
+    if flower(x, y, 0.25, 8) < 0:
+        return (0.22, 0.30, 0.33) if flower(x, y, 0.15, 8) > 0 else (0.62, 0.30, 0.16)
+    return (0.88, 0.83, 0.73)
+
+
+def stripes(u, v):
+    """Red and white gores with a golden edge below, for the tent roof."""
+    if v < 0.10:
+        return (0.85, 0.62, 0.15) if (u * 32) % 1 < 0.94 else (0.5, 0.3, 0.05)
+    return (0.78, 0.10, 0.10) if (u * 8) % 1 < 0.5 else (0.95, 0.92, 0.85)
+
+
+def pennant(u, v):
+    """Two colors and a star."""
+    x, y = (u - 0.36) * 1.85, v - 0.5
+    r, a = math.hypot(x, y), math.atan2(y, x) - math.pi / 2
+    point = abs(((a / (2 * math.pi) * 5) % 1) - 0.5) * 2
+    if r < 0.14 + 0.22 * (point ** 1.6 if point > 0 else 0):
+        return (0.98, 0.84, 0.25)
+    return (0.10, 0.24, 0.55) if v > 0.5 else (0.09, 0.45, 0.50)
