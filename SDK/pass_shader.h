@@ -100,7 +100,8 @@ public:
           computation_(in)
     {
         if (frameBuffer_ == 0)
-            reportWarning("PassShader(): The camera's frame-buffer data has no buffer for a pass; it is not written.");
+            mi_warning("PassShader(): The camera has no frame buffer for pass %d, which is not written.",
+                       in(&P::header, &PassHeader::pass));
     }
 
     miBoolean shade(void*, const Helper& in) const

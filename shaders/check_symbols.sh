@@ -3,6 +3,9 @@
 # and holds no writable data but what the design allows.
 set -eu
 module=$1 map=$2
+for file in "$module" "$map"; do
+    [ -r "$file" ] || { echo "$file: cannot be read"; exit 1; }
+done
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 

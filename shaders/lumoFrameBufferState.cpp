@@ -128,13 +128,17 @@ void applyPassTypeRules(const FrameBuffers& buffers)
         setPassFlags(buffers, type, kEntryNoTracedLight);
 }
 
-/* The index of a record's buffer. One that the camera does not have gets 0, the primary buffer, which takes the
- * shader's result after the sample whatever is written before. */
+/* The index of a record's buffer. One that the camera does not have gets 0, the primary buffer: that takes the surface's
+ * result after the sample, whatever is written before. */
 miUint resolveName(miState* state, const FrameBufferRecord& record)
 {
     if (record.frameBufferName == miNULLTAG)
         reportError("Missing frameBufferName parameter in frameBufferInfo record.");
-    return getNamedFrameBufferID(state, record.frameBufferName);
+    const PinnedText name(record.frameBufferName);
+    const std::optional<miUint> index = name ? frameBufferIndex(state, name.get()) : std::nullopt;
+    if (name && !index)
+        mi_warning("lumoFrameBufferState(): The camera has no frame buffer named \"%s\".", name.get());
+    return index.value_or(0);
 }
 
 void resolveNames(miState* state, const FrameBuffers& buffers)
