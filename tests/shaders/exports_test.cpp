@@ -1,0 +1,97 @@
+/* The built module from outside: what it exports, and what it can write to. */
+#include <array>
+#include <cstdio>
+#include <fstream>
+#include <memory>
+#include <set>
+#include <sstream>
+
+#include "scene.h"
+
+namespace {
+
+std::vector<std::string> outputOf(const std::string& command)
+{
+    std::vector<std::string> lines;
+    const std::unique_ptr<FILE, int (*)(FILE*)> pipe(popen(command.c_str(), "r"), pclose);
+    std::array<char, 4096> line;
+    while (pipe && std::fgets(line.data(), line.size(), pipe.get()))
+        lines.emplace_back(line.data());
+    return lines;
+}
+
+struct ExportList {
+    std::set<std::string> names, shaders;
+
+    ExportList()
+    {
+        std::ifstream file(LUMO_EXPORT_LIST);
+        std::string line, kind, name;
+        while (std::getline(file, line)) {
+            if (!(std::istringstream(line) >> kind >> name) || kind == "#")
+                continue;
+            names.insert(name);
+            if (kind == "name")
+                continue;
+            shaders.insert(name);
+            names.insert(name + "_version");
+            if (kind != "plain")
+                names.insert(name + "_init");
+            if (kind == "object")
+                names.insert(name + "_exit");
+        }
+    }
+};
+
+TEST(Exports, AreExactlyTheDocumentedNames)
+{
+    std::set<std::string> exported;
+    for (const std::string& line : outputOf(LUMO_NM " -D --defined-only --format=posix " LUMO_LIBRARY))
+        exported.insert(line.substr(0, line.find(' ')));
+    EXPECT_EQ(exported, ExportList().names);
+}
+
+TEST(Exports, EveryShaderHasVersionTwo)
+{
+    const ExportList list;
+    ASSERT_FALSE(list.shaders.empty());
+    for (const std::string& shader : list.shaders) {
+        ASSERT_TRUE(twin::libraryHas(shader + "_version")) << shader;
+        EXPECT_EQ(reinterpret_cast<int (*)()>(twin::librarySymbol((shader + "_version").c_str()))(), 2) << shader;
+    }
+}
+
+/* A renderer function that is reached past the binding would be an undefined symbol. */
+TEST(Exports, NothingOfTheRendererIsUndefined)
+{
+    for (const std::string& line : outputOf(LUMO_NM " -D --undefined-only --format=posix " LUMO_LIBRARY))
+        EXPECT_NE(line.substr(0, 3), "mi_") << line;
+}
+
+/* Data that any thread could change: the two writable constants, the module handle, the functions of the renderer, the
+ * list of pools. Everything else must be read-only. */
+TEST(Exports, WritableDataIsOnlyWhatIsKnown)
+{
+    if (LUMO_SANITIZED)
+        GTEST_SKIP() << "sanitizers add data of their own";
+    const std::set<std::string> known = {"VEXA_BLACK",   "VEXA_WHITE",  "rendererModule", "poolList",
+                                         "__dso_handle", "__TMC_END__", "completed.0"};
+    int objects = 0;
+    for (const std::string& line : outputOf(LUMO_OBJDUMP " -tC " LUMO_LIBRARY)) {
+        // value flags section size [.hidden] name: the last part of the name is enough
+        if (line.size() < 26 || line[23] != 'O')
+            continue;
+        std::istringstream fields(line.substr(25));
+        std::string section, size, name;
+        fields >> section >> size;
+        std::getline(fields, name);
+        if (section != ".data" && section != ".bss")
+            continue;
+        ++objects;
+        name.erase(0, name.find_last_of(" :") + 1);
+        EXPECT_TRUE(known.count(name) || name.starts_with("mi_") || name.starts_with("DW.ref.")) << line;
+    }
+    EXPECT_GT(objects, 3) << "the symbol table was not understood";
+}
+
+}  // namespace
