@@ -11,7 +11,8 @@ std::size_t alignedUp(std::size_t offset, std::size_t alignment) {
 }
 
 const Parameter* findByName(const std::vector<Parameter>& parameters, std::string_view name) {
-    const auto found = std::find_if(parameters.begin(), parameters.end(), [&](const auto& p) { return p.name == name; });
+    const auto hasName = [&](const Parameter& parameter) { return parameter.name == name; };
+    const auto found = std::find_if(parameters.begin(), parameters.end(), hasName);
     return found == parameters.end() ? nullptr : &*found;
 }
 

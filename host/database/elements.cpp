@@ -19,6 +19,17 @@ int FrameBufferSet::shaderIndex(std::string_view name) const {
     return -1;
 }
 
+const FrameBufferDescription* FrameBufferSet::atShaderIndex(int index) const {
+    const int primary = primaryPosition();
+    int position = index;
+    if (index == 0)
+        position = primary;
+    else if (primary < 0 || index <= primary)
+        position = index - 1;  // those before the primary buffer are moved up by one
+    const bool exists = position >= 0 && position < static_cast<int>(buffers.size());
+    return exists ? &buffers[static_cast<std::size_t>(position)] : nullptr;
+}
+
 int FrameBufferSet::shaderCount() const {
     return static_cast<int>(buffers.size()) + (primaryPosition() < 0 ? 1 : 0);
 }

@@ -61,6 +61,8 @@ struct FrameBufferSet : Detail {
 
     /// The index shaders use for the buffer of this name, or -1.
     int shaderIndex(std::string_view name) const;
+    /// The buffer that shaders know by this index, or null: also for index 0 where no buffer is primary.
+    const FrameBufferDescription* atShaderIndex(int index) const;
     /// The position of the primary buffer in `buffers`, or -1 where there is none.
     int primaryPosition() const;
     /// How many shader indices there are (the primary's 0 included, which always exists).

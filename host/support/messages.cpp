@@ -126,8 +126,8 @@ void reportRepeatedMessages() {
              fmt::format("{} ({} times)", repetition.text, repetition.count));
     }
     if (to.notRemembered > 0)
-        emit(to, MessageClass::Warning, "HOST", fmt::format("{} further errors and warnings, too many different ones to print",
-                                                            to.notRemembered));
+        emit(to, MessageClass::Warning, "HOST",
+             fmt::format("{} further errors and warnings, too many different ones to print", to.notRemembered));
     to.repetitions.clear();
     to.notRemembered = 0;
 }

@@ -1,0 +1,14 @@
+// The wish to stop the render: set by the user's signal or by a shader, watched by everything that takes long.
+#pragma once
+
+namespace lumorender {
+
+/// Asks the render to stop soon. May be called from any thread and from a signal handler.
+void requestAbort() noexcept;
+
+/// Forgets an earlier request: call before a render starts.
+void clearAbort() noexcept;
+
+bool abortRequested() noexcept;
+
+}  // namespace lumorender
