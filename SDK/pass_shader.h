@@ -93,16 +93,7 @@ public:
     using Result = void; /* the value goes to the frame buffer, never to the shader's result */
     using Helper = ShaderHelper<P>;
 
-    explicit PassShader(const Helper& in)
-        : Shader<P, Helper, version>(in),
-          frameBuffer_(getNonMaterialPassFrameBufferIndex(in.state(), in(&P::header, &PassHeader::pass))),
-          contribution_(static_cast<miUint>(in(&P::header, &PassHeader::contribution))),
-          computation_(in)
-    {
-        if (frameBuffer_ == 0)
-            mi_warning("PassShader(): The camera has no frame buffer for pass %d, which is not written.",
-                       in(&P::header, &PassHeader::pass));
-    }
+    explicit PassShader(const Helper& in) : PassShader(in, in(&P::header, &PassHeader::pass)) {}
 
     miBoolean shade(void*, const Helper& in) const
     {
@@ -118,6 +109,17 @@ public:
     }
 
 private:
+    /* `pass` is handed over because a captured parameter is evaluated once only. */
+    PassShader(const Helper& in, miInteger pass)
+        : Shader<P, Helper, version>(in),
+          frameBuffer_(getNonMaterialPassFrameBufferIndex(in.state(), pass)),
+          contribution_(static_cast<miUint>(in(&P::header, &PassHeader::contribution))),
+          computation_(in)
+    {
+        if (frameBuffer_ == 0)
+            mi_warning("PassShader(): The camera has no frame buffer for pass %d, which is not written.", pass);
+    }
+
     void writePass(const Helper& in, FrameBufferState* frame) const
     {
         miState* state = in.state();
