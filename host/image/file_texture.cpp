@@ -60,6 +60,12 @@ int usedChannels(const OIIO::ImageSpec& spec) {
     return spec.nchannels;
 }
 
+/// What the library says about the last failure of this thread; it repeats itself in further lines.
+std::string libraryReason() {
+    const std::string text = textureSystem().geterror();
+    return text.substr(0, text.find('\n'));
+}
+
 class FileTexture final : public Texture {
 public:
     FileTexture(OIIO::TextureSystem::TextureHandle* handle, std::string file, const OIIO::ImageSpec& spec, float gamma)
@@ -69,11 +75,14 @@ public:
           bilinear_(pointOptions(OIIO::TextureOpt::InterpBilinear)), footprint_(footprintOptions()) {}
 
     bool lookup(miColor& result, float u, float v, bool filtered) const override {
-        return read(result, filtered ? bilinear_ : nearest_, u, v, {});
+        u = repeated(u), v = repeated(v);
+        if (filtered) return read(result, bilinear_, u, v, {});
+        // From the pixel's center, so that turning v over cannot move a point on an edge to the other side of it.
+        return read(result, nearest_, centerOfPixel(u, width_), centerOfPixel(v, height_), {});
     }
 
     bool lookup(miColor& result, float u, float v, float dudx, float dvdx, float dudy, float dvdy) const override {
-        return read(result, footprint_, u, v,
+        return read(result, footprint_, repeated(u), repeated(v),
                     {usableDerivative(dudx), usableDerivative(dvdx), usableDerivative(dudy), usableDerivative(dvdy)});
     }
 
@@ -81,16 +90,28 @@ public:
     int height() const override { return height_; }
     int components() const override { return components_; }
 
+    /// Reads from the first tile, because a file can be damaged behind a good header. Returns what is wrong, if anything.
+    std::string damage() const {
+        float values[4];
+        return sample(values, nearest_, 0.5f / static_cast<float>(width_), 0.5f / static_cast<float>(height_), {})
+                   ? std::string()
+                   : libraryReason();
+    }
+
 private:
     struct Footprint {
         float dudx = 0, dvdx = 0, dudy = 0, dvdy = 0;
     };
 
     /// The library counts t from the upper edge, and writes into its options.
-    bool read(miColor& result, OIIO::TextureOpt options, float u, float v, const Footprint& d) const {
+    bool sample(float* values, OIIO::TextureOpt options, float u, float v, const Footprint& d) const {
+        return textureSystem().texture(handle_, threadRecords(), options, u, 1 - v, d.dudx, -d.dvdx, d.dudy, -d.dvdy,
+                                       components_, values);
+    }
+
+    bool read(miColor& result, const OIIO::TextureOpt& options, float u, float v, const Footprint& footprint) const {
         float values[4] = {0, 0, 0, 0};
-        if (!textureSystem().texture(handle_, threadRecords(), options, repeated(u), 1 - repeated(v), d.dudx, -d.dvdx,
-                                     d.dudy, -d.dvdy, components_, values)) {
+        if (!sample(values, options, u, v, footprint)) {
             result = {0, 0, 0, 0};
             tellFailure();
             return false;
@@ -105,7 +126,7 @@ private:
     }
 
     void tellFailure() const {
-        const std::string reason = textureSystem().geterror();
+        const std::string reason = libraryReason();
         if (!told_.exchange(true)) error("IMG", "texture '{}' cannot be read: {}", file_, reason);
     }
 
@@ -121,45 +142,39 @@ private:
 std::string obstacle(const std::string& file) {
     std::error_code problem;
     const auto status = std::filesystem::status(file, problem);
-    if (!std::filesystem::exists(status)) return problem ? problem.message() : "the file does not exist";
+    if (status.type() == std::filesystem::file_type::not_found) return "the file does not exist";
+    if (!std::filesystem::exists(status)) return problem.message();
     if (std::filesystem::is_directory(status)) return "it is a folder";
     if (!std::ifstream(file)) return "the file cannot be opened for reading";
     if (std::filesystem::file_size(file, problem) == 0 && !problem) return "the file is empty";
     return {};
 }
 
-std::unique_ptr<Texture> openChecked(const std::string& file, float gamma, std::string& error) {
+std::unique_ptr<FileTexture> openChecked(const std::string& file, float gamma, std::string& reason) {
     OIIO::TextureSystem& system = textureSystem();
     const OIIO::ustring name(file);
     system.invalidate(name, false);
     auto* handle = system.get_texture_handle(name, threadRecords());
     const OIIO::ImageSpec* spec = handle ? system.imagespec(handle, threadRecords()) : nullptr;
     if (!spec || spec->nchannels < 1) {
-        error = system.geterror();
-        if (error.empty()) error = "it is no image";
+        reason = libraryReason();
+        if (reason.empty()) reason = "it is no image";
         return nullptr;
     }
-    return std::make_unique<FileTexture>(handle, file, *spec, gamma);
-}
-
-/// Reads the first tile, because a file can be damaged behind a good header.
-bool readsWell(const Texture& texture) {
-    miColor ignored;
-    return texture.lookup(ignored, 0, 0, false);
+    auto texture = std::make_unique<FileTexture>(handle, file, *spec, gamma);
+    reason = texture->damage();
+    return texture;
 }
 
 }  // namespace
 
 std::unique_ptr<Texture> openTexture(const std::string& file, float gamma, std::string& error) {
     std::unique_ptr<Texture> texture;
-    error = obstacle(file);
-    if (error.empty()) texture = openChecked(file, gamma, error);
-    if (texture && !readsWell(*texture)) {
-        error = "its pixels are damaged";
-        texture.reset();
-    }
-    if (!texture) error = fmt::format("cannot read texture '{}': {}", file, error);
-    return texture;
+    std::string reason = obstacle(file);
+    if (reason.empty()) texture = openChecked(file, gamma, reason);
+    if (reason.empty()) return texture;
+    error = fmt::format("cannot read texture '{}': {}", file, reason);
+    return nullptr;
 }
 
 }  // namespace lumorender

@@ -50,11 +50,8 @@ public:
     bool lookup(miColor& result, float u, float v, bool filtered) const override {
         const Level& level = levels_.front();
         u = repeated(u), v = repeated(v);
-        const auto column = [](float coordinate, int size) {
-            return std::min(static_cast<int>(coordinate * static_cast<float>(size)), size - 1);
-        };
         result = filtered ? colorOf(bilinear(level, components_, u, v).data(), components_)
-                          : colorOf(pixelAt(level, components_, column(u, level.width), column(v, level.height)), components_);
+                          : colorOf(pixelAt(level, components_, pixelOf(u, level.width), pixelOf(v, level.height)), components_);
         return true;
     }
 

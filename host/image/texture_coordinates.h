@@ -15,6 +15,16 @@ inline float repeated(float coordinate) {
     return fraction < 1 ? fraction : 0;  // tiny negative numbers round up to 1
 }
 
+/// The pixel that a coordinate in [0, 1) falls into.
+inline int pixelOf(float coordinate, int size) {
+    return std::min(static_cast<int>(coordinate * static_cast<float>(size)), size - 1);
+}
+
+/// The coordinate of that pixel's center.
+inline float centerOfPixel(float coordinate, int size) {
+    return (static_cast<float>(pixelOf(coordinate, size)) + 0.5f) / static_cast<float>(size);
+}
+
 /// A derivative that filters can work with: beyond a whole texture per pixel there is nothing more to average.
 inline float usableDerivative(float derivative) {
     return std::isfinite(derivative) ? std::clamp(derivative, -1.0f, 1.0f) : 0;
