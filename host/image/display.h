@@ -37,10 +37,10 @@ void fillRectangle(RgbImage& canvas, int x, int y, int width, int height, Rgb co
 /// Throws Failure with the reason.
 void writePng(const std::filesystem::path& path, const RgbImage& image);
 
-/// Draws one line of ASCII text in a 5 x 7 pixel font enlarged `scale` times; (x, y) is the upper left corner.
+/// Draws one line of ASCII text in a 5 x 8 pixel font enlarged `scale` times; (x, y) is the upper left corner.
 /// Characters outside the font show as "?". Each character takes kGlyphAdvance * scale pixels.
 void drawText(RgbImage& canvas, int x, int y, int scale, std::string_view text, Rgb color);
 
-constexpr int kGlyphWidth = 5, kGlyphHeight = 7, kGlyphAdvance = 6;
+constexpr int kGlyphWidth = 5, kGlyphHeight = 8, kGlyphAdvance = 6;
 
 }  // namespace lumorender

@@ -55,9 +55,10 @@ TEST_F(PreviewTest, KeepsOrientationAndWindow) {
 TEST_F(PreviewTest, ContactSheetFitsItsWidthAtAnyLayerCountAndShape) {
     for (const auto& [width, height, count] : {std::tuple{640, 360, 36}, {100, 900, 3}, {1, 1, 1}, {16, 16, 100}, {5000, 2, 5}}) {
         std::vector<LayerImage> layers;
+        const int middle = width / 2;
         for (int i = 0; i < count; ++i)
             layers.push_back(makeLayer("layer" + std::to_string(i), i % 3 == 2 ? miIMG_TYPE_TAG : miIMG_TYPE_RGB_H, width,
-                                       height, [=](int x, int, int) { return x < width / 2 ? 0 : 1; }));
+                                       height, [=](int x, int, int) { return x < middle ? 0 : 1; }));
         std::vector<const LayerImage*> pointers;
         for (const LayerImage& layer : layers) pointers.push_back(&layer);
         ASSERT_EQ(writeContactSheet(folder / "sheet.png", pointers, whole(width, height)), "");

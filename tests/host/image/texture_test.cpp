@@ -135,12 +135,12 @@ TEST_F(TextureTest, SaysWhyAFileCannotBeRead) {
     std::ofstream(folder / "text.png") << "this is no picture";
     std::ofstream(folder / "empty.tif");
     const LayerImage noise = makeLayer("", miIMG_TYPE_RGB, 64, 64, [](int x, int y, int c) { return (x * y * (c + 7)) % 97 / 97.0; });
-    for (const char* name : {"cut.png", "cut.exr"}) {
+    for (const char* name : {"cut.tif", "cut.exr"}) {
         ASSERT_EQ(write(name, {&noise}, whole(64, 64)), "");
         fs::resize_file(folder / name, fs::file_size(folder / name) / 2);
     }
     for (const auto& [name, reason] : {std::pair{"missing.exr", "does not exist"}, {"", "folder"}, {"text.png", ""},
-                                       {"empty.tif", "empty"}, {"cut.png", ""}, {"cut.exr", ""}}) {
+                                       {"empty.tif", "empty"}, {"cut.tif", ""}, {"cut.exr", ""}}) {
         std::string error;
         EXPECT_EQ(openTexture((folder / name).string(), 1, error), nullptr) << name;
         EXPECT_NE(error.find(name), std::string::npos) << error;
