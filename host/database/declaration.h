@@ -20,8 +20,8 @@ struct Parameter {
     std::size_t elementOffset = 0;       ///< where the (first) element lies: offset, or offset + 8 for arrays
     std::size_t elementSize = 0;
     std::size_t alignment = 4;
-    std::vector<Parameter> members;      ///< of a struct
-    std::vector<float> defaults;         ///< declared default components; booleans and integers as numbers, empty = 0
+    std::vector<Parameter> members;  ///< of a struct
+    std::vector<float> defaults;     ///< declared default components; booleans and integers as numbers, empty = 0
 
     const Parameter* member(std::string_view memberName) const;
 };
@@ -52,11 +52,12 @@ enum class DeclarationKind { Shader, Data, Phenomenon };
 struct Declaration : Detail {
     std::string name;
     DeclarationKind kind = DeclarationKind::Shader;
-    Parameter result;                    ///< type, members and size of what the shader returns
+    Parameter result;  ///< type, members and size of what the shader returns
     std::vector<Parameter> parameters;
     std::size_t parameterSize = 0;
     int version = 0;
     EntryPoints entry;
+    bool used = false;  ///< elements with this layout exist: it cannot change any more
 
     const Parameter* parameter(std::string_view parameterName) const;
 };

@@ -30,8 +30,6 @@ const FrameBufferDescription* FrameBufferSet::atShaderIndex(int index) const {
     return exists ? &buffers[static_cast<std::size_t>(position)] : nullptr;
 }
 
-int FrameBufferSet::shaderCount() const {
-    return static_cast<int>(buffers.size()) + (primaryPosition() < 0 ? 1 : 0);
-}
+int FrameBufferSet::shaderCount() const { return static_cast<int>(buffers.size()) + (primaryPosition() < 0 ? 1 : 0); }
 
 }  // namespace lumorender

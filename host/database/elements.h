@@ -20,10 +20,10 @@ struct GroupDetail : Detail {
 
 /// Three-valued trace flags of an instance statement: `set` bits count, the others come from above or the object.
 struct InstanceDetail : Detail {
-    std::vector<miTag> materials;       ///< one, or a list indexed by polygon label; empty = none given
-    bool hasMotionTransform = false;    ///< miInstance::motion_transform is given: same meaning at shutter close
-    bool motionOff = false;             ///< `motion off`: no motion, not even inherited
-    bool hasLights = false;             ///< miInstance::exclusive tells which sense
+    std::vector<miTag> materials;     ///< one, or a list indexed by polygon label; empty = none given
+    bool hasMotionTransform = false;  ///< miInstance::motion_transform is given: same meaning at shutter close
+    bool motionOff = false;           ///< `motion off`: no motion, not even inherited
+    bool hasLights = false;           ///< miInstance::exclusive tells which sense
     std::vector<miTag> lights;
     bool hasShadowLights = false;
     std::vector<miTag> shadowLights;
@@ -31,7 +31,7 @@ struct InstanceDetail : Detail {
     /// don't cast 4, don't receive 8); visible 0 or 1.
     int visible = -1, shadow = -1, reflection = -1, refraction = -1, transparency = -1, finalgather = -1;
     int caustic = -1, globillum = -1;
-    char face = 0;                      ///< 'f', 'b', 'a', or 0 = not given
+    char face = 0;  ///< 'f', 'b', 'a', or 0 = not given
 };
 
 /// Of a miSCENE_STRING-optioned miOptions: the string options, a miSCENE_LOCAL element that string_options names.
@@ -44,20 +44,20 @@ struct StringOptions : Detail {
 struct FrameBufferDescription {
     std::string name;
     miImg_type datatype = miIMG_TYPE_RGBA;
-    std::string filetype;      ///< empty = from the file name's ending
-    std::string filename;      ///< empty = not written, still there for shaders
+    std::string filetype;  ///< empty = from the file name's ending
+    std::string filename;  ///< empty = not written, still there for shaders
     std::string compression;
     int quality = -1;
-    bool filtering = true;     ///< average the samples of a pixel; else the first sample's value stands
-    bool primary = false;      ///< takes the result of the eye ray
+    bool filtering = true;  ///< average the samples of a pixel; else the first sample's value stands
+    bool primary = false;   ///< takes the result of the eye ray
     bool user = false;
-    bool dataWindow = false;   ///< `dod`
+    bool dataWindow = false;  ///< `dod`
 };
 
 /// Of a miSCENE_FBINFO element, which miCamera::buffertag names. Shaders know a buffer by its index: 0 is the primary
 /// color, the others count from 1 in order of appearance. The primary buffer has index 0 alone.
 struct FrameBufferSet : Detail {
-    std::vector<FrameBufferDescription> buffers;   ///< in order of appearance, the primary one among them
+    std::vector<FrameBufferDescription> buffers;  ///< in order of appearance, the primary one among them
 
     /// The index shaders use for the buffer of this name, or -1.
     int shaderIndex(std::string_view name) const;
@@ -71,8 +71,8 @@ struct FrameBufferSet : Detail {
 
 /// An `output "type" "format" "file"` statement of a camera.
 struct OutputFile {
-    std::string type;          ///< "rgba", "+z", "fb0" ...
-    std::string format;        ///< "tif", "exr", "png" ...
+    std::string type;    ///< "rgba", "+z", "fb0" ...
+    std::string format;  ///< "tif", "exr", "png" ...
     std::string file;
     std::string compression;
     int quality = -1;
@@ -89,9 +89,9 @@ struct TextureDetail : Detail {
     std::string file;
     bool filtered = false;
     bool local = false;
-    int components = 4;        ///< 4 color, 1 scalar, 3 vector
+    int components = 4;  ///< 4 color, 1 scalar, 3 vector
     int width = 0, height = 0, depth = 0;
-    std::vector<float> pixels; ///< where the scene gives the pixels itself: rows from the bottom, `components` each
+    std::vector<float> pixels;  ///< where the scene gives the pixels itself: rows from the bottom, `components` each
 };
 
 /// A vertex of polygon geometry; -1 = not given. Indices count into the group's vectors.
@@ -117,16 +117,16 @@ struct PolygonSource {
 struct PolygonGroupSource {
     std::vector<miVector> vectors;
     std::vector<VertexSource> vertices;
-    std::vector<int> extras;       ///< derivatives, then textures, then motions, then users, per vertex
-    std::vector<int> corners;      ///< vertex numbers
+    std::vector<int> extras;   ///< derivatives, then textures, then motions, then users, per vertex
+    std::vector<int> corners;  ///< vertex numbers
     std::vector<PolygonSource> polygons;
 };
 
 /// Of a miSCENE_OBJECT with polygons: the geometry as the scene file gives it.
 struct ObjectSource : Detail {
-    std::string where;             ///< file and line of the object, for messages
+    std::string where;  ///< file and line of the object, for messages
     bool tagged = false;
-    bool hasTransform = false;     ///< `transform`: baked into the geometry
+    bool hasTransform = false;  ///< `transform`: baked into the geometry
     miMatrix transform = {};
     std::vector<PolygonGroupSource> groups;
 };

@@ -39,9 +39,9 @@ struct miMemblk {
     std::size_t blockSize;
     std::size_t pageSize;
     std::size_t blocksPerPage;
-    Page* first;              // all pages, oldest first
-    Page* current;            // the page that blocks are cut from; those after it are unused
-    std::size_t cut;          // how many blocks of it were handed out
+    Page* first;      // all pages, oldest first
+    Page* current;    // the page that blocks are cut from; those after it are unused
+    std::size_t cut;  // how many blocks of it were handed out
     ReleasedBlock* released;
 };
 
@@ -52,13 +52,9 @@ char* blocksOf(Page* page) {
     return reinterpret_cast<char*>(page + 1);
 }
 
-std::uint64_t& liveWord(Page* page, std::size_t index) {
-    return page->live[index / kWordBits];
-}
+std::uint64_t& liveWord(Page* page, std::size_t index) { return page->live[index / kWordBits]; }
 
-std::uint64_t liveBit(std::size_t index) {
-    return std::uint64_t{1} << (index % kWordBits);
-}
+std::uint64_t liveBit(std::size_t index) { return std::uint64_t{1} << (index % kWordBits); }
 
 Page* pageOf(const miMemblk* arena, void* block) {
     return reinterpret_cast<Page*>(reinterpret_cast<std::uintptr_t>(block) & ~(arena->pageSize - 1));
@@ -150,18 +146,14 @@ void* mi_mem_blkallocate(miMemblk* arena) {
     return std::memset(takeBlock(arena), 0, arena->blockSize);
 }
 
-void* mi_mem_blkfallocate(miMemblk* arena) {
-    return takeBlock(arena);
-}
+void* mi_mem_blkfallocate(miMemblk* arena) { return takeBlock(arena); }
 
 void mi_mem_blkrelease(miMemblk* arena, void* block) {
     const std::lock_guard lock(arena->mutex);
     giveBlock(arena, block);
 }
 
-void mi_mem_blkfrelease(miMemblk* arena, void* block) {
-    giveBlock(arena, block);
-}
+void mi_mem_blkfrelease(miMemblk* arena, void* block) { giveBlock(arena, block); }
 
 /* Not locked while it runs, so that the callback may release the block it is given. */
 void mi_mem_blkenumerate(miMemblk* arena, void (*callback)(void* block)) {

@@ -24,9 +24,7 @@ void* accessed(miTag tag, const char* function) {
 
 extern "C" {
 
-const void* mi_db_access(miTag tag) {
-    return accessed(tag, "mi_db_access");
-}
+const void* mi_db_access(miTag tag) { return accessed(tag, "mi_db_access"); }
 
 void* mi_db_access_type(int* type, miTag tag) {
     if (type) *type = hostDatabase().type(tag);
@@ -35,18 +33,14 @@ void* mi_db_access_type(int* type, miTag tag) {
 
 void mi_db_unpin(miTag) {}
 
-int mi_db_type(miTag tag) {
-    return hostDatabase().type(tag);
-}
+int mi_db_type(miTag tag) { return hostDatabase().type(tag); }
 
 miUint mi_db_size(miTag tag) {
     return static_cast<miUint>(std::min<std::size_t>(hostDatabase().size(tag), std::numeric_limits<miUint>::max()));
 }
 
 /* All content is there before the first shader runs. */
-miBoolean mi_db_isjob(miTag) {
-    return miFALSE;
-}
+miBoolean mi_db_isjob(miTag) { return miFALSE; }
 
 void* mi_db_create(miTag* tag, int type, int size) {
     try {

@@ -3,8 +3,8 @@
 
 namespace lumorender {
 
-/// Called on the failing thread before the process ends, to write what is finished. It must not wait for render threads:
-/// one of them is the caller. A hook that fails fatally itself ends the process at once.
+/// Called on the failing thread before the process ends, to write what is finished. It must not wait for render
+/// threads: one of them is the caller. A hook that fails fatally itself ends the process at once.
 using FatalHook = void (*)();
 void setFatalHook(FatalHook hook) noexcept;
 

@@ -41,16 +41,10 @@ void mi_unlock(miLock lock) {
     if (usable(lock, "mi_unlock")) lock.ptr->mutex.unlock();
 }
 
-miBoolean mi_trylock(miLock lock) {
-    return usable(lock, "mi_trylock") && lock.ptr->mutex.try_lock();
-}
+miBoolean mi_trylock(miLock lock) { return usable(lock, "mi_trylock") && lock.ptr->mutex.try_lock(); }
 
-int mi_par_aborted(void) {
-    return lumorender::abortRequested();
-}
+int mi_par_aborted(void) { return lumorender::abortRequested(); }
 
-void mi_abort(void) {
-    lumorender::requestAbort();
-}
+void mi_abort(void) { lumorender::requestAbort(); }
 
 }  // extern "C"

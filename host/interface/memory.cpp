@@ -38,13 +38,9 @@ std::array<Ledger, 16>& ledgers() {
     return *all;
 }
 
-Ledger& ledgerOf(const void* memory) {
-    return ledgers()[(reinterpret_cast<std::uintptr_t>(memory) >> 5) % 16];
-}
+Ledger& ledgerOf(const void* memory) { return ledgers()[(reinterpret_cast<std::uintptr_t>(memory) >> 5) % 16]; }
 
-const char* nameOf(const char* file) {
-    return file ? file : "unknown file";
-}
+const char* nameOf(const char* file) { return file ? file : "unknown file"; }
 
 /// Enters a fresh block. @return the block, or null if there was none or it could not be entered.
 void* entered(void* memory, const Allocation& allocation) noexcept {
@@ -158,9 +154,7 @@ void* mi_mem_int_allocate_sizet(const char* file, int line, size_t size) {
     return orEnd(allocateTracked(file, line, size), file, line, size);
 }
 
-void* mi_mem_int_test_allocate(const char* file, int line, miUint size) {
-    return allocateTracked(file, line, size);
-}
+void* mi_mem_int_test_allocate(const char* file, int line, miUint size) { return allocateTracked(file, line, size); }
 
 void* mi_mem_int_reallocate(const char* file, int line, void* memory, miUint size) {
     return orEnd(reallocated(file, line, memory, size), file, line, size);
@@ -174,9 +168,7 @@ void* mi_mem_int_test_reallocate(const char* file, int line, void* memory, miUin
     return reallocated(file, line, memory, size);
 }
 
-void mi_mem_int_release(const char* file, int line, void* memory) {
-    releaseTracked(file, line, memory);
-}
+void mi_mem_int_release(const char* file, int line, void* memory) { releaseTracked(file, line, memory); }
 
 char* mi_mem_int_strdup(const char* file, int line, const char* string) {
     if (!string) return nullptr;

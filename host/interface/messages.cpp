@@ -52,9 +52,7 @@ void sayAs(MessageClass messageClass, int number, const char* format, va_list ar
 
 }  // namespace
 
-void setFatalHook(FatalHook hook) noexcept {
-    fatalHook = hook;
-}
+void setFatalHook(FatalHook hook) noexcept { fatalHook = hook; }
 
 void endFatally() noexcept {
     static std::atomic<bool> ending{false};
@@ -91,41 +89,25 @@ void mi_fatal(const char* format, ...) {
     lumorender::endFatally();
 }
 
-void mi_error(const char* format, ...) {
-    SAY(Error, 0);
-}
+void mi_error(const char* format, ...) { SAY(Error, 0); }
 
-void mi_warning(const char* format, ...) {
-    SAY(Warning, 0);
-}
+void mi_warning(const char* format, ...) { SAY(Warning, 0); }
 
-void mi_info(const char* format, ...) {
-    SAY(Info, 0);
-}
+void mi_info(const char* format, ...) { SAY(Info, 0); }
 
-void mi_progress(const char* format, ...) {
-    SAY(Progress, 0);
-}
+void mi_progress(const char* format, ...) { SAY(Progress, 0); }
 
-void mi_debug(const char* format, ...) {
-    SAY(Debug, 0);
-}
+void mi_debug(const char* format, ...) { SAY(Debug, 0); }
 
-void mi_vdebug(const char* format, ...) {
-    SAY(VerboseDebug, 0);
-}
+void mi_vdebug(const char* format, ...) { SAY(VerboseDebug, 0); }
 
 void mi_nfatal(int number, const char* format, ...) {
     SAY(Fatal, number);
     lumorender::endFatally();
 }
 
-void mi_nerror(int number, const char* format, ...) {
-    SAY(Error, number);
-}
+void mi_nerror(int number, const char* format, ...) { SAY(Error, number); }
 
-void mi_nwarning(int number, const char* format, ...) {
-    SAY(Warning, number);
-}
+void mi_nwarning(int number, const char* format, ...) { SAY(Warning, number); }
 
 }  // extern "C"

@@ -9,16 +9,10 @@ std::atomic<bool> requested{false};
 static_assert(std::atomic<bool>::is_always_lock_free, "signal handlers set it");
 }  // namespace
 
-void requestAbort() noexcept {
-    requested.store(true, std::memory_order_relaxed);
-}
+void requestAbort() noexcept { requested.store(true, std::memory_order_relaxed); }
 
-void clearAbort() noexcept {
-    requested.store(false, std::memory_order_relaxed);
-}
+void clearAbort() noexcept { requested.store(false, std::memory_order_relaxed); }
 
-bool abortRequested() noexcept {
-    return requested.load(std::memory_order_relaxed);
-}
+bool abortRequested() noexcept { return requested.load(std::memory_order_relaxed); }
 
 }  // namespace lumorender

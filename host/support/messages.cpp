@@ -45,8 +45,8 @@ Speaker& speaker() {
 }
 
 const char* nameOf(MessageClass messageClass) {
-    constexpr std::array<const char*, kClasses> names = {"", "fatal", "error", "warning", "progress", "info", "debug",
-                                                         "vdebug"};
+    constexpr std::array<const char*, kClasses> names = {"",         "fatal", "error", "warning",
+                                                         "progress", "info",  "debug", "vdebug"};
     return names[static_cast<std::size_t>(messageClass)];
 }
 
@@ -132,13 +132,9 @@ void reportRepeatedMessages() {
     to.notRemembered = 0;
 }
 
-void setVerbosity(int level) {
-    speaker().verbosity = level;
-}
+void setVerbosity(int level) { speaker().verbosity = level; }
 
-int verbosity() {
-    return speaker().verbosity;
-}
+int verbosity() { return speaker().verbosity; }
 
 void setMessageSink(std::function<void(MessageClass, std::string_view module, std::string_view text)> sink) {
     Speaker& to = speaker();

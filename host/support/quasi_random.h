@@ -1,9 +1,9 @@
-// Seeds and low-discrepancy points: everything random in a render comes from here, so that the same scene gives the same
-// bits whatever thread computes a sample.
+// Seeds and low-discrepancy points: everything random in a render comes from here, so that the same scene gives the
+// same bits whatever thread computes a sample.
 //
 // A state carries two words. `qmc_instance` is the running number of the eye sample within its pixel; `pad` is the seed
-// of the next random decision. States at the same place of the ray tree have the same seeds in all samples of a pixel and
-// differ in the number only: together their points are one well stratified sequence.
+// of the next random decision. States at the same place of the ray tree have the same seeds in all samples of a pixel
+// and differ in the number only: together their points are one well stratified sequence.
 #pragma once
 
 #include "mi/state.h"
@@ -24,9 +24,9 @@ void seedChildState(miState& child, miState& parent) noexcept;
 /// The seed for one random decision of the state: another one with each call.
 std::uint32_t takeSeed(miState& state) noexcept;
 
-/// Coordinate `dimension` of point `index`, in [0, 1). For one seed, any aligned run of 2^k indices has exactly one point
-/// in each of the 2^k strata of every coordinate, and is a Sobol' net in each group of four coordinates.
-/// Source: Burley, "Practical Hash-based Owen Scrambling", JCGT 9(4), 2020; groups of four are shuffled independently.
+/// Coordinate `dimension` of point `index`, in [0, 1). For one seed, any aligned run of 2^k indices has exactly one
+/// point in each of the 2^k strata of every coordinate, and is a Sobol' net in each group of four coordinates. Source:
+/// Burley, "Practical Hash-based Owen Scrambling", JCGT 9(4), 2020; groups of four are shuffled independently.
 double scrambledSobol(std::uint32_t index, std::uint32_t dimension, std::uint32_t seed) noexcept;
 
 /// A number in [0, 1) with 53 random bits that depend on both words.

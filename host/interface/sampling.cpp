@@ -1,0 +1,62 @@
+/* Points for integrals: the loops of all samples of a pixel draw consecutive runs of one scrambled sequence. */
+#include "shader.h"
+#include "support/quasi_random.h"
+
+#include <array>
+#include <cstdint>
+
+namespace {
+
+/// A loop over points that is under way. The seed is kept here because whatever the loop calls takes seeds as well.
+struct Loop {
+    const miState* state = nullptr;
+    const int* counter = nullptr;
+    std::uint32_t seed = 0;
+};
+
+/// The latest loops of a thread. A loop that its shader leaves early stays until others need its place; one that so
+/// many others interrupt that it loses its place goes on with another seed, which costs stratification only.
+class Loops {
+public:
+    std::uint32_t begin(miState& state, const int* counter) {
+        Loop* place = find(state, counter);
+        if (!place) place = &loops_[next_++ % loops_.size()];
+        *place = {&state, counter, lumorender::takeSeed(state)};
+        return place->seed;
+    }
+
+    std::uint32_t resume(miState& state, const int* counter) {
+        const Loop* known = find(state, counter);
+        return known ? known->seed : begin(state, counter);
+    }
+
+private:
+    Loop* find(const miState& state, const int* counter) {
+        for (Loop& loop : loops_)
+            if (loop.state == &state && loop.counter == counter) return &loop;
+        return nullptr;
+    }
+
+    std::array<Loop, 16> loops_;
+    std::size_t next_ = 0;
+};
+
+void writePoint(double* point, miUshort dimensions, std::uint32_t index, std::uint32_t seed) {
+    for (miUshort k = 0; k < dimensions; ++k) point[k] = lumorender::scrambledSobol(index, k, seed);
+}
+
+}  // namespace
+
+extern "C" miBoolean mi_sample(double* sample, int* instance, miState* state, miUshort dim, const miUint* n) {
+    thread_local Loops loops;
+    if (!n) {
+        // A single point. Ends the loop of a caller who loops nevertheless.
+        writePoint(sample, dim, state->qmc_instance, lumorender::takeSeed(*state));
+        return !instance || (*instance)++ == 0;
+    }
+    if (!instance || *instance < 0 || static_cast<miUint>(*instance) >= *n) return miFALSE;
+    const std::uint32_t seed = *instance == 0 ? loops.begin(*state, instance) : loops.resume(*state, instance);
+    writePoint(sample, dim, state->qmc_instance * *n + static_cast<std::uint32_t>(*instance), seed);
+    ++*instance;
+    return miTRUE;
+}

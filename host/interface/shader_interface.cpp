@@ -1,0 +1,117 @@
+/* The C++ interface of version 3: options by name and frame buffers by name. What else its table has room for answers
+   that there is none. */
+#include "interface/host.h"
+#include "interface/named_buffers.h"
+#include "interface/named_options.h"
+#include "interface/unsupported.h"
+#include "mi_shader_if.h"
+
+#include <memory>
+#include <mutex>
+#include <shared_mutex>
+#include <unordered_map>
+
+namespace lumorender {
+
+namespace {
+
+using namespace mi::shader_v3;
+
+/// One object per element, made on first use and kept, because shaders ask for it in every sample.
+template <class Object>
+class Objects {
+public:
+    Object* of(miTag tag) {
+        {
+            const std::shared_lock lock(mutex_);
+            if (const auto known = objects_.find(tag); known != objects_.end()) return known->second.get();
+        }
+        const std::unique_lock lock(mutex_);
+        std::unique_ptr<Object>& place = objects_[tag];
+        if (!place) place = std::make_unique<Object>(tag);
+        return place.get();
+    }
+
+private:
+    std::shared_mutex mutex_;
+    std::unordered_map<miTag, std::unique_ptr<Object>> objects_;
+};
+
+class HostInterface final : public Interface {
+public:
+    Options* getOptions(miTag options) noexcept override { return options_.of(options); }
+    const Framebuffer* accessFramebuffer(miTag tag) noexcept override {
+        return hostDatabase().detail<FrameBufferSet>(tag) ? buffers_.of(tag) : nullptr;
+    }
+    bool releaseFramebuffer(const Framebuffer* buffers, miTag) noexcept override { return buffers != nullptr; }
+    bool releaseFramebuffer(Framebuffer* buffers, miTag) noexcept override { return buffers != nullptr; }
+    void release() noexcept override {}
+
+    // Everything below is not there.
+    miTag createFramebuffer() noexcept override { return unsupported<miTag>("createFramebuffer"); }
+    miTag copyFramebuffer(miTag) noexcept override { return unsupported<miTag>("copyFramebuffer"); }
+    Framebuffer* editFramebuffer(miTag) noexcept override { return unsupported<Framebuffer*>("editFramebuffer"); }
+    Light_list* createLightList(miState*, miTag*, int) noexcept override {
+        return unsupported<Light_list*>("createLightList");
+    }
+    Light_list* createLightList(miState*, const miVector&, miScalar, miTag*, int) noexcept override {
+        return unsupported<Light_list*>("createLightList");
+    }
+    miTag createMap(miTag) noexcept override { return unsupported<miTag>("createMap"); }
+    const Map* accessMap(miTag) noexcept override { return unsupported<Map*>("accessMap"); }
+    Map* editMap(miTag) noexcept override { return unsupported<Map*>("editMap"); }
+    const Map* accessMap(const char*, miTag*) noexcept override { return unsupported<Map*>("accessMap"); }
+    Map* editMap(const char*, miTag*) noexcept override { return unsupported<Map*>("editMap"); }
+    Map_declaration* createMapDeclaration(miUint) noexcept override { return declaration("createMapDeclaration"); }
+    Map_declaration* copyMapDeclaration(const Map_declaration*) noexcept override {
+        return declaration("copyMapDeclaration");
+    }
+    Map_declaration* copyMapDeclaration(const Map*) noexcept override { return declaration("copyMapDeclaration"); }
+    Map_declaration* copyMapDeclaration(miTag) noexcept override { return declaration("copyMapDeclaration"); }
+    Map_element* createMapElement(const Map_declaration*) noexcept override {
+        return unsupported<Map_element*>("createMapElement");
+    }
+    Map_element* copyMapElement(const Map_element*) noexcept override {
+        return unsupported<Map_element*>("copyMapElement");
+    }
+    Map_iterator* createMapIterator(const Map*) noexcept override {
+        return unsupported<Map_iterator*>("createMapIterator");
+    }
+    Map_iterator* copyMapIterator(const Map_iterator*) noexcept override {
+        return unsupported<Map_iterator*>("copyMapIterator");
+    }
+    Map_lookup* createMapLookup(const Map*) noexcept override { return unsupported<Map_lookup*>("createMapLookup"); }
+    Map_lookup* copyMapLookup(const Map_lookup*) noexcept override { return unsupported<Map_lookup*>("copyMapLookup"); }
+    Bsdf* allocBsdf(miState*) noexcept override { return unsupported<Bsdf*>("allocBsdf"); }
+    void releaseBsdf(Bsdf*) noexcept override {}
+    Subdivision* accessSubdivision34(miTag) noexcept override {
+        return unsupported<Subdivision*>("accessSubdivision34");
+    }
+    void releaseSubdivision34(Subdivision*) noexcept override {}
+    bool lookupFilteredTexture(miColor*, miState*, miTag, void*, const miScalar*) noexcept override {
+        return unsupported<bool>("filtered texture look-up");
+    }
+    void* open_output_image(const char*, miImg_type, int, int) noexcept override {
+        return unsupported<void*>("open_output_image");
+    }
+    void close_output_image(void*) noexcept override {}
+    bool getPassSample(miState*, int, void*) noexcept override { return unsupported<bool>("access to passes"); }
+    bool getPassSampleInput(miState*, int, void*) noexcept override { return unsupported<bool>("access to passes"); }
+    bool setPassSample(miState*, void*) noexcept override { return unsupported<bool>("access to passes"); }
+    int getPassNumber(miState*) noexcept override { return unsupported<int>("access to passes"); }
+
+private:
+    static Map_declaration* declaration(const char* what) noexcept { return unsupported<Map_declaration*>(what); }
+
+    Objects<NamedOptions> options_;
+    Objects<NamedBuffers> buffers_;
+};
+
+}  // namespace
+
+}  // namespace lumorender
+
+mi::shader_v3::Interface* mi_get_shader_interface(int version) {
+    static auto* const interface = new lumorender::HostInterface;
+    return version == miSHADER_IF_VERSION ? interface : nullptr;
+}
