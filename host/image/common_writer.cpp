@@ -13,23 +13,23 @@ namespace lumorender {
 namespace {
 
 struct CommonFormat {
-    const char* name;     ///< as scenes and file endings call it
-    const char* plugin;   ///< as the library calls it
-    int depth;            ///< the most precise it has: 8, 16 or 32 (floats)
-    bool gray;            ///< single values are allowed
+    const char* name;    ///< as scenes and file endings call it
+    const char* plugin;  ///< as the library calls it
+    int depth;           ///< the most precise it has: 8, 16 or 32 (floats)
+    bool gray;           ///< single values are allowed
     bool alpha;
-    bool straight;        ///< alpha is straight: colors are divided by it
+    bool straight;  ///< alpha is straight: colors are divided by it
 };
 
 constexpr CommonFormat kFormats[] = {
-    {"png", "png", 16, true, true, true},       {"tif", "tiff", 32, true, true, false},
-    {"tiff", "tiff", 32, true, true, false},    {"tga", "targa", 8, true, true, true},
-    {"jpg", "jpeg", 8, true, false, false},     {"jpeg", "jpeg", 8, true, false, false},
-    {"hdr", "hdr", 32, false, false, false},    {"bmp", "bmp", 8, false, true, false},
-    {"ppm", "pnm", 16, false, false, false},    {"pgm", "pnm", 16, true, false, false},
-    {"iff", "iff", 8, false, true, false},      {"rla", "rla", 32, true, true, false},
-    {"rgb", "sgi", 16, true, true, false},      {"sgi", "sgi", 16, true, true, false},
-    {"dpx", "dpx", 16, false, true, false},     {"webp", "webp", 8, false, true, true},
+    {"png", "png", 16, true, true, true},    {"tif", "tiff", 32, true, true, false},
+    {"tiff", "tiff", 32, true, true, false}, {"tga", "targa", 8, true, true, true},
+    {"jpg", "jpeg", 8, true, false, false},  {"jpeg", "jpeg", 8, true, false, false},
+    {"hdr", "hdr", 32, false, false, false}, {"bmp", "bmp", 8, false, true, false},
+    {"ppm", "pnm", 16, false, false, false}, {"pgm", "pnm", 16, true, false, false},
+    {"iff", "iff", 8, false, true, false},   {"rla", "rla", 32, true, true, false},
+    {"rgb", "sgi", 16, true, true, false},   {"sgi", "sgi", 16, true, true, false},
+    {"dpx", "dpx", 16, false, true, false},  {"webp", "webp", 8, false, true, true},
 };
 
 const CommonFormat* find(const std::string& name) {
@@ -87,11 +87,14 @@ struct InsertMetadata {
     const std::string& name;
     void operator()(const std::string& value) const { spec.attribute(name, value); }
     void operator()(int value) const { spec.attribute(name, value); }
-    void operator()(float value) const { spec.attribute(name == "pixelAspectRatio" ? "PixelAspectRatio" : name, value); }
+    void operator()(float value) const {
+        spec.attribute(name == "pixelAspectRatio" ? "PixelAspectRatio" : name, value);
+    }
     void operator()(const std::vector<float>& value) const {
         const bool matrix = value.size() == 16;
-        spec.attribute(name, matrix ? OIIO::TypeMatrix : OIIO::TypeDesc(OIIO::TypeDesc::FLOAT, static_cast<int>(value.size())),
-                       value.data());
+        spec.attribute(
+            name, matrix ? OIIO::TypeMatrix : OIIO::TypeDesc(OIIO::TypeDesc::FLOAT, static_cast<int>(value.size())),
+            value.data());
     }
 };
 

@@ -16,12 +16,13 @@ namespace {
 constexpr int kSheetWidth = 2000, kLargestThumb = 480, kSmallestThumb = 200;
 constexpr int kMargin = 24, kGap = 20, kTextScale = 2, kTextGap = 8;
 constexpr int kCaptionHeight = 2 * (kGlyphHeight * kTextScale + kTextGap);
-constexpr Rgb kBackground{24, 24, 26}, kOutsideWindow{40, 40, 44}, kNameColor{230, 230, 230}, kDetailColor{130, 135, 145};
+constexpr Rgb kBackground{24, 24, 26}, kOutsideWindow{40, 40, 44}, kNameColor{230, 230, 230},
+    kDetailColor{130, 135, 145};
 
 /// Where the thumbnails go. All have the shape of the full image.
 struct Grid {
     int columns, rows;
-    int cellWidth;                   ///< at least the thumbnail's width
+    int cellWidth;  ///< at least the thumbnail's width
     int thumbWidth, thumbHeight;
     int width() const { return 2 * kMargin + columns * cellWidth + (columns - 1) * kGap; }
     int height() const { return 2 * kMargin + rows * cellHeight() + (rows - 1) * kGap; }
@@ -36,7 +37,8 @@ Grid layOut(int count, const DataWindow& window) {
     const int larger = std::max(window.fullWidth, window.fullHeight);
     const double scale = larger <= cell ? cell / larger : static_cast<double>(cell) / larger;
     const auto scaledSize = [&](int size) { return std::max(1, static_cast<int>(std::lround(size * scale))); };
-    return {columns, (count + columns - 1) / columns, cell, scaledSize(window.fullWidth), scaledSize(window.fullHeight)};
+    return {columns, (count + columns - 1) / columns, cell, scaledSize(window.fullWidth),
+            scaledSize(window.fullHeight)};
 }
 
 /// The data window's place in a thumbnail of the full image, from the upper left corner.
@@ -56,7 +58,8 @@ Place placeOf(const DataWindow& window, const Grid& grid) {
 LayerImage resized(const LayerImage& layer, int width, int height) {
     LayerImage result{layer.name, layer.type, width, height, {}, {}};
     if (!pixelFormat(layer.type).integer) {
-        result.pixels = resizeByArea(layer.pixels, layer.width, layer.height, pixelFormat(layer.type).channels, width, height);
+        result.pixels =
+            resizeByArea(layer.pixels, layer.width, layer.height, pixelFormat(layer.type).channels, width, height);
         return result;
     }
     for (int y = 0; y < height; ++y)
@@ -106,7 +109,8 @@ std::string writeContactSheet(const std::filesystem::path& path, const std::vect
         const int count = static_cast<int>(layers.size());
         const Grid grid = layOut(count, window);
         RgbImage sheet(grid.width(), grid.height(), kBackground);
-        tbb::parallel_for(0, count, [&](int i) { drawCell(sheet, *layers[static_cast<std::size_t>(i)], window, grid, i); });
+        tbb::parallel_for(0, count,
+                          [&](int i) { drawCell(sheet, *layers[static_cast<std::size_t>(i)], window, grid, i); });
         writePng(path, sheet);
     });
 }

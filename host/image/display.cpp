@@ -18,14 +18,29 @@ enum class Look { Color, Fraction, Scaled, Normal, Vector, Label };
 
 Look lookOf(miImg_type type) {
     switch (type) {
-    case miIMG_TYPE_A: case miIMG_TYPE_A_16: case miIMG_TYPE_A_FP: case miIMG_TYPE_A_H:
-    case miIMG_TYPE_BIT: case miIMG_TYPE_COVERAGE: return Look::Fraction;
-    case miIMG_TYPE_S: case miIMG_TYPE_S_16: case miIMG_TYPE_S_FP: case miIMG_TYPE_S_H:
-    case miIMG_TYPE_Z: return Look::Scaled;
-    case miIMG_TYPE_N: return Look::Normal;
-    case miIMG_TYPE_M: case miIMG_TYPE_VTA: case miIMG_TYPE_VTS: return Look::Vector;
-    case miIMG_TYPE_TAG: return Look::Label;
-    default: return Look::Color;
+        case miIMG_TYPE_A:
+        case miIMG_TYPE_A_16:
+        case miIMG_TYPE_A_FP:
+        case miIMG_TYPE_A_H:
+        case miIMG_TYPE_BIT:
+        case miIMG_TYPE_COVERAGE:
+            return Look::Fraction;
+        case miIMG_TYPE_S:
+        case miIMG_TYPE_S_16:
+        case miIMG_TYPE_S_FP:
+        case miIMG_TYPE_S_H:
+        case miIMG_TYPE_Z:
+            return Look::Scaled;
+        case miIMG_TYPE_N:
+            return Look::Normal;
+        case miIMG_TYPE_M:
+        case miIMG_TYPE_VTA:
+        case miIMG_TYPE_VTS:
+            return Look::Vector;
+        case miIMG_TYPE_TAG:
+            return Look::Label;
+        default:
+            return Look::Color;
     }
 }
 
@@ -59,14 +74,18 @@ float scaled(float value, const ValueRange& range) {
 /// One value of a layer that is shown as numbers.
 float shown(Look look, float value, const ValueRange& range) {
     switch (look) {
-    case Look::Color: return srgb(value);
-    case Look::Scaled: return scaled(value, range);
-    case Look::Normal: return value * 0.5f + 0.5f;
-    case Look::Vector: {
-        const float largest = std::max(std::abs(range.low), std::abs(range.high));
-        return largest > 0 ? value / largest * 0.5f + 0.5f : 0.5f;
-    }
-    default: return value;
+        case Look::Color:
+            return srgb(value);
+        case Look::Scaled:
+            return scaled(value, range);
+        case Look::Normal:
+            return value * 0.5f + 0.5f;
+        case Look::Vector: {
+            const float largest = std::max(std::abs(range.low), std::abs(range.high));
+            return largest > 0 ? value / largest * 0.5f + 0.5f : 0.5f;
+        }
+        default:
+            return value;
     }
 }
 
@@ -105,9 +124,10 @@ RgbImage displayImage(const LayerImage& layer, const ValueRange& range) {
         const std::size_t row = static_cast<std::size_t>(layer.height - 1 - y) * static_cast<std::size_t>(layer.width);
         for (int x = 0; x < layer.width; ++x) {
             const std::size_t index = row + static_cast<std::size_t>(x);
-            image.at(x, y) = look == Look::Label
-                                 ? labelColor(layer.labels[index])
-                                 : shownPixel(look, &layer.pixels[index * static_cast<std::size_t>(channels)], channels, range);
+            image.at(x, y) =
+                look == Look::Label
+                    ? labelColor(layer.labels[index])
+                    : shownPixel(look, &layer.pixels[index * static_cast<std::size_t>(channels)], channels, range);
         }
     });
     return image;
@@ -131,8 +151,8 @@ void writePng(const std::filesystem::path& path, const RgbImage& image) {
         spec.attribute("oiio:ColorSpace", "sRGB");
         const auto output = OIIO::ImageOutput::create("png");
         if (!output) throw Failure(OIIO::geterror());
-        const bool good = output->open(temporary.string(), spec) &&
-                          output->write_image(OIIO::TypeDesc::UINT8, image.pixels.data());
+        const bool good =
+            output->open(temporary.string(), spec) && output->write_image(OIIO::TypeDesc::UINT8, image.pixels.data());
         if (!output->close() || !good) throw Failure(output->geterror());
     });
 }
@@ -141,8 +161,7 @@ std::string writePreview(const std::filesystem::path& path, const LayerImage& la
     return reasonOfFailure(path, [&] {
         checkLayer(layer, window);
         RgbImage canvas(window.fullWidth, window.fullHeight, {0, 0, 0});
-        paste(canvas, displayImage(layer, valueRange(layer)), window.x0,
-              window.fullHeight - window.y0 - window.height);
+        paste(canvas, displayImage(layer, valueRange(layer)), window.x0, window.fullHeight - window.y0 - window.height);
         writePng(path, canvas);
     });
 }

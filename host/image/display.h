@@ -16,7 +16,9 @@ struct RgbImage {
     std::vector<Rgb> pixels;
 
     RgbImage(int w, int h, Rgb fill);
-    Rgb& at(int x, int y) { return pixels[static_cast<std::size_t>(y) * static_cast<std::size_t>(width) + static_cast<std::size_t>(x)]; }
+    Rgb& at(int x, int y) {
+        return pixels[static_cast<std::size_t>(y) * static_cast<std::size_t>(width) + static_cast<std::size_t>(x)];
+    }
 };
 
 /// Smallest and largest measured value of a layer; both 0 where nothing is measured.

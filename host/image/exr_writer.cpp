@@ -1,4 +1,4 @@
-// Multi-layer OpenEXR files: one part, every layer's channels beside each other, halves or floats as the layer's type asks.
+// Multi-layer OpenEXR files: one part, every layer's channels beside each other, halves or floats by the layer's type.
 #include "image/layers.h"
 
 #include "support/messages.h"
@@ -56,7 +56,8 @@ std::vector<std::string> freeChannels(const LayerImage& layer, std::set<std::str
         names = channelNames(newName, layer.type);
     }
     if (!newName.empty())
-        warning("IMG", "two layers would write the channels of '{}'; the second is written as '{}'", layer.name, newName);
+        warning("IMG", "two layers would write the channels of '{}'; the second is written as '{}'", layer.name,
+                newName);
     taken.insert(names.begin(), names.end());
     return names;
 }
@@ -73,10 +74,10 @@ std::vector<ExrLayer> prepareLayers(const ImageFile& file) {
 
 Imf::Compression compressionOf(const ImageFile& file) {
     static const std::map<std::string, Imf::Compression> kNames{
-        {"", Imf::PIZ_COMPRESSION},         {"none", Imf::NO_COMPRESSION},  {"rle", Imf::RLE_COMPRESSION},
-        {"zips", Imf::ZIPS_COMPRESSION},    {"zip", Imf::ZIP_COMPRESSION},  {"piz", Imf::PIZ_COMPRESSION},
-        {"pxr24", Imf::PXR24_COMPRESSION},  {"b44", Imf::B44_COMPRESSION},  {"b44a", Imf::B44A_COMPRESSION},
-        {"dwaa", Imf::DWAA_COMPRESSION},    {"dwab", Imf::DWAB_COMPRESSION}};
+        {"", Imf::PIZ_COMPRESSION},        {"none", Imf::NO_COMPRESSION},  {"rle", Imf::RLE_COMPRESSION},
+        {"zips", Imf::ZIPS_COMPRESSION},   {"zip", Imf::ZIP_COMPRESSION},  {"piz", Imf::PIZ_COMPRESSION},
+        {"pxr24", Imf::PXR24_COMPRESSION}, {"b44", Imf::B44_COMPRESSION},  {"b44a", Imf::B44A_COMPRESSION},
+        {"dwaa", Imf::DWAA_COMPRESSION},   {"dwab", Imf::DWAB_COMPRESSION}};
     if (const auto found = kNames.find(file.compression); found != kNames.end()) return found->second;
     warning("IMG", "{}: '{}' is no EXR compression; piz is used", file.path.string(), file.compression);
     return Imf::PIZ_COMPRESSION;
@@ -85,14 +86,21 @@ Imf::Compression compressionOf(const ImageFile& file) {
 void insertVector(Imf::Header& header, const std::string& name, const std::vector<float>& values) {
     const float* v = values.data();
     switch (values.size()) {
-    case 2: header.insert(name, Imf::V2fAttribute({v[0], v[1]})); break;
-    case 3: header.insert(name, Imf::V3fAttribute({v[0], v[1], v[2]})); break;
-    case 9: header.insert(name, Imf::M33fAttribute({v[0], v[1], v[2], v[3], v[4], v[5], v[6], v[7], v[8]})); break;
-    case 16:
-        header.insert(name, Imf::M44fAttribute({v[0], v[1], v[2], v[3], v[4], v[5], v[6], v[7], v[8], v[9], v[10], v[11],
-                                                v[12], v[13], v[14], v[15]}));
-        break;
-    default: header.insert(name, Imf::FloatVectorAttribute(values));
+        case 2:
+            header.insert(name, Imf::V2fAttribute({v[0], v[1]}));
+            break;
+        case 3:
+            header.insert(name, Imf::V3fAttribute({v[0], v[1], v[2]}));
+            break;
+        case 9:
+            header.insert(name, Imf::M33fAttribute({v[0], v[1], v[2], v[3], v[4], v[5], v[6], v[7], v[8]}));
+            break;
+        case 16:
+            header.insert(name, Imf::M44fAttribute({v[0], v[1], v[2], v[3], v[4], v[5], v[6], v[7], v[8], v[9], v[10],
+                                                    v[11], v[12], v[13], v[14], v[15]}));
+            break;
+        default:
+            header.insert(name, Imf::FloatVectorAttribute(values));
     }
 }
 
@@ -160,10 +168,10 @@ Imf::FrameBuffer frameBuffer(const std::vector<ExrLayer>& layers, const Imath::V
     for (const ExrLayer& layer : layers) {
         const std::size_t pixelSize = layer.valueSize * layer.channels.size();
         for (std::size_t c = 0; c < layer.channels.size(); ++c)
-            buffer.insert(layer.channels[c],
-                          Imf::Slice::Make(layer.type, layer.rows.data() + c * layer.valueSize, origin,
-                                           layer.image->width, count, pixelSize,
-                                           pixelSize * static_cast<std::size_t>(layer.image->width)));
+            buffer.insert(
+                layer.channels[c],
+                Imf::Slice::Make(layer.type, layer.rows.data() + c * layer.valueSize, origin, layer.image->width, count,
+                                 pixelSize, pixelSize * static_cast<std::size_t>(layer.image->width)));
     }
     return buffer;
 }
@@ -174,7 +182,8 @@ void writeExr(const std::filesystem::path& path, const ImageFile& file, const Da
               const Metadata& metadata) {
     std::vector<ExrLayer> layers = prepareLayers(file);
     const Imf::Header header = makeHeader(file, window, layers, metadata);
-    Imf::setGlobalThreadCount(tbb::this_task_arena::max_concurrency());
+    const int threads = tbb::this_task_arena::max_concurrency();
+    if (Imf::globalThreadCount() != threads) Imf::setGlobalThreadCount(threads);
     Imf::OutputFile output(path.c_str(), header);
 
     // Convert a band of every layer, then let the library compress the band on all threads.

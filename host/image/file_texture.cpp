@@ -69,10 +69,15 @@ std::string libraryReason() {
 class FileTexture final : public Texture {
 public:
     FileTexture(OIIO::TextureSystem::TextureHandle* handle, std::string file, const OIIO::ImageSpec& spec, float gamma)
-        : handle_(handle), file_(std::move(file)), width_(spec.full_width), height_(spec.full_height),
-          components_(usedChannels(spec)), gamma_(spec.format.is_floating_point() ? 1 : gamma),
+        : handle_(handle),
+          file_(std::move(file)),
+          width_(spec.full_width),
+          height_(spec.full_height),
+          components_(usedChannels(spec)),
+          gamma_(spec.format.is_floating_point() ? 1 : gamma),
           nearest_(pointOptions(OIIO::TextureOpt::InterpClosest)),
-          bilinear_(pointOptions(OIIO::TextureOpt::InterpBilinear)), footprint_(footprintOptions()) {}
+          bilinear_(pointOptions(OIIO::TextureOpt::InterpBilinear)),
+          footprint_(footprintOptions()) {}
 
     bool lookup(miColor& result, float u, float v, bool filtered) const override {
         u = repeated(u), v = repeated(v);
@@ -90,7 +95,8 @@ public:
     int height() const override { return height_; }
     int components() const override { return components_; }
 
-    /// Reads from the first tile, because a file can be damaged behind a good header. Returns what is wrong, if anything.
+    /// Reads from the first tile, because a file can be damaged behind a good header. Returns what is wrong, if
+    /// anything.
     std::string damage() const {
         float values[4];
         return sample(values, nearest_, 0.5f / static_cast<float>(width_), 0.5f / static_cast<float>(height_), {})

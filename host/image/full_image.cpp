@@ -24,7 +24,8 @@ std::vector<float> fullImage(const LayerImage& layer, const DataWindow& window, 
         const int fullRow = fromTop ? window.fullHeight - 1 - window.y0 - row : window.y0 + row;
         const std::size_t first = static_cast<std::size_t>(fullRow) * fullWidth + static_cast<std::size_t>(window.x0);
         float* target = image.data() + first * to;
-        for (int x = 0; x < window.width; ++x, source += from, target += channels) spread(source, from, target, channels);
+        for (int x = 0; x < window.width; ++x, source += from, target += channels)
+            spread(source, from, target, channels);
     }
     return image;
 }

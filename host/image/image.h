@@ -15,10 +15,10 @@ namespace lumorender {
 /// Channels of a frame-buffer data type, and how they are kept while rendering and in files.
 struct PixelFormat {
     int channels = 4;
-    bool integer = false;    ///< labels and tags: one 32-bit unsigned integer
-    bool half = false;       ///< half floats in files that have them (EXR); otherwise floats
-    int bitDepth = 32;       ///< 8, 16, or 32 for "as precise as the file can"; formats with floats keep floats at 32
-    bool color = true;       ///< colors, alpha and intensity are filtered by default, others keep one sample
+    bool integer = false;  ///< labels and tags: one 32-bit unsigned integer
+    bool half = false;     ///< half floats in files that have them (EXR); otherwise floats
+    int bitDepth = 32;     ///< 8, 16, or 32 for "as precise as the file can"; formats with floats keep floats at 32
+    bool color = true;     ///< colors, alpha and intensity are filtered by default, others keep one sample
 };
 PixelFormat pixelFormat(miImg_type type);
 
@@ -34,10 +34,10 @@ miImg_type naturalImageType(const std::string& fileFormat);
 
 /// One frame buffer as an image. Rows run from the bottom, as raster space does; writers turn them.
 struct LayerImage {
-    std::string name;                 ///< layer name; empty for the primary layer of a file (channels R G B A)
+    std::string name;  ///< layer name; empty for the primary layer of a file (channels R G B A)
     miImg_type type = miIMG_TYPE_RGBA_FP;
-    int width = 0, height = 0;        ///< of the data window below
-    std::vector<float> pixels;        ///< channels per pixel by the type; empty for integer types
+    int width = 0, height = 0;  ///< of the data window below
+    std::vector<float> pixels;  ///< channels per pixel by the type; empty for integer types
     std::vector<std::uint32_t> labels;
 };
 
@@ -54,11 +54,11 @@ using Metadata = std::map<std::string, std::variant<std::string, int, float, std
 /// One image file with the layers that go into it.
 struct ImageFile {
     std::filesystem::path path;
-    std::string format;               ///< "exr", "png", "tif", "ct" ...; empty = from the path's ending
-    std::string compression;          ///< EXR: none rle zips zip piz pxr24 b44 b44a dwaa dwab; empty = the format's
-                                      ///< default (EXR: piz, lossless and the fastest on noisy pictures)
-    int quality = -1;                 ///< 0..100 for lossy compression; -1 = the format's default
-    float gamma = 1;                  ///< for colors in 8- and 16-bit files: value ^ (1 / gamma)
+    std::string format;       ///< "exr", "png", "tif", "ct" ...; empty = from the path's ending
+    std::string compression;  ///< EXR: none rle zips zip piz pxr24 b44 b44a dwaa dwab; empty = the format's
+                              ///< default (EXR: piz, lossless and the fastest on noisy pictures)
+    int quality = -1;         ///< 0..100 for lossy compression; -1 = the format's default
+    float gamma = 1;          ///< for colors in 8- and 16-bit files: value ^ (1 / gamma)
     std::vector<const LayerImage*> layers;
 };
 
@@ -66,14 +66,15 @@ struct ImageFile {
 /// string, or why it failed, with the path. Throws nothing. Creates no folders.
 ///
 /// EXR holds all layers in one part, in the compositors' channel names. Colors: `R G B A` for the layer without a name,
-/// `name.R name.G name.B name.A` for others; alpha `name.A`, scalars and coverage `name.Y`, depth `name.Z`, normals and
+/// `name.R` and so on for others; alpha `name.A`, scalars and coverage `name.Y`, depth `name.Z`, normals and
 /// motion `name.X name.Y name.Z`, bump gradients `name.U name.V`, labels `name.id` (unsigned integers). Without a name:
-/// `A`, `Y`, `Z`, `N.X ..`, `motion.X ..`, `gradient.U ..`, `id`. Where two layers would share a channel the later one is
-/// renamed (`name_2`), with a warning. Finite values outside the range of half floats are clamped to it.
+/// `A`, `Y`, `Z`, `N.X ..`, `motion.X ..`, `gradient.U ..`, `id`. Where two layers would share a channel the later one
+/// is renamed (`name_2`), with a warning. Finite values outside the range of half floats are clamped to it.
 ///
-/// Other formats hold the first layer only and warn about the rest. They hold the full image, black outside the data
-/// window. Formats whose alpha is straight (png, tga, webp) get colors divided by alpha. In 8- and 16-bit files normals
-/// are mapped from -1..1 to 0..1, all else is clamped to 0..1. The format "null" writes nothing.
+/// Other formats hold the first layer only and warn about the rest. They hold the full image, black outside the
+/// data window. Labels fit into exr, tif and tt only. Formats whose alpha is straight (png, tga, webp) get colors
+/// divided by alpha. In 8- and 16-bit files normals are mapped from -1..1 to 0..1, all else is clamped to 0..1. The
+/// format "null" writes nothing.
 std::string writeImageFile(const ImageFile& file, const DataWindow& window, const Metadata& metadata);
 
 /// A PNG for a quick look at any layer: colors with the display curve (sRGB) over black, alpha as it is, normals mapped

@@ -51,18 +51,20 @@ public:
         const Level& level = levels_.front();
         u = repeated(u), v = repeated(v);
         result = filtered ? colorOf(bilinear(level, components_, u, v).data(), components_)
-                          : colorOf(pixelAt(level, components_, pixelOf(u, level.width), pixelOf(v, level.height)), components_);
+                          : colorOf(pixelAt(level, components_, pixelOf(u, level.width), pixelOf(v, level.height)),
+                                    components_);
         return true;
     }
 
     /// Between the two levels whose pixels are about as large as the footprint's longer side.
     bool lookup(miColor& result, float u, float v, float dudx, float dvdx, float dudy, float dvdy) const override {
-        const float depth = levelFor(usableDerivative(dudx), usableDerivative(dvdx), usableDerivative(dudy),
-                                     usableDerivative(dvdy));
+        const float depth =
+            levelFor(usableDerivative(dudx), usableDerivative(dvdx), usableDerivative(dudy), usableDerivative(dvdy));
         const auto finer = static_cast<std::size_t>(depth), coarser = std::min(finer + 1, levels_.size() - 1);
         const float share = depth - static_cast<float>(finer);
         u = repeated(u), v = repeated(v);
-        const Values near = bilinear(levels_[finer], components_, u, v), far = bilinear(levels_[coarser], components_, u, v);
+        const Values near = bilinear(levels_[finer], components_, u, v),
+                     far = bilinear(levels_[coarser], components_, u, v);
         Values mixed{};
         for (std::size_t c = 0; c < 4; ++c) mixed[c] = near[c] * (1 - share) + far[c] * share;
         result = colorOf(mixed.data(), components_);
@@ -93,7 +95,8 @@ private:
 
 std::unique_ptr<Texture> memoryTexture(std::vector<float> pixels, int width, int height, int components) {
     if (width < 1 || height < 1 || components < 1 || components > 4) return nullptr;
-    const auto expected = static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * static_cast<std::size_t>(components);
+    const auto expected =
+        static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * static_cast<std::size_t>(components);
     if (pixels.size() != expected) return nullptr;
     return std::make_unique<MemoryTexture>(std::move(pixels), width, height, components);
 }

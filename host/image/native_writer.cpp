@@ -20,7 +20,7 @@ struct NativeFormat {
     const char* name;
     int channels;
     bool integer;
-    std::uint8_t magic8, magic16, magicFloat;   ///< 0 where the format has no such depth
+    std::uint8_t magic8, magic16, magicFloat;  ///< 0 where the format has no such depth
 };
 
 constexpr NativeFormat kFormats[] = {
@@ -100,7 +100,8 @@ void checkFit(const NativeFormat& format, const LayerImage& layer, const DataWin
     const PixelFormat pixel = pixelFormat(layer.type);
     const bool color = format.channels == 4 && pixel.channels >= 3 && pixel.color;
     if (pixel.integer != format.integer || (!color && pixel.channels != format.channels))
-        throw Failure(fmt::format("the format {} cannot hold the data type {}", format.name, imageTypeName(layer.type)));
+        throw Failure(
+            fmt::format("the format {} cannot hold the data type {}", format.name, imageTypeName(layer.type)));
     if (std::max(window.fullWidth, window.fullHeight) > kLargestSize)
         throw Failure(fmt::format("the format {} ends at {} pixels", format.name, kLargestSize));
 }

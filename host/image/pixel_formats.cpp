@@ -12,8 +12,8 @@ namespace {
 struct TypeFacts {
     const char* name;
     PixelFormat format;
-    const char* suffixes;       ///< one letter per channel in EXR files; "#" stands for "id"
-    const char* defaultLayer;   ///< layer name of an unnamed layer whose bare letters could be taken for something else
+    const char* suffixes;      ///< one letter per channel in EXR files; "#" stands for "id"
+    const char* defaultLayer;  ///< layer name of an unnamed layer whose bare letters could be taken for something else
 };
 
 constexpr PixelFormat kLabel{1, true, false, 32, false};

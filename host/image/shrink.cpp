@@ -29,7 +29,8 @@ std::vector<Cover> covers(int size, int newSize) {
 }
 
 /// One value of the new picture; `corner` is the covered area's first value of that channel.
-float mean(const float* corner, std::size_t pixelStride, std::size_t rowStride, const Cover& across, const Cover& along) {
+float mean(const float* corner, std::size_t pixelStride, std::size_t rowStride, const Cover& across,
+           const Cover& along) {
     double sum = 0, weight = 0;
     for (std::size_t y = 0; y < along.weights.size(); ++y)
         for (std::size_t x = 0; x < across.weights.size(); ++x) {

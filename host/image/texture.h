@@ -32,8 +32,8 @@ public:
 /// A file must not change while look-ups of it run.
 std::unique_ptr<Texture> openTexture(const std::string& file, float gamma, std::string& error);
 
-/// A texture from pixels in memory: rows from the bottom, `components` floats each (1 to 4). Null where the sizes do not
-/// match the pixels.
+/// A texture from pixels in memory: rows from the bottom, `components` floats each (1 to 4). Null where the sizes do
+/// not match the pixels.
 std::unique_ptr<Texture> memoryTexture(std::vector<float> pixels, int width, int height, int components);
 
 }  // namespace lumorender

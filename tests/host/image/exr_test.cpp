@@ -26,16 +26,15 @@ std::set<std::string> channelsOf(const Imf::Header& header) {
 TEST_F(ExrTest, KeepsLayersUnderTheirChannelNamesAndTypes) {
     const auto value = [](int x, int y, int c) { return x + 10 * y + 0.25 * c; };
     const LayerImage beauty = makeLayer("", miIMG_TYPE_RGBA_H, 5, 3, value);
-    const LayerImage diffuse = makeLayer("diffuse", miIMG_TYPE_RGB_FP, 5, 3, [&](int x, int y, int c) {
-        return value(x, y, c) + 1e-4;
-    });
+    const LayerImage diffuse =
+        makeLayer("diffuse", miIMG_TYPE_RGB_FP, 5, 3, [&](int x, int y, int c) { return value(x, y, c) + 1e-4; });
     const LayerImage depth = makeLayer("depth", miIMG_TYPE_Z, 5, 3, value);
     const LayerImage normal = makeLayer("", miIMG_TYPE_N, 5, 3, value);
     ASSERT_EQ(write("a.exr", {&beauty, &diffuse, &depth, &normal}, whole(5, 3)), "");
 
     const Imf::InputFile file((folder / "a.exr").c_str());
-    EXPECT_EQ(channelsOf(file.header()), (std::set<std::string>{"R", "G", "B", "A", "diffuse.R", "diffuse.G", "diffuse.B",
-                                                                "depth.Z", "N.X", "N.Y", "N.Z"}));
+    EXPECT_EQ(channelsOf(file.header()), (std::set<std::string>{"R", "G", "B", "A", "diffuse.R", "diffuse.G",
+                                                                "diffuse.B", "depth.Z", "N.X", "N.Y", "N.Z"}));
     EXPECT_EQ(file.header().channels()["R"].type, Imf::HALF);
     EXPECT_EQ(file.header().channels()["diffuse.R"].type, Imf::FLOAT);
 
@@ -102,8 +101,11 @@ TEST_F(ExrTest, KeepsMetadataAndSurvivesKeysOfTheFormat) {
     file.layers = {&layer};
     std::vector<float> matrix(16);
     for (std::size_t i = 0; i < 16; ++i) matrix[i] = static_cast<float>(i);
-    const Metadata metadata{{"scene", "a.mi"}, {"samples", 16}, {"pixelAspectRatio", 1.5f},
-                            {"worldToCamera", matrix}, {"dataWindow", "not a window"}};
+    const Metadata metadata{{"scene", "a.mi"},
+                            {"samples", 16},
+                            {"pixelAspectRatio", 1.5f},
+                            {"worldToCamera", matrix},
+                            {"dataWindow", "not a window"}};
     ASSERT_EQ(writeImageFile(file, whole(2, 2), metadata), "");
 
     const Imf::InputFile read(file.path.c_str());
@@ -114,7 +116,8 @@ TEST_F(ExrTest, KeepsMetadataAndSurvivesKeysOfTheFormat) {
 }
 
 TEST_F(ExrTest, ClampsHalvesButKeepsWhatIsNotFinite) {
-    const float values[] = {1e6f, -1e6f, std::numeric_limits<float>::infinity(), std::numeric_limits<float>::quiet_NaN()};
+    const float values[] = {1e6f, -1e6f, std::numeric_limits<float>::infinity(),
+                            std::numeric_limits<float>::quiet_NaN()};
     const LayerImage layer = makeLayer("", miIMG_TYPE_S_H, 4, 1, [&](int x, int, int) { return values[x]; });
     ASSERT_EQ(write("h.exr", {&layer}, whole(4, 1)), "");
     const ReadImage read(folder / "h.exr");

@@ -36,7 +36,8 @@ TEST(PixelFormats, NamesAndTypesAgree) {
 
 TEST_F(FormatTest, CommonFormatsKeepColorsAndOrientation) {
     const LayerImage layer = gradient(miIMG_TYPE_RGBA, 16, 8);
-    for (const char* name : {"a.png", "a.tif", "a.tga", "a.bmp", "a.ppm", "a.iff", "a.rla", "a.rgb", "a.jpg", "a.hdr"}) {
+    for (const char* name :
+         {"a.png", "a.tif", "a.tga", "a.bmp", "a.ppm", "a.iff", "a.rla", "a.rgb", "a.jpg", "a.hdr"}) {
         ASSERT_EQ(write(name, {&layer}, whole(16, 8)), "");
         const ReadImage read(folder / name);
         ASSERT_EQ(read.spec.width, 16) << name;
@@ -150,12 +151,9 @@ TEST_F(FormatTest, FailuresSayWhichFileAndWhyAndLeaveNothing) {
         const LayerImage* layer;
         const char* reason;
     };
-    const Case cases[] = {{"a.xyz", &layer, "'xyz' is no image format"},
-                          {"noending", &layer, "no file format"},
-                          {"missing/a.exr", &layer, "does not exist"},
-                          {"folder.exr", &layer, "it is a folder"},
-                          {"ids.png", &ids, "cannot hold labels"},
-                          {"short.exr", &broken, "15 values where 16"},
+    const Case cases[] = {{"a.xyz", &layer, "'xyz' is no image format"}, {"noending", &layer, "no file format"},
+                          {"missing/a.exr", &layer, "does not exist"},   {"folder.exr", &layer, "it is a folder"},
+                          {"ids.png", &ids, "cannot hold labels"},       {"short.exr", &broken, "15 values where 16"},
                           {"a.pic", &layer, "'pic' is no image format"}};
     for (const Case& c : cases) {
         const std::string error = write(c.name, {c.layer}, whole(2, 2));

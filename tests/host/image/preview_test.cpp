@@ -33,10 +33,12 @@ TEST_F(PreviewTest, ShowsEachTypeInItsWay) {
         EXPECT_EQ(byteAt(depth, x, 0, 1), expected);
 
     const ReadImage normal = preview(miIMG_TYPE_N, {-1, 0, 1}, 1);
-    for (const auto& [c, expected] : {std::pair{0, 0}, {1, 128}, {2, 255}}) EXPECT_EQ(byteAt(normal, 0, 0, c), expected);
+    for (const auto& [c, expected] : {std::pair{0, 0}, {1, 128}, {2, 255}})
+        EXPECT_EQ(byteAt(normal, 0, 0, c), expected);
 
     const ReadImage motion = preview(miIMG_TYPE_M, {-8, 0, 4}, 1);
-    for (const auto& [c, expected] : {std::pair{0, 0}, {1, 128}, {2, 191}}) EXPECT_EQ(byteAt(motion, 0, 0, c), expected);
+    for (const auto& [c, expected] : {std::pair{0, 0}, {1, 128}, {2, 191}})
+        EXPECT_EQ(byteAt(motion, 0, 0, c), expected);
 
     EXPECT_EQ(byteAt(preview(miIMG_TYPE_A_FP, {0.5f}, 1), 0, 0, 0), 128);
 }
@@ -53,12 +55,13 @@ TEST_F(PreviewTest, KeepsOrientationAndWindow) {
 }
 
 TEST_F(PreviewTest, ContactSheetFitsItsWidthAtAnyLayerCountAndShape) {
-    for (const auto& [width, height, count] : {std::tuple{640, 360, 36}, {100, 900, 3}, {1, 1, 1}, {16, 16, 100}, {5000, 2, 5}}) {
+    for (const auto& [width, height, count] :
+         {std::tuple{640, 360, 36}, {100, 900, 3}, {1, 1, 1}, {16, 16, 100}, {5000, 2, 5}}) {
         std::vector<LayerImage> layers;
         const int middle = width / 2;
         for (int i = 0; i < count; ++i)
-            layers.push_back(makeLayer("layer" + std::to_string(i), i % 3 == 2 ? miIMG_TYPE_TAG : miIMG_TYPE_RGB_H, width,
-                                       height, [=](int x, int, int) { return x < middle ? 0 : 1; }));
+            layers.push_back(makeLayer("layer" + std::to_string(i), i % 3 == 2 ? miIMG_TYPE_TAG : miIMG_TYPE_RGB_H,
+                                       width, height, [=](int x, int, int) { return x < middle ? 0 : 1; }));
         std::vector<const LayerImage*> pointers;
         for (const LayerImage& layer : layers) pointers.push_back(&layer);
         ASSERT_EQ(writeContactSheet(folder / "sheet.png", pointers, whole(width, height)), "");

@@ -61,7 +61,8 @@ void expectSmallPicture(const Texture& texture, float scale) {
     expectRed(7.625f, -1.25f, false, 12);
     expectRed(1, 1, false, 0);
     // Odd coordinates give some pixel, not a crash.
-    for (const float odd : {std::numeric_limits<float>::quiet_NaN(), std::numeric_limits<float>::infinity(), 3e38f, -1e-20f})
+    for (const float odd :
+         {std::numeric_limits<float>::quiet_NaN(), std::numeric_limits<float>::infinity(), 3e38f, -1e-20f})
         for (const bool filtered : {false, true}) EXPECT_GE(red(texture, odd, odd, filtered), 0);
 
     // A tiny footprint is a point; an odd one does no harm.
@@ -100,7 +101,8 @@ TEST_F(TextureTest, FootprintsAverage) {
 
 TEST_F(TextureTest, ComponentsBecomeColors) {
     const auto pixel = [&](miImg_type type, const char* name) {
-        const LayerImage layer = makeLayer("", type, 1, 1, [](int, int, int c) { return c == 3 ? 0.5 : 0.1 * (c + 1); });
+        const LayerImage layer =
+            makeLayer("", type, 1, 1, [](int, int, int c) { return c == 3 ? 0.5 : 0.1 * (c + 1); });
         EXPECT_EQ(write(name, {&layer}, whole(1, 1)), "");
         miColor color{};
         open(folder / name)->lookup(color, 0.5f, 0.5f, false);
@@ -134,13 +136,18 @@ TEST_F(TextureTest, GammaLinearisesIntegerFilesOnly) {
 TEST_F(TextureTest, SaysWhyAFileCannotBeRead) {
     std::ofstream(folder / "text.png") << "this is no picture";
     std::ofstream(folder / "empty.tif");
-    const LayerImage noise = makeLayer("", miIMG_TYPE_RGB, 64, 64, [](int x, int y, int c) { return (x * y * (c + 7)) % 97 / 97.0; });
-    for (const char* name : {"cut.tif", "cut.exr"}) {
+    const LayerImage noise =
+        makeLayer("", miIMG_TYPE_RGB, 64, 64, [](int x, int y, int c) { return (x * y * (c + 7)) % 97 / 97.0; });
+    for (const char* name : {"cut.tga", "cut.exr"}) {
         ASSERT_EQ(write(name, {&noise}, whole(64, 64)), "");
         fs::resize_file(folder / name, fs::file_size(folder / name) / 2);
     }
-    for (const auto& [name, reason] : {std::pair{"missing.exr", "does not exist"}, {"", "folder"}, {"text.png", ""},
-                                       {"empty.tif", "empty"}, {"cut.tif", ""}, {"cut.exr", ""}}) {
+    for (const auto& [name, reason] : {std::pair{"missing.exr", "does not exist"},
+                                       {"", "folder"},
+                                       {"text.png", ""},
+                                       {"empty.tif", "empty"},
+                                       {"cut.tga", ""},
+                                       {"cut.exr", ""}}) {
         std::string error;
         EXPECT_EQ(openTexture((folder / name).string(), 1, error), nullptr) << name;
         EXPECT_NE(error.find(name), std::string::npos) << error;
