@@ -1,0 +1,112 @@
+#include "application/application.h"
+
+#include "application/command_line.h"
+#include "application/progress_line.h"
+#include "interface/host.h"
+#include "interface/memory.h"
+#include "support/abort.h"
+#include "support/messages.h"
+
+#include <csignal>
+#include <cstdlib>
+#include <iostream>
+#include <iterator>
+
+namespace lumorender {
+
+namespace {
+
+/// The first interrupt stops the render in an orderly way, the second ends the program.
+extern "C" void onInterrupt(int signal) {
+    requestAbort();
+    std::signal(signal, SIG_DFL);
+}
+
+class Application : public SceneActions {
+public:
+    explicit Application(const CommandLine& commandLine) : commandLine_(commandLine) {}
+
+    bool render(const RenderCommand& command) override {
+        ProgressLine progress;
+        RenderSettings settings = commandLine_.render;
+        settings.progress = [&](const RenderProgress& state) { progress.show(state); };
+        std::signal(SIGINT, onInterrupt);
+        std::signal(SIGTERM, onInterrupt);
+        const bool ok = renderScene(hostDatabase(), command.rootGroup, command.cameraInstance, command.options,
+                                    command.where, settings);
+        ++rendered_;
+        good_ = good_ && ok;
+        return !abortRequested();
+    }
+
+    bool good() const { return good_; }
+    int rendered() const { return rendered_; }
+
+private:
+    const CommandLine& commandLine_;
+    bool good_ = true;
+    int rendered_ = 0;
+};
+
+std::filesystem::path programFolder() {
+    std::error_code error;
+    return std::filesystem::read_symlink("/proc/self/exe", error).parent_path();
+}
+
+/// Folders come from the command line, then from the environment, then from beside the program.
+void setPaths(CommandLine& commandLine) {
+    Modules& modules = hostModules();
+    modules.searchPath = commandLine.libraryPath;
+    const auto fromEnvironment = [](const char* name, std::vector<std::filesystem::path>& path) {
+        const char* value = std::getenv(name);
+        std::string part;
+        for (const char* c = value ? value : ""; *c != '\0'; ++c) {
+            if (*c != ':') part += *c;
+            if ((*c == ':' || c[1] == '\0') && !part.empty()) path.emplace_back(std::exchange(part, {}));
+        }
+    };
+    fromEnvironment("MI_LIBRARY_PATH", modules.searchPath);
+    fromEnvironment("MI_RAY_INCPATH", commandLine.reader.includePath);
+    modules.searchPath.push_back(programFolder());
+    commandLine.reader.includePath.push_back(programFolder());
+}
+
+bool linkModules(const CommandLine& commandLine) {
+    bool good = true;
+    Modules& modules = hostModules();
+    modules.allowPaths = true;  // the user named these files, not a scene
+    for (const std::string& file : commandLine.links) {
+        const std::string problem = modules.link(file);
+        if (problem.empty()) continue;
+        error("LINK", "-link {}: {}", file, problem);
+        good = false;
+    }
+    modules.allowPaths = commandLine.allowPaths;
+    return good;
+}
+
+bool readFrom(const CommandLine& commandLine, Application& application) {
+    if (!commandLine.scene.empty())
+        return readScene(commandLine.scene, hostDatabase(), hostModules(), application, commandLine.reader);
+    const std::string text{std::istreambuf_iterator<char>(std::cin), std::istreambuf_iterator<char>()};
+    return readSceneText(text, "standard input", hostDatabase(), hostModules(), application, commandLine.reader);
+}
+
+}  // namespace
+
+int runApplication(int argumentCount, const char* const* arguments) {
+    CommandLine commandLine;
+    if (const auto code = readCommandLine(argumentCount, arguments, commandLine)) return *code;
+    if (commandLine.verbosity) setVerbosity(*commandLine.verbosity);
+    setPaths(commandLine);
+
+    Application application(commandLine);
+    bool good = linkModules(commandLine);
+    good = good && readFrom(commandLine, application);
+    if (good && application.rendered() == 0) warning("SCEN", "the scene holds no render command: nothing was rendered");
+    reportRepeatedMessages();
+    releaseForgottenMemory();
+    return good && application.good() && application.rendered() > 0 ? 0 : 1;
+}
+
+}  // namespace lumorender

@@ -1,0 +1,73 @@
+// Lights and shadows for shaders.
+#include "interface/host.h"
+#include "render/lights.h"
+#include "render/shadows.h"
+
+#include "shader.h"
+
+#include <cstring>
+
+using namespace lumorender;
+
+namespace {
+
+/// A list in memory that lives until the running shader returns.
+void handOut(const std::vector<miTag>& lights, miState* state, int* n, miTag** list) {
+    *n = static_cast<int>(lights.size());
+    *list = contextOf(state).arena.allocateArray<miTag>(lights.size());
+    if (!lights.empty()) std::memcpy(*list, lights.data(), lights.size() * sizeof(miTag));
+}
+
+miBoolean shaderList(int* n, miTag** lights, miState* state, bool exclusive) {
+    const LightTable* table = contextOf(state).scene->lights;
+    if (!table || !n || !lights || *n < 0 || (*n > 0 && !*lights)) return miFALSE;
+    handOut(table->resolve({*lights, *lights + *n}, exclusive), state, n, lights);
+    return miTRUE;
+}
+
+}  // namespace
+
+extern "C" {
+
+miBoolean mi_sample_light(miColor* result, miVector* dir, miScalar* dot_nl, miState* state, miTag light_instance,
+                          int* samples) {
+    return sampleLight(result, dir, dot_nl, state, light_instance, samples);
+}
+
+miBoolean mi_trace_light(miColor* result, miVector* dir, miScalar* dot_nl, miState* state, miTag light_instance) {
+    int samples = 0;
+    return sampleLight(result, dir, dot_nl, state, light_instance, &samples);
+}
+
+miBoolean mi_trace_shadow(miColor* result, miState* state) {
+    return traceShadow(result, state);
+}
+
+miBoolean mi_trace_shadow_seg(miColor* result, miState* state) {
+    return traceShadowSegment(result, state);
+}
+
+miBoolean mi_continue_shadow_seg(miColor* result, miState* state) {
+    return continueShadowSegment(result, state);
+}
+
+miBoolean mi_instance_lightlist(int* n, miTag** lights, miState* state) {
+    const LightTable* table = contextOf(state).scene->lights;
+    if (!table || !n || !lights) return miFALSE;
+    const Hit* hit = hitOf(state);
+    const std::vector<miTag>& list = hit ? table->lightsFor(*hit->instance) : table->all();
+    // The table outlives every shader, and nobody writes through the pointer.
+    *n = static_cast<int>(list.size());
+    *lights = const_cast<miTag*>(list.data());
+    return miTRUE;
+}
+
+miBoolean mi_inclusive_lightlist(int* n, miTag** lights, miState* state) {
+    return shaderList(n, lights, state, false);
+}
+
+miBoolean mi_exclusive_lightlist(int* n, miTag** lights, miState* state) {
+    return shaderList(n, lights, state, true);
+}
+
+}  // extern "C"

@@ -1,0 +1,67 @@
+// mi_query: finds the kind of question by its code.
+#include "interface/query.h"
+
+#include "interface/host.h"
+
+#include "shader.h"
+
+#include <array>
+#include <cstdarg>
+#include <initializer_list>
+
+using namespace lumorender;
+
+namespace {
+
+using Answer = bool (*)(const Query&);
+
+void assign(std::array<Answer, miQ_COUNT>& table, Answer answer, std::initializer_list<int> codes) {
+    for (const int code : codes) table[static_cast<std::size_t>(code)] = answer;
+}
+
+void assignRange(std::array<Answer, miQ_COUNT>& table, Answer answer, int first, int last) {
+    for (int code = first; code <= last; ++code) table[static_cast<std::size_t>(code)] = answer;
+}
+
+std::array<Answer, miQ_COUNT> makeTable() {
+    std::array<Answer, miQ_COUNT> table = {};
+    assignRange(table, answerAboutInstance, miQ_INST_FUNCTION, miQ_INST_PARAM);
+    assign(table, answerAboutInstance,
+           {miQ_INST_MATERIAL, miQ_INST_VISIBLE, miQ_INST_SHADOW, miQ_INST_TRACE, miQ_INST_CAUSTIC, miQ_INST_LABEL,
+            miQ_INST_DATA, miQ_INST_GLOBILLUM, miQ_INST_FINALGATHER, miQ_GROUP_NKIDS, miQ_GROUP_KID});
+    assignRange(table, answerAboutObject, miQ_OBJ_TYPE, miQ_OBJ_LABEL);
+    assign(table, answerAboutObject, {miQ_OBJ_DATA, miQ_OBJ_GLOBILLUM, miQ_OBJ_FINALGATHER});
+    assignRange(table, answerAboutLight, miQ_LIGHT_TYPE, miQ_LIGHT_USE_SHADOWMAP);
+    assign(table, answerAboutLight, {miQ_LIGHT_AREA_C_RADIUS, miQ_LIGHT_AREA_C_AXIS, miQ_LIGHT_LABEL, miQ_LIGHT_DATA});
+    assignRange(table, answerAboutMaterial, miQ_MTL_OPAQUE, miQ_MTL_PHOTONVOL);
+    assign(table, answerAboutMaterial, {miQ_MTL_LIGHTMAP});
+    assignRange(table, answerAboutFunction, miQ_FUNC_USERPTR, miQ_DECL_PARAM);
+    assign(table, answerAboutFunction,
+           {miQ_DECL_VERSION, miQ_FUNC_CALLTYPE, miQ_FUNC_TAG, miQ_FUNC_IS_ROOT, miQ_FUNC_TLS_GET, miQ_FUNC_TLS_SET});
+    assignRange(table, answerAboutData, miQ_DATA_PARAM, miQ_DATA_NEEDSWAP);
+    assignRange(table, answerAboutImage, miQ_IMAGE_WIDTH, miQ_IMAGE_FILTER);
+    assignRange(table, answerAboutTransform, miQ_TRANS_INTERNAL_TO_WORLD, miQ_TRANS_OBJECT_TO_WORLD);
+    assign(table, answerAboutState,
+           {miQ_VERSION, miQ_DATE, miQ_NUM_GLOBAL_LIGHTS, miQ_GLOBAL_LIGHTS, miQ_NUM_TEXTURES, miQ_NUM_BUMPS,
+            miQ_GEO_LABEL, miQ_GEO_DATA, miQ_GEO_HAS_DERIVS, miQ_FINALGATHER_STATE, miQ_PIXEL_SAMPLE,
+            miQ_SCENE_ROOT_GROUP, miQ_SCENE_BBOX_ALL, miQ_SAMPLE_MOVING, miQ_STAGE, miQ_PRI_INDEX,
+            miQ_PRI_NUM_VERTICES});
+    return table;
+}
+
+}  // namespace
+
+extern "C" miBoolean mi_query(miQ_type code, miState* state, miTag tag, void* result, ...) {
+    static const std::array<Answer, miQ_COUNT> table = makeTable();
+    if (code <= miQ_NONE || code >= miQ_COUNT || !result) return miFALSE;
+    const Answer answer = table[static_cast<std::size_t>(code)];
+    if (!answer) return miFALSE;
+    Query query{code, state, tag, result, 0, state && state->ts ? *contextOf(state).scene->database : hostDatabase()};
+    if (code == miQ_GROUP_KID) {
+        va_list arguments;
+        va_start(arguments, result);
+        query.index = va_arg(arguments, int);
+        va_end(arguments);
+    }
+    return answer(query);
+}

@@ -1,0 +1,160 @@
+// Questions about the running shader, the state, textures and spaces.
+#include "interface/query.h"
+#include "render/lights.h"
+#include "render/shader_table.h"
+#include "render/spaces.h"
+#include "render/textures.h"
+
+#include "shader.h"
+
+namespace lumorender {
+
+namespace {
+
+constexpr const char* kVersion = "3.12.1";
+constexpr const char* kDate = __DATE__;
+
+const miFunction* functionOf(const Query& query) {
+    if (query.tag == 0) return query.state ? query.state->shader : nullptr;
+    return query.database.as<miFunction>(query.tag, miSCENE_FUNCTION);
+}
+
+bool answerAboutRuntime(const Query& query, FunctionRuntime& runtime) {
+    switch (query.code) {
+        case miQ_FUNC_USERPTR: return query.answer(&runtime.userPointer);
+        case miQ_FUNC_LOCK: return query.answer(&runtime.lock);
+        case miQ_FUNC_TAG: return query.answer(runtime.tag);
+        case miQ_FUNC_RESULT_SIZE: return query.answer(static_cast<int>(runtime.resultSize));
+        default: return false;
+    }
+}
+
+bool answerAboutDeclaration(const Query& query) {
+    miTag tag = query.tag;
+    if (query.database.type(tag) != miSCENE_FUNCTION_DECL) {
+        const miFunction* function = functionOf(query);
+        if (!function) return false;
+        tag = function->function_decl;
+    }
+    const auto* declaration = query.database.detail<Declaration>(tag);
+    if (!declaration) return false;
+    switch (query.code) {
+        case miQ_DECL_TYPE: return query.answer(static_cast<int>(declaration->result.type));
+        case miQ_DECL_RESULT_SIZE: return query.answer(static_cast<int>(declaration->result.elementSize));
+        case miQ_DECL_NAME: return query.answer(declaration->name.c_str());
+        case miQ_DECL_VERSION: return query.answer(declaration->version);
+        default: return false;
+    }
+}
+
+/// The call that asks: kind of shader, and whether the renderer itself made it.
+bool answerAboutCall(const Query& query) {
+    const CallFrame* frame = query.state && query.state->ts ? contextOf(query.state).frame : nullptr;
+    if (!frame) return false;
+    if (query.code == miQ_FUNC_CALLTYPE) return query.answer(static_cast<int>(frame->type));
+    return query.answer(static_cast<miBoolean>(frame->isRoot));
+}
+
+bool answerAboutHit(const Query& query, const Hit& hit) {
+    const RenderScene& scene = *contextOf(query.state).scene;
+    const HitListSizes sizes = scene.geometry->listSizes(*hit.instance);
+    switch (query.code) {
+        case miQ_NUM_TEXTURES: return query.answer(static_cast<int>(sizes.textures));
+        case miQ_NUM_BUMPS: return query.answer(static_cast<int>(sizes.bumps));
+        case miQ_GEO_HAS_DERIVS: return query.answer(static_cast<miBoolean>(sizes.derivatives));
+        case miQ_GEO_LABEL: return query.answer(query.state->label);
+        case miQ_GEO_DATA: {
+            const auto* object = query.database.as<miObject>(hit.instance->object, miSCENE_OBJECT);
+            return object && query.answer(object->userdata);
+        }
+        case miQ_PRI_INDEX: return query.answer(hit.primitive);
+        case miQ_PRI_NUM_VERTICES: return query.answer(3);
+        default: return false;
+    }
+}
+
+bool answerAboutScene(const Query& query, const ThreadContext& context) {
+    const RenderScene& scene = *context.scene;
+    switch (query.code) {
+        case miQ_NUM_GLOBAL_LIGHTS:
+            return scene.lights && query.answer(static_cast<int>(scene.lights->all().size()));
+        case miQ_GLOBAL_LIGHTS: return scene.lights && query.answer(scene.lights->all().data());
+        case miQ_SCENE_ROOT_GROUP: return query.answer(scene.rootGroup);
+        case miQ_STAGE: return query.answer(static_cast<int>(context.stage));
+        case miQ_FINALGATHER_STATE: return query.answer(0);
+        case miQ_SAMPLE_MOVING: return query.answer(static_cast<int>(context.sampleMoves));
+        default: return false;
+    }
+}
+
+}  // namespace
+
+bool answerAboutFunction(const Query& query) {
+    if (query.code == miQ_FUNC_CALLTYPE || query.code == miQ_FUNC_IS_ROOT) return answerAboutCall(query);
+    if (query.code >= miQ_DECL_LOCK && query.code <= miQ_DECL_PARAM) return answerAboutDeclaration(query);
+    if (query.code == miQ_DECL_VERSION) return answerAboutDeclaration(query);
+    const miFunction* function = functionOf(query);
+    if (!function) return false;
+    switch (query.code) {
+        case miQ_FUNC_TYPE: return query.answer(static_cast<int>(function->type));
+        case miQ_FUNC_DECL: return query.answer(function->function_decl);
+        case miQ_FUNC_NEXT: return query.answer(function->next_function);
+        case miQ_FUNC_INDIRECT: return query.answer(function->parameter_indirect);
+        case miQ_FUNC_PARAM_SIZE: return query.answer(function->parameter_size);
+        case miQ_FUNC_PARAM: return query.answer(static_cast<const void*>(function->parameters));
+        default: break;
+    }
+    FunctionRuntime* runtime = runtimeOf(function);
+    return runtime && answerAboutRuntime(query, *runtime);
+}
+
+bool answerAboutImage(const Query& query) {
+    const TextureTable* textures = query.state && query.state->ts ? contextOf(query.state).scene->textures : nullptr;
+    const Texture* texture = textures ? textures->find(query.tag) : nullptr;
+    if (!texture) return false;
+    switch (query.code) {
+        case miQ_IMAGE_WIDTH: return query.answer(texture->width());
+        case miQ_IMAGE_HEIGHT: return query.answer(texture->height());
+        case miQ_IMAGE_BITS: return query.answer(32);
+        case miQ_IMAGE_COMP: return query.answer(texture->components());
+        case miQ_IMAGE_FILTER: return query.answer(static_cast<miBoolean>(textures->isFiltered(query.tag)));
+        default: return false;
+    }
+}
+
+bool answerAboutTransform(const Query& query) {
+    if (!query.state || !query.state->ts) return false;
+    const auto matrix = [&](const miScalar* m) { return m && query.answer(m); };
+    static const miMatrix identity = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
+    // Internal space is world space.
+    switch (query.code) {
+        case miQ_TRANS_INTERNAL_TO_WORLD:
+        case miQ_TRANS_WORLD_TO_INTERNAL: return query.answer(static_cast<const miScalar*>(identity));
+        case miQ_TRANS_INTERNAL_TO_CAMERA:
+        case miQ_TRANS_WORLD_TO_CAMERA: return matrix(matrixToSpace(*query.state, Space::Camera));
+        case miQ_TRANS_CAMERA_TO_INTERNAL:
+        case miQ_TRANS_CAMERA_TO_WORLD: return matrix(matrixFromSpace(*query.state, Space::Camera));
+        case miQ_TRANS_INTERNAL_TO_OBJECT:
+        case miQ_TRANS_WORLD_TO_OBJECT: return matrix(matrixToSpace(*query.state, Space::Object));
+        case miQ_TRANS_OBJECT_TO_INTERNAL:
+        case miQ_TRANS_OBJECT_TO_WORLD: return matrix(matrixFromSpace(*query.state, Space::Object));
+        default: return false;
+    }
+}
+
+bool answerAboutState(const Query& query) {
+    if (query.code == miQ_VERSION) return query.answer(kVersion);
+    if (query.code == miQ_DATE) return query.answer(kDate);
+    if (!query.state || !query.state->ts) return false;
+    const ThreadContext& context = contextOf(query.state);
+    if (answerAboutScene(query, context)) return true;
+    if (query.code == miQ_SCENE_BBOX_ALL) {
+        miVector box[2];
+        context.scene->geometry->bounds(box[0], box[1]);
+        return query.answer(box);
+    }
+    const Hit* hit = hitOf(query.state);
+    return hit && answerAboutHit(query, *hit);
+}
+
+}  // namespace lumorender

@@ -1,0 +1,54 @@
+// Rays that shaders send.
+#include "render/tracing.h"
+
+#include "shader.h"
+
+using namespace lumorender;
+
+extern "C" {
+
+miBoolean mi_trace_eye(miColor* result, miState* state, const miVector* origin, const miVector* dir) {
+    return traceEye(result, state, *origin, *dir);
+}
+
+miBoolean mi_trace_reflection(miColor* result, miState* state, const miVector* dir) {
+    return traceReflection(result, state, *dir);
+}
+
+miBoolean mi_trace_refraction(miColor* result, miState* state, const miVector* dir) {
+    return traceRefraction(result, state, *dir);
+}
+
+miBoolean mi_trace_transparent(miColor* result, miState* state) {
+    return traceTransparent(result, state);
+}
+
+miBoolean mi_trace_continue(miColor* result, miState* state) {
+    return traceContinue(result, state);
+}
+
+miBoolean mi_trace_environment(miColor* result, miState* state, const miVector* dir) {
+    return traceEnvironment(result, state, *dir);
+}
+
+miBoolean mi_trace_probe(miState* state, const miVector* dir, const miVector* origin) {
+    return traceProbe(state, *dir, *origin);
+}
+
+miBoolean mi_trace_probe_x(miState* state, const miVector* dir, const miVector* origin, miUint) {
+    return traceProbe(state, *dir, *origin);
+}
+
+void mi_opacity_set(miState* state, const miColor* opacity) {
+    ThreadContext& context = contextOf(state);
+    context.opacity = *opacity;
+    context.opacityIsSet = true;
+}
+
+miBoolean mi_opacity_get(miState* state, miColor* opacity) {
+    const ThreadContext& context = contextOf(state);
+    if (context.opacityIsSet) *opacity = context.opacity;
+    return context.opacityIsSet;
+}
+
+}  // extern "C"

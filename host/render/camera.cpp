@@ -1,0 +1,53 @@
+#include "render/camera.h"
+
+#include "render/transforms.h"
+#include "support/messages.h"
+
+#include <cmath>
+
+namespace lumorender {
+
+Camera::Camera(const miCamera& camera, const FlatElement& element) : camera_(camera), element_(element) {
+    if (camera.x_resolution < 1 || camera.y_resolution < 1)
+        throw Failure(fmt::format("camera: resolution {} x {} is not an image; expected at least 1 x 1",
+                                  camera.x_resolution, camera.y_resolution));
+    if (!(camera.aperture > 0) || !(camera.aspect > 0) || !std::isfinite(camera.aperture) ||
+        !std::isfinite(camera.aspect))
+        throw Failure(fmt::format("camera: aperture {} and aspect {} must be positive", camera.aperture, camera.aspect));
+    if (!camera.orthographic && !(camera.focal > 0 && std::isfinite(camera.focal)))
+        throw Failure(fmt::format("camera: focal length {} must be positive", camera.focal));
+}
+
+void Camera::eyeRay(double rasterX, double rasterY, double time, miVector& org, miVector& dir) const {
+    // The film lies at distance focal in front of the pinhole; a positive offset moves the image right and up.
+    const double x = ((rasterX - camera_.x_offset) / camera_.x_resolution - 0.5) * camera_.aperture;
+    const double y = ((rasterY - camera_.y_offset) / camera_.y_resolution - 0.5) * camera_.aperture / camera_.aspect;
+    Vector3 o{0, 0, 0};
+    Vector3 d{x, y, -camera_.focal};
+    if (camera_.orthographic) {
+        o = {x, y, 0};
+        d = {0, 0, -1};
+    }
+
+    Matrix4 m;
+    interpolate(m, element_.placement.localToWorld, element_.placementAtClose.localToWorld,
+                element_.moves ? time : 0);
+    org = toVector(transformPoint(o, m));
+    dir = toVector(normalised(transformVector(d, m)));
+}
+
+miVector Camera::worldToRaster(const miVector& point) const {
+    const Vector3 p = transformPoint(fromVector(point), element_.placement.worldToLocal);
+    double x = p.x;
+    double y = p.y;
+    if (!camera_.orthographic) {
+        x *= camera_.focal / -p.z;
+        y *= camera_.focal / -p.z;
+    }
+    return {static_cast<float>((x / camera_.aperture + 0.5) * camera_.x_resolution + camera_.x_offset),
+            static_cast<float>((y * camera_.aspect / camera_.aperture + 0.5) * camera_.y_resolution +
+                               camera_.y_offset),
+            0};
+}
+
+}  // namespace lumorender

@@ -1,0 +1,30 @@
+// The camera: eye rays through points of the image, and the way back from space to the image.
+#pragma once
+
+#include "geometry/scene_geometry.h"
+#include "mi/camera.h"
+
+namespace lumorender {
+
+/// A pinhole or orthographic camera in its place. Raster space counts pixels from the lower left corner; the centre of
+/// the first pixel is at (0.5, 0.5). Read-only while rendering.
+class Camera {
+public:
+    /// @param element the camera's instance, flattened; throws Failure for a camera that cannot look at anything.
+    Camera(const miCamera& camera, const FlatElement& element);
+
+    /// The ray through a raster position; `time` is the fraction of the shutter interval.
+    void eyeRay(double rasterX, double rasterY, double time, miVector& org, miVector& dir) const;
+
+    /// Raster position of a world-space point. Points in the camera's plane give infinities.
+    miVector worldToRaster(const miVector& point) const;
+
+    /// World to camera and back at shutter open, which is what coordinate transforms use.
+    const Placement& placement() const { return element_.placement; }
+
+private:
+    const miCamera& camera_;
+    FlatElement element_;
+};
+
+}  // namespace lumorender

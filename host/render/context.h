@@ -1,0 +1,105 @@
+// What a render thread works with, and the parts of a render that all threads share read-only.
+#pragma once
+
+#include "database/database.h"
+#include "geometry/scene_geometry.h"
+#include "mi/codes.h"
+#include "mi/state.h"
+#include "render/arena.h"
+#include "render/shader_states.h"
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+namespace lumorender {
+
+class Camera;
+class LightTable;
+class ShaderTable;
+class TextureTable;
+struct BufferLayout;
+
+/// Everything of a render that is fixed before the first sample. Shared by all threads without locks.
+struct RenderScene {
+    Database* database = nullptr;
+    const SceneGeometry* geometry = nullptr;
+    const miOptions* options = nullptr;
+    const miCamera* camera = nullptr;
+    miTag optionsTag = 0;
+    miTag cameraInstance = 0;
+    miTag rootGroup = 0;
+    const Camera* projection = nullptr;
+    const TextureTable* textures = nullptr;
+    const BufferLayout* buffers = nullptr;
+    const LightTable* lights = nullptr;
+    miLock globalLock = {};
+};
+
+/// One evaluated parameter of the running shader.
+struct EvaluatedParameter {
+    const void* address = nullptr;
+    void* value = nullptr;
+};
+
+/// One shader invocation. Evaluated parameters are remembered until it returns.
+struct CallFrame {
+    CallFrame* caller = nullptr;
+    const miFunction* function = nullptr;
+    miShader_type type = miSHADER_OTHER;
+    bool isRoot = false;                 ///< called by the renderer itself, not by a shader
+    EvaluatedParameter* evaluated = nullptr;
+    std::uint32_t evaluatedCount = 0;
+    std::uint32_t evaluatedCapacity = 0;
+};
+
+/// A frame buffer's value in the current sample: up to four channels, or a label in the first word.
+struct SampleValue {
+    alignas(16) std::uint32_t words[4] = {};
+};
+
+/// State of a ray with the memory of its hit. A caller's child record is used again for its next ray.
+struct RayRecord {
+    miState state;
+    Hit hit;
+    HitLists lists;
+    HitListSizes capacity;
+    bool active = false;
+};
+
+struct RayCounters {
+    std::uint64_t eye = 0, secondary = 0, shadow = 0, calls = 0;
+};
+
+/// The world of one render thread: reached from a state through `contextOf`.
+struct ThreadContext {
+    explicit ThreadContext(const RenderScene& renderScene, short threadIndex)
+        : scene(&renderScene), index(threadIndex) {}
+
+    const RenderScene* scene;
+    short index;
+    Arena arena;
+    ShaderStates states;
+    CallFrame* frame = nullptr;
+    RayRecord* root = nullptr;           ///< of the eye sample
+    std::vector<SampleValue> values;     ///< by shader index of the frame buffer
+    int ray = 0;                         ///< depth of the running ray
+    std::size_t lens = 0;                ///< position in the camera's lens list
+    miStage stage = miSTAGE_UNKNOWN;
+    std::uint64_t random = 0;
+    bool sampling = false;               ///< frame buffers may be written
+    bool sampleMoves = false;            ///< the sample's ray met moving geometry
+    bool opacityIsSet = false;
+    miColor opacity = {};
+    RayCounters counters;
+};
+
+inline ThreadContext& contextOf(const miState* state) {
+    return *static_cast<ThreadContext*>(state->ts);
+}
+
+inline Hit* hitOf(const miState* state) {
+    return reinterpret_cast<Hit*>(state->pri);
+}
+
+}  // namespace lumorender

@@ -1,0 +1,29 @@
+// Which frame buffers go into which files.
+#pragma once
+
+#include "database/elements.h"
+#include "image/image.h"
+#include "render/frame_buffers.h"
+
+#include <filesystem>
+#include <vector>
+
+namespace lumorender {
+
+struct OutputSettings {
+    std::filesystem::path fileName;       ///< replaces the name of the first file
+    std::filesystem::path fileDirectory;
+    float gamma = 1;
+    bool previews = false;
+};
+
+/// The files of a render: named buffers with a file name (several with one EXR name share it), then the camera's
+/// `output` statements. The primary picture comes first.
+std::vector<ImageFile> planFiles(const BufferLayout& layout, const CameraDetail* camera,
+                                 const std::vector<LayerImage>& images, const OutputSettings& settings);
+
+/// Writes all files and, where asked for, the previews. @return false when one could not be written.
+bool writeFiles(const std::vector<ImageFile>& files, const std::vector<LayerImage>& images, const BufferLayout& layout,
+                const DataWindow& window, const Metadata& metadata, const OutputSettings& settings);
+
+}  // namespace lumorender

@@ -1,0 +1,218 @@
+#include "render/renderer.h"
+
+#include "database/elements.h"
+#include "mi/camera.h"
+#include "mi/instance.h"
+#include "mi/light.h"
+#include "mi/material.h"
+#include "mi/options.h"
+#include "render/camera.h"
+#include "render/lights.h"
+#include "render/output.h"
+#include "render/shader_table.h"
+#include "render/textures.h"
+#include "support/abort.h"
+#include "support/messages.h"
+
+#include "shader.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+
+namespace lumorender {
+
+namespace {
+
+/// Everything that a render makes and that its threads share.
+class Render {
+public:
+    Render(Database& database, const RenderSettings& settings) : database_(database), settings_(settings),
+                                                                 shaders_(database) {
+        scene_.database = &database;
+        mi_init_lock(&scene_.globalLock);
+    }
+    ~Render() { mi_delete_lock(&scene_.globalLock); }
+    Render(const Render&) = delete;
+    Render& operator=(const Render&) = delete;
+
+    bool run(miTag rootGroup, miTag cameraInstance, miTag options) {
+        findElements(rootGroup, cameraInstance, options);
+        overrideSettings();
+        const auto camera = buildScene();
+        findShaders();
+        images_ = makeImages(layout_, window_);
+
+        ThreadContext context(scene_, 0);
+        createRootState(context);
+        resetRootState(context);
+        shaders_.initialise(context);
+        const RenderCounts counts = renderTiles(scene_, window_, settings_.tiles, images_, settings_.progress);
+        resetRootState(context);
+        shaders_.finish(context);
+        tell(counts);
+        return write(counts) && counts.complete;
+    }
+
+private:
+    void findElements(miTag rootGroup, miTag cameraInstance, miTag options) {
+        scene_.rootGroup = rootGroup;
+        scene_.cameraInstance = cameraInstance;
+        scene_.optionsTag = options;
+        options_ = database_.as<miOptions>(options, miSCENE_OPTIONS);
+        if (!options_) throw Failure(fmt::format("\"{}\" is not an options element", database_.name(options)));
+        if (database_.type(rootGroup) != miSCENE_GROUP)
+            throw Failure(fmt::format("\"{}\" is not an instgroup", database_.name(rootGroup)));
+        const auto* instance = database_.as<miInstance>(cameraInstance, miSCENE_INSTANCE);
+        cameraTag_ = instance ? instance->item : 0;
+        camera_ = database_.as<miCamera>(cameraTag_, miSCENE_CAMERA);
+        if (!camera_)
+            throw Failure(fmt::format("\"{}\" is not an instance of a camera", database_.name(cameraInstance)));
+        scene_.options = options_;
+        scene_.camera = camera_;
+    }
+
+    /// The command line wins over the scene, as it does in the renderer.
+    void overrideSettings() {
+        if (settings_.resolution) {
+            camera_->x_resolution = settings_.resolution->first;
+            camera_->y_resolution = settings_.resolution->second;
+        }
+        if (settings_.samples) {
+            options_->min_samples = settings_.samples->first;
+            options_->max_samples = settings_.samples->second;
+        }
+        if (settings_.tiles.tileSize == 0) settings_.tiles.tileSize = options_->task_size;
+    }
+
+    std::unique_ptr<Camera> buildScene() {
+        layout_ = makeBufferLayout(database_.detail<FrameBufferSet>(camera_->buffertag),
+                                   database_.detail<CameraDetail>(cameraTag_));
+        scene_.buffers = &layout_;
+        window_ = dataWindow();
+        if (!textures_.open(database_, options_->gamma) && !settings_.continueWithoutTextures)
+            throw Failure("a texture is missing; -texture_continue renders without it");
+        scene_.textures = &textures_;
+
+        geometry_ = SceneGeometry::build(database_, scene_.rootGroup, *options_);
+        scene_.geometry = geometry_.get();
+        lights_ = std::make_unique<LightTable>(database_, *geometry_);
+        scene_.lights = lights_.get();
+        const auto cameras = geometry_->cameras();
+        const auto element = std::find_if(cameras.begin(), cameras.end(), [&](const FlatElement& camera) {
+            return camera.instance == scene_.cameraInstance;
+        });
+        if (element == cameras.end())
+            throw Failure(fmt::format("the camera instance \"{}\" is not a member of the root group \"{}\"",
+                                      database_.name(scene_.cameraInstance), database_.name(scene_.rootGroup)));
+        auto camera = std::make_unique<Camera>(*camera_, *element);
+        scene_.projection = camera.get();
+        const SceneGeometry::Statistics statistics = geometry_->statistics();
+        info("GEOM", "{} triangles in {} meshes, {} instances, ready in {:.2f} s", statistics.triangles,
+             statistics.meshes, statistics.instances, statistics.buildSeconds);
+        return camera;
+    }
+
+    /// The camera's window clipped to the image, and a check that its buffers fit into memory.
+    DataWindow dataWindow() const {
+        const int xResolution = camera_->x_resolution;
+        const int yResolution = camera_->y_resolution;
+        if (xResolution < 1 || yResolution < 1)
+            throw Failure(fmt::format("camera \"{}\": resolution {} x {} is not an image; expected at least 1 x 1",
+                                      database_.name(cameraTag_), xResolution, yResolution));
+        const auto clip = [](int value, int limit) { return std::clamp(value, 0, limit - 1); };
+        DataWindow window;
+        window.fullWidth = xResolution;
+        window.fullHeight = yResolution;
+        window.x0 = clip(camera_->window.xl, xResolution);
+        window.y0 = clip(camera_->window.yl, yResolution);
+        window.width = clip(camera_->window.xh, xResolution) - window.x0 + 1;
+        window.height = clip(camera_->window.yh, yResolution) - window.y0 + 1;
+        if (window.width < 1 || window.height < 1)
+            throw Failure(fmt::format("camera \"{}\": the window {} {} {} {} holds no pixel", database_.name(cameraTag_),
+                                      camera_->window.xl, camera_->window.yl, camera_->window.xh, camera_->window.yh));
+
+        double bytes = 0;
+        for (const BufferSlot& slot : layout_.slots)
+            bytes += 4.0 * slot.format.channels * window.width * window.height;
+        const double memory =
+            static_cast<double>(sysconf(_SC_PHYS_PAGES)) * static_cast<double>(sysconf(_SC_PAGE_SIZE));
+        if (bytes > 0.8 * memory)
+            throw Failure(fmt::format("camera \"{}\": {} buffers of {} x {} pixels take {:.0f} GB, this machine has {:.0f}",
+                                      database_.name(cameraTag_), layout_.slots.size(), window.width, window.height,
+                                      bytes / 1e9, memory / 1e9));
+        return window;
+    }
+
+    void findShaders() {
+        shaders_.add(options_->state_func, miSHADER_STATE);
+        shaders_.add(camera_->lens, miSHADER_LENS);
+        shaders_.add(camera_->volume, miSHADER_VOLUME);
+        shaders_.add(camera_->environment, miSHADER_ENVIRONMENT);
+        for (miTag tag = 1; tag < database_.end(); ++tag) {
+            if (const auto* material = database_.as<miMaterial>(tag, miSCENE_MATERIAL)) {
+                shaders_.add(material->shader, miSHADER_MATERIAL);
+                shaders_.add(material->shadow, miSHADER_SHADOW);
+                shaders_.add(material->volume, miSHADER_VOLUME);
+                shaders_.add(material->environment, miSHADER_ENVIRONMENT);
+            } else if (const auto* light = database_.as<miLight>(tag, miSCENE_LIGHT)) {
+                shaders_.add(light->shader, miSHADER_LIGHT);
+            }
+        }
+    }
+
+    void tell(const RenderCounts& counts) const {
+        const double seconds = std::max(counts.seconds, 1e-6);
+        const double rays = static_cast<double>(counts.rays.eye + counts.rays.secondary + counts.rays.shadow);
+        info("RC", "rendered {} eye rays, {} secondary rays, {} shader calls in {:.2f} s ({:.2f} million rays/s)",
+             counts.rays.eye, counts.rays.secondary, counts.rays.calls, seconds, rays / seconds / 1e6);
+        if (counts.droppedSamples > 0)
+            warning("RC", "{} color samples were not finite and were left out", counts.droppedSamples);
+        if (!counts.complete) warning("RC", "the render was stopped; what was finished is written");
+    }
+
+    bool write(const RenderCounts& counts) {
+        images_[static_cast<std::size_t>(layout_.primary)].name.clear();
+        OutputSettings output{settings_.fileName, settings_.fileDirectory, options_->gamma, settings_.previews};
+        const std::vector<ImageFile> files =
+            planFiles(layout_, database_.detail<CameraDetail>(cameraTag_), images_, output);
+        const miScalar* toCamera = scene_.projection->placement().worldToLocalFloat;
+        const Metadata metadata{
+            {"software", std::string("lumorender")},
+            {"camera", std::string(database_.name(cameraTag_))},
+            {"frame", camera_->frame},
+            {"worldToCamera", std::vector<float>(toCamera, toCamera + 16)},
+            {"renderSeconds", static_cast<float>(counts.seconds)},
+        };
+        return writeFiles(files, images_, layout_, window_, metadata, output);
+    }
+
+    Database& database_;
+    RenderSettings settings_;
+    RenderScene scene_;
+    miOptions* options_ = nullptr;
+    miCamera* camera_ = nullptr;
+    miTag cameraTag_ = 0;
+    DataWindow window_;
+    BufferLayout layout_;
+    TextureTable textures_;
+    std::unique_ptr<SceneGeometry> geometry_;
+    std::unique_ptr<LightTable> lights_;
+    std::vector<LayerImage> images_;
+    ShaderTable shaders_;
+};
+
+}  // namespace
+
+bool renderScene(Database& database, miTag rootGroup, miTag cameraInstance, miTag options, const std::string& where,
+                 const RenderSettings& settings) {
+    try {
+        clearAbort();
+        return Render(database, settings).run(rootGroup, cameraInstance, options);
+    } catch (const std::exception& failure) {
+        error("RC", "{}: cannot render: {}", where, failure.what());
+        return false;
+    }
+}
+
+}  // namespace lumorender

@@ -1,0 +1,45 @@
+// Where in a pixel and in the shutter interval the samples lie.
+#pragma once
+
+#include <cstdint>
+
+namespace lumorender {
+
+/// A well mixed 32-bit hash: equal inputs give equal numbers on every machine and thread.
+constexpr std::uint32_t hashOf(std::uint32_t a, std::uint32_t b, std::uint32_t c = 0) {
+    std::uint32_t h = a * 0x9E3779B1U ^ (b + 0x7F4A7C15U) * 0x85EBCA77U ^ (c + 0x165667B1U) * 0xC2B2AE3DU;
+    h ^= h >> 16;
+    h *= 0x7FEB352DU;
+    h ^= h >> 15;
+    h *= 0x846CA68BU;
+    return h ^ (h >> 16);
+}
+
+constexpr double unitOf(std::uint32_t bits) {
+    return bits * 0x1p-32;
+}
+
+struct SamplePosition {
+    double x = 0.5, y = 0.5;   ///< in the pixel, 0..1
+    double time = 0;           ///< fraction of the shutter interval
+};
+
+/// The samples of a pixel: a grid of n x n, moved inside its cells by `jitter` (0..1), with low-discrepancy times.
+/// A pixel with one sample is sampled at its centre, and at shutter open.
+class PixelSampler {
+public:
+    /// @param level samples are 4^level per pixel; below 0 counts as 0.
+    PixelSampler(int level, double jitter);
+
+    int count() const { return edge_ * edge_; }
+    /// The sample that unfiltered buffers keep: the first of those nearest to the pixel's centre.
+    int standing() const { return standing_; }
+    SamplePosition position(int x, int y, int sample) const;
+
+private:
+    int edge_ = 1;
+    double jitter_ = 0;
+    int standing_ = 0;
+};
+
+}  // namespace lumorender

@@ -1,0 +1,64 @@
+// The named values that shaders keep in the state: mi_shaderstate_set and its kin.
+#pragma once
+
+#include "mi/codes.h"
+
+#include <cstddef>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace lumorender {
+
+/// Entries of one rendering state. A value keeps its address, 16-byte aligned, while the entry lives; setting it again
+/// with the same size overwrites it in place. An entry of a sub-ray (lifetime 0) hides an older one of the same name
+/// until its ray is done. For one thread.
+class ShaderStates {
+public:
+    /// @param ray depth of the ray that sets the entry: entries of lifetime 0 end with it.
+    /// A null value or size 0 removes the entry. Returns false for a bad key, size or lifetime.
+    bool set(const char* key, const void* value, int size, int lifetime, int ray);
+
+    /// The stored value or null; its size goes to `size` where that is not null.
+    void* get(const char* key, int* size) const noexcept;
+
+    void endRay(int ray) {
+        if (rayEntries_ > 0) endEntries(miSS_LIFETIME_RAY, ray);
+    }
+    void endEyeRay() {
+        if (eyeEntries_ > 0) endEntries(miSS_LIFETIME_EYERAY, 0);
+    }
+
+    /// Calls `visit(key, value, size, lifetime)` for every entry until it returns false.
+    template <class Visit>
+    void enumerate(Visit visit) {
+        for (Entry& entry : entries_)
+            if (entry.live && !visit(entry.key.data(), entry.value, entry.size, entry.lifetime)) return;
+    }
+
+private:
+    struct Entry {
+        std::string key;
+        mutable const char* hint = nullptr;  ///< address of the key text at the last look-up
+        std::unique_ptr<std::byte[]> memory;
+        void* value = nullptr;               ///< 16-byte aligned, inside memory
+        int size = 0;
+        int capacity = 0;
+        int lifetime = 0;
+        int ray = 0;
+        bool live = false;
+    };
+
+    Entry* find(const char* key) noexcept;
+    const Entry* find(const char* key) const noexcept;
+    Entry& slotFor(const char* key);
+    void remove(Entry& entry);
+    void endEntries(int lifetime, int ray);
+    void count(const Entry& entry, int step);
+
+    std::vector<Entry> entries_;
+    int rayEntries_ = 0;
+    int eyeEntries_ = 0;
+};
+
+}  // namespace lumorender

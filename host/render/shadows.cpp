@@ -1,0 +1,157 @@
+#include "render/shadows.h"
+
+#include "mi/material.h"
+#include "mi/options.h"
+#include "render/lights.h"
+#include "render/shader_calls.h"
+#include "render/tracing.h"
+#include "render/transforms.h"
+
+#include <cmath>
+
+namespace lumorender {
+
+namespace {
+
+/// The light shader's state above a shadow state.
+const miState* lightStateOf(const miState* state) {
+    while (state && state->type != miRAY_LIGHT) state = state->parent;
+    return state;
+}
+
+bool block(miColor* result) {
+    *result = {0, 0, 0, 0};
+    return false;
+}
+
+/// Calls the shadow shader of what the record's ray met. Without one the surface is opaque.
+bool filterByOccluder(ThreadContext& context, RayRecord& record, miColor* result) {
+    const auto* material = context.scene->database->as<miMaterial>(record.state.material, miSCENE_MATERIAL);
+    if (!material || material->shadow == 0) return block(result);
+    return callShader(context, &record.state, material->shadow, miSHADER_SHADOW, result);
+}
+
+/// Finds the next surface along the ray that casts a shadow from this light, and fills the record's state with it.
+/// The distance from `ray.org` goes to `distance`.
+bool findOccluder(ThreadContext& context, RayRecord& record, Ray ray, double& distance) {
+    const RenderScene& scene = *context.scene;
+    ++context.counters.shadow;
+    while (scene.geometry->intersect(ray, record.hit)) {
+        distance = record.hit.dist;
+        if (!scene.lights->castsShadow(*record.hit.instance, record.state.light_instance)) {
+            ray.near = distance * (1 + 1e-6) + 1e-6;
+            continue;
+        }
+        // The state of a shadow shader keeps the light's position and direction, whichever way the ray travels.
+        const miVector org = record.state.org;
+        const miVector dir = record.state.dir;
+        record.state.org = ray.org;
+        record.state.dir = ray.dir;
+        fillHit(context, record, false);
+        record.state.org = org;
+        record.state.dir = dir;
+        record.state.dot_nd = record.state.normal.x * dir.x + record.state.normal.y * dir.y +
+                              record.state.normal.z * dir.z;
+        return true;
+    }
+    return false;
+}
+
+Ray shadowRay(const ThreadContext& context, const miState& state) {
+    Ray ray;
+    const double interval = context.scene->options->shutter - context.scene->options->shutter_delay;
+    ray.time = interval > 0
+                   ? static_cast<float>((state.time - context.scene->options->shutter_delay) / interval) : 0.0F;
+    ray.visibility = RayVisibility::Shadow;
+    return ray;
+}
+
+RayRecord& shadowChild(ThreadContext& context, miState* parent) {
+    RayRecord& record = childRay(context, parent);
+    record.state.type = miRAY_SHADOW;
+    return record;
+}
+
+/// All occluders between light and point, from the light on; an infinitely far light has no first one, so its rays
+/// start at the point.
+bool traceUnsorted(ThreadContext& context, miColor* result, miState* light) {
+    Ray ray = shadowRay(context, *light);
+    const bool finite = light->dist > 0;
+    ray.org = finite ? light->org : light->point;
+    ray.dir = finite ? light->dir : miVector{-light->dir.x, -light->dir.y, -light->dir.z};
+    ray.near = finite ? 0 : surfaceOffset(light->point);
+    ray.far = finite ? light->dist - surfaceOffset(light->point) : 1e30;
+    if (ray.far <= ray.near) return true;
+
+    RayRecord& record = shadowChild(context, light);
+    const RayInFlight inFlight(context, record);
+    double distance = 0;
+    while (findOccluder(context, record, ray, distance)) {
+        record.state.dist = finite ? distance : 0;
+        if (!filterByOccluder(context, record, result)) return false;
+        ray.near = distance * (1 + 1e-6) + surfaceOffset(record.state.point);
+    }
+    return true;
+}
+
+/// One segment of a ray from the point to the light: up to the next occluder, or to the light.
+bool traceSegment(ThreadContext& context, miColor* result, miState* from, miTag volume, double alreadyPassed) {
+    const miState* light = lightStateOf(from);
+    if (!light) return true;
+    Ray ray = shadowRay(context, *from);
+    ray.org = from->point;
+    ray.dir = {-light->dir.x, -light->dir.y, -light->dir.z};
+    ray.near = surfaceOffset(from->point);
+    double length = 0;
+    if (light->dist > 0) {
+        const double x = static_cast<double>(light->org.x) - from->point.x;
+        const double y = static_cast<double>(light->org.y) - from->point.y;
+        const double z = static_cast<double>(light->org.z) - from->point.z;
+        length = std::sqrt(x * x + y * y + z * z);
+        ray.far = length;
+    }
+
+    RayRecord& record = shadowChild(context, from);
+    const RayInFlight inFlight(context, record);
+    record.state.volume = volume;
+    record.state.refraction_volume = volume;
+    double distance = 0;
+    bool ok = true;
+    if (ray.far > ray.near && findOccluder(context, record, ray, distance)) {
+        record.state.dist = distance + alreadyPassed;
+        ok = filterByOccluder(context, record, result);
+        record.state.volume = volume;
+    } else {
+        record.state.dist = length + alreadyPassed;
+        record.state.instance = 0;
+        record.state.material = 0;
+        record.state.pri = nullptr;
+    }
+    return ok && applyVolume(context, &record.state, result, true);
+}
+
+/// Shadows are off, or the surface that is lit does not take any.
+bool withoutShadow(const miState* light) {
+    if (!light->options->shadow || !light->options->trace) return true;
+    const Hit* lit = light->parent ? hitOf(light->parent) : nullptr;
+    return lit && (lit->instance->flags & miTRACE_SHADOW_RECEIVE) == 0;
+}
+
+}  // namespace
+
+bool traceShadow(miColor* result, miState* light) {
+    if (withoutShadow(light)) return true;
+    ThreadContext& context = contextOf(light);
+    if (light->options->shadow == 's') return traceSegment(context, result, light, light->volume, 0);
+    return traceUnsorted(context, result, light);
+}
+
+bool traceShadowSegment(miColor* result, miState* shadow) {
+    return traceSegment(contextOf(shadow), result, shadow, shadow->refraction_volume, 0);
+}
+
+bool continueShadowSegment(miColor* result, miState* shadow) {
+    return traceSegment(contextOf(shadow), result, shadow, shadow->volume, shadow->dist);
+}
+
+}  // namespace lumorender

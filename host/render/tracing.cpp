@@ -1,0 +1,273 @@
+#include "render/tracing.h"
+
+#include "database/declaration.h"
+#include "mi/camera.h"
+#include "mi/instance.h"
+#include "mi/material.h"
+#include "mi/options.h"
+#include "render/shader_calls.h"
+#include "support/messages.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace lumorender {
+
+namespace {
+
+constexpr double kInfinity = 1e30;
+
+/// Grows the record's lists to what a hit on the instance needs. Lists are writable for shaders, so each ray has its own.
+void provideLists(ThreadContext& context, RayRecord& record, const HitListSizes& sizes) {
+    if (sizes.textures > record.capacity.textures) {
+        record.lists.textures = context.arena.allocateArray<miVector>(sizes.textures);
+        record.capacity.textures = sizes.textures;
+    }
+    if (sizes.bumps > record.capacity.bumps) {
+        record.lists.bumpX = context.arena.allocateArray<miVector>(sizes.bumps);
+        record.lists.bumpY = context.arena.allocateArray<miVector>(sizes.bumps);
+        record.capacity.bumps = sizes.bumps;
+    }
+    if (sizes.derivatives && !record.lists.derivatives)
+        record.lists.derivatives = context.arena.allocateArray<miVector>(miDERIVATIVES);
+}
+
+void clearHit(miState& state) {
+    state.dist = 0;
+    state.material = 0;
+    state.instance = 0;
+    state.pri = nullptr;
+    state.tex_list = state.bump_x_list = state.bump_y_list = state.derivs = nullptr;
+    state.motion = {0, 0, 0};
+    state.inv_normal = miFALSE;
+    state.label = 0;
+}
+
+/// The shaders of what the ray met: the material's, or the surroundings' where it met nothing.
+bool shade(ThreadContext& context, miState* state, miColor* result) {
+    bool ok = false;
+    if (state->pri) {
+        const auto* material = context.scene->database->as<miMaterial>(state->material, miSCENE_MATERIAL);
+        if (material && material->environment) state->environment = material->environment;
+        else state->environment = state->camera->environment;
+        if (material) state->refraction_volume = material->volume;
+        // A name that is given to a shader instead of a material stands for a material with that shader alone.
+        const miTag shader = material ? material->shader : state->material;
+        ok = callShader(context, state, shader, miSHADER_MATERIAL, result);
+    } else {
+        if (state->environment == 0) state->environment = state->camera->environment;
+        ok = callShader(context, state, state->environment, miSHADER_ENVIRONMENT, result);
+    }
+    return applyVolume(context, state, result, ok);
+}
+
+/// Of a ray's fields the caller gets these back.
+void handBack(miState* caller, const miState& child) {
+    caller->label = child.label;
+    caller->point = child.point;
+    caller->normal = child.normal;
+    caller->dist = child.dist;
+    caller->motion = child.motion;
+}
+
+/// May the surface at which the ray starts send rays of this kind?
+bool mayReceive(const miState* state, std::uint32_t flag) {
+    const Hit* hit = hitOf(state);
+    return !hit || (hit->instance->flags & flag) != 0;
+}
+
+bool traceSecondary(miColor* result, miState* state, RayRecord& record, RayVisibility visibility) {
+    ThreadContext& context = contextOf(state);
+    const RayInFlight inFlight(context, record);
+    ++context.counters.secondary;
+    record.state.org = state->point;
+    *result = {0, 0, 0, 0};
+    if (state->options->trace) findHit(context, record, visibility, surfaceOffset(state->point));
+    else clearHit(record.state);
+    const bool ok = shade(context, &record.state, result);
+    handBack(state, record.state);
+    return ok;
+}
+
+bool depthAllows(const miState* state, int level, int limit) {
+    return level < limit && state->reflection_level + state->refraction_level < state->options->trace_depth;
+}
+
+/// Lens shaders of the camera: none where the options switch them off.
+const std::vector<miTag>* lensList(const ThreadContext& context, miTag& single) {
+    const RenderScene& scene = *context.scene;
+    single = scene.options->no_lens ? 0 : scene.camera->lens;
+    const auto* list = scene.database->detail<FunctionList>(single);
+    return list ? &list->functions : nullptr;
+}
+
+miTag lensAt(const ThreadContext& context, std::size_t position) {
+    miTag single = 0;
+    const std::vector<miTag>* list = lensList(context, single);
+    if (list) return position < list->size() ? (*list)[position] : 0;
+    return position == 0 ? single : 0;
+}
+
+bool traceScene(ThreadContext& context, RayRecord& record, miColor* result) {
+    ++context.counters.eye;
+    findHit(context, record, RayVisibility::Eye, 0);
+    return shade(context, &record.state, result);
+}
+
+bool callLens(ThreadContext& context, miState* state, miColor* result) {
+    const std::size_t position = context.lens++;
+    const bool ok = callShader(context, state, lensAt(context, position), miSHADER_LENS, result);
+    context.lens = position;
+    return ok;
+}
+
+}  // namespace
+
+bool applyVolume(ThreadContext& context, miState* state, miColor* result, bool ok) {
+    if (state->volume == 0 || state->options->no_volume) return ok;
+    return callShader(context, state, state->volume, miSHADER_VOLUME, result);
+}
+
+double surfaceOffset(const miVector& point) {
+    const double size = std::max({std::abs(point.x), std::abs(point.y), std::abs(point.z)});
+    return 4e-6 * size + 1e-6;
+}
+
+RayRecord& childRay(ThreadContext& context, miState* state) {
+    auto* record = reinterpret_cast<RayRecord*>(state->child);
+    // A record whose ray is still on its way belongs to somebody who copied the state.
+    if (!record || record->active) {
+        record = static_cast<RayRecord*>(context.arena.allocate(sizeof(RayRecord)));
+        record->capacity = {};
+        record->lists = {};
+        record->active = false;
+        state->child = &record->state;
+    }
+    record->state = *state;
+    record->state.parent = state;
+    record->state.child = nullptr;
+    record->hit = {};
+    return *record;
+}
+
+bool findHit(ThreadContext& context, RayRecord& record, RayVisibility visibility, double near) {
+    const RenderScene& scene = *context.scene;
+    miState& state = record.state;
+    clearHit(state);
+    const double open = scene.options->shutter_delay;
+    const double interval = scene.options->shutter - open;
+    Ray ray;
+    ray.org = state.org;
+    ray.dir = state.dir;
+    ray.near = near;
+    ray.far = kInfinity;
+    ray.time = interval > 0 ? static_cast<float>((state.time - open) / interval) : 0.0F;
+    ray.visibility = visibility;
+    if (!scene.geometry->intersect(ray, record.hit)) return false;
+
+    fillHit(context, record, true);
+    return true;
+}
+
+void fillHit(ThreadContext& context, RayRecord& record, bool flipNormals) {
+    const SceneGeometry& geometry = *context.scene->geometry;
+    provideLists(context, record, geometry.listSizes(*record.hit.instance));
+    record.state.pri = reinterpret_cast<miRc_intersection*>(&record.hit);
+    geometry.fillState(record.hit, record.state, record.lists, flipNormals);
+    context.sampleMoves = context.sampleMoves || record.hit.instance->moves;
+}
+
+bool traceSample(ThreadContext& context, miColor* result) {
+    RayRecord& record = *context.root;
+    if (lensAt(context, 0) == 0) return traceScene(context, record, result);
+    context.lens = 0;
+    return callLens(context, &record.state, result);
+}
+
+bool traceEye(miColor* result, miState* state, const miVector& org, const miVector& dir) {
+    ThreadContext& context = contextOf(state);
+    state->org = org;
+    state->dir = dir;
+    RayRecord& record = childRay(context, state);
+    const RayInFlight inFlight(context, record);
+    *result = {0, 0, 0, 0};
+    const bool ok = lensAt(context, context.lens) != 0 ? callLens(context, &record.state, result)
+                                                       : traceScene(context, record, result);
+    handBack(state, record.state);
+    state->instance = record.state.instance;
+    return ok;
+}
+
+bool traceReflection(miColor* result, miState* state, const miVector& dir) {
+    if (!depthAllows(state, state->reflection_level, state->options->reflection_depth)) return false;
+    if (!mayReceive(state, miTRACE_REFLECTION_RECEIVE)) return false;
+    RayRecord& record = childRay(contextOf(state), state);
+    record.state.type = miRAY_REFLECT;
+    record.state.dir = dir;
+    ++record.state.reflection_level;
+    return traceSecondary(result, state, record, RayVisibility::Reflection);
+}
+
+bool traceRefraction(miColor* result, miState* state, const miVector& dir) {
+    if (!depthAllows(state, state->refraction_level, state->options->refraction_depth)) return false;
+    if (!mayReceive(state, miTRACE_REFRACTION_RECEIVE)) return false;
+    RayRecord& record = childRay(contextOf(state), state);
+    record.state.type = miRAY_REFRACT;
+    record.state.dir = dir;
+    record.state.volume = state->refraction_volume;
+    ++record.state.refraction_level;
+    return traceSecondary(result, state, record, RayVisibility::Refraction);
+}
+
+bool traceTransparent(miColor* result, miState* state) {
+    if (!depthAllows(state, state->refraction_level, state->options->refraction_depth)) return false;
+    if (!mayReceive(state, miTRACE_TRANSPARENCY_RECEIVE)) return false;
+    RayRecord& record = childRay(contextOf(state), state);
+    record.state.type = miRAY_TRANSPARENT;
+    record.state.volume = state->refraction_volume;
+    ++record.state.refraction_level;
+    return traceSecondary(result, state, record, RayVisibility::Transparency);
+}
+
+bool traceContinue(miColor* result, miState* state) {
+    ThreadContext& context = contextOf(state);
+    RayRecord& record = childRay(context, state);
+    const RayInFlight inFlight(context, record);
+    RayVisibility visibility = RayVisibility::Eye;
+    if (state->type == miRAY_REFLECT) visibility = RayVisibility::Reflection;
+    if (state->type == miRAY_REFRACT) visibility = RayVisibility::Refraction;
+    if (state->type == miRAY_TRANSPARENT) visibility = RayVisibility::Transparency;
+    if (state->type == miRAY_FINALGATHER) visibility = RayVisibility::FinalGather;
+    *result = {0, 0, 0, 0};
+    findHit(context, record, visibility, state->dist * (1 + 1e-6) + surfaceOffset(state->point));
+    const bool ok = shade(context, &record.state, result);
+    handBack(state, record.state);
+    return ok;
+}
+
+bool traceEnvironment(miColor* result, miState* state, const miVector& dir) {
+    ThreadContext& context = contextOf(state);
+    const miTag environment = state->environment ? state->environment : state->camera->environment;
+    if (environment == 0) return false;
+    RayRecord& record = childRay(context, state);
+    const RayInFlight inFlight(context, record);
+    record.state.type = miRAY_ENVIRONMENT;
+    record.state.org = state->point;
+    record.state.dir = dir;
+    clearHit(record.state);
+    const bool ok = callShader(context, &record.state, environment, miSHADER_ENVIRONMENT, result);
+    return applyVolume(context, &record.state, result, ok);
+}
+
+bool traceProbe(miState* state, const miVector& dir, const miVector& org) {
+    ThreadContext& context = contextOf(state);
+    RayRecord& record = childRay(context, state);
+    const RayInFlight inFlight(context, record);
+    record.state.type = miRAY_PROBE;
+    record.state.org = org;
+    record.state.dir = dir;
+    ++context.counters.secondary;
+    return findHit(context, record, RayVisibility::Reflection, surfaceOffset(org));
+}
+
+}  // namespace lumorender
