@@ -83,10 +83,10 @@ def teapot_field(file):
     """A large pot and around it rings of small ones, each the golden angle further round."""
     glazes = ["porcelain", "celadon", "terracotta", "gold", "ink"]
     pots = [("teapot", f'transform {matrix(inverse_placement((0, 0, 0), 35, 1.25))} material "porcelain" tag 1')]
-    for k in range(14, 190):
-        radius, turn = 1.24 * math.sqrt(k), 137.50776 * k
+    for k in range(12, 330):
+        radius, turn = 1.13 * math.sqrt(k), 137.50776 * k
         x, z = radius * math.cos(math.radians(turn)), radius * math.sin(math.radians(turn))
-        size = 0.27 + 0.09 * hash01(k, 1, 3)
+        size = 0.25 + 0.07 * hash01(k, 1, 3)
         glaze = glazes[int(5 * hash01(k, 2, 3)) % 5]
         facing = -turn + 200 + 120 * hash01(k, 3, 3)
         place = inverse_placement((x, 0, z), facing, size)
@@ -135,7 +135,7 @@ def write_geometry(folder):
     with include("frame.mi") as file:
         write_object(file, "frame", shapes.frame())
     with include("terrain.mi") as file:
-        write_object(file, "terrain", terrain(80, 24.0), digits=2)
+        write_object(file, "terrain", terrain(92, 70, 90.0, 30.0), digits=2)
     with include("carousel.mi") as file:
         base = shapes.rounded([(5.2, 0.0), (5.2, 0.3), (0.0, 0.3)], 0.06)
         write_object(file, "base", shapes.lathe(base, 64))

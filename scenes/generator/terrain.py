@@ -1,4 +1,4 @@
-"""A fractal landscape: ridged noise, carved by a few rounds of erosion."""
+"""A fractal landscape of ridged noise behind a lake."""
 
 import math
 
@@ -36,57 +36,32 @@ def ridged(x, y, octaves, seed):
     for octave in range(octaves):
         ridge = (1 - abs(noise(x * frequency, y * frequency, seed + octave))) ** 2
         total += amplitude * ridge * weight
-        weight = min(1.0, ridge * 1.6)
-        amplitude *= 0.52
-        frequency *= 2.05
+        weight = min(1.0, ridge * 1.8)
+        amplitude *= 0.5
+        frequency *= 2.1
     return total
 
 
-def heights(size, seed):
-    """A square of heights, 0 to about 1, falling to a lake in front (small row numbers)."""
-    field = []
-    for row in range(size):
-        line = []
-        for column in range(size):
-            x, y = 5 * column / size, 5 * row / size
-            warp = 0.35 * noise(x * 0.9 + 7, y * 0.9, seed + 50)
-            h = ridged(x * 0.55 + warp + 3.1, y * 0.55 + warp, 6, seed)
-            back = row / (size - 1)
-            side = abs(2 * column / (size - 1) - 1)
-            shore = 0.24 + 0.12 * noise(x * 0.8, 3.3, seed + 70) - 0.26 * side ** 2
-            slope = min(1.0, max(0.0, (back - shore) / 0.5))
-            line.append((0.12 + 0.9 * h) * slope ** 0.9 * (0.75 + 0.25 * side) + 0.04 * slope - 0.06 * (1 - slope))
-        field.append(line)
-    return field
+def height(x, depth, seed):
+    """Height over the lake, about -0.05 to 1. `x` from -1 to 1 across, `depth` from 0 in front to 1."""
+    warp = 0.25 * noise(x * 1.7 + 7, depth * 2.5, seed + 50)
+    h = ridged(x * 1.25 + warp + 3.1, depth * 2.1 + warp, 6, seed)
+    shore = 0.12 + 0.07 * noise(x * 2.5, 3.3, seed + 70) - 0.16 * x * x
+    slope = min(1.0, max(0.0, (depth - shore) / 0.6)) ** 1.2
+    return (0.05 + 0.95 * h) * slope * (0.62 + 0.38 * min(1.0, abs(x) * 1.4)) + 0.02 * slope - 0.05 * (1 - slope) ** 4
 
 
-def erode(field, rounds, angle):
-    """Lets material slide to the lowest neighbour wherever the slope is steeper than `angle` (height per cell)."""
-    size = len(field)
-    for _ in range(rounds):
-        moved = [line[:] for line in field]
-        for r in range(1, size - 1):
-            for c in range(1, size - 1):
-                low = min(((r - 1, c), (r + 1, c), (r, c - 1), (r, c + 1)), key=lambda n: field[n[0]][n[1]])
-                drop = field[r][c] - field[low[0]][low[1]] - angle
-                if drop > 0:
-                    moved[r][c] -= 0.25 * drop
-                    moved[low[0]][low[1]] += 0.25 * drop
-        field = moved
-    return field
-
-
-def terrain(size, height, seed=11):
-    """Columns along x from 0 to size - 1, rows backwards from z = 0 to 1 - size; heights in the same unit."""
-    field = erode(heights(size, seed), 6, 0.035)
+def terrain(columns, rows, width, high, seed=11):
+    """A fan that widens with the distance, so that its quads look equally large from in front of it. Across x, from
+    z = 0 backwards; the lake lies at height 0."""
     mesh = Mesh()
-    n = size - 1
 
     def position(u, v):
-        c, r = round(u * n), round(v * n)
-        return (c, height * field[r][c], -r)
+        depth = 0.35 * v + 0.65 * v * v
+        x = (2 * u - 1) * (0.42 + 0.9 * depth)
+        return (x * width / 2, high * height(x, depth, seed), -width * depth)
 
-    mesh.grid(n, n, position)
-    # The lake at height 0 hides its ground; what lies well below is left out.
-    mesh.faces = [face for face in mesh.faces if any(mesh.points[c[0]][1] > -0.5 for c in face)]
+    mesh.grid(columns, rows, position)
+    # The lake hides its ground; what lies well below is left out.
+    mesh.faces = [face for face in mesh.faces if any(mesh.points[c[0]][1] > -0.4 for c in face)]
     return mesh.without_loose_points()
