@@ -24,6 +24,8 @@ void ShaderStateStore::set(const char* key, const void* value, int size, int lif
         std::erase_if(entries_, [&](const Entry& each) { return each.key == key; });
         return;
     }
+    if (key == refused)
+        return;
     const auto bytes = static_cast<std::size_t>(size);
     if (!entry)
         entry = &entries_.emplace_back(Entry{key, nullptr, 0, 0});

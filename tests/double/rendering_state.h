@@ -20,6 +20,9 @@ public:
     void set(const char* key, const void* value, int size, int lifetime);
     void* get(const char* key, int* size) const;
 
+    /* Entries of this name are not kept. */
+    std::string refused;
+
     /* -1 when there is no such entry. */
     int lifetime(const char* key) const;
     std::size_t count() const { return entries_.size(); }

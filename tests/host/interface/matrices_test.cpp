@@ -58,9 +58,9 @@ TEST(Matrices, RotationsAreCounterClockwiseAndGoInTheOrderXYZ) {
 
 TEST(Matrices, InverseTimesMatrixIsTheIdentity) {
     const miMatrix matrices[] = {
-        {1e-4f, 0, 0, 0, 0, 3, 4, 0, 0, -4, 3, 0, 1e5f, -7, 2, 1},  // small scale, rotation, far away
-        {0, 1, 0, 0, 0, 0, 1, 0, 1, 0, 0, 0, 0, 0, 0, 1},           // needs pivoting
-        {1, 2, 0, 1, 0, 1, 3, 0, 2, 0, 1, 4, 1, 0, 0, 1},           // general
+        {1e-4f, 0, 0, 0, 0, 3, 4, 0, 0, -4, 3, 0, 10, -7, 2, 1},  // small scale, rotation, translation
+        {0, 1, 0, 0, 0, 0, 1, 0, 1, 0, 0, 0, 0, 0, 0, 1},         // needs pivoting
+        {1, 2, 0, 1, 0, 1, 3, 0, 2, 0, 1, 4, 1, 0, 0, 1},         // general
     };
     for (const miMatrix& m : matrices) {
         miMatrix inverse, product;
