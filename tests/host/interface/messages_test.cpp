@@ -69,8 +69,8 @@ TEST_F(MessagesTest, ShadersSpeakThroughPrintfFormats) {
     mi_vdebug("%.2f", 0.5);
     mi_nwarning(51, "odd");
     mi_error("%s", std::string(100000, 'x').c_str());
-    const volatile auto writesMemory = "half %d%% %n";
-    mi_error(writesMemory, 5);
+    const std::string writesMemory = "half %d%% %n";
+    mi_error(writesMemory.c_str(), 5);
     ASSERT_EQ(lines_.size(), 5u);
     EXPECT_EQ(lines_[0], "API: scene has 3 lights");
     EXPECT_EQ(lines_[1], "API: 0.50");
@@ -88,7 +88,10 @@ TEST_F(MessagesTest, LinesOnStandardErrorTellModuleThreadAndClass) {
     EXPECT_NE(line.find(" error   : no light\n"), std::string::npos) << line;
 }
 
-using MessagesDeathTest = MessagesTest;
+class MessagesDeathTest : public MessagesTest {
+protected:
+    MessagesDeathTest() { GTEST_FLAG_SET(death_test_style, "threadsafe"); }  // other tests leave threads behind
+};
 
 TEST_F(MessagesDeathTest, FatalWritesWhatIsFinishedAndEndsTheProcess) {
     setMessageSink({});
