@@ -34,6 +34,8 @@ struct FlatInstance {
     const Mesh* mesh = nullptr;
     std::vector<miTag> materials;      ///< inherited; indexed by polygon label in tagged objects
     bool overridesMaterial = false;    ///< `materials` beats the polygons' own
+    std::vector<miTag> surfaceMaterials;  ///< what that comes to: miState::material for each surface of the mesh
+    miUint label = 0;                  ///< miState::label: the instance's, or the object's where it has none
     std::uint32_t flags = 0;           ///< resolved miTRACE_* bits
     char face = 'a';                   ///< which side rays may hit: 'f', 'b', 'a'
     miTag lightListInstance = 0;       ///< nearest instance that gives a light list, 0 = all lights apply
@@ -68,6 +70,7 @@ struct Ray {
     double far = 1e30;
     float time = 0;        ///< shutter time as fraction 0..1 of the shutter interval
     RayVisibility visibility = RayVisibility::Eye;
+    char face = 0;         ///< 'f', 'b' or 'a' hits that side of everything; 0 leaves it to the instances
 };
 
 /// The place where a ray met a surface; enough to find everything about it. What miState::pri points to.
@@ -76,7 +79,8 @@ struct Hit {
     std::uint32_t primitive = 0;   ///< triangle of the mesh
     float u = 0, v = 0;            ///< barycentric: p = (1-u-v) a + u b + v c
     double dist = 0;
-    float time = 0;
+    float time = 0;                ///< 0 where nothing moves during the exposure
+    miGeoVector point = {};        ///< world space, exact to double precision: the ray's and the surface's
 };
 
 /// Memory that a hit's lists are written to: tex_list, bump lists and derivs of the state. Sized by the mesh.
@@ -102,17 +106,23 @@ public:
     static std::unique_ptr<SceneGeometry> build(const Database& database, miTag rootGroup, const miOptions& options);
     virtual ~SceneGeometry() = default;
 
-    /// The nearest hit, or false. Thread-safe; allocates nothing. Honours visibility, face culling and motion.
+    /// The nearest hit behind `ray.near`, or false. Thread-safe; allocates nothing. Honours visibility, face culling and
+    /// motion. To go on behind a hit trace the same ray with `near` = its dist: it will not be found again (and neither
+    /// will surfaces that coincide with it to within rounding).
     virtual bool intersect(const Ray& ray, Hit& hit) const = 0;
     /// True when anything lies between near and far.
     virtual bool occluded(const Ray& ray) const = 0;
 
     virtual HitListSizes listSizes(const FlatInstance& instance) const = 0;
 
-    /// Writes the hit into a state whose org, dir, time are set: dist, point, normal (interpolated), normal_geom,
+    /// Writes the hit into a state whose dir is set: dist, point, normal (interpolated), normal_geom,
     /// dot_nd, inv_normal, bary, motion, tex, tex_list, bump lists, derivs, instance, material, label, shader-visible
     /// flags. Internal space is world space. Both normals are turned towards the ray and inv_normal says so, unless
-    /// `flipNormals` is false (shadow rays). Motion is the path of the point over the whole shutter interval.
+    /// `flipNormals` is false (shadow rays). Which side was hit is judged by the geometric normal; an interpolated one may
+    /// still lean away from the ray a little. Motion is the path of the point over the whole shutter interval, also
+    /// where the exposure itself takes no time. Derivatives are in world space, bump bases in object space; where the
+    /// object gives none they follow from the texture coordinates (bump bases with unit length). Lists that the mesh
+    /// does not have are null in the state, whatever memory there is for them.
     virtual void fillState(const Hit& hit, miState& state, const HitLists& lists, bool flipNormals) const = 0;
 
     virtual std::span<const FlatInstance> instances() const = 0;

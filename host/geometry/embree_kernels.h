@@ -1,0 +1,67 @@
+// The ray tracing kernels: acceleration structures over the flat instances, and the rays through them.
+#pragma once
+
+#include "geometry/mesh.h"
+#include "geometry/scene_geometry.h"
+
+#include <embree3/rtcore.h>
+
+#include <memory>
+#include <span>
+#include <vector>
+
+namespace lumorender {
+
+/// Meshes that are placed once and stand still become part of one structure in world space; the others get a structure
+/// of their own, which instances refer to.
+class EmbreeKernels {
+public:
+    /// The flags of which an instance needs at least one for any ray to hit it.
+    static constexpr std::uint32_t kCastBits = miTRACE_VISIBLE | miTRACE_SHADOW_CAST | miTRACE_REFLECTION_CAST |
+                                               miTRACE_REFRACTION_CAST | miTRACE_TRANSPARENCY_CAST |
+                                               miTRACE_FINALGATHER;
+
+    /// Builds on all threads. The instances and their meshes must outlive the kernels and stay where they are.
+    /// `timed`: the exposure takes time, so things move while rays are traced. Throws Failure where memory runs out.
+    EmbreeKernels(std::span<const FlatInstance> instances, bool timed);
+
+    bool intersect(const Ray& ray, Hit& hit) const;
+    bool occluded(const Ray& ray) const;
+    void bounds(miVector& low, miVector& high) const;
+
+private:
+    struct Release {
+        void operator()(RTCDevice device) const { rtcReleaseDevice(device); }
+        void operator()(RTCScene scene) const { rtcReleaseScene(scene); }
+        void operator()(RTCGeometry geometry) const { rtcReleaseGeometry(geometry); }
+    };
+    using Device = std::unique_ptr<RTCDeviceTy, Release>;
+    using Scene = std::unique_ptr<RTCSceneTy, Release>;
+    using Geometry = std::unique_ptr<RTCGeometryTy, Release>;
+
+    /// A mesh and where it is used.
+    struct Use {
+        const Mesh* mesh = nullptr;
+        std::vector<std::uint32_t> instances;
+        Scene scene;        ///< of its own, or
+        Geometry baked;     ///< its triangles in world space
+    };
+
+    std::span<const FlatInstance> instances_;
+    bool timed_;
+    bool culls_ = false;
+    Device device_;
+    Scene world_;
+
+    std::vector<Use> collectUses();
+    bool standsAlone(const Use& use) const;
+    void buildUse(Use& use) const;
+    Scene newScene() const;
+    Geometry newTriangles(const Mesh& mesh, const FlatInstance* bakedFor) const;
+    void setPositions(RTCGeometry geometry, unsigned step, const std::vector<miVector>& positions,
+                      const FlatInstance* bakedFor) const;
+    void attach(const Use& use, std::uint32_t instance) const;
+    void checkDevice() const;
+};
+
+}  // namespace lumorender

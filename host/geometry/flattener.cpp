@@ -1,0 +1,204 @@
+#include "geometry/flattener.h"
+
+#include "database/elements.h"
+#include "geometry/matrices.h"
+#include "geometry/trace_flags.h"
+#include "mi/instance.h"
+#include "mi/object.h"
+#include "mi/options.h"
+#include "support/messages.h"
+
+#include <algorithm>
+#include <optional>
+
+namespace lumorender {
+
+namespace {
+
+/// Groups within groups within groups: a few lines of a scene can unfold into more than any machine holds.
+constexpr std::size_t kMostVisits = std::size_t{1} << 24;
+constexpr std::size_t kDeepest = 1000;
+
+/// Both directions of a placement, at shutter open and close.
+struct Motion {
+    AffineMatrix localToWorld = identityMatrix(), worldToLocal = identityMatrix();
+    AffineMatrix localToWorldAtClose = identityMatrix(), worldToLocalAtClose = identityMatrix();
+
+    bool moves() const { return localToWorld != localToWorldAtClose; }
+};
+
+/// What an instance hands down to what is below it.
+struct Inheritance {
+    Motion motion;
+    TraceFlags flags;
+    const std::vector<miTag>* materials = nullptr;
+    miTag material = 0;          ///< where there is no list
+    bool overridesMaterial = false;
+    miTag lightListInstance = 0, shadowListInstance = 0, parameterInstance = 0;
+};
+
+class Flattener {
+public:
+    Flattener(const Database& database, const miOptions& options) : database_(database), options_(options) {}
+
+    FlatScene flatten(miTag rootGroup) {
+        if (database_.type(rootGroup) != miSCENE_GROUP)
+            throw Failure(fmt::format("{} is not an instance group: nothing to render", name(rootGroup)));
+        visitGroup(rootGroup, Inheritance());
+        return std::move(scene_);
+    }
+
+private:
+    const Database& database_;
+    const miOptions& options_;
+    const InstanceDetail nothingGiven_;
+    FlatScene scene_;
+    std::vector<miTag> path_, groups_;
+    std::size_t visits_ = 0;
+
+    std::string name(miTag tag) const { return quotedName(database_, tag); }
+
+    void visitGroup(miTag group, const Inheritance& above) {
+        const auto* detail = database_.detail<GroupDetail>(group);
+        if (!detail) return;
+        groups_.push_back(group);
+        for (const miTag instance : detail->instances) {
+            const auto* record = database_.as<miInstance>(instance, miSCENE_INSTANCE);
+            if (record) visitInstance(instance, *record, above);
+            else error("GEOM", "group {}: {} is not an instance, left out", name(group), name(instance));
+        }
+        groups_.pop_back();
+    }
+
+    void visitInstance(miTag tag, const miInstance& instance, const Inheritance& above) {
+        if (instance.off) return;
+        if (++visits_ > kMostVisits)
+            throw Failure(fmt::format("the scene unfolds into more than {} instances", kMostVisits));
+        const auto* given = database_.detail<InstanceDetail>(tag);
+        const Inheritance below = descend(tag, instance, given ? *given : nothingGiven_, above);
+        path_.push_back(tag);
+        scene_.placements.try_emplace(tag, placementOf(below.motion.localToWorld, below.motion.worldToLocal));
+        visitItem(tag, instance, below);
+        path_.pop_back();
+    }
+
+    void visitItem(miTag tag, const miInstance& instance, const Inheritance& below) {
+        const miTag item = instance.item;
+        if (item == 0) return;
+        switch (database_.type(item)) {
+            case miSCENE_OBJECT: return addObject(tag, instance, below);
+            case miSCENE_LIGHT: return addElement(tag, item, below, scene_.lights);
+            case miSCENE_CAMERA: return addElement(tag, item, below, scene_.cameras);
+            case miSCENE_GROUP:
+                if (std::find(groups_.begin(), groups_.end(), item) != groups_.end())
+                    return error("GEOM", "instance {}: group {} contains itself, left out", name(tag), name(item));
+                if (groups_.size() >= kDeepest)
+                    return error("GEOM", "instance {}: groups are nested more than {} deep, left out", name(tag),
+                                 kDeepest);
+                return visitGroup(item, below);
+            case miSCENE_NONE:
+                return error("GEOM", "instance {}: element {} is missing, left out", name(tag), name(item));
+            case miSCENE_FUNCTION:
+            case miSCENE_FLIST:
+                return warning("GEOM", "instance {}: geometry shaders are not supported, left out", name(tag));
+            case miSCENE_ASSEMBLY:
+                return warning("GEOM", "instance {}: assemblies are not supported, left out", name(tag));
+            default: return error("GEOM", "instance {}: {} cannot be instanced, left out", name(tag), name(item));
+        }
+    }
+
+    Inheritance descend(miTag tag, const miInstance& instance, const InstanceDetail& given, const Inheritance& above) {
+        Inheritance below = above;
+        below.motion = move(tag, instance, given, above.motion);
+        below.flags.descend(given);
+        const bool givesMaterial = !given.materials.empty() || instance.material;
+        if (givesMaterial && !above.overridesMaterial) {
+            below.materials = given.materials.empty() ? nullptr : &given.materials;
+            below.material = instance.material;
+            below.overridesMaterial = instance.mtl_override != 0;
+        }
+        if (given.hasLights) below.lightListInstance = tag;
+        if (given.hasShadowLights) below.shadowListInstance = tag;
+        if (instance.param_size > 0) below.parameterInstance = tag;
+        return below;
+    }
+
+    /// Instances give matrices that lead into their own space; an instance that says nothing of its motion moves along
+    /// with what is above it.
+    Motion move(miTag tag, const miInstance& instance, const InstanceDetail& given, const Motion& above) const {
+        const Link own = link(tag, instance.tf.global_to_local, "transform").value_or(Link());
+        Motion below = above;
+        if (given.motionOff) {
+            below.localToWorldAtClose = above.localToWorld;
+            below.worldToLocalAtClose = above.worldToLocal;
+        }
+        Link close = own;
+        if (given.hasMotionTransform && !given.motionOff)
+            close = link(tag, instance.motion_transform, "motion transform").value_or(own);
+        below.localToWorld = product(own.up.data(), below.localToWorld.data());
+        below.worldToLocal = product(below.worldToLocal.data(), own.down.data());
+        below.localToWorldAtClose = product(close.up.data(), below.localToWorldAtClose.data());
+        below.worldToLocalAtClose = product(below.worldToLocalAtClose.data(), close.down.data());
+        return below;
+    }
+
+    struct Link {
+        AffineMatrix down = identityMatrix(), up = identityMatrix();  ///< into the element's space, and out of it
+    };
+
+    std::optional<Link> link(miTag tag, const miMatrix& matrix, const char* what) const {
+        // A record that nobody filled in: no transform was given.
+        if (std::all_of(matrix, matrix + 16, [](miScalar v) { return v == 0; })) return Link();
+        Link result;
+        result.down = affineMatrix(matrix);
+        if (invert(result.down.data(), result.up)) return result;
+        warning("GEOM", "instance {}: {} is singular, ignored", name(tag), what);
+        return std::nullopt;
+    }
+
+    void addElement(miTag tag, miTag item, const Inheritance& below, std::vector<FlatElement>& elements) {
+        FlatElement& element = elements.emplace_back();
+        element.instance = tag;
+        element.element = item;
+        element.path = path_;
+        place(below.motion, element);
+    }
+
+    void addObject(miTag tag, const miInstance& instance, const Inheritance& below) {
+        const auto& object = *static_cast<const miObject*>(database_.record(instance.item));
+        FlatInstance& flat = scene_.instances.emplace_back();
+        flat.instance = tag;
+        flat.object = instance.item;
+        flat.path = path_;
+        place(below.motion, flat);
+        if (below.materials) flat.materials = *below.materials;
+        else if (below.material) flat.materials = {below.material};
+        flat.overridesMaterial = below.overridesMaterial;
+        flat.flags = below.flags.resolve(object);
+        flat.face = below.flags.face(object, options_.face);
+        flat.label = instance.label ? instance.label : object.label;
+        flat.lightListInstance = below.lightListInstance;
+        flat.shadowListInstance = below.shadowListInstance;
+        flat.parameterInstance = below.parameterInstance;
+    }
+
+    template <class Flat>
+    static void place(const Motion& motion, Flat& flat) {
+        flat.placement = placementOf(motion.localToWorld, motion.worldToLocal);
+        flat.placementAtClose = placementOf(motion.localToWorldAtClose, motion.worldToLocalAtClose);
+        flat.moves = motion.moves();
+    }
+};
+
+}  // namespace
+
+FlatScene flatten(const Database& database, miTag rootGroup, const miOptions& options) {
+    return Flattener(database, options).flatten(rootGroup);
+}
+
+std::string quotedName(const Database& database, miTag tag) {
+    const std::string_view name = database.name(tag);
+    return name.empty() ? fmt::format("(tag {})", tag) : fmt::format("\"{}\"", name);
+}
+
+}  // namespace lumorender

@@ -1,0 +1,25 @@
+// The scene graph made flat: every use of an object with its own placement, flags, materials and lists.
+#pragma once
+
+#include "geometry/scene_geometry.h"
+
+#include <unordered_map>
+#include <vector>
+
+namespace lumorender {
+
+struct FlatScene {
+    std::vector<FlatInstance> instances;  ///< without meshes and without `surfaceMaterials`
+    std::vector<FlatElement> lights;
+    std::vector<FlatElement> cameras;
+    std::unordered_map<miTag, Placement> placements;  ///< of every instance, by its first path
+};
+
+/// Walks the graph below the group in the order of its instances. What is broken is reported and left out.
+/// Throws Failure where the root is not a group or where the graph unfolds into more instances than fit.
+FlatScene flatten(const Database& database, miTag rootGroup, const miOptions& options);
+
+/// The element's name in quotes, or its tag where it has no name: for messages.
+std::string quotedName(const Database& database, miTag tag);
+
+}  // namespace lumorender

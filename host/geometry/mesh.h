@@ -1,0 +1,57 @@
+// Triangle meshes as the host keeps them: compact, in object space, one per object however often it is placed.
+#pragma once
+
+#include "database/elements.h"
+#include "mi/types.h"
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace lumorender {
+
+/// What a triangle was made of, as far as the choice of its material goes.
+struct MeshSurface {
+    miTag material = 0;       ///< 0 = inherited
+    std::uint32_t label = 0;  ///< of tagged objects
+};
+
+/// Attribute lists are empty where no vertex has the attribute; else they have an entry for every vertex, zero for those
+/// without.
+struct Mesh {
+    miTag object = 0;
+
+    std::vector<miVector> positions;    ///< at shutter open
+    std::vector<miVector> normals;      ///< unit length; zero = flat
+    /// Where the vertices are at the end of each of the equal parts of the shutter interval; empty if nothing moves.
+    std::vector<std::vector<miVector>> laterPositions;
+
+    std::uint32_t textureSpaces = 0;
+    std::vector<miVector> textures;     ///< `textureSpaces` per vertex
+    std::vector<miVector> bumpX;        ///< likewise, as given
+    std::vector<miVector> bumpY;
+
+    bool hasFirstDerivatives = false;
+    bool hasSecondDerivatives = false;
+    std::vector<miVector> derivatives;  ///< 5 per vertex
+
+    std::vector<std::uint32_t> indices;         ///< three vertices per triangle
+    std::vector<MeshSurface> surfaces;          ///< the different ones, at least one
+    std::vector<std::uint32_t> surfaceOfTriangle;  ///< empty where there is one surface only
+
+    std::size_t triangles() const { return indices.size() / 3; }
+    std::size_t vertices() const { return positions.size(); }
+    bool moves() const { return !laterPositions.empty(); }
+    bool hasDerivatives() const { return hasFirstDerivatives || hasSecondDerivatives || textureSpaces > 0; }
+    std::uint32_t surface(std::uint32_t triangle) const {
+        return surfaceOfTriangle.empty() ? 0 : surfaceOfTriangle[triangle];
+    }
+};
+
+/// Triangulates all groups of an object. What is broken (polygons without area, indices out of range, coordinates that
+/// are not finite) is left out, with one message per kind that names the object by `name`.
+/// @return null where nothing is left.
+std::unique_ptr<Mesh> buildMesh(const ObjectSource& source, const std::string& name);
+
+}  // namespace lumorender

@@ -1,0 +1,82 @@
+#include "geometry/precise_hit.h"
+
+#include "geometry/matrices.h"
+#include "geometry/vectors.h"
+
+#include <algorithm>
+
+namespace lumorender {
+
+using namespace vectors;
+
+namespace {
+
+miGeoVector movingCorner(const Mesh& mesh, std::uint32_t vertex, double time) {
+    const double steps = static_cast<double>(mesh.laterPositions.size());
+    const auto step = std::min(static_cast<std::size_t>(time * steps), mesh.laterPositions.size() - 1);
+    const miGeoVector from = wide(step == 0 ? mesh.positions[vertex] : mesh.laterPositions[step - 1][vertex]);
+    const miGeoVector to = wide(mesh.laterPositions[step][vertex]);
+    return from + (to - from) * (time * steps - static_cast<double>(step));
+}
+
+struct LocalRay {
+    miGeoVector org, dir;
+};
+
+/// The ray in the space of the instance. Its direction keeps the scale, so that distances stay those of world space.
+LocalRay localRay(const Ray& ray, const double* worldToLocal) {
+    return {transformPoint(wide(ray.org), worldToLocal), transformVector(wide(ray.dir), worldToLocal)};
+}
+
+LocalRay localRay(const Ray& ray, const FlatInstance& instance, double time) {
+    if (!instance.moves || time == 0) return localRay(ray, instance.placement.worldToLocal);
+    AffineMatrix inverse = identityMatrix();
+    invert(interpolate(instance.placement.localToWorld, instance.placementAtClose.localToWorld, time).data(), inverse);
+    return localRay(ray, inverse.data());
+}
+
+/// T. Moeller, B. Trumbore, "Fast, Minimum Storage Ray/Triangle Intersection" (1997). False where there is no answer.
+bool intersectPlane(const LocalRay& ray, const TriangleCorners& corners, double& dist, double& u, double& v) {
+    const miGeoVector ab = corners.b - corners.a, ac = corners.c - corners.a;
+    const miGeoVector p = cross(ray.dir, ac), s = ray.org - corners.a;
+    const double inverse = 1 / dot(ab, p);
+    const miGeoVector q = cross(s, ab);
+    dist = dot(ac, q) * inverse;
+    u = dot(s, p) * inverse;
+    v = dot(ray.dir, q) * inverse;
+    // Far outside: the ray all but lies in the plane, and the answer is rounding.
+    return std::isfinite(dist) && std::abs(u - 0.5) < 1 && std::abs(v - 0.5) < 1;
+}
+
+miGeoVector pointOfWeights(const Hit& hit, const TriangleCorners& corners) {
+    const FlatInstance& instance = *hit.instance;
+    const miGeoVector local = corners.a * (1.0 - hit.u - hit.v) + corners.b * hit.u + corners.c * hit.v;
+    if (!instance.moves || hit.time == 0) return transformPoint(local, instance.placement.localToWorld);
+    return transformPoint(
+        local,
+        interpolate(instance.placement.localToWorld, instance.placementAtClose.localToWorld, hit.time).data());
+}
+
+}  // namespace
+
+TriangleCorners cornersAt(const Mesh& mesh, std::uint32_t triangle, double time) {
+    const std::uint32_t* v = &mesh.indices[std::size_t{3} * triangle];
+    if (mesh.moves() && time > 0)
+        return {movingCorner(mesh, v[0], time), movingCorner(mesh, v[1], time), movingCorner(mesh, v[2], time)};
+    return {wide(mesh.positions[v[0]]), wide(mesh.positions[v[1]]), wide(mesh.positions[v[2]])};
+}
+
+void makePrecise(const Ray& ray, Hit& hit) {
+    const TriangleCorners corners = cornersAt(*hit.instance->mesh, hit.primitive, hit.time);
+    double dist, u, v;
+    if (!intersectPlane(localRay(ray, *hit.instance, hit.time), corners, dist, u, v)) {
+        hit.point = pointOfWeights(hit, corners);
+        return;
+    }
+    hit.dist = dist;
+    hit.u = static_cast<float>(std::clamp(u, 0.0, 1.0));
+    hit.v = static_cast<float>(std::clamp(v, 0.0, 1.0 - static_cast<double>(hit.u)));
+    hit.point = wide(ray.org) + wide(ray.dir) * dist;
+}
+
+}  // namespace lumorender

@@ -1,0 +1,114 @@
+#include "geometry/scene_geometry.h"
+
+#include "geometry/embree_kernels.h"
+#include "geometry/flattener.h"
+#include "geometry/mesh.h"
+#include "geometry/surface.h"
+#include "mi/options.h"
+#include "support/messages.h"
+
+#include <tbb/parallel_for.h>
+
+#include <chrono>
+#include <optional>
+
+namespace lumorender {
+
+namespace {
+
+class EmbreeGeometry : public SceneGeometry {
+public:
+    EmbreeGeometry(const Database& database, miTag rootGroup, const miOptions& options)
+        : scene_(flatten(database, rootGroup, options)) {
+        const auto start = std::chrono::steady_clock::now();
+        buildMeshes(database);
+        for (FlatInstance& instance : scene_.instances) {
+            if (!instance.mesh) continue;
+            chooseMaterials(instance);
+            instance.moves = instance.moves || instance.mesh->moves();
+        }
+        const bool timed = options.motion != 0 || options.shutter > options.shutter_delay;
+        kernels_.emplace(scene_.instances, timed);
+        seconds_ = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    }
+
+    bool intersect(const Ray& ray, Hit& hit) const override { return kernels_->intersect(ray, hit); }
+    bool occluded(const Ray& ray) const override { return kernels_->occluded(ray); }
+
+    HitListSizes listSizes(const FlatInstance& instance) const override {
+        return instance.mesh ? listSizesOf(*instance.mesh) : HitListSizes();
+    }
+    void fillState(const Hit& hit, miState& state, const HitLists& lists, bool flipNormals) const override {
+        fillSurface(hit, state, lists, flipNormals);
+    }
+
+    std::span<const FlatInstance> instances() const override { return scene_.instances; }
+    std::span<const FlatElement> lights() const override { return scene_.lights; }
+    std::span<const FlatElement> cameras() const override { return scene_.cameras; }
+    const Placement* placement(miTag instance) const override {
+        const auto found = scene_.placements.find(instance);
+        return found == scene_.placements.end() ? nullptr : &found->second;
+    }
+
+    Statistics statistics() const override {
+        Statistics result;
+        result.instances = scene_.instances.size();
+        result.meshes = meshes_.size();
+        for (const auto& mesh : meshes_) result.triangles += mesh->triangles();
+        result.buildSeconds = seconds_;
+        return result;
+    }
+    void bounds(miVector& low, miVector& high) const override { kernels_->bounds(low, high); }
+
+private:
+    FlatScene scene_;
+    std::vector<std::unique_ptr<Mesh>> meshes_;
+    std::optional<EmbreeKernels> kernels_;
+    double seconds_ = 0;
+
+    /// Of the objects that some ray may hit.
+    void buildMeshes(const Database& database) {
+        std::unordered_map<miTag, std::size_t> numbers;
+        std::vector<miTag> objects;
+        for (const FlatInstance& instance : scene_.instances)
+            if ((instance.flags & EmbreeKernels::kCastBits) != 0 &&
+                numbers.try_emplace(instance.object, objects.size()).second) objects.push_back(instance.object);
+
+        std::vector<std::unique_ptr<Mesh>> built(objects.size());
+        tbb::parallel_for(std::size_t{0}, objects.size(),
+                          [&](std::size_t i) { built[i] = buildObject(database, objects[i]); });
+        for (FlatInstance& instance : scene_.instances) {
+            const auto number = numbers.find(instance.object);
+            if (number != numbers.end()) instance.mesh = built[number->second].get();
+        }
+        for (auto& mesh : built)
+            if (mesh) meshes_.push_back(std::move(mesh));
+    }
+
+    static std::unique_ptr<Mesh> buildObject(const Database& database, miTag object) {
+        const auto* source = database.detail<ObjectSource>(object);
+        if (source) return buildMesh(*source, std::string(database.name(object)));
+        warning("GEOM", "object {} has no geometry that can be traced, left out", quotedName(database, object));
+        return nullptr;
+    }
+
+    /// Labels choose from the instance's list; those beyond it get its first entry.
+    static void chooseMaterials(FlatInstance& instance) {
+        const std::vector<miTag>& list = instance.materials;
+        for (const MeshSurface& surface : instance.mesh->surfaces) {
+            miTag inherited = 0;
+            if (!list.empty()) inherited = list[surface.label < list.size() ? surface.label : 0];
+            const bool own = surface.material && !(instance.overridesMaterial && inherited);
+            instance.surfaceMaterials.push_back(own ? surface.material : inherited);
+        }
+    }
+};
+
+}  // namespace
+
+std::unique_ptr<SceneGeometry> SceneGeometry::build(const Database& database, miTag rootGroup,
+                                                    const miOptions& options) {
+    return std::make_unique<EmbreeGeometry>(database, rootGroup, options);
+}
+
+}  // namespace lumorender

@@ -1,0 +1,217 @@
+#include "geometry/surface.h"
+
+#include "geometry/matrices.h"
+#include "geometry/precise_hit.h"
+#include "geometry/vectors.h"
+#include "mi/vector_math.h"
+
+namespace lumorender {
+
+using namespace vectors;
+
+namespace {
+
+/// Determinant of the texture coordinates' differences in relation to their size, below which they span no area.
+constexpr float kNoTextureArea = 1e-7F;
+
+/// Matrices of an instance at the time of the hit. What stands still is not copied.
+class PlacementAt {
+public:
+    PlacementAt(const FlatInstance& instance, double time)
+        : localToWorld_(instance.placement.localToWorld), worldToLocal_(instance.placement.worldToLocal) {
+        if (instance.moves && time > 0) interpolateTo(instance, time);
+    }
+    PlacementAt(const PlacementAt&) = delete;
+    PlacementAt& operator=(const PlacementAt&) = delete;
+
+    miVector vectorToWorld(const miVector& v) const { return narrow(transformVector(wide(v), localToWorld_)); }
+    miGeoVector normalToWorld(const miGeoVector& n) const { return unit(transformNormal(n, worldToLocal_)); }
+
+private:
+    const double* localToWorld_;
+    const double* worldToLocal_;
+    AffineMatrix interpolated_, inverse_;
+
+    void interpolateTo(const FlatInstance& instance, double time) {
+        interpolated_ = interpolate(instance.placement.localToWorld, instance.placementAtClose.localToWorld, time);
+        inverse_ = identityMatrix();
+        invert(interpolated_.data(), inverse_);
+        localToWorld_ = interpolated_.data();
+        worldToLocal_ = inverse_.data();
+    }
+};
+
+/// Mixes what the three vertices of the hit's triangle have.
+class Mix {
+public:
+    Mix(const Mesh& mesh, const Hit& hit)
+        : vertices_(&mesh.indices[std::size_t{3} * hit.primitive]), weights_{1 - hit.u - hit.v, hit.u, hit.v} {}
+
+    float weight(int corner) const { return weights_[corner]; }
+
+    /// One of `stride` entries per vertex.
+    miVector operator()(const std::vector<miVector>& list, std::size_t stride = 1, std::size_t entry = 0) const {
+        return at(list, 0, stride, entry) * weights_[0] + at(list, 1, stride, entry) * weights_[1] +
+               at(list, 2, stride, entry) * weights_[2];
+    }
+    const miVector& at(const std::vector<miVector>& list, int corner, std::size_t stride, std::size_t entry) const {
+        return list[vertices_[corner] * stride + entry];
+    }
+
+private:
+    const std::uint32_t* vertices_;
+    float weights_[3];
+};
+
+struct Tangents {
+    miVector u, v;
+};
+
+/// How the point moves with the texture coordinates, in object space, and where they do not say: at right angles on the
+/// surface.
+Tangents tangentsOf(const Mesh& mesh, const Mix& mix, std::uint32_t space, const miVector& ab, const miVector& ac,
+                    const miVector& normal) {
+    const miVector& a = mix.at(mesh.textures, 0, mesh.textureSpaces, space);
+    const miVector tb = mix.at(mesh.textures, 1, mesh.textureSpaces, space) - a;
+    const miVector tc = mix.at(mesh.textures, 2, mesh.textureSpaces, space) - a;
+    const float area = tb.x * tc.y - tb.y * tc.x;
+    const float size = std::abs(tb.x * tc.y) + std::abs(tb.y * tc.x);
+    if (std::abs(area) > kNoTextureArea * size && std::isfinite(1 / area))
+        return {(ab * tc.y - ac * tb.y) * (1 / area), (ac * tb.x - ab * tc.x) * (1 / area)};
+    const miVector u = perpendicular(normal);
+    return {u, cross(normal, u)};
+}
+
+/// One hit while its state is filled.
+class SurfaceHit {
+public:
+    SurfaceHit(const Hit& hit, miState& state)
+        : hit_(hit), state_(state), instance_(*hit.instance), mesh_(*instance_.mesh), mix_(mesh_, hit),
+          placement_(instance_, hit.time) {
+        const TriangleCorners corners = cornersAt(mesh_, hit.primitive, hit.time);
+        const miGeoVector ab = corners.b - corners.a, ac = corners.c - corners.a;
+        geometricNormal_ = cross(ab, ac);
+        ab_ = narrow(ab);
+        ac_ = narrow(ac);
+    }
+
+    void fillPlace() {
+        state_.dist = hit_.dist;
+        state_.point = narrow(hit_.point);
+        for (int i = 0; i < 3; ++i) state_.bary[i] = mix_.weight(i);
+        state_.bary[3] = 0;
+        state_.instance = instance_.instance;
+        state_.label = instance_.label;
+        state_.material = instance_.surfaceMaterials[mesh_.surface(hit_.primitive)];
+    }
+
+    void fillNormals(bool flip) {
+        state_.normal_geom = narrow(placement_.normalToWorld(geometricNormal_));
+        state_.normal = state_.normal_geom;
+        if (!mesh_.normals.empty()) {
+            normal_ = mix_(mesh_.normals);
+            if (!isZero(normal_)) state_.normal = narrow(placement_.normalToWorld(wide(normal_)));
+        }
+        state_.inv_normal = miFALSE;
+        state_.dot_nd = dot(state_.normal, state_.dir);
+        if (flip && dot(state_.normal_geom, state_.dir) > 0) miStateFlipNormals(&state_);
+    }
+
+    void fillTextures(const HitLists& lists) {
+        state_.tex_list = mesh_.textureSpaces ? lists.textures : nullptr;
+        state_.tex = {0, 0, 0};
+        if (!state_.tex_list) return;
+        for (std::uint32_t i = 0; i < mesh_.textureSpaces; ++i)
+            state_.tex_list[i] = mix_(mesh_.textures, mesh_.textureSpaces, i);
+        state_.tex = state_.tex_list[0];
+    }
+
+    /// The tangents of the first texture space serve both lists.
+    void fillDerivatives(const HitLists& lists) {
+        const bool bumps = mesh_.textureSpaces > 0 && lists.bumpX && lists.bumpY;
+        state_.bump_x_list = bumps ? lists.bumpX : nullptr;
+        state_.bump_y_list = bumps ? lists.bumpY : nullptr;
+        state_.derivs = mesh_.hasDerivatives() ? lists.derivatives : nullptr;
+        if (!bumps && !state_.derivs) return;
+        const miVector normal = localNormal();
+        if (state_.derivs) fillDerivs(normal);
+        if (!bumps) return;
+        for (std::uint32_t i = 0; i < mesh_.textureSpaces; ++i) fillBump(i, normal);
+    }
+
+    void fillMotion() {
+        state_.motion = {0, 0, 0};
+        if (!instance_.moves) return;
+        const miGeoVector from = wide(mix_(mesh_.positions));
+        const miGeoVector to = mesh_.moves() ? wide(mix_(mesh_.laterPositions.back())) : from;
+        state_.motion = narrow(transformPoint(to, instance_.placementAtClose.localToWorld) -
+                               transformPoint(from, instance_.placement.localToWorld));
+    }
+
+private:
+    const Hit& hit_;
+    miState& state_;
+    const FlatInstance& instance_;
+    const Mesh& mesh_;
+    Mix mix_;
+    PlacementAt placement_;
+    miGeoVector geometricNormal_;
+    miVector ab_, ac_;            ///< sides of the triangle, object space
+    miVector normal_ = {0, 0, 0}; ///< interpolated, object space, any length
+
+    miVector localNormal() const {
+        return isZero(normal_) ? narrow(unit(geometricNormal_)) : unit(normal_);
+    }
+
+    /// What the vertices do not give of the first order follows from the texture coordinates, or else from the normal.
+    void fillDerivs(const miVector& normal) {
+        miVector* derivs = state_.derivs;
+        for (int i = 0; i < miDERIVATIVES; ++i) {
+            const bool given = i < 2 ? mesh_.hasFirstDerivatives : mesh_.hasSecondDerivatives;
+            derivs[i] = given ? placement_.vectorToWorld(mix_(mesh_.derivatives, miDERIVATIVES, std::size_t(i)))
+                              : miVector{0, 0, 0};
+        }
+        if (mesh_.hasFirstDerivatives && !(isZero(derivs[0]) && isZero(derivs[1]))) return;
+        const Tangents tangents = tangentsWithout(normal);
+        derivs[0] = placement_.vectorToWorld(tangents.u);
+        derivs[1] = placement_.vectorToWorld(tangents.v);
+    }
+
+    Tangents tangentsWithout(const miVector& normal) const {
+        if (mesh_.textureSpaces > 0) return tangentsOf(mesh_, mix_, 0, ab_, ac_, normal);
+        const miVector u = perpendicular(normal);
+        return {u, cross(normal, u)};
+    }
+
+    void fillBump(std::uint32_t space, const miVector& normal) {
+        miVector &x = state_.bump_x_list[space], &y = state_.bump_y_list[space];
+        if (!mesh_.bumpX.empty()) {
+            x = mix_(mesh_.bumpX, mesh_.textureSpaces, space);
+            y = mix_(mesh_.bumpY, mesh_.textureSpaces, space);
+            if (!isZero(x) || !isZero(y)) return;
+        }
+        const Tangents tangents = tangentsOf(mesh_, mix_, space, ab_, ac_, normal);
+        x = unit(tangents.u);
+        y = unit(tangents.v);
+    }
+};
+
+}  // namespace
+
+HitListSizes listSizesOf(const Mesh& mesh) {
+    HitListSizes sizes;
+    sizes.textures = sizes.bumps = mesh.textureSpaces;
+    sizes.derivatives = mesh.hasDerivatives();
+    return sizes;
+}
+
+void fillSurface(const Hit& hit, miState& state, const HitLists& lists, bool flipNormals) {
+    SurfaceHit surface(hit, state);
+    surface.fillPlace();
+    surface.fillNormals(flipNormals);
+    surface.fillTextures(lists);
+    surface.fillDerivatives(lists);
+    surface.fillMotion();
+}
+
+}  // namespace lumorender

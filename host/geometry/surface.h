@@ -1,0 +1,15 @@
+// What shaders want to know about a hit.
+#pragma once
+
+#include "geometry/mesh.h"
+#include "geometry/scene_geometry.h"
+
+namespace lumorender {
+
+/// See SceneGeometry::listSizes.
+HitListSizes listSizesOf(const Mesh& mesh);
+
+/// See SceneGeometry::fillState.
+void fillSurface(const Hit& hit, miState& state, const HitLists& lists, bool flipNormals);
+
+}  // namespace lumorender

@@ -1,0 +1,77 @@
+#include "geometry/trace_flags.h"
+
+#include "mi/codes.h"
+
+namespace lumorender {
+
+namespace {
+
+constexpr int kCast = miFLAG_CAST;
+constexpr int kReceive = miFLAG_RECEIVE;
+constexpr int kDontCast = 4;
+constexpr int kDontReceive = 8;
+constexpr int kOff = kDontCast | kDontReceive;
+
+/// These three are switches too: a plain 0 says off, where for the others it says nothing.
+int asSwitch(int value) {
+    return value == 0 ? kOff : value;
+}
+
+bool isSide(char face) {
+    return face == 'f' || face == 'b' || face == 'a';
+}
+
+}  // namespace
+
+void TraceFlags::inherit(Kind kind, int value) {
+    if (value < 0) return;
+    int& given = given_[kind];
+    for (const int pair : {kCast | kDontCast, kReceive | kDontReceive})
+        if (value & pair) given = (given & ~pair) | (value & pair);
+}
+
+void TraceFlags::descend(const InstanceDetail& instance) {
+    inherit(kShadow, instance.shadow);
+    inherit(kReflection, instance.reflection);
+    inherit(kRefraction, instance.refraction);
+    inherit(kTransparency, instance.transparency);
+    inherit(kFinalGather, asSwitch(instance.finalgather));
+    inherit(kCaustic, asSwitch(instance.caustic));
+    inherit(kGlobillum, asSwitch(instance.globillum));
+    if (instance.visible >= 0) visible_ = instance.visible;
+    if (isSide(instance.face)) face_ = instance.face;
+}
+
+int TraceFlags::resolved(Kind kind, int ofObject) const {
+    const int given = given_[kind];
+    int flags = ofObject & (kCast | kReceive);
+    if (given & kDontCast) flags &= ~kCast;
+    if (given & kDontReceive) flags &= ~kReceive;
+    return flags | (given & (kCast | kReceive));
+}
+
+std::uint32_t TraceFlags::resolve(const miObject& object) const {
+    std::uint32_t flags = 0;
+    const auto add = [&](Kind kind, int ofObject, std::uint32_t cast, std::uint32_t receive) {
+        const int value = resolved(kind, ofObject);
+        flags |= (value & kCast ? cast : 0) | (value & kReceive ? receive : 0);
+    };
+    add(kShadow, object.shadow, miTRACE_SHADOW_CAST, miTRACE_SHADOW_RECEIVE);
+    add(kReflection, object.reflection, miTRACE_REFLECTION_CAST, miTRACE_REFLECTION_RECEIVE);
+    add(kRefraction, object.refraction, miTRACE_REFRACTION_CAST, miTRACE_REFRACTION_RECEIVE);
+    add(kTransparency, object.transparency, miTRACE_TRANSPARENCY_CAST, miTRACE_TRANSPARENCY_RECEIVE);
+    add(kFinalGather, object.finalgather, miTRACE_FINALGATHER, 0);
+    add(kCaustic, object.caustic, miTRACE_CAUSTIC, miTRACE_CAUSTIC);
+    add(kGlobillum, object.globillum, miTRACE_GLOBILLUM, miTRACE_GLOBILLUM);
+    if (visible_ >= 0 ? visible_ != 0 : object.visible != 0) flags |= miTRACE_VISIBLE;
+    return flags;
+}
+
+char TraceFlags::face(const miObject& object, char fallback) const {
+    if (face_) return face_;
+    const auto ofObject = static_cast<char>(object.face);
+    if (isSide(ofObject)) return ofObject;
+    return isSide(fallback) ? fallback : 'a';
+}
+
+}  // namespace lumorender
