@@ -1,0 +1,177 @@
+#include "harness.h"
+
+#include <OpenEXR/ImfChannelList.h>
+#include <OpenEXR/ImfFrameBuffer.h>
+#include <OpenEXR/ImfHeader.h>
+#include <OpenEXR/ImfInputFile.h>
+
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <thread>
+
+namespace rendertest {
+
+namespace {
+
+std::string contentOf(const std::filesystem::path& file) {
+    std::ifstream stream(file, std::ios::binary);
+    return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
+}
+
+/// In the child: files take the place of the standard streams, then the program runs.
+[[noreturn]] void become(const std::vector<std::string>& command, const std::filesystem::path& folder) {
+    const auto open = [&](const char* name, int flags, int as) { dup2(::open((folder / name).c_str(), flags, 0600), as); };
+    open("stdin", O_RDONLY, STDIN_FILENO);
+    open("stdout", O_WRONLY | O_CREAT | O_TRUNC, STDOUT_FILENO);
+    open("stderr", O_WRONLY | O_CREAT | O_TRUNC, STDERR_FILENO);
+    std::vector<char*> arguments;
+    for (const std::string& argument : command) arguments.push_back(const_cast<char*>(argument.c_str()));
+    arguments.push_back(nullptr);
+    if (chdir(folder.c_str()) == 0) execv(arguments[0], arguments.data());
+    _exit(127);
+}
+
+/// Waits for the child; past the deadline it is killed.
+int await(pid_t child, int seconds, bool& timedOut) {
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
+    int status = 0;
+    while (waitpid(child, &status, WNOHANG) == 0) {
+        if (!timedOut && std::chrono::steady_clock::now() > deadline) {
+            timedOut = true;
+            kill(child, SIGKILL);
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    }
+    return status;
+}
+
+}  // namespace
+
+Picture::Picture(const std::filesystem::path& path) {
+    Imf::InputFile file(path.c_str());
+    const Imath::Box2i full = file.header().displayWindow();
+    const Imath::Box2i window = file.header().dataWindow();
+    width = full.max.x - full.min.x + 1;
+    height = full.max.y - full.min.y + 1;
+    windowX = window.min.x;
+    windowWidth = window.max.x - window.min.x + 1;
+    windowHeight = window.max.y - window.min.y + 1;
+    windowY = height - 1 - window.max.y;
+
+    const auto count = static_cast<std::size_t>(windowWidth) * static_cast<std::size_t>(windowHeight);
+    const auto stride = 4 * static_cast<std::size_t>(windowWidth);
+    Imf::FrameBuffer buffer;
+    const Imf::ChannelList& list = file.header().channels();
+    for (auto i = list.begin(); i != list.end(); ++i) {
+        Channel& channel = channels_[i.name()];
+        const bool integer = i.channel().type == Imf::UINT;
+        channel.format = integer ? Format::Integer : i.channel().type == Imf::HALF ? Format::Half : Format::Float;
+        char* base = nullptr;
+        if (integer) {
+            channel.integers.resize(count);
+            base = reinterpret_cast<char*>(channel.integers.data());
+        } else {
+            channel.values.resize(count);
+            base = reinterpret_cast<char*>(channel.values.data());
+        }
+        buffer.insert(i.name(), Imf::Slice::Make(integer ? Imf::UINT : Imf::FLOAT, base, window, 4, stride));
+    }
+    file.setFrameBuffer(buffer);
+    file.readPixels(window.min.y, window.max.y);
+}
+
+// Files begin at the top.
+std::size_t Picture::position(int x, int y) const {
+    const int column = x - windowX, row = windowHeight - 1 - (y - windowY);
+    const bool inside = column >= 0 && column < windowWidth && row >= 0 && row < windowHeight;
+    EXPECT_TRUE(inside) << "pixel " << x << " " << y << " is outside the data window";
+    return inside ? static_cast<std::size_t>(row) * static_cast<std::size_t>(windowWidth) +
+                        static_cast<std::size_t>(column)
+                  : 0;
+}
+
+float Picture::at(const std::string& channel, int x, int y) const {
+    const auto found = channels_.find(channel);
+    if (found == channels_.end()) {
+        ADD_FAILURE() << "no channel " << channel;
+        return 0;
+    }
+    return found->second.values.at(position(x, y));
+}
+
+unsigned Picture::labelAt(const std::string& channel, int x, int y) const {
+    const auto found = channels_.find(channel);
+    if (found == channels_.end() || found->second.format != Format::Integer) {
+        ADD_FAILURE() << "no integer channel " << channel;
+        return 0;
+    }
+    return found->second.integers[position(x, y)];
+}
+
+std::vector<std::string> Picture::names() const {
+    std::vector<std::string> result;
+    for (const auto& [name, channel] : channels_) result.push_back(name);
+    return result;
+}
+
+int countOf(const std::string& text, const std::string& part) {
+    int count = 0;
+    for (std::size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + part.size())) ++count;
+    return count;
+}
+
+RenderTest::RenderTest() {
+    std::string name = (std::filesystem::temp_directory_path() / "lumorender-test-XXXXXX").string();
+    if (!mkdtemp(name.data())) throw std::runtime_error("no temporary folder");
+    folder_ = name;
+}
+
+RenderTest::~RenderTest() {
+    std::error_code ignored;
+    std::filesystem::remove_all(folder_, ignored);
+}
+
+Outcome RenderTest::run(const std::vector<std::string>& arguments, const std::string& input) const {
+    std::vector<std::string> command{LUMO_RENDERER};
+    command.insert(command.end(), arguments.begin(), arguments.end());
+    write("stdin", input);
+
+    Outcome outcome;
+    const pid_t child = fork();
+    if (child == 0) become(command, folder_);
+    const int status = await(child, timeoutSeconds, outcome.timedOut);
+    if (WIFEXITED(status)) outcome.exitCode = WEXITSTATUS(status);
+    if (WIFSIGNALED(status)) outcome.signal = WTERMSIG(status);
+    outcome.output = contentOf(path("stdout"));
+    outcome.messages = contentOf(path("stderr"));
+    return outcome;
+}
+
+Outcome RenderTest::renderText(const std::string& scene, const std::vector<std::string>& arguments) const {
+    write("scene.mi", scene);
+    std::vector<std::string> all{"-ld_path", LUMO_TEST_MODULES, "-I", LUMO_TEST_MODULES};
+    all.insert(all.end(), arguments.begin(), arguments.end());
+    all.emplace_back("scene.mi");
+    return run(all);
+}
+
+Picture RenderTest::picture(const std::string& scene, const std::vector<std::string>& arguments,
+                            const std::string& file) const {
+    const Outcome outcome = renderText(scene, arguments);
+    EXPECT_EQ(outcome.exitCode, 0) << "signal " << outcome.signal << "\n" << outcome.messages;
+    EXPECT_FALSE(outcome.says("warning") || outcome.says("error")) << outcome.messages;
+    return Picture(path(file));
+}
+
+void RenderTest::write(const std::string& name, const std::string& content) const {
+    std::ofstream(path(name), std::ios::binary) << content;
+}
+
+}  // namespace rendertest

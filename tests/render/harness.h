@@ -1,0 +1,83 @@
+// Runs lumorender on a scene as a user would, and reads the pictures that it wrote.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace rendertest {
+
+/// An EXR file. Coordinates are those of raster space: pixels of the full image from the lower left corner.
+class Picture {
+public:
+    enum class Format { Half, Float, Integer };
+    struct Channel {
+        Format format = Format::Float;
+        std::vector<float> values;
+        std::vector<unsigned> integers;
+    };
+
+    explicit Picture(const std::filesystem::path& file);
+
+    bool has(const std::string& channel) const { return channels_.contains(channel); }
+    Format format(const std::string& channel) const { return channels_.at(channel).format; }
+    /// Pixels outside the data window fail the test and give 0.
+    float at(const std::string& channel, int x, int y) const;
+    unsigned labelAt(const std::string& channel, int x, int y) const;
+    std::vector<std::string> names() const;
+
+    int width = 0, height = 0;                            ///< of the full image
+    int windowX = 0, windowY = 0, windowWidth = 0, windowHeight = 0;
+
+    const std::map<std::string, Channel>& channels() const { return channels_; }
+
+private:
+    std::size_t position(int x, int y) const;
+
+    std::map<std::string, Channel> channels_;
+};
+
+/// How a run of the program ended, and what it said.
+struct Outcome {
+    int exitCode = -1;      ///< -1 when a signal ended it
+    int signal = 0;
+    bool timedOut = false;
+    std::string output;     ///< standard output
+    std::string messages;   ///< standard error
+
+    bool says(const std::string& text) const { return messages.find(text) != std::string::npos; }
+};
+
+/// Number of times that a text occurs.
+int countOf(const std::string& text, const std::string& part);
+
+/// A test with a folder of its own, in which the program runs. Modules and declarations of tests/modules are found.
+class RenderTest : public ::testing::Test {
+protected:
+    RenderTest();
+    ~RenderTest() override;
+
+    /// Runs the program with exactly these arguments; `input` is its standard input.
+    Outcome run(const std::vector<std::string>& arguments, const std::string& input = {}) const;
+
+    /// Writes the scene to scene.mi and renders it, with the module and include folders and further arguments.
+    Outcome renderText(const std::string& scene, const std::vector<std::string>& arguments = {}) const;
+
+    /// The same, fails the test unless it succeeds without warnings, and reads the picture.
+    Picture picture(const std::string& scene, const std::vector<std::string>& arguments = {},
+                    const std::string& file = "out.exr") const;
+
+    void write(const std::string& name, const std::string& content) const;
+    std::filesystem::path path(const std::string& name) const { return folder_ / name; }
+    bool exists(const std::string& name) const { return std::filesystem::exists(path(name)); }
+
+    int timeoutSeconds = 60;
+
+private:
+    std::filesystem::path folder_;
+};
+
+}  // namespace rendertest

@@ -1,0 +1,46 @@
+#include "scene_text.h"
+
+#include <fmt/format.h>
+
+namespace rendertest {
+
+std::string SceneText::text() const {
+    std::string text;
+    for (const char* module : {"plain_material", "plain_surroundings", "plain_rays", "cxx_lens", "probe_calls",
+                               "probe_rays"})
+        text += fmt::format("link \"{}.so\"\n", module);
+    text += "$include <modules.mi>\n" + before + "\n";
+    text += "options \"opt\" object space trace depth 4 4 8 " + options + " end options\n";
+    text += "camera \"cam\" " + buffers + "\n focal 1 aperture 2 aspect 1 resolution 4 4 " + camera + " end camera\n";
+    text += "instance \"cam_i\" \"cam\" " + cameraPlace + " end instance\n";
+    text += elements + "\n";
+    text += "instgroup \"world\" \"cam_i\" " + members + " end instgroup\n";
+    text += "render \"world\" \"cam_i\" \"opt\"\n" + after + "\n";
+    return text;
+}
+
+std::string wall(const std::string& name, double z, const std::string& material, double size,
+                 const std::string& instance) {
+    return fmt::format(R"(
+object "{0}_object" visible shadow trace
+    group
+        -{2} -{2} {1}  {2} -{2} {1}  {2} {2} {1}  -{2} {2} {1}
+        0 0 0  1 0 0  1 1 0  0 1 0
+        v 0 t 4  v 1 t 5  v 2 t 6  v 3 t 7
+        c 0 1 2 3
+    end group
+end object
+instance "{0}" "{0}_object" material "{3}" {4} end instance
+)",
+                       name, z, size, material, instance);
+}
+
+std::string constantMaterial(const std::string& name, const std::string& color) {
+    return fmt::format("material \"{}\" \"plain_constant\" ( \"color\" {} ) end material\n", name, color);
+}
+
+std::string libraryPrelude() {
+    return "link \"lumovexa.so\"\nlink \"vexabase.so\"\n$include <lumovexa.mi>\n$include <vexabase.mi>\n";
+}
+
+}  // namespace rendertest
