@@ -1,7 +1,7 @@
 /* How the library reaches the renderer: each test uses an instance of the module that has not called anything yet. */
 #include <atomic>
+#include <cstdio>
 #include <dlfcn.h>
-#include <regex>
 #include <thread>
 
 #include "scene.h"
@@ -10,10 +10,12 @@ namespace {
 
 using twin::renderer;
 
-int occurrences(const std::string& text, const std::string& pattern)
+int occurrences(const std::string& text, const std::string& part)
 {
-    const std::regex expression(pattern);
-    return static_cast<int>(std::distance(std::sregex_iterator(text.begin(), text.end(), expression), {}));
+    int count = 0;
+    for (std::size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1))
+        ++count;
+    return count;
 }
 
 class Binding : public twin::LibraryTest {
@@ -61,15 +63,22 @@ TEST_F(Binding, WithoutAHandleEachFunctionSaysSoOnce)
 
 TEST_F(Binding, MissingFunctionsAreNamedOnce)
 {
-    setHandle(dlopen("libm.so.6", RTLD_NOW));
+    void* const handle = dlopen("libm.so.6", RTLD_NOW);
+    setHandle(handle);
     testing::internal::CaptureStderr();
     for (int i = 0; i < 3; ++i) {
         info("never arrives");
         warning("never arrives");
     }
     const std::string said = testing::internal::GetCapturedStderr();
-    EXPECT_EQ(occurrences(said, "dlsym failed on \"mi_info\" \\(handle: 0x0x[0-9a-f]+, error: -?[0-9]+\\)\n"), 1) << said;
-    EXPECT_EQ(occurrences(said, "dlsym failed on \"mi_warning\" \\("), 1) << said;
+    void* saidHandle = nullptr;
+    int error = 0;
+    char end = 0;
+    EXPECT_EQ(std::sscanf(said.c_str(), "dlsym failed on \"mi_info\" (handle: 0x%p, error: %d)%c", &saidHandle, &error, &end),
+              3) << said;
+    EXPECT_EQ(saidHandle, handle);
+    EXPECT_EQ(end, '\n');
+    EXPECT_EQ(occurrences(said, "dlsym failed on \"mi_warning\" ("), 1) << said;
     EXPECT_EQ(occurrences(said, "\n"), 2) << said;
 }
 
