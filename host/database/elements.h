@@ -40,6 +40,11 @@ struct StringOptions : Detail {
     std::map<std::string, Value, std::less<>> values;
 };
 
+/// Of a miSCENE_OPTIONS: what has no place in the record.
+struct OptionsDetail : Detail {
+    std::map<int, std::string> frameBuffers;  ///< `frame buffer N "type"`: user buffers by number, "+" or "-" first
+};
+
 /// One named frame buffer of a camera.
 struct FrameBufferDescription {
     std::string name;

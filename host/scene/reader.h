@@ -31,6 +31,8 @@ struct ReaderSettings {
     std::vector<std::filesystem::path> texturePath;
     bool includePathForQuoted = false;  ///< `-I !dir`
     bool verbosityIsFixed = false;      ///< the command line gave it: the scene's `verbose` is ignored
+    bool filesAllowed = true;           ///< false: the scene may not name further files or modules to be read
+    bool functionsRequired = true;      ///< false: shaders whose function is in no module are taken, for checking only
 };
 
 /// Reads one scene file from beginning to end. Every error says file, line, what was found and what was expected.

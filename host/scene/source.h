@@ -1,0 +1,45 @@
+// The text of a scene file, and places in it.
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <string_view>
+
+namespace lumorender {
+
+/// One file as a whole. Text after its end reads as zero bytes once, so that scanning needs no bounds check per byte.
+class SourceText {
+public:
+    SourceText(std::string name, std::filesystem::path directory, std::string text);
+
+    const std::string& name() const { return name_; }
+    /// Where file names in this text are relative to.
+    const std::filesystem::path& directory() const { return directory_; }
+    const char* begin() const { return text_.data(); }
+    const char* end() const { return text_.data() + text_.size(); }
+
+    /// Line number of a position. Counts on from the last call, because questions come in reading order mostly.
+    std::size_t lineOf(const char* at) const;
+
+private:
+    std::string name_;
+    std::filesystem::path directory_;
+    std::string text_;
+    mutable const char* countedTo_;
+    mutable std::size_t countedLine_ = 1;
+};
+
+/// A position for messages.
+struct Place {
+    const SourceText* source = nullptr;
+    const char* at = nullptr;
+
+    /// "file:line"
+    std::string text() const;
+};
+
+/// Reads a regular file; devices and pipes are refused because a scene could make the host wait on them for ever.
+/// @return empty, or why it failed.
+std::string loadFile(const std::filesystem::path& file, std::string& text);
+
+}  // namespace lumorender
