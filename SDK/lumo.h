@@ -325,6 +325,165 @@ LUMO_API miBoolean passWriteInteger(miState* state, const miInteger* value, Fram
 LUMO_API miBoolean passAddToLightSum(miState* state, const miColor* value, FrameBufferInfo* entry,
                                      const miBoolean* useLight, const miColor* const* reference);
 
+/* ---- Surface materials ----------------------------------------------------------------------------------------- */
+
+/* Result of every surface material: 64 floats. Where only red, green and blue are named, alpha stays 0. */
+typedef struct SurfaceShaderReturnType {
+    miColor color;        /* what the surface looks like; alpha is that of the base color */
+    miColor glowColor;    /* rgb */
+    miColor matteOpacity; /* rgb; kBlackHole in each cuts a hole into the picture */
+    miColor transparency; /* T of the surface, as compositing is to see it: 0 where refracted rays already looked behind */
+    miColor term0;        /* ambient. These copies are written when the composition's mask has the bit of their number */
+    miColor term1;        /* incandescence */
+    miColor term2;        /* indirect light */
+    miColor term3;        /* direct light */
+    miColor term4;        /* direct light without shadow */
+    miColor term5;        /* rgb: share of the light that was blocked */
+    miColor term6;        /* specular */
+    miColor term7;        /* specular, with bit 7; see bc_composite */
+    miColor term8;        /* reflection */
+    miColor term9;        /* refraction */
+    miColor term10;       /* scatter */
+    miColor opacity;      /* rgb: 1 - T */
+} SurfaceShaderReturnType;
+
+static const miScalar kBlackHole = -1000000.0f;
+
+/* Bits of a composition's mask: which terms a surface computes, adds and records. */
+enum {
+    kTermAmbient = 0x1,
+    kTermIncandescence = 0x2,
+    kTermIndirect = 0x4,
+    kTermDirect = 0x8,            /* light as sampled */
+    kTermDirectNoShadow = 0x10,   /* light before shadows */
+    kTermShadowRatio = 0x20,      /* also leaves the weight of secondary rays as it is */
+    kTermSpecular = 0x40,
+    kTermSpecularNoShadow = 0x80,
+    kTermReflection = 0x100,
+    kTermRefraction = 0x200,
+    kTermScatter = 0x400
+};
+
+enum { kCompositionModes = 7 };
+
+typedef struct CompositionState {
+    miInteger mode;   /* 0 to 6; 0 is a normal render, 2 the shadow ratio alone */
+    miUint perLight;  /* 1: the light loop runs */
+    miUint perSample; /* 1: lights trace their shadows */
+    miUint mask;
+} CompositionState;
+
+/* Fills a composition for one of the modes; any other number composes like 0. Mode 6 is for final gathering: outside of
+ * it only indirect light, refraction and reflection are left. */
+LUMO_API void bc_construct(CompositionState* composition, miInteger mode, miState* state);
+
+/* Composes the terms of a surface into its result, in which `transparency` must be set and the rest be 0.
+ *   base, specular  two colors each: with light as sampled, with light before shadows
+ *   scalar          share of the light that was blocked, 0 to 1
+ *   transparency    attenuates what lies on the surface: all but incandescence, specular, reflection and refraction
+ *   hide            the color is black; glow stays
+ *   matteMode       0 black hole (nothing else is written), 1 matteOpacity, 2 matteOpacity times opacity
+ * specular, reflection and scatter may be null. */
+LUMO_API void bc_composite(const CompositionState* composition, SurfaceShaderReturnType* result, const miColor* ambient,
+                           const miColor* incandescence, const miColor* indirect, const miColor* base, miScalar scalar,
+                           const miColor* specular, const miColor* reflection, const miColor* refraction,
+                           const miColor* scatter, const miColor* transparency, miScalar glowScale,
+                           miScalar glowSpecularScale, miBoolean hide, miInteger matteMode, miScalar matteOpacity);
+
+LUMO_API void bc_destruct(CompositionState* composition);
+
+/* ---- Surface materials: models --------------------------------------------------------------------------------- */
+
+LUMO_API extern const miScalar TRANSLUCENCE_ANGLE_FAC; /* -11.5: cosine to which a depth of 1 lets light through */
+LUMO_API extern const miScalar TRANSLUCENCE_FADE;      /* 0.15: range of cosines over which it fades in */
+
+/* Factor of the light that shines through a thin surface.
+ *   cosine     of the shading normal and `direction`; below 0 the light is behind the surface
+ *   direction  from the point to the light, unit length
+ *   focus      0: the same to all sides; towards 1 only straight on. At 1 the exponent is 100000
+ *   depth      0: only light from the front; 1 widens the range of cosines by 11.5
+ *   corners    four of an area light, else null */
+LUMO_API miScalar compute_lambert_translucence(miState* state, miScalar cosine, const miVector* direction,
+                                               miScalar translucence, miScalar focus, miScalar depth,
+                                               const miVector* corners);
+
+/* Indirect light from final gathering or photons at the state's point, times `irradianceColor`, `diffuse` and the
+ * surface color. `irradianceColor` and `irradiance` are addresses inside the running shader's parameter block; a
+ * connected `irradiance` takes the place of the gathering. The number of rays falls with the weight with which this
+ * surface counts in the pixel, between the two importance thresholds of the per-sample record. Alpha is 0. Returns
+ * `result`. */
+LUMO_API miColor* compute_irradiance(miColor* result, const miColor* irradianceColor, miScalar diffuse,
+                                     const miColor* surfaceColor, const miColor* transparency, miScalar glowIntensity,
+                                     const miColor* irradiance, miState* state);
+
+/* How a surface refracts. */
+typedef struct RefractionSettings {
+    miBoolean refractions;        /* off: compositing looks straight through the surface */
+    miScalar refractiveIndex;     /* of the inside, relative to the outside; not above 0: 1 */
+    miScalar refractionDepth;     /* handed on for the material's own use */
+    miScalar lightAbsorbance;     /* light falls to 1/e over a way of 1 / this inside */
+    miScalar surfaceThickness;    /* above 0: a sheet of this thickness instead of the boundary of a solid */
+    miScalar shadowAttenuation;   /* these two are for shadow rays */
+    miScalar transparencyDepth;
+    miBoolean chromaticAberration; /* red, green and blue take ways of their own */
+    miScalar refractionBlur;      /* radius of the cone of rays at distance 1 */
+    miInteger refractionLimit;    /* rays that were refracted this often go on straight */
+    miInteger refractionRays;     /* of a blurred refraction; at least 1 is traced */
+    miBoolean hideSource;         /* the surface itself is not seen, so nothing is traced */
+    miColor transparency;         /* tints what is seen through */
+} RefractionSettings;
+
+/* What is seen through a surface, tinted; also folds the rays' passes into the entries, which are those of
+ * getFrameBufferInfo (count 0: no passes). Returns 1 when rays were traced, so that the surface is to be treated as
+ * opaque from then on; else *result is black. */
+LUMO_API miBoolean compute_refraction(miColor* result, miState* state, const RefractionSettings* settings,
+                                      PassState* passes, miUint count, FrameBufferInfo* entries);
+
+/* How a surface reflects. */
+typedef struct ReflectionSettings {
+    miScalar reflectivity;
+    miColor color;                /* times reflectivity: the weight of the rays' passes */
+    miScalar glowIntensity;       /* handed on for the material's own use */
+    miInteger reflectionLimit;    /* rays that were reflected this often reflect no more */
+    miScalar reflectionBlur;      /* radius of the cone of rays at distance 1 */
+    miInteger reflectionRays;     /* of a blurred reflection; at least 1 is traced */
+    miVector normal;              /* shading normal */
+    miScalar normalEye;           /* cosine of the normal and the direction to the eye */
+} ReflectionSettings;
+
+/* The color that is reflected, not yet times color and reflectivity; passes as above. Returns 1 when rays were traced;
+ * else *result is black. */
+LUMO_API miBoolean compute_reflection(miColor* result, miState* state, const ReflectionSettings* settings,
+                                      PassState* passes, miUint count, FrameBufferInfo* entries);
+
+/* Light that entered a surface elsewhere. */
+typedef struct ScatterSettings {
+    miScalar scatterRadius;
+    miColor scatterColor;
+    miScalar scatterAccuracy;
+    miInteger scatterFalloff, scatterLimit, scatterCache;
+    miScalar diffuse;
+    miColor color;
+    miScalar translucence, translucenceFocus, translucenceDepth;
+    const miVector* normalCamera;    /* these three are addresses in the parameter block */
+    const miColor* irradiance;
+    const miColor* irradianceColor;
+} ScatterSettings;
+
+typedef struct ScatterCache ScatterCache;
+
+/* Gives no light yet: *result is black, and the result 0. `cache` is the address of the material's cache. */
+LUMO_API miBoolean compute_scatter(miColor* result, miState* state, const ScatterSettings* settings,
+                                   ScatterCache* const* cache);
+
+/* Frees a cache; null is allowed. */
+LUMO_API void destroy_scatter(ScatterCache* cache);
+
+/* Two unit vectors in the tangent plane: along the surface's derivatives in u and v (not at right angles, as a rule).
+ * Returns 1; or 0 when the surface has none that span a plane, and gives two vectors at right angles around the normal,
+ * so that the result is always of use. A normal that is no direction gives the x and y axes. */
+LUMO_API miBoolean get_derivs(const miState* state, miVector* u, miVector* v);
+
 #ifdef __cplusplus
 } /* extern "C" */
 

@@ -15,6 +15,9 @@ set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 # What people get lies side by side in the build folder: lumorender, lumovexa.so, vexabase.so, lumovexa.mi.
 set(LUMO_PRODUCT_DIR ${CMAKE_BINARY_DIR})
 
+# Folders use each other's packages through the targets they link.
+set(CMAKE_FIND_PACKAGE_TARGETS_GLOBAL TRUE)
+
 find_program(CCACHE_PROGRAM ccache)
 if(CCACHE_PROGRAM)
     set(CMAKE_C_COMPILER_LAUNCHER ${CCACHE_PROGRAM})

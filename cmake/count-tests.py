@@ -36,7 +36,9 @@ def main(folder):
         elif not crashed:
             skipped += 1
         failed += crashed
-    print(f"{passed} passed, {failed} failed" + (f", {skipped} skipped" if skipped else ""))
+    if skipped:
+        print(f"{skipped} skipped")
+    print(f"{passed} passed, {failed} failed")
     return 1 if failed or not passed else 0
 
 

@@ -12,6 +12,8 @@
  *     transparency   per channel; black is opaque
  *     ior            index of refraction of the coat, 1.5 for glass and glaze; the higher, the more it reflects
  *     reflection     tint of what is reflected: white for glaze and glass, the metal's color for metals
+ *     ripple         slope of waves on the coat, 0 for none
+ *     ripple_size    their length in world space
  *
  * Use
  *     shader "body" "example_clay" ("color" .9 .9 .9)
@@ -24,10 +26,38 @@ struct example_glaze {
     miColor transparency;
     miScalar ior;
     miColor reflection;
+    miScalar ripple;
+    miScalar ripple_size;
 };
 
 DLLEXPORT int example_glaze_version(void);
 DLLEXPORT miBoolean example_glaze(miColor *result, miState *state, struct example_glaze *parameters);
+
+/* The mirrored direction on a surface that noise tilts. The state's normal is put back: shaders that follow in the
+ * material's list want the surface as it is. */
+static void rippled_reflection(miVector *dir, miState *state, miScalar ripple, miScalar size)
+{
+    const miVector normal = state->normal;
+    miVector point, slope;
+
+    mi_point_to_world(state, &point, &state->point);
+    mi_vector_mul(&point, 1.0f / miMAX(size, 1e-6f));
+    mi_noise_3d_grad(&point, &slope);
+    mi_vector_mul(&slope, ripple);
+    mi_vector_from_world(state, &slope, &slope);
+    mi_vector_sub(&state->normal, &state->normal, &slope);
+    mi_vector_normalize(&state->normal);
+    mi_reflection_dir(dir, state);
+    state->normal = normal;
+
+    /* A reflection that would dive into the surface is lifted to skim it. */
+    if (mi_vector_dot(dir, &state->normal_geom) < 0.001f) {
+        miVector lift = state->normal_geom;
+        mi_vector_mul(&lift, 0.001f - mi_vector_dot(dir, &state->normal_geom));
+        mi_vector_add(dir, dir, &lift);
+        mi_vector_normalize(dir);
+    }
+}
 
 DLLEXPORT int example_glaze_version(void)
 {
@@ -39,6 +69,7 @@ DLLEXPORT miBoolean example_glaze(miColor *result, miState *state, struct exampl
     const miColor transparency = *mi_eval_color(&parameters->transparency);
     const miColor tint = *mi_eval_color(&parameters->reflection);
     const miScalar ior = miMAX(1.0f, *mi_eval_scalar(&parameters->ior));
+    const miScalar ripple = *mi_eval_scalar(&parameters->ripple);
     const miScalar root = (ior - 1.0f) / (ior + 1.0f);
     const miScalar grazing = 1.0f - miMIN(1.0f, fabsf(state->dot_nd));
     const miScalar fresnel = root * root + (1.0f - root * root) * powf(grazing, 5.0f);
@@ -51,7 +82,10 @@ DLLEXPORT miBoolean example_glaze(miColor *result, miState *state, struct exampl
         mi_trace_transparent(&behind, state);
 
     /* Beyond the trace depth the environment stands in for the reflection. */
-    mi_reflection_dir(&dir, state);
+    if (ripple > 0.0f)
+        rippled_reflection(&dir, state, ripple, *mi_eval_scalar(&parameters->ripple_size));
+    else
+        mi_reflection_dir(&dir, state);
     if (!mi_trace_reflection(&mirrored, state, &dir))
         mi_trace_environment(&mirrored, state, &dir);
 

@@ -150,8 +150,8 @@ def write_geometry(folder):
 
 def write_textures(folder):
     folder.mkdir(parents=True, exist_ok=True)
-    images.write_png(folder / "porcelain.png", 512, 256, images.porcelain)
-    images.write_png(folder / "tile.png", 192, 192, images.tile)
+    images.write_png(folder / "porcelain.png", 512, 512, images.porcelain)
+    images.write_png(folder / "tile.png", 256, 256, images.tile)
     images.write_png(folder / "stripes.png", 512, 64, images.stripes)
     images.write_png(folder / "pennant.png", 256, 144, images.pennant)
 

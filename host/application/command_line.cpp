@@ -43,6 +43,14 @@ int verbosityOf(const std::string& text) {
     return level;
 }
 
+/// "0,2" or "2": minimum and maximum level. One number is the maximum, as in the scene language.
+std::pair<int, int> sampleLevels(const std::string& text) {
+    int levels[2] = {};
+    const int found = std::sscanf(text.c_str(), "%d,%d", &levels[0], &levels[1]);
+    if (found < 1) throw CLI::ValidationError("-samples", "found \"" + text + "\", expected one or two numbers");
+    return found == 1 ? std::pair{levels[0] - 2, levels[0]} : std::pair{levels[0], levels[1]};
+}
+
 /// The options have one dash and long names, which may be shortened as long as they stay unambiguous.
 class Spelling {
 public:
@@ -69,22 +77,33 @@ private:
     std::vector<std::string> names_;
 };
 
-/// Joins `-link a b --` into options of one value each, so that the scene's name is not taken for one of them.
+bool isNumber(const std::string& text) {
+    return !text.empty() && text.find_first_not_of("+-.0123456789") == std::string::npos;
+}
+
+/// Options take a fixed number of values here, so that the scene's name is not taken for one of them: `-link a b --`
+/// becomes two options, and `-samples 0 2` one option with its numbers joined.
 std::vector<std::string> spellOut(const std::vector<std::string>& arguments, const Spelling& spelling) {
     std::vector<std::string> result;
+    const auto isListEnd = [&](std::size_t from) {
+        return std::find(arguments.begin() + static_cast<std::ptrdiff_t>(from), arguments.end(), "--") !=
+               arguments.end();
+    };
     for (std::size_t i = 0; i < arguments.size(); ++i) {
         const std::string argument = spelling.full(arguments[i]);
-        const bool closed =
-            argument == "--link" && std::find(arguments.begin() + static_cast<std::ptrdiff_t>(i), arguments.end(),
-                                              "--") != arguments.end();
-        if (!closed) {
-            result.push_back(argument);
+        if (argument == "--link" && isListEnd(i)) {
+            for (++i; i < arguments.size() && arguments[i] != "--"; ++i) {
+                result.push_back(argument);
+                result.push_back(arguments[i]);
+            }
             continue;
         }
-        for (++i; i < arguments.size() && arguments[i] != "--"; ++i) {
-            result.push_back(argument);
-            result.push_back(arguments[i]);
-        }
+        result.push_back(argument);
+        if (argument != "--samples") continue;
+        std::string numbers;
+        for (; i + 1 < arguments.size() && isNumber(arguments[i + 1]); ++i)
+            numbers += (numbers.empty() ? "" : ",") + arguments[i + 1];
+        if (!numbers.empty()) result.back() += "=" + numbers;
     }
     return result;
 }
@@ -104,29 +123,33 @@ std::optional<int> readCommandLine(int argumentCount, const char* const* argumen
     std::string scene;
     std::string verbose;
     std::vector<int> resolution;
-    std::vector<int> samples;
+    std::string samples;
     std::vector<std::string> libraries;
     std::vector<std::string> includes;
     std::vector<std::string> textures;
     std::string fileName;
     std::string fileDirectory;
     app.add_option("scene", scene, "The scene file; .mi is added where it is missing");
-    app.add_option("--verbose", verbose, "on, off, or how many message classes: 0 none ... 7 all");
+    app.add_option("--verbose,--v", verbose, "on, off, or how many message classes: 0 none ... 7 all");
     app.add_option("--threads", result.render.tiles.threads, "Threads that render; one per core without it")
         ->check(CLI::Range(1, 1024));
     app.add_option("--resolution", resolution, "Pixels in x and y")->expected(2);
-    app.add_option("--samples", samples, "Minimum and maximum level: n means 4^n samples per pixel")->expected(1, 2);
+    app.add_option("--samples", samples, "Minimum and maximum level: n means 4^n samples per pixel");
     app.add_option("--task_size", result.render.tiles.tileSize, "Edge of a tile in pixels")->check(CLI::Range(1, 4096));
     app.add_option("--file_name,--o", fileName, "Name of the first image file");
     app.add_option("--file_dir", fileDirectory, "Folder in which relative file names begin");
     app.add_option("--link", result.links, "Shader module to load before the scene; a list ends with --")
-        ->expected(1)->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+        ->expected(1)->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
+        ->allow_extra_args(false);
     app.add_option("--ld_path,--L", libraries, "Folders with shader modules, separated by colons")->expected(1)
-        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
+        ->allow_extra_args(false);
     app.add_option("--I", includes, "Folders for $include, separated by colons")->expected(1)
-        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
+        ->allow_extra_args(false);
     app.add_option("--T", textures, "Folders with textures, separated by colons")->expected(1)
-        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
+        ->allow_extra_args(false);
     app.add_flag("--texture_continue", result.render.continueWithoutTextures, "Render although a texture is missing");
     app.add_flag("--allow_paths", result.allowPaths, "Let scenes link modules from anywhere, not only from the module folders");
     app.add_flag("--preview", result.render.previews, "Write a PNG of the picture and a sheet of all passes beside it");
@@ -140,6 +163,7 @@ std::optional<int> readCommandLine(int argumentCount, const char* const* argumen
         std::reverse(given.begin(), given.end());
         app.parse(given);
         if (!verbose.empty()) result.verbosity = verbosityOf(verbose);
+        if (!samples.empty()) result.render.samples = sampleLevels(samples);
     } catch (const CLI::ParseError& error) {
         const int code = app.exit(error);
         return code == 0 ? 0 : 2;
@@ -147,8 +171,6 @@ std::optional<int> readCommandLine(int argumentCount, const char* const* argumen
 
     result.scene = sceneFile(scene);
     if (resolution.size() == 2) result.render.resolution = {resolution[0], resolution[1]};
-    if (samples.size() == 1) result.render.samples = {samples[0] - 2, samples[0]};
-    if (samples.size() == 2) result.render.samples = {samples[0], samples[1]};
     result.render.fileName = fileName;
     result.render.fileDirectory = fileDirectory;
     const auto append = [](std::vector<std::filesystem::path>& to, const std::vector<std::string>& lists) {

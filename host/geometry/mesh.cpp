@@ -29,7 +29,7 @@ bool hasArea(const miVector& a, const miVector& b, const miVector& c) {
 /// What the vertices of all groups have: it decides which lists the mesh gets.
 struct Contents {
     std::size_t vertices = 0, polygons = 0, corners = 0;
-    bool normals = false, bumps = false, firstDerivatives = false, secondDerivatives = false;
+    bool normals = false, bumps = false, derivatives = false;
     std::uint32_t textures = 0, motions = 0;
 
     void add(const PolygonGroupSource& group) {
@@ -38,8 +38,7 @@ struct Contents {
         corners += group.corners.size();
         for (const VertexSource& vertex : group.vertices) {
             normals = normals || vertex.normal >= 0;
-            firstDerivatives = firstDerivatives || vertex.derivatives == 2 || vertex.derivatives == 5;
-            secondDerivatives = secondDerivatives || vertex.derivatives == 3 || vertex.derivatives == 5;
+            derivatives = derivatives || vertex.derivatives > 0;
             textures = std::max<std::uint32_t>(textures, vertex.textures);
             motions = std::max<std::uint32_t>(motions, vertex.motions);
             for (std::uint32_t t = 0; t < vertex.textures; ++t) {
@@ -95,8 +94,6 @@ private:
     /// One element more than is used: the ray tracing kernels read 16 bytes where a vertex has 12.
     void makeLists() {
         mesh_->textureSpaces = contents_.textures;
-        mesh_->hasFirstDerivatives = contents_.firstDerivatives;
-        mesh_->hasSecondDerivatives = contents_.secondDerivatives;
         mesh_->laterPositions.resize(contents_.motions);
         mesh_->positions.reserve(contents_.vertices + 1);
         for (auto& step : mesh_->laterPositions) step.reserve(contents_.vertices + 1);
@@ -146,7 +143,7 @@ private:
     }
 
     void addDerivatives(const PolygonGroupSource& group, const VertexSource& vertex, std::size_t extra) {
-        if (!contents_.firstDerivatives && !contents_.secondDerivatives) return;
+        if (!contents_.derivatives) return;
         const std::uint32_t skipped = vertex.derivatives == 3 ? 2 : 0;  // duu dvv duv without du dv
         for (std::uint32_t i = 0; i < miDERIVATIVES; ++i) {
             const bool given = i >= skipped && i - skipped < vertex.derivatives;

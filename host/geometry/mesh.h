@@ -32,9 +32,7 @@ struct Mesh {
     std::vector<miVector> bumpX;        ///< likewise, as given
     std::vector<miVector> bumpY;
 
-    bool hasFirstDerivatives = false;
-    bool hasSecondDerivatives = false;
-    std::vector<miVector> derivatives;  ///< 5 per vertex
+    std::vector<miVector> derivatives;  ///< 5 per vertex, as given
 
     std::vector<std::uint32_t> indices;         ///< three vertices per triangle
     std::vector<MeshSurface> surfaces;          ///< the different ones, at least one
@@ -43,7 +41,7 @@ struct Mesh {
     std::size_t triangles() const { return indices.size() / 3; }
     std::size_t vertices() const { return positions.size(); }
     bool moves() const { return !laterPositions.empty(); }
-    bool hasDerivatives() const { return hasFirstDerivatives || hasSecondDerivatives || textureSpaces > 0; }
+    bool hasDerivatives() const { return !derivatives.empty() || textureSpaces > 0; }
     std::uint32_t surface(std::uint32_t triangle) const {
         return surfaceOfTriangle.empty() ? 0 : surfaceOfTriangle[triangle];
     }

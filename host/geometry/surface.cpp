@@ -67,19 +67,18 @@ struct Tangents {
     miVector u, v;
 };
 
-/// How the point moves with the texture coordinates, in object space, and where they do not say: at right angles on the
-/// surface.
-Tangents tangentsOf(const Mesh& mesh, const Mix& mix, std::uint32_t space, const miVector& ab, const miVector& ac,
-                    const miVector& normal) {
+/// How the point moves with the texture coordinates, in object space. False where they do not say.
+bool tangentsOf(const Mesh& mesh, const Mix& mix, std::uint32_t space, const miVector& ab, const miVector& ac,
+                Tangents& tangents) {
     const miVector& a = mix.at(mesh.textures, 0, mesh.textureSpaces, space);
     const miVector tb = mix.at(mesh.textures, 1, mesh.textureSpaces, space) - a;
     const miVector tc = mix.at(mesh.textures, 2, mesh.textureSpaces, space) - a;
     const float area = tb.x * tc.y - tb.y * tc.x;
     const float size = std::abs(tb.x * tc.y) + std::abs(tb.y * tc.x);
-    if (std::abs(area) > kNoTextureArea * size && std::isfinite(1 / area))
-        return {(ab * tc.y - ac * tb.y) * (1 / area), (ac * tb.x - ab * tc.x) * (1 / area)};
-    const miVector u = perpendicular(normal);
-    return {u, cross(normal, u)};
+    const float inverse = 1 / area;
+    if (!(std::abs(area) > kNoTextureArea * size) || !std::isfinite(inverse)) return false;
+    tangents = {(ab * tc.y - ac * tb.y) * inverse, (ac * tb.x - ab * tc.x) * inverse};
+    return true;
 }
 
 /// One hit while its state is filled.
@@ -126,17 +125,18 @@ public:
         state_.tex = state_.tex_list[0];
     }
 
-    /// The tangents of the first texture space serve both lists.
+    /// The tangents of the first texture space serve derivatives and bump bases.
     void fillDerivatives(const HitLists& lists) {
         const bool bumps = mesh_.textureSpaces > 0 && lists.bumpX && lists.bumpY;
         state_.bump_x_list = bumps ? lists.bumpX : nullptr;
         state_.bump_y_list = bumps ? lists.bumpY : nullptr;
         state_.derivs = mesh_.hasDerivatives() ? lists.derivatives : nullptr;
         if (!bumps && !state_.derivs) return;
-        const miVector normal = localNormal();
-        if (state_.derivs) fillDerivs(normal);
+        const Tangents tangents = tangentsIn(0);
+        if (state_.derivs) fillDerivs(tangents);
         if (!bumps) return;
-        for (std::uint32_t i = 0; i < mesh_.textureSpaces; ++i) fillBump(i, normal);
+        fillBump(0, tangents);
+        for (std::uint32_t i = 1; i < mesh_.textureSpaces; ++i) fillBump(i, tangentsIn(i));
     }
 
     void fillMotion() {
@@ -159,38 +159,36 @@ private:
     miVector ab_, ac_;            ///< sides of the triangle, object space
     miVector normal_ = {0, 0, 0}; ///< interpolated, object space, any length
 
-    miVector localNormal() const {
-        return isZero(normal_) ? narrow(unit(geometricNormal_)) : unit(normal_);
-    }
-
-    /// What the vertices do not give of the first order follows from the texture coordinates, or else from the normal.
-    void fillDerivs(const miVector& normal) {
-        miVector* derivs = state_.derivs;
-        for (int i = 0; i < miDERIVATIVES; ++i) {
-            const bool given = i < 2 ? mesh_.hasFirstDerivatives : mesh_.hasSecondDerivatives;
-            derivs[i] = given ? placement_.vectorToWorld(mix_(mesh_.derivatives, miDERIVATIVES, std::size_t(i)))
-                              : miVector{0, 0, 0};
-        }
-        if (mesh_.hasFirstDerivatives && !(isZero(derivs[0]) && isZero(derivs[1]))) return;
-        const Tangents tangents = tangentsWithout(normal);
-        derivs[0] = placement_.vectorToWorld(tangents.u);
-        derivs[1] = placement_.vectorToWorld(tangents.v);
-    }
-
-    Tangents tangentsWithout(const miVector& normal) const {
-        if (mesh_.textureSpaces > 0) return tangentsOf(mesh_, mix_, 0, ab_, ac_, normal);
+    /// Along the texture coordinates; where they say nothing, any two at right angles on the surface.
+    Tangents tangentsIn(std::uint32_t space) const {
+        Tangents tangents;
+        if (space < mesh_.textureSpaces && tangentsOf(mesh_, mix_, space, ab_, ac_, tangents)) return tangents;
+        const miVector normal = isZero(normal_) ? narrow(unit(geometricNormal_)) : unit(normal_);
         const miVector u = perpendicular(normal);
         return {u, cross(normal, u)};
     }
 
-    void fillBump(std::uint32_t space, const miVector& normal) {
+    /// Vertices give zero for what they do not give.
+    void fillDerivs(const Tangents& tangents) {
+        miVector* derivs = state_.derivs;
+        if (mesh_.derivatives.empty()) {
+            for (int i = 2; i < miDERIVATIVES; ++i) derivs[i] = {0, 0, 0};
+        } else {
+            for (std::size_t i = 0; i < miDERIVATIVES; ++i)
+                derivs[i] = placement_.vectorToWorld(mix_(mesh_.derivatives, miDERIVATIVES, i));
+            if (!isZero(derivs[0]) || !isZero(derivs[1])) return;
+        }
+        derivs[0] = placement_.vectorToWorld(tangents.u);
+        derivs[1] = placement_.vectorToWorld(tangents.v);
+    }
+
+    void fillBump(std::uint32_t space, const Tangents& tangents) {
         miVector &x = state_.bump_x_list[space], &y = state_.bump_y_list[space];
         if (!mesh_.bumpX.empty()) {
             x = mix_(mesh_.bumpX, mesh_.textureSpaces, space);
             y = mix_(mesh_.bumpY, mesh_.textureSpaces, space);
             if (!isZero(x) || !isZero(y)) return;
         }
-        const Tangents tangents = tangentsOf(mesh_, mix_, space, ab_, ac_, normal);
         x = unit(tangents.u);
         y = unit(tangents.v);
     }

@@ -62,6 +62,29 @@ miBoolean mi_instance_lightlist(int* n, miTag** lights, miState* state) {
     return miTRUE;
 }
 
+int mi_global_lights_info(miTag** lights) {
+    static thread_local std::vector<miTag> list;
+    list.clear();
+    const Database& database = hostDatabase();
+    for (miTag tag = 1; tag < database.end(); ++tag) {
+        const auto* instance = database.as<miInstance>(tag, miSCENE_INSTANCE);
+        if (instance && database.type(instance->item) == miSCENE_LIGHT) list.push_back(tag);
+    }
+    if (lights) *lights = list.data();
+    return static_cast<int>(list.size());
+}
+
+void mi_light_info(miTag light, miVector* origin, miVector* dir, void** parameters) {
+    const Database& database = hostDatabase();
+    if (const auto* instance = database.as<miInstance>(light, miSCENE_INSTANCE)) light = instance->item;
+    const auto* record = database.as<miLight>(light, miSCENE_LIGHT);
+    if (!record) return;
+    if (origin) *origin = record->origin;
+    if (dir) *dir = record->direction;
+    auto* function = database.as<miFunction>(record->shader, miSCENE_FUNCTION);
+    if (parameters) *parameters = function ? function->parameters : nullptr;
+}
+
 miBoolean mi_inclusive_lightlist(int* n, miTag** lights, miState* state) {
     return shaderList(n, lights, state, false);
 }

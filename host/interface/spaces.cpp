@@ -61,4 +61,12 @@ void mi_point_to_raster(const miState* state, miVector* result, const miVector* 
     *result = camera ? camera->worldToRaster(*point) : *point;
 }
 
+/* The sample's place in the image as a fraction of its width and height. */
+miBoolean mi_raster_unit(miState* state, miScalar* x, miScalar* y) {
+    if (!state->camera) return miFALSE;
+    *x = state->raster_x / static_cast<miScalar>(state->camera->x_resolution);
+    *y = state->raster_y / static_cast<miScalar>(state->camera->y_resolution);
+    return miTRUE;
+}
+
 }  // extern "C"

@@ -11,7 +11,7 @@ namespace {
 bool lookup(miColor& result, miState* state, miTag tag, const miVector& coord) {
     ThreadContext& context = contextOf(state);
     if (const Texture* texture = context.scene->textures ? context.scene->textures->find(tag) : nullptr)
-        return texture->lookup(result, coord.x, coord.y, context.scene->textures->isFiltered(tag));
+        return texture->lookup(result, coord.x, coord.y, true);
     const int type = context.scene->database->type(tag);
     if (type != miSCENE_FUNCTION && type != miSCENE_FLIST) return false;
 

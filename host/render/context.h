@@ -86,7 +86,6 @@ struct ThreadContext {
     int ray = 0;                         ///< depth of the running ray
     std::size_t lens = 0;                ///< position in the camera's lens list
     miStage stage = miSTAGE_UNKNOWN;
-    std::uint64_t random = 0;
     bool sampling = false;               ///< frame buffers may be written
     bool sampleMoves = false;            ///< the sample's ray met moving geometry
     bool opacityIsSet = false;

@@ -83,6 +83,12 @@ private:
             options_->max_samples = settings_.samples->second;
         }
         if (settings_.tiles.tileSize == 0) settings_.tiles.tileSize = options_->task_size;
+        if (options_->filter != 'b')
+            warning("RC", "options \"{}\": only the box filter is supported so far; samples are averaged in their pixel",
+                    database_.name(scene_.optionsTag));
+        if (options_->min_samples < options_->max_samples)
+            info("RC", "every pixel takes the larger number of samples, 4^{}; contrast is not looked at",
+                 std::max(options_->max_samples, 0));
     }
 
     std::unique_ptr<Camera> buildScene() {

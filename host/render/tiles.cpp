@@ -7,13 +7,13 @@
 #include "render/state_shaders.h"
 #include "render/tracing.h"
 #include "support/abort.h"
+#include "support/messages.h"
+#include "support/quasi_random.h"
 
-#include <tbb/global_control.h>
-#include <tbb/task_arena.h>
-#include <tbb/task_group.h>
+#include <pthread.h>
 
 #include <algorithm>
-#include <latch>
+#include <deque>
 #include <mutex>
 #include <new>
 #include <thread>
@@ -103,9 +103,8 @@ private:
         const double interval = scene_.options->shutter - scene_.options->shutter_delay;
         state.time = scene_.options->shutter_delay;
         if (interval > 0) state.time += static_cast<float>(interval * position.time);
-        state.qmc_instance = hashOf(static_cast<std::uint32_t>(x), static_cast<std::uint32_t>(y),
-                                    static_cast<std::uint32_t>(sample));
-        context_.random = state.qmc_instance;
+        seedEyeState(state, mixSeeds(static_cast<std::uint32_t>(x), static_cast<std::uint32_t>(y)),
+                     static_cast<std::uint32_t>(sample));
         scene_.projection->eyeRay(x + position.x, y + position.y, interval > 0 ? position.time : 0, state.org,
                                   state.dir);
     }
@@ -121,20 +120,35 @@ private:
     PixelSampler sampler_;
 };
 
-/// Runs `body(index)` on so many threads with stacks that are deep enough for shaders, and waits for all of them.
+/// A thread whose stack is deep enough for shaders, which the standard library's threads do not offer.
+class DeepThread {
+public:
+    explicit DeepThread(std::function<void()> body) : body_(std::move(body)) {
+        pthread_attr_t attributes;
+        pthread_attr_init(&attributes);
+        pthread_attr_setstacksize(&attributes, kThreadStack);
+        const int failed = pthread_create(&thread_, &attributes, &DeepThread::run, this);
+        pthread_attr_destroy(&attributes);
+        if (failed) throw Failure("the system gives no further thread");
+    }
+    ~DeepThread() { pthread_join(thread_, nullptr); }
+    DeepThread(const DeepThread&) = delete;
+    DeepThread& operator=(const DeepThread&) = delete;
+
+private:
+    static void* run(void* self) {
+        static_cast<DeepThread*>(self)->body_();
+        return nullptr;
+    }
+
+    std::function<void()> body_;
+    pthread_t thread_ = {};
+};
+
+/// Runs `body(index)` on so many threads and waits for all of them. A sample stays on its thread: nothing is stolen.
 void onThreads(int threads, const std::function<void(int)>& body) {
-    const tbb::global_control parallelism(tbb::global_control::max_allowed_parallelism,
-                                          static_cast<std::size_t>(threads) + 1);
-    const tbb::global_control stack(tbb::global_control::thread_stack_size, kThreadStack);
-    // No slot is kept for the calling thread, whose stack has whatever size the user's shell gave it.
-    tbb::task_arena arena(threads, 0);
-    std::latch done(threads);
-    for (int i = 0; i < threads; ++i)
-        arena.enqueue([&, i] {
-            tbb::this_task_arena::isolate([&] { body(i); });
-            done.count_down();
-        });
-    done.wait();
+    std::deque<DeepThread> running;
+    for (int i = 0; i < threads; ++i) running.emplace_back([&body, i] { body(i); });
 }
 
 }  // namespace

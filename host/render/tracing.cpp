@@ -6,7 +6,7 @@
 #include "mi/material.h"
 #include "mi/options.h"
 #include "render/shader_calls.h"
-#include "support/messages.h"
+#include "support/quasi_random.h"
 
 #include <algorithm>
 #include <cmath>
@@ -146,6 +146,7 @@ RayRecord& childRay(ThreadContext& context, miState* state) {
     record->state = *state;
     record->state.parent = state;
     record->state.child = nullptr;
+    seedChildState(record->state, *state);
     record->hit = {};
     return *record;
 }

@@ -109,14 +109,18 @@ Parameter resultOf(const SceneContext& scene, miTag function) {
 }
 
 bool isConnectable(const Parameter& parameter, const Parameter& result) {
-    if (parameter.isArray || result.isArray) return false;
     const auto isWord = [](miParam_type type) { return type == miTYPE_BOOLEAN || type == miTYPE_INTEGER; };
+    // Of an array it is one element that is connected; arrays inside of records cannot be.
+    const auto fits = [](const Parameter& member, const Parameter& source) {
+        return !member.isArray && !source.isArray && isConnectable(member, source);
+    };
     if (parameter.type == miTYPE_STRUCT) {
         return result.type == miTYPE_STRUCT && parameter.members.size() <= result.members.size() &&
-               std::equal(parameter.members.begin(), parameter.members.end(), result.members.begin(), isConnectable);
+               std::equal(parameter.members.begin(), parameter.members.end(), result.members.begin(), fits);
     }
     if (parameter.type == result.type || (isWord(parameter.type) && isWord(result.type))) return true;
-    return result.type == miTYPE_STRUCT && !result.members.empty() && isConnectable(parameter, result.members.front());
+    return result.type == miTYPE_STRUCT && !result.members.empty() &&
+           !result.members.front().isArray && isConnectable(parameter, result.members.front());
 }
 
 ConnectedShader findConnected(SceneContext& scene, const std::string& name) {

@@ -208,7 +208,7 @@ void OptionsReader::readFrameBuffer() {
 }
 
 void OptionsReader::readStateShaders() {
-    in.expect("shader");
+    in.accept("shader");  // some writers put the word, some leave it out
     if (!in.accept('[')) {
         options.state_func = readShaderList(scene);
         return;

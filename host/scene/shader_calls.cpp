@@ -73,14 +73,13 @@ std::vector<miTag> shadersOf(const SceneContext& scene, miTag slot) {
 }
 
 miTag readShaderList(SceneContext& scene) {
+    std::vector<miTag> slots;
+    while (atShader(scene.in)) slots.push_back(scene.in.accept('=') ? readReused(scene) : readCall(scene, {}));
+    // A single one is referred to itself, so that later changes of a named list show.
+    if (slots.size() < 2) return slots.empty() ? miNULLTAG : slots.front();
     std::vector<miTag> functions;
-    miTag single = miNULLTAG;
-    while (atShader(scene.in)) {
-        single = scene.in.accept('=') ? readReused(scene) : readCall(scene, {});
-        append(scene, functions, single);
-    }
-    return functions.size() < 2 ? (functions.empty() ? miNULLTAG : functions.front())
-                                : makeList(scene, {}, std::move(functions));
+    for (const miTag slot : slots) append(scene, functions, slot);
+    return makeList(scene, {}, std::move(functions));
 }
 
 miTag joinShaders(SceneContext& scene, miTag former, miTag further) {

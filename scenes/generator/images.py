@@ -39,23 +39,35 @@ def flower(x, y, radius, petals):
 
 
 def porcelain(u, v):
-    """A band of flowers between borders, to go round a pot; repeats in u."""
-    if 0.05 < v < 0.075 or 0.70 < v < 0.725 or 0.785 < v < 0.80 or 0.93 < v < 0.94:
-        return DEEP
-    if v < 0.05:
+    """Half way round a pot: flowers and leaves between borders, v from the foot to the knob of the lid. About as wide as
+    high on the pot, so that circles stay round."""
+    for low, high in ((0.03, 0.042), (0.055, 0.06), (0.615, 0.62), (0.635, 0.65), (0.715, 0.73), (0.93, 0.94)):
+        if low < v < high:
+            return DEEP
+    if v < 0.06:
         return WHITE
-    if v > 0.725:  # shoulder and lid: a row of leaves
+    if v > 0.715:  # lid: a row of leaves
         x = (u * 8) % 1 - 0.5
-        return BLUE if abs(x) < 0.32 * math.sin(math.pi * min(1, max(0, (v - 0.81) / 0.11))) else WHITE
-    x, y = (u * 2) % 1 - 0.5, (v - 0.39) * 1.55
-    if flower(x, y, 0.30, 8) < 0:
-        return DEEP if flower(x, y, 0.11, 5) < 0 else (WHITE if flower(x, y, 0.14, 5) < 0 else BLUE)
-    x = (u * 2 + 0.5) % 1 - 0.5
-    for side in (-1, 1):  # leaves between the flowers, and a tendril
-        if flower(x, y - side * 0.28, 0.13, 4) < 0:
-            return BLUE
-    if abs(y - 0.10 * math.sin(4 * math.pi * u)) < 0.012 and abs(x) < 0.42:
-        return DEEP
+        return BLUE if abs(x) < 0.32 * math.sin(math.pi * min(1, max(0, (v - 0.75) / 0.15))) else WHITE
+    if v > 0.65:   # shoulder: dots
+        return BLUE if math.hypot((u * 24) % 1 - 0.5, (v - 0.6825) * 24) < 0.34 else WHITE
+
+    y = v - 0.34
+    for at, size in ((0.25, 1.0), (0.75, 0.8)):
+        x = (u - at + 0.5) % 1 - 0.5
+        d = flower(x, y, 0.17 * size, 8)
+        if d < 0:
+            r = math.hypot(x, y)
+            if r < 0.035 * size:
+                return DEEP
+            return WHITE if r < 0.05 * size or -0.018 < d < -0.010 else BLUE
+    for at, height in ((0.0, 0.13), (0.0, -0.14), (0.5, 0.15), (0.5, -0.13), (0.5, 0.01), (0.0, 0.0)):
+        x = (u - at + 0.5) % 1 - 0.5
+        if flower(x, y - height, 0.055, 5) < 0:
+            return BLUE if math.hypot(x, y - height) > 0.015 else WHITE
+    for phase in (0.0, 0.5):  # two tendrils
+        if abs(y - 0.13 * math.sin(2 * math.pi * (u + phase))) < 0.006:
+            return DEEP
     return WHITE
 
 

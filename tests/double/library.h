@@ -19,21 +19,23 @@ void* loadFreshLibrary();
 
 /* A function of the library, looked up on first use. */
 template <class Signature>
-class LibraryFunction {
+class LibraryFunction;
+
+template <class Result, class... Arguments>
+class LibraryFunction<Result(Arguments...)> {
 public:
     explicit constexpr LibraryFunction(const char* name) : name_(name) {}
 
-    template <class... Arguments>
-    auto operator()(Arguments&&... arguments) const
+    Result operator()(Arguments... arguments) const
     {
         if (!function_)
-            function_ = reinterpret_cast<Signature*>(librarySymbol(name_));
-        return function_(std::forward<Arguments>(arguments)...);
+            function_ = reinterpret_cast<Result (*)(Arguments...)>(librarySymbol(name_));
+        return function_(arguments...);
     }
 
 private:
     const char* name_;
-    mutable Signature* function_ = nullptr;
+    mutable Result (*function_)(Arguments...) = nullptr;
 };
 
 /* The exported variable of this name. */

@@ -14,7 +14,7 @@ struct RecordWords {
 
     RecordWords& name(miTag tag) { return words[0] = tag, *this; }
     RecordWords& composited() { return words[1] = 1, *this; }
-    RecordWords& flag(int which, miInteger value) { return words[2 + which] = static_cast<miUint>(value), *this; }
+    RecordWords& flag(std::size_t which, miInteger value) { return words[2 + which] = static_cast<miUint>(value), *this; }
     RecordWords& shadowed() { return flag(6, 1); }
     RecordWords& levels(miUint a, miUint b, miUint c, miUint d)
     {

@@ -143,8 +143,8 @@ TEST_F(FrameBufferState_, FlagsComeFromTheRecord)
 {
     addRecord("none", 0);
     addRecord("composited", 0).composited();
-    for (int i = 0; i < 8; ++i)
-        addRecord("flag" + std::to_string(i), 0).flag(i, i + 1);
+    for (std::size_t i = 0; i < 8; ++i)
+        addRecord("flag" + std::to_string(i), 0).flag(i, static_cast<miInteger>(i) + 1);
     addRecord("negative", 0).flag(0, -1).flag(6, -5);
     attach();
     initState();
