@@ -1,0 +1,93 @@
+#include "secondary_rays.h"
+
+#include "color.h"
+#include "tangents.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace lumo {
+namespace {
+
+/* More rays than anybody can wait for. */
+constexpr miInteger kMostRays = 1024;
+
+/* A hit's color is in its passes already. The color of a ray that met nothing goes into the beauty passes here, so that
+ * an environment in a mirror is seen there. */
+void depositMiss(const FrameBuffers& buffers, const miState* state, const miColor& color)
+{
+    if (!state->child || state->child->instance != miNULLTAG)
+        return;
+    for (const PassType type : {kPassBeauty, kPassBeautyNoShadow})
+        for (const FrameBufferInfo& entry : buffers.ofType(type))
+            if (FrameBufferSlot* next = slotOfLevel(entry, state, rayLevel(state) + 1))
+                next->color = color;
+}
+
+miColor traceOne(miState* state, const FrameBuffers& buffers, RayKind kind, const miVector& dir, const miColor& weight,
+                 RayKind passes)
+{
+    const HitScope hit(state);
+    miColor color = kBlack;
+    tracePassInit(buffers.count(), buffers.entries.data(), state);
+    const bool seen = kind == RayKind::kRefraction ? mi_trace_refraction(&color, state, &dir)
+                                                   : mi_trace_reflection(&color, state, &dir);
+    if (seen)
+        depositMiss(buffers, state, color);
+    tracePassAdd(buffers.count(), buffers.entries.data(), state, &weight, passes == RayKind::kRefraction);
+    return seen ? color : kBlack;
+}
+
+/* A point of the unit square becomes a direction in the cone, evenly spread over its cross-section. */
+miVector directionInCone(const RayBundle& bundle, const double point[2])
+{
+    miVector u, v;
+    tangentsOf(bundle.center, u, v);
+    const miScalar radius = bundle.blur * static_cast<miScalar>(std::sqrt(point[0]));
+    const miScalar angle = static_cast<miScalar>(2 * M_PI * point[1]);
+    const miScalar a = radius * std::cos(angle), b = radius * std::sin(angle);
+    miVector dir = bundle.center;
+    dir = {dir.x + a * u.x + b * v.x, dir.y + a * u.y + b * v.y, dir.z + a * u.z + b * v.z};
+    mi_vector_normalize(&dir);
+    return mi_vector_dot(&dir, &bundle.side) > 0 ? dir : bundle.center;
+}
+
+} // namespace
+
+bool mayTrace(const miState* state, RayKind kind, miInteger limit)
+{
+    const miOptions& options = *state->options;
+    const bool refracts = kind == RayKind::kRefraction;
+    const int level = refracts ? state->refraction_level : state->reflection_level;
+    const int depth = refracts ? options.refraction_depth : options.reflection_depth;
+    return options.trace && level < limit && level < depth && rayLevel(state) < options.trace_depth;
+}
+
+miColor traceBundle(miState* state, const FrameBuffers& buffers, const RayBundle& bundle, const miColor& weight,
+                    RayKind passes)
+{
+    const bool blurred = bundle.blur > 0 && std::isfinite(bundle.blur);
+    if (!blurred)
+        return traceOne(state, buffers, bundle.kind, bundle.center, weight, passes);
+
+    const auto count = static_cast<miUint>(rayLevel(state) > 0 ? 1 : std::clamp(bundle.rays, 1, kMostRays));
+    const miScalar share = 1 / static_cast<miScalar>(count);
+    miColor sum = kBlack;
+    double point[2] = {0, 0};
+    int taken = 0;
+    for (miUint i = 0; i < count; ++i) {
+        // Where the renderer has no more points to give, the rest goes straight on.
+        const bool given = mi_sample(point, &taken, state, 2, &count);
+        const miVector dir = given ? directionInCone(bundle, point) : bundle.center;
+        sum = sum + traceOne(state, buffers, bundle.kind, dir, weight * share, passes);
+    }
+    return sum * share;
+}
+
+miVector mirrored(const miVector& dir, const miVector& normal)
+{
+    const miScalar twice = 2 * mi_vector_dot(&normal, &dir);
+    return {dir.x - twice * normal.x, dir.y - twice * normal.y, dir.z - twice * normal.z};
+}
+
+} // namespace lumo
