@@ -65,6 +65,13 @@ public:
     }
 
 protected:
+    /* For functions of the SDK that apply the rule themselves. */
+    template <class T>
+    const T* address(T P::*member) const
+    {
+        return &(parameters_->*member);
+    }
+
     template <class T>
     T evaluated(T* address) const
     {
