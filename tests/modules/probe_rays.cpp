@@ -145,27 +145,35 @@ DLLEXPORT miBoolean probe_levels(miColor* result, miState* state, void*, void*) 
     miColor color = {0, 0, 0, 0};
     miVector back;
     mi_reflection_dir(&back, state);
+    const miVector point = state->point;
+    const double dist = state->dist;
 
     HOLDS(mi_trace_transparent(&color, state));
+    state->point = point;  // traces may leave what they met
     HOLDS(state->child->type == miRAY_TRANSPARENT && state->child->parent == state);
     HOLDS(state->child->refraction_level == 1 && state->child->reflection_level == 0);
     HOLDS(mi_trace_reflection(&color, state, &back));
     HOLDS(state->child->type == miRAY_REFLECT && state->child->reflection_level == 1);
     HOLDS(state->child->refraction_level == 0);
+    state->point = point;
     HOLDS(mi_trace_environment(&color, state, &back));
     HOLDS(state->child->refraction_level == 0 && state->child->reflection_level == 0);
 
     // A lowered level is taken as it is: by the depth test, and by the child, one higher.
     state->refraction_level = -1;
+    state->point = point;
     HOLDS(mi_trace_transparent(&color, state));
     HOLDS(state->child->refraction_level == 0);
     state->refraction_level = -7;
+    state->point = point;
     HOLDS(mi_trace_transparent(&color, state));
     HOLDS(state->child->refraction_level == -6);
     state->refraction_level = state->options->refraction_depth;
     HOLDS(!mi_trace_transparent(&color, state));
     state->refraction_level = 0;
 
+    state->point = point;
+    state->dist = dist;
     HOLDS(mi_trace_continue(&color, state));
     HOLDS(state->child->parent == state && state->child->type == state->type);
     HOLDS(state->child->refraction_level == 0 && state->child->reflection_level == 0);

@@ -81,7 +81,7 @@ std::optional<Hit> meet(const Triangle& triangle, V3 eye, V3 dir) {
 
     const auto mix = [&](V3 x, V3 y, V3 z) { return (1 - u - v) * x + u * y + v * z; };
     hit.texture = mix(a.texture, b.texture, c.texture);
-    hit.normal = triangle.open.normal(mix(a.normal, b.normal, c.normal));
+    hit.normal = unit(triangle.open.normal(mix(a.normal, b.normal, c.normal)));
     if (dot(across, dir) > 0) hit.normal = -1 * hit.normal;  // the back faces the ray
     const double facing = -dot(hit.normal, unit(dir));
     hit.incidence = facing < 0 ? 1 : 1 - facing;

@@ -38,10 +38,10 @@ struct Placing {
         return m;
     }
 
-    /// Normals stay at right angles to surfaces: the inverse, transposed.
+    /// Normals stay at right angles to surfaces: the inverse, transposed. Lengths follow the scale.
     V3 normal(V3 n) const {
         const Placing i = inverse();
-        return unit({dot(i.x, n), dot(i.y, n), dot(i.z, n)});
+        return {dot(i.x, n), dot(i.y, n), dot(i.z, n)};
     }
 
     /// As the scene language has it.
