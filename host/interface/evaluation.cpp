@@ -1,7 +1,6 @@
 // Connected parameters and calls of other shaders.
 #include "render/shader_calls.h"
-
-#include "mi/material.h"
+#include "render/slots.h"
 
 #include "shader.h"
 
@@ -10,7 +9,7 @@ using namespace lumorender;
 namespace {
 
 const miMaterial* materialOf(const miState* state) {
-    return contextOf(state).scene->database->as<miMaterial>(state->material, miSCENE_MATERIAL);
+    return contextOf(state).scene->slots->material(state->material);
 }
 
 miBoolean callSlot(miColor* result, miState* state, miTag miMaterial::*slot, miShader_type type) {

@@ -29,9 +29,12 @@ void Camera::eyeRay(double rasterX, double rasterY, double time, miVector& org, 
         d = {0, 0, -1};
     }
 
-    Matrix4 m;
-    interpolate(m, element_.placement.localToWorld, element_.placementAtClose.localToWorld,
-                element_.moves ? time : 0);
+    Matrix4 between;
+    const double* m = element_.placement.localToWorld;
+    if (element_.moves) {
+        interpolate(between, m, element_.placementAtClose.localToWorld, time);
+        m = between;
+    }
     org = toVector(transformPoint(o, m));
     dir = toVector(normalised(transformVector(d, m)));
 }

@@ -16,7 +16,7 @@ namespace lumorender {
 
 class Camera;
 class LightTable;
-class ShaderTable;
+class SlotTable;
 class TextureTable;
 struct BufferLayout;
 
@@ -32,6 +32,7 @@ struct RenderScene {
     const Camera* projection = nullptr;
     const TextureTable* textures = nullptr;
     const BufferLayout* buffers = nullptr;
+    const SlotTable* slots = nullptr;
     const LightTable* lights = nullptr;
     miLock globalLock = {};
 };
@@ -82,6 +83,7 @@ struct ThreadContext {
     ShaderStates states;
     CallFrame* frame = nullptr;
     RayRecord* root = nullptr;           ///< of the eye sample
+    miState fresh = {};                  ///< the root state before a sample
     std::vector<SampleValue> values;     ///< by shader index of the frame buffer
     int ray = 0;                         ///< depth of the running ray
     std::size_t lens = 0;                ///< position in the camera's lens list

@@ -10,6 +10,7 @@
 #include "render/lights.h"
 #include "render/output.h"
 #include "render/shader_table.h"
+#include "render/slots.h"
 #include "render/textures.h"
 #include "support/abort.h"
 #include "support/messages.h"
@@ -165,6 +166,8 @@ private:
                 shaders_.add(light->shader, miSHADER_LIGHT);
             }
         }
+        slots_.build(database_);
+        scene_.slots = &slots_;
     }
 
     void tell(const RenderCounts& counts) const {
@@ -206,6 +209,7 @@ private:
     std::unique_ptr<LightTable> lights_;
     std::vector<LayerImage> images_;
     ShaderTable shaders_;
+    SlotTable slots_;
 };
 
 }  // namespace

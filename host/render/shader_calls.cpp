@@ -1,7 +1,6 @@
 #include "render/shader_calls.h"
 
-#include "render/shader_table.h"
-#include "support/messages.h"
+#include "render/slots.h"
 
 #include "mi/macros.h"
 
@@ -81,19 +80,18 @@ EvaluatedParameter& remember(ThreadContext& context, CallFrame& frame, const voi
     return entry;
 }
 
+FunctionRuntime* runtimeOf(const ThreadContext& context, miTag function) {
+    const FunctionSpan functions = context.scene->slots->functions(function);
+    return functions.count > 0 ? *functions.first : nullptr;
+}
+
 }  // namespace
 
 bool callShader(ThreadContext& context, miState* state, miTag slot, miShader_type type, void* result, void* argument,
                 bool calledByShader, bool wholeResult) {
-    const Database& database = *context.scene->database;
-    if (const auto* function = database.as<miFunction>(slot, miSCENE_FUNCTION)) {
-        FunctionRuntime* runtime = runtimeOf(function);
-        return runtime && callFunction(context, state, *runtime, type, result, argument, !calledByShader, wholeResult);
-    }
-    if (database.type(slot) != miSCENE_FLIST) return false;
     bool any = false;
-    for (const miTag member : database.detail<FunctionList>(slot)->functions) {
-        const bool ok = callShader(context, state, member, type, result, argument, calledByShader, wholeResult);
+    for (FunctionRuntime* runtime : context.scene->slots->functions(slot)) {
+        const bool ok = callFunction(context, state, *runtime, type, result, argument, !calledByShader, wholeResult);
         // An occluder that lets nothing through ends the shadow ray.
         if (!ok && type == miSHADER_SHADOW) return false;
         any = any || ok;
@@ -109,16 +107,13 @@ void* evaluateParameter(miState* state, void* parameter, bool again) {
     EvaluatedParameter* entry = remembered(frame, parameter);
     if (entry && !again) return entry->value;
 
-    // The slot's runtime tells the result's size; a member connection evaluates its source and picks the member.
-    const miTag source = miGhostTag(state, parameter);
-    const auto* function = context.scene->database->as<miFunction>(source, miSCENE_FUNCTION);
-    FunctionRuntime* runtime = function ? runtimeOf(function) : nullptr;
+    FunctionRuntime* runtime = runtimeOf(context, miGhostTag(state, parameter));
     if (!runtime) return parameter;
+    // A member connection evaluates its source and picks the member.
     std::size_t offset = 0;
     if (runtime->member) {
         offset = runtime->member->offset;
-        function = context.scene->database->as<miFunction>(runtime->member->source, miSCENE_FUNCTION);
-        runtime = function ? runtimeOf(function) : nullptr;
+        runtime = runtimeOf(context, runtime->member->source);
         if (!runtime) return parameter;
     }
 

@@ -1,9 +1,9 @@
 #include "render/shadows.h"
 
-#include "mi/material.h"
 #include "mi/options.h"
 #include "render/lights.h"
 #include "render/shader_calls.h"
+#include "render/slots.h"
 #include "render/tracing.h"
 #include "render/transforms.h"
 
@@ -26,7 +26,7 @@ bool block(miColor* result) {
 
 /// Calls the shadow shader of what the record's ray met. Without one the surface is opaque.
 bool filterByOccluder(ThreadContext& context, RayRecord& record, miColor* result) {
-    const auto* material = context.scene->database->as<miMaterial>(record.state.material, miSCENE_MATERIAL);
+    const miMaterial* material = context.scene->slots->material(record.state.material);
     if (!material || material->shadow == 0) return block(result);
     return callShader(context, &record.state, material->shadow, miSHADER_SHADOW, result);
 }

@@ -48,7 +48,6 @@ public:
         createRootState(context_);
         context_.values.resize(scene.buffers->words.size());
         context_.stage = miSTAGE_TILE;
-        resetRootState(context_);
         miColor unused = {0, 0, 0, 0};
         runStateShaders(context_, miSTATE_SHADER_STATE_INIT, &unused, false);
     }
@@ -130,6 +129,7 @@ public:
         const int failed = pthread_create(&thread_, &attributes, &DeepThread::run, this);
         pthread_attr_destroy(&attributes);
         if (failed) throw Failure("the system gives no further thread");
+        pthread_setname_np(thread_, "render");
     }
     ~DeepThread() { pthread_join(thread_, nullptr); }
     DeepThread(const DeepThread&) = delete;
@@ -154,15 +154,9 @@ void onThreads(int threads, const std::function<void(int)>& body) {
 }  // namespace
 
 void createRootState(ThreadContext& context) {
-    context.root = new (context.arena.allocateZeroed(sizeof(RayRecord))) RayRecord{};
-}
-
-void resetRootState(ThreadContext& context) {
     const RenderScene& scene = *context.scene;
-    RayRecord& record = *context.root;
-    record.state = {};
-    record.active = false;
-    miState& state = record.state;
+    context.root = new (context.arena.allocate(sizeof(RayRecord))) RayRecord{};
+    miState& state = context.fresh;
     state.version = 2;
     state.camera_inst = scene.cameraInstance;
     state.camera = scene.camera;
@@ -178,6 +172,12 @@ void resetRootState(ThreadContext& context) {
     state.importance = 1;
     state.shadow_tol = 1e-3;
     state.thread = context.index;
+    resetRootState(context);
+}
+
+void resetRootState(ThreadContext& context) {
+    context.root->state = context.fresh;
+    context.root->active = false;
     context.ray = 0;
     context.lens = 0;
 }

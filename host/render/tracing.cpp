@@ -1,11 +1,9 @@
 #include "render/tracing.h"
 
-#include "database/declaration.h"
 #include "mi/camera.h"
-#include "mi/instance.h"
-#include "mi/material.h"
 #include "mi/options.h"
 #include "render/shader_calls.h"
+#include "render/slots.h"
 #include "support/quasi_random.h"
 
 #include <algorithm>
@@ -47,7 +45,7 @@ void clearHit(miState& state) {
 bool shade(ThreadContext& context, miState* state, miColor* result) {
     bool ok = false;
     if (state->pri) {
-        const auto* material = context.scene->database->as<miMaterial>(state->material, miSCENE_MATERIAL);
+        const miMaterial* material = context.scene->slots->material(state->material);
         if (material && material->environment) state->environment = material->environment;
         else state->environment = state->camera->environment;
         if (material) state->refraction_volume = material->volume;
@@ -93,19 +91,10 @@ bool depthAllows(const miState* state, int level, int limit) {
     return level < limit && state->reflection_level + state->refraction_level < state->options->trace_depth;
 }
 
-/// Lens shaders of the camera: none where the options switch them off.
-const std::vector<miTag>* lensList(const ThreadContext& context, miTag& single) {
+/// Is there a lens shader at this position of the camera's list? None where the options switch them off.
+bool hasLens(const ThreadContext& context, std::size_t position) {
     const RenderScene& scene = *context.scene;
-    single = scene.options->no_lens ? 0 : scene.camera->lens;
-    const auto* list = scene.database->detail<FunctionList>(single);
-    return list ? &list->functions : nullptr;
-}
-
-miTag lensAt(const ThreadContext& context, std::size_t position) {
-    miTag single = 0;
-    const std::vector<miTag>* list = lensList(context, single);
-    if (list) return position < list->size() ? (*list)[position] : 0;
-    return position == 0 ? single : 0;
+    return !scene.options->no_lens && position < scene.slots->functions(scene.camera->lens).count;
 }
 
 bool traceScene(ThreadContext& context, RayRecord& record, miColor* result) {
@@ -116,7 +105,8 @@ bool traceScene(ThreadContext& context, RayRecord& record, miColor* result) {
 
 bool callLens(ThreadContext& context, miState* state, miColor* result) {
     const std::size_t position = context.lens++;
-    const bool ok = callShader(context, state, lensAt(context, position), miSHADER_LENS, result);
+    FunctionRuntime* lens = context.scene->slots->functions(context.scene->camera->lens).first[position];
+    const bool ok = callShader(context, state, lens->tag, miSHADER_LENS, result);
     context.lens = position;
     return ok;
 }
@@ -180,7 +170,7 @@ void fillHit(ThreadContext& context, RayRecord& record, bool flipNormals) {
 
 bool traceSample(ThreadContext& context, miColor* result) {
     RayRecord& record = *context.root;
-    if (lensAt(context, 0) == 0) return traceScene(context, record, result);
+    if (!hasLens(context, 0)) return traceScene(context, record, result);
     context.lens = 0;
     return callLens(context, &record.state, result);
 }
@@ -192,7 +182,7 @@ bool traceEye(miColor* result, miState* state, const miVector& org, const miVect
     RayRecord& record = childRay(context, state);
     const RayInFlight inFlight(context, record);
     *result = {0, 0, 0, 0};
-    const bool ok = lensAt(context, context.lens) != 0 ? callLens(context, &record.state, result)
+    const bool ok = hasLens(context, context.lens) ? callLens(context, &record.state, result)
                                                        : traceScene(context, record, result);
     handBack(state, record.state);
     state->instance = record.state.instance;
