@@ -59,11 +59,9 @@ miGeoVector pointOfWeights(const Hit& hit, const TriangleCorners& corners) {
 
 }  // namespace
 
-TriangleCorners cornersAt(const Mesh& mesh, std::uint32_t triangle, double time) {
+TriangleCorners movingCorners(const Mesh& mesh, std::uint32_t triangle, double time) {
     const std::uint32_t* v = &mesh.indices[std::size_t{3} * triangle];
-    if (mesh.moves() && time > 0)
-        return {movingCorner(mesh, v[0], time), movingCorner(mesh, v[1], time), movingCorner(mesh, v[2], time)};
-    return {wide(mesh.positions[v[0]]), wide(mesh.positions[v[1]]), wide(mesh.positions[v[2]])};
+    return {movingCorner(mesh, v[0], time), movingCorner(mesh, v[1], time), movingCorner(mesh, v[2], time)};
 }
 
 void makePrecise(const Ray& ray, Hit& hit) {

@@ -3,6 +3,7 @@
 
 #include "geometry/mesh.h"
 #include "geometry/scene_geometry.h"
+#include "geometry/vectors.h"
 
 namespace lumorender {
 
@@ -10,8 +11,15 @@ struct TriangleCorners {
     miGeoVector a, b, c;
 };
 
+TriangleCorners movingCorners(const Mesh& mesh, std::uint32_t triangle, double time);
+
 /// Corners in object space at a time 0..1 of the shutter interval.
-TriangleCorners cornersAt(const Mesh& mesh, std::uint32_t triangle, double time);
+inline TriangleCorners cornersAt(const Mesh& mesh, std::uint32_t triangle, double time) {
+    if (mesh.moves() && time > 0) return movingCorners(mesh, triangle, time);
+    const std::uint32_t* v = &mesh.indices[std::size_t{3} * triangle];
+    const auto corner = [&](int i) { return vectors::wide(mesh.positions[v[i]]); };
+    return {corner(0), corner(1), corner(2)};
+}
 
 /// Given instance, primitive, time, dist, u and v of a hit: replaces dist, u and v by better ones and finds the point.
 /// Where the ray lies in the triangle's plane, dist, u and v stay and the point is that of u and v.

@@ -25,7 +25,7 @@ public:
     PlacementAt& operator=(const PlacementAt&) = delete;
 
     miVector vectorToWorld(const miVector& v) const { return narrow(transformVector(wide(v), localToWorld_)); }
-    miGeoVector normalToWorld(const miGeoVector& n) const { return unit(transformNormal(n, worldToLocal_)); }
+    miGeoVector normalToWorld(const miGeoVector& n) const { return transformNormal(n, worldToLocal_); }
 
 private:
     const double* localToWorld_;
@@ -105,11 +105,11 @@ public:
     }
 
     void fillNormals(bool flip) {
-        state_.normal_geom = narrow(placement_.normalToWorld(geometricNormal_));
+        state_.normal_geom = narrow(unit(placement_.normalToWorld(geometricNormal_)));
         state_.normal = state_.normal_geom;
         if (!mesh_.normals.empty()) {
             normal_ = mix_(mesh_.normals);
-            if (!isZero(normal_)) state_.normal = narrow(placement_.normalToWorld(wide(normal_)));
+            if (!isZero(normal_)) state_.normal = unit(narrow(placement_.normalToWorld(wide(normal_))));
         }
         state_.inv_normal = miFALSE;
         state_.dot_nd = dot(state_.normal, state_.dir);
