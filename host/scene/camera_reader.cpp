@@ -103,7 +103,7 @@ const StatementTable<Reader>& statements() {
 bool CameraReader::isStatement() const { return statements().find(in.current()) != nullptr; }
 
 void CameraReader::read() {
-    const std::string name = scene.qualify(in.readName("the name of the camera"));
+    const std::string name = scene.readNewName("the name of the camera");
     setDefaults();
     if (const miTag former = scene.edited(name, miSCENE_CAMERA, "camera")) {
         scene.loadEdited(former, miSCENE_CAMERA, camera, detail);

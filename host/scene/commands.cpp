@@ -31,7 +31,10 @@ void readVerbose(Scene& scene) {
     if (!scene.settings.verbosityIsFixed) setVerbosity(level);
 }
 
-void readLink(Scene& scene) { scene.link(scene.readFileName()); }
+void readLink(Scene& scene) {
+    const Place place = scene.in.place();
+    scene.link(place, scene.readFileName());
+}
 
 /// Reads what the command asks for, so that reading can go on behind it.
 void refuse(Scene& scene, std::string_view command) {
@@ -145,7 +148,7 @@ const StatementTable<Scene>& commands() {
         {"system", [](Scene& s) { refuse(s, "system"); }},
         {"code", [](Scene& s) { refuse(s, "code"); }},
         {"link", &readLink},
-        {"version", &readMinimum},
+        {"version", [](Scene& s) { checkVersion(s, kRefuseNewer); }},
         {"min", &readMinimum},
         {"max", &readMaximum},
         {"registry", &readRegistry},

@@ -13,7 +13,7 @@ SceneContext::SceneContext(Database& itsDatabase, Modules& itsModules, SceneActi
                            const ReaderSettings& itsSettings)
     : database(itsDatabase), modules(itsModules), actions(itsActions), settings(itsSettings),
       in(problems, registry, itsSettings) {
-    in.onLink = [this](const std::string& file) { link(file); };
+    in.onLink = [this](const std::string& file) { link(in.place(), file); };
 }
 
 std::string SceneContext::qualify(std::string_view name) const {
@@ -21,6 +21,19 @@ std::string SceneContext::qualify(std::string_view name) const {
     std::string full;
     for (const std::string& space : namespaces) full += space + "::";
     return full += name;
+}
+
+std::string SceneContext::readNewName(std::string_view what) {
+    if (!in.atName()) in.fail(what);
+    std::string name = qualify(in.current().text);
+    refuseDeclarationName(name);
+    in.advance();
+    return name;
+}
+
+void SceneContext::refuseDeclarationName(const std::string& name) const {
+    if (database.type(database.find(name)) == miSCENE_FUNCTION_DECL)
+        throw SyntaxError{in.place(), fmt::format("\"{}\" is the name of a declaration, expected another name", name)};
 }
 
 /// The innermost namespace that has the name wins.
@@ -74,13 +87,11 @@ std::filesystem::path SceneContext::locate(const std::string& file,
     return file;
 }
 
-void SceneContext::link(const std::string& file) {
-    if (!settings.filesAllowed) return problems.error(in.place(), "modules may not be linked here");
+void SceneContext::link(const Place& place, const std::string& file) {
+    if (!settings.filesAllowed) return problems.error(place, "modules may not be linked here");
     const std::string failure = modules.link(file);
-    if (failure.empty())
-        linked = true;
-    else
-        problems.error(in.place(), failure);
+    if (!failure.empty()) return problems.error(place, failure);
+    linked = true;
 }
 
 void SceneContext::skipUnknown(std::string_view element, const std::function<bool()>& isKnown) {
@@ -95,9 +106,7 @@ void SceneContext::skipUnknown(std::string_view element, const std::function<boo
 
 miTag SceneContext::storeBytes(const std::string& name, int type, const void* record, std::size_t size,
                                std::unique_ptr<Detail> detail) {
-    // Shaders rely on their declaration: nothing else may take its name.
-    if (type != miSCENE_FUNCTION_DECL && database.type(database.find(name)) == miSCENE_FUNCTION_DECL)
-        throw SyntaxError{in.place(), fmt::format("\"{}\" is the name of a declaration, expected another name", name)};
+    if (type != miSCENE_FUNCTION_DECL) refuseDeclarationName(name);
     const miTag tag = name.empty() ? database.create(type, size) : database.define(name, type, size);
     if (record && size > 0) std::memcpy(database.record(tag), record, size);
     database.setDetail(tag, std::move(detail));

@@ -36,6 +36,8 @@ struct SceneContext {
 
     /// The full name under which an element is defined here.
     std::string qualify(std::string_view name) const;
+    /// Reads the name of an element that is defined here, and returns its full name.
+    std::string readNewName(std::string_view what);
     /// The tag of a name as seen from here, 0 where there is none.
     miTag find(std::string_view name) const;
     /// The tag of a name that may come later.
@@ -49,10 +51,13 @@ struct SceneContext {
     /// A file that the scene names: beside the scene file, in the working directory or in one of the folders.
     std::filesystem::path locate(const std::string& file, const std::vector<std::filesystem::path>& folders) const;
 
-    void link(const std::string& file);
+    void link(const Place& place, const std::string& file);
 
     /// Warns of a statement that the element does not have and skips to the next that `isKnown`.
     void skipUnknown(std::string_view element, const std::function<bool()>& isKnown);
+
+    /// Shaders rely on their declaration, so nothing else may take its name.
+    void refuseDeclarationName(const std::string& name) const;
 
     /// Stores a finished element. Nothing is stored before an element has been read as a whole, so that a broken one
     /// leaves the former in place.

@@ -258,7 +258,7 @@ void InstanceReader::store(const std::string& name) {
 }
 
 void InstanceReader::read() {
-    const std::string name = scene.qualify(in.readName("the name of the instance"));
+    const std::string name = scene.readNewName("the name of the instance");
     setDefaults();
     if (const miTag former = scene.edited(name, miSCENE_INSTANCE, "instance")) loadFormer(former);
     readElementName();
@@ -273,7 +273,7 @@ void readInstance(SceneContext& scene) { InstanceReader{scene, scene.in}.read();
 /// An incremental group is emptied first as well, so there is nothing to keep.
 void readInstanceGroup(SceneContext& scene) {
     Cursor& in = scene.in;
-    const std::string name = scene.qualify(in.readName("the name of the instance group"));
+    const std::string name = scene.readNewName("the name of the instance group");
     scene.edited(name, miSCENE_GROUP, "instance group");
     auto group = std::make_unique<GroupDetail>();
     while (!in.acceptEnd("instgroup")) {

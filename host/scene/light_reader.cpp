@@ -210,7 +210,7 @@ void LightReader::readShadowmap() {
 }
 
 void LightReader::read() {
-    const std::string name = scene.qualify(in.readName("the name of the light"));
+    const std::string name = scene.readNewName("the name of the light");
     setDefaults();
     if (const miTag former = scene.edited(name, miSCENE_LIGHT, "light"))
         loadFormer(*scene.database.as<miLight>(former, miSCENE_LIGHT));

@@ -58,7 +58,7 @@ const StatementTable<Reader>& statements() {
 }
 
 void MaterialReader::read() {
-    const std::string name = scene.qualify(in.readName("the name of the material"));
+    const std::string name = scene.readNewName("the name of the material");
     if (const miTag former = scene.edited(name, miSCENE_MATERIAL, "material"))
         material = *scene.database.as<miMaterial>(former, miSCENE_MATERIAL);
     readStatements(*this, statements(), "material");

@@ -170,7 +170,7 @@ bool ObjectReader::hasName() const {
 
 void ObjectReader::read() {
     source.where = in.place().text();
-    const std::string name = hasName() ? scene.qualify(in.readName("the name of the object")) : std::string();
+    const std::string name = hasName() ? scene.readNewName("the name of the object") : std::string();
     setDefaults();
     if (const miTag former = scene.edited(name, miSCENE_OBJECT, "object")) {
         object = *scene.database.as<miObject>(former, miSCENE_OBJECT);

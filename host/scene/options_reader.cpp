@@ -15,7 +15,7 @@ namespace lumorender {
 void readOptions(SceneContext& scene) { OptionsReader(scene).read(); }
 
 void OptionsReader::read() {
-    const std::string name = scene.qualify(in.readName("the name of the options"));
+    const std::string name = scene.readNewName("the name of the options");
     setDefaults();
     if (const miTag former = scene.edited(name, miSCENE_OPTIONS, "options")) {
         scene.loadEdited(former, miSCENE_OPTIONS, options, detail);

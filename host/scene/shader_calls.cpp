@@ -35,7 +35,7 @@ miTag readCall(SceneContext& scene, const std::string& name) {
 
 /// Behind `shader` inside a slot or value: `"new" "decl" (..)`.
 miTag readDefinition(SceneContext& scene) {
-    const std::string name = scene.qualify(scene.in.readName("the name of a shader"));
+    const std::string name = scene.readNewName("the name of a shader");
     return readCall(scene, name);
 }
 
@@ -103,7 +103,7 @@ miTag readShadersAs(SceneContext& scene, const std::string& name) {
 }
 
 void readNamedShader(SceneContext& scene) {
-    const std::string name = scene.qualify(scene.in.readName("the name of a shader"));
+    const std::string name = scene.readNewName("the name of a shader");
     if (!atShader(scene.in)) scene.in.fail("a shader call");
     readShadersAs(scene, name);
 }

@@ -22,7 +22,7 @@ bool isApproximationWord(const Token& token) {
 /// Defines an element that only has a name.
 void skipElement(SceneContext& scene, int type, std::string_view word, const std::string& warning) {
     const Place place = scene.in.place();
-    const std::string name = scene.qualify(scene.in.readName("the name of the element"));
+    const std::string name = scene.readNewName("the name of the element");
     scene.problems.unsupported(place, warning);
     skipToEnd(scene, word);
     scene.storeBytes(name, type, nullptr, 16, nullptr);

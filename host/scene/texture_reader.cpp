@@ -91,7 +91,7 @@ struct TextureReader {
     void read() {
         readModifiers();
         readKind();
-        const std::string name = scene.qualify(in.readName("the name of the texture"));
+        const std::string name = scene.readNewName("the name of the texture");
         if (in.accept("colorprofile")) in.readName("a color profile");
         if (in.at('=') || (in.atString() && in.followedBy('('))) {
             readShadersAs(scene, name);

@@ -105,7 +105,7 @@ miTag linkBlocks(SceneContext& scene, const std::vector<miTag>& blocks) {
 void readUserData(SceneContext& scene) {
     Cursor& in = scene.in;
     DataHead data;
-    data.name = scene.qualify(in.readName("the name of user data"));
+    data.name = scene.readNewName("the name of user data");
     if (in.accept("tag")) data.label = static_cast<miUint>(in.readInteger());
     if (in.atInteger()) return readGivenBytes(scene, data);
     if (!in.atString()) in.fail("a byte count, a file name or a data declaration");
