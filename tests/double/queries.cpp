@@ -28,13 +28,15 @@ miBoolean Queries::ask(miQ_type code, miState* state, miTag tag, void* result)
 
 std::optional<Queries::Answer> Queries::fromElements(miQ_type code, miState* state, miTag tag)
 {
+    if (code == miQ_FUNC_USERPTR)
+        return Answer::of(Renderer::userPointerSlot(state->shader));
+    if (tag == miNULLTAG)
+        return std::nullopt;
     Database& database = renderer().database;
     auto* const instance = database.find<miInstance>(tag, miSCENE_INSTANCE);
     auto* const object = database.find<miObject>(tag, miSCENE_OBJECT);
     auto* const data = database.find<miUserdata>(tag, miSCENE_USERDATA);
     switch (code) {
-    case miQ_FUNC_USERPTR:
-        return Answer::of(renderer().userPointerSlot(state->shader));
     case miQ_INST_GLOBAL_TO_LOCAL:
         return instance ? std::optional(Answer::of(&instance->tf.global_to_local[0])) : std::nullopt;
     case miQ_INST_LOCAL_TO_GLOBAL:

@@ -66,12 +66,6 @@ void Renderer::violation(const std::string& what)
     violations_.push_back(what);
 }
 
-void** Renderer::userPointerSlot(const miFunction* function)
-{
-    const std::lock_guard lock(mutex_);
-    return &userPointers_[function];
-}
-
 }  // namespace twin
 
 using twin::renderer;

@@ -2,14 +2,14 @@
  * those of the executable this is linked into; what they answer is set on the parts of renderer().
  *
  * A test sets parts up before it calls the module. Calls from several threads are safe as long as nothing is set up
- * meanwhile and every thread has a RenderingState of its own.
+ * meanwhile and every thread has a RenderingState of its own. What shaders call all the time (queries, entries, connected
+ * parameters, hooks) takes no lock and allocates nothing, so that measurements may use the double as well.
  */
 #pragma once
 
 #include <map>
 #include <mutex>
 #include <string>
-#include <unordered_map>
 #include <variant>
 #include <vector>
 
@@ -61,13 +61,17 @@ public:
 
     void say(const std::string& level, const std::string& text);
     void violation(const std::string& what);
-    void** userPointerSlot(const miFunction* function);
+
+    /* Of a shader instance; it lies in the part of the record that belongs to the renderer. */
+    static void** userPointerSlot(const miFunction* function)
+    {
+        return &const_cast<miFunction*>(function)->sparep1[0].p;
+    }
 
 private:
     std::mutex mutex_;
     std::vector<Message> messages_;
     std::vector<std::string> violations_;
-    std::unordered_map<const miFunction*, void*> userPointers_;
 };
 
 extern Renderer* currentRenderer;

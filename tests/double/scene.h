@@ -49,7 +49,7 @@ public:
     }
 
     /* The instance's user pointer, as the renderer keeps it. */
-    void*& object() { return *renderer().userPointerSlot(&function()); }
+    void*& object() { return *Renderer::userPointerSlot(&function()); }
 
 private:
     static constexpr std::size_t kParameters = offsetof(miFunction, parameters);

@@ -87,6 +87,20 @@ TEST_F(FrameBufferState_, FailsWithoutADataBlock)
     EXPECT_EQ(operate(miSTATE_SHADER_STATE_EXIT), miTRUE);
 }
 
+TEST_F(FrameBufferState_, LeavesNothingBehindWithoutMemory)
+{
+    addRecord("a", 0);
+    attach();
+    for (int line : {211, 219}) {
+        renderer().memory.fails = [=](const twin::Allocation& request) { return request.line == line; };
+        EXPECT_EQ(operate(miSTATE_SHADER_STATE_INIT), miFALSE);
+        operate(miSTATE_SHADER_SAMPLE_INIT);
+        EXPECT_EQ(entries().size(), 0u);
+        EXPECT_EQ(operate(miSTATE_SHADER_STATE_EXIT), miTRUE);
+        EXPECT_EQ(renderer().memory.liveAllocations(), 0u);
+    }
+}
+
 TEST_F(FrameBufferState_, KeepsTheHeapOptionThroughSamples)
 {
     addRecord("a", 0);
