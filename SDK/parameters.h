@@ -65,13 +65,6 @@ public:
     }
 
 protected:
-    /* For functions of the SDK that apply the rule themselves. */
-    template <class T>
-    const T* address(T P::*member) const
-    {
-        return &(parameters_->*member);
-    }
-
     template <class T>
     T evaluated(T* address) const
     {
@@ -79,7 +72,6 @@ protected:
         return *static_cast<const T*>(result ? result : address);
     }
 
-private:
     /* A parameter's ghost is a tag that lies at the same offset from every parameter of the running function. */
     bool isConnectedAddress(const void* address) const
     {
@@ -91,6 +83,10 @@ private:
         return ghost != miNULLTAG && ghost != miPARAMTAG;
     }
 
+    /* For helpers that know a part of the block; values must go through evaluated(). */
+    P* block() const { return parameters_; }
+
+private:
     miState* state_;
     P* parameters_;
 };

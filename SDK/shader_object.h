@@ -43,15 +43,15 @@ struct MaterialHeader {
     miScalar passWriteWeight;
 };
 
-/* A surface or color node. P's first member is `MaterialHeader header`; its words are fixed for the instance. */
+/* A surface or color node. P begins with `MaterialHeader header`; its words are fixed for the instance. */
 template <class P, class H = ShaderHelper<P>, int version = kInterfaceVersion>
 class Material : public Shader<P, H, version> {
 public:
     explicit Material(const H& in)
         : Shader<P, H, version>(in),
-          passWriteMode(static_cast<miUint>(in(&P::header, &MaterialHeader::passWriteMode))),
-          passWriteFlags(in(&P::header, &MaterialHeader::passWriteFlags)),
-          passWriteWeight(in(&P::header, &MaterialHeader::passWriteWeight))
+          passWriteMode(static_cast<miUint>(headerValue(in, &MaterialHeader::passWriteMode))),
+          passWriteFlags(headerValue(in, &MaterialHeader::passWriteFlags)),
+          passWriteWeight(headerValue(in, &MaterialHeader::passWriteWeight))
     {
     }
 
@@ -62,6 +62,17 @@ protected:
     const miUint passWriteMode;
     const miInteger passWriteFlags;
     const miScalar passWriteWeight;
+
+private:
+    /* A helper whose block keeps the header further inside reads it itself. */
+    template <class T>
+    static T headerValue(const H& in, T MaterialHeader::*word)
+    {
+        if constexpr (requires { in.header(word); })
+            return in.header(word);
+        else
+            return in(&P::header, word);
+    }
 };
 
 } // namespace lumo
