@@ -133,7 +133,7 @@ std::optional<int> readCommandLine(int argumentCount, const char* const* argumen
     app.add_option("--verbose,--v", verbose, "on, off, or how many message classes: 0 none ... 7 all");
     app.add_option("--threads", result.render.tiles.threads, "Threads that render; one per core without it")
         ->check(CLI::Range(1, 1024));
-    app.add_option("--resolution", resolution, "Pixels in x and y")->expected(2);
+    app.add_option("--resolution", resolution, "Pixels in x and y")->expected(2)->allow_extra_args(false);
     app.add_option("--samples", samples, "Minimum and maximum level: n means 4^n samples per pixel");
     app.add_option("--task_size", result.render.tiles.tileSize, "Edge of a tile in pixels")->check(CLI::Range(1, 4096));
     app.add_option("--file_name,--o", fileName, "Name of the first image file");
