@@ -52,7 +52,7 @@ public:
         resetRootState(context);
         shaders_.finish(context);
         tell(counts);
-        return write(counts) && counts.complete;
+        return write(counts) && counts.complete && sceneIsWhole_;
     }
 
 private:
@@ -101,8 +101,10 @@ private:
             throw Failure("a texture is missing; -texture_continue renders without it");
         scene_.textures = &textures_;
 
+        const long errors = messageCount(MessageClass::Error);
         geometry_ = SceneGeometry::build(database_, scene_.rootGroup, *options_);
         scene_.geometry = geometry_.get();
+        sceneIsWhole_ = messageCount(MessageClass::Error) == errors;
         lights_ = std::make_unique<LightTable>(database_, *geometry_);
         scene_.lights = lights_.get();
         const auto cameras = geometry_->cameras();
@@ -202,6 +204,7 @@ private:
     miOptions* options_ = nullptr;
     miCamera* camera_ = nullptr;
     miTag cameraTag_ = 0;
+    bool sceneIsWhole_ = true;  ///< false where broken elements had to be left out
     DataWindow window_;
     BufferLayout layout_;
     TextureTable textures_;
