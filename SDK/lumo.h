@@ -341,8 +341,8 @@ LUMO_API miBoolean passAddToLightSum(miState* state, const miColor* value, Frame
  *   a shadow shader           applyShadowTransparencyToFrameBuffers
  */
 
-/* What a light tells the material besides its color, in 12 words of the per-sample record. A material sets them to these
- * values before each light:
+/* What a light tells the material besides its color, in 12 words of the per-sample record. A material sets them to
+ * these values before each light:
  *   0     1 ambient light         1, 2  light goes to diffuse, to specular terms    3    share that was blocked, 0 to 1
  *   4-7   color before shadows    8, 9  address of an area light's four corners     10   the cosine is to be negated
  *   11    set by the material: no shadows are traced */
@@ -396,7 +396,7 @@ LUMO_API miBoolean applyShadowTransparencyToFrameBuffers(miUint count, FrameBuff
 /* Lights that are flat quadrilaterals, given by four corners in order around it. All vectors in internal space.
  * Null corners give 0. */
 
-/* Stands for the cosine, of the whole light: negative or 0 when it lies behind the surface. `normal` has unit length. */
+/* Stands for the cosine, of the whole light; not above 0 when it lies behind the surface. `normal` has unit length. */
 LUMO_API miScalar arealight_lambertian_reflect(const miVector* point, const miVector* normal, const miVector* corners);
 
 /* The direction, from the point to the light and of unit length, that comes closest to the reflected ray; the weight of
