@@ -1,6 +1,7 @@
 /* The functions by which the renderer reaches a shader. The macros at the end are the only place that writes them. */
 #pragma once
 
+#include <cstring>
 #include <new>
 
 #include "lumo.h"
@@ -92,6 +93,14 @@ inline void initStateShader(miState* state, void* parameters, miBoolean* wantsIn
     if (!mi_query(miQ_FUNC_CALLTYPE, state, miNULLTAG, &callType) || callType != miSHADER_STATE)
         reportError(complaint);
     *wantsInstanceInit = miFALSE;
+}
+
+/* The operation code as a number: one that this version does not know is told, and must not be read as an enumerator. */
+inline int operationOf(const miState_shader_arg& argument)
+{
+    int operation;
+    std::memcpy(&operation, &argument.operation, sizeof operation);
+    return operation;
 }
 
 template <class P>

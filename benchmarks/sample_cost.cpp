@@ -1,7 +1,7 @@
 // What a sample costs: the eye rays of a scene with a million triangles through bare Embree, then through the host with
 // one part of the library after the other. Prints processor time per sample and the ratio to bare Embree.
 //
-//     sample_cost [threads] [repetitions]
+//     sample_cost [threads] [repetitions] [variants]
 //
 // Render threads are named "render": perf report --comm render shows what a sample spends its time on.
 #include "database/elements.h"
@@ -212,7 +212,9 @@ int main(int argumentCount, char** arguments) {
     std::printf("%zu triangles, %d x %d, %d threads, best of %d\n", bare.triangles(), camera->x_resolution,
                 camera->y_resolution, threads, repetitions);
     std::printf("%-18s %8.0f ns\n", "bare Embree", nanoseconds(bareSeconds));
+    int variants = argumentCount > 3 ? std::atoi(arguments[3]) : static_cast<int>(std::size(kVariants));
     for (const Variant& variant : kVariants) {
+        if (variants-- <= 0) break;
         if (!read(variant.scene, capture)) return 1;
         const double seconds = renderSeconds(command, threads, repetitions);
         std::printf("%-18s %8.0f ns   x %.2f\n", variant.name, nanoseconds(seconds), seconds / bareSeconds);

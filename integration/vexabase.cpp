@@ -4,6 +4,8 @@
  * the values with which every sample starts. This module calls the renderer's functions directly: they are resolved
  * when the host loads it.
  */
+#include <cstring>
+
 #include "SDK/vexabase.h"
 
 #include <shader.h>
@@ -52,11 +54,31 @@ Vexabase recordFor(miState* state, VexabaseParameters* parameters)
     return record;
 }
 
+/* The record as every sample begins with it is kept beside it, so that a sample costs one copy. */
+constexpr char kDefaultsKey[] = "vexabase:defaults";
+
 /* Every stage gets the record: precomputations call materials too. Setting it again writes over the same storage. */
 miBoolean place(miState* state, VexabaseParameters* parameters)
 {
     Vexabase record = recordFor(state, parameters);
-    return mi_shaderstate_set(state, kVexabaseKey, &record, sizeof record, miSS_LIFETIME_RECT);
+    return mi_shaderstate_set(state, kDefaultsKey, &record, sizeof record, miSS_LIFETIME_RECT) &&
+           mi_shaderstate_set(state, kVexabaseKey, &record, sizeof record, miSS_LIFETIME_RECT);
+}
+
+miBoolean reset(miState* state, VexabaseParameters* parameters)
+{
+    auto* record = static_cast<Vexabase*>(mi_shaderstate_get(state, kVexabaseKey, nullptr));
+    const auto* defaults = static_cast<const Vexabase*>(mi_shaderstate_get(state, kDefaultsKey, nullptr));
+    if (!record || !defaults)
+        return place(state, parameters);
+    *record = *defaults;
+    return miTRUE;
+}
+
+miBoolean remove(miState* state)
+{
+    mi_shaderstate_set(state, kDefaultsKey, nullptr, 0, miSS_LIFETIME_RECT);
+    return mi_shaderstate_set(state, kVexabaseKey, nullptr, 0, miSS_LIFETIME_RECT);
 }
 
 } // namespace
@@ -80,14 +102,14 @@ DLLEXPORT miBoolean vexabase(void*, miState* state, lumo::VexabaseParameters* pa
 {
     if (!argument)
         return miFALSE;
-    switch (argument->operation) {
-    case miSTATE_SHADER_STATE_INIT:
-    case miSTATE_SHADER_SAMPLE_INIT:
-        return lumo::place(state, parameters);
-    case miSTATE_SHADER_STATE_EXIT:
-        return mi_shaderstate_set(state, lumo::kVexabaseKey, nullptr, 0, miSS_LIFETIME_RECT);
-    case miSTATE_SHADER_SAMPLE_EXIT:
-        return miTRUE;
+    // Read as a number: an operation code that this version does not know is told, not guessed.
+    int operation;
+    std::memcpy(&operation, &argument->operation, sizeof operation);
+    switch (operation) {
+    case miSTATE_SHADER_STATE_INIT: return lumo::place(state, parameters);
+    case miSTATE_SHADER_SAMPLE_INIT: return lumo::reset(state, parameters);
+    case miSTATE_SHADER_STATE_EXIT: return lumo::remove(state);
+    case miSTATE_SHADER_SAMPLE_EXIT: return miTRUE;
     }
     mi_warning("vexabase(): Invoked with invalid opcode.");
     return miFALSE;

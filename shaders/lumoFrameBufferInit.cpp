@@ -27,7 +27,7 @@ void fillBuffer(const ShaderHelper<FrameBufferInitParameters>& in)
 
 miBoolean initBuffer(const ShaderHelper<FrameBufferInitParameters>& in, const miState_shader_arg& argument)
 {
-    switch (argument.operation) {
+    switch (operationOf(argument)) {
     case miSTATE_SHADER_STATE_INIT:
     case miSTATE_SHADER_STATE_EXIT:
     case miSTATE_SHADER_SAMPLE_EXIT:

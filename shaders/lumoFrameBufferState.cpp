@@ -225,7 +225,7 @@ miBoolean exitSample(miState* state, miBoolean shaderReturn)
 
 miBoolean runPasses(const ShaderHelper<NoParameters>& in, const miState_shader_arg& argument)
 {
-    switch (argument.operation) {
+    switch (operationOf(argument)) {
     case miSTATE_SHADER_STATE_INIT: return initState(in.state());
     case miSTATE_SHADER_STATE_EXIT: return exitState(in.state());
     case miSTATE_SHADER_SAMPLE_INIT: return initSample(in.state());

@@ -15,15 +15,15 @@ namespace {
 
 using Answer = bool (*)(const Query&);
 
-void assign(std::array<Answer, miQ_COUNT>& table, Answer answer, std::initializer_list<int> codes) {
+constexpr void assign(std::array<Answer, miQ_COUNT>& table, Answer answer, std::initializer_list<int> codes) {
     for (const int code : codes) table[static_cast<std::size_t>(code)] = answer;
 }
 
-void assignRange(std::array<Answer, miQ_COUNT>& table, Answer answer, int first, int last) {
+constexpr void assignRange(std::array<Answer, miQ_COUNT>& table, Answer answer, int first, int last) {
     for (int code = first; code <= last; ++code) table[static_cast<std::size_t>(code)] = answer;
 }
 
-std::array<Answer, miQ_COUNT> makeTable() {
+constexpr std::array<Answer, miQ_COUNT> makeTable() {
     std::array<Answer, miQ_COUNT> table = {};
     assignRange(table, answerAboutInstance, miQ_INST_FUNCTION, miQ_INST_PARAM);
     assign(table, answerAboutInstance,
@@ -49,12 +49,13 @@ std::array<Answer, miQ_COUNT> makeTable() {
     return table;
 }
 
+constexpr std::array<Answer, miQ_COUNT> kAnswers = makeTable();
+
 }  // namespace
 
 extern "C" miBoolean mi_query(miQ_type code, miState* state, miTag tag, void* result, ...) {
-    static const std::array<Answer, miQ_COUNT> table = makeTable();
     if (code <= miQ_NONE || code >= miQ_COUNT || !result) return miFALSE;
-    const Answer answer = table[static_cast<std::size_t>(code)];
+    const Answer answer = kAnswers[static_cast<std::size_t>(code)];
     if (!answer) return miFALSE;
     Query query{code, state, tag, result, 0, state && state->ts ? *contextOf(state).scene->database : hostDatabase()};
     if (code == miQ_GROUP_KID) {

@@ -10,7 +10,7 @@ const ShaderStates::Entry* ShaderStates::find(const char* key) const noexcept {
     // because the caller may have reused the memory. Hidden entries need the search from the newest.
     if (rayEntries_ == 0)
         for (const Entry& entry : entries_)
-            if (entry.hint == key && entry.live && entry.key == key) return &entry;
+            if (entry.hint == key && entry.live && std::strcmp(entry.key.c_str(), key) == 0) return &entry;
     for (auto entry = entries_.rbegin(); entry != entries_.rend(); ++entry) {
         if (!entry->live || std::strcmp(entry->key.c_str(), key) != 0) continue;
         entry->hint = key;
