@@ -40,7 +40,8 @@ void cullFaces(const RTCFilterFunctionNArguments* arguments) {
     const auto& context = *reinterpret_cast<const CullingContext*>(arguments->context);
     for (unsigned i = 0; i < n; ++i) {
         if (arguments->valid[i] == 0) continue;
-        const unsigned instance = instanceOf(RTCHitN_instID(arguments->hit, n, i, 0), RTCHitN_geomID(arguments->hit, n, i));
+        const unsigned instance =
+            instanceOf(RTCHitN_instID(arguments->hit, n, i, 0), RTCHitN_geomID(arguments->hit, n, i));
         const char face = context.face ? context.face : context.instances[instance].face;
         const float facing = RTCHitN_Ng_x(arguments->hit, n, i) * RTCRayN_dir_x(arguments->ray, n, i) +
                              RTCHitN_Ng_y(arguments->hit, n, i) * RTCRayN_dir_y(arguments->ray, n, i) +
@@ -158,10 +159,10 @@ void EmbreeKernels::setPositions(RTCGeometry geometry, unsigned step, const std:
                                    sizeof(miVector), positions.size());
         return;
     }
-    auto* moved = static_cast<miVector*>(rtcSetNewGeometryBuffer(geometry, RTC_BUFFER_TYPE_VERTEX, step,
-                                                                 RTC_FORMAT_FLOAT3, sizeof(miVector), positions.size()));
+    void* buffer = rtcSetNewGeometryBuffer(geometry, RTC_BUFFER_TYPE_VERTEX, step, RTC_FORMAT_FLOAT3, sizeof(miVector),
+                                           positions.size());
     checkDevice();
-    std::transform(positions.begin(), positions.end(), moved,
+    std::transform(positions.begin(), positions.end(), static_cast<miVector*>(buffer),
                    [&](const miVector& p) { return narrow(transformPoint(wide(p), matrix)); });
 }
 

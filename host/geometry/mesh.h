@@ -17,11 +17,9 @@ struct MeshSurface {
     std::uint32_t label = 0;  ///< of tagged objects
 };
 
-/// Attribute lists are empty where no vertex has the attribute; else they have an entry for every vertex, zero for those
-/// without.
+/// Attribute lists are empty where no vertex has the attribute; else they have an entry for every vertex, zero for
+/// those without.
 struct Mesh {
-    miTag object = 0;
-
     std::vector<miVector> positions;    ///< at shutter open
     std::vector<miVector> normals;      ///< unit length; zero = flat
     /// Where the vertices are at the end of each of the equal parts of the shutter interval; empty if nothing moves.

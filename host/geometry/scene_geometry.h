@@ -106,8 +106,8 @@ public:
     static std::unique_ptr<SceneGeometry> build(const Database& database, miTag rootGroup, const miOptions& options);
     virtual ~SceneGeometry() = default;
 
-    /// The nearest hit behind `ray.near`, or false. Thread-safe; allocates nothing. Honours visibility, face culling and
-    /// motion. To go on behind a hit trace the same ray with `near` = its dist: it will not be found again (and neither
+    /// The nearest hit behind `ray.near`, or false. Thread-safe; allocates nothing. Honours visibility, face culling
+    /// and motion. To go on behind a hit trace the same ray with `near` = its dist: it will not be found again (and neither
     /// will surfaces that coincide with it to within rounding).
     virtual bool intersect(const Ray& ray, Hit& hit) const = 0;
     /// True when anything lies between near and far.
@@ -118,8 +118,8 @@ public:
     /// Writes the hit into a state whose dir is set: dist, point, normal (interpolated), normal_geom,
     /// dot_nd, inv_normal, bary, motion, tex, tex_list, bump lists, derivs, instance, material, label, shader-visible
     /// flags. Internal space is world space. Both normals are turned towards the ray and inv_normal says so, unless
-    /// `flipNormals` is false (shadow rays). Which side was hit is judged by the geometric normal; an interpolated one may
-    /// still lean away from the ray a little. Motion is the path of the point over the whole shutter interval, also
+    /// `flipNormals` is false (shadow rays). Which side was hit is judged by the geometric normal; an interpolated one
+    /// may still lean away from the ray a little. Motion is the path of the point over the whole shutter interval, also
     /// where the exposure itself takes no time. Derivatives are in world space, bump bases in object space; where the
     /// object gives none they follow from the texture coordinates (bump bases with unit length). Lists that the mesh
     /// does not have are null in the state, whatever memory there is for them.
