@@ -13,6 +13,7 @@
 #include <chrono>
 #include <cstdlib>
 #include <fstream>
+#include <iostream>
 #include <iterator>
 #include <thread>
 
@@ -134,6 +135,10 @@ RenderTest::RenderTest() {
 }
 
 RenderTest::~RenderTest() {
+    if (std::getenv("LUMO_KEEP_TEST_FOLDERS")) {
+        std::cerr << "kept " << folder_.string() << "\n";
+        return;
+    }
     std::error_code ignored;
     std::filesystem::remove_all(folder_, ignored);
 }

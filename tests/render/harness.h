@@ -55,6 +55,7 @@ struct Outcome {
 int countOf(const std::string& text, const std::string& part);
 
 /// A test with a folder of its own, in which the program runs. Modules and declarations of tests/modules are found.
+/// The folder stays where the environment has LUMO_KEEP_TEST_FOLDERS.
 class RenderTest : public ::testing::Test {
 protected:
     RenderTest();

@@ -27,20 +27,23 @@ std::string busyScene() {
     scene.elements = R"(
 light "bulb_l" "plain_light" ( "color" 30 25 20 1, "falloff" on ) origin -3 4 0 end light
 instance "bulb" "bulb_l" end instance
-shader "mirroring" "plain_material" ( "diffuse" .3 .5 .7 1, "reflectivity" .4, "specular" 1 1 1 1, "exponent" 20 )
-material "shiny" = "mirroring" "lumoPassCameraDepth" ( "pass" 0 ) "lumoPassNormal" ( "pass" 1 )
-    "lumoPassMotionVector3D" ( "pass" 2 ) shadow "plain_shadow" ( "transmission" .3 .2 .1 1 ) end material
+shader "passes" "lumoPassCameraDepth" ( "pass" 0 ) "lumoPassNormal" ( "pass" 1 ) "lumoPassMotionVector3D" ( "pass" 2 )
+material "mirror" "plain_material" ( "diffuse" .3 .5 .7 1, "reflectivity" .4, "specular" 1 1 1 1, "exponent" 20 )
+    = "passes" shadow "plain_shadow" ( "transmission" .3 .2 .1 1 ) end material
+material "matt" "plain_material" ( "diffuse" .8 .5 .3 1 )
+    = "passes" shadow "plain_shadow" ( "transmission" .3 .2 .1 1 ) end material
 object "shard" visible shadow trace
     group -1 -1 0  1 -1 .3  0 1 -.2   0 .1 1  .2 0 1  -.2 .1 1   .3 0 0  0 .4 0  0 0 .5
         v 0 n 3 m 6  v 1 n 4 m 7  v 2 n 5 m 8  c 0 1 2 end group
 end object
-)" + wall("back", -9, "shiny");
+)" + wall("back", -9, "matt");
     scene.members = "\"bulb\" \"back\"";
     for (int i = 0; i < 12; ++i) {
         const Placing open = turned({1, i * .3, .5}, 25 * i).then(moved({(i % 4 - 1.5) * 2.2, (i / 4 - 1) * 2.0, -6}));
         const Placing close = open.then(moved({.3, -.2, .1 * i}));
-        scene.elements += fmt::format("instance \"s{0}\" \"shard\" transform {1} motion transform {2} material \"shiny\" end "
-                                      "instance\n", i, open.inverse().text(), close.inverse().text());
+        scene.elements += fmt::format("instance \"s{0}\" \"shard\" transform {1} motion transform {2} material \"{3}\" end "
+                                      "instance\n", i, open.inverse().text(), close.inverse().text(),
+                                      i % 3 ? "matt" : "mirror");
         scene.members += fmt::format(" \"s{}\"", i);
     }
     return scene.text();
