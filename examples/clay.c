@@ -111,7 +111,7 @@ DLLEXPORT miBoolean example_clay(miColor *result, miState *state, struct example
     const miScalar softness = *mi_eval_scalar(&parameters->softness);
     const miScalar wrap = miCLAMP(*mi_eval_scalar(&parameters->wrap), 0.0f, 1.0f);
     const miScalar rim = *mi_eval_scalar(&parameters->rim);
-    const miInteger sky_rays = *mi_eval_integer(&parameters->sky_rays);
+    const miInteger sky_rays = miMIN(*mi_eval_integer(&parameters->sky_rays), 4096);
     miVector key = *mi_eval_vector(&parameters->key), up;
     miScalar lit, sky, edge;
 

@@ -94,7 +94,7 @@ def teapot_field(file):
     write_instances(file, "teapots", pots)
 
 
-SHUTTER_TURN = 9.0  # degrees that the roundabout turns while the shutter is open
+SHUTTER_TURN = 4.5  # degrees that the roundabout turns while the shutter is open
 
 
 def carousel(file):
@@ -105,7 +105,7 @@ def carousel(file):
         turn = 45.0 * k
         a = math.radians(turn)
         x, z = 3.6 * math.cos(a), -3.6 * math.sin(a)
-        lift = [1.05 + 0.4 * math.sin(2 * a + phase) for phase in (0.0, 0.9)]
+        lift = [1.05 + 0.4 * math.sin(2 * a + phase) for phase in (0.0, 0.45)]
         open_, close = (inverse_placement((x, y, z), turn + 90, 0.26) for y in lift)
         parts.append(("dog", f'transform {matrix(open_)} motion transform {matrix(close)} '
                              f'material "{colors[k % 4]}" tag {k + 1}'))

@@ -41,32 +41,32 @@ def flower(x, y, radius, petals):
 def porcelain(u, v):
     """Half way round a pot: flowers and leaves between borders, v from the foot to the knob of the lid. About as wide as
     high on the pot, so that circles stay round."""
-    for low, high in ((0.03, 0.042), (0.055, 0.06), (0.615, 0.62), (0.635, 0.65), (0.715, 0.73), (0.93, 0.94)):
+    for low, high in ((0.20, 0.212), (0.225, 0.23), (0.625, 0.63), (0.645, 0.66), (0.72, 0.735), (0.93, 0.94)):
         if low < v < high:
             return DEEP
-    if v < 0.06:
+    if v < 0.23:  # the lowest part lies below the pot
         return WHITE
-    if v > 0.715:  # lid: a row of leaves
+    if v > 0.72:  # lid: a row of leaves
         x = (u * 8) % 1 - 0.5
         return BLUE if abs(x) < 0.32 * math.sin(math.pi * min(1, max(0, (v - 0.75) / 0.15))) else WHITE
-    if v > 0.65:   # shoulder: dots
-        return BLUE if math.hypot((u * 24) % 1 - 0.5, (v - 0.6825) * 24) < 0.34 else WHITE
+    if v > 0.66:  # shoulder: dots
+        return BLUE if math.hypot((u * 24) % 1 - 0.5, (v - 0.69) * 24) < 0.34 else WHITE
 
-    y = v - 0.34
+    y = v - 0.43
     for at, size in ((0.25, 1.0), (0.75, 0.8)):
         x = (u - at + 0.5) % 1 - 0.5
-        d = flower(x, y, 0.17 * size, 8)
+        d = flower(x, y, 0.155 * size, 8)
         if d < 0:
             r = math.hypot(x, y)
             if r < 0.035 * size:
                 return DEEP
             return WHITE if r < 0.05 * size or -0.018 < d < -0.010 else BLUE
-    for at, height in ((0.0, 0.13), (0.0, -0.14), (0.5, 0.15), (0.5, -0.13), (0.5, 0.01), (0.0, 0.0)):
+    for at, height in ((0.0, 0.14), (0.0, -0.14), (0.5, 0.14), (0.5, -0.14), (0.5, 0.0), (0.0, 0.0)):
         x = (u - at + 0.5) % 1 - 0.5
         if flower(x, y - height, 0.055, 5) < 0:
             return BLUE if math.hypot(x, y - height) > 0.015 else WHITE
     for phase in (0.0, 0.5):  # two tendrils
-        if abs(y - 0.13 * math.sin(2 * math.pi * (u + phase))) < 0.006:
+        if abs(y - 0.1 * math.sin(2 * math.pi * (u + phase))) < 0.006:
             return DEEP
     return WHITE
 
