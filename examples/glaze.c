@@ -59,6 +59,34 @@ static void rippled_reflection(miVector *dir, miState *state, miScalar ripple, m
     }
 }
 
+/*
+ * What a ray met may come back in these fields of the caller's state. A shader that traces puts its own surface back, so
+ * that its next ray starts here and the shaders behind it in the material's list see this surface.
+ */
+struct surface {
+    miVector point, normal, motion;
+    double dist;
+    miUint label;
+};
+
+static void keep_surface(struct surface *surface, const miState *state)
+{
+    surface->point = state->point;
+    surface->normal = state->normal;
+    surface->motion = state->motion;
+    surface->dist = state->dist;
+    surface->label = state->label;
+}
+
+static void put_back(miState *state, const struct surface *surface)
+{
+    state->point = surface->point;
+    state->normal = surface->normal;
+    state->motion = surface->motion;
+    state->dist = surface->dist;
+    state->label = surface->label;
+}
+
 DLLEXPORT int example_glaze_version(void)
 {
     return 1;
@@ -75,11 +103,15 @@ DLLEXPORT miBoolean example_glaze(miColor *result, miState *state, struct exampl
     const miScalar fresnel = root * root + (1.0f - root * root) * powf(grazing, 5.0f);
     miColor below = {0.0f, 0.0f, 0.0f, 1.0f}, behind = {0.0f, 0.0f, 0.0f, 0.0f}, mirrored = {0.0f, 0.0f, 0.0f, 0.0f};
     miVector dir;
+    struct surface surface;
 
+    keep_surface(&surface, state);
     if (transparency.r < 1.0f || transparency.g < 1.0f || transparency.b < 1.0f)
         below = *mi_eval_color(&parameters->color);
-    if (!miColorIsBlack(&transparency))
+    if (!miColorIsBlack(&transparency)) {
         mi_trace_transparent(&behind, state);
+        put_back(state, &surface);
+    }
 
     /* Beyond the trace depth the environment stands in for the reflection. */
     if (ripple > 0.0f)
@@ -88,6 +120,7 @@ DLLEXPORT miBoolean example_glaze(miColor *result, miState *state, struct exampl
         mi_reflection_dir(&dir, state);
     if (!mi_trace_reflection(&mirrored, state, &dir))
         mi_trace_environment(&mirrored, state, &dir);
+    put_back(state, &surface);
 
     below.r += (behind.r - below.r) * transparency.r;
     below.g += (behind.g - below.g) * transparency.g;
