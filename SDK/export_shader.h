@@ -119,6 +119,14 @@ miBoolean callFunction(miBoolean (*function)(Result*, const ShaderHelper<P>&), R
     return withoutExceptions([&] { return function(result, ShaderHelper<P>(state, parameters)); });
 }
 
+/* `argument` is null where the renderer calls, and for callers that have none. */
+template <class P>
+miBoolean callShadowShader(miBoolean (*function)(miColor*, const ShaderHelper<P>&, const void*), miColor* result,
+                           miState* state, P* parameters, const void* argument)
+{
+    return withoutExceptions([&] { return function(result, ShaderHelper<P>(state, parameters), argument); });
+}
+
 } // namespace lumo
 
 #define LUMO_EXPORT_VERSION(name) \
@@ -165,4 +173,12 @@ miBoolean callFunction(miBoolean (*function)(Result*, const ShaderHelper<P>&), R
     extern "C" LUMO_API miBoolean name(void*, miState* state, P* parameters, const miState_shader_arg* argument) \
     { \
         return ::lumo::callStateShader<P>(function, state, parameters, argument); \
+    }
+
+/* A shadow shader: a function (miColor*, const ShaderHelper<P>&, const void* argument). */
+#define LUMO_EXPORT_SHADOW_SHADER(name, function, P) \
+    LUMO_EXPORT_VERSION(name) \
+    extern "C" LUMO_API miBoolean name(miColor* result, miState* state, P* parameters, const void* argument) \
+    { \
+        return ::lumo::callShadowShader<P>(function, result, state, parameters, argument); \
     }

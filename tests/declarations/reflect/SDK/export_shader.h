@@ -11,6 +11,7 @@
 #undef LUMO_EXPORT_FUNCTION_SHADER
 #undef LUMO_EXPORT_ENGINE
 #undef LUMO_EXPORT_STATE_SHADER
+#undef LUMO_EXPORT_SHADOW_SHADER
 
 #define LUMO_DESCRIBE(name, P) \
     static const bool name##IsDescribed = describeShader(#name, layoutOf<P>());
@@ -19,3 +20,4 @@
 #define LUMO_EXPORT_FUNCTION_SHADER(name, function, Result, P) LUMO_DESCRIBE(name, P)
 #define LUMO_EXPORT_ENGINE(name, function, Result, P) LUMO_DESCRIBE(name, P)
 #define LUMO_EXPORT_STATE_SHADER(name, function, P) LUMO_DESCRIBE(name, P)
+#define LUMO_EXPORT_SHADOW_SHADER(name, function, P) LUMO_DESCRIBE(name, P)

@@ -1,0 +1,96 @@
+/* Points on a disc that cover it evenly, however few of them are used. */
+#pragma once
+
+#include <bit>
+#include <cmath>
+#include <cstdint>
+#include <initializer_list>
+#include <numbers>
+
+#include <shader.h>
+
+namespace lumo {
+
+struct DiscPoint {
+    double x, y;
+};
+
+/* The first two dimensions of Sobol's sequence, in which each first 2^k points are stratified in all ways at once, with
+ * the digits scrambled (Owen 1995, by the hash of Laine and Karras 2011). Each shaded point scrambles differently, so
+ * that neighbours do not repeat each other's errors and the eye sees fine grain, not bands. */
+class DiscSamples {
+public:
+    /* For one sample of a light, by what makes it this one: pixel, point, time and light. */
+    explicit DiscSamples(const miState* state)
+    {
+        seed_ = 0;
+        for (const miScalar word : {state->raster_x, state->raster_y, state->point.x, state->point.y, state->point.z,
+                                    state->time})
+            stir(std::bit_cast<std::uint32_t>(word));
+        stir(state->light_instance);
+        stir(state->count);
+    }
+
+    DiscPoint operator[](std::uint32_t index) const
+    {
+        const std::uint32_t x = scrambled(reversed(index), seed_);
+        const std::uint32_t y = scrambled(secondDimension(index), hash(seed_ ^ 0x9e3779b9u));
+        return toDisc(unit(x), unit(y));
+    }
+
+private:
+    void stir(std::uint32_t word) { seed_ = hash(seed_ * 0x01000193u ^ word); }
+
+    /* Every bit of the result depends on every bit of the argument. */
+    static constexpr std::uint32_t hash(std::uint32_t x)
+    {
+        x = (x ^ (x >> 16)) * 0x7feb352du;
+        x = (x ^ (x >> 15)) * 0x846ca68bu;
+        return x ^ (x >> 16);
+    }
+
+    static constexpr std::uint32_t reversed(std::uint32_t x)
+    {
+        x = (x & 0x55555555u) << 1 | (x >> 1 & 0x55555555u);
+        x = (x & 0x33333333u) << 2 | (x >> 2 & 0x33333333u);
+        x = (x & 0x0f0f0f0fu) << 4 | (x >> 4 & 0x0f0f0f0fu);
+        return __builtin_bswap32(x);
+    }
+
+    static constexpr std::uint32_t secondDimension(std::uint32_t index)
+    {
+        std::uint32_t result = 0;
+        for (std::uint32_t column = 1u << 31; index; index >>= 1, column ^= column >> 1)
+            if (index & 1)
+                result ^= column;
+        return result;
+    }
+
+    /* Flips each binary digit by a hash of the digits before it. */
+    static constexpr std::uint32_t scrambled(std::uint32_t x, std::uint32_t seed)
+    {
+        x = reversed(x) + seed;
+        for (const std::uint32_t factor : {0x6c50b47cu, 0xb82f1e52u, 0xc7afe638u, 0x8d22f6e6u})
+            x ^= x * factor;
+        return reversed(x);
+    }
+
+    static constexpr double unit(std::uint32_t x) { return (x + 0.5) / 4294967296.0; }
+
+    /* From the unit square, rings of equal area for squares around its center (Shirley and Chiu 1997). */
+    static DiscPoint toDisc(double u, double v)
+    {
+        constexpr double kQuarter = std::numbers::pi / 4;
+        const double a = 2 * u - 1, b = 2 * v - 1;
+        if (a == 0 && b == 0)
+            return {0, 0};
+        const bool wide = std::fabs(a) > std::fabs(b);
+        const double radius = wide ? a : b;
+        const double angle = wide ? kQuarter * (b / a) : 2 * kQuarter - kQuarter * (a / b);
+        return {radius * std::cos(angle), radius * std::sin(angle)};
+    }
+
+    std::uint32_t seed_;
+};
+
+} // namespace lumo
