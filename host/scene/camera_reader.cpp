@@ -64,7 +64,7 @@ struct CameraReader {
 
     void skipPass() {
         scene.problems.unsupported(in.place(), "passes over frame buffer files are not supported");
-        while (!in.atEnd() && !in.at("end") && !(in.current().kind == TokenKind::Symbol && isStatement())) in.skipGroup();
+        while (!in.atEnd() && !in.at("end") && !isStatement()) in.skipGroup();
     }
 
     bool isStatement() const;
@@ -83,7 +83,8 @@ const StatementTable<Reader>& statements() {
         {"offset", [](Reader& r) { r.camera.x_offset = r.in.readFloat(); r.camera.y_offset = r.in.readFloat(); }},
         {"clip", [](Reader& r) { r.camera.clip.min = r.in.readFloat(); r.camera.clip.max = r.in.readFloat(); }},
         {"dof", [](Reader& r) {
-            r.scene.problems.unsupported(r.in.place(), "the built-in depth of field is not supported, use a lens shader");
+            r.scene.problems.unsupported(r.in.place(),
+                                         "the built-in depth of field is not supported, use a lens shader");
             r.in.readFloats(2);
         }},
         {"lens", [](Reader& r) { r.readSlot(r.camera.lens, r.lensSeen); }},
@@ -112,7 +113,8 @@ void CameraReader::read() {
     readStatements(*this, statements(), "camera");
 
     choosePrimary(buffers);
-    camera.buffertag = scene.storeBytes({}, miSCENE_FBINFO, nullptr, 16, std::make_unique<FrameBufferSet>(std::move(buffers)));
+    camera.buffertag =
+        scene.storeBytes({}, miSCENE_FBINFO, nullptr, 16, std::make_unique<FrameBufferSet>(std::move(buffers)));
     camera.output = miNULLTAG;
     for (const miTag shader : detail.outputShaders) camera.output = joinShaders(scene, camera.output, shader);
     scene.store(name, miSCENE_CAMERA, camera, std::make_unique<CameraDetail>(std::move(detail)));

@@ -17,12 +17,18 @@ namespace {
 
 using Scene = SceneContext;
 
+/// The variable is set before the next token is fetched, because a condition may stand right behind.
 void readSet(Scene& scene) {
-    const std::string_view name = scene.in.readName("the name of a variable");
-    if (scene.in.atString())
-        scene.registry.setVariable(name, scene.in.readString());
-    else
+    Cursor& in = scene.in;
+    if (!in.atName()) in.fail("the name of a variable");
+    const std::string_view name = in.current().text;
+    if (!in.followedBy('"')) {
         scene.registry.clearVariable(name);
+        return in.advance();
+    }
+    in.advance();
+    if (in.atString()) scene.registry.setVariable(name, in.current().text);
+    in.readString();
 }
 
 void readVerbose(Scene& scene) {
@@ -69,13 +75,14 @@ void readRegistry(Scene& scene) {
     Cursor& in = scene.in;
     const std::string_view name = in.readName("the name of a registry entry");
     Registry::Entry entry;
-    while (!in.acceptEnd("registry")) {
+    while (!in.at("end")) {
         Registry::Item item;
         item.kind = in.readName("a registry item or \"end registry\"");
         item.text = in.readString("the item's text");
         entry.items.push_back(std::move(item));
     }
-    scene.registry.define(name, std::move(entry));
+    scene.registry.define(name, std::move(entry));  // before a $lookup right behind is carried out
+    in.acceptEnd("registry");
 }
 
 void skipCall(Scene& scene) {

@@ -32,7 +32,7 @@ void TokenStream::carryOutDirective() {
     };
     const auto known = directives.find(token_.text);
     if (known != directives.end()) return (this->*known->second)();
-    problems_.error(place(), fmt::format("found {}, expected a directive such as $include or $ifdef", describe(token_)));
+    problems_.error(place(), fmt::format("found {}, expected a directive such as $include", describe(token_)));
     scanner().takeLine();
 }
 

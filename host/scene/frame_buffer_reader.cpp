@@ -56,7 +56,7 @@ struct FrameBufferReader {
         const auto* known = std::find_if(std::begin(kTypes), std::end(kTypes),
                                          [&](const TypeName& t) { return t.name == name; });
         if (known == std::end(kTypes)) {
-            scene.problems.error(in.place(), fmt::format("found data type \"{}\", expected one such as rgba_fp or z", name));
+            scene.problems.error(in.place(), fmt::format("found data type \"{}\", expected one like rgba_fp", name));
             return;
         }
         buffer.datatype = known->type;

@@ -21,7 +21,9 @@ bool isExponent(const char* at, const char* end) {
 }
 
 /// The fast conversion does not tell numbers that are too large for a float from those that are too small.
-float extremeNumber(const char* begin, const char* end) { return std::strtof(std::string(begin, end).c_str(), nullptr); }
+float extremeNumber(const char* begin, const char* end) {
+    return std::strtof(std::string(begin, end).c_str(), nullptr);
+}
 
 /// "1.#QNAN", "-1.#IND", "1.#INF00": how one system's C library used to print numbers that are none.
 bool scanFormerNotation(const char*& at, const char* end, bool negative, Token& token) {

@@ -122,7 +122,10 @@ const StatementTable<Reader>& statements() {
         {"ray", [](Reader& r) { r.in.expect("offset"); r.object.ray_offset = r.in.readFloat(); }},
         {"samples", [](Reader& r) { r.readSamples(); }},
         {"shading", [](Reader& r) { r.in.expect("samples"); r.object.shading_samples = r.in.readFloat(); }},
-        {"volume", [](Reader& r) { r.in.expect("group"); r.object.volume_id = static_cast<miUint>(r.in.readInteger()); }},
+        {"volume", [](Reader& r) {
+            r.in.expect("group");
+            r.object.volume_id = static_cast<miUint>(r.in.readInteger());
+        }},
         {"basis", [](Reader& r) { r.skipBasis(); }},
         {"group", [](Reader& r) { r.readGroup(); }},
         {"trilist", [](Reader& r) { r.readTriangles(); }},
@@ -165,7 +168,7 @@ void ObjectReader::setBounds() {
 
 /// An object may lack its name; then a flag stands in its place.
 bool ObjectReader::hasName() const {
-    return in.atString() || (in.current().kind == TokenKind::Symbol && !in.at("end") && !statements().find(in.current()));
+    return in.atString() || (in.atName() && !in.at("end") && !statements().find(in.current()));
 }
 
 void ObjectReader::read() {

@@ -5,6 +5,8 @@
 #include "scene/string_options.h"
 #include "scene/user_data.h"
 
+#include <algorithm>
+
 namespace lumorender {
 
 namespace {
@@ -206,11 +208,13 @@ void OptionsReader::readPhotonmap() {
 
 void OptionsReader::readFinalgatherDepths() {
     in.expect("depth");
+    const auto readDepth = [this](int missing) {
+        return static_cast<miUint1>(in.atInteger() ? in.readInteger(0, 255) : std::min(missing, 255));
+    };
     options.fg_reflection_depth = static_cast<miUint1>(in.readInteger(0, 255));
-    options.fg_refraction_depth = in.atInteger() ? static_cast<miUint1>(in.readInteger(0, 255)) : options.fg_reflection_depth;
-    const int sum = options.fg_reflection_depth + options.fg_refraction_depth;
-    options.fg_diffuse_depth = in.atInteger() ? static_cast<miUint1>(in.readInteger(0, 255)) : miUint1{0};
-    options.fg_trace_depth = static_cast<miUint1>(in.atInteger() ? in.readInteger(0, 255) : sum > 255 ? 255 : sum);
+    options.fg_refraction_depth = readDepth(options.fg_reflection_depth);
+    options.fg_diffuse_depth = readDepth(0);
+    options.fg_trace_depth = readDepth(options.fg_reflection_depth + options.fg_refraction_depth);
 }
 
 void OptionsReader::readFinalgather() {

@@ -10,7 +10,8 @@ ParameterBlock::ParameterBlock(const std::vector<Parameter>& parameters, std::si
     setDefaults(parameters, 0);
 }
 
-ParameterBlock::ParameterBlock(const char* values, const char* ghosts, std::size_t size) : values_(size), ghosts_(size) {
+ParameterBlock::ParameterBlock(const char* values, const char* ghosts, std::size_t size)
+    : values_(size), ghosts_(size) {
     std::copy_n(reinterpret_cast<const std::byte*>(values), size, values_.data());
     std::copy_n(reinterpret_cast<const std::byte*>(ghosts), size, ghosts_.data());
     for (std::size_t at = 0; at + sizeof(miTag) <= size; at += sizeof(miTag)) {

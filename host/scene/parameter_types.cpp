@@ -55,8 +55,9 @@ void readDefault(SceneContext& scene, Parameter& parameter) {
     Cursor& in = scene.in;
     const auto [fewest, most] = defaultCount(parameter.type);
     if (most == 0 || parameter.isArray) {
-        scene.problems.warning(in.place(), fmt::format("parameter \"{}\" of type {} can have no default", parameter.name,
-                                                       parameter.isArray ? "array" : nameOfType(parameter.type)));
+        const char* const type = parameter.isArray ? "array" : nameOfType(parameter.type);
+        scene.problems.warning(in.place(),
+                               fmt::format("parameter \"{}\" of type {} has no default", parameter.name, type));
         return in.skipGroup();
     }
     if (in.atBoolean()) {

@@ -143,7 +143,7 @@ void ParameterReader::readNumbers(const Parameter& parameter, std::size_t at) {
         case miTYPE_VECTOR: block_.put(at, in_.readVector()); break;
         case miTYPE_COLOR:
             if (in_.accept("colorprofile")) {
-                scene_.problems.unsupported(in_.place(), "color profiles are not supported, colors are taken as they are");
+                scene_.problems.unsupported(in_.place(), "color profiles are not supported, colors are kept");
                 in_.readName("the name of a color profile");
             }
             block_.put(at, in_.readColor(0));
@@ -180,8 +180,9 @@ void ParameterReader::readConnection(const Parameter& parameter, std::size_t at)
                                                         parameter.name, owner_));
     if (!isConnectable(parameter, source.result))
         return scene_.problems.error(place, fmt::format("parameter \"{}\" of {} has the type {}, the shader \"{}\" "
-                                                        "returns {}", parameter.name, owner_, nameOfType(parameter.type),
-                                                        source.name, nameOfType(source.result.type)));
+                                                        "returns {}", parameter.name, owner_,
+                                                        nameOfType(parameter.type), source.name,
+                                                        nameOfType(source.result.type)));
     block_.connect(at, source.tag);
 }
 

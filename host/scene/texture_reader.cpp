@@ -75,13 +75,13 @@ struct TextureReader {
         if (width != 1 && width != 2 && width != 4)
             return scene.problems.error(place, fmt::format("found {} bytes per component, expected 1, 2 or 4", width));
         const auto bytes = in.readBytes();
-        const std::size_t perComponent = static_cast<std::size_t>(texture.width) * static_cast<std::size_t>(texture.height) *
-                                         static_cast<std::size_t>(width);
+        const auto perComponent = static_cast<std::size_t>(texture.width) * static_cast<std::size_t>(texture.height) *
+                                  static_cast<std::size_t>(width);
         const std::size_t components = bytes.size() / perComponent;
         const bool fits = bytes.size() == components * perComponent && components > 0 && components <= 4;
         if (!fits)
-            return scene.problems.error(place, fmt::format("found {} bytes of pixels, expected {}", bytes.size(),
-                                                           perComponent * static_cast<std::size_t>(texture.components)));
+            return scene.problems.error(place, fmt::format("found {} bytes of pixels, expected {} for each component",
+                                                           bytes.size(), perComponent));
         texture.components = static_cast<int>(components);
         texture.pixels.reserve(bytes.size() / static_cast<std::size_t>(width));
         for (std::size_t at = 0; at < bytes.size(); at += static_cast<std::size_t>(width))

@@ -48,7 +48,8 @@ TEST_F(Language, BinaryVectorsMayHoldAnyByte) {
 }
 
 TEST_F(Language, ConditionsCutThroughStatements) {
-    readClean("set \"big\" \"yes\"\r\nset \"gone\" \"x\" set \"gone\"\r\n"
+    readClean("set \"gone\" \"x\"\r\n$ifdef \"gone\"\r\nset \"big\" \"yes\" set \"gone\"\r\n$endif\r\n"
+              "$ifdef \"gone\"\r\nset \"big\"\r\n$endif\r\n"
               "camera \"c\" resolution\r\n"
               "$ifdef \"big\"\r\n 100\r\n$ifndef \"big\"\r\n 1\r\n$else\r\n 50\r\n$endif\r\n"
               "$elseifeq \"big\" \"yes\"\r\n 3 4\r\n$else\r\n 7 7\r\n$endif\r\n"
@@ -76,7 +77,8 @@ protected:
 };
 
 TEST_F(Files, InclusionInsideAGroup) {
-    write("main.mi", "object \"o\" group\n$include \"parts/vectors.mi\" # those\nv 0 v 1 v 2 c 0 1 2 end group end object\n"
+    write("main.mi", "object \"o\" group\n$include \"parts/vectors.mi\" # those\n"
+                     "v 0 v 1 v 2 c 0 1 2 end group end object\n"
                      "$include <found.mi>\n$include <found.mi>\n");
     write("parts/vectors.mi", "0 0 0 1 0 0\n$include \"more.mi\"\n");
     write("parts/more.mi", "0 1 0");
@@ -94,18 +96,19 @@ TEST_F(Files, FilesThatIncludeEachOtherOrAreMissing) {
     EXPECT_FALSE(readFile("a.mi"));
     EXPECT_NE(errors.find("b.mi:1: file \"" + (folder / "a.mi").string() + "\" includes itself"), std::string::npos);
     EXPECT_NE(errors.find("b.mi:2: cannot include \"missing.mi\""), std::string::npos) << errors;
-    EXPECT_NE(errors.find("b.mi:3: cannot include \"/dev/zero\": it is not a regular file"), std::string::npos) << errors;
+    EXPECT_NE(errors.find("b.mi:3: cannot include \"/dev/zero\": it is not a regular"), std::string::npos) << errors;
     EXPECT_NE(database.find("m"), 0u);
     EXPECT_NE(database.find("n"), 0u);
 }
 
 TEST_F(Files, RegistryAndSubstitution) {
-    write("main.mi", "registry \"root\" value \"{base}/tex\" end registry registry \"base\" value \"/data\" end registry\n"
+    write("main.mi", "registry \"root\" value \"{base}/tex\" end registry\n"
+                     "registry \"base\" value \"/data\" end registry\n"
                      "registry \"loop\" value \"{loop}{loop}\" end registry\n"
-                     "registry \"run\" mi \"found.mi\" echo \"looked up\" end registry\n"
+                     "registry \"run\" mi \"found.mi\" echo \"looked up\" end registry\n$lookup \"run\"\n"
                      "color texture \"t\" \"{root}/a.png\" color texture \"u\" \"{nothing}{_silent}b.png\"\n"
                      "color texture \"l\" \"{loop}\"\n"
-                     "$lookup \"run\"\n$lookup \"run\"\n");
+                     "$lookup \"run\"\n");
     write("found.mi", "material \"m\" end material");
     EXPECT_TRUE(readFile("main.mi")) << errors;
     EXPECT_EQ(database.detail<TextureDetail>(database.find("t"))->file, "/data/tex/a.png");

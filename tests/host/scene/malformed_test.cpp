@@ -13,7 +13,8 @@ struct Malformed {
 constexpr Malformed kMalformed[] = {
     {"camera \"c\"\n focal wide end camera", 2, "found wide, expected a number"},
     {"camera \"c\"\nend light", 2, "found \"end light\", expected \"end camera\""},
-    {"camera \"c\" focal 1\nmaterial \"x\" end material", 2, "found material, expected a statement of camera or \"end camera\""},
+    {"camera \"c\" focal 1\nmaterial \"x\" end material", 2,
+     "found material, expected a statement of camera or \"end camera\""},
     {"echo \"open", 1, "expected a closing quote"},
     {"nonsense", 1, "found nonsense, expected a command or an element"},
     {"system \"rm -rf /\"", 1, "system is refused"},
@@ -35,17 +36,20 @@ constexpr Malformed kMalformed[] = {
     {"declare shader \"e\" (\n number \"x\") end declare", 2, "found number, expected a parameter type"},
     {"declare shader \"e\" (scalar \"x\")\n camera \"c\" end camera", 2, "expected \"end declare\""},
     {"object \"o\" group 0 0 0 v 0 v 1\nend group end object", 1, "found 1, expected a vector number from 0 to 0"},
-    {"object \"o\" group 0 0 0 v 0\n v 0 v 0 c 0 1 -2 end group end object", 2, "found -2, expected a vertex number from 0 to 2"},
+    {"object \"o\" group 0 0 0 v 0\n v 0 v 0 c 0 1 -2 end group end object", 2,
+     "found -2, expected a vertex number from 0 to 2"},
     {"object \"o\" group 0 0 0 v 0 v 0 c 0 1 end group end object", 1, "expected at least three vertices"},
     {"object \"o\" group 0 0 end group end object", 1, "found end, expected a number"},
-    {"object \"o\" group 0 0 0 v 0 v 0 v 0 c \"none\" 0 1 2 end group end object", 1, "\"none\" is not defined, expected the name of a material"},
+    {"object \"o\" group 0 0 0 v 0 v 0 v 0 c \"none\" 0 1 2 end group end object", 1,
+     "\"none\" is not defined, expected the name of a material"},
     {"object \"o\" group `short` end group end object", 1, "expected 12 bytes between back quotes"},
-    {"object \"o\" trilist vertex 1 p triangle 1 [ 0 0 0 ] [ 0 0 1 ] end trilist end object", 1, "found vertex number 1"},
+    {"object \"o\" trilist vertex 1 p triangle 1 [ 0 0 0 ] [ 0 0 1 ] end trilist end object", 1,
+     "found vertex number 1"},
     {"incremental light \"none\" end light", 1, "no light \"none\" that could be changed"},
     {"instance \"i\" \"x\" transform 1 2 3 end instance", 1, "found end, expected a number"},
     {"data \"x\" 4 [ '00ff' ]", 1, "found 2 bytes of data, expected 4"},
     {"data \"x\" 2 [ '00f' ]", 1, "even number of hexadecimal digits"},
-    {"color texture \"t\" [ 2 2 ] '00'", 1, "found 1 bytes of pixels, expected 16"},
+    {"color texture \"t\" [ 2 2 ] '00'", 1, "found 1 bytes of pixels, expected 4 for each component"},
     {"camera \"c\" framebuffer \"f\" datatype \"half\" end camera", 1, "found data type \"half\""},
     {"render \"w\" \"c\" \"o\"", 1, "\"w\" is not defined, expected the name of an instance group"},
     {"$include \"/etc/hostname\"", 1, "files may not be included here"},
@@ -69,7 +73,8 @@ INSTANTIATE_TEST_SUITE_P(Scenes, Malformations, testing::ValuesIn(kMalformed));
 
 TEST_F(SceneTest, SeveralErrorsAreSeenAtOnce) {
     EXPECT_FALSE(read("declare shader \"d\" (scalar \"x\", scalar \"y\") end declare\n"
-                      "shader \"s\" \"d\" (\"x\" off,\n \"z\" [ 1, { } ],\n \"y\" \"text\")\ncamera \"c\" focal end camera\n"));
+                      "shader \"s\" \"d\" (\"x\" off,\n \"z\" [ 1, { } ],\n \"y\" \"text\")\n"
+                      "camera \"c\" focal end camera\n"));
     for (const char* line : {"test.mi:2: ", "test.mi:3: ", "test.mi:4: ", "test.mi:5: "})
         EXPECT_NE(errors.find(line), std::string::npos) << line << errors;
 }
