@@ -39,7 +39,7 @@ bool findOccluder(ThreadContext& context, RayRecord& record, Ray ray, double& di
     while (scene.geometry->intersect(ray, record.hit)) {
         distance = record.hit.dist;
         if (!scene.lights->castsShadow(*record.hit.instance, record.state.light_instance)) {
-            ray.near = distance * (1 + 1e-6) + 1e-6;
+            ray.near = distance;
             continue;
         }
         // The state of a shadow shader keeps the light's position and direction, whichever way the ray travels.
@@ -89,7 +89,7 @@ bool traceUnsorted(ThreadContext& context, miColor* result, miState* light) {
     while (findOccluder(context, record, ray, distance)) {
         record.state.dist = finite ? distance : 0;
         if (!filterByOccluder(context, record, result)) return false;
-        ray.near = distance * (1 + 1e-6) + surfaceOffset(record.state.point);
+        ray.near = distance;
     }
     return true;
 }

@@ -59,7 +59,8 @@ bool shade(ThreadContext& context, miState* state, miColor* result) {
     return applyVolume(context, state, result, ok);
 }
 
-/// Of a ray's fields the caller gets these back.
+/// What an eye ray met belongs to whoever looked: a lens shader, or a surface that let the ray go on as if it were not
+/// there. Secondary rays leave their caller's hit alone, because a shader traces several of them from one point.
 void handBack(miState* caller, const miState& child) {
     caller->label = child.label;
     caller->point = child.point;
@@ -82,9 +83,7 @@ bool traceSecondary(miColor* result, miState* state, RayRecord& record, RayVisib
     *result = {0, 0, 0, 0};
     if (state->options->trace) findHit(context, record, visibility, surfaceOffset(state->point));
     else clearHit(record.state);
-    const bool ok = shade(context, &record.state, result);
-    handBack(state, record.state);
-    return ok;
+    return shade(context, &record.state, result);
 }
 
 bool depthAllows(const miState* state, int level, int limit) {
@@ -230,7 +229,7 @@ bool traceContinue(miColor* result, miState* state) {
     if (state->type == miRAY_TRANSPARENT) visibility = RayVisibility::Transparency;
     if (state->type == miRAY_FINALGATHER) visibility = RayVisibility::FinalGather;
     *result = {0, 0, 0, 0};
-    findHit(context, record, visibility, state->dist * (1 + 1e-6) + surfaceOffset(state->point));
+    findHit(context, record, visibility, state->dist);
     const bool ok = shade(context, &record.state, result);
     handBack(state, record.state);
     return ok;
