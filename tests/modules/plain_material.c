@@ -173,3 +173,20 @@ DLLEXPORT miBoolean plain_constant(miColor *result, miState *state, struct plain
     *result = *mi_eval_color(&paras->color);
     return miTRUE;
 }
+
+/* The first texture coordinate as a color. */
+DLLEXPORT int plain_coordinate_version(void);
+DLLEXPORT miBoolean plain_coordinate(miColor *result, miState *state, void *paras);
+
+DLLEXPORT int plain_coordinate_version(void)
+{
+    return 1;
+}
+
+DLLEXPORT miBoolean plain_coordinate(miColor *result, miState *state, void *paras)
+{
+    const miVector *coord = &state->tex_list[0];
+    (void)paras;
+    miColorSet(result, coord->x, coord->y, coord->z, 1);
+    return miTRUE;
+}

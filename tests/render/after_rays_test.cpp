@@ -1,14 +1,13 @@
 // What a surface still knows of itself when the rays that it sent have come back.
 #include "harness.h"
+#include "pixels.h"
 #include "scene_text.h"
-#include "space.h"
 
 namespace rendertest {
 namespace {
 
 using AfterRays = RenderTest;
 
-V3 eyeRay(int x, int y) { return unit({((x + .5) / 4 - .5) * 2, ((y + .5) / 4 - .5) * 2, -1}); }
 double wayTo(double z, int x, int y) { return z / eyeRay(x, y).z; }
 
 /// A surface at z = -5 that sends a ray on, before a constant one at z = -8.

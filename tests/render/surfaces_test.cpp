@@ -1,28 +1,12 @@
-// Ordinary shaders whose colors are known in closed form: light, textures, connections, rays that go on, fog, lenses.
+// Ordinary shaders whose colors are known in closed form: light, textures, connections, rays that go on.
 #include "harness.h"
+#include "pixels.h"
 #include "scene_text.h"
-#include "space.h"
 
 namespace rendertest {
 namespace {
 
 using Surfaces = RenderTest;
-
-/// Direction of the eye ray through a pixel of 4 x 4: film of width 2 at distance 1.
-V3 eyeRay(int x, int y) { return unit({((x + .5) / 4 - .5) * 2, ((y + .5) / 4 - .5) * 2, -1}); }
-
-/// Where it meets a plane at this z.
-V3 meeting(int x, int y, double z) {
-    const V3 d = eyeRay(x, y);
-    return (z / d.z) * d;
-}
-
-template <class Expected>
-void expectPixels(const Picture& image, const std::string& channel, Expected expected, double tolerance = 1e-5) {
-    for (int y = 0; y < 4; ++y)
-        for (int x = 0; x < 4; ++x)
-            EXPECT_NEAR(image.at(channel, x, y), expected(x, y), tolerance) << channel << " at " << x << " " << y;
-}
 
 // ---- Light.
 
@@ -134,9 +118,9 @@ TEST_F(Surfaces, TexturesLieAsTheirCoordinatesSay) {
     expectPixels(image, "R", [](int x, int) { return x * 60 / 255.; });
     expectPixels(image, "G", [](int, int y) { return y * 60 / 255.; });
 
-    // Twice as often: pixel x looks at u = 2 (x + .5) / 4, whose fraction is .25 or .75.
-    scene.elements += "incremental shader \"t\" \"plain_texture\" ( \"repeat\" 2 1 1 )\n";
-    expectPixels(picture(scene.text()), "R", [](int x, int) { return (x % 2 ? 3 : 1) * 60 / 255.; });
+    // Three times as often: the fraction of 3 (x + .5) / 4 is .375, .125, .875, .625, the middle of a texel again.
+    scene.elements += "incremental shader \"t\" \"plain_texture\" ( \"repeat\" 3 1 1 )\n";
+    expectPixels(picture(scene.text()), "R", [](int x, int) { return (3 * x + 1) % 4 * 60 / 255.; });
 }
 
 TEST_F(Surfaces, MembersOfResultsConnect) {
@@ -252,71 +236,6 @@ TEST_F(Surfaces, RefractionFollowsSnell) {
         const V3 d = eyeRay(x, y);
         return std::hypot(d.x, d.y) > .5 ? 9 : .5 + .5 * d.y / .5;
     });
-}
-
-// ---- Volumes.
-
-TEST_F(Surfaces, FogWeakensWithTheWay) {
-    const std::string fog = "volume \"plain_fog\" ( \"color\" .5 .5 .5 1, \"density\" .1 )";
-    const auto through = [](double way, double color) { return .5 + std::exp(-.1 * way) * (color - .5); };
-    SceneText scene;
-    scene.camera = fog;
-    scene.elements = constantMaterial("white", "1 1 1 1") +
-                     wall("half", -5, "white", 5, "transform 1 0 0 0  0 1 0 0  0 0 1 0  -5 0 0 1");
-    scene.members = "\"half\"";
-    // The right half sees the wall, the left one nothing but fog.
-    expectPixels(picture(scene.text()), "R", [&](int x, int y) {
-        return x > 1 ? through(length(meeting(x, y, -5)), 1) : .5;
-    });
-    scene.options += " volume off";
-    expectPixels(picture(scene.text()), "R", [](int x, int) { return x > 1 ? 1. : 0.; });
-
-    // Fog inside: from a clear surface's volume, for what lies behind it.
-    SceneText inside;
-    inside.elements = "material \"clear\" \"plain_rays\" () " + fog + " end material\n" + constantMaterial("white", "1 1 1 1") +
-                      wall("front", -5, "clear") + wall("back", -8, "white");
-    inside.members = "\"front\" \"back\"";
-    expectPixels(picture(inside.text()), "R", [&](int x, int y) {
-        return through(length(meeting(x, y, -8) - meeting(x, y, -5)), 1);
-    });
-}
-
-// ---- Lenses.
-
-TEST_F(Surfaces, FisheyeLooksByAngle) {
-    SceneText scene;
-    scene.camera = "environment \"plain_environment\" ( \"down\" 0 0 0 1, \"up\" 1 1 1 1 ) lens \"lens_fisheye\" "
-                   "( \"angle\" 120 )";
-    const auto seen = [](int x, int y, bool full) {
-        const double fx = (x + .5) / 2 - 1, fy = (y + .5) / 2 - 1, r = std::hypot(fx, fy);
-        return r > 1 && !full ? 0 : .5 + .5 * std::sin(r * 2 * std::acos(-1.) / 3) * fy / r;
-    };
-    expectPixels(picture(scene.text()), "R", [&](int x, int y) { return seen(x, y, false); });
-    scene.options += " \"lens full\" on";
-    expectPixels(picture(scene.text()), "R", [&](int x, int y) { return seen(x, y, true); });
-}
-
-/// Share of a disc of radius r, whose centre lies at s beyond an edge, that is beyond it too.
-double beyondEdge(double s, double r) {
-    if (s >= r) return 1;
-    if (s <= -r) return 0;
-    const double t = s / r;
-    return 1 - (std::acos(t) - t * std::sqrt(1 - t * t)) / std::acos(-1.);
-}
-
-TEST_F(Surfaces, DepthOfFieldIsSharpAtItsDistanceOnly) {
-    const auto edgeAt = [&](double z) {
-        SceneText scene;
-        scene.options += " \"lens rays\" 512";
-        scene.camera = "lens \"lens_depth\" ( \"radius\" 2, \"distance\" 4 )";
-        scene.elements = constantMaterial("white", "1 1 1 1") +
-                         wall("half", z, "white", 500, "transform 1 0 0 0  0 1 0 0  0 0 1 0  -500 0 0 1");
-        scene.members = "\"half\"";
-        return picture(scene.text());
-    };
-    expectPixels(edgeAt(-4), "R", [](int x, int) { return x > 1 ? 1. : 0.; });
-    // At twice the distance the rays through the lens's rim have parted by its radius again.
-    expectPixels(edgeAt(-8), "R", [](int x, int y) { return beyondEdge(meeting(x, y, -8).x, 2); }, .01);
 }
 
 }  // namespace
