@@ -163,7 +163,7 @@ void InstanceReader::setFlag(int InstanceDetail::*flag, miUint1 miInstance::*byt
 }
 
 void InstanceReader::readFlag(int InstanceDetail::*flag, miUint1 miInstance::*byte) {
-    // Shadows alone have always had a plain bit for receiving: "off" keeps it open.
+    // What no longer casts shadows (4) still receives them (2).
     const int off = flag == &D::shadow ? 6 : kInstanceFlagOff;
     setFlag(flag, byte, readTraceFlag(in, off));
 }
