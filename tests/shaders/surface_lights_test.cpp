@@ -1,0 +1,229 @@
+/* The light loop of surfaces: how many samples, from which side, lights of other libraries, area lights, odd input. */
+#include <cmath>
+#include <limits>
+#include <random>
+
+#include "surface_scene.h"
+
+namespace {
+
+using twin::renderer;
+
+class SurfaceLights : public SurfaceTest {
+protected:
+    static constexpr miVector kBehind = {0, 0, -1};
+};
+
+TEST_F(SurfaceLights, NoneAndTenThousand)
+{
+    usePasses({0, 5});
+    shade(LambertWords());
+    EXPECT_EQ(returned, miTRUE);
+    EXPECT_EQ(result.color.r, 0);
+
+    for (int i = 0; i < 10000; ++i)
+        addLight().color = {0.0001f, 0, 0, 1};
+    shade(LambertWords());
+    EXPECT_NEAR(result.color.r, 1, 1e-3);
+    EXPECT_NEAR(pass(0).r, 1, 1e-3);
+    EXPECT_NEAR(pass(5).r, 1, 1e-3);
+}
+
+TEST_F(SurfaceLights, SamplesAreAveraged)
+{
+    usePasses({5, 27});
+    addLight().samples = 8;
+    shade(LambertWords());
+    EXPECT_FLOAT_EQ(result.color.r, 1);
+    EXPECT_FLOAT_EQ(pass(5).r, 1);
+    EXPECT_FLOAT_EQ(pass(27).r, 1);
+}
+
+TEST_F(SurfaceLights, ModesWithoutLightAskNobody)
+{
+    addLight();
+    record[4] = 3;
+    shade(LambertWords().color(18, 0.5f, 0.5f, 0.5f));
+    EXPECT_EQ(renderer().lighting.instanceLights.calls(), 0);
+    EXPECT_EQ(result.color.r, 0.5f);
+
+    // Mode 1 wants the light before its shadow, and tells the light to trace none.
+    record[4] = 1;
+    lights[0].transmission = 0.5f;
+    shade(LambertWords());
+    EXPECT_EQ(lights[0].lastWord11, 1);
+    EXPECT_EQ(result.color.r, 1);
+    record[4] = 0;
+    shade(LambertWords());
+    EXPECT_EQ(lights[0].lastWord11, 0);
+    EXPECT_EQ(result.color.r, 0.5f);
+}
+
+/* Behind the surface: no diffuse light, but what shines through a translucent one; each side is a run of its own. */
+TEST_F(SurfaceLights, BehindTheSurface)
+{
+    usePasses({5, 10, 25});
+    addLight().direction = kBehind;
+    shade(LambertWords());
+    EXPECT_EQ(result.color.r, 0);
+    EXPECT_EQ(pass(10).r, 0);
+
+    // Depth 1 lets light through from the cosine -11.5 on; focus 0: .5 as it is.
+    lights[0].calls = 0;
+    const LambertWords thin = LambertWords().scalar(26, 0.5f).scalar(28, 1);
+    shade(thin);
+    EXPECT_EQ(lights[0].calls, 1);
+    EXPECT_EQ(lights[0].lastWord11, 0) << "its shadow counts";
+    EXPECT_FLOAT_EQ(result.color.r, 0.5f);
+    EXPECT_FLOAT_EQ(pass(25).r, 0.5f);
+    EXPECT_FLOAT_EQ(pass(5).r, 0.5f);
+    EXPECT_EQ(pass(10).r, 0);
+
+    // Without depth nothing comes from behind.
+    shade(LambertWords().scalar(26, 0.5f));
+    EXPECT_EQ(result.color.r, 0);
+
+    // The record may ask for the second side of every light.
+    lights[0].calls = 0;
+    record[9] = 1;
+    shade(LambertWords());
+    EXPECT_EQ(lights[0].calls, 1);
+    EXPECT_EQ(lights[0].lastWord11, 0);
+    EXPECT_EQ(result.color.r, 0);
+}
+
+TEST_F(SurfaceLights, AmbientLightKnowsNoSides)
+{
+    usePasses({0, 2});
+    addLight().isAmbient = true;
+    shade(LambertWords());
+    EXPECT_EQ(lights[0].calls, 1);
+    EXPECT_EQ(result.color.r, 1);
+    lights[0].direction = kBehind;
+    shade(LambertWords());
+    EXPECT_EQ(lights[0].calls, 2);
+    EXPECT_EQ(lights[0].lastWord11, 1);
+    EXPECT_EQ(result.color.r, 1);
+    EXPECT_FLOAT_EQ(pass(0).r, 2) << "both calls";
+}
+
+TEST_F(SurfaceLights, OfOtherLibrariesLightEveryPass)
+{
+    usePasses({5, 6});
+    ScriptedLight& light = addLight();
+    light.isForeign = true;
+    light.instance = renderer().database.addInstance(miNULLTAG);
+    light.transmission = 0.5f;
+    light.samples = 3;
+    shade(LambertWords());
+    EXPECT_FLOAT_EQ(result.color.r, 0.5f);
+    EXPECT_FLOAT_EQ(pass(5).r, 0.5f);
+    EXPECT_FLOAT_EQ(pass(6).r, 0.5f) << "it cannot say what was blocked";
+}
+
+/* A square of 2 x 2 at distance 1 above the point. Its edges, seen from there, each span the angle acos(1/3) (corners
+ * (1 1 1) and (1 -1 1): 1 / 3), and the normals of those faces have the cosine 1 / sqrt 2 with the light's axis: in all
+ * 4 x 5 x acos(1/3) / sqrt 2. The sign follows the order of the corners. */
+TEST_F(SurfaceLights, AreaLightsGiveACosineOfTheirOwn)
+{
+    usePasses({5, 10});
+    const miVector corners[4] = {{1, 1, -4}, {-1, 1, -4}, {-1, -1, -4}, {1, -1, -4}};
+    const miVector reversed[4] = {corners[3], corners[2], corners[1], corners[0]};
+    addLight().corners = corners;
+    shade(LambertWords());
+    const miScalar expected = 20 * std::acos(1.0f / 3) / std::sqrt(2.0f);
+    EXPECT_NEAR(result.color.r, expected, 1e-4);
+    EXPECT_NEAR(pass(10).r, expected, 1e-4);
+    lights[0].corners = reversed;
+    shade(LambertWords());
+    EXPECT_EQ(result.color.r, 0) << "the light faces away";
+}
+
+/* Whatever a scene or another module hands over, a call returns. */
+TEST_F(SurfaceLights, SurviveWhateverTheScenesHold)
+{
+    usePasses({0, 5, 12, 13, 20, 27, 33});
+    addLight();
+    addLight().direction = kBehind;
+    renderer().tracing.refraction = [](miColor* color, miState*, const miVector*) {
+        *color = {1, 1, 1, 1};
+        return miTRUE;
+    };
+    stage.options.finalgather = 1;
+    constexpr miScalar inf = std::numeric_limits<miScalar>::infinity();
+    const miScalar odd[] = {std::nanf(""), inf, -inf, 1e30f, -1e30f, 0, 1e-40f, -1};
+    std::mt19937 generator(7);
+    const auto random = [&] { return static_cast<miUint>(generator()); };
+    for (int round = 0; round < 3000; ++round) {
+        LambertWords words;
+        for (int slot = 3; slot < 59; ++slot)
+            if (random() % 2)
+                words.scalar(slot, odd[random() % std::size(odd)]);
+        words.integer(11, static_cast<miInteger>(random() % 4)).integer(49, static_cast<miInteger>(random() % 9) - 2);
+        words.integer(0, static_cast<miInteger>(random() % 5));
+        record[4] = random() % 9;
+        for (int word : {7, 8, 140, 141, 142})
+            setWord(word, odd[random() % std::size(odd)]);
+        state->type = static_cast<miRay_type>(random() % miRAY_COUNT);
+        state->reflection_level = static_cast<int>(random() % 9) - 3;
+        state->dist = random() % 3;
+        state->inv_normal = random() % 2;
+        stage.options.shadow = random() % 2 ? 's' : 1;
+        stage.options.trace_depth = static_cast<int>(random() % 3) * 2;
+        state->normal = random() % 8 ? miVector{0, 0, 1} : miVector{0, 0, 0};
+        if (stage.options.trace_depth == 4)  // the slots are those of depth 4
+            shade(words);
+        EXPECT_EQ(returned, stage.options.trace_depth == 4 ? miTRUE : returned);
+    }
+    stage.options.trace_depth = 4;
+    state->type = miRAY_EYE;
+    state->reflection_level = 0;
+}
+
+TEST_F(SurfaceLights, MissingRecordIsToldAndLeavesTheResult)
+{
+    stage.rendering.entries.set("vexabase", nullptr, 0, 0);
+    addLight();
+    shade(LambertWords());
+    EXPECT_EQ(returned, miFALSE);
+    EXPECT_EQ(renderer().messageCount("warning", "LumoShaderSDK(): Internal state error."), 1);
+    EXPECT_EQ(reinterpret_cast<const unsigned char&>(result.color.r), 0xEE);
+}
+
+/* A shadow ray's result is one color, from which the surface takes its share; what lies behind it stays untouched. */
+TEST_F(SurfaceLights, ShadowRaysGetOneColor)
+{
+    struct Block {
+        miColor color, guard;
+    };
+    const auto shadow = [&](const LambertWords& words) {
+        twin::ShaderInstance<LambertWords> shader(words);
+        static const twin::ShaderEntry<LambertWords> entry("lumoVexaLambert");
+        stage.run(shader);
+        miBoolean wantsInstances = miFALSE;
+        entry.init(state, shader.parameters(), &wantsInstances);
+        Block block = {{1, 0.5f, 0.25f, 0.125f}, {9, 9, 9, 9}};
+        EXPECT_EQ(entry.call(&block, state, shader.parameters(), nullptr), miTRUE);
+        entry.exit(state, shader.parameters());
+        EXPECT_COLOR(block.guard, 9, 9, 9, 9);
+        return block.color;
+    };
+    state->type = miRAY_SHADOW;
+    stage.options.shadow = 1;
+    const LambertWords glass = LambertWords().color(7, 0.5f, 0.5f, 1).scalar(33, 0.5f);
+    state->normal = {0.8f, 0, 0.6f};  // 1 - (1 - .6) x .5 = .8 of the transparency
+    EXPECT_COLOR(shadow(glass), 0.4f, 0.2f, 0.2f, 0.125f);
+    EXPECT_COLOR(shadow(LambertWords()), 0, 0, 0, 0);
+    EXPECT_COLOR(shadow(LambertWords().integer(30, 1)), 1, 0.5f, 0.25f, 0.125f);
+
+    // Segments: the way inside was half of the depth of full tint, so half of what is taken is given back.
+    stage.options.shadow = 's';
+    state->dot_nd = -1;
+    state->dist = 2;
+    EXPECT_COLOR(shadow(LambertWords(glass).scalar(34, 4)), 0.75f, 0.375f, 0.25f, 0.125f);
+    EXPECT_EQ(renderer().tracing.shadowSegment.calls(), 1);
+    shadow(LambertWords().integer(30, 1));
+    EXPECT_EQ(renderer().tracing.shadowSegment.calls(), 2) << "a hidden occluder lets the ray go on";
+}
+
+}  // namespace

@@ -1,0 +1,418 @@
+/* Translucence, irradiance, refraction and surface derivatives, each against its formula worked out here. */
+#include <cmath>
+
+#include "surface_scene.h"
+
+extern "C" __attribute__((weak)) miBoolean mi_sample(double* point, int* instance, miState*, miUshort dim, const miUint* n)
+{
+    if (n && static_cast<miUint>(*instance) >= *n)
+        return miFALSE;
+    for (int d = 0; d < dim; ++d)
+        point[d] = (*instance + 0.5) / (n ? *n : 1);
+    ++*instance;
+    return miTRUE;
+}
+
+namespace {
+
+using twin::renderer;
+
+class Models : public SurfaceTest {
+protected:
+    miScalar translucence(miScalar cosine, miScalar focus, miScalar depth, miVector direction = {0, 0, -1})
+    {
+        return library::compute_lambert_translucence(state, cosine, &direction, 0.8f, focus, depth, nullptr);
+    }
+};
+
+TEST_F(Models, TranslucenceFadesInAboveItsThreshold)
+{
+    // Depth 0: from the cosine 0 on, in full from .15.
+    EXPECT_EQ(translucence(0, 0, 0), 0);
+    EXPECT_EQ(translucence(-1, 0, 0), 0);
+    EXPECT_FLOAT_EQ(translucence(0.075f, 0, 0), 0.4f);
+    EXPECT_FLOAT_EQ(translucence(0.15f, 0, 0), 0.8f);
+    EXPECT_FLOAT_EQ(translucence(1, 0, 0), 0.8f);
+    // Depth .02: threshold -.23, full from .15 on: at the cosine -.04 half of it.
+    EXPECT_EQ(translucence(-0.23f, 0, 0.02f), 0);
+    EXPECT_NEAR(translucence(-0.04f, 0, 0.02f), 0.4f, 1e-6f);
+    EXPECT_FLOAT_EQ(translucence(0.15f, 0, 0.02f), 0.8f);
+    // Depth .1: threshold -1.15; the fade is 1 long at most: at -1 it is .15 in.
+    EXPECT_NEAR(translucence(-1, 0, 0.1f), 0.12f, 1e-6f);
+    EXPECT_FLOAT_EQ(translucence(-0.15f, 0, 0.1f), 0.8f);
+    EXPECT_EQ(twin::libraryVariable<const miScalar>("TRANSLUCENCE_ANGLE_FAC"), -11.5f);
+    EXPECT_EQ(twin::libraryVariable<const miScalar>("TRANSLUCENCE_FADE"), 0.15f);
+}
+
+TEST_F(Models, TranslucenceFocusesStraightOn)
+{
+    // The eye looks down -z. Straight through: (1 + 1) / 2 to any power. At right angles: .5 to the power f / (1 - f).
+    EXPECT_FLOAT_EQ(translucence(1, 0.5f, 0, {0, 0, -1}), 0.8f);
+    EXPECT_NEAR(translucence(1, 0.5f, 0, {1, 0, 0}), 0.8f * 0.5f, 1e-4f);
+    EXPECT_NEAR(translucence(1, 0.75f, 0, {1, 0, 0}), 0.8f * 0.125f, 1e-4f);
+    EXPECT_EQ(translucence(1, 0.5f, 0, {0, 0, 1}), 0);
+    EXPECT_EQ(translucence(1, 1, 0, {1, 0, 0}), 0) << "to the power 100000";
+    EXPECT_EQ(translucence(1, 0.5f, 0, {0, 0, 3}), 0) << "directions of any length";
+}
+
+class Irradiance : public SurfaceTest {
+protected:
+    struct Parameters {
+        miColor irradianceColor = {0.5f, 1, 1, 1}, irradiance = {9, 9, 9, 9};
+    };
+    twin::ShaderInstance<Parameters> shader{Parameters{}};
+    miColor surface = {0.8f, 0.4f, 0.2f, 1}, transparency = {0.5f, 0, 0, 0};
+    miScalar diffuse = 0.5f, glow = 0;
+    int calls = 0;
+    miIrrad_options asked{};
+    miColor weight{};
+
+    Irradiance()
+    {
+        stage.run(shader);
+        stage.options.finalgather = 1;
+        stage.options.finalgather_rays = 100;
+        stage.options.finalgather_maxradius = 7;
+        stage.options.finalgather_minradius = 3;
+        stage.options.globillum_accuracy = 11;
+        stage.options.caustic_radius = 13;
+        renderer().lighting.averageRadiance = [this](miColor* color, miState*, miUchar side, miIrrad_options* options) {
+            ++calls;
+            EXPECT_EQ(side, 'f');
+            asked = options ? *options : miIrrad_options{};
+            weight = contributionWeight();
+            *color = {2, 3, 4, 5};
+            return miTRUE;
+        };
+    }
+
+    miColor compute()
+    {
+        miColor given = {7, 7, 7, 7};
+        library::compute_irradiance(&given, &shader->irradianceColor, diffuse, &surface, &transparency, glow,
+                                    &shader->irradiance, state);
+        EXPECT_COLOR(contributionWeight(), 1, 1, 1, 1);
+        return given;
+    }
+};
+
+/* w = (.5 1 1) x .5 x (.8 .4 .2) = (.2 .2 .1); the weight is (1 - T) w = (.1 .2 .1) over the number of rays. */
+TEST_F(Irradiance, IsRadianceTimesTheSurface)
+{
+    EXPECT_COLOR(compute(), 0.4f, 0.6f, 0.4f, 0);
+    EXPECT_EQ(asked.size, 0u) << "as the render options say";
+    EXPECT_COLOR(weight, 0.001f, 0.002f, 0.001f, 1);
+    glow = 3;
+    compute();
+    EXPECT_COLOR(weight, 0.003f, 0.006f, 0.003f, 1);
+    stage.options.finalgather = 0;
+    compute();
+    EXPECT_COLOR(weight, 0.3f, 0.6f, 0.3f, 1);
+}
+
+TEST_F(Irradiance, OfUnimportantSurfacesTakesFewerRays)
+{
+    // The weight .2 lies at 1/4 between .1 and .5: 25 of 100 rays.
+    setWord(7, 0.1f);
+    setWord(8, 0.5f);
+    EXPECT_COLOR(compute(), 0.4f, 0.6f, 0.4f, 0);
+    EXPECT_EQ(asked.size, 56u);
+    EXPECT_NEAR(asked.finalgather_rays, 25, 1);
+    EXPECT_EQ(asked.finalgather_maxradius, 7);
+    EXPECT_EQ(asked.finalgather_minradius, 3);
+    EXPECT_EQ(asked.globillum_accuracy, 11);
+    EXPECT_EQ(asked.caustic_radius, 13);
+    EXPECT_EQ(asked.importance, -1);
+    EXPECT_NEAR(weight.g, 0.2f / 25, 1e-3f);
+
+    // Right above the lower bound no ray is left, and the weight is infinite.
+    setWord(7, 0.1999f);
+    compute();
+    EXPECT_EQ(asked.finalgather_rays, 0);
+    EXPECT_TRUE(std::isinf(weight.g));
+
+    // Below it nothing is gathered; above the upper one all rays are.
+    setWord(7, 0.21f);
+    calls = 0;
+    EXPECT_COLOR(compute(), 0, 0, 0, 0);
+    EXPECT_EQ(calls, 0);
+    setWord(7, -1);
+    setWord(8, 0.1f);
+    compute();
+    EXPECT_EQ(asked.size, 0u);
+}
+
+TEST_F(Irradiance, TakesAnObjectsOwnSettings)
+{
+    const auto bits = [](miScalar value) { return std::bit_cast<miUint>(value); };
+    twin::Database& database = renderer().database;
+    const miTag object = database.record<miInstance>(state->instance).item;
+    std::vector<miUint> words = {0x56657861, 1, 40, bits(5), bits(2), 1, 3, 6, bits(1.5f), 8, bits(2.5f), 9, bits(0.25f)};
+    database.record<miObject>(object).userdata = database.addUserdata(words);
+    compute();
+    EXPECT_EQ(asked.size, 56u);
+    EXPECT_EQ(asked.finalgather_rays, 40);
+    EXPECT_EQ(asked.finalgather_maxradius, 5);
+    EXPECT_EQ(asked.finalgather_view, 1);
+    EXPECT_EQ(asked.finalgather_filter, 3);
+    EXPECT_EQ(asked.caustic_radius, 2.5f);
+    EXPECT_EQ(asked.importance, 0.25f);
+    EXPECT_FLOAT_EQ(weight.g, 0.2f / 40);
+
+    // Data of another kind, and data that ends early, are not it.
+    words[1] = 2;
+    database.record<miObject>(object).userdata = database.addUserdata(words);
+    compute();
+    EXPECT_EQ(asked.size, 0u);
+    database.record<miObject>(object).userdata = database.addUserdata({0x56657861, 1});
+    compute();
+    EXPECT_EQ(asked.size, 0u);
+}
+
+TEST_F(Irradiance, ConnectedValueTakesThePlaceOfGathering)
+{
+    setWord(7, 1000);
+    miColor given = {10, 20, 30, 40};
+    shader.connect(&shader->irradiance, &given);
+    EXPECT_COLOR(compute(), 2, 4, 3, 0);
+    EXPECT_EQ(calls, 0);
+    diffuse = 0;
+    EXPECT_COLOR(compute(), 0, 0, 0, 0);
+}
+
+TEST_F(Irradiance, RaysDepositNoPasses)
+{
+    usePasses({0, 5});
+    renderer().lighting.averageRadiance = [this](miColor*, miState*, miUchar, miIrrad_options*) {
+        ++calls;
+        EXPECT_TRUE(entries().empty());
+        return miTRUE;
+    };
+    compute();
+    EXPECT_EQ(calls, 1);
+    EXPECT_EQ(entries().size(), 2u);
+
+    // Without the per-sample record the thresholds are open.
+    stage.rendering.entries.set("vexabase", nullptr, 0, 0);
+    miColor ignored;
+    library::compute_irradiance(&ignored, &shader->irradianceColor, 1, &surface, &transparency, 0, &shader->irradiance,
+                                state);
+    EXPECT_EQ(calls, 2);
+    stage.placeVexabase();
+}
+
+class Refraction : public SurfaceTest {
+protected:
+    RefractionSettings settings{};
+    std::vector<miVector> refracted, reflected;
+    std::vector<miVector> origins;
+    miState beyond{};
+
+    Refraction()
+    {
+        settings.refractions = miTRUE;
+        settings.refractiveIndex = 1.5f;
+        settings.refractionLimit = 3;
+        settings.transparency = {0.5f, 1, 0.25f, 0};
+        beyond.instance = 5;
+        renderer().tracing.refraction = [this](miColor* color, miState*, const miVector* dir) {
+            return seen(color, refracted, *dir);
+        };
+        renderer().tracing.reflection = [this](miColor* color, miState*, const miVector* dir) {
+            return seen(color, reflected, *dir);
+        };
+        // 30 degrees from the normal.
+        state->dir = {0.5f, 0, -std::sqrt(0.75f)};
+        state->dot_nd = -std::sqrt(0.75f);
+    }
+
+    /* Everything is (.8 .4 .2). The hit is handed back in the caller's state, as renderers do. */
+    miBoolean seen(miColor* color, std::vector<miVector>& rays, const miVector& dir)
+    {
+        rays.push_back(dir);
+        origins.push_back(state->point);
+        *color = {0.8f, 0.4f, 0.2f, 1};
+        state->child = &beyond;
+        state->point = {100, 100, 100};
+        state->normal = {1, 0, 0};
+        state->dist = 99;
+        return miTRUE;
+    }
+
+    miBoolean compute()
+    {
+        refracted.clear();
+        reflected.clear();
+        origins.clear();
+        PassState* passStates = nullptr;
+        FrameBufferInfo* first = nullptr;
+        const miUint count = library::getFrameBufferInfo(state, &passStates, &first);
+        return library::compute_refraction(&through, state, &settings, passStates, count, first);
+    }
+    miColor through{};
+};
+
+TEST_F(Refraction, FollowsSnellsLaw)
+{
+    EXPECT_EQ(compute(), miTRUE);
+    ASSERT_EQ(refracted.size(), 1u);
+    // sin 30 / 1.5 = 1/3; cos = sqrt(8) / 3.
+    EXPECT_NEAR(refracted[0].x, 1.0f / 3, 1e-6f);
+    EXPECT_NEAR(refracted[0].z, -std::sqrt(8.0f) / 3, 1e-6f);
+    EXPECT_COLOR(through, 0.4f, 0.4f, 0.05f, 1);
+    EXPECT_EQ(state->point.z, -5) << "the point is where it was";
+    EXPECT_EQ(state->normal.z, 1);
+    EXPECT_EQ(state->dist, 5);
+
+    // Out of the glass: sin = .75. A normal on the other side changes nothing.
+    state->inv_normal = 1;
+    state->normal = {0, 0, -1};
+    state->dot_nd = -state->dot_nd;
+    EXPECT_EQ(compute(), miTRUE);
+    EXPECT_NEAR(refracted[0].x, 0.75f, 1e-6f);
+    EXPECT_NEAR(refracted[0].z, -std::sqrt(0.4375f), 1e-6f);
+
+    // 2.5 x .5 is above 1: total reflection.
+    settings.refractiveIndex = 2.5f;
+    EXPECT_EQ(compute(), miTRUE);
+    ASSERT_EQ(reflected.size(), 1u);
+    EXPECT_TRUE(refracted.empty());
+    EXPECT_NEAR(reflected[0].x, 0.5f, 1e-6f);
+    EXPECT_NEAR(reflected[0].z, std::sqrt(0.75f), 1e-6f);
+}
+
+TEST_F(Refraction, AbsorbsAlongTheWayInside)
+{
+    settings.lightAbsorbance = 0.3f;
+    compute();
+    EXPECT_FLOAT_EQ(through.g, 0.4f) << "nothing on the way in";
+    state->inv_normal = 1;
+    compute();
+    EXPECT_FLOAT_EQ(through.g, 0.4f * std::exp(-1.5f));  // 5 long
+
+    // A sheet of 2 is crossed along 2 / (sqrt(8) / 3) and left in the direction in which it was entered.
+    settings.surfaceThickness = 2;
+    compute();
+    const miScalar way = 6 / std::sqrt(8.0f);
+    EXPECT_FLOAT_EQ(through.g, 0.4f * std::exp(-0.3f * way));
+    EXPECT_EQ(refracted[0].x, state->dir.x);
+    EXPECT_NEAR(origins[0].x, way / 3, 1e-5f);
+    EXPECT_NEAR(origins[0].z, -7, 1e-5f);
+}
+
+TEST_F(Refraction, EndsAtItsLimits)
+{
+    const auto traces = [&] { return compute() == miTRUE && through.g > 0; };
+    state->refraction_level = 2;
+    EXPECT_TRUE(traces());
+    settings.refractionLimit = 2;
+    EXPECT_FALSE(traces());
+    EXPECT_COLOR(through, 0, 0, 0, 0);
+    settings.refractionLimit = 100;
+    stage.options.refraction_depth = 2;
+    EXPECT_FALSE(traces());
+    stage.options.refraction_depth = 100;
+    stage.options.trace_depth = 2;
+    EXPECT_FALSE(traces());
+    stage.options.trace_depth = 4;
+    EXPECT_TRUE(traces());
+    settings.hideSource = miTRUE;
+    EXPECT_FALSE(traces());
+    settings.hideSource = miFALSE;
+    settings.transparency = {0, 0, 0, 1};
+    EXPECT_FALSE(traces());
+    settings.transparency = {1, 1, 1, 1};
+    stage.options.trace = miFALSE;
+    EXPECT_FALSE(traces());
+}
+
+TEST_F(Refraction, BlurSpreadsRaysAroundTheDirection)
+{
+    settings.refractionBlur = 0.1f;
+    settings.refractionRays = 16;
+    compute();
+    ASSERT_EQ(refracted.size(), 16u);
+    EXPECT_COLOR(through, 0.4f, 0.4f, 0.05f, 1);
+    for (const miVector& dir : refracted) {
+        EXPECT_NEAR(mi_vector_norm(&dir), 1, 1e-5f);
+        const miScalar cosine = dir.x / 3 - dir.z * std::sqrt(8.0f) / 3;
+        EXPECT_GE(cosine, 1 / std::sqrt(1.01f) - 1e-5f);
+    }
+    EXPECT_NE(refracted[0].x, refracted[15].x);
+    state->reflection_level = 1;
+    compute();
+    EXPECT_EQ(refracted.size(), 1u) << "further down the path one ray is enough";
+}
+
+TEST_F(Refraction, ChromaticAberrationSplitsTheColors)
+{
+    settings.chromaticAberration = miTRUE;
+    compute();
+    ASSERT_EQ(refracted.size(), 3u);
+    EXPECT_COLOR(through, 0.4f, 0.4f, 0.05f, 1);
+    EXPECT_GT(refracted[0].x, refracted[1].x) << "red is bent least";
+    EXPECT_GT(refracted[1].x, refracted[2].x);
+    EXPECT_NEAR(refracted[1].x, 1.0f / 3, 1e-6f);
+}
+
+/* The passes of what is seen, and an environment in the beauty, come in with the tint. */
+TEST_F(Refraction, HandsPassesUp)
+{
+    usePasses({0, 5, 34});
+    const auto behind = [&](miTag hit) {
+        for (FrameBufferInfo& each : entries())
+            each.slots[0].contribution = {};
+        beyond.instance = hit;
+        renderer().tracing.refraction = [this](miColor* seenColor, miState*, const miVector* dir) {
+            entry(1).slots[1].color = {0.1f, 0.2f, 0.4f, 1};
+            return seen(seenColor, refracted, *dir);
+        };
+        compute();
+    };
+    behind(5);
+    EXPECT_COLOR(pass(5), 0.05f, 0.2f, 0.1f, 1);
+    EXPECT_COLOR(pass(0), 0, 0, 0, 0);  // a hit's engine would have written it
+    behind(0);
+    EXPECT_COLOR(pass(0), 0.4f, 0.4f, 0.05f, 1);
+    EXPECT_COLOR(pass(34), 0.4f, 0.4f, 0.05f, 1);
+}
+
+/* A surface whose rays looked behind is opaque for compositing; its beauty pass holds what was seen. */
+TEST_F(Refraction, MakesTheSurfaceOpaqueForCompositing)
+{
+    usePasses({0, 20});
+    beyond.instance = miNULLTAG;
+    const LambertWords glass = LambertWords().color(7, 0.5f, 0.5f, 0.5f).integer(14, 1).scalar(15, 1.5f).integer(48, 3);
+    shade(glass);
+    EXPECT_FLOAT_EQ(result.color.r, 0.4f);
+    EXPECT_EQ(result.transparency.r, 0);
+    EXPECT_EQ(result.opacity.r, 0.5f);
+    EXPECT_FLOAT_EQ(pass(0).r, 0.4f);
+    EXPECT_FLOAT_EQ(pass(20).r, 0.4f);
+    shade(LambertWords(glass).integer(48, 0));
+    EXPECT_EQ(result.transparency.r, 0.5f) << "at its limit compositing looks straight on";
+    record[4] = 5;
+    shade(glass);
+    EXPECT_EQ(result.transparency.r, 0.5f) << "a composition without refraction";
+}
+
+TEST_F(Models, DerivativesAlwaysSpanAPlane)
+{
+    miVector u, v;
+    EXPECT_EQ(library::get_derivs(state, &u, &v), miFALSE);
+    EXPECT_NEAR(mi_vector_dot(&u, &v), 0, 1e-6f);
+    EXPECT_NEAR(u.z, 0, 1e-6f);
+    EXPECT_NEAR(mi_vector_norm(&u), 1, 1e-6f);
+    miVector derivs[5] = {{2, 0, 0}, {3, 3, 0}};
+    state->derivs = derivs;
+    EXPECT_EQ(library::get_derivs(state, &u, &v), miTRUE);
+    EXPECT_NEAR(u.x, 1, 1e-6f);
+    EXPECT_NEAR(v.y, std::sqrt(0.5f), 1e-6f);
+    derivs[1] = {-4, 0, 0};
+    EXPECT_EQ(library::get_derivs(state, &u, &v), miFALSE);
+    state->normal = {NAN, 0, 0};
+    EXPECT_EQ(library::get_derivs(state, &u, &v), miFALSE);
+    EXPECT_EQ(u.x, 1);
+}
+
+}  // namespace
