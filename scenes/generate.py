@@ -179,8 +179,8 @@ camera "cam"
 	focal 1.5 aperture 1 aspect 1 resolution 1024 1024
 end camera
 
-shader "grey" "example_clay" ("color" .7 .7 .7, "key" 1 2 1.5)
-material "grey" "lumoVexaSimpleShadingEngine" ("color" = "grey") end material
+shader "grey_body" "example_clay" ("color" .7 .7 .7, "key" 1 2 1.5)
+material "grey" "lumoVexaSimpleShadingEngine" ("color" = "grey_body") end material
 """
 
 
