@@ -34,6 +34,10 @@ if(LUMO_SANITIZE)
     add_link_options(-fsanitize=${LUMO_SANITIZE})
 endif()
 
+if(LUMO_BUILD_FUZZERS)
+    add_compile_options(-fsanitize=fuzzer-no-link)
+endif()
+
 # Warnings are errors in our own code. Not applied to the modules that tests build from foreign-style sources.
 add_library(lumo_warnings INTERFACE)
 target_compile_options(lumo_warnings INTERFACE
