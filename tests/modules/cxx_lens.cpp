@@ -1,10 +1,9 @@
 /*
  * Lens shaders in C++, which read render options by name:
  *
- * lens_depth    depth of field: the mean of several eye rays through a lens of `radius`, sharp at `distance`. The number
- *               of rays is the option "lens rays" (1 without it).
- * lens_fisheye  every pixel looks at an angle proportional to its distance from the picture's middle; black beyond
- *               `angle` degrees, unless the option "lens full" is on.
+ * lens_depth    depth of field: the mean of several eye rays through a lens of `radius`, sharp at `distance`. The
+ * number of rays is the option "lens rays" (1 without it). lens_fisheye  every pixel looks at an angle proportional to
+ * its distance from the picture's middle; black beyond `angle` degrees, unless the option "lens full" is on.
  */
 #include "shader.h"
 #include "mi/camera.h"

@@ -10,8 +10,10 @@ struct Facts {
 
     void check(bool holds, const char* text) {
         ++checked;
-        if (holds) ++holding;
-        else mi_error("probe: not so: %s", text);
+        if (holds)
+            ++holding;
+        else
+            mi_error("probe: not so: %s", text);
     }
 
     void tell(miColor* result) const {

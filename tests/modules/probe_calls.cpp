@@ -26,8 +26,8 @@ static int stageOf(miState* state) {
 }
 
 struct probe_state_parameters {
-    miBoolean refuse;   // answers state init with false
-    miColor atExit;     // takes the place of the result where its alpha is set
+    miBoolean refuse;  // answers state init with false
+    miColor atExit;    // takes the place of the result where its alpha is set
 };
 
 DLLEXPORT int probe_state_version() { return 1; }

@@ -105,7 +105,7 @@ DLLEXPORT miBoolean probe_buffers(miColor* result, miState* state, void*, void*)
 }
 
 struct probe_value_parameters {
-    miScalar from;      // pixels from this column on hold what is no number
+    miScalar from;  // pixels from this column on hold what is no number
     miScalar value;
 };
 
@@ -187,7 +187,7 @@ DLLEXPORT miBoolean probe_levels(miColor* result, miState* state, void*, void*) 
 struct probe_light_parameters {
     miColor color;
     miBoolean moves;
-    miVector org;       // where the light says it is, if it moves
+    miVector org;  // where the light says it is, if it moves
     miBoolean shadow;
 };
 
@@ -207,7 +207,7 @@ DLLEXPORT miBoolean probe_light(miColor* result, miState* state, probe_light_par
 }
 
 struct probe_lit_parameters {
-    miBoolean bothSides;   // takes the hit record away: no facing test
+    miBoolean bothSides;  // takes the hit record away: no facing test
 };
 
 DLLEXPORT int probe_lit_version() { return 1; }
@@ -231,8 +231,8 @@ DLLEXPORT miBoolean probe_lit(miColor* result, miState* state, probe_lit_paramet
             miColorAddScaled(result, &color, 1);
             mi_fb_put(state, bufferIndex(state, "vector"), &dir);
         }
-        miScalar told = static_cast<miScalar>(
-            10 * samples + numberInState(state, "probe.lightCalls", miSS_LIFETIME_EYERAY));
+        miScalar told =
+            static_cast<miScalar>(10 * samples + numberInState(state, "probe.lightCalls", miSS_LIFETIME_EYERAY));
         mi_fb_put(state, bufferIndex(state, "number"), &told);
     }
     state->pri = hit;

@@ -13,17 +13,20 @@ double wayTo(double z, int x, int y) { return z / eyeRay(x, y).z; }
 /// A surface at z = -5 that sends a ray on, before a constant one at z = -8.
 SceneText sending(int mode) {
     SceneText scene;
-    scene.elements = fmt::format("material \"m\" \"plain_rays\" ( \"mode\" {}, \"own\" .2 .2 .2 1, \"tint\" .5 .5 .5 1 ) end "
-                                 "material\n", mode) + constantMaterial("plain", ".25 .25 .25 1") +
-                     wall("front", -5, "m") + wall("back", -8, "plain");
+    scene.elements = fmt::format(
+                         "material \"m\" \"plain_rays\" ( \"mode\" {}, \"own\" .2 .2 .2 1, \"tint\" .5 .5 .5 1 ) end "
+                         "material\n",
+                         mode) +
+                     constantMaterial("plain", ".25 .25 .25 1") + wall("front", -5, "m") + wall("back", -8, "plain");
     scene.members = "\"front\" \"back\"";
     return scene;
 }
 
 TEST_F(AfterRays, FogLiesBeforeAMirrorAsFarAsTheMirror) {
     SceneText scene = sending(1);
-    scene.camera = "volume \"plain_fog\" ( \"color\" .5 .5 .5 1, \"density\" .1 )\n"
-                   "environment \"plain_constant\" ( \"color\" 9 9 9 1 )";
+    scene.camera =
+        "volume \"plain_fog\" ( \"color\" .5 .5 .5 1, \"density\" .1 )\n"
+        "environment \"plain_constant\" ( \"color\" 9 9 9 1 )";
     const Picture image = picture(scene.text());
     for (int i = 0; i < 4; ++i) {
         // The mirror sees fog without end: .2 + .5 * .5.
@@ -47,13 +50,16 @@ TEST_F(AfterRays, BuffersOfTheHostHoldTheSurfaceThatTheEyeSees) {
 
 TEST_F(AfterRays, PassesBehindAMirrorAreTheMirrors) {
     SceneText scene = sending(1);
-    scene.before = libraryPrelude() +
-                   "data \"fbuf\" \"FrameBufferData\" ( \"magic\" 1178760550, \"passNames\" [\"depth\"], \"frameBufferInfo\" "
-                   "[], \"FrameBufferTypeCounts\" [0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0] )\n";
+    scene.before =
+        libraryPrelude() +
+        "data \"fbuf\" \"FrameBufferData\" ( \"magic\" 1178760550, \"passNames\" [\"depth\"], \"frameBufferInfo\" "
+        "[], \"FrameBufferTypeCounts\" [0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0] )\n";
     scene.options = "samples 0 0 state [ \"vexabase\" (), \"lumoFrameBufferState\" () ]";
     scene.camera = "data \"fbuf\" environment \"plain_constant\" ( \"color\" 1 1 1 1 )";
     scene.buffers += "\nframebuffer \"depth\" datatype \"z\" user on filename \"out.exr\" filetype \"exr\"";
-    scene.elements += "incremental material \"m\" \"plain_rays\" ( \"mode\" 1 ) \"lumoPassCameraDepth\" ( \"pass\" 0 ) end material\n";
+    scene.elements +=
+        "incremental material \"m\" \"plain_rays\" ( \"mode\" 1 ) \"lumoPassCameraDepth\" ( \"pass\" 0 ) end "
+        "material\n";
     const Picture image = picture(scene.text());
     for (int i = 0; i < 4; ++i) EXPECT_NEAR(image.at("depth.Z", i, i), wayTo(-5, i, i), 1e-4);
 }
@@ -62,11 +68,12 @@ TEST_F(AfterRays, PassesBehindAMirrorAreTheMirrors) {
 TEST_F(AfterRays, ASecondRayStartsWhereTheFirstDid) {
     SceneText scene = sending(1);
     scene.camera = "environment \"plain_environment\" ( \"down\" 0 0 0 1, \"up\" 1 1 1 1 )";
-    scene.elements = "shader \"through\" \"plain_rays\" ( \"mode\" 0 )\n"
-                     "material \"m\" \"plain_rays\" ( \"mode\" 1, \"own\" = \"through\" ) end material\n" +
-                     constantMaterial("plain", ".25 .25 .25 1") + wall("front", -5, "m") +
-                     // Behind it a slope, whose normal leads elsewhere.
-                     wall("back", 0, "plain", 1000, "transform " + turned({1, 0, 0}, 40).then(moved({0, 0, -20})).inverse().text());
+    scene.elements =
+        "shader \"through\" \"plain_rays\" ( \"mode\" 0 )\n"
+        "material \"m\" \"plain_rays\" ( \"mode\" 1, \"own\" = \"through\" ) end material\n" +
+        constantMaterial("plain", ".25 .25 .25 1") + wall("front", -5, "m") +
+        // Behind it a slope, whose normal leads elsewhere.
+        wall("back", 0, "plain", 1000, "transform " + turned({1, 0, 0}, 40).then(moved({0, 0, -20})).inverse().text());
     const Picture image = picture(scene.text());
     for (int y = 0; y < 4; ++y) EXPECT_NEAR(image.at("R", 1, y), .25 + .5 + .5 * eyeRay(1, y).y, 1e-5);
 }

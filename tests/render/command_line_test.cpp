@@ -15,14 +15,17 @@ protected:
         return scene;
     }
 
-    Outcome renderPlain(const std::vector<std::string>& arguments) const { return renderText(plainScene().text(), arguments); }
+    Outcome renderPlain(const std::vector<std::string>& arguments) const {
+        return renderText(plainScene().text(), arguments);
+    }
 };
 
 TEST_F(CommandLine, HelpAndVersionSayWhatTheyShouldAndEndWell) {
     for (const char* help : {"-help", "-he"}) {
         const Outcome outcome = run({help});
         EXPECT_EQ(outcome.exitCode, 0) << help << outcome.messages;
-        for (const char* option : {"-verbose", "-threads", "-resolution", "-samples", "-file_name", "-ld_path", "-texture_continue"})
+        for (const char* option :
+             {"-verbose", "-threads", "-resolution", "-samples", "-file_name", "-ld_path", "-texture_continue"})
             EXPECT_NE(outcome.output.find(option), std::string::npos) << option << "\n" << outcome.output;
     }
     const Outcome version = run({"-version"});
@@ -34,10 +37,11 @@ TEST_F(CommandLine, WrongUseIsRefusedWithTheReason) {
     const auto expectRefusal = [&](const std::vector<std::string>& arguments, const std::string& reason) {
         const Outcome outcome = run(arguments);
         EXPECT_EQ(outcome.exitCode, 2) << reason << "\n" << outcome.messages;
-        EXPECT_NE((outcome.messages + outcome.output).find(reason), std::string::npos) << outcome.messages << outcome.output;
+        EXPECT_NE((outcome.messages + outcome.output).find(reason), std::string::npos)
+            << outcome.messages << outcome.output;
     };
     expectRefusal({"-nonsense", "scene.mi"}, "nonsense");
-    expectRefusal({"-t", "2", "scene.mi"}, "-threads");      // -threads or -task_size or -texture_continue
+    expectRefusal({"-t", "2", "scene.mi"}, "-threads");  // -threads or -task_size or -texture_continue
     expectRefusal({"-verbose", "loud"}, "loud");
     expectRefusal({"-threads", "0"}, "threads");
     expectRefusal({"-threads", "many"}, "threads");
@@ -53,7 +57,7 @@ TEST_F(CommandLine, OptionsWinOverTheScene) {
 
     const Outcome levels = renderPlain({"-samples", "1", "1", "-verbose", "5"});
     EXPECT_EQ(levels.exitCode, 0) << levels.messages;
-    EXPECT_TRUE(levels.says("rendered 64 eye rays")) << levels.messages;   // 4 x 4 pixels, four each
+    EXPECT_TRUE(levels.says("rendered 64 eye rays")) << levels.messages;  // 4 x 4 pixels, four each
     const Outcome level = renderPlain({"-samples", "2", "-verbose", "5"});
     EXPECT_EQ(level.exitCode, 0) << level.messages;
     EXPECT_TRUE(level.says("rendered 256 eye rays")) << level.messages;
@@ -110,8 +114,8 @@ TEST_F(CommandLine, ModulesAndIncludesAreSearchedWhereItSays) {
     while (text.rfind("link", 0) == 0) text.erase(0, text.find('\n') + 1);
     write("linked.mi", text);
     const std::string modules = LUMO_TEST_MODULES;
-    const std::vector<std::string> list = {"-link", "plain_material.so", "plain_surroundings.so", "plain_rays.so",
-                                           "cxx_lens.so", "probe_calls.so", "probe_rays.so", "--"};
+    const std::vector<std::string> list = {"-link",       "plain_material.so", "plain_surroundings.so", "plain_rays.so",
+                                           "cxx_lens.so", "probe_calls.so",    "probe_rays.so",         "--"};
     std::vector<std::string> arguments = {"-L", "nowhere:" + modules, "-I", "nowhere:" + modules};
     arguments.insert(arguments.end(), list.begin(), list.end());
     arguments.emplace_back("linked");

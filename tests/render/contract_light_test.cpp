@@ -21,14 +21,13 @@ void addOccluder(SceneText& scene, const std::string& name, double z, const std:
                  const std::string& flags = {}) {
     scene.elements += "material \"" + name + "_m\" " + material + " end material\n" +
                       wall(name, turned ? -z : z, name + "_m", 1000,
-                           "visible off " + flags +
-                               (turned ? " transform -1 0 0 0  0 1 0 0  0 0 -1 0  0 0 0 1" : ""));
+                           "visible off " + flags + (turned ? " transform -1 0 0 0  0 1 0 0  0 0 -1 0  0 0 0 1" : ""));
     scene.members += " \"" + name + "\"";
 }
 
 std::string shadow(const std::string& name, const std::string& transmission, const std::string& more = {}) {
-    return "\"plain_constant\" () shadow \"probe_shadow\" ( \"name\" \"" + name + "\", \"transmission\" " + transmission +
-           more + " )";
+    return "\"plain_constant\" () shadow \"probe_shadow\" ( \"name\" \"" + name + "\", \"transmission\" " +
+           transmission + more + " )";
 }
 
 /// Where the eye ray of a pixel meets the wall.

@@ -43,7 +43,7 @@ TEST_F(Contract, StateShadersBracketStatesAndSamples) {
         EXPECT_EQ(sums.states, 3) << what << "\n" << told.messages;  // one per thread
         EXPECT_EQ(sums.inits, 4 * 16 * 16) << what;
         EXPECT_EQ(sums.exits, 4 * 16 * 16) << what;
-        EXPECT_EQ(sums.calls, 4 * 16 * 16) << what;                  // the primary call, with the same result
+        EXPECT_EQ(sums.calls, 4 * 16 * 16) << what;  // the primary call, with the same result
         EXPECT_EQ(sums.mismatches, 0) << what;
     };
     SceneText scene = twoWalls("\"probe_primary\" ()");
@@ -96,15 +96,15 @@ TEST_F(Contract, LensShadersKnowWhetherAnythingWasHit) {
     scene.buffers += userBuffer("vector", "n") + userBuffer("normal", "n");
     scene.camera = "lens \"probe_lens\" ()";
     // The wall is moved five to the right, so that the right half of the picture sees it.
-    scene.elements = constantMaterial("m", "1 0 0 1") +
-                     wall("right", -5, "m", 5, "transform 1 0 0 0  0 1 0 0  0 0 1 0  -5 0 0 1");
+    scene.elements =
+        constantMaterial("m", "1 0 0 1") + wall("right", -5, "m", 5, "transform 1 0 0 0  0 1 0 0  0 0 1 0  -5 0 0 1");
     scene.members = "\"right\"";
     const Picture image = probe(scene);
     for (int y = 0; y < 4; ++y) {
         EXPECT_EQ(image.at("vector.X", 0, y), 0);
         EXPECT_EQ(image.at("normal.Z", 0, y), 0);
         EXPECT_EQ(image.at("vector.X", 3, y), 1);
-        EXPECT_NEAR(image.at("vector.Y", 3, y), -5, 1e-5);       // point.z
+        EXPECT_NEAR(image.at("vector.Y", 3, y), -5, 1e-5);  // point.z
         // The ray through the pixel's centre on a film of width 2 at distance 1.
         const double fx = (3.5 / 4 - .5) * 2, fy = ((y + .5) / 4 - .5) * 2;
         EXPECT_NEAR(image.at("vector.Z", 3, y), 5 * std::sqrt(fx * fx + fy * fy + 1), 1e-4);
@@ -133,7 +133,7 @@ TEST_F(Contract, ColorsThatAreNoNumbersAreLeftOutAndCounted) {
         EXPECT_EQ(image.at("R", 1, y), .5F);
         EXPECT_EQ(image.at("R", 2, y), .5F);  // two of four samples count
         EXPECT_EQ(image.at("A", 2, y), 1);
-        EXPECT_EQ(image.at("R", 3, y), 0);    // none
+        EXPECT_EQ(image.at("R", 3, y), 0);  // none
         EXPECT_EQ(image.at("number.Z", 0, y), .5F);
         EXPECT_TRUE(std::isnan(image.at("number.Z", 3, y)));
         EXPECT_TRUE(std::isnan(image.at("vector.X", 3, y)));

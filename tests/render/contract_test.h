@@ -13,7 +13,8 @@ protected:
         std::vector<std::string> arguments{"-verbose", "5"};
         arguments.insert(arguments.end(), more.begin(), more.end());
         told = renderText(scene.text(), arguments);
-        EXPECT_EQ(told.exitCode, 0) << "signal " << told.signal << (told.timedOut ? ", hangs\n" : "\n") << told.messages;
+        EXPECT_EQ(told.exitCode, 0) << "signal " << told.signal << (told.timedOut ? ", hangs\n" : "\n")
+                                    << told.messages;
         EXPECT_FALSE(told.says("error")) << told.messages;
         if (!exists("out.exr")) throw std::runtime_error("no picture: " + told.messages);
         return Picture(path("out.exr"));

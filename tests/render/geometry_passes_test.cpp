@@ -25,8 +25,8 @@ struct Triangle {
 
 Placing cameraPlace() { return turned({1, 2, .5}, 33).then(moved({2, -1, 7})); }
 
-/// Three triangles side by side in front of the camera: one under a transform that scales unevenly, seen from its front;
-/// one that shows its back and moves with its instance; one whose vertices move.
+/// Three triangles side by side in front of the camera: one under a transform that scales unevenly, seen from its
+/// front; one that shows its back and moves with its instance; one whose vertices move.
 std::vector<Triangle> triangles() {
     const Placing toWorld = cameraPlace();
     Triangle tilted{"tilted", {}, {}, {}, 7};
@@ -53,7 +53,7 @@ std::vector<Triangle> triangles() {
 
 struct Hit {
     const Triangle* triangle = nullptr;
-    double edge = 0;        ///< smallest barycentric weight: near 0 at an outline
+    double edge = 0;  ///< smallest barycentric weight: near 0 at an outline
     V3 point, normal, texture, motion;
     double distance = 0, incidence = 0;
 };
@@ -64,7 +64,8 @@ V3 eyeDirection(double px, double py) {
 
 V3 raster(V3 world) {
     const V3 p = cameraPlace().inverse().point(world);
-    return {(p.x * kFocal / -p.z / kAperture + .5) * kWidth, (p.y * kFocal / -p.z * kAspect / kAperture + .5) * kHeight, 0};
+    return {(p.x * kFocal / -p.z / kAperture + .5) * kWidth, (p.y * kFocal / -p.z * kAspect / kAperture + .5) * kHeight,
+            0};
 }
 
 /// Solves eye + t dir = a + u (b - a) + v (c - a) by Cramer's rule, in world space.
@@ -85,7 +86,9 @@ std::optional<Hit> meet(const Triangle& triangle, V3 eye, V3 dir) {
     if (dot(across, dir) > 0) hit.normal = -1 * hit.normal;  // the back faces the ray
     const double facing = -dot(hit.normal, unit(dir));
     hit.incidence = facing < 0 ? 1 : 1 - facing;
-    const auto path = [&](const Vertex& p) { return triangle.close.point(p.point + p.motion) - triangle.open.point(p.point); };
+    const auto path = [&](const Vertex& p) {
+        return triangle.close.point(p.point + p.motion) - triangle.open.point(p.point);
+    };
     hit.motion = mix(path(a), path(b), path(c));
     return hit;
 }
@@ -105,36 +108,40 @@ std::string triangleText(const Triangle& triangle) {
     for (const Vertex& v : triangle.vertices) {
         for (const V3 w : {v.point, v.normal, v.texture, v.motion})
             vectors += fmt::format("{:.9g} {:.9g} {:.9g}\n", w.x, w.y, w.z);
-        vertices += fmt::format("v {} n {} t {} {}\n", n, n + 1, n + 2,
-                                length(v.motion) > 0 ? fmt::format("m {}", n + 3) : "");
+        vertices +=
+            fmt::format("v {} n {} t {} {}\n", n, n + 1, n + 2, length(v.motion) > 0 ? fmt::format("m {}", n + 3) : "");
         n += 4;
     }
     const bool moves = length(triangle.open.t - triangle.close.t) > 0;
-    return fmt::format("object \"{0}_o\" visible tag {1}\n group {2} {3} c 0 1 2 end group end object\n"
-                       "instance \"{0}\" \"{0}_o\" transform {4} {5} material \"m\" end instance\n",
-                       triangle.name, triangle.label, vectors, vertices, triangle.open.inverse().text(),
-                       moves ? "motion transform " + triangle.close.inverse().text() : "");
+    return fmt::format(
+        "object \"{0}_o\" visible tag {1}\n group {2} {3} c 0 1 2 end group end object\n"
+        "instance \"{0}\" \"{0}_o\" transform {4} {5} material \"m\" end instance\n",
+        triangle.name, triangle.label, vectors, vertices, triangle.open.inverse().text(),
+        moves ? "motion transform " + triangle.close.inverse().text() : "");
 }
 
 std::string passScene(const std::vector<Triangle>& triangles) {
     const std::vector<std::pair<std::string, std::string>> passes = {
-        {"depth", "z"},   {"coverage", "a_fp"}, {"incidence", "s_fp"}, {"world", "n"},    {"camera", "n"}, {"object", "n"},
-        {"uv", "n"},      {"position", "n"},    {"motion3", "m"},      {"motion2", "m"},  {"motionN", "m"}};
+        {"depth", "z"}, {"coverage", "a_fp"}, {"incidence", "s_fp"}, {"world", "n"},   {"camera", "n"}, {"object", "n"},
+        {"uv", "n"},    {"position", "n"},    {"motion3", "m"},      {"motion2", "m"}, {"motionN", "m"}};
     SceneText scene;
     std::string names;
     for (const auto& [name, type] : passes) {
         names += (names.empty() ? "\"" : ", \"") + name + "\"";
-        scene.buffers += fmt::format("\nframebuffer \"{}\" datatype \"{}\" filtering off user on filename \"out.exr\" "
-                                     "filetype \"exr\"", name, type);
+        scene.buffers += fmt::format(
+            "\nframebuffer \"{}\" datatype \"{}\" filtering off user on filename \"out.exr\" "
+            "filetype \"exr\"",
+            name, type);
     }
     scene.before = libraryPrelude();
     scene.options = "samples 0 0 motion on shutter 0 1 state [ \"vexabase\" (), \"lumoFrameBufferState\" () ]";
-    scene.camera = fmt::format("data \"fbuf\" focal {} aperture {} aspect {} resolution {} {}", kFocal, kAperture, kAspect,
-                               kWidth, kHeight);
+    scene.camera = fmt::format("data \"fbuf\" focal {} aperture {} aspect {} resolution {} {}", kFocal, kAperture,
+                               kAspect, kWidth, kHeight);
     scene.cameraPlace = "transform " + cameraPlace().inverse().text();
-    scene.before += "data \"fbuf\" \"FrameBufferData\" ( \"magic\" 1178760550, \"passNames\" [" + names +
-                    "], \"frameBufferInfo\" [], \"FrameBufferTypeCounts\" [0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,"
-                    "0,0,0,0,0,0,0,0,0,0,0,0] )\n";
+    scene.before +=
+        "data \"fbuf\" \"FrameBufferData\" ( \"magic\" 1178760550, \"passNames\" [" + names +
+        "], \"frameBufferInfo\" [], \"FrameBufferTypeCounts\" [0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,"
+        "0,0,0,0,0,0,0,0,0,0,0,0] )\n";
     scene.elements = R"(
 material "m"
     "lumoVexaSimpleShadingEngine" ( "color" .2 .4 .6 1 )
@@ -163,7 +170,8 @@ protected:
     }
 
     void expectMiss(const Picture& image, int x, int y) {
-        for (const auto& [name, channel] : image.channels()) EXPECT_EQ(image.at(name, x, y), 0) << name << x << " " << y;
+        for (const auto& [name, channel] : image.channels())
+            EXPECT_EQ(image.at(name, x, y), 0) << name << x << " " << y;
     }
 
     void expectHit(const Picture& image, int x, int y, const Hit& hit) {
@@ -204,8 +212,10 @@ TEST_F(GeometryPasses, HoldWhatTheTrianglesAreAtEveryPixelCentre) {
         for (int x = 0; x < kWidth; ++x) {
             const auto hit = meetAny(scene, x, y);
             if (hit && hit->edge < 1e-4) continue;  // single precision may decide an outline either way
-            if (hit) expectHit(image, x, y, *hit), ++hits[hit->triangle->name];
-            else expectMiss(image, x, y), ++misses;
+            if (hit)
+                expectHit(image, x, y, *hit), ++hits[hit->triangle->name];
+            else
+                expectMiss(image, x, y), ++misses;
             if (HasFailure()) return;
         }
     // The scene is worth its name: all three are seen, and so is the background.

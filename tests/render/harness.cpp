@@ -28,7 +28,9 @@ std::string contentOf(const std::filesystem::path& file) {
 
 /// In the child: files take the place of the standard streams, then the program runs.
 [[noreturn]] void become(const std::vector<std::string>& command, const std::filesystem::path& folder) {
-    const auto open = [&](const char* name, int flags, int as) { dup2(::open((folder / name).c_str(), flags, 0600), as); };
+    const auto open = [&](const char* name, int flags, int as) {
+        dup2(::open((folder / name).c_str(), flags, 0600), as);
+    };
     open("stdin", O_RDONLY, STDIN_FILENO);
     open("stdout", O_WRONLY | O_CREAT | O_TRUNC, STDOUT_FILENO);
     open("stderr", O_WRONLY | O_CREAT | O_TRUNC, STDERR_FILENO);

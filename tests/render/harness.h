@@ -29,7 +29,7 @@ public:
     unsigned labelAt(const std::string& channel, int x, int y) const;
     std::vector<std::string> names() const;
 
-    int width = 0, height = 0;                            ///< of the full image
+    int width = 0, height = 0;  ///< of the full image
     int windowX = 0, windowY = 0, windowWidth = 0, windowHeight = 0;
 
     const std::map<std::string, Channel>& channels() const { return channels_; }
@@ -42,11 +42,11 @@ private:
 
 /// How a run of the program ended, and what it said.
 struct Outcome {
-    int exitCode = -1;      ///< -1 when a signal ended it
+    int exitCode = -1;  ///< -1 when a signal ended it
     int signal = 0;
     bool timedOut = false;
-    std::string output;     ///< standard output
-    std::string messages;   ///< standard error
+    std::string output;    ///< standard output
+    std::string messages;  ///< standard error
 
     bool says(const std::string& text) const { return messages.find(text) != std::string::npos; }
 };

@@ -11,8 +11,8 @@ using Images = RenderTest;
 /// A scene with the shader library's state shaders; passes are buffers by number.
 SceneText libraryScene(const std::string& passNames, const std::string& moreState = {}) {
     SceneText scene;
-    scene.before = libraryPrelude() +
-                   "data \"fbuf\" \"FrameBufferData\" ( \"magic\" 1178760550, \"passNames\" [" + passNames +
+    scene.before = libraryPrelude() + "data \"fbuf\" \"FrameBufferData\" ( \"magic\" 1178760550, \"passNames\" [" +
+                   passNames +
                    "], \"frameBufferInfo\" [], \"FrameBufferTypeCounts\" [0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,"
                    "0,0,0,0,0,0,0,0,0,0,0,0,0] )\n";
     scene.options = "samples 0 0 state [ \"vexabase\" (), \"lumoFrameBufferState\" ()" + moreState + " ]";
@@ -22,22 +22,24 @@ SceneText libraryScene(const std::string& passNames, const std::string& moreStat
 
 std::string buffer(const std::string& name, const std::string& type, const std::string& more = {},
                    const std::string& file = "out.exr") {
-    return fmt::format("\nframebuffer \"{}\" datatype \"{}\" user on {} filename \"{}\" filetype \"exr\"", name, type, more,
-                       file);
+    return fmt::format("\nframebuffer \"{}\" datatype \"{}\" user on {} filename \"{}\" filetype \"exr\"", name, type,
+                       more, file);
 }
 
 /// A wall from this column of the 4 x 4 picture (a fraction of pixels) to the right, at z = -5.
 std::string wallFrom(double column, const std::string& material) {
     const double x = 5 * (column / 4 - .5) * 2;
-    return wall("right", -5, material, 500, "transform 1 0 0 0  0 1 0 0  0 0 1 0  " + fmt::format("{:.9g}", -x - 500) + " 0 0 1");
+    return wall("right", -5, material, 500,
+                "transform 1 0 0 0  0 1 0 0  0 0 1 0  " + fmt::format("{:.9g}", -x - 500) + " 0 0 1");
 }
 
 TEST_F(Images, SimpleEngineHandsTheColorOnForEyeRays) {
     SceneText scene = libraryScene("");
-    scene.elements = "shader \"paint\" \"plain_constant\" ( \"color\" .1 .2 .3 .4 )\n"
-                     "material \"m\" \"lumoVexaSimpleShadingEngine\" ( \"color\" = \"paint\", \"alpha\" .75 ) end material\n"
-                     "material \"mirror\" \"plain_rays\" ( \"mode\" 0, \"otherwise\" 5 6 7 8 ) end material\n" +
-                     wallFrom(2, "mirror") + wall("back", -8, "m");
+    scene.elements =
+        "shader \"paint\" \"plain_constant\" ( \"color\" .1 .2 .3 .4 )\n"
+        "material \"m\" \"lumoVexaSimpleShadingEngine\" ( \"color\" = \"paint\", \"alpha\" .75 ) end material\n"
+        "material \"mirror\" \"plain_rays\" ( \"mode\" 0, \"otherwise\" 5 6 7 8 ) end material\n" +
+        wallFrom(2, "mirror") + wall("back", -8, "m");
     scene.members = "\"right\" \"back\"";
     const Picture image = picture(scene.text());
     EXPECT_FLOAT_EQ(image.at("R", 0, 1), .1F);
@@ -50,9 +52,11 @@ TEST_F(Images, SimpleEngineHandsTheColorOnForEyeRays) {
 
 TEST_F(Images, RenderTargetEnginePaintsTheScreen) {
     SceneText scene = libraryScene("");
-    scene.elements = "shader \"where\" \"plain_coordinate\" ()\n"
-                     "material \"m\" \"lumoVexaRenderTargetShadingEngine\" ( \"color\" = \"where\", \"alpha\" .5 ) end "
-                     "material\n" + wall("surface", -5, "m", 20);
+    scene.elements =
+        "shader \"where\" \"plain_coordinate\" ()\n"
+        "material \"m\" \"lumoVexaRenderTargetShadingEngine\" ( \"color\" = \"where\", \"alpha\" .5 ) end "
+        "material\n" +
+        wall("surface", -5, "m", 20);
     scene.members = "\"surface\"";
     const Picture image = picture(scene.text());
     // (raster + .5) / resolution, where raster is the pixel's centre already.
@@ -68,8 +72,10 @@ TEST_F(Images, FrameBufferInitFillsWhatNoPassWrites) {
                                    ", \"lumoFrameBufferInit\" ( \"pass\" 0, \"value\" 7 0 0 0 ), "
                                    "\"lumoFrameBufferInit\" ( \"pass\" 1, \"value\" .5 .25 1 0 )");
     scene.buffers += buffer("depth", "z") + buffer("motion", "m");
-    scene.elements = "material \"m\" \"lumoVexaSimpleShadingEngine\" ( \"color\" 1 1 1 1 ) \"lumoPassCameraDepth\" ( \"pass\" "
-                     "0 ) end material\n" + wallFrom(2, "m");
+    scene.elements =
+        "material \"m\" \"lumoVexaSimpleShadingEngine\" ( \"color\" 1 1 1 1 ) \"lumoPassCameraDepth\" ( \"pass\" "
+        "0 ) end material\n" +
+        wallFrom(2, "m");
     scene.members = "\"right\"";
     const Picture image = picture(scene.text());
     EXPECT_EQ(image.at("depth.Z", 0, 1), 7);
@@ -87,9 +93,10 @@ TEST_F(Images, LayersHaveTheirTypesAndNames) {
     scene.elements = constantMaterial("m", ".1 .2 .3 1") + wall("surface", -5, "m");
     scene.members = "\"surface\"";
     const Picture image = picture(scene.text());
-    const std::vector<std::string> expected = {
-        "A", "B", "G", "R", "depth.Z", "full.A", "full.B", "full.G", "full.R", "half.B", "half.G", "half.R", "label.id",
-        "matte.A", "motion.X", "motion.Y", "motion.Z", "normal.X", "normal.Y", "normal.Z", "scalar.Y"};
+    const std::vector<std::string> expected = {"A",        "B",        "G",        "R",        "depth.Z",  "full.A",
+                                               "full.B",   "full.G",   "full.R",   "half.B",   "half.G",   "half.R",
+                                               "label.id", "matte.A",  "motion.X", "motion.Y", "motion.Z", "normal.X",
+                                               "normal.Y", "normal.Z", "scalar.Y"};
     EXPECT_EQ(image.names(), expected);
     EXPECT_EQ(image.format("R"), Picture::Format::Half);
     EXPECT_EQ(image.format("half.R"), Picture::Format::Half);
@@ -106,8 +113,10 @@ TEST_F(Images, FilteredBuffersAverageAndOthersKeepOneSample) {
         SceneText scene = libraryScene("\"mean\", \"kept\"");
         scene.options += " samples 2 2 filter box 1 1";
         scene.buffers += buffer("mean", "a_fp", "filtering on") + buffer("kept", "a_fp", "filtering off");
-        scene.elements = "material \"m\" \"lumoVexaSimpleShadingEngine\" ( \"color\" .5 1 2 1 ) \"lumoPassCoverage\" ( "
-                         "\"pass\" 0 ) \"lumoPassCoverage\" ( \"pass\" 1 ) end material\n" + wallFrom(edge, "m");
+        scene.elements =
+            "material \"m\" \"lumoVexaSimpleShadingEngine\" ( \"color\" .5 1 2 1 ) \"lumoPassCoverage\" ( "
+            "\"pass\" 0 ) \"lumoPassCoverage\" ( \"pass\" 1 ) end material\n" +
+            wallFrom(edge, "m");
         scene.members = "\"right\"";
         const Picture image = picture(scene.text());
         EXPECT_EQ(image.at("mean.A", 1, 2), mean);

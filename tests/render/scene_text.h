@@ -7,7 +7,7 @@ namespace rendertest {
 
 /// A camera at the origin that looks along -z at 4 x 4 pixels; the field of view is 90 degrees in both directions.
 struct SceneText {
-    std::string before;       ///< links and includes besides the test modules'
+    std::string before;  ///< links and includes besides the test modules'
     std::string options = "samples 0 0";
     std::string buffers =
         "framebuffer \"beauty\" datatype \"rgba_fp\" primary on filename \"out.exr\" filetype \"exr\"";

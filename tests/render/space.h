@@ -32,7 +32,9 @@ struct Placing {
     Placing inverse() const {
         const V3 a = cross(y, z), b = cross(z, x), c = cross(x, y);
         const double det = dot(x, a);
-        Placing m{{a.x / det, b.x / det, c.x / det}, {a.y / det, b.y / det, c.y / det}, {a.z / det, b.z / det, c.z / det},
+        Placing m{{a.x / det, b.x / det, c.x / det},
+                  {a.y / det, b.y / det, c.y / det},
+                  {a.z / det, b.z / det, c.z / det},
                   {}};
         m.t = -1 * m.vector(t);
         return m;
@@ -46,8 +48,9 @@ struct Placing {
 
     /// As the scene language has it.
     std::string text() const {
-        return fmt::format("{:.9g} {:.9g} {:.9g} 0  {:.9g} {:.9g} {:.9g} 0  {:.9g} {:.9g} {:.9g} 0  {:.9g} {:.9g} {:.9g} 1",
-                           x.x, x.y, x.z, y.x, y.y, y.z, z.x, z.y, z.z, t.x, t.y, t.z);
+        return fmt::format(
+            "{:.9g} {:.9g} {:.9g} 0  {:.9g} {:.9g} {:.9g} 0  {:.9g} {:.9g} {:.9g} 0  {:.9g} {:.9g} {:.9g} 1", x.x, x.y,
+            x.z, y.x, y.y, y.z, z.x, z.y, z.z, t.x, t.y, t.z);
     }
 };
 

@@ -19,9 +19,10 @@ struct Bulb {
 const Bulb kLeft{"left", {-3, 1, 0}, 20}, kRight{"right", {2, 2, -1}, 12};
 
 std::string bulbText(const Bulb& bulb) {
-    return fmt::format("light \"{0}_l\" \"plain_light\" ( \"color\" {1} {1} {1} 1, \"falloff\" on ) origin {2} {3} {4} "
-                       "end light\ninstance \"{0}\" \"{0}_l\" end instance\n",
-                       bulb.name, bulb.color, bulb.place.x, bulb.place.y, bulb.place.z);
+    return fmt::format(
+        "light \"{0}_l\" \"plain_light\" ( \"color\" {1} {1} {1} 1, \"falloff\" on ) origin {2} {3} {4} "
+        "end light\ninstance \"{0}\" \"{0}_l\" end instance\n",
+        bulb.name, bulb.color, bulb.place.x, bulb.place.y, bulb.place.z);
 }
 
 SceneText litScene(const std::string& lights, const std::string& ofInstance = {}) {
@@ -54,18 +55,22 @@ TEST_F(Surfaces, LightLoopsSumUpTheirLights) {
 
     // A group of lights is one name.
     SceneText grouped = litScene("", "light [ \"bulbs\" ]");
-    grouped.elements = "instgroup \"bulb_group\" \"right\" end instgroup\n"
-                       "instance \"bulbs\" \"bulb_group\" end instance\n" + grouped.elements;
+    grouped.elements =
+        "instgroup \"bulb_group\" \"right\" end instgroup\n"
+        "instance \"bulbs\" \"bulb_group\" end instance\n" +
+        grouped.elements;
     grouped.members = "\"left\" \"bulbs\" \"surface\"";
     expectPixels(picture(grouped.text()), "B", right);
 }
 
 TEST_F(Surfaces, HighlightsFollowPhong) {
     SceneText scene;
-    scene.elements = "light \"l\" \"plain_light\" ( \"color\" 1 1 1 1 ) origin 2 1 0 end light\n"
-                     "instance \"light\" \"l\" end instance\n"
-                     "material \"m\" \"plain_material\" ( \"diffuse\" 0 0 0 0, \"specular\" 1 .5 0 0, \"exponent\" 6 ) "
-                     "end material\n" + wall("surface", -5, "m");
+    scene.elements =
+        "light \"l\" \"plain_light\" ( \"color\" 1 1 1 1 ) origin 2 1 0 end light\n"
+        "instance \"light\" \"l\" end instance\n"
+        "material \"m\" \"plain_material\" ( \"diffuse\" 0 0 0 0, \"specular\" 1 .5 0 0, \"exponent\" 6 ) "
+        "end material\n" +
+        wall("surface", -5, "m");
     scene.members = "\"light\" \"surface\"";
     const Picture image = picture(scene.text());
     const auto highlight = [](int x, int y) {
@@ -81,7 +86,8 @@ TEST_F(Surfaces, ShadowsMultiplyWhatOccludersLetThrough) {
         SceneText scene = litScene(", \"lights\" [ \"right\" ]");
         scene.options += " shadow " + mode;
         for (const std::string name : {"a", "b"}) {
-            scene.elements += "material \"" + name + "_m\" \"plain_constant\" () shadow \"plain_shadow\" ( \"transmission\" " +
+            scene.elements += "material \"" + name +
+                              "_m\" \"plain_constant\" () shadow \"plain_shadow\" ( \"transmission\" " +
                               (name == "a" ? ".5 .5 .25 1" : ".5 1 .5 1") + " ) end material\n" +
                               wall(name, name == "a" ? -3 : -2, name + "_m", 1000, "visible off");
             scene.members += " \"" + name + "\"";
@@ -109,9 +115,11 @@ std::string pictureFile(int size, int step) {
 TEST_F(Surfaces, TexturesLieAsTheirCoordinatesSay) {
     write("steps.ppm", pictureFile(4, 60));
     SceneText scene;
-    scene.elements = "color texture \"image\" \"steps.ppm\"\n"
-                     "shader \"t\" \"plain_texture\" ( \"tex\" \"image\" )\n"
-                     "material \"m\" \"plain_constant\" ( \"color\" = \"t\" ) end material\n" + wall("surface", -5, "m", 5);
+    scene.elements =
+        "color texture \"image\" \"steps.ppm\"\n"
+        "shader \"t\" \"plain_texture\" ( \"tex\" \"image\" )\n"
+        "material \"m\" \"plain_constant\" ( \"color\" = \"t\" ) end material\n" +
+        wall("surface", -5, "m", 5);
     scene.members = "\"surface\"";
     // The wall fills the picture, so that every pixel is the middle of its texel.
     const Picture image = picture(scene.text());
@@ -125,9 +133,11 @@ TEST_F(Surfaces, TexturesLieAsTheirCoordinatesSay) {
 
 TEST_F(Surfaces, MembersOfResultsConnect) {
     SceneText scene;
-    scene.elements = "shader \"parts\" \"plain_parts\" ( \"scale\" 2 )\n"
-                     "material \"m\" \"plain_rays\" ( \"mode\" 4, \"own\" = \"parts.second\", \"otherwise\" = \"parts.tint\" ) "
-                     "end material\n" + wall("surface", -5, "m");
+    scene.elements =
+        "shader \"parts\" \"plain_parts\" ( \"scale\" 2 )\n"
+        "material \"m\" \"plain_rays\" ( \"mode\" 4, \"own\" = \"parts.second\", \"otherwise\" = \"parts.tint\" ) "
+        "end material\n" +
+        wall("surface", -5, "m");
     scene.members = "\"surface\"";
     const Picture image = picture(scene.text());  // there is no environment: own + otherwise
     EXPECT_NEAR(image.at("R", 1, 1), .2 + 1, 1e-6);
@@ -142,8 +152,10 @@ TEST_F(Surfaces, MembersOfResultsConnect) {
 SceneText panes(int count, int mode, const std::string& depth) {
     SceneText scene;
     scene.options += " trace depth " + depth;
-    scene.elements = fmt::format("material \"pane\" \"plain_rays\" ( \"mode\" {}, \"own\" .1 .1 .1 0, \"tint\" .5 .5 .5 1, "
-                                 "\"otherwise\" .6 .6 .6 1 ) end material\n", mode);
+    scene.elements = fmt::format(
+        "material \"pane\" \"plain_rays\" ( \"mode\" {}, \"own\" .1 .1 .1 0, \"tint\" .5 .5 .5 1, "
+        "\"otherwise\" .6 .6 .6 1 ) end material\n",
+        mode);
     for (int i = 0; i < count; ++i) {
         scene.elements += wall(fmt::format("pane{}", i), -5 - i, "pane");
         scene.members += fmt::format(" \"pane{}\"", i);
@@ -165,18 +177,20 @@ TEST_F(Surfaces, TransparencyCountsAsRefraction) {
         expectPixels(picture(scene.text()), "R", [=](int, int) { return expected; });
     };
     expectFront(panes(3, 0, "4 4 8"), throughPanes(3, 1));
-    expectFront(panes(5, 0, "4 3 8"), throughPanes(3, .7));   // the fourth is refused: .1 + .6
-    expectFront(panes(5, 0, "4 4 2"), throughPanes(2, .7));   // by the sum
+    expectFront(panes(5, 0, "4 3 8"), throughPanes(3, .7));  // the fourth is refused: .1 + .6
+    expectFront(panes(5, 0, "4 4 2"), throughPanes(2, .7));  // by the sum
     expectFront(panes(5, 0, "0 0 0"), .7);
-    expectFront(panes(8, 3, "0 0 0"), throughPanes(8, 1));    // going on costs no depth
+    expectFront(panes(8, 3, "0 0 0"), throughPanes(8, 1));  // going on costs no depth
 }
 
 TEST_F(Surfaces, MirrorsSeeEachOtherUpToTheDepth) {
     SceneText scene;
     scene.options += " trace depth 3 0 3";
-    scene.elements = "material \"mirror\" \"plain_rays\" ( \"mode\" 1, \"own\" .2 .2 .2 0, \"tint\" .5 .5 .5 1, \"otherwise\" "
-                     ".6 .6 .6 1 ) end material\n" + wall("front", -5, "mirror") +
-                     wall("back", -3, "mirror", 1000, "transform -1 0 0 0  0 1 0 0  0 0 -1 0  0 0 0 1");
+    scene.elements =
+        "material \"mirror\" \"plain_rays\" ( \"mode\" 1, \"own\" .2 .2 .2 0, \"tint\" .5 .5 .5 1, \"otherwise\" "
+        ".6 .6 .6 1 ) end material\n" +
+        wall("front", -5, "mirror") +
+        wall("back", -3, "mirror", 1000, "transform -1 0 0 0  0 1 0 0  0 0 -1 0  0 0 0 1");
     scene.members = "\"front\" \"back\"";
     // Three reflections, then .2 + .6: .8, .6, .5, .45.
     expectPixels(picture(scene.text()), "R", [](int, int) { return .45; });
@@ -207,9 +221,8 @@ TEST_F(Surfaces, EnvironmentsAreSeenInTheirDirection) {
             return y > 1 ? up({d.x, -d.y, d.z}) : up(d);
         });
     }
-    expectPixels(ceiling("1", "environment \"plain_constant\" ( \"color\" .25 .5 .75 1 )"), "B", [&](int x, int y) {
-        return y > 1 ? .75 : 1 - up(eyeRay(x, y));
-    });
+    expectPixels(ceiling("1", "environment \"plain_constant\" ( \"color\" .25 .5 .75 1 )"), "B",
+                 [&](int x, int y) { return y > 1 ? .75 : 1 - up(eyeRay(x, y)); });
 
     // Without any there is nothing to see, and the shader is told so.
     scene.camera = "";
@@ -222,8 +235,11 @@ TEST_F(Surfaces, RefractionFollowsSnell) {
     scene.camera = "environment \"plain_environment\" ( \"down\" 0 0 0 1, \"up\" 1 1 1 1 )";
     const auto glass = [&](double ior, bool slab) {
         SceneText with = scene;
-        with.elements = fmt::format("material \"m\" \"plain_rays\" ( \"mode\" 2, \"otherwise\" 9 9 9 1, \"ior\" {} ) end "
-                                    "material\n", ior) + wall("front", -5, "m") +
+        with.elements = fmt::format(
+                            "material \"m\" \"plain_rays\" ( \"mode\" 2, \"otherwise\" 9 9 9 1, \"ior\" {} ) end "
+                            "material\n",
+                            ior) +
+                        wall("front", -5, "m") +
                         wall("rear", 6, "m", 1000, "transform -1 0 0 0  0 1 0 0  0 0 -1 0  0 0 0 1");
         with.members = slab ? "\"front\" \"rear\"" : "\"front\"";
         return picture(with.text());

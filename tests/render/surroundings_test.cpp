@@ -19,28 +19,27 @@ TEST_F(Surroundings, FogWeakensWithTheWay) {
                      wall("half", -5, "white", 5, "transform 1 0 0 0  0 1 0 0  0 0 1 0  -5 0 0 1");
     scene.members = "\"half\"";
     // The right half sees the wall, the left one nothing but fog.
-    expectPixels(picture(scene.text()), "R", [&](int x, int y) {
-        return x > 1 ? through(length(meeting(x, y, -5)), 1) : .5;
-    });
+    expectPixels(picture(scene.text()), "R",
+                 [&](int x, int y) { return x > 1 ? through(length(meeting(x, y, -5)), 1) : .5; });
     scene.options += " volume off";
     expectPixels(picture(scene.text()), "R", [](int x, int) { return x > 1 ? 1. : 0.; });
 
     // Fog inside: from a clear surface's volume, for what lies behind it.
     SceneText inside;
-    inside.elements = "material \"clear\" \"plain_rays\" () " + fog + " end material\n" + constantMaterial("white", "1 1 1 1") +
-                      wall("front", -5, "clear") + wall("back", -8, "white");
+    inside.elements = "material \"clear\" \"plain_rays\" () " + fog + " end material\n" +
+                      constantMaterial("white", "1 1 1 1") + wall("front", -5, "clear") + wall("back", -8, "white");
     inside.members = "\"front\" \"back\"";
-    expectPixels(picture(inside.text()), "R", [&](int x, int y) {
-        return through(length(meeting(x, y, -8) - meeting(x, y, -5)), 1);
-    });
+    expectPixels(picture(inside.text()), "R",
+                 [&](int x, int y) { return through(length(meeting(x, y, -8) - meeting(x, y, -5)), 1); });
 }
 
 // ---- Lenses.
 
 TEST_F(Surroundings, FisheyeLooksByAngle) {
     SceneText scene;
-    scene.camera = "environment \"plain_environment\" ( \"down\" 0 0 0 1, \"up\" 1 1 1 1 ) lens \"lens_fisheye\" "
-                   "( \"angle\" 120 )";
+    scene.camera =
+        "environment \"plain_environment\" ( \"down\" 0 0 0 1, \"up\" 1 1 1 1 ) lens \"lens_fisheye\" "
+        "( \"angle\" 120 )";
     const auto seen = [](int x, int y, bool full) {
         const double fx = (x + .5) / 2 - 1, fy = (y + .5) / 2 - 1, r = std::hypot(fx, fy);
         return r > 1 && !full ? 0 : .5 + .5 * std::sin(r * 2 * std::acos(-1.) / 3) * fy / r;
@@ -70,7 +69,8 @@ TEST_F(Surroundings, DepthOfFieldIsSharpAtItsDistanceOnly) {
     };
     expectPixels(edgeAt(-4), "R", [](int x, int) { return x > 1 ? 1. : 0.; });
     // At twice the distance the rays through the lens's rim have parted by its radius again.
-    expectPixels(edgeAt(-8), "R", [](int x, int y) { return beyondEdge(meeting(x, y, -8).x, 2); }, .01);
+    expectPixels(
+        edgeAt(-8), "R", [](int x, int y) { return beyondEdge(meeting(x, y, -8).x, 2); }, .01);
 }
 
 }  // namespace

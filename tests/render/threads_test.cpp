@@ -12,18 +12,21 @@ namespace {
 /// shadows, mirrors and fog.
 std::string busyScene() {
     SceneText scene;
-    scene.before = libraryPrelude() +
-                   "data \"fbuf\" \"FrameBufferData\" ( \"magic\" 1178760550, \"passNames\" [\"depth\", \"normal\", "
-                   "\"motion\"], \"frameBufferInfo\" [], \"FrameBufferTypeCounts\" [0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,"
-                   "0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0] )\n";
-    scene.options = "samples 1 1 jitter 1 motion on shutter 0 1 \"lens rays\" 2 "
-                    "state [ \"vexabase\" (), \"lumoFrameBufferState\" () ]";
-    for (const std::string layer : {"\"depth\" datatype \"z\"", "\"normal\" datatype \"n\" filtering on",
-                                    "\"motion\" datatype \"m\""})
+    scene.before =
+        libraryPrelude() +
+        "data \"fbuf\" \"FrameBufferData\" ( \"magic\" 1178760550, \"passNames\" [\"depth\", \"normal\", "
+        "\"motion\"], \"frameBufferInfo\" [], \"FrameBufferTypeCounts\" [0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,"
+        "0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0] )\n";
+    scene.options =
+        "samples 1 1 jitter 1 motion on shutter 0 1 \"lens rays\" 2 "
+        "state [ \"vexabase\" (), \"lumoFrameBufferState\" () ]";
+    for (const std::string layer :
+         {"\"depth\" datatype \"z\"", "\"normal\" datatype \"n\" filtering on", "\"motion\" datatype \"m\""})
         scene.buffers += "\nframebuffer " + layer + " user on filename \"out.exr\" filetype \"exr\"";
-    scene.camera = "data \"fbuf\" resolution 61 47 aspect 1.3 lens \"lens_depth\" ( \"radius\" .2, \"distance\" 6 )\n"
-                   "volume \"plain_fog\" ( \"color\" .5 .6 .7 1, \"density\" .05 )\n"
-                   "environment \"plain_environment\" ( \"down\" .1 .2 .1 1, \"up\" .3 .5 .9 1 )";
+    scene.camera =
+        "data \"fbuf\" resolution 61 47 aspect 1.3 lens \"lens_depth\" ( \"radius\" .2, \"distance\" 6 )\n"
+        "volume \"plain_fog\" ( \"color\" .5 .6 .7 1, \"density\" .05 )\n"
+        "environment \"plain_environment\" ( \"down\" .1 .2 .1 1, \"up\" .3 .5 .9 1 )";
     scene.elements = R"(
 light "bulb_l" "plain_light" ( "color" 30 25 20 1, "falloff" on ) origin -3 4 0 end light
 instance "bulb" "bulb_l" end instance
@@ -41,9 +44,10 @@ end object
     for (int i = 0; i < 12; ++i) {
         const Placing open = turned({1, i * .3, .5}, 25 * i).then(moved({(i % 4 - 1.5) * 2.2, (i / 4 - 1) * 2.0, -6}));
         const Placing close = open.then(moved({.3, -.2, .1 * i}));
-        scene.elements += fmt::format("instance \"s{0}\" \"shard\" transform {1} motion transform {2} material \"{3}\" end "
-                                      "instance\n", i, open.inverse().text(), close.inverse().text(),
-                                      i % 3 ? "matt" : "mirror");
+        scene.elements += fmt::format(
+            "instance \"s{0}\" \"shard\" transform {1} motion transform {2} material \"{3}\" end "
+            "instance\n",
+            i, open.inverse().text(), close.inverse().text(), i % 3 ? "matt" : "mirror");
         scene.members += fmt::format(" \"s{}\"", i);
     }
     return scene.text();
