@@ -114,6 +114,16 @@ miBoolean mi_instance_lightlist(int* n, miTag** lights, miState* state)
     return renderer().lighting.instanceLights(n, lights, state);
 }
 
+miBoolean mi_exclusive_lightlist(int* n, miTag** lights, miState* state)
+{
+    return renderer().lighting.exclusiveLights(n, lights, state);
+}
+
+miScalar mi_lightprofile_sample(miState* state, miTag profile, miBoolean relative)
+{
+    return renderer().lighting.profile(state, profile, relative);
+}
+
 miBoolean mi_compute_irradiance(miColor* result, miState* state)
 {
     return renderer().lighting.irradiance(result, state);

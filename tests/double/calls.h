@@ -76,7 +76,8 @@ struct Tracing {
 
 struct Lighting {
     Hook<miBoolean(miColor*, miVector* dir, miScalar* cosine, miState*, miTag light, int* samples)> sample;
-    Hook<miBoolean(int* n, miTag** lights, miState*)> instanceLights;
+    Hook<miBoolean(int* n, miTag** lights, miState*)> instanceLights, exclusiveLights;
+    Hook<miScalar(miState*, miTag profile, miBoolean relative)> profile;
     Hook<miBoolean(miColor*, miState*)> irradiance;
     Hook<miBoolean(miColor*, miState*, miUchar side, miIrrad_options*)> averageRadiance;
     Hook<miScalar(miState*, miAmboccl_options*, miVector* bent)> occlusion;
