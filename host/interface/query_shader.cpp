@@ -19,6 +19,15 @@ const miFunction* functionOf(const Query& query) {
     return query.database.as<miFunction>(query.tag, miSCENE_FUNCTION);
 }
 
+/// A pointer of the shader instance for this thread: read, or set from where the result points to.
+bool answerAboutThreadPointer(const Query& query, const miFunction* function) {
+    if (!query.state || !query.state->ts) return false;
+    void*& pointer = contextOf(query.state).threadPointers[function];
+    if (query.code == miQ_FUNC_TLS_GET) return query.answer(pointer);
+    std::memcpy(&pointer, query.result, sizeof pointer);
+    return true;
+}
+
 bool answerAboutRuntime(const Query& query, FunctionRuntime& runtime) {
     switch (query.code) {
         case miQ_FUNC_USERPTR: return query.answer(&runtime.userPointer);
@@ -102,6 +111,8 @@ bool answerAboutFunction(const Query& query) {
         case miQ_FUNC_INDIRECT: return query.answer(function->parameter_indirect);
         case miQ_FUNC_PARAM_SIZE: return query.answer(function->parameter_size);
         case miQ_FUNC_PARAM: return query.answer(static_cast<const void*>(function->parameters));
+        case miQ_FUNC_TLS_GET:
+        case miQ_FUNC_TLS_SET: return answerAboutThreadPointer(query, function);
         default: break;
     }
     FunctionRuntime* runtime = runtimeOf(function);

@@ -10,6 +10,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <unordered_map>
 #include <vector>
 
 namespace lumorender {
@@ -93,6 +94,7 @@ struct ThreadContext {
     bool opacityIsSet = false;
     miColor opacity = {};
     RayCounters counters;
+    std::unordered_map<const miFunction*, void*> threadPointers;  ///< of shader instances that ask for one
 };
 
 inline ThreadContext& contextOf(const miState* state) {
