@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <iterator>
+#include <sstream>
 
 namespace lumorender {
 
@@ -76,6 +77,13 @@ public:
 private:
     std::vector<std::string> names_;
 };
+
+/// Texts of the library that reads the options name them with two dashes.
+std::string oneDash(std::string text) {
+    for (std::size_t at = text.find("--"); at != std::string::npos; at = text.find("--", at + 1))
+        if (at + 2 < text.size() && std::isalpha(static_cast<unsigned char>(text[at + 2])) != 0) text.erase(at, 1);
+    return text;
+}
 
 bool isNumber(const std::string& text) {
     return !text.empty() && text.find_first_not_of("+-.0123456789") == std::string::npos;
@@ -165,7 +173,11 @@ std::optional<int> readCommandLine(int argumentCount, const char* const* argumen
         if (!verbose.empty()) result.verbosity = verbosityOf(verbose);
         if (!samples.empty()) result.render.samples = sampleLevels(samples);
     } catch (const CLI::ParseError& error) {
-        const int code = app.exit(error);
+        std::ostringstream out;
+        std::ostringstream problems;
+        const int code = app.exit(error, out, problems);
+        std::fputs(oneDash(out.str()).c_str(), stdout);
+        std::fputs(oneDash(problems.str()).c_str(), stderr);
         return code == 0 ? 0 : 2;
     }
 

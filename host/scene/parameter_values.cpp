@@ -22,7 +22,8 @@ int ParameterReader::readList(const std::vector<Parameter>& parameters, std::siz
             readNamed(parameters, base);
         } catch (const SyntaxError& problem) {
             // One bad value does not hide what is wrong with the next.
-            scene_.problems.error(problem.place, fmt::format("{}, in a parameter of {}", problem.text, owner_));
+            const std::string which = reading_.empty() ? "a parameter" : fmt::format("parameter \"{}\"", reading_);
+            scene_.problems.error(problem.place, fmt::format("{}, in {} of {}", problem.text, which, owner_));
             skipValue(closing);
         }
         ++given;
@@ -34,10 +35,12 @@ int ParameterReader::readList(const std::vector<Parameter>& parameters, std::siz
 }
 
 void ParameterReader::readNamed(const std::vector<Parameter>& parameters, std::size_t base) {
+    reading_.clear();
     if (!in_.atName()) in_.fail("the name of a parameter");
     for (const Parameter& parameter : parameters) {
         if (parameter.name != in_.current().text) continue;
         in_.advance();
+        reading_ = parameter.name;
         return readValue(parameter, base);
     }
     in_.fail(fmt::format("the name of a parameter that {} has", owner_));

@@ -38,6 +38,7 @@ private:
     Cursor& in_;
     ParameterBlock& block_;
     std::string owner_;
+    std::string reading_;  ///< the parameter whose value is being read, for messages
     bool connectable_;
 };
 
