@@ -1,6 +1,7 @@
 #include "application/command_line.h"
 
 #include "support/messages.h"
+#include "support/version.h"
 
 #include <CLI/CLI.hpp>
 
@@ -12,8 +13,6 @@
 namespace lumorender {
 
 namespace {
-
-constexpr const char* kVersion = "lumorender 0.1.0 (shader interface 3.12.1)";
 
 std::vector<std::filesystem::path> splitPath(const std::string& list) {
     std::vector<std::filesystem::path> result;
@@ -127,7 +126,7 @@ std::optional<int> readCommandLine(int argumentCount, const char* const* argumen
     CLI::App app("Renders .mi scene files: lumorender [options] [scene.mi]. Without a scene it reads standard input.");
     app.name("lumorender");
     app.set_help_flag("--help", "Show this text");
-    app.set_version_flag("--version", kVersion);
+    app.set_version_flag("--version", fmt::format("{} (shader interface {})", kProgram, kInterfaceVersion));
     std::string scene;
     std::string verbose;
     std::vector<int> resolution;

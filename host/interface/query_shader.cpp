@@ -4,6 +4,7 @@
 #include "render/shader_table.h"
 #include "render/spaces.h"
 #include "render/textures.h"
+#include "support/version.h"
 
 #include "shader.h"
 
@@ -11,7 +12,6 @@ namespace lumorender {
 
 namespace {
 
-constexpr const char* kVersion = "3.12.1";
 constexpr const char* kDate = __DATE__;
 
 const miFunction* functionOf(const Query& query) {
@@ -154,7 +154,7 @@ bool answerAboutTransform(const Query& query) {
 }
 
 bool answerAboutState(const Query& query) {
-    if (query.code == miQ_VERSION) return query.answer(kVersion);
+    if (query.code == miQ_VERSION) return query.answer(kInterfaceVersion);
     if (query.code == miQ_DATE) return query.answer(kDate);
     if (!query.state || !query.state->ts) return false;
     const ThreadContext& context = contextOf(query.state);

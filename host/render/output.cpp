@@ -2,7 +2,11 @@
 
 #include "support/messages.h"
 
+#include <unistd.h>
+
 #include <algorithm>
+#include <cerrno>
+#include <system_error>
 
 namespace lumorender {
 
@@ -86,33 +90,48 @@ std::vector<ImageFile> planFiles(const BufferLayout& layout, const CameraDetail*
     return files;
 }
 
-bool writeFiles(const std::vector<ImageFile>& files, const std::vector<LayerImage>& images, const BufferLayout& layout,
-                const DataWindow& window, const Metadata& metadata, const OutputSettings& settings) {
+bool checkFolders(const std::vector<ImageFile>& files) {
     bool good = true;
-    const auto report = [&](const std::filesystem::path& path, const std::string& reason) {
-        if (reason.empty()) {
-            info("IMG", "wrote {}", path.string());
-            return;
-        }
-        error("IMG", "cannot write \"{}\": {}", path.string(), reason);
+    for (const ImageFile& file : files) {
+        const std::filesystem::path folder = file.path.has_parent_path() ? file.path.parent_path() : ".";
+        if (access(folder.c_str(), W_OK) == 0) continue;
+        error("IMG", "cannot write \"{}\": folder \"{}\": {}", file.path.string(), folder.string(),
+              std::generic_category().message(errno));
         good = false;
-    };
-    for (const ImageFile& file : files) report(file.path, writeImageFile(file, window, metadata));
-    if (files.empty()) warning("IMG", "the camera names no file to write: nothing is kept of this render");
-    if (!settings.previews || files.empty()) return good;
-
-    std::filesystem::path stem = files.front().path;
-    stem.replace_extension();
-    const std::filesystem::path picture = stem.string() + ".png";
-    if (picture != files.front().path)
-        report(picture, writePreview(picture, images[static_cast<std::size_t>(layout.primary)], window));
-    if (images.size() > 1) {
-        std::vector<const LayerImage*> layers;
-        for (const LayerImage& image : images) layers.push_back(&image);
-        const std::filesystem::path sheet = stem.string() + "-passes.png";
-        report(sheet, writeContactSheet(sheet, layers, window));
     }
     return good;
+}
+
+namespace {
+
+bool report(const std::filesystem::path& path, const std::string& reason) {
+    if (reason.empty()) info("IMG", "wrote {}", path.string());
+    else error("IMG", "cannot write \"{}\": {}", path.string(), reason);
+    return reason.empty();
+}
+
+}  // namespace
+
+bool writeFiles(const std::vector<ImageFile>& files, const DataWindow& window, const Metadata& metadata) {
+    bool good = true;
+    for (const ImageFile& file : files) good = report(file.path, writeImageFile(file, window, metadata)) && good;
+    if (files.empty()) warning("IMG", "the camera names no file to write: nothing is kept of this render");
+    return good;
+}
+
+bool writePreviews(const std::vector<ImageFile>& files, const std::vector<LayerImage>& images,
+                   const BufferLayout& layout, const DataWindow& window) {
+    if (files.empty()) return true;
+    const std::filesystem::path stem = std::filesystem::path(files.front().path).replace_extension();
+    const std::filesystem::path picture = stem.string() + ".png";
+    bool good = true;
+    if (picture != files.front().path)
+        good = report(picture, writePreview(picture, images[static_cast<std::size_t>(layout.primary)], window));
+    if (images.size() < 2) return good;
+    std::vector<const LayerImage*> layers;
+    for (const LayerImage& image : images) layers.push_back(&image);
+    const std::filesystem::path sheet = stem.string() + "-passes.png";
+    return report(sheet, writeContactSheet(sheet, layers, window)) && good;
 }
 
 }  // namespace lumorender

@@ -14,7 +14,6 @@ struct OutputSettings {
     std::filesystem::path fileName;       ///< replaces the name of the first file
     std::filesystem::path fileDirectory;
     float gamma = 1;
-    bool previews = false;
 };
 
 /// The files of a render: named buffers with a file name (several with one EXR name share it), then the camera's
@@ -22,8 +21,15 @@ struct OutputSettings {
 std::vector<ImageFile> planFiles(const BufferLayout& layout, const CameraDetail* camera,
                                  const std::vector<LayerImage>& images, const OutputSettings& settings);
 
-/// Writes all files and, where asked for, the previews. @return false when one could not be written.
-bool writeFiles(const std::vector<ImageFile>& files, const std::vector<LayerImage>& images, const BufferLayout& layout,
-                const DataWindow& window, const Metadata& metadata, const OutputSettings& settings);
+/// Says which files could not be written where they are meant to be: before the render, not after it.
+/// @return false when there is one.
+bool checkFolders(const std::vector<ImageFile>& files);
+
+/// Writes all files. @return false when one could not be written.
+bool writeFiles(const std::vector<ImageFile>& files, const DataWindow& window, const Metadata& metadata);
+
+/// A PNG of the picture and a sheet of all passes, beside the first file and named after it.
+bool writePreviews(const std::vector<ImageFile>& files, const std::vector<LayerImage>& images,
+                   const BufferLayout& layout, const DataWindow& window);
 
 }  // namespace lumorender

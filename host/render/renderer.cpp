@@ -14,6 +14,7 @@
 #include "render/textures.h"
 #include "support/abort.h"
 #include "support/messages.h"
+#include "support/version.h"
 
 #include "shader.h"
 
@@ -28,8 +29,8 @@ namespace {
 /// Everything that a render makes and that its threads share.
 class Render {
 public:
-    Render(Database& database, const RenderSettings& settings) : database_(database), settings_(settings),
-                                                                 shaders_(database) {
+    Render(Database& database, const RenderSettings& settings, const std::string& where)
+        : database_(database), settings_(settings), where_(where), shaders_(database) {
         scene_.database = &database;
         mi_init_lock(&scene_.globalLock);
     }
@@ -43,6 +44,9 @@ public:
         const auto camera = buildScene();
         findShaders();
         images_ = makeImages(layout_, window_);
+        files_ = planFiles(layout_, database_.detail<CameraDetail>(cameraTag_), images_,
+                           {settings_.fileName, settings_.fileDirectory, options_->gamma});
+        if (!checkFolders(files_)) return false;
 
         ThreadContext context(scene_, 0);
         createRootState(context);
@@ -182,24 +186,29 @@ private:
         if (!counts.complete) warning("RC", "the render was stopped; what was finished is written");
     }
 
-    bool write(const RenderCounts& counts) {
-        images_[static_cast<std::size_t>(layout_.primary)].name.clear();
-        OutputSettings output{settings_.fileName, settings_.fileDirectory, options_->gamma, settings_.previews};
-        const std::vector<ImageFile> files =
-            planFiles(layout_, database_.detail<CameraDetail>(cameraTag_), images_, output);
+    Metadata metadata(const RenderCounts& counts) const {
         const miScalar* toCamera = scene_.projection->placement().worldToLocalFloat;
-        const Metadata metadata{
-            {"software", std::string("lumorender")},
-            {"camera", std::string(database_.name(cameraTag_))},
-            {"frame", camera_->frame},
-            {"worldToCamera", std::vector<float>(toCamera, toCamera + 16)},
-            {"renderSeconds", static_cast<float>(counts.seconds)},
-        };
-        return writeFiles(files, images_, layout_, window_, metadata, output);
+        return {{"software", std::string(kProgram)},
+                {"scene", where_},
+                {"camera", std::string(database_.name(cameraTag_))},
+                {"frame", camera_->frame},
+                {"worldToCamera", std::vector<float>(toCamera, toCamera + 16)},
+                {"renderSeconds", static_cast<float>(counts.seconds)}};
+    }
+
+    bool write(const RenderCounts& counts) {
+        // The primary picture has the plain channels R, G, B and A; its name is for people.
+        std::string& name = images_[static_cast<std::size_t>(layout_.primary)].name;
+        const std::string shownName = std::exchange(name, {});
+        bool good = writeFiles(files_, window_, metadata(counts));
+        name = shownName;
+        if (settings_.previews) good = writePreviews(files_, images_, layout_, window_) && good;
+        return good;
     }
 
     Database& database_;
     RenderSettings settings_;
+    std::string where_;
     RenderScene scene_;
     miOptions* options_ = nullptr;
     miCamera* camera_ = nullptr;
@@ -211,6 +220,7 @@ private:
     std::unique_ptr<SceneGeometry> geometry_;
     std::unique_ptr<LightTable> lights_;
     std::vector<LayerImage> images_;
+    std::vector<ImageFile> files_;
     ShaderTable shaders_;
     SlotTable slots_;
 };
@@ -221,7 +231,7 @@ bool renderScene(Database& database, miTag rootGroup, miTag cameraInstance, miTa
                  const RenderSettings& settings) {
     try {
         clearAbort();
-        return Render(database, settings).run(rootGroup, cameraInstance, options);
+        return Render(database, settings, where).run(rootGroup, cameraInstance, options);
     } catch (const std::exception& failure) {
         error("RC", "{}: cannot render: {}", where, failure.what());
         return false;

@@ -43,6 +43,6 @@ private:
 /// The renderer version that scenes ask for: field by field below 0, 0 or above 0 as `wanted` is older, equal or newer.
 int compareWithOwnVersion(std::string_view wanted);
 
-constexpr std::string_view kRendererVersion = "3.12.1";
+constexpr std::string_view kRendererVersion = kInterfaceVersion;
 
 }  // namespace lumorender
