@@ -1,6 +1,8 @@
 // Variables and registry entries that a scene sets for its own conditionals and file names.
 #pragma once
 
+#include "support/version.h"
+
 #include <map>
 #include <string>
 #include <string_view>
