@@ -11,6 +11,7 @@ constexpr miColor operator+(const miColor& a, const miColor& b) { return {a.r + 
 constexpr miColor operator-(const miColor& a, const miColor& b) { return {a.r - b.r, a.g - b.g, a.b - b.b, a.a - b.a}; }
 constexpr miColor operator*(const miColor& a, const miColor& b) { return {a.r * b.r, a.g * b.g, a.b * b.b, a.a * b.a}; }
 constexpr miColor operator*(const miColor& a, miScalar s) { return {a.r * s, a.g * s, a.b * s, a.a * s}; }
+constexpr miColor operator/(const miColor& a, miScalar s) { return {a.r / s, a.g / s, a.b / s, a.a / s}; }
 constexpr miColor operator-(miScalar s, const miColor& a) { return {s - a.r, s - a.g, s - a.b, s - a.a}; }
 
 constexpr bool isExactlyZero(const miColor& c) { return c.r == 0 && c.g == 0 && c.b == 0 && c.a == 0; }

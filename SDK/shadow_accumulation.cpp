@@ -63,7 +63,7 @@ void lightEntryFromSum(FrameBufferInfo& entry, miUint samples, const miColor& li
         entry.lightValue = kNoLight;
         entry.shadowValue = kBlack;
     } else if (hasFlag(entry, kEntryShadowed)) {
-        entry.shadowValue = samples == 0 ? entry.shadowSum : entry.shadowSum * (1 / static_cast<miScalar>(samples));
+        entry.shadowValue = samples == 0 ? entry.shadowSum : entry.shadowSum / static_cast<miScalar>(samples);
         const miColor arriving = shaded(entry.shadowValue, light, shadow);
         entry.lightValue = withAlphaOne(hasFlag(entry, kEntryShadowInverted) ? light - arriving : arriving);
     } else {

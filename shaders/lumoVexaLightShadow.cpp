@@ -104,7 +104,8 @@ Transmission traceSoftShadow(miUint count, FrameBufferInfo* entries, miState* st
         sum.color = sum.color + through;
         sum.isLit = true;
     }
-    sum.color = sum.color * (1 / static_cast<miScalar>(rays));
+    // Divided, so that a point with nothing in the way of any ray has exactly the full light.
+    sum.color = sum.color / static_cast<miScalar>(rays);
     return sum;
 }
 

@@ -117,6 +117,16 @@ TEST_F(SoftShadow, MeansGoToThePictureAndToThePasses)
     EXPECT_COLOR(published(1).lightValue, 0.4375f, 0.25f, 0.0625f, 1);
     EXPECT_COLOR(published(2).lightValue, 0.8f, 0.6f, 0.4f, 0.5f);
 
+    // With nothing in the way no rounding is left over, whatever the number.
+    occluder = nullptr;
+    for (miInteger n = 1; n <= 100; ++n) {
+        point->shadowRays = n;
+        trace();
+        EXPECT_EQ(data().blocked, 0) << n;
+        EXPECT_EQ(result.r, 0.8f) << n;
+        EXPECT_EQ(published(0).lightValue.r, 0.8f) << n;
+    }
+
     occluder = [](miColor*, miState*) { return miFALSE; };
     trace();
     EXPECT_COLOR(result, 0.1f, 0.2f, 0.3f, 0.25f);
