@@ -1,0 +1,36 @@
+/* Which buffers a surface takes part in, at the ray level where it is shaded: by the buffers' own ranges of levels, by
+ * the way the ray took, and by the object's pass mask. */
+#pragma once
+
+#include "frame_buffers.h"
+
+namespace lumo {
+
+/* The slots of the current ray level, entry by entry; none when the level has no slots. */
+class LevelSlots {
+public:
+    LevelSlots(const FrameBuffers& buffers, const miState* state)
+        : buffers_(!buffers.empty() && currentSlot(buffers.entries.front(), state) ? buffers : FrameBuffers{}),
+          level_(rayLevel(state))
+    {
+    }
+
+    const FrameBuffers& buffers() const { return buffers_; }
+    std::span<FrameBufferInfo> entries() const { return buffers_.entries; }
+    int level() const { return level_; }
+    FrameBufferSlot& of(const FrameBufferInfo& entry) const { return entry.slots[level_]; }
+
+private:
+    const FrameBuffers buffers_;
+    const int level_;
+};
+
+/* Level flags that the buffer's own range gives: 0 inside it, kLevelFiltered outside, with kLevelBelowRange where more
+ * reflections or refractions lead into it. */
+miUint rangeFlags(const FrameBufferInfo& entry, const miState* state);
+
+/* Begins a surface: its contributions are cleared, its level flags set. Returns whether some buffer leaves the surface's
+ * object out and is to see what lies behind instead. */
+bool beginSurface(const LevelSlots& slots, miState* state);
+
+} // namespace lumo

@@ -1,0 +1,258 @@
+/* lumoVexaShadingEngine: the shader of a shading group. Evaluates a surface, looks through it where it is transparent,
+ * and routes what surfaces write into the passes.
+ *
+ * In order: shaders that write user buffers before the surface; the surface; its colors and opacity into the slots of
+ * the passes; what lies behind, merged into picture and passes; opacity, alpha and glow for renderer and host.
+ * Parameters: `surfaceShader`, connected to a surface material. From a transparency of 1 - `transparencyThreshold` on
+ * the surface counts as not there. `opaquePasses` keeps what lies behind out of the passes. `preSurfaceShaders` are
+ * evaluated before the surface.
+ * Its result's alpha is the surface's matte opacity, and behind it the alpha of what is seen through the surface.
+ *
+ * Example:
+ *   shader "red" "lumoVexaLambert" ( "color" .8 .1 .1 )
+ *   material "red_group" "lumoVexaShadingEngine" ( "surfaceShader" = "red" ) shadow "lumoVexaFastShadow" () end material
+ */
+#include "SDK/contribution_weight.h"
+#include "SDK/diagnostics.h"
+#include "SDK/export_shader.h"
+#include "SDK/shading_preamble.h"
+#include "SDK/transparency_walk.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+
+namespace lumo {
+
+struct ShadingEngineParameters {
+    miColor surfaceShader;
+    miScalar transparencyThreshold;
+    miBoolean opaquePasses;
+    miInteger i_preSurfaceShaders, n_preSurfaceShaders;
+    miColor preSurfaceShaders[1];
+};
+
+namespace {
+
+using P = ShadingEngineParameters;
+
+/* Seen this flat a surface is neither front nor back, and what divides by the cosine fails. */
+constexpr miScalar kGrazing = 1e-5f;
+constexpr miScalar kTilt = 0.0015f;
+/* Glow below one step of an 8-bit image is none. */
+constexpr miScalar kFaintestGlow = 0.004f;
+
+class EngineHelper : public ShaderHelper<P> {
+public:
+    explicit EngineHelper(const ShaderHelper<P>& in) : ShaderHelper<P>(in) {}
+
+    /* The connected surface, null when there is none. */
+    miTag surfaceTag() const
+    {
+        const miColor* surface = &block()->surfaceShader;
+        if (!isConnectedAddress(surface))
+            return miNULLTAG;
+        miTag tag;
+        std::memcpy(&tag, reinterpret_cast<const char*>(surface) + state()->shader->ghost_offs, sizeof tag);
+        return tag == ~miTag{0} ? miNULLTAG : tag;
+    }
+
+    /* What the surface gives, as far as its result goes: a shader with a color alone, say a texture, is opaque. */
+    SurfaceShaderReturnType evaluateSurface(miTag tag) const
+    {
+        SurfaceShaderReturnType surface{};
+        constexpr miInteger kWhole = sizeof surface;
+        miInteger size = kWhole;
+        mi_query(miQ_FUNC_RESULT_SIZE, state(), tag, &size);
+        if (const void* result = mi_phen_eval(state(), &block()->surfaceShader)) {
+            surface.matteOpacity = {1, 1, 1, 0};
+            std::memcpy(&surface, result, static_cast<std::size_t>(std::clamp(size, 0, kWhole)));
+        }
+        return surface;
+    }
+
+    void evaluatePreSurfaceShaders(miInteger count) const
+    {
+        miColor* first = block()->preSurfaceShaders + (*this)(&P::i_preSurfaceShaders);
+        for (miInteger i = 0; i < count; ++i)
+            evaluated(first + i);
+    }
+};
+
+/* Shuts all buffers but to shaders that open the one they write. */
+class ClosedBuffers {
+public:
+    explicit ClosedBuffers(std::span<FrameBufferInfo> entries) : entries_(entries)
+    {
+        for (FrameBufferInfo& entry : entries_)
+            entry.flags |= kEntryClosed;
+    }
+    ~ClosedBuffers()
+    {
+        for (FrameBufferInfo& entry : entries_)
+            entry.flags &= ~static_cast<miUint>(kEntryClosed);
+    }
+
+    ClosedBuffers(const ClosedBuffers&) = delete;
+    ClosedBuffers& operator=(const ClosedBuffers&) = delete;
+
+private:
+    const std::span<FrameBufferInfo> entries_;
+};
+
+void runPreSurfaceShaders(const EngineHelper& in, const FrameBuffers& buffers)
+{
+    const miInteger count = in(&P::n_preSurfaceShaders);
+    const bool isWriting = !buffers.empty() && (buffers.entries.front().flags & kEntryWritePhase);
+    if (count <= 0 || isWriting)
+        return;
+    const ClosedBuffers closed(buffers.entries);
+    in.evaluatePreSurfaceShaders(count);
+}
+
+void tiltGrazingNormal(miState* state)
+{
+    if (!(std::fabs(state->dot_nd) < kGrazing))
+        return;
+    miVector away = state->dir;
+    mi_vector_mul(&away, state->dot_nd + kTilt);
+    mi_vector_sub(&state->normal, &state->normal, &away);
+    mi_vector_normalize(&state->normal);
+    state->dot_nd = mi_vector_dot(&state->normal, &state->dir);
+}
+
+/* What pass shaders are told about the surface, also after surfaces behind have used the same words. */
+void tell(FrameBufferState* frame, const SurfaceShaderReturnType& surface, bool counts)
+{
+    if (!frame)
+        return;
+    frame->flags &= ~static_cast<miUint>(kFrameSurfaceClear);
+    if (!counts)
+        frame->flags |= kFrameSurfaceClear;
+    frame->transparency = surface.transparency;
+}
+
+/* What was written at this level becomes what is handed up. Without a factor it is copied, not multiplied by 1: labels
+ * travel as the bits of an integer. */
+void handUp(const LevelSlots& slots, const SurfaceShaderReturnType& surface)
+{
+    for (const FrameBufferInfo& entry : slots.entries()) {
+        FrameBufferSlot& slot = slots.of(entry);
+        if (!(slot.levelFlags & kLevelFiltered) || (entry.flags & kEntryMatte))
+            slot.transparency = 1 - surface.transparency; // the field holds opacity
+        slot.color = entry.flags & kEntryTimesSurfaceColor ? slot.contribution * surface.color : slot.contribution;
+    }
+}
+
+bool isWorthARay(const miColor& transparency, const Vexabase& record)
+{
+    return !isBlack(transparency) &&
+           largestChannel(transparency * record.contributionWeight) > record.lowerImportance;
+}
+
+void putUnder(miColor& result, const miColor& transparency, const miColor& behind)
+{
+    result.r += transparency.r * behind.r;
+    result.g += transparency.g * behind.g;
+    result.b += transparency.b * behind.b;
+    result.a += luminance(transparency) * behind.a;
+}
+
+/* The rasterizer composites samples by an opacity of their own. */
+void handOverOpacity(miState* state, const miColor& transparency)
+{
+    if (state->options->scanline != 'r' || !state->scanline)
+        return;
+    miColor opacity = 1 - transparency;
+    opacity.a = luminance(opacity);
+    mi_opacity_set(state, &opacity);
+}
+
+/* The host's effects behind the render take glow and alpha from the record. */
+void leaveGlowAndAlpha(Vexabase& record, const SurfaceShaderReturnType& surface)
+{
+    const miColor& glow = surface.glowColor;
+    if (largestChannel(glow) > kFaintestGlow)
+        record.glow = {glow.r, glow.g, glow.b, 1};
+    const miScalar alpha = luminance(surface.matteOpacity);
+    for (miScalar& copy : record.surfaceAlpha)
+        copy = alpha;
+}
+
+/* One call of the engine, once everything is found. */
+struct GroupCall {
+    const EngineHelper& in;
+    Vexabase& record;
+    FrameBufferState* frame; /* null while tiles are not being rendered */
+    LevelSlots slots;
+    bool looksBehind; /* for buffers that leave the object out */
+};
+
+/* Traces on where something is to be seen behind, and adds it to the result. */
+void lookThrough(miColor& result, const GroupCall& call, const SurfaceShaderReturnType& surface, bool counts)
+{
+    miState* state = call.in.state();
+    const miColor& t = surface.transparency;
+    if (!(call.looksBehind || isWorthARay(t, call.record)) || isWalkTooDeep(state))
+        return;
+    const bool tempOnHeap = call.frame && (call.frame->flags & kFrameTempOnHeap);
+    const miColor behind = lookBehind(call.slots, state,
+                                      {counts ? WalkKind::kTransparent : WalkKind::kContinued,
+                                       call.in(&P::opaquePasses) != miFALSE, tempOnHeap});
+    // An opaque surface is looked behind for the buffers only that leave it out.
+    if (!isBlack(t))
+        putUnder(result, t, behind);
+    tell(call.frame, surface, counts);
+}
+
+void shadeSurface(miColor& result, const GroupCall& call, SurfaceShaderReturnType surface)
+{
+    const bool counts = !(luminance(surface.transparency) > 1 - call.in(&P::transparencyThreshold));
+    // The mark of a black hole is no opacity: the picture gets an alpha of 0 there.
+    if (surface.matteOpacity.r == kBlackHole)
+        surface.matteOpacity = kBlack;
+    result = surface.color;
+    result.a = luminance(surface.matteOpacity);
+    tell(call.frame, surface, counts);
+    handUp(call.slots, surface);
+    lookThrough(result, call, surface, counts);
+    handOverOpacity(call.in.state(), surface.transparency);
+    leaveGlowAndAlpha(call.record, surface);
+}
+
+miBoolean shadeGroup(miColor* result, const ShaderHelper<P>& parameters)
+{
+    const EngineHelper in(parameters);
+    miState* state = in.state();
+    Vexabase* record = vexabaseOf(state);
+    const bool tiles = rendersTiles(state);
+    FrameBufferState* frame = tiles ? publishedFrameBufferState(state) : nullptr;
+    tell(frame, {}, true);
+    if (!record) {
+        reportWarning("vexa_shadingengine(): Internal state error.");
+        return miFALSE;
+    }
+    const miTag surface = in.surfaceTag();
+    if (surface == miNULLTAG) {
+        reportWarning("vexa_shadingengine(): Cannot evaluate surface shader.");
+        return miFALSE;
+    }
+    // In place of a shadow or photon shader an engine is opaque: such calls give no surface record.
+    if (state->type == miRAY_SHADOW || miRAY_PHOTON(state->type))
+        return miFALSE;
+
+    prepareShading(state, *record, EngineRays::kAll);
+    const FrameBuffers buffers = tiles ? publishedFrameBuffers(state) : FrameBuffers{};
+    const LevelSlots slots(buffers, state);
+    const GroupCall call{in, *record, frame, slots, beginSurface(slots, state)};
+    runPreSurfaceShaders(in, buffers);
+    tiltGrazingNormal(state);
+    shadeSurface(*result, call, in.evaluateSurface(surface));
+    return miTRUE;
+}
+
+} // namespace
+
+LUMO_EXPORT_ENGINE(lumoVexaShadingEngine, shadeGroup, miColor, ShadingEngineParameters)
+
+} // namespace lumo
