@@ -87,7 +87,9 @@ bool traceUnsorted(ThreadContext& context, miColor* result, miState* light) {
     const RayInFlight inFlight(context, record);
     double distance = 0;
     while (findOccluder(context, record, ray, distance)) {
-        record.state.dist = finite ? distance : 0;
+        // From an infinitely far light there is no distance to the occluder: the one from the point stands for it, because
+        // 0 would tell shadow shaders that there is nothing to do.
+        record.state.dist = distance;
         if (!filterByOccluder(context, record, result)) return false;
         ray.near = distance;
     }
