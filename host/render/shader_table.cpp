@@ -12,6 +12,9 @@ namespace lumorender {
 
 namespace {
 
+/// Every link of a chain of connected shaders takes stack while it is evaluated.
+constexpr std::size_t kMaxConnectionDepth = 1000;
+
 /// Brackets the call of an init or exit function: state->shader and the call frame stand for the shader meanwhile.
 class Occasion {
 public:
@@ -59,6 +62,9 @@ void ShaderTable::addFunction(miTag tag, miShader_type type) {
     if (open_.contains(tag))
         throw Failure(fmt::format("shader \"{}\" is connected to itself", database_.name(tag)));
     if (!seen_.insert(tag).second) return;
+    if (open_.size() >= kMaxConnectionDepth)
+        throw Failure(fmt::format("shader \"{}\" lies behind a chain of more than {} connections", database_.name(tag),
+                                  kMaxConnectionDepth));
 
     auto* function = database_.as<miFunction>(tag, miSCENE_FUNCTION);
     FunctionRuntime& runtime = runtimes_.emplace_back();
