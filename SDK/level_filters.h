@@ -29,8 +29,8 @@ private:
  * reflections or refractions lead into it. */
 miUint rangeFlags(const FrameBufferInfo& entry, const miState* state);
 
-/* Begins a surface: its contributions are cleared, its level flags set. Returns whether some buffer leaves the surface's
- * object out and is to see what lies behind instead. */
+/* Begins a surface: its contributions are cleared, its level flags set. Returns whether some buffer leaves the
+ * surface's object out and is to see what lies behind instead. */
 bool beginSurface(const LevelSlots& slots, miState* state);
 
 } // namespace lumo

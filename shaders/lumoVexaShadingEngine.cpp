@@ -10,7 +10,9 @@
  *
  * Example:
  *   shader "red" "lumoVexaLambert" ( "color" .8 .1 .1 )
- *   material "red_group" "lumoVexaShadingEngine" ( "surfaceShader" = "red" ) shadow "lumoVexaFastShadow" () end material
+ *   material "red_group"
+ *       "lumoVexaShadingEngine" ( "surfaceShader" = "red" ) shadow "lumoVexaFastShadow" ()
+ *   end material
  */
 #include "SDK/contribution_weight.h"
 #include "SDK/diagnostics.h"
@@ -138,16 +140,16 @@ void handUp(const LevelSlots& slots, const SurfaceShaderReturnType& surface)
 {
     for (const FrameBufferInfo& entry : slots.entries()) {
         FrameBufferSlot& slot = slots.of(entry);
-        if (!(slot.levelFlags & kLevelFiltered) || (entry.flags & kEntryMatte))
-            slot.transparency = 1 - surface.transparency; // the field holds opacity
+        // The field holds opacity. Nothing may be left of another eye ray of the sample.
+        const bool holdsOut = !(slot.levelFlags & kLevelFiltered) || (entry.flags & kEntryMatte);
+        slot.transparency = holdsOut ? 1 - surface.transparency : kBlack;
         slot.color = entry.flags & kEntryTimesSurfaceColor ? slot.contribution * surface.color : slot.contribution;
     }
 }
 
 bool isWorthARay(const miColor& transparency, const Vexabase& record)
 {
-    return !isBlack(transparency) &&
-           largestChannel(transparency * record.contributionWeight) > record.lowerImportance;
+    return !isBlack(transparency) && largestChannel(transparency * record.contributionWeight) > record.lowerImportance;
 }
 
 void putUnder(miColor& result, const miColor& transparency, const miColor& behind)
@@ -195,12 +197,15 @@ void lookThrough(miColor& result, const GroupCall& call, const SurfaceShaderRetu
     const miColor& t = surface.transparency;
     if (!(call.looksBehind || isWorthARay(t, call.record)) || isWalkTooDeep(state))
         return;
-    const bool tempOnHeap = call.frame && (call.frame->flags & kFrameTempOnHeap);
-    const miColor behind = lookBehind(call.slots, state,
-                                      {counts ? WalkKind::kTransparent : WalkKind::kContinued,
-                                       call.in(&P::opaquePasses) != miFALSE, tempOnHeap});
-    // An opaque surface is looked behind for the buffers only that leave it out.
-    if (!isBlack(t))
+    const WalkSettings walk = {.kind = counts ? WalkKind::kTransparent : WalkKind::kContinued,
+                               .opaquePasses = call.in(&P::opaquePasses) != miFALSE,
+                               .tempOnHeap = call.frame && (call.frame->flags & kFrameTempOnHeap)};
+    const miColor glow = call.record.glow;
+    const miColor behind = lookBehind(call.slots, state, walk);
+    // An opaque surface is looked behind for the buffers only that leave it out: the picture shows nothing of it.
+    if (isBlack(t))
+        call.record.glow = glow;
+    else
         putUnder(result, t, behind);
     tell(call.frame, surface, counts);
 }

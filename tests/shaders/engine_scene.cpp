@@ -11,7 +11,7 @@ Group::Group()
         if (library::getFrameBufferInfo(state, &passes, &first))
             for (const auto& [type, value] : writes) {
                 const PassRange range = passes->types[type];
-                const miUint mode = 1;
+                const miUint mode = 3;  // replace: labels must not be added as floats
                 const miCBoolean flags = 0;
                 const miScalar weight = 1;
                 for (miUint i = range.first; i < range.first + range.count; ++i)

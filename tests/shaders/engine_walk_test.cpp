@@ -1,5 +1,6 @@
 /* The full engine looks through surfaces: picture and passes. */
 #include <bit>
+#include <limits>
 
 #include "engine_scene.h"
 
@@ -9,9 +10,10 @@ using twin::renderer;
 
 constexpr miUint kComposited = 0x1, kMatte = 0x2, kTimesColor = 0x40, kShadowed = 0x80, kNoTraced = 0x4000;
 
-/* A sheet before an opaque surface, as light shaders and a Lambert surface would fill them. The sheet: color (.8 .4 .2),
- * diffuse .5, T = .25. A white light at cosine .5 gives D1 = (.2 .1 .05), a light of .5 at cosine 1, half in shadow, .25
- * D2 = .25 (.4 .2 .1) = (.1 .05 .025): diffuse (.3 .15 .075), beauty .75 of it. Behind: color (.2 .6 1) at cosine .8. */
+/* A sheet before an opaque surface, as light shaders and a Lambert surface would fill them. The sheet: color
+ * (.8 .4 .2), diffuse .5, T = .25. A white light at cosine .5 gives D1 = (.2 .1 .05), a light of .5 at cosine 1, half
+ * in shadow, .25 D2 = .25 (.4 .2 .1) = (.1 .05 .025): diffuse (.3 .15 .075), beauty .75 of it. Behind: color
+ * (.2 .6 1) at cosine .8. */
 class Sheet : public EngineTest {
 protected:
     static constexpr miColor kDiffuse = {.3f, .15f, .075f, 1};
@@ -107,8 +109,10 @@ TEST_F(Sheet, OpaqueObjectsAreLookedBehindForTheBuffersThatLeaveThemOut)
     const miTag first = masked("1");
     state->instance = first;
     back.onEvaluation = [&](miState*) { EXPECT_EQ(slot(0).levelFlags & 0x11u, 0x11u); };
+    back.surface.glow() = {1, 1, 1, 0};
     EXPECT_EQ(shade(), miTRUE);
     EXPECT_COLOR(result, .225f, .1125f, .05625f, .75f);
+    EXPECT_EQ(recordScalar(118), 0) << "what nobody sees does not glow";
     EXPECT_RGB(slot(0).color, .3f, .15f, .075f);
     EXPECT_FLOAT_EQ(slot(0).color.a, 1);
 
@@ -118,6 +122,10 @@ TEST_F(Sheet, OpaqueObjectsAreLookedBehindForTheBuffersThatLeaveThemOut)
     EXPECT_EQ(shade(), miTRUE);
     entry(0).flags = entry(1).flags = kComposited;
     state->instance = masked("3");
+    EXPECT_EQ(shade(), miTRUE);
+    // What is hidden from the one buffer that leaves it out is hidden all the way.
+    state->instance = masked("1");
+    slot(1).levelFlags = 0x10;
     EXPECT_EQ(shade(), miTRUE);
     EXPECT_EQ(walks(), walksBefore);
 }
@@ -207,11 +215,20 @@ TEST_F(Sheet, EnvironmentBehindIsInTheBeautyPasses)
     EXPECT_RGB(slot(0).color, .325f, .3125f, .35625f);
     EXPECT_RGB(slot(1).color, .3f, .15f, .075f);
     EXPECT_RGB(slot(2).color, .1f, .2f, .3f);
+    EXPECT_RGB(slot(1).transparency, .75f, .75f, .75f);
 
     // Not for buffers that see nothing at this depth, or for which the surface is opaque.
     entry(0).minReflectionLevel = 1;
     EXPECT_EQ(shade(), miTRUE);
     EXPECT_RGB(slot(0).color, 0, 0, 0);
+    entry(0).minReflectionLevel = 0;
+    front.surface.transparency() = {0, 0, 0, 0};
+    const miTag whole = state->instance;
+    state->instance = masked("5");
+    EXPECT_EQ(shade(), miTRUE);
+    EXPECT_COLOR(slot(0).color, .225f, .1125f, .05625f, 1);
+    state->instance = whole;
+    front.surface.transparency() = {.25f, .25f, .25f, 0};
 
     environment.reset();
     EXPECT_EQ(shade(), miTRUE);
@@ -263,24 +280,25 @@ TEST_F(Sheet, PathsEndAfter256States)
     EXPECT_EQ(walks(), 2);
 }
 
-/* Integers travel in float words; -4 is the bits of a NaN, 7 those of a number next to 0. */
+/* Integers travel in float words; -4 is the bits of a NaN, 7 those of a number next to 0, the least integer -0. */
 TEST_F(Sheet, LabelsSurviveTheWalk)
 {
     const auto label = [](miInteger value) { return miColor{std::bit_cast<miScalar>(value), 0, 0, 0}; };
     usePasses({{30, 0}, {30, 0}});
     front.writes = {{30, label(7)}};
-    back.writes = {{30, label(-4)}};
     state->instance = masked("1");
-    seen.instance = miNULLTAG;
     renderer().tracing.transparent = [&](miColor* color, miState* parent) {
         seen = *parent;
         ++seen.refraction_level;
         seen.instance = masked("f");
         return back.shade(color, &seen);
     };
-    EXPECT_EQ(shade(), miTRUE);
-    EXPECT_EQ(std::bit_cast<miInteger>(slot(0).color.r), 7);
-    EXPECT_EQ(std::bit_cast<miInteger>(slot(1).color.r), -4);
+    for (const miInteger value : {-4, std::numeric_limits<miInteger>::min()}) {
+        back.writes = {{30, label(value)}};
+        EXPECT_EQ(shade(), miTRUE);
+        EXPECT_EQ(std::bit_cast<miInteger>(slot(0).color.r), 7);
+        EXPECT_EQ(std::bit_cast<miInteger>(slot(1).color.r), value);
+    }
 }
 
 /* The slots are saved on the stack, or on the heap: on request, and when there are many. */
