@@ -16,8 +16,8 @@ struct WalkSettings {
     bool tempOnHeap;   /* else on the stack, as long as there are not too many buffers */
 };
 
-/* Renderers nest no deeper: a path of this many surfaces is not followed further. The scanline renderer's own states
- * are not part of a path. */
+/* Renderers do not nest without end: a path of 256 states is not followed further. An eye state of the scanline
+ * renderer always is. */
 bool isWalkTooDeep(const miState* state);
 
 /* Traces what lies behind the state's hit and gives its color, black when there is nothing. The surface's colors and
