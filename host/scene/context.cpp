@@ -104,9 +104,18 @@ void SceneContext::skipUnknown(std::string_view element, const std::function<boo
     } while (!in.atEnd() && !in.at("end") && !isKnown());
 }
 
+/// Replacing an element by another one of its kind is how scenes change; by one of another kind is mostly a slip.
+void SceneContext::warnOfOtherKind(const std::string& name, int type) {
+    const int before = database.type(database.find(name));
+    const auto isShader = [](int kind) { return kind == miSCENE_FUNCTION || kind == miSCENE_FLIST; };
+    if (before == miSCENE_NONE || before == type || (isShader(before) && isShader(type))) return;
+    problems.warning(in.place(), fmt::format("\"{}\" was an element of another kind, which is replaced", name));
+}
+
 miTag SceneContext::storeBytes(const std::string& name, int type, const void* record, std::size_t size,
                                std::unique_ptr<Detail> detail) {
     if (type != miSCENE_FUNCTION_DECL) refuseDeclarationName(name);
+    if (!name.empty()) warnOfOtherKind(name, type);
     const miTag tag = name.empty() ? database.create(type, size) : database.define(name, type, size);
     if (record && size > 0) std::memcpy(database.record(tag), record, size);
     database.setDetail(tag, std::move(detail));

@@ -58,6 +58,7 @@ struct SceneContext {
 
     /// Shaders rely on their declaration, so nothing else may take its name.
     void refuseDeclarationName(const std::string& name) const;
+    void warnOfOtherKind(const std::string& name, int type);
 
     /// Stores a finished element. Nothing is stored before an element has been read as a whole, so that a broken one
     /// leaves the former in place.
