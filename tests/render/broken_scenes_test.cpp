@@ -10,7 +10,7 @@ namespace {
 /// What the edits below break.
 constexpr const char* kGood = R"(link "plain_material.so"
 declare shader color "plain_constant" ( color "color", integer "spare" ) version 1 end declare
-declare shader color "plain_texture" ( color texture "tex" ) version 1 end declare
+declare shader color "plain_texture" ( color texture "tex", vector "repeat" default 1 1 1 ) version 1 end declare
 options "opt" object space end options
 camera "cam"
     framebuffer "beauty" datatype "rgba_fp" primary on filename "out.exr" filetype "exr"
