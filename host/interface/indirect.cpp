@@ -1,4 +1,4 @@
-// Indirect light and occlusion: what the host cannot compute yet says so once and adds nothing.
+// Occlusion and light profiles: what the host cannot compute yet says so once and adds nothing.
 #include "support/messages.h"
 
 #include "shader.h"
@@ -11,36 +11,12 @@ void tellOnce(std::atomic<bool>& told, const char* what) {
     if (!told.exchange(true)) lumorender::warning("API", "{} is not supported yet: shaders get none", what);
 }
 
-std::atomic<bool> toldIndirect{false};
 std::atomic<bool> toldOcclusion{false};
 std::atomic<bool> toldProfile{false};
-
-miBoolean noIndirectLight(miColor* result, const miState* state) {
-    *result = {0, 0, 0, 0};
-    const miOptions* options = state->options;
-    if (options->finalgather || options->globillum || options->caustic) tellOnce(toldIndirect, "indirect light");
-    return miFALSE;
-}
 
 }  // namespace
 
 extern "C" {
-
-miBoolean mi_compute_irradiance(miColor* result, miState* state) {
-    return noIndirectLight(result, state);
-}
-
-miBoolean mi_compute_irradiance_backside(miColor* result, miState* state) {
-    return noIndirectLight(result, state);
-}
-
-miBoolean mi_compute_avg_radiance(miColor* result, miState* state, miUchar, miIrrad_options*) {
-    return noIndirectLight(result, state);
-}
-
-miBoolean mi_finalgather_store(miColor* irradiance, miState* state, int) {
-    return noIndirectLight(irradiance, state);
-}
 
 miScalar mi_ambient_occlusion(miState* state, miAmboccl_options*, miVector* bent_normal) {
     tellOnce(toldOcclusion, "ambient occlusion");
