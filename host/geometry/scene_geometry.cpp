@@ -2,6 +2,7 @@
 
 #include "geometry/embree_kernels.h"
 #include "geometry/flattener.h"
+#include "geometry/light_shapes.h"
 #include "geometry/mesh.h"
 #include "geometry/surface.h"
 #include "mi/options.h"
@@ -22,6 +23,7 @@ public:
         : scene_(flatten(database, rootGroup, options)) {
         const auto start = std::chrono::steady_clock::now();
         buildMeshes(database);
+        for (const FlatElement& light : scene_.lights) addLightShape(database, light);
         for (FlatInstance& instance : scene_.instances) {
             if (!instance.mesh) continue;
             chooseMaterials(instance);
@@ -83,6 +85,22 @@ private:
         }
         for (auto& mesh : built)
             if (mesh) meshes_.push_back(std::move(mesh));
+    }
+
+    /// Neither shadow rays nor those of final gathering meet the shape: its light comes by light samples.
+    void addLightShape(const Database& database, const FlatElement& element) {
+        auto mesh = lightShape(*database.as<miLight>(element.element, miSCENE_LIGHT));
+        if (!mesh) return;
+        FlatInstance& shape = scene_.instances.emplace_back();
+        shape.instance = element.instance;
+        shape.path = element.path;
+        shape.placement = element.placement;
+        shape.placementAtClose = element.placementAtClose;
+        shape.moves = element.moves;
+        shape.flags = miTRACE_VISIBLE | miTRACE_REFLECTION_CAST | miTRACE_REFRACTION_CAST | miTRACE_TRANSPARENCY_CAST;
+        shape.isLight = true;
+        shape.mesh = mesh.get();
+        meshes_.push_back(std::move(mesh));
     }
 
     static std::unique_ptr<Mesh> buildObject(const Database& database, miTag object) {

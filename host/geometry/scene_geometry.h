@@ -41,6 +41,7 @@ struct FlatInstance {
     miTag lightListInstance = 0;       ///< nearest instance that gives a light list, 0 = all lights apply
     miTag shadowListInstance = 0;
     miTag parameterInstance = 0;       ///< nearest instance with an inherited parameter block, or 0
+    bool isLight = false;              ///< shape of a visible area light: `instance` is the light's, there is no object
 };
 
 /// A light, camera or empty instance found while flattening.

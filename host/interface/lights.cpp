@@ -35,8 +35,7 @@ miBoolean mi_sample_light(miColor* result, miVector* dir, miScalar* dot_nl, miSt
 }
 
 miBoolean mi_trace_light(miColor* result, miVector* dir, miScalar* dot_nl, miState* state, miTag light_instance) {
-    int samples = 0;
-    return sampleLight(result, dir, dot_nl, state, light_instance, &samples);
+    return sampleLightOnce(result, dir, dot_nl, state, light_instance);
 }
 
 miBoolean mi_trace_shadow(miColor* result, miState* state) {

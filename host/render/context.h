@@ -93,6 +93,7 @@ struct ThreadContext {
     bool sampleMoves = false;            ///< the sample's ray met moving geometry
     bool opacityIsSet = false;
     miColor opacity = {};
+    miVector2d lightSample = {0.5F, 0.5F};  ///< place of the running light sample on its light, 0..1
     RayCounters counters;
     std::unordered_map<const miFunction*, void*> threadPointers;  ///< of shader instances that ask for one
 };

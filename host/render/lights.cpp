@@ -7,17 +7,17 @@
 #include "render/tracing.h"
 #include "render/transforms.h"
 #include "support/messages.h"
+#include "support/quasi_random.h"
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 namespace lumorender {
 
 namespace {
 
-miVector unit(const miVector& v) {
-    return toVector(normalised(fromVector(v)));
-}
+miVector unit(const miVector& v) { return toVector(normalised(fromVector(v))); }
 
 LightSource placeLight(const Database& database, const FlatElement& element) {
     LightSource source;
@@ -27,27 +27,92 @@ LightSource placeLight(const Database& database, const FlatElement& element) {
     source.origin = toVector(transformPoint(fromVector(source.light->origin), m));
     source.direction = unit(toVector(transformVector(fromVector(source.light->direction), m)));
     source.directional = source.light->type == miLIGHT_DIRECTION;
+    source.placement = &element.placement;
     return source;
 }
 
-/// The ray of a light to the point: position, direction and distance of the light's state.
-void aimLight(const LightSource& source, miState& state) {
+/// The ray of a light from a place on it to the point: position, direction and distance of the light's state.
+void aimLight(const LightSource& source, const miVector& origin, miState& state) {
     if (source.directional) {
         state.org = source.origin;
         state.dir = source.direction;
         state.dist = 0;
         return;
     }
-    const Vector3 way{static_cast<double>(state.point.x) - source.origin.x,
-                      static_cast<double>(state.point.y) - source.origin.y,
-                      static_cast<double>(state.point.z) - source.origin.z};
-    state.org = source.origin;
+    const Vector3 way{static_cast<double>(state.point.x) - origin.x, static_cast<double>(state.point.y) - origin.y,
+                      static_cast<double>(state.point.z) - origin.z};
+    state.org = origin;
     state.dist = std::sqrt(way.x * way.x + way.y * way.y + way.z * way.z);
     state.dir = toVector(normalised(way));
 }
 
 float cosineToLight(const miState& caller, const miVector& lightDir) {
     return -(caller.normal.x * lightDir.x + caller.normal.y * lightDir.y + caller.normal.z * lightDir.z);
+}
+
+/// Where in its cell of the grid the sample lies: the samples of a pixel fill each cell evenly.
+miVector2d gridPosition(const LightGrid& grid, int sample, miState* state) {
+    const std::uint32_t seed = takeSeed(*state);
+    const double u = sample % grid.u + scrambledSobol(state->qmc_instance, 0, seed);
+    const double v = sample / grid.u + scrambledSobol(state->qmc_instance, 1, seed);
+    return {static_cast<float>(u / grid.u), static_cast<float>(v / grid.v)};
+}
+
+/// While a light shader runs it may ask for its place on the grid.
+class SampleScope {
+public:
+    SampleScope(ThreadContext& context, const miVector2d& position)
+        : context_(context), before_(std::exchange(context.lightSample, position)) {}
+    ~SampleScope() { context_.lightSample = before_; }
+    SampleScope(const SampleScope&) = delete;
+    SampleScope& operator=(const SampleScope&) = delete;
+
+private:
+    ThreadContext& context_;
+    miVector2d before_;
+};
+
+/// Where a sample goes to; direction and cosine may be null.
+struct LightSample {
+    miColor* color;
+    miVector* dir;
+    miScalar* dotNl;
+};
+
+/// Shaders of lights without a shape of ours choose the place themselves, so only what they left can be judged.
+bool choosesItsPlace(const LightSource& source) { return source.light->area == miLIGHT_USER && !source.directional; }
+
+/// False where the sample adds nothing: it lies below the surface, or the light shader says so.
+bool takeSample(const LightSource& source, const LightGrid& grid, int number, const LightSample& to, miState* state) {
+    ThreadContext& context = contextOf(state);
+    miVector2d position = {0.5F, 0.5F};
+    miVector origin = source.origin;
+    if (source.light->area != miLIGHT_NONE && !source.directional) {
+        position = gridPosition(grid, number, state);
+        origin = pointOnLight(*source.light, *source.placement, source.surface, state->point,
+                              static_cast<double>(position.u), static_cast<double>(position.v));
+    }
+
+    RayRecord& record = childRay(context, state);
+    const RayInFlight inFlight(context, record);
+    miState& child = record.state;
+    child.type = miRAY_LIGHT;
+    child.light_instance = source.instance;
+    child.count = static_cast<miUshort>(number);
+    aimLight(source, origin, child);
+    child.dot_nd = cosineToLight(*state, child.dir);
+    // Light from below the surface is no light, unless the caller took the hit record away.
+    const bool isLate = choosesItsPlace(source);
+    if (!isLate && state->pri && child.dot_nd <= 0) return false;
+
+    *to.color = {0, 0, 0, 0};
+    const SampleScope sample(context, position);
+    if (!callShader(context, &child, source.light->shader, miSHADER_LIGHT, to.color)) return false;
+    if (isLate && state->pri && child.dot_nd <= 0) return false;
+    if (child.options->shadow != 's') applyVolume(context, &child, to.color, true);
+    if (to.dir) *to.dir = {-child.dir.x, -child.dir.y, -child.dir.z};
+    if (to.dotNl) *to.dotNl = child.dot_nd;
+    return true;
 }
 
 }  // namespace
@@ -60,9 +125,7 @@ LightTable::LightTable(const Database& database, const SceneGeometry& geometry) 
         paths_.push_back(element.path);
         byTag_[element.instance] = static_cast<std::uint32_t>(sources_.size());
         all_.push_back(element.instance);
-        if (sources_.back().light->area != miLIGHT_NONE)
-            warning("RC", "light instance \"{}\": area lights are sampled at their centre only so far",
-                    database.name(element.instance));
+        giveSurface(database, geometry, sources_.back());
     }
     for (const FlatInstance& instance : geometry.instances()) {
         const auto add = [&](std::vector<List>& lists, miTag holder, bool shadow) {
@@ -76,6 +139,21 @@ LightTable::LightTable(const Database& database, const SceneGeometry& geometry) 
         add(lists_, instance.lightListInstance, false);
         add(shadowLists_, instance.shadowListInstance, true);
     }
+}
+
+void LightTable::giveSurface(const Database& database, const SceneGeometry& geometry, LightSource& source) {
+    if (source.light->area == miLIGHT_NONE) return;
+    if (source.directional)
+        return warning("RC", "light instance \"{}\": an infinitely far light has no area, its shape is left out",
+                       database.name(source.instance));
+    if (source.light->area != miLIGHT_OBJECT) return;
+    const miTag shape = source.light->primitive.object.object;
+    const LightSurface& surface = surfaces_.emplace_back(geometry, shape);
+    if (!surface.empty())
+        source.surface = &surface;
+    else
+        warning("RC", "light instance \"{}\": \"{}\" has no geometry in the scene, the light shines from its origin",
+                database.name(source.instance), database.name(shape));
 }
 
 std::vector<miTag> LightTable::resolve(const std::vector<miTag>& names, bool exclusive) const {
@@ -108,29 +186,19 @@ bool LightTable::castsShadow(const FlatInstance& occluder, miTag light) const {
 }
 
 bool sampleLight(miColor* result, miVector* dir, miScalar* dotNl, miState* state, miTag light, int* samples) {
-    ThreadContext& context = contextOf(state);
+    const ThreadContext& context = contextOf(state);
     const LightSource* source = context.scene->lights ? context.scene->lights->find(light) : nullptr;
-    constexpr int kSamples = 1;
-    if (!source || *samples < 0 || *samples >= kSamples) return false;
-    const int sample = (*samples)++;
+    if (!source || *samples < 0) return false;
+    const LightGrid grid = lightGrid(*source->light, state->reflection_level + state->refraction_level);
+    while (*samples < grid.count())
+        if (takeSample(*source, grid, (*samples)++, {result, dir, dotNl}, state)) return true;
+    return false;
+}
 
-    RayRecord& record = childRay(context, state);
-    const RayInFlight inFlight(context, record);
-    miState& child = record.state;
-    child.type = miRAY_LIGHT;
-    child.light_instance = light;
-    child.count = static_cast<miUshort>(sample);
-    aimLight(*source, child);
-    child.dot_nd = cosineToLight(*state, child.dir);
-    // Light from below the surface is no light, unless the caller took the hit record away.
-    if (state->pri && child.dot_nd <= 0) return false;
-
-    *result = {0, 0, 0, 0};
-    if (!callShader(context, &child, source->light->shader, miSHADER_LIGHT, result)) return false;
-    if (child.options->shadow != 's') applyVolume(context, &child, result, true);
-    if (dir) *dir = {-child.dir.x, -child.dir.y, -child.dir.z};
-    if (dotNl) *dotNl = child.dot_nd;
-    return true;
+bool sampleLightOnce(miColor* result, miVector* dir, miScalar* dotNl, miState* state, miTag light) {
+    const ThreadContext& context = contextOf(state);
+    const LightSource* source = context.scene->lights ? context.scene->lights->find(light) : nullptr;
+    return source && takeSample(*source, {}, 0, {result, dir, dotNl}, state);
 }
 
 }  // namespace lumorender

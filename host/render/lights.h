@@ -4,8 +4,10 @@
 #include "database/elements.h"
 #include "mi/light.h"
 #include "mi/state.h"
+#include "render/area_lights.h"
 #include "render/context.h"
 
+#include <deque>
 #include <vector>
 
 namespace lumorender {
@@ -17,6 +19,8 @@ struct LightSource {
     miVector origin = {};
     miVector direction = {};    ///< unit length; where a directional light or a spot shines to
     bool directional = false;   ///< infinitely far away
+    const Placement* placement = nullptr;
+    const LightSurface* surface = nullptr;  ///< of lights in the shape of an object
 };
 
 /// The lights of a scene and the light lists of its instances. Read-only while rendering.
@@ -44,7 +48,10 @@ private:
     };
     static const std::vector<miTag>* listOf(const std::vector<List>& lists, miTag holder);
 
+    void giveSurface(const Database& database, const SceneGeometry& geometry, LightSource& source);
+
     std::vector<LightSource> sources_;
+    std::deque<LightSurface> surfaces_;
     std::vector<std::vector<miTag>> paths_;
     std::vector<std::uint32_t> byTag_;      ///< 1 + position in sources_, 0 = no light
     std::vector<miTag> all_;
@@ -52,7 +59,11 @@ private:
     std::vector<List> shadowLists_;
 };
 
-/// One sample of a light, as mi_sample_light hands it out. Returns false when there are no more.
+/// The next sample of a light, as mi_sample_light hands it out: samples that do not light the point are counted and
+/// passed over. Returns false when there are no more.
 bool sampleLight(miColor* result, miVector* dir, miScalar* dotNl, miState* state, miTag light, int* samples);
+
+/// A single sample of the whole shape. Returns false where it does not light the point.
+bool sampleLightOnce(miColor* result, miVector* dir, miScalar* dotNl, miState* state, miTag light);
 
 }  // namespace lumorender

@@ -2,6 +2,7 @@
 
 #include "mi/camera.h"
 #include "mi/options.h"
+#include "render/lights.h"
 #include "render/shader_calls.h"
 #include "render/slots.h"
 #include "support/quasi_random.h"
@@ -44,7 +45,11 @@ void clearHit(miState& state) {
 /// The shaders of what the ray met: the material's, or the surroundings' where it met nothing.
 bool shade(ThreadContext& context, miState* state, miColor* result) {
     bool ok = false;
-    if (state->pri) {
+    if (const Hit* hit = hitOf(state); hit && hit->instance->isLight) {
+        const LightSource* light = context.scene->lights->find(hit->instance->instance);
+        state->light_instance = light->instance;
+        ok = callShader(context, state, light->light->shader, miSHADER_LIGHT, result);
+    } else if (state->pri) {
         const miMaterial* material = context.scene->slots->material(state->material);
         if (material && material->environment) state->environment = material->environment;
         else state->environment = state->camera->environment;

@@ -1,0 +1,48 @@
+// Positions on area lights.
+#pragma once
+
+#include "geometry/scene_geometry.h"
+#include "mi/light.h"
+#include "mi/state.h"
+
+#include <vector>
+
+namespace lumorender {
+
+/// How many samples a light takes, as a grid over its shape.
+struct LightGrid {
+    int u = 1, v = 1;
+    int count() const { return u * v; }
+};
+
+/// The grid for a ray level (reflections and refractions): coarser beyond the light's own limit.
+LightGrid lightGrid(const miLight& light, int level);
+
+/// The geometry of an instance as a place for light samples: triangles in world space, chosen by their area.
+class LightSurface {
+public:
+    /// Collects the uses of an instance (or of an object) in the scene.
+    LightSurface(const SceneGeometry& geometry, miTag instanceOrObject);
+
+    bool empty() const { return corners_.empty(); }
+    /// A point whose triangle faces `lit` where a few tries find one.
+    miGeoVector point(const miGeoVector& lit, double u, double v) const;
+
+private:
+    struct Corners {
+        miGeoVector a, b, c;
+    };
+    void add(const FlatInstance& instance);
+
+    std::vector<Corners> corners_;
+    std::vector<double> areas_;  ///< up to and with each triangle
+};
+
+/// A point of the light's shape for a position 0..1 in its grid. Equal areas of the grid are equal areas of the part of
+/// the shape that the lit point can see by itself: all of rectangles and discs, the near side of spheres and cylinders
+/// (their whole surface from inside). Lit point and result are in world space.
+/// @param surface for lights in the shape of an object, else null
+miVector pointOnLight(const miLight& light, const Placement& placement, const LightSurface* surface,
+                      const miVector& lit, double u, double v);
+
+}  // namespace lumorender
