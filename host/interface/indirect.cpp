@@ -12,7 +12,6 @@ void tellOnce(std::atomic<bool>& told, const char* what) {
 }
 
 std::atomic<bool> toldOcclusion{false};
-std::atomic<bool> toldProfile{false};
 
 }  // namespace
 
@@ -22,16 +21,6 @@ miScalar mi_ambient_occlusion(miState* state, miAmboccl_options*, miVector* bent
     tellOnce(toldOcclusion, "ambient occlusion");
     if (bent_normal) *bent_normal = state->normal;
     return 0;
-}
-
-miScalar mi_lightprofile_sample(miState*, miTag, miBoolean) {
-    tellOnce(toldProfile, "a light profile");
-    return 1;
-}
-
-miScalar mi_lightprofile_value(const void*, miScalar, miScalar, const miVector*, miBoolean) {
-    tellOnce(toldProfile, "a light profile");
-    return 1;
 }
 
 }  // extern "C"

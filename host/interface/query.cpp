@@ -41,6 +41,7 @@ constexpr std::array<Answer, miQ_COUNT> makeTable() {
     assignRange(table, answerAboutData, miQ_DATA_PARAM, miQ_DATA_NEEDSWAP);
     assignRange(table, answerAboutImage, miQ_IMAGE_WIDTH, miQ_IMAGE_FILTER);
     assignRange(table, answerAboutTransform, miQ_TRANS_INTERNAL_TO_WORLD, miQ_TRANS_OBJECT_TO_WORLD);
+    assignRange(table, answerAboutLightProfile, miQ_LIGHTPROFILE_PHI_MIN, miQ_LIGHTPROFILE_THETA_RES);
     assign(table, answerAboutState,
            {miQ_VERSION, miQ_DATE, miQ_NUM_GLOBAL_LIGHTS, miQ_GLOBAL_LIGHTS, miQ_NUM_TEXTURES, miQ_NUM_BUMPS,
             miQ_GEO_LABEL, miQ_GEO_DATA, miQ_GEO_HAS_DERIVS, miQ_FINALGATHER_STATE, miQ_PIXEL_SAMPLE,

@@ -33,5 +33,6 @@ bool answerAboutFunction(const Query& query);
 bool answerAboutData(const Query& query);
 bool answerAboutImage(const Query& query);
 bool answerAboutTransform(const Query& query);
+bool answerAboutLightProfile(const Query& query);
 
 }  // namespace lumorender

@@ -188,7 +188,7 @@ const StatementTable<Scene>& commands() {
         {"instance", &readInstance},
         {"instgroup", &readInstanceGroup},
         {"assembly", &skipAssembly},
-        {"lightprofile", &skipLightProfile},
+        {"lightprofile", &readLightProfile},
         {"colorprofile", &skipColorProfile},
         {"spectrum", &skipSpectrum},
     };

@@ -16,8 +16,9 @@ void readInstanceGroup(SceneContext& scene);
 /// At `local`, `filter`, `writable` or the kind of texture.
 void readTexture(SceneContext& scene);
 
-/// Behind `lightprofile`, `colorprofile`, `spectrum`, `assembly`: known by name from then on, but without content.
-void skipLightProfile(SceneContext& scene);
+void readLightProfile(SceneContext& scene);
+
+/// Behind `colorprofile`, `spectrum`, `assembly`: known by name from then on, but without content.
 void skipColorProfile(SceneContext& scene);
 void skipSpectrum(SceneContext& scene);
 void skipAssembly(SceneContext& scene);

@@ -70,10 +70,6 @@ void recover(SceneContext& scene, std::string_view element) {
     }
 }
 
-void skipLightProfile(SceneContext& scene) {
-    skipElement(scene, miSCENE_LIGHTPROFILE, "lightprofile", "light profiles are not supported yet");
-}
-
 void skipColorProfile(SceneContext& scene) {
     skipElement(scene, miSCENE_COLORPROFILE, "colorprofile",
                 "color profiles are not supported, colors are taken as they are");

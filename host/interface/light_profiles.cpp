@@ -1,0 +1,108 @@
+// Light profiles for shaders: how much a luminaire shines along the ray of the running light shader.
+#include "database/elements.h"
+#include "interface/query.h"
+#include "mi/instance.h"
+#include "mi/light.h"
+#include "photometry/light_profile.h"
+#include "render/spaces.h"
+#include "render/transforms.h"
+
+#include "shader.h"
+
+#include <cmath>
+#include <numbers>
+
+namespace lumorender {
+
+namespace {
+
+/// Where the luminaire shines straight to: along the light's own direction, or down the z axis as cameras look.
+Vector3 axisOf(const miLight* light) {
+    return light && light->type != miLIGHT_ORIGIN ? normalised(fromVector(light->direction)) : Vector3{0, 0, -1};
+}
+
+Vector3 cross(Vector3 a, Vector3 b) { return {a.y * b.z - a.z * b.y, a.z * b.x - a.x * b.z, a.x * b.y - a.y * b.x}; }
+
+double dot(Vector3 a, Vector3 b) { return a.x * b.x + a.y * b.y + a.z * b.z; }
+
+/// The light's x axis as far as it is at right angles to where the luminaire shines, there the C planes begin. With a
+/// luminaire along x it is y.
+Vector3 planeZero(Vector3 axis) {
+    const bool alongX = std::abs(axis.x) > .999;
+    const Vector3 from = alongX ? Vector3{0, 1, 0} : Vector3{1, 0, 0};
+    const double along = dot(from, axis);
+    return normalised({from.x - along * axis.x, from.y - along * axis.y, from.z - along * axis.z});
+}
+
+double shownValue(const LightDistribution& distribution, double phi, double cosTheta, bool relative) {
+    const double value = distribution.at(phi, cosTheta);
+    if (!relative) return value;
+    return distribution.peak() > 0 ? value / distribution.peak() : 0;
+}
+
+const LightDistribution* distributionOf(const Database& database, miTag tag) {
+    const auto* profile = database.detail<LightProfile>(tag);
+    return profile ? profile->distribution.get() : nullptr;
+}
+
+}  // namespace
+
+bool answerAboutLightProfile(const Query& query) {
+    const LightDistribution* distribution = distributionOf(query.database, query.tag);
+    if (!distribution) return false;
+    const AngleGrid& grid = distribution->grid();
+    const auto cosine = [](double degrees) {
+        return static_cast<miScalar>(std::cos(degrees * std::numbers::pi / 180));
+    };
+    switch (query.code) {
+        case miQ_LIGHTPROFILE_PHI_MIN:
+            return query.answer(miScalar{0});
+        case miQ_LIGHTPROFILE_PHI_MAX:
+            return query.answer(static_cast<miScalar>(2 * std::numbers::pi));
+        case miQ_LIGHTPROFILE_COSTHETA_MIN:
+            return query.answer(cosine(grid.vertical.back()));
+        case miQ_LIGHTPROFILE_COSTHETA_MAX:
+            return query.answer(cosine(grid.vertical.front()));
+        case miQ_LIGHTPROFILE_INTENSITY_MAX:
+            return query.answer(static_cast<miScalar>(distribution->peak()));
+        case miQ_LIGHTPROFILE_PHI_RES:
+            return query.answer(static_cast<int>(grid.horizontal.size()));
+        case miQ_LIGHTPROFILE_THETA_RES:
+            return query.answer(static_cast<int>(grid.vertical.size()));
+        default:
+            return false;
+    }
+}
+
+}  // namespace lumorender
+
+using namespace lumorender;
+
+extern "C" {
+
+miScalar mi_lightprofile_sample(miState* state, miTag profile, miBoolean relative) {
+    const Database& database = *contextOf(state).scene->database;
+    const LightDistribution* distribution = distributionOf(database, profile);
+    // Without a profile a light is the same to all sides.
+    if (!distribution) return 1;
+    Vector3 way = fromVector(state->dir);
+    SpaceMatrices matrices;
+    if (spaceMatrices(*state, Space::Light, matrices)) way = transformVector(way, matrices.toSpace);
+    way = normalised(way);
+
+    const auto* instance = database.as<miInstance>(state->light_instance, miSCENE_INSTANCE);
+    const Vector3 axis = axisOf(instance ? database.as<miLight>(instance->item, miSCENE_LIGHT) : nullptr);
+    const Vector3 zero = planeZero(axis);
+    const double phi = std::atan2(dot(way, cross(zero, axis)), dot(way, zero));
+    return static_cast<miScalar>(shownValue(*distribution, phi, dot(way, axis), relative));
+}
+
+miScalar mi_lightprofile_value(const void* profile, miScalar phi, miScalar cos_theta, const miVector*,
+                               miBoolean relative) {
+    const auto* record = static_cast<const LightProfileRecord*>(profile);
+    if (!record || !record->distribution) return 1;
+    return static_cast<miScalar>(
+        shownValue(*record->distribution, static_cast<double>(phi), static_cast<double>(cos_theta), relative));
+}
+
+}  // extern "C"
