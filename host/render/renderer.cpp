@@ -7,6 +7,7 @@
 #include "mi/material.h"
 #include "mi/options.h"
 #include "render/camera.h"
+#include "render/eye_samples.h"
 #include "render/lights.h"
 #include "render/output.h"
 #include "render/shader_table.h"
@@ -91,6 +92,8 @@ private:
         if (options_->filter != 'b')
             warning("RC", "options \"{}\": only the box filter is supported so far; samples are averaged in their pixel",
                     database_.name(scene_.optionsTag));
+        if (options_->use_shadow_maps)
+            warning("RC", "{}: shadow maps are not made, rays are traced for their shadows", where_);
         if (options_->min_samples < options_->max_samples)
             info("RC", "every pixel takes the larger number of samples, 4^{}; contrast is not looked at",
                  std::max(options_->max_samples, 0));

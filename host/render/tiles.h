@@ -34,10 +34,4 @@ struct RenderCounts {
 RenderCounts renderTiles(const RenderScene& scene, const DataWindow& window, const TileSettings& settings,
                          std::vector<LayerImage>& images, const std::function<void(const RenderProgress&)>& report);
 
-/// Prepares a context's root state for calls outside samples: init, exit and state shaders.
-void resetRootState(ThreadContext& context);
-
-/// Gives the context the memory of its root state. Once, before anything else.
-void createRootState(ThreadContext& context);
-
 }  // namespace lumorender
