@@ -30,14 +30,17 @@ bool textureExtent(const miVector& a, const miVector& b, const miVector& du, con
     if (!(determinant > 1e-12f * uu * vv))
         return false;
 
+    const miScalar inverse = 1 / determinant;
     const auto alongU = [&](const miVector& t) {
-        return (vv * mi_vector_dot(&t, &du) - uv * mi_vector_dot(&t, &dv)) / determinant;
+        return (vv * mi_vector_dot(&t, &du) - uv * mi_vector_dot(&t, &dv)) * inverse;
     };
     const auto alongV = [&](const miVector& t) {
-        return (uu * mi_vector_dot(&t, &dv) - uv * mi_vector_dot(&t, &du)) / determinant;
+        return (uu * mi_vector_dot(&t, &dv) - uv * mi_vector_dot(&t, &du)) * inverse;
     };
-    footprint.u = std::hypot(alongU(a), alongU(b));
-    footprint.v = std::hypot(alongV(a), alongV(b));
+    // In double precision, where the squares neither overflow nor vanish.
+    const auto length = [](double x, double y) { return static_cast<miScalar>(std::sqrt(x * x + y * y)); };
+    footprint.u = length(alongU(a), alongU(b));
+    footprint.v = length(alongV(a), alongV(b));
     return true;
 }
 

@@ -45,6 +45,9 @@ target_compile_options(lumo_warnings INTERFACE
 
 # The modules run in somebody else's process: nothing is exported unless the symbol map names it, and floating point
 # follows the source (no contraction, no fast-math), because NaN, infinity and exact zero are part of the behaviour.
+# Calls inside a module are its own, whatever the process around it exports under the same name.
 add_library(lumo_module_code INTERFACE)
-target_compile_options(lumo_module_code INTERFACE -ffp-contract=off -fvisibility=hidden -fvisibility-inlines-hidden)
+target_compile_options(lumo_module_code INTERFACE -ffp-contract=off -fvisibility=hidden -fvisibility-inlines-hidden
+    -fno-semantic-interposition)
+target_link_options(lumo_module_code INTERFACE -Wl,-Bsymbolic-functions)
 target_link_libraries(lumo_module_code INTERFACE lumo_warnings)

@@ -7,7 +7,8 @@
 
 namespace lumorender {
 
-Camera::Camera(const miCamera& camera, const FlatElement& element) : camera_(camera), element_(element) {
+Camera::Camera(const miCamera& camera, const FlatElement& element) : camera_(camera), element_(element), pixelWidth_(1.0 * camera.aperture / camera.x_resolution),
+      pixelHeight_(1.0 * camera.aperture / camera.aspect / camera.y_resolution) {
     if (camera.x_resolution < 1 || camera.y_resolution < 1)
         throw Failure(fmt::format("camera: resolution {} x {} is not an image; expected at least 1 x 1",
                                   camera.x_resolution, camera.y_resolution));
@@ -20,8 +21,8 @@ Camera::Camera(const miCamera& camera, const FlatElement& element) : camera_(cam
 
 void Camera::eyeRay(double rasterX, double rasterY, double time, miVector& org, miVector& dir) const {
     // The film lies at distance focal in front of the pinhole; a positive offset moves the image right and up.
-    const double x = ((rasterX - camera_.x_offset) / camera_.x_resolution - 0.5) * camera_.aperture;
-    const double y = ((rasterY - camera_.y_offset) / camera_.y_resolution - 0.5) * camera_.aperture / camera_.aspect;
+    const double x = (rasterX - camera_.x_offset) * pixelWidth_ - 0.5 * camera_.aperture;
+    const double y = (rasterY - camera_.y_offset) * pixelHeight_ - 0.5 * camera_.aperture / camera_.aspect;
     Vector3 o{0, 0, 0};
     Vector3 d{x, y, -camera_.focal};
     if (camera_.orthographic) {

@@ -25,6 +25,7 @@ public:
 private:
     const miCamera& camera_;
     FlatElement element_;
+    double pixelWidth_, pixelHeight_;  ///< of one pixel of the film
 };
 
 }  // namespace lumorender

@@ -44,7 +44,8 @@ inline Vector3 transformNormal(const Vector3& n, const double* inverse) {
 inline Vector3 normalised(const Vector3& v) {
     const double length = std::sqrt(v.x * v.x + v.y * v.y + v.z * v.z);
     if (length == 0) return v;
-    return {v.x / length, v.y / length, v.z / length};
+    const double s = 1 / length;
+    return {v.x * s, v.y * s, v.z * s};
 }
 
 /// Linear between two placements, as the ray tracing kernels move their instances.
