@@ -9,11 +9,10 @@ namespace {
 constexpr miUint kInherited = kLevelNoReflection | kLevelNoRefraction | kLevelHidden;
 
 /* What surfaces in front, at this level, and the one that traced the ray leave for this surface. */
-miUint inheritedFlags(const LevelSlots& slots, const FrameBufferInfo& entry)
+miUint inheritedFlags(const FrameBufferInfo& entry, int level)
 {
-    const int level = slots.level();
     const miUint before = level > 0 ? entry.slots[level - 1].levelFlags : 0;
-    return (slots.of(entry).levelFlags | before) & kInherited;
+    return (entry.slots[level].levelFlags | before) & kInherited;
 }
 
 /* Rays that the buffer does not follow any more: all that they hit, and all behind it, is hidden from it. */
@@ -36,8 +35,8 @@ miUint maskFlags(const FrameBufferInfo& entry)
     return flags;
 }
 
-} // namespace
-
+/* What the buffer's own range gives: 0 inside it, kLevelFiltered outside, with kLevelBelowRange where more reflections
+ * or refractions lead into it. */
 miUint rangeFlags(const FrameBufferInfo& entry, const miState* state)
 {
     const int reflection = state->reflection_level, refraction = state->refraction_level;
@@ -47,6 +46,15 @@ miUint rangeFlags(const FrameBufferInfo& entry, const miState* state)
         return kLevelFiltered | kLevelBelowRange;
     return above ? kLevelFiltered : 0;
 }
+
+/* Whatever the state's ray meets, before its pass mask is asked. */
+miUint arrivalFlags(const FrameBufferInfo& entry, const miState* state)
+{
+    const miUint flags = inheritedFlags(entry, rayLevel(state));
+    return flags | rayFlags(flags, state) | rangeFlags(entry, state);
+}
+
+} // namespace
 
 bool beginSurface(const LevelSlots& slots, miState* state)
 {
@@ -61,8 +69,7 @@ bool beginSurface(const LevelSlots& slots, miState* state)
     for (FrameBufferInfo& entry : slots.entries()) {
         FrameBufferSlot& slot = slots.of(entry);
         slot.contribution = kBlack;
-        miUint flags = inheritedFlags(slots, entry);
-        flags |= rayFlags(flags, state) | rangeFlags(entry, state);
+        miUint flags = arrivalFlags(entry, state);
         if (!mask.allows(number++)) {
             flags |= maskFlags(entry);
             looksBehind = looksBehind || !(flags & kLevelHidden || entry.flags & kEntryMatte);
@@ -70,6 +77,19 @@ bool beginSurface(const LevelSlots& slots, miState* state)
         slot.levelFlags = flags;
     }
     return looksBehind;
+}
+
+void depositEnvironment(const FrameBuffers& buffers, const miState* state, const miColor& color)
+{
+    const miState* ray = state->child;
+    if (!ray || ray->instance != miNULLTAG)
+        return;
+    for (const PassType type : {kPassBeauty, kPassBeautyNoShadow})
+        for (const FrameBufferInfo& entry : buffers.ofType(type)) {
+            FrameBufferSlot* slot = currentSlot(entry, ray);
+            if (slot && !(arrivalFlags(entry, ray) & kLevelFiltered))
+                slot->color = color;
+        }
 }
 
 } // namespace lumo

@@ -25,12 +25,12 @@ private:
     const int level_;
 };
 
-/* Level flags that the buffer's own range gives: 0 inside it, kLevelFiltered outside, with kLevelBelowRange where more
- * reflections or refractions lead into it. */
-miUint rangeFlags(const FrameBufferInfo& entry, const miState* state);
-
 /* Begins a surface: its contributions are cleared, its level flags set. Returns whether some buffer leaves the
  * surface's object out and is to see what lies behind instead. */
 bool beginSurface(const LevelSlots& slots, miState* state);
+
+/* A surface that a ray met is in its passes already. Where the ray that `state` sent last met nothing, the
+ * environment's color goes into the beauty passes here, as far as they would take a surface in its place. */
+void depositEnvironment(const FrameBuffers& buffers, const miState* state, const miColor& color);
 
 } // namespace lumo

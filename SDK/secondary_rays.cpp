@@ -1,6 +1,7 @@
 #include "secondary_rays.h"
 
 #include "color.h"
+#include "level_filters.h"
 #include "tangents.h"
 
 #include <algorithm>
@@ -12,18 +13,6 @@ namespace {
 /* More rays than anybody can wait for. */
 constexpr miInteger kMostRays = 1024;
 
-/* A hit's color is in its passes already. The color of a ray that met nothing goes into the beauty passes here, so that
- * an environment in a mirror is seen there. */
-void depositMiss(const FrameBuffers& buffers, const miState* state, const miColor& color)
-{
-    if (!state->child || state->child->instance != miNULLTAG)
-        return;
-    for (const PassType type : {kPassBeauty, kPassBeautyNoShadow})
-        for (const FrameBufferInfo& entry : buffers.ofType(type))
-            if (FrameBufferSlot* next = slotOfLevel(entry, state, rayLevel(state) + 1))
-                next->color = color;
-}
-
 miColor traceOne(miState* state, const FrameBuffers& buffers, RayKind kind, const miVector& dir, const miColor& weight,
                  RayKind passes)
 {
@@ -33,7 +22,7 @@ miColor traceOne(miState* state, const FrameBuffers& buffers, RayKind kind, cons
     const bool seen = kind == RayKind::kRefraction ? mi_trace_refraction(&color, state, &dir)
                                                    : mi_trace_reflection(&color, state, &dir);
     if (seen)
-        depositMiss(buffers, state, color);
+        depositEnvironment(buffers, state, color);
     tracePassAdd(buffers.count(), buffers.entries.data(), state, &weight, passes == RayKind::kRefraction);
     return seen ? color : kBlack;
 }

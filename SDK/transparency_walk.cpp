@@ -70,20 +70,6 @@ bool traceTransparent(miState* state, miColor& color)
     return seen;
 }
 
-/* A surface behind is in its passes already. Where the ray meets nothing the environment goes into the beauty passes
- * here, as far as they would take a surface in its place. */
-void depositMiss(const LevelSlots& slots, const miState* state, const miColor& color)
-{
-    if (!state->child || state->child->instance != miNULLTAG)
-        return;
-    for (const PassType type : {kPassBeauty, kPassBeautyNoShadow})
-        for (const FrameBufferInfo& entry : slots.buffers().ofType(type)) {
-            FrameBufferSlot& slot = slots.of(entry);
-            if (!(slot.levelFlags & kLevelHidden) && rangeFlags(entry, state) == 0)
-                slot.color = color;
-        }
-}
-
 miColor traceBehind(const LevelSlots& slots, miState* state, WalkKind kind)
 {
     const HitScope hit(state);
@@ -92,7 +78,7 @@ miColor traceBehind(const LevelSlots& slots, miState* state, WalkKind kind)
     const bool seen = continued ? mi_trace_continue(&color, state) != miFALSE : traceTransparent(state, color);
     if (!seen)
         return kBlack;
-    depositMiss(slots, state, color);
+    depositEnvironment(slots.buffers(), state, color);
     return color;
 }
 
