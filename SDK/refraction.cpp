@@ -30,13 +30,27 @@ struct Passage {
     miScalar inside; /* way inside the material that this hit answers for */
 };
 
+/* The volume around a solid that the ray leaves: where the ray was when it entered. Renderers know the one inside only.
+ */
+miTag volumeOutside(const miState* state)
+{
+    for (const miState* above = state->parent; above; above = above->parent)
+        if (above->material == state->material && !above->inv_normal)
+            return above->volume;
+    return state->volume;
+}
+
 /* Everything that is fixed for the hit. */
 class Refraction {
 public:
     Refraction(miState* state, const RefractionSettings& settings, const FrameBuffers& buffers)
-        : state_(state), settings_(settings), buffers_(buffers), normal_(state->normal),
+        : state_(state),
+          settings_(settings),
+          buffers_(buffers),
+          normal_(state->normal),
           cosine_(-mi_vector_dot(&state->normal, &state->dir)),
-          isSheet_(settings.surfaceThickness > 0 && std::isfinite(settings.surfaceThickness))
+          isSheet_(settings.surfaceThickness > 0 && std::isfinite(settings.surfaceThickness)),
+          leaves_(state->inv_normal && !isSheet_)
     {
         if (cosine_ < 0) {
             mi_vector_neg(&normal_);
@@ -58,6 +72,8 @@ public:
         state_->point = passage.start;
         if (isSheet_)
             state_->refraction_volume = state_->volume;
+        else if (leaves_)
+            state_->refraction_volume = volumeOutside(state_);
         const RayBundle bundle = {passage.kind, passage.dir, passage.side, settings_.refractionBlur,
                                   settings_.refractionRays};
         color = color + traceBundle(state_, buffers_, bundle, weight, RayKind::kRefraction) * weight;
@@ -67,10 +83,9 @@ public:
 private:
     Passage passageFor(miScalar index) const
     {
-        const bool leaves = state_->inv_normal && !isSheet_;
-        const miScalar eta = leaves ? index : 1 / index;
+        const miScalar eta = leaves_ ? index : 1 / index;
         const miScalar k = 1 - eta * eta * (1 - cosine_ * cosine_);
-        const miScalar inside = leaves ? static_cast<miScalar>(state_->dist) : 0;
+        const miScalar inside = leaves_ ? static_cast<miScalar>(state_->dist) : 0;
         if (!(k >= 0))
             return {RayKind::kReflection, mirrored(state_->dir, normal_), normal_, state_->point, inside};
 
@@ -98,7 +113,7 @@ private:
     const FrameBuffers& buffers_;
     miVector normal_; /* on the ray's side */
     miScalar cosine_; /* of the ray with it, not below 0 */
-    const bool isSheet_;
+    const bool isSheet_, leaves_;
 };
 
 /* Each color its own way. Only the first surface of a path splits the ray: one rainbow is enough, and three times the
