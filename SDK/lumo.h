@@ -197,7 +197,8 @@ enum {
     kFrameTempOnHeap = 0x1,     /* render option "vexa allocate temp data on heap" */
     kFrameSurfaceClear = 0x2,   /* the surface is clear enough for pass shaders to leave it to what lies behind */
     kFrameContinued = 0x4,      /* a pass shader has continued this sample's ray */
-    kFrameContinuing = 0x8      /* a pass shader is continuing the ray now */
+    kFrameContinuing = 0x8      /* the ray goes on as if the surface were not there: a pass shader continues it, or the
+                                 * engine looks through a fully clear surface */
 };
 
 /* One buffer at one ray level: 13 words. */

@@ -147,6 +147,30 @@ void handUp(const LevelSlots& slots, const SurfaceShaderReturnType& surface)
     }
 }
 
+/* Says, while it lives, that a ray goes through a fully clear surface: to what lies behind, nothing is in front. */
+class GoingOn {
+public:
+    GoingOn(FrameBufferState* frame, bool clear) : flags_(frame && clear ? &frame->flags : nullptr)
+    {
+        if (!flags_)
+            return;
+        before_ = *flags_ & kFrameContinuing;
+        *flags_ |= kFrameContinuing;
+    }
+    ~GoingOn()
+    {
+        if (flags_)
+            *flags_ = (*flags_ & ~static_cast<miUint>(kFrameContinuing)) | before_;
+    }
+
+    GoingOn(const GoingOn&) = delete;
+    GoingOn& operator=(const GoingOn&) = delete;
+
+private:
+    miUint* const flags_;
+    miUint before_ = 0;
+};
+
 bool isWorthARay(const miColor& transparency, const Vexabase& record)
 {
     return !isBlack(transparency) && largestChannel(transparency * record.contributionWeight) > record.lowerImportance;
@@ -187,7 +211,8 @@ struct GroupCall {
     Vexabase& record;
     FrameBufferState* frame; /* null while tiles are not being rendered */
     LevelSlots slots;
-    bool looksBehind; /* for buffers that leave the object out */
+    miScalar threshold; /* of transparency, read before anything changes the state */
+    bool looksBehind;   /* for buffers that leave the object out */
 };
 
 /* Traces on where something is to be seen behind, and adds it to the result. */
@@ -201,6 +226,7 @@ void lookThrough(miColor& result, const GroupCall& call, const SurfaceShaderRetu
                                .opaquePasses = call.in(&P::opaquePasses) != miFALSE,
                                .tempOnHeap = call.frame && (call.frame->flags & kFrameTempOnHeap)};
     const miColor glow = call.record.glow;
+    const GoingOn goingOn(call.frame, counts && isBlack(1 - t));
     const miColor behind = lookBehind(call.slots, state, walk);
     // An opaque surface is looked behind for the buffers only that leave it out: the picture shows nothing of it.
     if (isBlack(t))
@@ -212,7 +238,7 @@ void lookThrough(miColor& result, const GroupCall& call, const SurfaceShaderRetu
 
 void shadeSurface(miColor& result, const GroupCall& call, SurfaceShaderReturnType surface)
 {
-    const bool counts = !(luminance(surface.transparency) > 1 - call.in(&P::transparencyThreshold));
+    const bool counts = !(luminance(surface.transparency) > 1 - call.threshold);
     // The mark of a black hole is no opacity: the picture gets an alpha of 0 there.
     if (surface.matteOpacity.r == kBlackHole)
         surface.matteOpacity = kBlack;
@@ -232,6 +258,7 @@ miBoolean shadeGroup(miColor* result, const ShaderHelper<P>& parameters)
     Vexabase* record = vexabaseOf(state);
     const bool tiles = rendersTiles(state);
     FrameBufferState* frame = tiles ? publishedFrameBufferState(state) : nullptr;
+    const miScalar threshold = in(&P::transparencyThreshold);
     tell(frame, {}, true);
     if (!record) {
         reportWarning("vexa_shadingengine(): Internal state error.");
@@ -249,7 +276,7 @@ miBoolean shadeGroup(miColor* result, const ShaderHelper<P>& parameters)
     prepareShading(state, *record, EngineRays::kAll);
     const FrameBuffers buffers = tiles ? publishedFrameBuffers(state) : FrameBuffers{};
     const LevelSlots slots(buffers, state);
-    const GroupCall call{in, *record, frame, slots, beginSurface(slots, state)};
+    const GroupCall call{in, *record, frame, slots, threshold, beginSurface(slots, state)};
     runPreSurfaceShaders(in, buffers);
     tiltGrazingNormal(state);
     shadeSurface(*result, call, in.evaluateSurface(surface));

@@ -160,6 +160,33 @@ TEST_F(Sheet, FullTransparencyNeedsAThresholdToo)
     EXPECT_RGB(slot(0).color, .46f, .63f, .875f);
 }
 
+TEST_F(Sheet, ShadersBehindAFullyClearSurfaceAreToldSo)
+{
+    usePasses({{5, kComposited}});
+    miUint told = 0;
+    back.onEvaluation = [&](miState*) { told = frame().flags & 8u; };
+    const struct {
+        miColor transparency;
+        miScalar threshold;
+        miUint told;
+    } cases[] = {{{1, 1, 1, 0}, 0, 8},
+                 {{.999995f, 1, 1, 0}, 0, 8},
+                 {{.99998f, 1, 1, 0}, 0, 0},  // one channel is not
+                 {{1, 1, 1, 0}, .5f, 0}};     // counts as not there at all: no transparency ray
+    for (const auto& each : cases) {
+        front.surface.transparency() = each.transparency;
+        front.engine->threshold = each.threshold;
+        EXPECT_EQ(shade(), miTRUE);
+        EXPECT_EQ(told, each.told) << each.transparency.r << ' ' << each.threshold;
+        EXPECT_EQ(frame().flags & 8u, 0u);
+    }
+    // Whoever said so before still does.
+    front.engine->threshold = 0;
+    frame().flags |= 8;
+    EXPECT_EQ(shade(), miTRUE);
+    EXPECT_EQ(frame().flags & 8u, 8u);
+}
+
 TEST_F(Sheet, OpaquePassesKeepTheFrontAlone)
 {
     usePasses({{0, kComposited}, {5, kComposited}});
