@@ -247,7 +247,7 @@ TEST_F(Glass, PassesShowWhatIsBehindInTheirOwnKind) {
     expectPixels(image, "material.R", [](int, int) { return 0.; });
 }
 
-// The camera stands in fog. A solid of glass has none inside, or its own; behind it the camera's begins again.
+// The camera stands in fog, and the solid is filled with denser fog; behind it the camera's begins again.
 TEST_F(Glass, VolumesBeginAndEndWithTheSolid) {
     const auto fog = [](double color, double density) {
         return fmt::format("volume \"plain_fog\" ( \"color\" {0} {0} {0} 1, \"density\" {1} )", color, density);
@@ -255,34 +255,28 @@ TEST_F(Glass, VolumesBeginAndEndWithTheSolid) {
     const auto fogged = [](double seen, double color, double density, double way) {
         return color + std::exp(-density * way) * (seen - color);
     };
-    const auto scene = [&](bool own, const std::string& more, const std::string& walls, const std::string& members) {
-        SceneText text = behind(glass(1.5, ", \"transparency\" .8 .8 .8" + more), walls, members);
-        text.camera += fog(.5, .1);
-        if (own)
-            text.elements = ruler() + "shader \"glass_s\" " + glass(1.5, ", \"transparency\" .8 .8 .8") +
-                            "\nmaterial \"glass\" \"lumoVexaShadingEngine\" ( \"surfaceShader\" = \"glass_s\" ) " +
-                            fog(.25, .4) + " end material\n" + walls;
-        return text.text();
+    const auto filled = [&](const std::string& more, const std::string& walls, const std::string& members) {
+        SceneText scene = passScene({});
+        scene.camera += fog(.5, .1);
+        scene.elements = ruler() + "shader \"glass_s\" " + glass(1.5, ", \"transparency\" .8 .8 .8" + more) +
+                         "\nmaterial \"glass\" \"lumoVexaShadingEngine\" ( \"surfaceShader\" = \"glass_s\" ) " +
+                         fog(.25, .4) + " end material\n" + walls;
+        scene.members = "\"ruler_wall\" " + members;
+        return picture(scene.text());
     };
-    for (const bool own : {false, true}) {
-        const Picture image = picture(scene(own, "", slab("glass"), "\"front\" \"rear\""));
+    const auto expectFog = [&](const Picture& image, int faces, bool inside) {
         expectPixels(image, "R", [&](int x, int y) {
             const Path path(x, y, 1.5);
-            const double slant = 1 / -path.eye.z;
-            double seen = fogged(shade(path.x(path.distance(1.5, 1.5))), .5, .1, (kBack - kRear) * slant) * .8;
-            if (own) seen = fogged(seen, .25, .4, path.inside);
+            const double slant = 1 / -path.eye.z, tint = faces == 2 ? .8 : 1;
+            double seen = tint * fogged(shade(path.x(path.distance(1.5, 1.5))), .5, .1, (kBack - kRear) * slant);
+            if (inside) seen = fogged(seen, .25, .4, path.inside);
             return fogged(.8 * seen, .5, .1, kFront * slant);
         });
-    }
-    // A sheet is no boundary.
-    const Picture sheet = picture(
-        scene(false, fmt::format(", \"surfaceThickness\" {}", kThick), wall("front", -kFront, "glass"), "\"front\""));
-    expectPixels(sheet, "R", [&](int x, int y) {
-        const Path path(x, y, 1.5);
-        const double slant = 1 / -path.eye.z;
-        const double seen = fogged(shade(path.x(path.distance(1.5, 1.5))), .5, .1, (kBack - kRear) * slant);
-        return fogged(.8 * seen, .5, .1, kFront * slant);
-    });
+    };
+    expectFog(filled("", slab("glass"), "\"front\" \"rear\""), 2, true);
+    // A sheet has no inside: the ray starts at its far face, in what the eye ray came through.
+    const std::string thick = fmt::format(", \"surfaceThickness\" {}", kThick);
+    expectFog(filled(thick, wall("front", -kFront, "glass"), "\"front\""), 1, false);
 }
 
 }  // namespace
