@@ -1,9 +1,6 @@
 // The same scene gives the same bits, whatever the number of threads and the size of tiles.
-#include "harness.h"
+#include "pixels.h"
 #include "scene_text.h"
-#include "space.h"
-
-#include <cstring>
 
 namespace rendertest {
 namespace {
@@ -54,17 +51,6 @@ end object
 }
 
 class Threads : public RenderTest {};
-
-/// Values are compared as bits: no number equals itself there, too.
-void expectSameBits(const Picture& a, const Picture& b, const std::string& what) {
-    ASSERT_EQ(a.names(), b.names());
-    for (const auto& [name, channel] : a.channels()) {
-        const auto& other = b.channels().at(name);
-        ASSERT_EQ(channel.values.size(), other.values.size());
-        EXPECT_EQ(std::memcmp(channel.values.data(), other.values.data(), channel.values.size() * sizeof(float)), 0)
-            << name << ": " << what;
-    }
-}
 
 TEST_F(Threads, DoNotChangeThePicture) {
     const std::string scene = busyScene();
