@@ -1,8 +1,8 @@
 /* lumoVexaAmbientLight: light that fills shadows, from everywhere or partly from a point.
  *
- * `ambientShade` 0 lights all sides of a surface alike, 1 as a light at the light's position does without decay; towards
- * the sides that face away it falls linearly with the cosine. The material takes it as ambient light: no diffuse or
- * specular terms. Shadows and textures are as for the point light.
+ * `ambientShade` 0 lights all sides of a surface alike, 1 as a light at the light's position does without decay;
+ * towards the sides that face away it falls linearly with the cosine. The material takes it as ambient light: no
+ * diffuse or specular terms. Shadows and textures are as for the point light.
  *
  *   shader "fill" "lumoVexaAmbientLight" ( "ambientShade" .45, "color" 1 1 1, "intensity" .2 )
  */
@@ -55,6 +55,7 @@ miBoolean shine(miColor* result, const Helper& in)
     if (share > 0) {
         *result = in(&AmbientLightParameters::color);
         scaleRgb(*result, share * intensity);
+        *result = finiteOrBlack(*result);
     }
 
     if (call.isLightRay()) {

@@ -50,10 +50,8 @@ miBoolean shineInParallel(miColor* result, const Helper& in, const char* warning
 
     const LightTexture texture(call.state(), pointInLight(call.state()));
     const miScalar intensity = in(&DirectionalLightParameters::emission, &EmissionParameters::intensity);
-    *result = in(&DirectionalLightParameters::emission, &EmissionParameters::color);
-    scaleRgb(*result, intensity);
-    return finishLight(call, *result, in, intensity,
-                       {ShadowEmitter::kAngle, in(&DirectionalLightParameters::lightAngle)});
+    return giveLight(call, *result, in, intensity,
+                     {ShadowEmitter::kAngle, in(&DirectionalLightParameters::lightAngle)});
 }
 
 miBoolean shine(miColor* result, const Helper& in)

@@ -99,6 +99,15 @@ void LightCall::showEmitter(miColor& result) const
     record_->lightOutput[2] = BLACK;
 }
 
+miBoolean giveNothing(const LightCall& call, miColor& result)
+{
+    result = BLACK;
+    if (call.isLightRay())
+        return miFALSE;
+    call.showEmitter(result);
+    return miTRUE;
+}
+
 LightTexture::LightTexture(miState* state, const miVector& coordinate)
     : state_(state), list_(state->tex_list), own_(list_ ? *list_ : coordinate)
 {
@@ -120,6 +129,14 @@ miVector pointInLight(miState* state)
     miVector point = state->point;
     mi_point_to_light(state, &point, &state->point);
     return point;
+}
+
+miVector lightDirection(const LightCall& call)
+{
+    miVector dir = call.state()->dir;
+    if (!call.isLightRay())
+        mi_vector_neg(&dir);
+    return dir;
 }
 
 miVector sphericalCoordinate(const miVector& p)

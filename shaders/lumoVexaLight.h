@@ -3,11 +3,13 @@
  *
  *   const LightCall call(in.state(), "vexa_pointlight(): Internal state error.");
  *   if (!call) return miFALSE;
- *   ... *result = the color before shadows ...
- *   if (call.isLightRay()) { castShadows(call, *result, in, source); call.describe(false, diffuse, specular); }
- *   else call.showEmitter(*result);
+ *   if (... nothing of it gets here ...) return giveNothing(call, *result);
+ *   const miScalar intensity = intensityAtPoint(call, in, in(&P::emission, &EmissionParameters::intensity));
+ *   return giveLight(call, *result, in, intensity, {ShadowEmitter::kRadius, in(&P::lightRadius)});
  */
 #pragma once
+
+#include <cmath>
 
 #include "SDK/contribution_weight.h"
 #include "SDK/frame_buffers.h"
@@ -18,7 +20,7 @@
 
 namespace lumo {
 
-/* Parameters in the order in which all lights have them, behind those that make the light what it is. */
+/* Parameters in the order in which lights have them, most of them behind `lightRadius` and `decayRate`. */
 struct EmissionParameters {
     miBoolean useDepthMapShadows;
     miBoolean emitDiffuse, emitSpecular;
@@ -91,6 +93,12 @@ struct ShadowSource {
     ShadowEmitter emitter;
 };
 
+/* The same; black where a channel is not a number or not finite, so that a broken parameter darkens one light only. */
+inline miColor finiteOrBlack(const miColor& c)
+{
+    return std::isfinite(c.r) && std::isfinite(c.g) && std::isfinite(c.b) ? c : BLACK;
+}
+
 /* The shadow of one sample, of a light with `ShadowParameters shadow`. */
 template <class P>
 void castShadows(const LightCall& call, miColor& result, const ShaderHelper<P>& in, const ShadowSource& source)
@@ -105,32 +113,37 @@ void castShadows(const LightCall& call, miColor& result, const ShaderHelper<P>& 
     if (source.usesMaps && call.state()->options->use_shadow_maps) {
         miColor color = shadow(&ShadowParameters::shadowColor);
         scaleRgb(color, source.intensity);
-        return call.shadowFromMaps(result, color);
+        return call.shadowFromMaps(result, finiteOrBlack(color));
     }
     if (!shadow(&ShadowParameters::useRayTraceShadows))
         return call.leaveUnshadowed(result);
     const miInteger rays = shadow(&ShadowParameters::shadowRays);
     if (!call.tracesShadow(rays, shadow(&ShadowParameters::rayDepthLimit)))
         return call.leaveUnshadowed(result);
-    call.shadowFromRays(result, shadow(&ShadowParameters::shadowColor), source.emitter, rays);
+    call.shadowFromRays(result, finiteOrBlack(shadow(&ShadowParameters::shadowColor)), source.emitter, rays);
 }
 
-/* The end of a call, of a light with `EmissionParameters emission` too. `intensity` is that with which the result was
- * made. */
+/* The end of a call, of a light with `EmissionParameters emission` too: its color times `intensity`, and its shadow. */
 template <class P>
-miBoolean finishLight(const LightCall& call, miColor& result, const ShaderHelper<P>& in, miScalar intensity,
-                      const ShadowEmitter& emitter)
+miBoolean giveLight(const LightCall& call, miColor& result, const ShaderHelper<P>& in, miScalar intensity,
+                    const ShadowEmitter& emitter)
 {
+    const auto emission = [&in](auto member) { return in(&P::emission, member); };
+    result = emission(&EmissionParameters::color);
+    scaleRgb(result, intensity);
+    result = finiteOrBlack(result);
     if (!call.isLightRay()) {
         call.showEmitter(result);
         return miTRUE;
     }
-    const auto emission = [&in](auto member) { return in(&P::emission, member); };
     castShadows(call, result, in, {emission(&EmissionParameters::useDepthMapShadows) != 0, intensity, emitter});
     call.describe(false, emission(&EmissionParameters::emitDiffuse) != 0,
                   emission(&EmissionParameters::emitSpecular) != 0);
     return miTRUE;
 }
+
+/* The end of a call when nothing of the light gets to the point, or a ray looks at its dark side. */
+miBoolean giveNothing(const LightCall& call, miColor& result);
 
 /* The first texture coordinate while it lives, for textures that are connected to the light's parameters. */
 class LightTexture {
@@ -149,6 +162,9 @@ private:
 
 /* The state's point, in the light's space. */
 miVector pointInLight(miState* state);
+
+/* The way that the light takes: the state's ray is that itself, or looks at the light the other way. */
+miVector lightDirection(const LightCall& call);
 
 /* Directions around the light, unrolled: longitude, latitude (0 to 1 each) and the z of the point itself. */
 miVector sphericalCoordinate(const miVector& pointInLightSpace);

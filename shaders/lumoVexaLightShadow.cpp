@@ -6,7 +6,8 @@
 #include "SDK/double_vector.h"
 #include "SDK/frame_buffers.h"
 
-#include "shaders/disc_samples.h"
+#include "shaders/light_samples.h"
+#include "shaders/lumoVexaLightShape.h"
 
 namespace lumo {
 namespace {
@@ -31,12 +32,28 @@ private:
     const double dist_;
 };
 
+/* A ray from there to the state's point. From a place that is nowhere the ray stays as it is. */
+void aimFrom(const DoubleVector& place, miState* state)
+{
+    const DoubleVector way = DoubleVector(state->point) - place;
+    const double dist = length(way);
+    if (!std::isfinite(dist))
+        return;
+    state->org = place.rounded();
+    state->dir = normalised(way).rounded();
+    state->dist = dist;
+}
+
 /* The light's disc, and shadow rays from it. */
 class EmitterDisc {
 public:
     EmitterDisc(const miState* state, const ShadowEmitter& emitter)
-        : kind_(emitter.kind), point_(state->point), axis_(normalised(DoubleVector(state->dir))),
-          center_(state->org), distance_(length(point_ - center_)), radius_(radiusOf(emitter))
+        : kind_(emitter.kind),
+          point_(state->point),
+          axis_(normalised(DoubleVector(state->dir))),
+          center_(state->org),
+          distance_(length(point_ - center_)),
+          radius_(radiusOf(emitter))
     {
         // Two axes at right angles to the ray; the coordinate axis that the ray follows least gives the first.
         const double x = std::fabs(axis_.x), y = std::fabs(axis_.y), z = std::fabs(axis_.z);
@@ -58,10 +75,7 @@ public:
             state->org = (point_ - dir * distance_).rounded();
             return;
         }
-        const DoubleVector from = center_ + offset, way = point_ - from;
-        state->org = from.rounded();
-        state->dir = normalised(way).rounded();
-        state->dist = length(way);
+        aimFrom(center_ + offset, state);
     }
 
 private:
@@ -83,7 +97,7 @@ private:
 
 bool isSoft(const ShadowEmitter& emitter, miState* state)
 {
-    if (!(emitter.size > 0) || !std::isfinite(emitter.size))
+    if (!emitter.shape && !(emitter.size > 0 && std::isfinite(emitter.size)))
         return false;
     miInteger gathering = 0;
     return !mi_query(miQ_FINALGATHER_STATE, state, miNULLTAG, &gathering) || gathering == 0;
@@ -94,10 +108,13 @@ Transmission traceSoftShadow(miUint count, FrameBufferInfo* entries, miState* st
 {
     const RayScope scope(state);
     const EmitterDisc disc(state, emitter);
-    const DiscSamples samples(state);
+    const LightSamples samples(state);
     Transmission sum{kBlack, false};
     for (miUint i = 0; i < rays; ++i) {
-        disc.aim(state, samples[i]);
+        if (emitter.shape)
+            aimFrom((*emitter.shape)[samples[i]], state);
+        else
+            disc.aim(state, toDisc(samples[i]));
         miColor through;
         if (!traceShadowAccumulate(count, entries, &through, state))
             continue;

@@ -7,10 +7,17 @@
 
 namespace lumo {
 
-/* How large a light is for its shadows: a disc that faces the lit point. Without a size shadows are hard. */
+class ShapeSampler;
+
+/* How large a light is for its shadows: a disc that faces the lit point, or a shape. Without a size shadows are hard.
+ */
 struct ShadowEmitter {
-    enum Kind { kRadius, kAngle } kind; /* a radius around the light's position, or the angle that a distant light spans */
+    enum Kind {
+        kRadius,
+        kAngle
+    } kind; /* a radius around the light's position, or the angle that a distant light spans */
     miScalar size;
+    const ShapeSampler* shape = nullptr; /* counts instead of kind and size */
 };
 
 /* What gets through to the point. */

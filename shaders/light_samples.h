@@ -1,4 +1,4 @@
-/* Points on a disc that cover it evenly, however few of them are used. */
+/* Points on a square or a disc that cover it evenly, however few of them are used. */
 #pragma once
 
 #include <bit>
@@ -11,31 +11,48 @@
 
 namespace lumo {
 
-struct DiscPoint {
-    double x, y;
+struct SquarePoint {
+    double u, v; /* 0 to 1 */
 };
+
+struct DiscPoint {
+    double x, y; /* within 1 of the center */
+};
+
+/* From the unit square, rings of equal area for squares around its center (Shirley and Chiu 1997). */
+inline DiscPoint toDisc(const SquarePoint& at)
+{
+    constexpr double kQuarter = std::numbers::pi / 4;
+    const double a = 2 * at.u - 1, b = 2 * at.v - 1;
+    if (a == 0 && b == 0)
+        return {0, 0};
+    const bool wide = std::fabs(a) > std::fabs(b);
+    const double radius = wide ? a : b;
+    const double angle = wide ? kQuarter * (b / a) : 2 * kQuarter - kQuarter * (a / b);
+    return {radius * std::cos(angle), radius * std::sin(angle)};
+}
 
 /* The first two dimensions of Sobol's sequence, in which each first 2^k points are stratified in all ways at once, with
  * the digits scrambled (Owen 1995, by the hash of Laine and Karras 2011). Each shaded point scrambles differently, so
  * that neighbours do not repeat each other's errors and the eye sees fine grain, not bands. */
-class DiscSamples {
+class LightSamples {
 public:
     /* For one sample of a light, by what makes it this one: pixel, point, time and light. */
-    explicit DiscSamples(const miState* state)
+    explicit LightSamples(const miState* state)
     {
         seed_ = 0;
-        for (const miScalar word : {state->raster_x, state->raster_y, state->point.x, state->point.y, state->point.z,
-                                    state->time})
+        for (const miScalar word :
+             {state->raster_x, state->raster_y, state->point.x, state->point.y, state->point.z, state->time})
             stir(std::bit_cast<std::uint32_t>(word));
         stir(state->light_instance);
         stir(state->count);
     }
 
-    DiscPoint operator[](std::uint32_t index) const
+    SquarePoint operator[](std::uint32_t index) const
     {
         const std::uint32_t x = scrambled(reversed(index), seed_);
         const std::uint32_t y = scrambled(secondDimension(index), hash(seed_ ^ 0x9e3779b9u));
-        return toDisc(unit(x), unit(y));
+        return {unit(x), unit(y)};
     }
 
 private:
@@ -76,19 +93,6 @@ private:
     }
 
     static constexpr double unit(std::uint32_t x) { return (x + 0.5) / 4294967296.0; }
-
-    /* From the unit square, rings of equal area for squares around its center (Shirley and Chiu 1997). */
-    static DiscPoint toDisc(double u, double v)
-    {
-        constexpr double kQuarter = std::numbers::pi / 4;
-        const double a = 2 * u - 1, b = 2 * v - 1;
-        if (a == 0 && b == 0)
-            return {0, 0};
-        const bool wide = std::fabs(a) > std::fabs(b);
-        const double radius = wide ? a : b;
-        const double angle = wide ? kQuarter * (b / a) : 2 * kQuarter - kQuarter * (a / b);
-        return {radius * std::cos(angle), radius * std::sin(angle)};
-    }
 
     std::uint32_t seed_;
 };
