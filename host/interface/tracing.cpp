@@ -32,11 +32,15 @@ miBoolean mi_trace_environment(miColor* result, miState* state, const miVector* 
 }
 
 miBoolean mi_trace_probe(miState* state, const miVector* dir, const miVector* origin) {
-    return traceProbe(state, *dir, *origin);
+    return traceProbe(state, *dir, *origin, RayVisibility::Reflection);
 }
 
-miBoolean mi_trace_probe_x(miState* state, const miVector* dir, const miVector* origin, miUint) {
-    return traceProbe(state, *dir, *origin);
+miBoolean mi_trace_probe_x(miState* state, const miVector* dir, const miVector* origin, miUint flag) {
+    // What any of these trace flags shows; without one of them the probe is as the plain one.
+    constexpr miUint kShown = miTRACE_VISIBLE | miTRACE_SHADOW_CAST | miTRACE_REFLECTION_CAST | miTRACE_REFRACTION_CAST |
+                              miTRACE_TRANSPARENCY_CAST | miTRACE_FINALGATHER;
+    const miUint shown = flag & kShown;
+    return traceProbe(state, *dir, *origin, shown ? static_cast<RayVisibility>(shown) : RayVisibility::Reflection);
 }
 
 void mi_opacity_set(miState* state, const miColor* opacity) {

@@ -73,6 +73,12 @@ struct RayCounters {
     std::uint64_t eye = 0, secondary = 0, shadow = 0, calls = 0;
 };
 
+/// Of the ray whose material is running.
+struct RunningHit {
+    miTag environment = 0;  ///< what the ray would have seen here without the surface
+    bool wentOn = false;    ///< the material let the ray go on, through a volume
+};
+
 /// The world of one render thread: reached from a state through `contextOf`.
 struct ThreadContext {
     explicit ThreadContext(const RenderScene& renderScene, short threadIndex)
@@ -91,6 +97,7 @@ struct ThreadContext {
     miStage stage = miSTAGE_UNKNOWN;
     bool sampling = false;               ///< frame buffers may be written
     bool sampleMoves = false;            ///< the sample's ray met moving geometry
+    RunningHit shading;
     bool opacityIsSet = false;
     miColor opacity = {};
     miVector2d lightSample = {0.5F, 0.5F};  ///< place of the running light sample on its light, 0..1

@@ -4,8 +4,10 @@
 #include "mi/instance.h"
 #include "mi/options.h"
 #include "render/shader_calls.h"
+#include "render/shadows.h"
 #include "render/tracing.h"
 #include "render/transforms.h"
+#include "render/volumes.h"
 #include "support/messages.h"
 #include "support/quasi_random.h"
 
@@ -109,7 +111,7 @@ bool takeSample(const LightSource& source, const LightGrid& grid, int number, co
     const SampleScope sample(context, position);
     if (!callShader(context, &child, source.light->shader, miSHADER_LIGHT, to.color)) return false;
     if (isLate && state->pri && child.dot_nd <= 0) return false;
-    if (child.options->shadow != 's') applyVolume(context, &child, to.color, true);
+    if (!shadowsHaveSegments(*child.options) && !applyVolume(context, &child, to.color, true)) return false;
     if (to.dir) *to.dir = {-child.dir.x, -child.dir.y, -child.dir.z};
     if (to.dotNl) *to.dotNl = child.dot_nd;
     return true;

@@ -1,11 +1,11 @@
 #include "render/shadows.h"
 
-#include "mi/options.h"
 #include "render/lights.h"
 #include "render/shader_calls.h"
 #include "render/slots.h"
 #include "render/tracing.h"
 #include "render/transforms.h"
+#include "render/volumes.h"
 
 #include <cmath>
 
@@ -97,7 +97,8 @@ bool traceUnsorted(ThreadContext& context, miColor* result, miState* light) {
 }
 
 /// One segment of a ray from the point to the light: up to the next occluder, or to the light.
-bool traceSegment(ThreadContext& context, miColor* result, miState* from, miTag volume, double alreadyPassed) {
+bool traceSegment(ThreadContext& context, miColor* result, miState* from, miTag volume, double alreadyPassed,
+                  bool meetsOccluders = true) {
     const miState* light = lightStateOf(from);
     if (!light) return true;
     Ray ray = shadowRay(context, *from);
@@ -119,12 +120,13 @@ bool traceSegment(ThreadContext& context, miColor* result, miState* from, miTag 
     record.state.refraction_volume = volume;
     double distance = 0;
     bool ok = true;
-    if (ray.far > ray.near && findOccluder(context, record, ray, distance)) {
+    if (meetsOccluders && ray.far > ray.near && findOccluder(context, record, ray, distance)) {
         record.state.dist = distance + alreadyPassed;
         ok = filterByOccluder(context, record, result);
         record.state.volume = volume;
     } else {
-        record.state.dist = length + alreadyPassed;
+        // 0 stands for infinitely far, however much of it lies behind.
+        record.state.dist = length > 0 ? length + alreadyPassed : 0;
         record.state.instance = 0;
         record.state.material = 0;
         record.state.pri = nullptr;
@@ -132,20 +134,29 @@ bool traceSegment(ThreadContext& context, miColor* result, miState* from, miTag 
     return ok && applyVolume(context, &record.state, result, true);
 }
 
-/// Shadows are off, or the surface that is lit does not take any.
-bool withoutShadow(const miState* light) {
-    if (!light->options->shadow || !light->options->trace) return true;
+/// What shadow maps would do is done by rays, also where only maps were asked for.
+bool shadowsAreOn(const miOptions& options) {
+    return options.shadow && (options.trace || options.use_shadow_maps);
+}
+
+bool receivesShadows(const miState* light) {
     const Hit* lit = light->parent ? hitOf(light->parent) : nullptr;
-    return lit && (lit->instance->flags & miTRACE_SHADOW_RECEIVE) == 0;
+    return !lit || (lit->instance->flags & miTRACE_SHADOW_RECEIVE) != 0;
 }
 
 }  // namespace
 
+bool shadowsHaveSegments(const miOptions& options) {
+    return options.shadow == 's' && shadowsAreOn(options);
+}
+
 bool traceShadow(miColor* result, miState* light) {
-    if (withoutShadow(light)) return true;
+    if (!shadowsAreOn(*light->options)) return true;
     ThreadContext& context = contextOf(light);
-    if (light->options->shadow == 's') return traceSegment(context, result, light, light->volume, 0);
-    return traceUnsorted(context, result, light);
+    const bool receives = receivesShadows(light);
+    // Volumes belong to the segments, so they count for surfaces without shadows too.
+    if (shadowsHaveSegments(*light->options)) return traceSegment(context, result, light, light->volume, 0, receives);
+    return !receives || traceUnsorted(context, result, light);
 }
 
 bool traceShadowSegment(miColor* result, miState* shadow) {

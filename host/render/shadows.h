@@ -1,9 +1,13 @@
 // Shadow rays: what lies between a light and a point, and what its shadow shaders let through.
 #pragma once
 
+#include "mi/options.h"
 #include "mi/state.h"
 
 namespace lumorender {
+
+/// Shadow rays come in segments, which apply the volumes on the way of the light.
+bool shadowsHaveSegments(const miOptions& options);
 
 /// From a light shader: multiplies the color by what the occluders between the light's state.org and the point let
 /// through. The ray is the one of org, dir and dist as the light shader left them; dist 0 reaches infinitely far.

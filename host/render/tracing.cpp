@@ -5,10 +5,12 @@
 #include "render/lights.h"
 #include "render/shader_calls.h"
 #include "render/slots.h"
+#include "render/volumes.h"
 #include "support/quasi_random.h"
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 namespace lumorender {
 
@@ -42,25 +44,37 @@ void clearHit(miState& state) {
     state.label = 0;
 }
 
-/// The shaders of what the ray met: the material's, or the surroundings' where it met nothing.
+bool shadeLight(ThreadContext& context, miState* state, const Hit& hit, miColor* result) {
+    const LightSource* light = context.scene->lights->find(hit.instance->instance);
+    state->light_instance = light->instance;
+    return callShader(context, state, light->light->shader, miSHADER_LIGHT, result);
+}
+
+bool shadeSurface(ThreadContext& context, miState* state, miColor* result) {
+    const miMaterial* material = context.scene->slots->material(state->material);
+    state->environment = material && material->environment ? material->environment : state->camera->environment;
+    state->refraction_volume = volumeBehind(context, *state, material);
+    // A name that is given to a shader instead of a material stands for a material with that shader alone.
+    const miTag shader = material ? material->shader : state->material;
+    return callShader(context, state, shader, miSHADER_MATERIAL, result);
+}
+
+bool shadeSurroundings(ThreadContext& context, miState* state, miColor* result) {
+    if (state->environment == 0) state->environment = state->camera->environment;
+    return callShader(context, state, state->environment, miSHADER_ENVIRONMENT, result);
+}
+
+/// The shaders of what the ray met, or of the surroundings where it met nothing, and of what it came through.
 bool shade(ThreadContext& context, miState* state, miColor* result) {
-    bool ok = false;
-    if (const Hit* hit = hitOf(state); hit && hit->instance->isLight) {
-        const LightSource* light = context.scene->lights->find(hit->instance->instance);
-        state->light_instance = light->instance;
-        ok = callShader(context, state, light->light->shader, miSHADER_LIGHT, result);
-    } else if (state->pri) {
-        const miMaterial* material = context.scene->slots->material(state->material);
-        if (material && material->environment) state->environment = material->environment;
-        else state->environment = state->camera->environment;
-        if (material) state->refraction_volume = material->volume;
-        // A name that is given to a shader instead of a material stands for a material with that shader alone.
-        const miTag shader = material ? material->shader : state->material;
-        ok = callShader(context, state, shader, miSHADER_MATERIAL, result);
-    } else {
-        if (state->environment == 0) state->environment = state->camera->environment;
-        ok = callShader(context, state, state->environment, miSHADER_ENVIRONMENT, result);
-    }
+    const double dist = state->dist;
+    const RunningHit callers = std::exchange(context.shading, {state->environment, false});
+    const Hit* hit = hitOf(state);
+    const bool ok = !hit                    ? shadeSurroundings(context, state, result)
+                    : hit->instance->isLight ? shadeLight(context, state, *hit, result)
+                                             : shadeSurface(context, state, result);
+    const bool wentOn = std::exchange(context.shading, callers).wentOn;
+    // Where the ray went on and the surface counts as not there, the whole way has had its volume already.
+    if (wentOn && state->dist != dist) return ok;
     return applyVolume(context, state, result, ok);
 }
 
@@ -86,7 +100,9 @@ bool traceSecondary(miColor* result, miState* state, RayRecord& record, RayVisib
     ++context.counters.secondary;
     record.state.org = state->point;
     *result = {0, 0, 0, 0};
-    if (state->options->trace) findHit(context, record, visibility, surfaceOffset(state->point));
+    // What lies straight behind a surface is seen without ray tracing too.
+    if (state->options->trace || visibility == RayVisibility::Transparency)
+        findHit(context, record, visibility, surfaceOffset(state->point));
     else clearHit(record.state);
     return shade(context, &record.state, result);
 }
@@ -116,11 +132,6 @@ bool callLens(ThreadContext& context, miState* state, miColor* result) {
 }
 
 }  // namespace
-
-bool applyVolume(ThreadContext& context, miState* state, miColor* result, bool ok) {
-    if (state->volume == 0 || state->options->no_volume) return ok;
-    return callShader(context, state, state->volume, miSHADER_VOLUME, result);
-}
 
 double surfaceOffset(const miVector& point) {
     const double size = std::max({std::abs(point.x), std::abs(point.y), std::abs(point.z)});
@@ -235,8 +246,11 @@ bool traceContinue(miColor* result, miState* state) {
     if (state->type == miRAY_FINALGATHER) visibility = RayVisibility::FinalGather;
     *result = {0, 0, 0, 0};
     findHit(context, record, visibility, state->dist);
+    const bool hasVolume = state->volume != 0 && !state->options->no_volume;
+    record.state.environment = context.shading.environment;
     const bool ok = shade(context, &record.state, result);
     handBack(state, record.state);
+    context.shading.wentOn = hasVolume;
     return ok;
 }
 
@@ -247,6 +261,7 @@ bool traceEnvironment(miColor* result, miState* state, const miVector& dir) {
     RayRecord& record = childRay(context, state);
     const RayInFlight inFlight(context, record);
     record.state.type = miRAY_ENVIRONMENT;
+    record.state.environment = environment;
     record.state.org = state->point;
     record.state.dir = dir;
     clearHit(record.state);
@@ -254,7 +269,7 @@ bool traceEnvironment(miColor* result, miState* state, const miVector& dir) {
     return applyVolume(context, &record.state, result, ok);
 }
 
-bool traceProbe(miState* state, const miVector& dir, const miVector& org) {
+bool traceProbe(miState* state, const miVector& dir, const miVector& org, RayVisibility visibility) {
     ThreadContext& context = contextOf(state);
     RayRecord& record = childRay(context, state);
     const RayInFlight inFlight(context, record);
@@ -262,7 +277,7 @@ bool traceProbe(miState* state, const miVector& dir, const miVector& org) {
     record.state.org = org;
     record.state.dir = dir;
     ++context.counters.secondary;
-    return findHit(context, record, RayVisibility::Reflection, surfaceOffset(org));
+    return findHit(context, record, visibility, surfaceOffset(org));
 }
 
 }  // namespace lumorender

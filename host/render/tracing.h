@@ -20,7 +20,7 @@ bool traceContinue(miColor* result, miState* state);
 /// The surroundings in a direction, without tracing. Leaves the result alone where there are none.
 bool traceEnvironment(miColor* result, miState* state, const miVector& dir);
 /// Only what is met; no shader runs. The hit is in the child state.
-bool traceProbe(miState* state, const miVector& dir, const miVector& org);
+bool traceProbe(miState* state, const miVector& dir, const miVector& org, RayVisibility visibility);
 
 /// Marks the record as in use while its ray is followed, and ends the ray's shader-state entries.
 class RayInFlight {
@@ -41,9 +41,6 @@ private:
     ThreadContext& context_;
     RayRecord& record_;
 };
-
-/// Volume shaders change the color of everything that reached the state's end of the ray. Without one, `ok` comes back.
-bool applyVolume(ThreadContext& context, miState* state, miColor* result, bool ok);
 
 /// A child of the state for one ray: a copy with the caller as its parent and no hit. Its memory lives until the
 /// running shader returns, and serves the caller's next ray too.

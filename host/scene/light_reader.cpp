@@ -201,11 +201,11 @@ const StatementTable<Reader>& shadowmapStatements() {
 
 /// `shadowmap on`, or one of its settings; several may follow one `shadowmap` word.
 void LightReader::readShadowmap() {
-    if (const auto read = shadowmapStatements().find(in.current())) {
+    auto read = shadowmapStatements().find(in.current());
+    if (!read) light.use_shadow_maps = in.readFlag();
+    while ((read = shadowmapStatements().find(in.current()))) {
         in.advance();
         read(*this);
-    } else {
-        light.use_shadow_maps = in.readFlag();
     }
 }
 
