@@ -43,6 +43,8 @@ struct StringOptions : Detail {
 /// Of a miSCENE_OPTIONS: what has no place in the record.
 struct OptionsDetail : Detail {
     std::map<int, std::string> frameBuffers;  ///< `frame buffer N "type"`: user buffers by number, "+" or "-" first
+    std::vector<std::string> gatherFiles;     ///< points of final gathering: all are read, the first is written
+    bool gatherOnly = false;                  ///< final gather points are made, and no picture
 };
 
 /// One named frame buffer of a camera.

@@ -175,6 +175,7 @@ private:
         else if (below.material) flat.materials = {below.material};
         flat.overridesMaterial = below.overridesMaterial;
         flat.flags = below.flags.resolve(object);
+        flat.gathers = below.flags.gathers(object);
         flat.face = below.flags.face(object, options_.face);
         flat.label = instance.label ? instance.label : object.label;
         flat.lightListInstance = below.lightListInstance;

@@ -37,6 +37,7 @@ struct FlatInstance {
     std::vector<miTag> surfaceMaterials;  ///< what that comes to: miState::material for each surface of the mesh
     miUint label = 0;                  ///< miState::label: the instance's, or the object's where it has none
     std::uint32_t flags = 0;           ///< resolved miTRACE_* bits
+    bool gathers = true;               ///< takes light from final gathering
     char face = 'a';                   ///< which side rays may hit: 'f', 'b', 'a'
     miTag lightListInstance = 0;       ///< nearest instance that gives a light list, 0 = all lights apply
     miTag shadowListInstance = 0;

@@ -67,6 +67,10 @@ std::uint32_t TraceFlags::resolve(const miObject& object) const {
     return flags;
 }
 
+bool TraceFlags::gathers(const miObject& object) const {
+    return (resolved(kFinalGather, object.finalgather) & kReceive) != 0;
+}
+
 char TraceFlags::face(const miObject& object, char fallback) const {
     if (face_) return face_;
     const auto ofObject = static_cast<char>(object.face);

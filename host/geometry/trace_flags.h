@@ -18,6 +18,9 @@ public:
     /// The miTRACE_* bits of the object below these instances.
     std::uint32_t resolve(const miObject& object) const;
 
+    /// Does the object take light from final gathering?
+    bool gathers(const miObject& object) const;
+
     /// The side of the object that rays may hit: 'f', 'b' or 'a'. `fallback` is that of the options.
     char face(const miObject& object, char fallback) const;
 

@@ -82,6 +82,12 @@ bool answerAboutHit(const Query& query, const Hit& hit) {
     }
 }
 
+/// 0 outside of final gathering; below one of its rays 1 while tiles render, 2 while points are made.
+int gatherState(const ThreadContext& context) {
+    if (context.gather.depth == 0) return 0;
+    return context.stage == miSTAGE_FINALGATHER ? 2 : 1;
+}
+
 bool answerAboutScene(const Query& query, const ThreadContext& context) {
     const RenderScene& scene = *context.scene;
     switch (query.code) {
@@ -90,7 +96,7 @@ bool answerAboutScene(const Query& query, const ThreadContext& context) {
         case miQ_GLOBAL_LIGHTS: return scene.lights && query.answer(scene.lights->all().data());
         case miQ_SCENE_ROOT_GROUP: return query.answer(scene.rootGroup);
         case miQ_STAGE: return query.answer(static_cast<int>(context.stage));
-        case miQ_FINALGATHER_STATE: return query.answer(0);
+        case miQ_FINALGATHER_STATE: return query.answer(gatherState(context));
         case miQ_SAMPLE_MOVING: return query.answer(static_cast<int>(context.sampleMoves));
         default: return false;
     }

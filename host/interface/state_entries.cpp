@@ -43,6 +43,8 @@ miBoolean mi_fb_put(miState* state, int buffer, void* data) {
     std::size_t bytes = 0;
     SampleValue* value = sampleValue(state, buffer, bytes);
     if (!value || !data) return miFALSE;
+    // What final gathering meets on its way is no part of the picture, whatever its shaders write.
+    if (contextOf(state).gather.depth > 0) return miTRUE;
     std::memcpy(value->words, data, bytes);
     return miTRUE;
 }

@@ -6,6 +6,7 @@
 #include "mi/codes.h"
 #include "mi/state.h"
 #include "render/arena.h"
+#include "render/gather_path.h"
 #include "render/shader_states.h"
 
 #include <cstdint>
@@ -16,6 +17,7 @@
 namespace lumorender {
 
 class Camera;
+class FinalGather;
 class LightTable;
 class SlotTable;
 class TextureTable;
@@ -35,6 +37,7 @@ struct RenderScene {
     const BufferLayout* buffers = nullptr;
     const SlotTable* slots = nullptr;
     const LightTable* lights = nullptr;
+    const FinalGather* gather = nullptr;     ///< null where final gathering is off
     miLock globalLock = {};
 };
 
@@ -100,6 +103,7 @@ struct ThreadContext {
     RunningHit shading;
     bool opacityIsSet = false;
     miColor opacity = {};
+    GatherPath gather;
     miVector2d lightSample = {0.5F, 0.5F};  ///< place of the running light sample on its light, 0..1
     RayCounters counters;
     std::unordered_map<const miFunction*, void*> threadPointers;  ///< of shader instances that ask for one

@@ -13,6 +13,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <utility>
 
 namespace lumorender {
@@ -191,7 +192,10 @@ bool sampleLight(miColor* result, miVector* dir, miScalar* dotNl, miState* state
     const ThreadContext& context = contextOf(state);
     const LightSource* source = context.scene->lights ? context.scene->lights->find(light) : nullptr;
     if (!source || *samples < 0) return false;
-    const LightGrid grid = lightGrid(*source->light, state->reflection_level + state->refraction_level);
+    // One of many gathered places does not need more than the coarse grid.
+    const bool gathers = context.gather.depth > 0;
+    const int level = gathers ? std::numeric_limits<int>::max() : state->reflection_level + state->refraction_level;
+    const LightGrid grid = lightGrid(*source->light, level);
     while (*samples < grid.count())
         if (takeSample(*source, grid, (*samples)++, {result, dir, dotNl}, state)) return true;
     return false;

@@ -8,11 +8,13 @@
 #include "mi/options.h"
 #include "render/camera.h"
 #include "render/eye_samples.h"
+#include "render/final_gather_pass.h"
 #include "render/lights.h"
 #include "render/output.h"
 #include "render/shader_table.h"
 #include "render/slots.h"
 #include "render/textures.h"
+#include "render/threads.h"
 #include "support/abort.h"
 #include "support/messages.h"
 #include "support/version.h"
@@ -53,11 +55,17 @@ public:
         createRootState(context);
         resetRootState(context);
         shaders_.initialise(context);
+        const bool gathered = prepareIndirectLight();
+        if (isPointsOnly()) {
+            resetRootState(context);
+            shaders_.finish(context);
+            return gathered && sceneIsWhole_ && !abortRequested();
+        }
         const RenderCounts counts = renderTiles(scene_, window_, settings_.tiles, images_, settings_.progress);
         resetRootState(context);
         shaders_.finish(context);
         tell(counts);
-        return write(counts) && counts.complete && sceneIsWhole_;
+        return write(counts) && gathered && counts.complete && sceneIsWhole_;
     }
 
 private:
@@ -179,6 +187,24 @@ private:
         scene_.slots = &slots_;
     }
 
+    bool isPointsOnly() const {
+        const auto* detail = database_.detail<OptionsDetail>(scene_.optionsTag);
+        return options_->finalgather && detail && detail->gatherOnly;
+    }
+
+    /// Final gathering's first phase. False when a file of points could not be written.
+    bool prepareIndirectLight() {
+        if (!options_->finalgather) return true;
+        gather_ = std::make_unique<FinalGather>(scene_, database_.detail<StringOptions>(options_->string_options));
+        scene_.gather = gather_.get();
+        GatherFiles files;
+        files.rebuild = static_cast<GatherFiles::Rebuild>(options_->finalgather_rebuild);
+        if (const auto* detail = database_.detail<OptionsDetail>(scene_.optionsTag))
+            for (const std::string& name : detail->gatherFiles)
+                files.names.push_back(settings_.fileDirectory / name);
+        return prepareFinalGather(scene_, *gather_, window_, files, threadsToUse(settings_.tiles.threads));
+    }
+
     void tell(const RenderCounts& counts) const {
         const double seconds = std::max(counts.seconds, 1e-6);
         const double rays = static_cast<double>(counts.rays.eye + counts.rays.secondary + counts.rays.shadow);
@@ -222,6 +248,7 @@ private:
     TextureTable textures_;
     std::unique_ptr<SceneGeometry> geometry_;
     std::unique_ptr<LightTable> lights_;
+    std::unique_ptr<FinalGather> gather_;
     std::vector<LayerImage> images_;
     std::vector<ImageFile> files_;
     ShaderTable shaders_;

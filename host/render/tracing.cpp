@@ -16,8 +16,6 @@ namespace lumorender {
 
 namespace {
 
-constexpr double kInfinity = 1e30;
-
 /// Grows the record's lists to what a hit on the instance needs. Lists are writable for shaders, so each ray has its own.
 void provideLists(ThreadContext& context, RayRecord& record, const HitListSizes& sizes) {
     if (sizes.textures > record.capacity.textures) {
@@ -107,8 +105,16 @@ bool traceSecondary(miColor* result, miState* state, RayRecord& record, RayVisib
     return shade(context, &record.state, result);
 }
 
-bool depthAllows(const miState* state, int level, int limit) {
-    return level < limit && state->reflection_level + state->refraction_level < state->options->trace_depth;
+/// Below a ray of final gathering the levels count from where it began, and have limits of their own.
+bool depthAllows(const miState* state, bool reflects) {
+    const GatherPath& path = contextOf(state).gather;
+    const miOptions& options = *state->options;
+    const bool gathers = path.depth > 0;
+    const int reflections = state->reflection_level - path.reflections;
+    const int refractions = state->refraction_level - path.refractions;
+    if (reflections + refractions >= (gathers ? options.fg_trace_depth : options.trace_depth)) return false;
+    if (reflects) return reflections < (gathers ? options.fg_reflection_depth : options.reflection_depth);
+    return refractions < (gathers ? options.fg_refraction_depth : options.refraction_depth);
 }
 
 /// Is there a lens shader at this position of the camera's list? None where the options switch them off.
@@ -156,7 +162,7 @@ RayRecord& childRay(ThreadContext& context, miState* state) {
     return *record;
 }
 
-bool findHit(ThreadContext& context, RayRecord& record, RayVisibility visibility, double near) {
+bool findHit(ThreadContext& context, RayRecord& record, RayVisibility visibility, double near, double far) {
     const RenderScene& scene = *context.scene;
     miState& state = record.state;
     clearHit(state);
@@ -166,7 +172,7 @@ bool findHit(ThreadContext& context, RayRecord& record, RayVisibility visibility
     ray.org = state.org;
     ray.dir = state.dir;
     ray.near = near;
-    ray.far = kInfinity;
+    ray.far = far;
     ray.time = interval > 0 ? static_cast<float>((state.time - open) / interval) : 0.0F;
     ray.visibility = visibility;
     if (!scene.geometry->intersect(ray, record.hit)) return false;
@@ -205,7 +211,7 @@ bool traceEye(miColor* result, miState* state, const miVector& org, const miVect
 }
 
 bool traceReflection(miColor* result, miState* state, const miVector& dir) {
-    if (!depthAllows(state, state->reflection_level, state->options->reflection_depth)) return false;
+    if (!depthAllows(state, true)) return false;
     if (!mayReceive(state, miTRACE_REFLECTION_RECEIVE)) return false;
     RayRecord& record = childRay(contextOf(state), state);
     record.state.type = miRAY_REFLECT;
@@ -215,7 +221,7 @@ bool traceReflection(miColor* result, miState* state, const miVector& dir) {
 }
 
 bool traceRefraction(miColor* result, miState* state, const miVector& dir) {
-    if (!depthAllows(state, state->refraction_level, state->options->refraction_depth)) return false;
+    if (!depthAllows(state, false)) return false;
     if (!mayReceive(state, miTRACE_REFRACTION_RECEIVE)) return false;
     RayRecord& record = childRay(contextOf(state), state);
     record.state.type = miRAY_REFRACT;
@@ -226,13 +232,20 @@ bool traceRefraction(miColor* result, miState* state, const miVector& dir) {
 }
 
 bool traceTransparent(miColor* result, miState* state) {
-    if (!depthAllows(state, state->refraction_level, state->options->refraction_depth)) return false;
+    if (!depthAllows(state, false)) return false;
     if (!mayReceive(state, miTRACE_TRANSPARENCY_RECEIVE)) return false;
     RayRecord& record = childRay(contextOf(state), state);
     record.state.type = miRAY_TRANSPARENT;
     record.state.volume = state->refraction_volume;
     ++record.state.refraction_level;
     return traceSecondary(result, state, record, RayVisibility::Transparency);
+}
+
+bool traceGathering(miColor* result, ThreadContext& context, RayRecord& record, double far) {
+    const RayInFlight inFlight(context, record);
+    ++context.counters.secondary;
+    findHit(context, record, RayVisibility::FinalGather, 0, far);
+    return shade(context, &record.state, result);
 }
 
 bool traceContinue(miColor* result, miState* state) {

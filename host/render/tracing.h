@@ -46,9 +46,12 @@ private:
 /// running shader returns, and serves the caller's next ray too.
 RayRecord& childRay(ThreadContext& context, miState* state);
 
-/// Fills the record's state with what its ray meets. `near` is where the ray begins to see. False for a miss, which
-/// leaves instance, material, pri and dist zero.
-bool findHit(ThreadContext& context, RayRecord& record, RayVisibility visibility, double near);
+/// Fills the record's state with what its ray meets between `near` and `far`. False for a miss, which leaves instance,
+/// material, pri and dist zero.
+bool findHit(ThreadContext& context, RayRecord& record, RayVisibility visibility, double near, double far = 1e30);
+
+/// A ray of final gathering that ends at `far`: the record is a child of the place that gathers, ray and type are set.
+bool traceGathering(miColor* result, ThreadContext& context, RayRecord& record, double far);
 
 /// Fills the record's state with its hit: lists, normals (turned towards the ray if `flipNormals`), material.
 void fillHit(ThreadContext& context, RayRecord& record, bool flipNormals);

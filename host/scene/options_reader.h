@@ -44,6 +44,8 @@ struct OptionsReader {
     void readPhotonmap();
     void readFinalgather();
     void readFinalgatherDepths();
+    void readFinalgatherFiles();
+    void switchFinalgather(int mode, bool only = false);
     void readAccuracy(int& count, float& radius);
     void readFrameBuffer();
     void readStateShaders();

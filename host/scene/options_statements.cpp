@@ -217,6 +217,26 @@ void OptionsReader::readFinalgatherDepths() {
     options.fg_trace_depth = readDepth(options.fg_reflection_depth + options.fg_refraction_depth);
 }
 
+/// One name, a list in brackets, or `off`. The record has room for the first.
+void OptionsReader::readFinalgatherFiles() {
+    std::vector<std::string> names;
+    if (in.accept('[')) {
+        while (!in.accept(']')) {
+            names.push_back(scene.readFileName());
+            in.accept(',');
+        }
+    } else if (!in.accept("off")) {
+        names.push_back(scene.readFileName());
+    }
+    detail.gatherFiles = std::move(names);
+    options.finalgather_file = detail.gatherFiles.empty() ? miNULLTAG : scene.database.addString(detail.gatherFiles.front());
+}
+
+void OptionsReader::switchFinalgather(int mode, bool only) {
+    options.finalgather = mode;
+    detail.gatherOnly = only;
+}
+
 void OptionsReader::readFinalgather() {
     using Setting = void (*)(Reader&);
     static const StatementTable<OptionsReader> settings = {
@@ -236,19 +256,16 @@ void OptionsReader::readFinalgather() {
         {"presample", [](Reader& r) { r.in.expect("density"); r.options.fg_presamp_density = r.in.readFloat(); }},
         {"scale", [](Reader& r) { r.options.finalgather_scale = r.in.readColor(1); }},
         {"secondary", [](Reader& r) { r.in.expect("scale"); r.options.finalgather_sec_scale = r.in.readColor(1); }},
-        {"file", [](Reader& r) {
-            if (r.in.at('[')) return r.in.skipGroup();
-            r.options.finalgather_file = r.readFileOrOff();
-        }},
+        {"file", [](Reader& r) { r.readFinalgatherFiles(); }},
         {"rebuild", [](Reader& r) { r.options.finalgather_rebuild = r.in.accept("freeze") ? 2 : r.in.readBoolean(); }},
-        {"fastlookup", [](Reader& r) { r.options.finalgather = 'f'; }},
-        {"only", [](Reader& r) { r.options.finalgather = 1; }},
+        {"fastlookup", [](Reader& r) { r.switchFinalgather('f'); }},
+        {"only", [](Reader& r) { r.switchFinalgather(miTRUE, true); }},
     };
     if (const Setting setting = settings.find(in.current())) {
         in.advance();
         return setting(*this);
     }
-    options.finalgather = in.readBoolean();
+    switchFinalgather(in.readBoolean());
 }
 
 }  // namespace lumorender
