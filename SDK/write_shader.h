@@ -93,14 +93,14 @@ private:
         const miInteger number = in(&P::header, &WriteHeader::buffer);
         if (number < 0 || static_cast<std::size_t>(number) >= userBuffers.size())
             return;
-        const auto mode = static_cast<miUint>(in(&P::header, &WriteHeader::writeMode));
-        const miScalar weight = in(&P::header, &WriteHeader::weight);
-        const auto value = in.value();
-
         // This write is meant: it passes although the buffers are closed to materials.
         FrameBufferInfo& entry = userBuffers[static_cast<std::size_t>(number)];
         const miUint flags = entry.flags;
         entry.flags &= ~static_cast<miUint>(kEntryClosed);
+        // Read only now: what is evaluated for the value may write to its buffer, too.
+        const auto mode = static_cast<miUint>(in(&P::header, &WriteHeader::writeMode));
+        const miScalar weight = in(&P::header, &WriteHeader::weight);
+        const auto value = in.value();
         H::write(in.state(), value, entry, mode, weight);
         entry.flags = flags;
     }

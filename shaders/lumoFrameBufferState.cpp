@@ -24,9 +24,9 @@ constexpr std::size_t kMostSlots = std::size_t{1} << 24;
 /* ---- State init and exit ---- */
 
 /* Key and value of a shader-state entry; the renderer keeps a copy. No size removes it. */
-void publish(miState* state, const char* key, void* value, std::size_t size)
+bool publish(miState* state, const char* key, void* value, std::size_t size)
 {
-    mi_shaderstate_set(state, key, value, static_cast<int>(size), miSS_LIFETIME_RECT);
+    return mi_shaderstate_set(state, key, value, static_cast<int>(size), miSS_LIFETIME_RECT);
 }
 
 PassState passStateOf(const FrameBufferBlock& block)
@@ -40,7 +40,7 @@ PassState passStateOf(const FrameBufferBlock& block)
     return passes;
 }
 
-/* Publishes one empty entry per buffer. False when there is no memory for their slots. */
+/* Publishes one empty entry per buffer. False when there is no memory for them or their slots. */
 bool publishEntries(miState* state, miUint count)
 {
     if (count == 0)
@@ -54,19 +54,20 @@ bool publishEntries(miState* state, miUint count)
     const std::size_t slotBytes = sizeof(FrameBufferSlot) * slotsPerEntry * count;
     auto* entries = static_cast<FrameBufferInfo*>(mi_mem_int_allocate(kSource, 211, static_cast<miUint>(entryBytes)));
     auto* slots = static_cast<FrameBufferSlot*>(mi_mem_int_allocate(kSource, 219, static_cast<miUint>(slotBytes)));
+    bool kept = false;
     if (entries && slots) {
         for (miUint k = 0; k < count; ++k) {
             entries[k] = {};
             entries[k].slots = slots + k * slotsPerEntry;
         }
         entries->index = kNamesUnresolved;
-        publish(state, FRAME_BUFFER_INFO_KEY, entries, entryBytes);
-    } else if (slots) {
-        mi_mem_int_release(kSource, 260, slots);
+        kept = publish(state, FRAME_BUFFER_INFO_KEY, entries, entryBytes);
     }
+    if (slots && !kept)
+        mi_mem_int_release(kSource, 260, slots);
     if (entries)
         mi_mem_int_release(kSource, 260, entries);
-    return entries && slots;
+    return kept;
 }
 
 miBoolean initState(miState* state)

@@ -1,5 +1,7 @@
 #include "calls.h"
 
+#include <algorithm>
+
 #include <mi/functions.h>
 
 #include "renderer.h"
@@ -29,117 +31,40 @@ void* Evaluation::eval(miState* state, void* parameter, bool fresh)
 
 using twin::renderer;
 
-void* mi_phen_eval(miState* state, void* parameter)
-{
-    return renderer().evaluation.eval(state, parameter, false);
-}
+// Each call goes to its hook, or to the evaluation.
+#define FORWARD(Result, name, parameters, target) \
+    Result mi_##name parameters { return renderer().target; }
 
-void* mi_phen_call(miState* state, void* parameter)
-{
-    return renderer().evaluation.eval(state, parameter, true);
-}
+FORWARD(void*, phen_eval, (miState* s, void* parameter), evaluation.eval(s, parameter, false))
+FORWARD(void*, phen_call, (miState* s, void* parameter), evaluation.eval(s, parameter, true))
 
-miBoolean mi_call_shader(miColor* result, miShader_type type, miState* state, miTag shader)
-{
-    return renderer().tracing.shader(result, type, state, shader, nullptr);
-}
+FORWARD(miBoolean, trace_eye, (miColor* c, miState* s, const miVector* o, const miVector* d), tracing.eye(c, s, o, d))
+FORWARD(miBoolean, trace_reflection, (miColor* c, miState* s, const miVector* d), tracing.reflection(c, s, d))
+FORWARD(miBoolean, trace_refraction, (miColor* c, miState* s, const miVector* d), tracing.refraction(c, s, d))
+FORWARD(miBoolean, trace_environment, (miColor* c, miState* s, const miVector* d), tracing.environment(c, s, d))
+FORWARD(miBoolean, trace_transparent, (miColor* c, miState* s), tracing.transparent(c, s))
+FORWARD(miBoolean, trace_continue, (miColor* c, miState* s), tracing.continued(c, s))
+FORWARD(miBoolean, trace_shadow, (miColor* c, miState* s), tracing.shadow(c, s))
+FORWARD(miBoolean, trace_shadow_seg, (miColor* c, miState* s), tracing.shadowSegment(c, s))
+FORWARD(miBoolean, trace_probe, (miState* s, const miVector* d, const miVector* o), tracing.probe(s, d, o))
+FORWARD(void, opacity_set, (miState* s, const miColor* opacity), tracing.opacitySet(s, opacity))
 
-miBoolean mi_call_shader_x(miColor* result, miShader_type type, miState* state, miTag shader, void* argument)
-{
-    return renderer().tracing.shader(result, type, state, shader, argument);
-}
+FORWARD(miBoolean, sample_light, (miColor* c, miVector* d, miScalar* cosine, miState* s, miTag light, int* n),
+        lighting.sample(c, d, cosine, s, light, n))
+FORWARD(miBoolean, instance_lightlist, (int* n, miTag** list, miState* s), lighting.instanceLights(n, list, s))
+FORWARD(miBoolean, exclusive_lightlist, (int* n, miTag** list, miState* s), lighting.exclusiveLights(n, list, s))
+FORWARD(miScalar, lightprofile_sample, (miState* s, miTag profile, miBoolean r), lighting.profile(s, profile, r))
+FORWARD(miBoolean, compute_avg_radiance, (miColor* c, miState* s, miUchar side, miIrrad_options* options),
+        lighting.averageRadiance(c, s, side, options))
+FORWARD(miScalar, ambient_occlusion, (miState* s, miAmboccl_options* o, miVector* bent), lighting.occlusion(s, o, bent))
+FORWARD(miBoolean, lookup_color_texture, (miColor* c, miState* s, miTag t, miVector* at),
+        lighting.colorTexture(c, s, t, at))
 
-miBoolean mi_trace_eye(miColor* result, miState* state, const miVector* origin, const miVector* dir)
+miBoolean mi_sample(double* point, int* instance, miState*, miUshort dimensions, const miUint* count)
 {
-    return renderer().tracing.eye(result, state, origin, dir);
-}
-
-miBoolean mi_trace_reflection(miColor* result, miState* state, const miVector* dir)
-{
-    return renderer().tracing.reflection(result, state, dir);
-}
-
-miBoolean mi_trace_refraction(miColor* result, miState* state, const miVector* dir)
-{
-    return renderer().tracing.refraction(result, state, dir);
-}
-
-miBoolean mi_trace_environment(miColor* result, miState* state, const miVector* dir)
-{
-    return renderer().tracing.environment(result, state, dir);
-}
-
-miBoolean mi_trace_transparent(miColor* result, miState* state)
-{
-    return renderer().tracing.transparent(result, state);
-}
-
-miBoolean mi_trace_continue(miColor* result, miState* state)
-{
-    return renderer().tracing.continued(result, state);
-}
-
-miBoolean mi_trace_shadow(miColor* result, miState* state)
-{
-    return renderer().tracing.shadow(result, state);
-}
-
-miBoolean mi_trace_shadow_seg(miColor* result, miState* state)
-{
-    return renderer().tracing.shadowSegment(result, state);
-}
-
-miBoolean mi_trace_probe(miState* state, const miVector* dir, const miVector* origin)
-{
-    return renderer().tracing.probe(state, dir, origin);
-}
-
-void mi_opacity_set(miState* state, const miColor* opacity)
-{
-    renderer().tracing.opacitySet(state, opacity);
-}
-
-miBoolean mi_opacity_get(miState* state, miColor* opacity)
-{
-    return renderer().tracing.opacityGet(state, opacity);
-}
-
-miBoolean mi_sample_light(miColor* result, miVector* dir, miScalar* dot_nl, miState* state, miTag light, int* samples)
-{
-    return renderer().lighting.sample(result, dir, dot_nl, state, light, samples);
-}
-
-miBoolean mi_instance_lightlist(int* n, miTag** lights, miState* state)
-{
-    return renderer().lighting.instanceLights(n, lights, state);
-}
-
-miBoolean mi_exclusive_lightlist(int* n, miTag** lights, miState* state)
-{
-    return renderer().lighting.exclusiveLights(n, lights, state);
-}
-
-miScalar mi_lightprofile_sample(miState* state, miTag profile, miBoolean relative)
-{
-    return renderer().lighting.profile(state, profile, relative);
-}
-
-miBoolean mi_compute_irradiance(miColor* result, miState* state)
-{
-    return renderer().lighting.irradiance(result, state);
-}
-
-miBoolean mi_compute_avg_radiance(miColor* result, miState* state, miUchar side, miIrrad_options* options)
-{
-    return renderer().lighting.averageRadiance(result, state, side, options);
-}
-
-miScalar mi_ambient_occlusion(miState* state, miAmboccl_options* options, miVector* bent)
-{
-    return renderer().lighting.occlusion(state, options, bent);
-}
-
-miBoolean mi_lookup_color_texture(miColor* result, miState* state, miTag texture, miVector* coordinate)
-{
-    return renderer().lighting.colorTexture(result, state, texture, coordinate);
+    if (count && static_cast<miUint>(*instance) >= *count)
+        return miFALSE;
+    std::fill_n(point, dimensions, (*instance + 0.5) / (count ? *count : 1));
+    ++*instance;
+    return miTRUE;
 }

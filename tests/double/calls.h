@@ -68,17 +68,13 @@ struct Tracing {
     Hook<miBoolean(miColor*, miState*, const miVector* dir)> reflection, refraction, environment;
     Hook<miBoolean(miColor*, miState*)> transparent, continued, shadow, shadowSegment;
     Hook<miBoolean(miState*, const miVector* dir, const miVector* origin)> probe;
-    Hook<miBoolean(miColor*, miShader_type, miState*, miTag shader, void* argument)> shader;
-
     Hook<void(miState*, const miColor*)> opacitySet;
-    Hook<miBoolean(miState*, miColor*)> opacityGet;
 };
 
 struct Lighting {
     Hook<miBoolean(miColor*, miVector* dir, miScalar* cosine, miState*, miTag light, int* samples)> sample;
     Hook<miBoolean(int* n, miTag** lights, miState*)> instanceLights, exclusiveLights;
     Hook<miScalar(miState*, miTag profile, miBoolean relative)> profile;
-    Hook<miBoolean(miColor*, miState*)> irradiance;
     Hook<miBoolean(miColor*, miState*, miUchar side, miIrrad_options*)> averageRadiance;
     Hook<miScalar(miState*, miAmboccl_options*, miVector* bent)> occlusion;
     Hook<miBoolean(miColor*, miState*, miTag texture, miVector* coordinate)> colorTexture;

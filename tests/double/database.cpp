@@ -84,12 +84,6 @@ int Database::typeOf(miTag tag) const
     return found ? found->type : miSCENE_NONE;
 }
 
-std::size_t Database::sizeOf(miTag tag) const
-{
-    const Element* found = element(tag);
-    return found ? found->memory.size() : 0;
-}
-
 void* Database::pin(miTag tag)
 {
     Element* found = element(tag);
@@ -126,33 +120,12 @@ int Database::pinsInAll() const
 
 using twin::renderer;
 
-const void* mi_db_access(miTag tag)
-{
-    return renderer().database.pin(tag);
-}
-
 void* mi_db_access_type(int* type, miTag tag)
 {
     *type = renderer().database.typeOf(tag);
     return renderer().database.pin(tag);
 }
 
-void mi_db_unpin(miTag tag)
-{
-    renderer().database.unpin(tag);
-}
-
-int mi_db_type(miTag tag)
-{
-    return renderer().database.typeOf(tag);
-}
-
-miUint mi_db_size(miTag tag)
-{
-    return static_cast<miUint>(renderer().database.sizeOf(tag));
-}
-
-miBoolean mi_db_isjob(miTag)
-{
-    return miFALSE;
-}
+const void* mi_db_access(miTag tag) { return renderer().database.pin(tag); }
+void mi_db_unpin(miTag tag) { renderer().database.unpin(tag); }
+int mi_db_type(miTag tag) { return renderer().database.typeOf(tag); }

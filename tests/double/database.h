@@ -56,7 +56,6 @@ public:
 
     void* recordOf(miTag tag);  /* null for a tag of nothing */
     int typeOf(miTag tag) const;
-    std::size_t sizeOf(miTag tag) const;
 
     void* pin(miTag tag);
     void unpin(miTag tag);

@@ -45,38 +45,22 @@ T& libraryVariable(const char* name)
     return *static_cast<T*>(librarySymbol(name));
 }
 
-#define LIBRARY_FUNCTION(name) inline const twin::LibraryFunction<decltype(::name)> name{#name};
-
 }  // namespace twin
+
+#define LIBRARY_FUNCTION(name) inline const twin::LibraryFunction<decltype(::name)> name{#name};
+#define LIBRARY_FUNCTIONS(F) \
+    F(miSetModuleHandle) F(get_userdata) F(origin_from_camera) F(get_tla) F(clr_tla_list) F(stack_create) \
+    F(stack_push) F(stack_pop) F(tmsampler_init) F(tmsampler_isDone) F(tmsampler_next) F(getFrameBufferInfo) \
+    F(getFrameBufferState) F(getFrameBufferDataBlock) F(getNonMaterialPassFrameBufferIndex) F(getNamedFrameBufferID) \
+    F(contributesToPass) F(tracePassInit) F(tracePassAdd) F(passWriteColor) F(passWriteInteger) F(passAddToLightSum) \
+    F(lumoFatal) F(lumoError) F(lumoWarning) F(lumoInfo) F(sampleLightBegin) F(handleNonLumoLights) \
+    F(sampleLightEnd) F(setupLightContributions) F(traceShadow) F(setLightIrradiance) F(traceShadowAccumulateBegin) \
+    F(traceShadowAccumulate) F(traceShadowAccumulateEnd) F(applyShadowTransparencyToFrameBuffers) \
+    F(arealight_lambertian_reflect) F(arealight_max_phong_spec_dir) F(bc_construct) F(bc_composite) F(bc_destruct) \
+    F(compute_lambert_translucence) F(compute_irradiance) F(compute_refraction) F(compute_reflection) \
+    F(compute_scatter) F(destroy_scatter) F(get_derivs)
 
 /* Functions of the library, called as library::get_tla(...). */
 namespace library {
-
-LIBRARY_FUNCTION(miSetModuleHandle)
-LIBRARY_FUNCTION(get_userdata)
-LIBRARY_FUNCTION(origin_from_camera)
-LIBRARY_FUNCTION(get_tla)
-LIBRARY_FUNCTION(clr_tla_list)
-LIBRARY_FUNCTION(stack_create)
-LIBRARY_FUNCTION(stack_push)
-LIBRARY_FUNCTION(stack_pop)
-LIBRARY_FUNCTION(tmsampler_init)
-LIBRARY_FUNCTION(tmsampler_isDone)
-LIBRARY_FUNCTION(tmsampler_next)
-LIBRARY_FUNCTION(getFrameBufferInfo)
-LIBRARY_FUNCTION(getFrameBufferState)
-LIBRARY_FUNCTION(getFrameBufferDataBlock)
-LIBRARY_FUNCTION(getNonMaterialPassFrameBufferIndex)
-LIBRARY_FUNCTION(getNamedFrameBufferID)
-LIBRARY_FUNCTION(contributesToPass)
-LIBRARY_FUNCTION(tracePassInit)
-LIBRARY_FUNCTION(tracePassAdd)
-LIBRARY_FUNCTION(passWriteColor)
-LIBRARY_FUNCTION(passWriteInteger)
-LIBRARY_FUNCTION(passAddToLightSum)
-LIBRARY_FUNCTION(lumoFatal)
-LIBRARY_FUNCTION(lumoError)
-LIBRARY_FUNCTION(lumoWarning)
-LIBRARY_FUNCTION(lumoInfo)
-
-}  // namespace library
+LIBRARY_FUNCTIONS(LIBRARY_FUNCTION)
+}

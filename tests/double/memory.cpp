@@ -81,52 +81,9 @@ void Memory::giveBlock(miMemblk* pool, void* block)
 
 using twin::renderer;
 
-void* mi_mem_int_allocate(const char* file, int line, miUint size)
-{
-    return renderer().memory.allocate(file, line, size);
-}
-
-void* mi_mem_int_test_allocate(const char* file, int line, miUint size)
-{
-    return renderer().memory.allocate(file, line, size);
-}
-
-void* mi_mem_int_allocate_sizet(const char* file, int line, size_t size)
-{
-    return renderer().memory.allocate(file, line, size);
-}
-
-void mi_mem_int_release(const char* file, int line, void* memory)
-{
-    renderer().memory.release(file, line, memory);
-}
-
-miMemblk* mi_mem_int_blkcreate(const char* file, int line, int size)
-{
-    return renderer().memory.createPool(file, line, size);
-}
-
-void mi_mem_blkdelete(miMemblk* arena)
-{
-    renderer().memory.deletePool(arena);
-}
-
-void* mi_mem_blkallocate(miMemblk* arena)
-{
-    return std::memset(renderer().memory.takeBlock(arena), 0, static_cast<std::size_t>(arena->size));
-}
-
-void* mi_mem_blkfallocate(miMemblk* arena)
-{
-    return renderer().memory.takeBlock(arena);
-}
-
-void mi_mem_blkrelease(miMemblk* arena, void* block)
-{
-    renderer().memory.giveBlock(arena, block);
-}
-
-void mi_mem_blkfrelease(miMemblk* arena, void* block)
-{
-    renderer().memory.giveBlock(arena, block);
-}
+void* mi_mem_int_allocate(const char* file, int line, miUint size) { return renderer().memory.allocate(file, line, size); }
+void mi_mem_int_release(const char* file, int line, void* p) { renderer().memory.release(file, line, p); }
+miMemblk* mi_mem_int_blkcreate(const char* file, int line, int n) { return renderer().memory.createPool(file, line, n); }
+void mi_mem_blkdelete(miMemblk* pool) { renderer().memory.deletePool(pool); }
+void* mi_mem_blkfallocate(miMemblk* pool) { return renderer().memory.takeBlock(pool); }
+void mi_mem_blkfrelease(miMemblk* pool, void* block) { renderer().memory.giveBlock(pool, block); }

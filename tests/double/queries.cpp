@@ -33,35 +33,24 @@ std::optional<Queries::Answer> Queries::fromElements(miQ_type code, miState* sta
     if (tag == miNULLTAG)
         return std::nullopt;
     Database& database = renderer().database;
-    auto* const instance = database.find<miInstance>(tag, miSCENE_INSTANCE);
-    auto* const object = database.find<miObject>(tag, miSCENE_OBJECT);
-    auto* const data = database.find<miUserdata>(tag, miSCENE_USERDATA);
-    switch (code) {
-    case miQ_INST_GLOBAL_TO_LOCAL:
-        return instance ? std::optional(Answer::of(&instance->tf.global_to_local[0])) : std::nullopt;
-    case miQ_INST_LOCAL_TO_GLOBAL:
-        return instance ? std::optional(Answer::of(&instance->tf.local_to_global[0])) : std::nullopt;
-    case miQ_INST_ITEM:
-        return instance ? std::optional(Answer::of(instance->item)) : std::nullopt;
-    case miQ_INST_DATA:
-        return instance ? std::optional(Answer::of(instance->userdata)) : std::nullopt;
-    case miQ_INST_PARAM_SIZE:
-        return instance ? std::optional(Answer::of(instance->param_size)) : std::nullopt;
-    case miQ_INST_PARAM:
-        return instance && instance->param_size ? std::optional(Answer::of(&instance->param[0])) : std::nullopt;
-    case miQ_OBJ_DATA:
-        return object ? std::optional(Answer::of(object->userdata)) : std::nullopt;
-    case miQ_DATA_NEXT:
-        return data ? std::optional(Answer::of(data->next_data)) : std::nullopt;
-    case miQ_DATA_LABEL:
-        return data ? std::optional(Answer::of(data->label)) : std::nullopt;
-    case miQ_DATA_PARAM:
-        return data ? std::optional(Answer::of(&data->parameters[0])) : std::nullopt;
-    case miQ_DATA_PARAM_SIZE:
-        return data ? std::optional(Answer::of(data->parameter_size)) : std::nullopt;
-    default:
-        return std::nullopt;
+    if (auto* const instance = database.find<miInstance>(tag, miSCENE_INSTANCE))
+        switch (code) {
+        case miQ_INST_GLOBAL_TO_LOCAL: return Answer::of(&instance->tf.global_to_local[0]);
+        case miQ_INST_LOCAL_TO_GLOBAL: return Answer::of(&instance->tf.local_to_global[0]);
+        case miQ_INST_ITEM: return Answer::of(instance->item);
+        case miQ_INST_DATA: return Answer::of(instance->userdata);
+        case miQ_INST_PARAM_SIZE: return Answer::of(instance->param_size);
+        case miQ_INST_PARAM:
+            return instance->param_size ? std::optional(Answer::of(&instance->param[0])) : std::nullopt;
+        default: return std::nullopt;
+        }
+    if (auto* const data = database.find<miUserdata>(tag, miSCENE_USERDATA)) {
+        if (code == miQ_DATA_PARAM)
+            return Answer::of(&data->parameters[0]);
+        if (code == miQ_DATA_PARAM_SIZE)
+            return Answer::of(data->parameter_size);
     }
+    return std::nullopt;
 }
 
 }  // namespace twin

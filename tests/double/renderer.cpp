@@ -85,8 +85,6 @@ MESSAGE(fatal)
 MESSAGE(error)
 MESSAGE(warning)
 MESSAGE(info)
-MESSAGE(progress)
-MESSAGE(debug)
 
 void mi_lock(miLock lock)
 {
@@ -97,9 +95,4 @@ void mi_lock(miLock lock)
 void mi_unlock(miLock lock)
 {
     lock.ptr->mutex.unlock();
-}
-
-int mi_par_aborted(void)
-{
-    return 0;
 }

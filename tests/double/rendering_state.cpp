@@ -17,15 +17,15 @@ const ShaderStateStore::Entry* ShaderStateStore::find(const char* key) const
     return nullptr;
 }
 
-void ShaderStateStore::set(const char* key, const void* value, int size, int lifetime)
+bool ShaderStateStore::set(const char* key, const void* value, int size, int lifetime)
 {
     auto* entry = const_cast<Entry*>(find(key));
     if (!value || size == 0) {
         std::erase_if(entries_, [&](const Entry& each) { return each.key == key; });
-        return;
+        return true;
     }
     if (key == refused)
-        return;
+        return false;
     const auto bytes = static_cast<std::size_t>(size);
     if (!entry)
         entry = &entries_.emplace_back(Entry{key, nullptr, 0, 0});
@@ -34,6 +34,7 @@ void ShaderStateStore::set(const char* key, const void* value, int size, int lif
     entry->size = size;
     entry->lifetime = lifetime;
     std::memmove(entry->value.get(), value, bytes);
+    return true;
 }
 
 void* ShaderStateStore::get(const char* key, int* size) const
@@ -93,8 +94,7 @@ twin::RenderingState& renderingState(const miState* state)
 
 miBoolean mi_shaderstate_set(miState* state, const char* key, void* value, int size, int lifetime)
 {
-    renderingState(state).entries.set(key, value, size, lifetime);
-    return miTRUE;
+    return renderingState(state).entries.set(key, value, size, lifetime);
 }
 
 void* mi_shaderstate_get(miState* state, const char* key, int* size)

@@ -17,7 +17,7 @@ namespace twin {
 /* Entries by name. A value keeps its address, a multiple of 16, while the entry lives. */
 class ShaderStateStore {
 public:
-    void set(const char* key, const void* value, int size, int lifetime);
+    bool set(const char* key, const void* value, int size, int lifetime);
     void* get(const char* key, int* size) const;
 
     /* Entries of this name are not kept. */

@@ -143,29 +143,6 @@ void mi_vector_transform(miVector* result, const miVector* vector, const miMatri
     *result = transformVector(*vector, m);
 }
 
-void mi_vector_transform_T(miVector* result, const miVector* vector, const miMatrix m)
-{
-    *result = transformByTranspose(*vector, m);
-}
-
-miBoolean mi_matrix_invert(miMatrix result, const miMatrix m)
-{
-    return invert(result, m);
-}
-
-void mi_matrix_ident(miMatrix m)
-{
-    std::copy_n(Matrix().m, 16, m);
-}
-
-void mi_matrix_prod(miMatrix result, const miMatrix a, const miMatrix b)
-{
-    miMatrix product = {};
-    for (int i = 0; i < 64; ++i)
-        product[i / 4] += a[i / 16 * 4 + i % 4] * b[i % 4 * 4 + i / 4 % 4];
-    std::copy_n(product, 16, result);
-}
-
 void mi_reflection_dir(miVector* dir, miState* state)
 {
     const miVector& n = state->normal;

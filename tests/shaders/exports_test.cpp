@@ -1,11 +1,11 @@
 /* The built module from outside: what it exports, and what it can write to. */
 #include <array>
 #include <cstdio>
-#include <fstream>
 #include <memory>
 #include <set>
 #include <sstream>
 
+#include "export_list.h"
 #include "scene.h"
 
 namespace {
@@ -20,45 +20,20 @@ std::vector<std::string> outputOf(const std::string& command)
     return lines;
 }
 
-struct ExportList {
-    std::set<std::string> names, shaders;
-
-    ExportList()
-    {
-        std::ifstream file(LUMO_EXPORT_LIST);
-        std::string line, kind, name;
-        while (std::getline(file, line)) {
-            if (!(std::istringstream(line) >> kind >> name) || kind == "#")
-                continue;
-            names.insert(name);
-            if (kind == "name")
-                continue;
-            shaders.insert(name);
-            names.insert(name + "_version");
-            if (kind != "plain")
-                names.insert(name + "_init");
-            if (kind == "object")
-                names.insert(name + "_exit");
-        }
-    }
-};
-
 TEST(Exports, AreExactlyTheDocumentedNames)
 {
     std::set<std::string> exported;
     for (const std::string& line : outputOf(LUMO_NM " -D --defined-only --format=posix " LUMO_LIBRARY))
         exported.insert(line.substr(0, line.find(' ')));
-    EXPECT_EQ(exported, ExportList().names);
+    EXPECT_EQ(exported, twin::ExportList().symbols());
 }
 
 TEST(Exports, EveryShaderHasVersionTwo)
 {
-    const ExportList list;
-    ASSERT_FALSE(list.shaders.empty());
-    for (const std::string& shader : list.shaders) {
-        ASSERT_TRUE(twin::libraryHas(shader + "_version")) << shader;
+    const std::set<std::string> shaders = twin::ExportList().shaders();
+    ASSERT_FALSE(shaders.empty());
+    for (const std::string& shader : shaders)
         EXPECT_EQ(reinterpret_cast<int (*)()>(twin::librarySymbol((shader + "_version").c_str()))(), 2) << shader;
-    }
 }
 
 /* A renderer function that is reached past the binding would be an undefined symbol. */

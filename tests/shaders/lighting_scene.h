@@ -5,7 +5,6 @@
 #include <vector>
 
 #include "frame_buffer_scene.h"
-#include "library_lights.h"
 
 namespace lighting {
 
@@ -74,10 +73,8 @@ protected:
     miColor result;
 };
 
-/* The parameters as scenes write them. */
-struct PointParameters {
-    miScalar lightRadius = 0;
-    miInteger decayRate = 0;
+/* The parameters as scenes write them: what makes the light what it is, then what point and directional lights share. */
+struct LightParameters {
     miBoolean useDepthMapShadows = 0;
     miBoolean emitDiffuse = 1, emitSpecular = 1;
     miColor color = {1, 1, 1, 1};
@@ -92,22 +89,17 @@ struct PointParameters {
     miTag lightProfile = 0;
 };
 
-struct DirectionalParameters {
+struct PointShape {
+    miScalar lightRadius = 0;
+    miInteger decayRate = 0;
+};
+struct PointParameters : PointShape, LightParameters {};
+
+struct DirectionalShape {
     miInteger useLightPosition = 0;
     miScalar lightAngle = 0;
-    miBoolean useDepthMapShadows = 0;
-    miBoolean emitDiffuse = 1, emitSpecular = 1;
-    miColor color = {1, 1, 1, 1};
-    miScalar intensity = 1;
-    miBoolean useRayTraceShadows = 0;
-    miColor shadowColor = {0, 0, 0, 0};
-    miInteger shadowRays = 1;
-    miInteger rayDepthLimit = 1;
-    miScalar fogRadius = 1;
-    miInteger fogType = 0;
-    miScalar fogIntensity = 1;
-    miTag lightProfile = 0;
 };
+struct DirectionalParameters : DirectionalShape, LightParameters {};
 
 struct AmbientParameters {
     miScalar ambientShade = 0;

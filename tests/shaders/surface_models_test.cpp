@@ -1,59 +1,11 @@
-/* Translucence, irradiance, refraction and surface derivatives, each against its formula worked out here. */
+/* Irradiance, refraction and surface derivatives, each against its formula worked out here. */
 #include <cmath>
 
 #include "surface_scene.h"
 
-extern "C" __attribute__((weak)) miBoolean mi_sample(double* point, int* instance, miState*, miUshort dim, const miUint* n)
-{
-    if (n && static_cast<miUint>(*instance) >= *n)
-        return miFALSE;
-    for (int d = 0; d < dim; ++d)
-        point[d] = (*instance + 0.5) / (n ? *n : 1);
-    ++*instance;
-    return miTRUE;
-}
-
 namespace {
 
 using twin::renderer;
-
-class Models : public SurfaceTest {
-protected:
-    miScalar translucence(miScalar cosine, miScalar focus, miScalar depth, miVector direction = {0, 0, -1})
-    {
-        return library::compute_lambert_translucence(state, cosine, &direction, 0.8f, focus, depth, nullptr);
-    }
-};
-
-TEST_F(Models, TranslucenceFadesInAboveItsThreshold)
-{
-    // Depth 0: from the cosine 0 on, in full from .15.
-    EXPECT_EQ(translucence(0, 0, 0), 0);
-    EXPECT_EQ(translucence(-1, 0, 0), 0);
-    EXPECT_FLOAT_EQ(translucence(0.075f, 0, 0), 0.4f);
-    EXPECT_FLOAT_EQ(translucence(0.15f, 0, 0), 0.8f);
-    EXPECT_FLOAT_EQ(translucence(1, 0, 0), 0.8f);
-    // Depth .02: threshold -.23, full from .15 on: at the cosine -.04 half of it.
-    EXPECT_EQ(translucence(-0.23f, 0, 0.02f), 0);
-    EXPECT_NEAR(translucence(-0.04f, 0, 0.02f), 0.4f, 1e-6f);
-    EXPECT_FLOAT_EQ(translucence(0.15f, 0, 0.02f), 0.8f);
-    // Depth .1: threshold -1.15; the fade is 1 long at most: at -1 it is .15 in.
-    EXPECT_NEAR(translucence(-1, 0, 0.1f), 0.12f, 1e-6f);
-    EXPECT_FLOAT_EQ(translucence(-0.15f, 0, 0.1f), 0.8f);
-    EXPECT_EQ(twin::libraryVariable<const miScalar>("TRANSLUCENCE_ANGLE_FAC"), -11.5f);
-    EXPECT_EQ(twin::libraryVariable<const miScalar>("TRANSLUCENCE_FADE"), 0.15f);
-}
-
-TEST_F(Models, TranslucenceFocusesStraightOn)
-{
-    // The eye looks down -z. Straight through: (1 + 1) / 2 to any power. At right angles: .5 to the power f / (1 - f).
-    EXPECT_FLOAT_EQ(translucence(1, 0.5f, 0, {0, 0, -1}), 0.8f);
-    EXPECT_NEAR(translucence(1, 0.5f, 0, {1, 0, 0}), 0.8f * 0.5f, 1e-4f);
-    EXPECT_NEAR(translucence(1, 0.75f, 0, {1, 0, 0}), 0.8f * 0.125f, 1e-4f);
-    EXPECT_EQ(translucence(1, 0.5f, 0, {0, 0, 1}), 0);
-    EXPECT_EQ(translucence(1, 1, 0, {1, 0, 0}), 0) << "to the power 100000";
-    EXPECT_EQ(translucence(1, 0.5f, 0, {0, 0, 3}), 0) << "directions of any length";
-}
 
 class Irradiance : public SurfaceTest {
 protected:
@@ -232,6 +184,9 @@ protected:
         rays.push_back(dir);
         origins.push_back(state->point);
         *color = {0.8f, 0.4f, 0.2f, 1};
+        const miTag hit = beyond.instance;
+        beyond = stage.child(miRAY_REFRACT);
+        beyond.instance = hit;
         state->child = &beyond;
         state->point = {100, 100, 100};
         state->normal = {1, 0, 0};
@@ -281,25 +236,6 @@ TEST_F(Refraction, FollowsSnellsLaw)
     EXPECT_NEAR(reflected[0].z, std::sqrt(0.75f), 1e-6f);
 }
 
-TEST_F(Refraction, AbsorbsAlongTheWayInside)
-{
-    settings.lightAbsorbance = 0.3f;
-    compute();
-    EXPECT_FLOAT_EQ(through.g, 0.4f) << "nothing on the way in";
-    state->inv_normal = 1;
-    compute();
-    EXPECT_FLOAT_EQ(through.g, 0.4f * std::exp(-1.5f));  // 5 long
-
-    // A sheet of 2 is crossed along 2 / (sqrt(8) / 3) and left in the direction in which it was entered.
-    settings.surfaceThickness = 2;
-    compute();
-    const miScalar way = 6 / std::sqrt(8.0f);
-    EXPECT_FLOAT_EQ(through.g, 0.4f * std::exp(-0.3f * way));
-    EXPECT_EQ(refracted[0].x, state->dir.x);
-    EXPECT_NEAR(origins[0].x, way / 3, 1e-5f);
-    EXPECT_NEAR(origins[0].z, -7, 1e-5f);
-}
-
 TEST_F(Refraction, EndsAtItsLimits)
 {
     const auto traces = [&] { return compute() == miTRUE && through.g > 0; };
@@ -324,35 +260,6 @@ TEST_F(Refraction, EndsAtItsLimits)
     settings.transparency = {1, 1, 1, 1};
     stage.options.trace = miFALSE;
     EXPECT_FALSE(traces());
-}
-
-TEST_F(Refraction, BlurSpreadsRaysAroundTheDirection)
-{
-    settings.refractionBlur = 0.1f;
-    settings.refractionRays = 16;
-    compute();
-    ASSERT_EQ(refracted.size(), 16u);
-    EXPECT_COLOR(through, 0.4f, 0.4f, 0.05f, 1);
-    for (const miVector& dir : refracted) {
-        EXPECT_NEAR(mi_vector_norm(&dir), 1, 1e-5f);
-        const miScalar cosine = dir.x / 3 - dir.z * std::sqrt(8.0f) / 3;
-        EXPECT_GE(cosine, 1 / std::sqrt(1.01f) - 1e-5f);
-    }
-    EXPECT_NE(refracted[0].x, refracted[15].x);
-    state->reflection_level = 1;
-    compute();
-    EXPECT_EQ(refracted.size(), 1u) << "further down the path one ray is enough";
-}
-
-TEST_F(Refraction, ChromaticAberrationSplitsTheColors)
-{
-    settings.chromaticAberration = miTRUE;
-    compute();
-    ASSERT_EQ(refracted.size(), 3u);
-    EXPECT_COLOR(through, 0.4f, 0.4f, 0.05f, 1);
-    EXPECT_GT(refracted[0].x, refracted[1].x) << "red is bent least";
-    EXPECT_GT(refracted[1].x, refracted[2].x);
-    EXPECT_NEAR(refracted[1].x, 1.0f / 3, 1e-6f);
 }
 
 /* The passes of what is seen, and an environment in the beauty, come in with the tint. */
@@ -396,7 +303,7 @@ TEST_F(Refraction, MakesTheSurfaceOpaqueForCompositing)
     EXPECT_EQ(result.transparency.r, 0.5f) << "a composition without refraction";
 }
 
-TEST_F(Models, DerivativesAlwaysSpanAPlane)
+TEST_F(SurfaceTest, DerivativesAlwaysSpanAPlane)
 {
     miVector u, v;
     EXPECT_EQ(library::get_derivs(state, &u, &v), miFALSE);

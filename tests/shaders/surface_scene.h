@@ -4,7 +4,6 @@
 #include <bit>
 
 #include "frame_buffer_scene.h"
-#include "library_surface.h"
 
 /* The parameter block by its words; the defaults are an opaque white surface that writes its passes. */
 struct LambertWords {

@@ -164,20 +164,12 @@ TEST_F(WriteShaders, ChooseTheirBufferByItsNumber)
     EXPECT_TRUE(renderer().messages().empty());
 }
 
-TEST_F(WriteShaders, ThatAreOffDoNothing)
+/* Off, and without buffers, the color is not handed on: networks of existing scenes count on it. */
+TEST_F(WriteShaders, ThatAreOffOrHaveNoBuffersDoNothing)
 {
     DepthBlock block;
-    block.common.evaluationMode = 0;
-    write("Depth", block);
-    EXPECT_EQ(written().r, 0);
-    EXPECT_COLOR(result, 9, 9, 9, 9);
-}
-
-/* Without buffers the color is not handed on: networks of existing scenes count on it. */
-TEST_F(WriteShaders, NeedBuffers)
-{
     const auto writesNothing = [&] {
-        write("Depth", DepthBlock{});
+        write("Depth", block);
         EXPECT_EQ(publishedEntries()[1].slots[0].contribution.r, 0);
         EXPECT_COLOR(result, 9, 9, 9, 9);
     };
@@ -187,18 +179,8 @@ TEST_F(WriteShaders, NeedBuffers)
     publishedEntries()->flags |= 0x2000;
     writesNothing();
     publishedEntries()->flags &= ~0x2000u;
-}
-
-TEST_F(WriteShaders, NeedThePerSampleRecord)
-{
-    stage.rendering.entries.set("vexabase", nullptr, 0, 0);
-    for (const char* kind : {"Color", "Vector", "Depth", "Label"}) {
-        twin::ShaderInstance<ColorBlock> shader;
-        shader->common.evaluationMode = 0;
-        EXPECT_EQ(run(kind, shader), miFALSE);
-        EXPECT_COLOR(result, 9, 9, 9, 9);
-    }
-    EXPECT_EQ(renderer().messageCount("warning", "LumoShaderSDK(): Internal state error."), 4);
+    block.common.evaluationMode = 0;
+    writesNothing();
 }
 
 TEST_F(WriteShaders, WriteIntoClosedBuffers)
@@ -236,11 +218,13 @@ TEST_F(WriteShaders, GuardTheirPhase)
     miScalar value = 11;
     outer.connect(&outer->value, [&](miState*) {
         EXPECT_EQ(entry(0).flags & 0x10000u, 0x10000u);
+        EXPECT_EQ(user().flags & 0x8000u, 0u) << "its own buffer is open by now";
         run("Depth", inner);
         stage.run(outer);
         return static_cast<void*>(&value);
     });
     entry(0).flags |= 0x8000;
+    user().flags |= 0x8000;
     EXPECT_EQ(run("Depth", outer), miTRUE);
     EXPECT_EQ(written(0).r, 11);
     EXPECT_EQ(written(1).r, 0);
@@ -279,20 +263,6 @@ TEST_F(WriteShaders, UseTheSlotOfTheRayLevel)
     write("Depth", DepthBlock{});
     EXPECT_EQ(user().slots[3].contribution.r, 5);
     EXPECT_EQ(written().r, 0);
-}
-
-TEST_F(WriteShaders, EvaluateConnectedParametersOnEveryCall)
-{
-    twin::ShaderInstance<ColorBlock> shader;
-    miColor value = {0.5f, 0.5f, 0.5f, 7}, handedOn = {1, 1, 1, 1};
-    miScalar alpha = 0.25f;
-    const auto& connection = shader.connect(&shader->value, &value);
-    shader.connect(&shader->alpha, &alpha);
-    shader.connect(&shader->common.color, &handedOn);
-    EXPECT_EQ(run("Color", shader), miTRUE);
-    EXPECT_COLOR(written(), 0.5f, 0.5f, 0.5f, 0.25f);
-    EXPECT_COLOR(result, 1, 1, 1, 1);
-    EXPECT_EQ(connection.evaluations, 1);
 }
 
 }  // namespace
