@@ -30,6 +30,8 @@ TEST(Constants, HaveTheirExactValues)
         EXPECT_EQ(libraryVariable<miMatrix>("VEXA_IDENTITY_MATRIX")[i], i % 5 == 0 ? 1.0f : 0.0f);
         EXPECT_EQ(libraryVariable<miMatrix>("VEXA_NULL_MATRIX")[i], 0.0f);
     }
+    EXPECT_EQ(libraryVariable<miScalar>("TRANSLUCENCE_ANGLE_FAC"), -11.5f);
+    EXPECT_EQ(libraryVariable<miScalar>("TRANSLUCENCE_FADE"), 0.15f);
     EXPECT_STREQ(libraryVariable<const char*>("VEXA_FRAMEBUFFER_DATA_SUFFIX"), ":fbdata");
     EXPECT_STREQ(libraryVariable<const char*>("PASS_TYPE_INFO_KEY"), "lumoPassState");
     EXPECT_STREQ(libraryVariable<const char*>("FRAME_BUFFER_INFO_KEY"), "lumoFBInfo");

@@ -50,17 +50,6 @@ TEST_F(ShaderObject, LivesFromInstanceInitToExit)
     EXPECT_EQ(renderer().memory.releases[1].line, 150);
 }
 
-TEST_F(ShaderObject, IsNullWhenThereIsNoMemory)
-{
-    shader.object() = &wantsInstances;
-    renderer().memory.fails = [](const twin::Allocation&) { return true; };
-    depthShader.init(state, shader.parameters(), &wantsInstances);
-    EXPECT_EQ(shader.object(), nullptr);
-    EXPECT_TRUE(renderer().messages().empty());
-    depthShader.exit(state, shader.parameters());
-    EXPECT_TRUE(renderer().memory.releases.empty());
-}
-
 TEST_F(ShaderObject, EvaluatesCapturedParametersOnceAtInit)
 {
     miScalar near = 1;
@@ -75,20 +64,6 @@ TEST_F(ShaderObject, EvaluatesCapturedParametersOnceAtInit)
         depthShader.call(nullptr, state, shader.parameters(), nullptr);
     EXPECT_EQ(nearConnection.evaluations, 1);
     EXPECT_EQ(passConnection.evaluations, 1);
-    depthShader.exit(state, shader.parameters());
-}
-
-TEST_F(ShaderObject, NeedsThePerSampleRecord)
-{
-    depthShader.init(state, shader.parameters(), &wantsInstances);
-    miColor result = {1, 2, 3, 4};
-    EXPECT_EQ(depthShader.call(&result, state, shader.parameters(), nullptr), miFALSE);
-    EXPECT_EQ(renderer().messageCount("warning", "LumoShaderSDK(): Internal state error."), 1);
-    EXPECT_EQ(result.r, 1);
-    EXPECT_EQ(result.a, 4);
-
-    stage.placeVexabase();
-    EXPECT_EQ(depthShader.call(&result, state, shader.parameters(), nullptr), miTRUE);
     depthShader.exit(state, shader.parameters());
 }
 

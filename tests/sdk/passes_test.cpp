@@ -190,22 +190,25 @@ TEST_F(Passes, ColorWritesFollowModeWeightAndLight)
     }
 }
 
-TEST_F(Passes, EnvironmentRaysWriteNothing)
+TEST_F(Passes, EnvironmentRaysAndFilteredLevelsWriteNothing)
 {
     randomise();
-    slots[0].levelFlags = 0;
     entries[0].flags = 0;
-    const std::vector<PlainSlot> before = snapshot();
     const miColor value = {1, 1, 1, 1};
     const miInteger number = 1;
     const miUint add = kWriteAdd, none = kWriteNone;
     const miCBoolean flags = 0;
     const miScalar weight = 1;
     state->type = miRAY_ENVIRONMENT;
-    EXPECT_EQ(library::passWriteColor(state, &value, &entries[0], &add, &flags, &weight, nullptr, nullptr), miFALSE);
-    EXPECT_EQ(library::passWriteInteger(state, &number, &entries[0], &add, &flags, &weight), miFALSE);
-    EXPECT_EQ(library::passWriteColor(state, &value, &entries[0], &none, &flags, &weight, nullptr, nullptr), miTRUE);
-    expectSlots(before);
+    for (const miUint levelFlags : {0u, 1u}) {
+        slots[0].levelFlags = levelFlags;
+        const std::vector<PlainSlot> before = snapshot();
+        EXPECT_EQ(library::passWriteColor(state, &value, &entries[0], &add, &flags, &weight, nullptr, nullptr), miFALSE);
+        EXPECT_EQ(library::passWriteInteger(state, &number, &entries[0], &add, &flags, &weight), miFALSE);
+        EXPECT_EQ(library::passWriteColor(state, &value, &entries[0], &none, &flags, &weight, nullptr, nullptr), miTRUE);
+        expectSlots(before);
+        state->type = miRAY_EYE;
+    }
 }
 
 class IntegerWrites : public Passes {
@@ -248,17 +251,6 @@ TEST_F(IntegerWrites, StayInTheRangeOfIntegers)
     EXPECT_EQ(write(0, 5, 3, 1, std::nanf("")), 0);
     EXPECT_EQ(write(0, 5, 3, 1, INFINITY), 2147483647);
     EXPECT_EQ(write(2147483647, 1, 1), -2147483647 - 1);
-}
-
-TEST_F(IntegerWrites, RespectFilteredLevels)
-{
-    const miInteger value = 3;
-    const miUint mode = kWriteReplace;
-    const miCBoolean flags = 0;
-    const miScalar weight = 1;
-    slots[0].levelFlags = 1;
-    EXPECT_EQ(library::passWriteInteger(state, &value, &entries[0], &mode, &flags, &weight), miFALSE);
-    EXPECT_EQ(slots[0].contribution.r, 0.0f);
 }
 
 TEST_F(Passes, LightSumAddsWithoutAnyTest)

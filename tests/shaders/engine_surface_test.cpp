@@ -40,15 +40,6 @@ TEST_F(Engine, NeedsAConnectedSurface)
     EXPECT_EQ(renderer().messages().size(), 5u);
 }
 
-TEST_F(Engine, LeavesTheInitRequestAlone)
-{
-    const twin::ShaderEntry<EngineBlock> entry("lumoVexaShadingEngine");
-    miBoolean wantsInstances = 9;
-    entry.init(state, nullptr, &wantsInstances);
-    EXPECT_EQ(wantsInstances, 9);
-    EXPECT_EQ(entry.exit, nullptr);
-}
-
 TEST_F(Engine, GivesTheColorWithTheMatteAsAlpha)
 {
     front.surface.color() = {.1f, .2f, .3f, .4f};

@@ -72,35 +72,6 @@ TEST_F(Sheet, EntryFlagsDecideWhatShowsThrough)
     EXPECT_RGB(slot(4).color, .34f, .27f, .275f);
 }
 
-TEST_F(Sheet, ObjectsLeftOutShowWhatLiesBehind)
-{
-    // Excluded from entries 0 to 2, in all of entries 3.
-    state->instance = masked("8");
-    back.onEvaluation = [&](miState*) {
-        for (std::size_t i = 0; i < 4; ++i)
-            EXPECT_EQ(slot(i).levelFlags & 1u, 0u) << i;
-    };
-    usePasses({{5, kComposited}, {5, 0}, {5, kComposited | kMatte}, {5, kComposited}});
-    // The object behind takes part in everything.
-    const miTag all = masked("f");
-    renderer().tracing.transparent = [&](miColor* color, miState* parent) {
-        seen = *parent;
-        ++seen.refraction_level;
-        seen.type = miRAY_TRANSPARENT;
-        seen.instance = all;
-        parent->child = &seen;
-        return back.shade(color, &seen);
-    };
-    EXPECT_EQ(shade(), miTRUE);
-    EXPECT_RGB(slot(0).color, .16f, .48f, .8f);
-    EXPECT_RGB(slot(1).color, .16f, .48f, .8f);
-    // Held out: .25 (.16 .48 .8)
-    EXPECT_RGB(slot(2).color, .04f, .12f, .2f);
-    EXPECT_RGB(slot(3).color, .34f, .27f, .275f);
-    EXPECT_EQ(slot(0).levelFlags, 0xDu);
-    EXPECT_EQ(slot(3).levelFlags, 0u);
-}
-
 /* An opaque object is traced through for the buffers that leave it out, and hides what is behind it from the others. */
 TEST_F(Sheet, OpaqueObjectsAreLookedBehindForTheBuffersThatLeaveThemOut)
 {
@@ -151,15 +122,6 @@ TEST_F(Sheet, ClearSurfacesCountAsNotThere)
     EXPECT_EQ(frame().flags & 2u, 0u);
 }
 
-TEST_F(Sheet, FullTransparencyNeedsAThresholdToo)
-{
-    front.surface.transparency() = {1, 1, 1, 0};
-    usePasses({{5, kComposited}});
-    EXPECT_EQ(shade(), miTRUE);
-    EXPECT_EQ(renderer().tracing.continued.calls(), 0);
-    EXPECT_RGB(slot(0).color, .46f, .63f, .875f);
-}
-
 TEST_F(Sheet, ShadersBehindAFullyClearSurfaceAreToldSo)
 {
     usePasses({{5, kComposited}});
@@ -185,16 +147,6 @@ TEST_F(Sheet, ShadersBehindAFullyClearSurfaceAreToldSo)
     frame().flags |= 8;
     EXPECT_EQ(shade(), miTRUE);
     EXPECT_EQ(frame().flags & 8u, 8u);
-}
-
-TEST_F(Sheet, OpaquePassesKeepTheFrontAlone)
-{
-    usePasses({{0, kComposited}, {5, kComposited}});
-    front.engine->opaquePasses = miTRUE;
-    EXPECT_EQ(shade(), miTRUE);
-    EXPECT_COLOR(result, .265f, .2325f, .25625f, 1);
-    EXPECT_RGB(slot(0).color, .225f, .1125f, .05625f);
-    EXPECT_RGB(slot(1).color, .3f, .15f, .075f);
 }
 
 TEST_F(Sheet, TracesOnAtItsOwnLevel)
@@ -278,12 +230,6 @@ TEST_F(Sheet, IsWalkedThroughOnlyWhenItMatters)
         EXPECT_EQ(shade(), miTRUE);
         EXPECT_EQ(walks() > before, each.walks) << each.transparency << ' ' << each.weight << ' ' << each.threshold;
     }
-}
-
-TEST_F(Sheet, IsWalkedThroughWithoutBuffers)
-{
-    EXPECT_EQ(shade(), miTRUE);
-    EXPECT_COLOR(result, .265f, .2325f, .25625f, 1);
 }
 
 TEST_F(Sheet, PathsEndAfter256States)

@@ -31,15 +31,6 @@ protected:
     }
 };
 
-TEST_F(Engines, InitLeavesTheRequestAlone)
-{
-    for (const char* name : {"lumoVexaSimpleShadingEngine", "lumoVexaRenderTargetShadingEngine"}) {
-        miBoolean wantsInstances = 9;
-        twin::ShaderEntry<EngineParameters>(name).init(state, nullptr, &wantsInstances);
-        EXPECT_EQ(wantsInstances, 9) << name;
-    }
-}
-
 TEST_F(Engines, AnswerEyeRaysOnly)
 {
     miUint* record = stage.placeVexabase();
@@ -51,23 +42,6 @@ TEST_F(Engines, AnswerEyeRaysOnly)
             EXPECT_COLOR(result, 9, 9, 9, 9);
             EXPECT_EQ(record[114], 5u);
         }
-}
-
-TEST_F(Engines, NeedThePerSampleRecord)
-{
-    for (const char* which : {"Simple", "RenderTarget"}) {
-        const int before = renderer().messageCount("warning", "(): Internal state error.");
-        EXPECT_EQ(call(which), miFALSE);
-        EXPECT_COLOR(result, 9, 9, 9, 9);
-        EXPECT_EQ(renderer().messageCount("warning", "(): Internal state error."), before + 1);
-    }
-}
-
-TEST_F(Engines, HandOnTheStoredColorWithTheirAlpha)
-{
-    stage.placeVexabase();
-    EXPECT_EQ(call(), miTRUE);
-    EXPECT_COLOR(result, 0.1f, 0.2f, 0.3f, 0.5f);
 }
 
 TEST_F(Engines, CallTheConnectedSurfaceEveryTime)
@@ -119,17 +93,6 @@ TEST_F(Engines, KeepTheTextureCoordinatesOfTheObject)
     EXPECT_EQ(state->tex_list, own);
     EXPECT_EQ(own[0].x, 1);
     EXPECT_EQ(stage.rendering.entries.lifetime("lumoTexList"), -1);
-}
-
-TEST_F(Engines, ReportMissingTextureCoordinates)
-{
-    stage.placeVexabase();
-    stage.rendering.entries.refused = "lumoTexList";
-    for (const char* which : {"Simple", "RenderTarget"}) {
-        call(which);
-        EXPECT_EQ(state->tex_list, nullptr);
-    }
-    EXPECT_EQ(renderer().messageCount("error", "Internal error: tex_list not initialized."), 2);
 }
 
 TEST_F(Engines, OfRenderTargetsGiveThePositionInTheImage)

@@ -124,17 +124,6 @@ TEST_F(StateShaders, CheckTheirRole)
     }
 }
 
-TEST_F(StateShaders, RefuseUnknownOperations)
-{
-    EXPECT_EQ(operate(4), miFALSE);
-    EXPECT_EQ(renderer().messageCount("warning", "vexa_state(): Invoked with invalid opcode."), 1);
-    twin::ShaderInstance<InitParameters> shader{InitParameters{}};
-    stage.run(shader);
-    OperationArgument argument{-1, miTRUE};
-    EXPECT_EQ(fill.call(nullptr, state, shader.parameters(), &argument), miFALSE);
-    EXPECT_EQ(renderer().messageCount("warning", "lumoFrameBufferInit(): Invoked with invalid opcode."), 1);
-}
-
 TEST_F(StateShaders, FillABufferBeforeEachSample)
 {
     addPass("first");

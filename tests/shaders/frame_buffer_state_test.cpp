@@ -254,13 +254,15 @@ TEST_F(SampleExit, WritesColorsAndForcesAlpha)
         EXPECT_COLOR(buffer("type" + std::to_string(type)), 0.5f, 0.25f, 0.125f, keepsAlpha ? 0.5f : 1);
     }
     EXPECT_FLOAT_EQ(entry(0).slots[0].color.a, 1) << "the slot's own alpha is forced too";
-}
 
-TEST_F(SampleExit, LeavesAlphaZeroAlone)
-{
+    // No alpha is none; a traced ray of the rasterizer is like any other.
+    stage.options.scanline = 'r';
     entry(0).slots[0].color = {0.5f, 0, 0, 0};
+    entry(4).slots[0].color.a = 0.5f;
+    stage.rendering.buffers.beginSample();
     endSample();
     EXPECT_COLOR(buffer("type15"), 0.5f, 0, 0, 0);
+    EXPECT_FLOAT_EQ(entry(4).slots[0].color.a, 1);
 }
 
 TEST_F(SampleExit, LeavesBuffersAloneThatWereWritten)
@@ -298,13 +300,6 @@ TEST_F(SampleExit, CompositesInTheRasterizer)
     mi_fb_put(state, indexOf("type16"), &written);
     endSample();
     EXPECT_COLOR(buffer("type16"), 0.25f, 0, 0, 0);
-}
-
-TEST_F(SampleExit, IsOrdinaryForTracedRaysOfTheRasterizer)
-{
-    stage.options.scanline = 'r';
-    endSample();
-    EXPECT_FLOAT_EQ(entry(0).slots[0].color.a, 1);
 }
 
 }  // namespace

@@ -63,7 +63,6 @@ TEST_F(AreaLight, IrradianceOfSmallLightsIsSmooth)
 
 TEST_F(AreaLight, IrradianceSurvivesBrokenCorners)
 {
-    const miScalar nan = std::nanf(""), inf = std::numeric_limits<miScalar>::infinity();
     EXPECT_EQ(irradiance(up, Corners{}), 0) << "all corners at the point";
     // Two corners in the same place: a triangle, half of the square.
     Corners corners = ceiling(0, 0, 1, 1, 1);
@@ -73,11 +72,6 @@ TEST_F(AreaLight, IrradianceSurvivesBrokenCorners)
     corners = ceiling(0, 0, 1, 1, 1);
     corners[1] = corners[0];
     EXPECT_NEAR(one + irradiance(up, corners), whole, 1e-4);
-    for (const miScalar broken : {nan, inf, 1e30f, -1e30f}) {
-        corners[1].y = broken;
-        irradiance(up, corners);
-    }
-    EXPECT_EQ(library::arealight_lambertian_reflect(&origin, &up, nullptr), 0);
 }
 
 class AreaHighlight : public AreaLight {
@@ -158,7 +152,6 @@ TEST_F(AreaHighlight, OutsideItIsTheClosestPointOfTheEdges)
 
 TEST_F(AreaHighlight, SurvivesWhatIsNoLight)
 {
-    const miScalar nan = std::nanf(""), inf = std::numeric_limits<miScalar>::infinity();
     for (const miTag tag : {miTag{0}, renderer().database.addString("light")}) {
         light = tag;
         // Without a light space only edges are left: the closest is straight up along one, 2 / sqrt(5).
@@ -166,10 +159,6 @@ TEST_F(AreaHighlight, SurvivesWhatIsNoLight)
     }
     lightInstance();
     EXPECT_EQ(closest({0, -1, 0}), 0) << "away from the light";
-    for (const miScalar broken : {0.0f, nan, inf, 1e30f})
-        closest({broken, broken, 0});
-    EXPECT_EQ(library::arealight_max_phong_spec_dir(&origin, &up, nullptr, light, &direction), 0);
-    EXPECT_EQ(direction.y, 1);
 }
 
 }  // namespace

@@ -74,25 +74,6 @@ TEST_F(DirectionalLight, GivesTexturesThePointInItsSpace)
     EXPECT_EQ(coordinates[0].x, 5);
 }
 
-TEST_F(DirectionalLight, AsDefaultShinesAlone)
-{
-    shader->color = {1, 0.5f, 0.25f, 0.75f};
-    miTag lights[3] = {};
-    for (const int others : {0, 1, 2, 3}) {
-        renderer().lighting.exclusiveLights = [&](int* n, miTag** list, miState*) {
-            EXPECT_EQ(*n, 0);
-            *n = others;
-            *list = lights;
-            return miTRUE;
-        };
-        EXPECT_EQ(call("lumoVexaDefaultLight"), others < 2 ? miTRUE : miFALSE);
-        if (others < 2)
-            EXPECT_COLOR(result, 1, 0.5f, 0.25f, 0.75f);
-        else
-            EXPECT_COLOR(result, 9, 9, 9, 9);
-    }
-}
-
 class AmbientLight : public LightShaderTest {
 protected:
     miBoolean call() { return LightShaderTest::call("lumoVexaAmbientLight", shader); }

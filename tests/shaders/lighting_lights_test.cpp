@@ -1,6 +1,5 @@
 /* The point light, step by step: color, records, shadows; everything that the other lights share. */
 #include <cmath>
-#include <limits>
 
 #include "lighting_scene.h"
 
@@ -35,21 +34,6 @@ protected:
 
     twin::ShaderInstance<PointParameters> shader;
 };
-
-TEST_F(PointLight, NeedsThePerSampleRecord)
-{
-    const std::pair<const char*, const char*> warnings[] = {
-        {"lumoVexaPointLight", "vexa_pointlight(): Internal state error."},
-        {"lumoVexaDirectionalLight", "vexa_directionallight(): Internal state error."},
-        {"lumoVexaDefaultLight", "vexa_defaultlight(): Internal state error."},
-        {"lumoVexaAmbientLight", "vexa_ambientlight(): Internal state error."}};
-    stage.rendering.entries.set("vexabase", nullptr, 0, miSS_LIFETIME_RECT);
-    for (const auto& [name, warning] : warnings) {
-        EXPECT_EQ(LightShaderTest::call(name, shader), miFALSE);
-        EXPECT_COLOR(result, 9, 9, 9, 9);
-        EXPECT_EQ(renderer().messageCount("warning", warning), 1) << name;
-    }
-}
 
 TEST_F(PointLight, FallsWithTheDistanceByItsRate)
 {
@@ -256,32 +240,6 @@ TEST_F(PointLight, GivesTexturesTheDirectionAroundIt)
     EXPECT_EQ(light.tex_list, nullptr);
 }
 
-TEST_F(PointLight, EvaluatesEveryConnectedParameterItNeeds)
-{
-    miScalar radius = 0, intensity = 8, fog = 0;
-    miInteger rate = 2, rays = 1, limit = 5;
-    miBoolean on = 1, off = 0;
-    miColor bright = {1, 2, 4, 1}, dark = {0.5f, 0.5f, 0.5f, 1};
-    miTag none = 0;
-    PointParameters& p = *shader.parameters();
-    shader.connect(&p.lightRadius, &radius), shader.connect(&p.decayRate, &rate);
-    shader.connect(&p.useDepthMapShadows, &off), shader.connect(&p.emitDiffuse, &off);
-    shader.connect(&p.emitSpecular, &on), shader.connect(&p.color, &bright), shader.connect(&p.intensity, &intensity);
-    shader.connect(&p.useRayTraceShadows, &on), shader.connect(&p.shadowColor, &dark);
-    shader.connect(&p.shadowRays, &rays), shader.connect(&p.rayDepthLimit, &limit);
-    shader.connect(&p.lightProfile, &none);
-    auto& unused = shader.connect(&p.fogRadius, &fog);
-    p.color = {7, 7, 7, 7}, p.intensity = 7, p.emitDiffuse = 1, p.shadowColor = {7, 7, 7, 7};
-    place({0, 2, -5}, {0, 0, -5});
-    occlude({0.5f, 0.5f, 0.5f, 1});
-    EXPECT_EQ(call(), miTRUE);
-    // 8 / 2^2 = 2: (2, 4, 8) and (.5, .5, .5), half of each
-    EXPECT_COLOR(result, 1.25f, 2.25f, 4.25f, 1);
-    EXPECT_EQ(data().diffuse, 0);
-    EXPECT_EQ(data().specular, 1);
-    EXPECT_EQ(unused.evaluations, 0);
-}
-
 TEST_F(PointLight, FogFollowsItsType)
 {
     const miUint on = 1;
@@ -362,31 +320,6 @@ TEST_F(PointLight, FlatShapesShineToTheSideOfTheirNormal)
             EXPECT_EQ(result.r, 1);
         }
     }
-}
-
-TEST_F(PointLight, SurvivesAnyParameters)
-{
-    const miScalar nan = std::nanf(""), inf = std::numeric_limits<miScalar>::infinity();
-    stage.options.use_shadow_maps = 1;
-    publishTwo();
-    light.tex_list = nullptr;
-    for (const miScalar number : {nan, inf, -inf, 1e30f, -1e30f, 0.0f})
-        for (const miInteger whole : {0, 1, 3, 100, -2147483647 - 1})
-            for (const miUint fog : {0u, 1u}) {
-                record[6] = fog;
-                shader->lightRadius = shader->intensity = shader->fogRadius = shader->fogIntensity = number;
-                shader->color = shader->shadowColor = {number, number, number, number};
-                shader->decayRate = shader->fogType = shader->shadowRays = whole;
-                shader->useDepthMapShadows = whole == 3;
-                shader->useRayTraceShadows = 1;
-                shader->rayDepthLimit = 100;
-                EXPECT_EQ(call(), miTRUE);
-            }
-    light.light_instance = renderer().database.addString("no light");
-    light.dir = {nan, 0, 0};
-    light.org = light.dir = {0, 0, 0};
-    shader->lightRadius = 1;
-    EXPECT_EQ(call(), miTRUE);
 }
 
 }  // namespace

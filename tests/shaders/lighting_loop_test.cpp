@@ -154,24 +154,4 @@ TEST_F(LightLoop, EndWithoutSamplesOnlyEndsTheLoop)
     }
 }
 
-TEST_F(LightLoop, NeedsNoEntries)
-{
-    setEntries({0x1});
-    const miColor white = {1, 1, 1, 1};
-    state->light_instance = miNULLTAG;
-    const auto callAll = [&](miUint entryCount, FrameBufferInfo* entry) {
-        library::sampleLightBegin(entryCount, entry);
-        library::setupLightContributions(entryCount, entry, state);
-        library::handleNonLumoLights(entryCount, entry, &white, miNULLTAG, state);
-        library::setLightIrradiance(entryCount, entry, &white);
-        library::sampleLightEnd(state, entryCount, entry, 1, &mode, &plain, &weight);
-    };
-    callAll(0, first());
-    callAll(0, nullptr);
-    callAll(3, nullptr);
-    EXPECT_EQ(entries[0].flags, 0x1u);
-    EXPECT_COLOR(entries[0].lightSum, 9, 9, 9, 9);
-    EXPECT_TRUE(renderer().messages().empty());
-}
-
 }  // namespace

@@ -49,69 +49,61 @@ protected:
     }
     void end(miUint samples) { library::traceShadowAccumulateEnd(count(), first(), samples, &kLight, &kShadow); }
 
-    miColor result = {9, 9, 9, 9};
+    void expect(Entry which, const miColor& light, const miColor& shadow)
+    {
+        SCOPED_TRACE(which);
+        EXPECT_COLOR(entries[which].lightValue, light.r, light.g, light.b, light.a);
+        EXPECT_COLOR(entries[which].shadowValue, shadow.r, shadow.g, shadow.b, shadow.a);
+    }
+
+    static constexpr miColor kFull = {0.8f, 0.6f, 0.4f, 1}, kArriving = {0.45f, 0.3f, 0.4f, 1},
+                             kBlocked = {0.35f, 0.3f, 0, 1}, kInShadow = {0.1f, 0.2f, 0.3f, 1},
+                             kAllBlocked = {0.7f, 0.4f, 0.1f, 1}, kNone = {0, 0, 0, 1}, kZero = {0, 0, 0, 0},
+                             kOnes = {1, 1, 1, 1}, kNines = {9, 9, 9, 9};
+    miColor result = kNines;
 };
 
 TEST_F(ShadowAccumulation, EachPassGetsItsOwnShadow)
 {
     // Whether something got through for the picture makes no difference to the passes.
     for (const miBoolean lit : {miTRUE, miFALSE}) {
-        occlude({0, 0, 0, 0}, kTransmission, lit);
+        occlude(kZero, kTransmission, lit);
         EXPECT_EQ(trace(0), lit);
         EXPECT_COLOR(result, 0, 0, 0, 0);
-        EXPECT_COLOR(entries[kExcluded].lightValue, 0, 0, 0, 1);
-        EXPECT_COLOR(entries[kExcluded].shadowValue, 0, 0, 0, 0);
-        EXPECT_COLOR(entries[kUnshadowed].lightValue, 0.8f, 0.6f, 0.4f, 1);
-        EXPECT_COLOR(entries[kUnshadowed].shadowValue, 0, 0, 0, 0);
-        EXPECT_COLOR(entries[kUnshadowedInverted].lightValue, 0.8f, 0.6f, 0.4f, 1);
-        EXPECT_COLOR(entries[kPlain].lightValue, 0.45f, 0.3f, 0.4f, 1);
-        EXPECT_COLOR(entries[kPlain].shadowValue, 0.5f, 0.25f, 1, 0.75f);
-        EXPECT_COLOR(entries[kInvertedEntry].lightValue, 0.35f, 0.3f, 0, 1);
-        EXPECT_COLOR(entries[kInvertedEntry].shadowValue, 0.45f, 0.3f, 0.4f, 1);
+        expect(kExcluded, kNone, kZero);
+        expect(kUnshadowed, kFull, kZero);
+        expect(kUnshadowedInverted, kFull, kZero);
+        expect(kPlain, kArriving, kTransmission);
+        expect(kInvertedEntry, kBlocked, kArriving);
     }
-}
-
-TEST_F(ShadowAccumulation, OpaqueOccludersLeaveTheShadowColor)
-{
-    occlude({0, 0, 0, 0}, {0, 0, 0, 0}, miFALSE);
+    occlude(kZero, kZero, miFALSE);
     trace(0);
-    EXPECT_COLOR(entries[kPlain].lightValue, 0.1f, 0.2f, 0.3f, 1);
-    // L - S = (.7, .4, .1)
-    EXPECT_COLOR(entries[kInvertedEntry].lightValue, 0.7f, 0.4f, 0.1f, 1);
-    EXPECT_COLOR(entries[kInvertedEntry].shadowValue, 0.1f, 0.2f, 0.3f, 1);
+    expect(kPlain, kInShadow, kZero);
+    expect(kInvertedEntry, kAllBlocked, kInShadow);
 }
 
 TEST_F(ShadowAccumulation, OneResultForAllPasses)
 {
-    occlude(kTransmission, {0, 0, 0, 0});
+    // Their own shadow values are as the occluder left them.
+    occlude(kTransmission, kZero);
     EXPECT_EQ(trace(1), miTRUE);
     EXPECT_COLOR(result, 0.5f, 0.25f, 1, 0.75f);
-    EXPECT_COLOR(entries[kExcluded].lightValue, 0, 0, 0, 1);
-    EXPECT_COLOR(entries[kExcluded].shadowValue, 9, 9, 9, 9);
-    EXPECT_COLOR(entries[kUnshadowed].lightValue, 0.8f, 0.6f, 0.4f, 1);
-    EXPECT_COLOR(entries[kUnshadowed].shadowValue, 1, 1, 1, 1);
-    EXPECT_COLOR(entries[kPlain].lightValue, 0.45f, 0.3f, 0.4f, 1);
-    EXPECT_COLOR(entries[kPlain].shadowValue, 0, 0, 0, 0);  // as the occluder left it
-    EXPECT_COLOR(entries[kInvertedEntry].lightValue, 0.35f, 0.3f, 0, 1);
-    EXPECT_COLOR(entries[kInvertedEntry].shadowValue, 0.45f, 0.3f, 0.4f, 1);
-}
+    expect(kExcluded, kNone, kNines);
+    expect(kUnshadowed, kFull, kOnes);
+    expect(kPlain, kArriving, kZero);
+    expect(kInvertedEntry, kBlocked, kArriving);
 
-TEST_F(ShadowAccumulation, OneResultOfABlockedRayIsTheShadowColor)
-{
-    // What is left in the ray's color does not count.
-    occlude(kTransmission, {1, 1, 1, 1}, miFALSE);
+    // Of a blocked ray it is the shadow color; what is left in the ray's color does not count.
+    occlude(kTransmission, kOnes, miFALSE);
     EXPECT_EQ(trace(1), miFALSE);
-    EXPECT_COLOR(entries[kUnshadowed].lightValue, 0.8f, 0.6f, 0.4f, 1);
-    EXPECT_COLOR(entries[kPlain].lightValue, 0.1f, 0.2f, 0.3f, 1);
-    EXPECT_COLOR(entries[kInvertedEntry].lightValue, 0.7f, 0.4f, 0.1f, 1);
-    EXPECT_COLOR(entries[kInvertedEntry].shadowValue, 0.1f, 0.2f, 0.3f, 1);
+    expect(kUnshadowed, kFull, kOnes);
+    expect(kPlain, kInShadow, kOnes);
+    expect(kInvertedEntry, kAllBlocked, kInShadow);
 }
 
 TEST_F(ShadowAccumulation, SeveralRaysAreAveraged)
 {
     library::traceShadowAccumulateBegin(count(), first());
-    for (const FrameBufferInfo& entry : entries)
-        EXPECT_COLOR(entry.shadowSum, 0, 0, 0, 0);
     // The mean of (1, .5, 1, 1) and (0, 0, 1, .5) is the transmission of the single ray.
     accumulate({1, 0.5f, 1, 1});
     accumulate({0, 0, 1, 0.5f});
@@ -120,46 +112,15 @@ TEST_F(ShadowAccumulation, SeveralRaysAreAveraged)
     EXPECT_COLOR(entries[kExcluded].shadowSum, 0, 0, 0, 0);
 
     end(2);
-    EXPECT_COLOR(entries[kExcluded].lightValue, 0, 0, 0, 1);
-    EXPECT_COLOR(entries[kExcluded].shadowValue, 0, 0, 0, 0);
-    EXPECT_COLOR(entries[kPlain].lightValue, 0.45f, 0.3f, 0.4f, 1);
-    EXPECT_COLOR(entries[kPlain].shadowValue, 0.5f, 0.25f, 1, 0.75f);
-    EXPECT_COLOR(entries[kInvertedEntry].lightValue, 0.35f, 0.3f, 0, 1);
+    expect(kExcluded, kNone, kZero);
+    expect(kPlain, kArriving, kTransmission);
     // Not as for a single ray: the transmission here, and the light's own alpha there.
-    EXPECT_COLOR(entries[kInvertedEntry].shadowValue, 0.5f, 0.25f, 1, 0.75f);
-    EXPECT_COLOR(entries[kUnshadowed].lightValue, 0.8f, 0.6f, 0.4f, 0.5f);
-    EXPECT_COLOR(entries[kUnshadowed].shadowValue, 1, 1, 1, 1);
-}
+    expect(kInvertedEntry, kBlocked, kTransmission);
+    expect(kUnshadowed, kLight, kOnes);
 
-TEST_F(ShadowAccumulation, WithoutACountTheSumStands)
-{
-    library::traceShadowAccumulateBegin(count(), first());
-    accumulate({1, 0.5f, 1, 1});
-    accumulate({0, 0, 1, 0.5f});
+    // Without a count the sum stands, s = (1, .5, 2): 1 x .8 + 0, .5 x .6 + .5 x .2, 2 x .4 - 1 x .3
     end(0);
-    // s = (1, .5, 2): 1 x .8 + 0, .5 x .6 + .5 x .2, 2 x .4 - 1 x .3
-    EXPECT_COLOR(entries[kPlain].shadowValue, 1, 0.5f, 2, 1.5f);
-    EXPECT_COLOR(entries[kPlain].lightValue, 0.8f, 0.4f, 0.5f, 1);
-}
-
-TEST_F(ShadowAccumulation, TracesWithoutEntriesToo)
-{
-    renderer().tracing.shadow = [](miColor* ray, miState*) {
-        EXPECT_COLOR(*ray, 1, 1, 1, 1);
-        ray->g = 0.5f;
-        return miTRUE;
-    };
-    for (FrameBufferInfo* none : {first(), static_cast<FrameBufferInfo*>(nullptr)})
-        for (const miUint claimed : {0u, none ? 0u : 3u}) {
-            EXPECT_EQ(library::traceShadow(claimed, none, &result, &kLight, &kShadow, 0, state), miTRUE);
-            EXPECT_COLOR(result, 1, 0.5f, 1, 1);
-            library::traceShadowAccumulateBegin(claimed, none);
-            EXPECT_EQ(library::traceShadowAccumulate(claimed, none, &result, state), miTRUE);
-            EXPECT_COLOR(result, 1, 0.5f, 1, 1);
-            library::traceShadowAccumulateEnd(claimed, none, 1, &kLight, &kShadow);
-            EXPECT_EQ(library::applyShadowTransparencyToFrameBuffers(claimed, none, &kLight, 0, state), miFALSE);
-        }
-    EXPECT_COLOR(entries[kPlain].lightValue, 9, 9, 9, 9);
+    expect(kPlain, {0.8f, 0.4f, 0.5f, 1}, {1, 0.5f, 2, 1.5f});
 }
 
 class Occluders : public LightingTest {

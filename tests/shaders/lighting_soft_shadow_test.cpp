@@ -1,7 +1,6 @@
-/* Soft shadows: where their rays go, how many there are, and how evenly they cover the light. */
+/* Soft shadows: where their rays go, and how many there are. */
 #include <algorithm>
 #include <cmath>
-#include <thread>
 
 #include "lighting_scene.h"
 
@@ -173,38 +172,6 @@ TEST_F(SoftShadow, WithoutASizeIsHard)
     EXPECT_EQ(trace().size(), 65536u);
 }
 
-TEST_F(SoftShadow, CoversTheLightEvenly)
-{
-    // By the error of penumbrae: an edge at distance d from the center hides the part p of the disc beyond it,
-    // (acos d - d sqrt(1 - d^2)) / pi. The mean squared error of 16 independent rays is p (1 - p) / 16.
-    double squared = 0, independent = 0;
-    for (int k = 0; k < 400; ++k) {
-        light.raster_x = static_cast<miScalar>(k);
-        const double angle = 0.1 * k, d = -0.8 + 1.6 * (k % 17) / 16;
-        const double hidden = (std::acos(d) - d * std::sqrt(1 - d * d)) / 3.14159265358979;
-        int count = 0;
-        for (const auto& [x, z] : disc(0.5))
-            count += x * std::cos(angle) + z * std::sin(angle) > d;
-        squared += std::pow(count / 16.0 - hidden, 2) / 400;
-        independent += hidden * (1 - hidden) / 16 / 400;
-    }
-    RecordProperty("ratio", std::to_string(squared / independent));
-    EXPECT_LT(squared, 0.35 * independent);
-
-    // Means over many pixels have no bias: of x and z (0), and of the distance from the center squared (1 / 2).
-    double sum[3] = {};
-    for (int k = 0; k < 400; ++k) {
-        light.raster_x = static_cast<miScalar>(k);
-        for (const auto& [x, z] : disc(0.5)) {
-            EXPECT_LE(x * x + z * z, 1 + 1e-6);
-            sum[0] += x / 6400, sum[1] += z / 6400, sum[2] += (x * x + z * z) / 6400;
-        }
-    }
-    EXPECT_NEAR(sum[0], 0, 0.01);
-    EXPECT_NEAR(sum[1], 0, 0.01);
-    EXPECT_NEAR(sum[2], 0.5, 0.01);
-}
-
 TEST_F(SoftShadow, DiffersFromPixelToPixelAndLightToLight)
 {
     const auto first = disc(0.5);
@@ -224,43 +191,6 @@ TEST_F(SoftShadow, DiffersFromPixelToPixelAndLightToLight)
     expectOther([&] { light.count = 1; }, "sample of an area light");
     expectOther([&] { light.time = 0.5f; }, "time");
     EXPECT_EQ(disc(0.5), first);
-}
-
-TEST_F(SoftShadow, DoesNotDependOnTheThread)
-{
-    // Every thread shades the same pixels, each in an order of its own.
-    constexpr std::size_t kThreads = 4, kPixels = 64;
-    static thread_local std::vector<miScalar>* seen = nullptr;
-    renderer().tracing.shadow = [](miColor*, miState* called) {
-        seen->push_back(called->org.x);
-        return miTRUE;
-    };
-    std::vector<std::vector<miScalar>> pixels[kThreads];
-    std::vector<std::thread> threads;
-    for (std::size_t t = 0; t < kThreads; ++t)
-        threads.emplace_back([&, t] {
-            twin::RenderingState own;
-            const std::vector<miUint> words(record, record + twin::kVexabaseWords);
-            own.entries.set("vexabase", words.data(), static_cast<int>(words.size() * 4), miSS_LIFETIME_RECT);
-            pixels[t].resize(kPixels);
-            for (std::size_t k = 0; k < kPixels; ++k) {
-                const std::size_t pixel = (k * (2 * t + 1) + 7 * t) % kPixels;
-                miState mine = light;
-                mine.ts = &own;
-                mine.shader = &point.function();
-                mine.thread = static_cast<short>(t);
-                mine.raster_x = static_cast<miScalar>(pixel);
-                seen = &pixels[t][pixel];
-                miColor color;
-                twin::ShaderEntry<PointParameters, miColor>("lumoVexaPointLight")
-                    .call(&color, &mine, point.parameters(), nullptr);
-            }
-        });
-    for (std::thread& thread : threads)
-        thread.join();
-    for (std::size_t t = 1; t < kThreads; ++t)
-        EXPECT_EQ(pixels[t], pixels[0]);
-    EXPECT_EQ(pixels[0][5].size(), 16u);
 }
 
 }  // namespace

@@ -34,10 +34,7 @@ TEST_F(PassValues, CameraDepthIsTheDistance)
     EXPECT_FLOAT_EQ(depth(1, 1, 9, 0, 2), 1);
     // (5 - 1) / (5 - 1) * (10 - 4) + 4 = 10
     EXPECT_FLOAT_EQ(depth(1, 1, 5, 4, 10), 10);
-}
-
-TEST_F(PassValues, CameraDepthIsClamped)
-{
+    // Out of the range it is clamped.
     EXPECT_FLOAT_EQ(depth(1, 6, 8, 0, 2), 0);
     EXPECT_FLOAT_EQ(depth(1, 1, 2, 0, 2), 2);
 }
@@ -52,11 +49,6 @@ TEST_F(PassValues, CameraDepthCorrectsOneSideOfInvertedRanges)
     EXPECT_TRUE(std::isnan(depth(1, 5, 5, 0, 2))) << "0 / 0 stays";
 }
 
-TEST_F(PassValues, CoverageIsOne)
-{
-    EXPECT_EQ(scalarOf("lumoPassCoverage", PlainPass{}), 1);
-}
-
 TEST_F(PassValues, IncidenceRisesFromFacingToGrazing)
 {
     const miScalar cases[][2] = {{-1, 0}, {-0.25f, 0.75f}, {0, 1}, {0.5f, 1}, {1, 1}};
@@ -64,13 +56,6 @@ TEST_F(PassValues, IncidenceRisesFromFacingToGrazing)
         state->dot_nd = cosine;
         EXPECT_FLOAT_EQ(scalarOf("lumoPassIncidenceCameraNormal", PlainPass{}), value);
     }
-}
-
-TEST_F(PassValues, MotionVector3DIsThatOfTheState)
-{
-    state->motion = {1, -2, 3};
-    renderer().spaces.world = Matrix::scale(5, 5, 5);
-    EXPECT_VECTOR(vectorOf("lumoPassMotionVector3D", PlainPass{}), 1, -2, 3);
 }
 
 TEST_F(PassValues, MotionVector2DIsInPixels)
@@ -158,12 +143,6 @@ TEST_F(PassValues, UVIsTheFirstTextureCoordinate)
     EXPECT_VECTOR(vectorOf("lumoPassUV", ChoicePass{{}, 1}), 0.25f, 0.75f, 123);
     state->tex_list = nullptr;
     EXPECT_EQ(run("lumoPassUV", ChoicePass{{}, 1}), miTRUE);
-}
-
-TEST_F(PassValues, WorldPositionIsInWorldSpace)
-{
-    renderer().spaces.world = Matrix::translation(10, 20, 30);
-    EXPECT_VECTOR(vectorOf("lumoPassWorldPosition", PlainPass{}), 10, 20, 25);
 }
 
 }  // namespace

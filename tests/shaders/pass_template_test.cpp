@@ -50,19 +50,6 @@ TEST_F(PassShaderRules, AnswerOnlyWhileTilesAreRendered)
     EXPECT_FALSE(writes());
 }
 
-TEST_F(PassShaderRules, NeverTouchTheResult)
-{
-    twin::ShaderInstance<PlainPass> shader(PlainPass{});
-    stage.run(shader);
-    const twin::ShaderEntry<PlainPass, miColor> entry("lumoPassWorldPosition");
-    miBoolean wantsInstances = 0;
-    miColor result = {1, 2, 3, 4};
-    entry.init(state, shader.parameters(), &wantsInstances);
-    EXPECT_EQ(entry.call(&result, state, shader.parameters(), nullptr), miTRUE);
-    entry.exit(state, shader.parameters());
-    EXPECT_COLOR(result, 1, 2, 3, 4);
-}
-
 TEST_F(PassShaderRules, SkipABufferThatDoesNotExistWithOneMessage)
 {
     stage.rendering.buffers.sizes[0] = sizeof(miColor);
@@ -137,39 +124,6 @@ TEST_F(PassShaderRules, AskTheMaskOfTheInstance)
     setMask("f");
     renderer().queries.answer(miQ_PRI_ASSEMBLY_INST_TAG, assembly);
     EXPECT_FALSE(writes(contribution(0)));
-}
-
-TEST_F(PassShaderRules, FindTheMaskInUserDataToo)
-{
-    twin::Database& database = renderer().database;
-    const miTag none = database.addString("0"), all = database.addString("f");
-    state->instance = database.addInstance(miNULLTAG);
-    EXPECT_TRUE(writes()) << "no mask at all";
-    database.record<miInstance>(state->instance).userdata = database.addUserdata({none});
-    EXPECT_FALSE(writes());
-    database.record<miInstance>(state->instance).userdata = database.addUserdata({miNULLTAG});
-    EXPECT_TRUE(writes()) << "no text";
-
-    // Parameters come first.
-    state->instance = database.addInstance(miNULLTAG, {all});
-    database.record<miInstance>(state->instance).userdata = database.addUserdata({none});
-    EXPECT_TRUE(writes());
-}
-
-TEST_F(PassShaderRules, SurviveMasksThatAreNone)
-{
-    twin::Database& database = renderer().database;
-    const miTag object = database.add(miSCENE_OBJECT, sizeof(miObject));
-    for (miTag wrong : {object, miTag{0}})
-        for (const std::vector<miUint>& parameters : {std::vector<miUint>{wrong}, std::vector<miUint>{}}) {
-            state->instance = database.addInstance(miNULLTAG, parameters);
-            database.record<miInstance>(state->instance).userdata = database.addUserdata(parameters);
-            EXPECT_TRUE(writes());
-        }
-    state->instance = object;
-    EXPECT_TRUE(writes());
-    state->instance = miNULLTAG;
-    EXPECT_TRUE(writes());
 }
 
 TEST_F(PassShaderRules, HoldOutWithZeros)

@@ -1,7 +1,5 @@
 /* The light loop of surfaces: how many samples, from which side, lights of other libraries, area lights, odd input. */
 #include <cmath>
-#include <limits>
-#include <random>
 
 #include "surface_scene.h"
 
@@ -27,16 +25,6 @@ TEST_F(SurfaceLights, NoneAndTenThousand)
     EXPECT_NEAR(result.color.r, 1, 1e-3);
     EXPECT_NEAR(pass(0).r, 1, 1e-3);
     EXPECT_NEAR(pass(5).r, 1, 1e-3);
-}
-
-TEST_F(SurfaceLights, SamplesAreAveraged)
-{
-    usePasses({5, 27});
-    addLight().samples = 8;
-    shade(LambertWords());
-    EXPECT_FLOAT_EQ(result.color.r, 1);
-    EXPECT_FLOAT_EQ(pass(5).r, 1);
-    EXPECT_FLOAT_EQ(pass(27).r, 1);
 }
 
 TEST_F(SurfaceLights, ModesWithoutLightAskNobody)
@@ -107,20 +95,6 @@ TEST_F(SurfaceLights, AmbientLightKnowsNoSides)
     EXPECT_FLOAT_EQ(pass(0).r, 2) << "both calls";
 }
 
-TEST_F(SurfaceLights, OfOtherLibrariesLightEveryPass)
-{
-    usePasses({5, 6});
-    ScriptedLight& light = addLight();
-    light.isForeign = true;
-    light.instance = renderer().database.addInstance(miNULLTAG);
-    light.transmission = 0.5f;
-    light.samples = 3;
-    shade(LambertWords());
-    EXPECT_FLOAT_EQ(result.color.r, 0.5f);
-    EXPECT_FLOAT_EQ(pass(5).r, 0.5f);
-    EXPECT_FLOAT_EQ(pass(6).r, 0.5f) << "it cannot say what was blocked";
-}
-
 /* A square of 2 x 2 at distance 1 above the point. Its edges, seen from there, each span the angle acos(1/3) (corners
  * (1 1 1) and (1 -1 1): 1 / 3), and the normals of those faces have the cosine 1 / sqrt 2 with the light's axis: in all
  * 4 x 5 x acos(1/3) / sqrt 2. The sign follows the order of the corners. */
@@ -137,57 +111,6 @@ TEST_F(SurfaceLights, AreaLightsGiveACosineOfTheirOwn)
     lights[0].corners = reversed;
     shade(LambertWords());
     EXPECT_EQ(result.color.r, 0) << "the light faces away";
-}
-
-/* Whatever a scene or another module hands over, a call returns. */
-TEST_F(SurfaceLights, SurviveWhateverTheScenesHold)
-{
-    usePasses({0, 5, 12, 13, 20, 27, 33});
-    addLight();
-    addLight().direction = kBehind;
-    renderer().tracing.refraction = [](miColor* color, miState*, const miVector*) {
-        *color = {1, 1, 1, 1};
-        return miTRUE;
-    };
-    stage.options.finalgather = 1;
-    constexpr miScalar inf = std::numeric_limits<miScalar>::infinity();
-    const miScalar odd[] = {std::nanf(""), inf, -inf, 1e30f, -1e30f, 0, 1e-40f, -1};
-    std::mt19937 generator(7);
-    const auto random = [&] { return static_cast<miUint>(generator()); };
-    for (int round = 0; round < 3000; ++round) {
-        LambertWords words;
-        for (int slot = 3; slot < 59; ++slot)
-            if (random() % 2)
-                words.scalar(slot, odd[random() % std::size(odd)]);
-        words.integer(11, static_cast<miInteger>(random() % 4)).integer(49, static_cast<miInteger>(random() % 9) - 2);
-        words.integer(0, static_cast<miInteger>(random() % 5));
-        record[4] = random() % 9;
-        for (int word : {7, 8, 140, 141, 142})
-            setWord(word, odd[random() % std::size(odd)]);
-        state->type = static_cast<miRay_type>(random() % miRAY_COUNT);
-        state->reflection_level = static_cast<int>(random() % 9) - 3;
-        state->dist = random() % 3;
-        state->inv_normal = random() % 2;
-        stage.options.shadow = random() % 2 ? 's' : 1;
-        stage.options.trace_depth = static_cast<int>(random() % 3) * 2;
-        state->normal = random() % 8 ? miVector{0, 0, 1} : miVector{0, 0, 0};
-        if (stage.options.trace_depth == 4)  // the slots are those of depth 4
-            shade(words);
-        EXPECT_EQ(returned, stage.options.trace_depth == 4 ? miTRUE : returned);
-    }
-    stage.options.trace_depth = 4;
-    state->type = miRAY_EYE;
-    state->reflection_level = 0;
-}
-
-TEST_F(SurfaceLights, MissingRecordIsToldAndLeavesTheResult)
-{
-    stage.rendering.entries.set("vexabase", nullptr, 0, 0);
-    addLight();
-    shade(LambertWords());
-    EXPECT_EQ(returned, miFALSE);
-    EXPECT_EQ(renderer().messageCount("warning", "LumoShaderSDK(): Internal state error."), 1);
-    EXPECT_EQ(reinterpret_cast<const unsigned char&>(result.color.r), 0xEE);
 }
 
 /* A shadow ray's result is one color, from which the surface takes its share; what lies behind it stays untouched. */

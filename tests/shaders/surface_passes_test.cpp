@@ -74,37 +74,6 @@ TEST_F(SurfacePasses, OfASheetUnderTwoLights)
     EXPECT_RGB(result.opacity, 0.75f, 0.75f, 0.75f);
 }
 
-/* The pixel's beauty pass is its color whatever lights it: incandescence, indirect light, ambient light, translucence. */
-TEST_F(SurfacePasses, BeautyIsTheColorOfAnOpaqueSurface)
-{
-    usePasses(allTypes());
-    stage.options.finalgather = 1;
-    stage.options.finalgather_rays = 10;
-    renderer().lighting.averageRadiance = [](miColor* color, miState*, miUchar, miIrrad_options*) {
-        *color = {0.5f, 0.5f, 0.5f, 1};
-        return miTRUE;
-    };
-    addLight().isAmbient = true;
-    addLight().color = {0.3f, 0.6f, 0.9f, 1};
-    LambertWords words = sheet().color(7, 0, 0, 0).color(18, 0.1f, 0.2f, 0.3f).color(22, 0.05f, 0, 0.01f);
-    words.color(43, 1, 1, 1).scalar(26, 0.5f);
-    shade(words);
-    // Ambient light adds the color; light 2 (.5 + .5 translucence) of the color times light; indirect: .5 x .5 color;
-    // ambient color times color; incandescence.
-    const miScalar red = 0.8f + 0.8f * 0.3f + 0.8f * 0.25f + 0.1f * 0.8f + 0.05f;
-    const miScalar green = 0.4f + 0.4f * 0.6f + 0.4f * 0.25f + 0.2f * 0.4f;
-    const miScalar blue = 0.2f + 0.2f * 0.9f + 0.2f * 0.25f + 0.3f * 0.2f + 0.01f;
-    EXPECT_RGB(result.color, red, green, blue);
-    EXPECT_RGB(pass(0), red, green, blue);
-    EXPECT_RGB(pass(2), 1, 1, 1);
-    EXPECT_RGB(pass(3), 0.8f + 0.08f, 0.4f + 0.08f, 0.2f + 0.06f);  // of the light and of the material
-    EXPECT_RGB(pass(25), 0.4f * 0.3f, 0.2f * 0.6f, 0.1f * 0.9f);
-    EXPECT_RGB(pass(5), 0.8f * 0.3f, 0.4f * 0.6f, 0.2f * 0.9f);  // with what shines through
-    EXPECT_RGB(pass(9), 0.8f * 0.25f, 0.4f * 0.25f, 0.2f * 0.25f);
-    EXPECT_COLOR(pass(22), 0.05f, 0, 0.01f, 1);
-    EXPECT_COLOR(pass(1), 0.1f, 0.2f, 0.3f, 1);
-}
-
 TEST_F(SurfacePasses, HiddenSourceKeepsItsGlowAndLeavesBeauty)
 {
     usePasses(allTypes());
