@@ -86,15 +86,6 @@ bool untouched(const SampleValue& value) {
     return (value.words[0] | value.words[1] | value.words[2] | value.words[3]) == 0;
 }
 
-/// The primary result as the buffer's channels: colors as they are, one channel as alpha.
-SampleValue resultValue(const BufferSlot& slot, const miColor& result) {
-    SampleValue value;
-    const bool alphaOnly = slot.format.channels == 1;
-    const miColor color = alphaOnly ? miColor{result.a, 0, 0, 0} : result;
-    std::memcpy(value.words, &color, sizeof color);
-    return value;
-}
-
 }  // namespace
 
 BufferLayout makeBufferLayout(const FrameBufferSet* set, const CameraDetail* camera) {
@@ -120,77 +111,102 @@ BufferLayout makeBufferLayout(const FrameBufferSet* set, const CameraDetail* cam
     return layout;
 }
 
+TileBuffers::TileBuffers(const BufferLayout& layout) : sums_(layout.slots.size()) {
+    for (const BufferSlot& slot : layout.slots) {
+        const PixelFormat& format = slot.format;
+        planes_.push_back({slot.shaderIndex, format.integer ? 1 : format.channels,
+                           slot.description.filtering && !format.integer, format.color, format.integer,
+                           format.channels == 1, slot.automatic});
+    }
+}
+
 void TileBuffers::start(int width, int height) {
     width_ = width;
     height_ = height;
     const auto pixels = static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
-    planes_.resize(layout_.slots.size());
+    // Planes of a power of two would fall on the same few cache lines: each begins a little further on.
+    constexpr std::size_t kShift = 16 + 16;
+    std::size_t first = 0;
+    for (Plane& plane : planes_) {
+        plane.first = first;
+        first += pixels * static_cast<std::size_t>(plane.channels) + kShift;
+    }
+    pixels_.assign(first, 0);
+}
+
+void TileBuffers::add(const miColor& result, const miState& state, const std::vector<SampleValue>& values,
+                      bool stands) {
+    SampleValue primary;
     for (std::size_t i = 0; i < planes_.size(); ++i) {
-        const BufferSlot& slot = layout_.slots[i];
-        if (slot.format.integer) planes_[i].labels.assign(pixels, 0);
-        else planes_[i].sums.assign(pixels * static_cast<std::size_t>(slot.format.channels), 0.0F);
-        planes_[i].weights.assign(pixels, 0.0F);
+        const Plane& plane = planes_[i];
+        if (!plane.filtered && !stands) continue;
+        const SampleValue* value = &primary;
+        if (plane.shaderIndex > 0) {
+            value = &values[static_cast<std::size_t>(plane.shaderIndex)];
+        } else {
+            // The result as the buffer's channels: colors as they are, one channel as alpha.
+            const bool isResult = plane.shaderIndex == 0;
+            const miColor color = !isResult ? miColor{} : plane.alphaOnly ? miColor{result.a, 0, 0, 0} : result;
+            std::memcpy(primary.words, &color, sizeof color);
+        }
+        if (plane.automatic != AutomaticValue::None && untouched(*value)) {
+            primary = automaticValue(plane.automatic, state);
+            value = &primary;
+        }
+        Sum& sum = sums_[i];
+        if (plane.filtered) {
+            addFiltered(plane, sum, reinterpret_cast<const float*>(value->words));
+            continue;
+        }
+        sum.weight = 1;
+        sum.label = value->words[0];
+        std::memcpy(sum.value, value->words, sizeof sum.value);
     }
 }
 
-void TileBuffers::add(int x, int y, const miColor& result, const miState& state,
-                      const std::vector<SampleValue>& values, bool stands) {
-    const auto pixel = static_cast<std::size_t>(y) * static_cast<std::size_t>(width_) + static_cast<std::size_t>(x);
-    for (std::size_t i = 0; i < planes_.size(); ++i) {
-        const BufferSlot& slot = layout_.slots[i];
-        const bool filtered = slot.description.filtering && !slot.format.integer;
-        if (!filtered && !stands) continue;
-        SampleValue value;
-        if (slot.shaderIndex == 0) value = resultValue(slot, result);
-        else if (slot.shaderIndex > 0) value = values[static_cast<std::size_t>(slot.shaderIndex)];
-        if (slot.automatic != AutomaticValue::None && untouched(value)) value = automaticValue(slot.automatic, state);
-        if (filtered) addFiltered(planes_[i], pixel, slot, reinterpret_cast<const float*>(value.words));
-        else keep(planes_[i], pixel, slot, value);
-    }
-}
-
-void TileBuffers::addFiltered(Plane& plane, std::size_t pixel, const BufferSlot& slot, const float* value) {
-    const auto channels = static_cast<std::size_t>(slot.format.channels);
-    if (slot.format.color && !std::all_of(value, value + channels, [](float v) { return std::isfinite(v); })) {
+void TileBuffers::addFiltered(const Plane& plane, Sum& sum, const float* value) {
+    // Zero times a finite number is zero, times any other it is not a number: one test for all channels.
+    float zero = 0;
+    for (int c = 0; c < 4; ++c) zero += c < plane.channels ? 0 * value[c] : 0;
+    if (plane.color && zero != 0) {
         ++dropped_;
         return;
     }
-    float* sum = plane.sums.data() + pixel * channels;
-    for (std::size_t c = 0; c < channels; ++c) sum[c] += value[c];
-    plane.weights[pixel] += 1.0F;
+    for (int c = 0; c < 4; ++c) sum.value[c] += value[c];
+    sum.weight += 1;
 }
 
-void TileBuffers::keep(Plane& plane, std::size_t pixel, const BufferSlot& slot, const SampleValue& value) {
-    plane.weights[pixel] = 1.0F;
-    if (slot.format.integer) {
-        plane.labels[pixel] = value.words[0];
-        return;
+void TileBuffers::endPixel(int x, int y) {
+    const auto pixel = static_cast<std::size_t>(y) * static_cast<std::size_t>(width_) + static_cast<std::size_t>(x);
+    for (std::size_t i = 0; i < planes_.size(); ++i) {
+        const Plane& plane = planes_[i];
+        Sum& sum = sums_[i];
+        const auto channels = static_cast<std::size_t>(plane.channels);
+        std::uint32_t* target = &pixels_[plane.first + pixel * channels];
+        if (plane.integer) {
+            *target = sum.label;
+        } else {
+            const float scale = sum.weight > 0 ? 1 / sum.weight : 0;
+            for (float& v : sum.value) v *= scale;
+            if (channels == 4) std::memcpy(target, sum.value, 4 * sizeof(float));
+            else std::memcpy(target, sum.value, channels * sizeof(float));
+        }
+        sum = {};
     }
-    const auto channels = static_cast<std::size_t>(slot.format.channels);
-    std::memcpy(plane.sums.data() + pixel * channels, value.words, channels * sizeof(float));
 }
 
 void TileBuffers::finish(int x0, int y0, std::vector<LayerImage>& images) const {
-    const auto width = static_cast<std::size_t>(width_);
     for (std::size_t i = 0; i < planes_.size(); ++i) {
         const Plane& plane = planes_[i];
         LayerImage& image = images[i];
-        const auto channels = static_cast<std::size_t>(layout_.slots[i].format.channels);
+        const auto channels = static_cast<std::size_t>(plane.channels);
+        const std::size_t words = static_cast<std::size_t>(width_) * channels;
+        void* pixels = plane.integer ? static_cast<void*>(image.labels.data()) : image.pixels.data();
         for (int y = 0; y < height_; ++y) {
-            const auto row = static_cast<std::size_t>(y) * width;
             const auto target = static_cast<std::size_t>(y0 + y) * static_cast<std::size_t>(image.width) +
                                 static_cast<std::size_t>(x0);
-            if (layout_.slots[i].format.integer) {
-                std::copy_n(plane.labels.begin() + static_cast<std::ptrdiff_t>(row), width,
-                            image.labels.begin() + static_cast<std::ptrdiff_t>(target));
-                continue;
-            }
-            for (std::size_t x = 0; x < width; ++x) {
-                const float weight = plane.weights[row + x];
-                const float scale = weight > 0 ? 1.0F / weight : 0.0F;
-                for (std::size_t c = 0; c < channels; ++c)
-                    image.pixels[(target + x) * channels + c] = plane.sums[(row + x) * channels + c] * scale;
-            }
+            std::memcpy(static_cast<std::uint32_t*>(pixels) + target * channels,
+                        &pixels_[plane.first + static_cast<std::size_t>(y) * words], words * sizeof(std::uint32_t));
         }
     }
 }

@@ -30,35 +30,48 @@ struct BufferLayout {
 /// From the camera's named buffers and its `output` statements.
 BufferLayout makeBufferLayout(const FrameBufferSet* set, const CameraDetail* camera);
 
-/// The part of the image that a thread works on, with the sums of its samples. Reused from tile to tile.
+/// The part of the image that a thread works on. A pixel's samples come one after the other, so only one pixel at a time
+/// is summed up; what is done waits in planes of the tile's size, whose rows the images take whole. Reused from tile to
+/// tile.
 class TileBuffers {
 public:
-    explicit TileBuffers(const BufferLayout& layout) : layout_(layout) {}
+    explicit TileBuffers(const BufferLayout& layout);
 
     void start(int width, int height);
 
-    /// Adds a sample. `stands` marks the one sample of the pixel that unfiltered buffers keep.
-    void add(int x, int y, const miColor& result, const miState& state, const std::vector<SampleValue>& values,
-             bool stands);
+    /// Adds a sample to the pixel. `stands` marks the one sample of the pixel that unfiltered buffers keep.
+    void add(const miColor& result, const miState& state, const std::vector<SampleValue>& values, bool stands);
 
-    /// Divides the sums and writes the pixels into the images, whose rows begin at the lower left corner.
+    /// The pixel is done: divides its sums, and the next sample belongs to another pixel.
+    void endPixel(int x, int y);
+
+    /// Writes the pixels into the images, whose rows begin at the lower left corner.
     void finish(int x0, int y0, std::vector<LayerImage>& images) const;
 
     /// Color samples that were not finite and were left out, since the object was made.
     long droppedSamples() const { return dropped_; }
 
 private:
+    /// What a buffer does with each sample, looked up once.
     struct Plane {
-        std::vector<float> sums;
-        std::vector<float> weights;      ///< samples that count, per pixel
-        std::vector<std::uint32_t> labels;
+        int shaderIndex;
+        int channels;                    ///< words per pixel; a label is one
+        bool filtered, color, integer, alphaOnly;
+        AutomaticValue automatic;
+        std::size_t first = 0;           ///< its words in pixels_
+    };
+    /// The pixel that is being sampled.
+    struct Sum {
+        alignas(16) float value[4] = {};
+        std::uint32_t label = 0;
+        float weight = 0;                ///< samples that count
     };
 
-    void addFiltered(Plane& plane, std::size_t pixel, const BufferSlot& slot, const float* value);
-    void keep(Plane& plane, std::size_t pixel, const BufferSlot& slot, const SampleValue& value);
+    void addFiltered(const Plane& plane, Sum& sum, const float* value);
 
-    const BufferLayout& layout_;
     std::vector<Plane> planes_;
+    std::vector<Sum> sums_;
+    std::vector<std::uint32_t> pixels_;  ///< plane after plane
     int width_ = 0;
     int height_ = 0;
     long dropped_ = 0;

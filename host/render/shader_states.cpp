@@ -5,16 +5,29 @@
 
 namespace lumorender {
 
+namespace {
+
+/// Keys are short and mostly differ at once, which a call of the C library's comparison does not pay for.
+bool sameText(const char* a, const char* b) noexcept {
+    for (; *a == *b; ++a, ++b)
+        if (*a == '\0') return true;
+    return false;
+}
+
+}  // namespace
+
+// Shaders pass the same literals again and again, each module its own, so the text's address finds the entry. It is
+// compared all the same, because the caller may have reused the memory. Hidden entries need the search from the newest.
 const ShaderStates::Entry* ShaderStates::find(const char* key) const noexcept {
-    // Shaders pass the same literal again and again, so its address finds the entry; the text is compared all the same,
-    // because the caller may have reused the memory. Hidden entries need the search from the newest.
-    if (rayEntries_ == 0)
-        for (const Entry& entry : entries_)
-            if (entry.hint == key && entry.live && std::strcmp(entry.key.c_str(), key) == 0) return &entry;
-    for (auto entry = entries_.rbegin(); entry != entries_.rend(); ++entry) {
-        if (!entry->live || std::strcmp(entry->key.c_str(), key) != 0) continue;
-        entry->hint = key;
-        return &*entry;
+    std::uint32_t& hint = hints_[(reinterpret_cast<std::uintptr_t>(key) >> 2) % kHints];
+    if (rayEntries_ == 0 && hint < entries_.size()) {
+        const Entry& entry = entries_[hint];
+        if (entry.live && sameText(entry.key.c_str(), key)) return &entry;
+    }
+    for (std::size_t i = entries_.size(); i-- > 0;) {
+        if (!entries_[i].live || !sameText(entries_[i].key.c_str(), key)) continue;
+        hint = static_cast<std::uint32_t>(i);
+        return &entries_[i];
     }
     return nullptr;
 }

@@ -3,7 +3,9 @@
 
 #include "mi/codes.h"
 
+#include <array>
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <vector>
@@ -39,7 +41,6 @@ public:
 private:
     struct Entry {
         std::string key;
-        mutable const char* hint = nullptr;  ///< address of the key text at the last look-up
         std::unique_ptr<std::byte[]> memory;
         void* value = nullptr;               ///< 16-byte aligned, inside memory
         int size = 0;
@@ -56,7 +57,10 @@ private:
     void endEntries(int lifetime, int ray);
     void count(const Entry& entry, int step);
 
+    static constexpr std::size_t kHints = 32;
+
     std::vector<Entry> entries_;
+    mutable std::array<std::uint32_t, kHints> hints_{};  ///< by address of the key text: where it was found last
     int rayEntries_ = 0;
     int eyeEntries_ = 0;
 };

@@ -68,8 +68,9 @@ private:
             const SamplePosition position = sampler_.position(x, y, i);
             const miColor result = samples_.trace(
                 {x + position.x, y + position.y, position.time, seed, static_cast<std::uint32_t>(i)});
-            buffers_.add(tileX, tileY, result, context().root->state, context().values, i == sampler_.standing());
+            buffers_.add(result, context().root->state, context().values, i == sampler_.standing());
         }
+        buffers_.endPixel(tileX, tileY);
     }
 
     EyeSamples samples_;
