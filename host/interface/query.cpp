@@ -45,7 +45,7 @@ constexpr std::array<Answer, miQ_COUNT> makeTable() {
     assign(table, answerAboutState,
            {miQ_VERSION, miQ_DATE, miQ_NUM_GLOBAL_LIGHTS, miQ_GLOBAL_LIGHTS, miQ_NUM_TEXTURES, miQ_NUM_BUMPS,
             miQ_GEO_LABEL, miQ_GEO_DATA, miQ_GEO_HAS_DERIVS, miQ_FINALGATHER_STATE, miQ_PIXEL_SAMPLE,
-            miQ_SCENE_ROOT_GROUP, miQ_SCENE_BBOX_ALL, miQ_SAMPLE_MOVING, miQ_STAGE, miQ_PRI_INDEX,
+            miQ_SCENE_ROOT_GROUP, miQ_SCENE_BBOX_ALL, miQ_SAMPLE_MOVING, miQ_STAGE, miQ_LIGHT_SAMPLE_COORD, miQ_PRI_INDEX,
             miQ_PRI_NUM_VERTICES});
     return table;
 }

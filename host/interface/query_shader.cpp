@@ -95,6 +95,8 @@ bool answerAboutScene(const Query& query, const ThreadContext& context) {
             return scene.lights && query.answer(static_cast<int>(scene.lights->all().size()));
         case miQ_GLOBAL_LIGHTS: return scene.lights && query.answer(scene.lights->all().data());
         case miQ_SCENE_ROOT_GROUP: return query.answer(scene.rootGroup);
+        // Two numbers: callers have room for two or for three.
+        case miQ_LIGHT_SAMPLE_COORD: return query.answer(context.lightSample);
         case miQ_STAGE: return query.answer(static_cast<int>(context.stage));
         case miQ_FINALGATHER_STATE: return query.answer(gatherState(context));
         case miQ_SAMPLE_MOVING: return query.answer(static_cast<int>(context.sampleMoves));

@@ -1,0 +1,115 @@
+// Interpolation between points of final gathering: the tree against a search through all points.
+#include "render/final_gather_points.h"
+
+#include "geometry/vectors.h"
+#include "support/quasi_random.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+
+namespace lumorender {
+namespace {
+
+using namespace vectors;
+
+constexpr float kTolerance = 30;
+
+float random(std::uint32_t index, std::uint32_t which) { return static_cast<float>(hashedUnit(index, which)); }
+
+/// Points in a flat box, with normals that lean up to 30 degrees away from +z, and two kinds.
+std::vector<GatherPoint> somePoints(std::uint32_t count) {
+    std::vector<GatherPoint> points;
+    for (std::uint32_t i = 0; i < count; ++i) {
+        const float lean = random(i, 3) * 0.58F, turn = 6.28F * random(i, 4);
+        const miVector normal = unit(miVector{lean * std::cos(turn), lean * std::sin(turn), 1});
+        points.push_back({{random(i, 0), random(i, 1), 0.02F * random(i, 2)},
+                          normal,
+                          random(i, 5),
+                          random(i, 6),
+                          1,
+                          0.02F + 0.2F * random(i, 7) * random(i, 8),
+                          i % 5 == 0});
+    }
+    return points;
+}
+
+struct Neighbour {
+    double distance, radius, turn, value;
+};
+
+/// The formula of the header, point by point; below 0 where nothing reaches the place.
+double searched(const std::vector<GatherPoint>& points, const GatherQuery& query) {
+    std::vector<Neighbour> near;
+    for (const GatherPoint& p : points) {
+        const miGeoVector way = wide(query.position) - wide(p.position);
+        const double distance = length(way), cosine = dot(wide(p.normal), wide(query.normal));
+        const double turn = std::sqrt(std::max(0., 1 - cosine) / (1 - std::cos(kTolerance * M_PI / 180)));
+        const bool inFront = dot(way, wide(p.normal) + wide(query.normal)) / 2 < -.1 * distance;
+        if (p.id == query.id && distance < p.radius && turn < 1 && !inFront)
+            near.push_back({distance, p.radius, turn, p.r});
+    }
+    std::sort(near.begin(), near.end(), [](const auto& a, const auto& b) { return a.distance < b.distance; });
+    const auto count = static_cast<std::size_t>(query.count);
+    const double limit = near.size() > count ? 1.01 * near[count].distance : INFINITY;
+    near.resize(std::min(near.size(), count + 1));
+    double sum = 0, weights = 0;
+    for (const Neighbour& n : near) {
+        const double weight = std::max(0., 1 - std::max(n.distance / std::min(n.radius, limit), n.turn));
+        sum += weight * n.value;
+        weights += weight;
+    }
+    return weights > std::max(query.enough, 1e-4) ? sum / weights : -1;
+}
+
+TEST(GatherPoints, AreFoundAsInASearchThroughAll) {
+    const std::vector<GatherPoint> points = somePoints(3000);
+    GatherPoints tree(kTolerance);
+    tree.add({points.data(), 1000});
+    tree.add({points.data() + 1000, 2000});
+    int found = 0, missed = 0;
+    for (std::uint32_t i = 0; i < 2000; ++i) {
+        const miVector place = {1.1F * random(i, 20), 1.1F * random(i, 21), 0.02F * random(i, 22)};
+        const miVector normal = unit(miVector{0.6F * random(i, 23) - 0.3F, 0.6F * random(i, 24) - 0.3F, 1});
+        const GatherQuery query{place, normal, i % 2, i % 3 == 0 ? 64 : 1 + static_cast<int>(i % 20),
+                                i % 7 == 0 ? .9 : 0};
+        const double expected = searched(points, query);
+        float rgb[3] = {-1, -1, -1};
+        const bool known = tree.interpolate(query, rgb);
+        ASSERT_EQ(known, expected >= 0) << i;
+        ASSERT_NEAR(rgb[0], known ? expected : -1, 1e-4) << i;
+        ++(known ? found : missed);
+    }
+    EXPECT_GT(found, 1000);
+    EXPECT_GT(missed, 100);
+}
+
+TEST(GatherPoints, NeighboursTakeBackRadii) {
+    std::vector<GatherPoint> points = somePoints(500);
+    GatherPoints tree(kTolerance);
+    tree.add(points);
+    tree.clampToNeighbours();
+    for (std::size_t i = 0; i < points.size(); ++i) {
+        float expected = points[i].radius;
+        for (const GatherPoint& other : points)
+            if (other.id == points[i].id)
+                expected = std::min(expected, other.radius + length(other.position - points[i].position));
+        ASSERT_NEAR(tree.all()[i].radius, expected, 1e-6F) << i;
+        ASSERT_EQ(tree.all()[i].r, points[i].r);
+    }
+}
+
+TEST(GatherPoints, StandUpToPointsAtOnePlace) {
+    GatherPoints tree(kTolerance);
+    const GatherQuery query{{1, 2, 3}, {0, 0, 1}, 0, 3, 0};
+    float rgb[3];
+    EXPECT_FALSE(tree.interpolate(query, rgb));
+    tree.add(std::vector<GatherPoint>(1000, {{1, 2, 3}, {0, 0, 1}, .25F, .5F, 2, 1, 0}));
+    ASSERT_TRUE(tree.interpolate(query, rgb));
+    EXPECT_EQ(rgb[0], .25F);
+    EXPECT_EQ(rgb[2], 2);
+}
+
+}  // namespace
+}  // namespace lumorender
