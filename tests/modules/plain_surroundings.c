@@ -109,3 +109,38 @@ DLLEXPORT miBoolean plain_fog(miColor *result, miState *state, struct plain_fog 
     result->a = color->a + clear * (result->a - color->a);
     return miTRUE;
 }
+
+/* A light that chooses the place of each sample itself: on a rectangle in world space. */
+struct plain_placed_light {
+    miVector corner;
+    miVector edge_u;
+    miVector edge_v;
+};
+
+DLLEXPORT int plain_placed_light_version(void);
+DLLEXPORT miBoolean plain_placed_light(miColor *result, miState *state, struct plain_placed_light *paras);
+
+DLLEXPORT int plain_placed_light_version(void)
+{
+    return 1;
+}
+
+DLLEXPORT miBoolean plain_placed_light(miColor *result, miState *state, struct plain_placed_light *paras)
+{
+    const miVector *edge_u = mi_eval_vector(&paras->edge_u), *edge_v = mi_eval_vector(&paras->edge_v);
+    miVector2d place;
+    miScalar brightness;
+    if (!mi_query(miQ_LIGHT_SAMPLE_COORD, state, 0, &place))
+        return miFALSE;
+    state->org = *mi_eval_vector(&paras->corner);
+    state->org.x += place.u * edge_u->x + place.v * edge_v->x;
+    state->org.y += place.u * edge_u->y + place.v * edge_v->y;
+    state->org.z += place.u * edge_u->z + place.v * edge_v->z;
+    mi_vector_sub(&state->dir, &state->point, &state->org);
+    state->dist = mi_vector_norm(&state->dir);
+    mi_vector_normalize(&state->dir);
+    state->dot_nd = -mi_vector_dot(&state->dir, &state->parent->normal);
+    brightness = (miScalar)(1 / (state->dist * state->dist));
+    miColorSet(result, brightness, brightness, brightness, 1);
+    return miTRUE;
+}

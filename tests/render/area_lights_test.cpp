@@ -121,6 +121,14 @@ instance "shape_i" "shape" end instance
     EXPECT_TRUE(outcome.says("\"shape_i\" has no geometry in the scene")) << outcome.messages;
 }
 
+TEST_F(AreaLights, MayChooseTheirPlaces) {
+    SceneText text =
+        scene("\"plain_placed_light\" ( \"corner\" -.5 1 -2.75, \"edge_u\" 2 0 0, \"edge_v\" 0 0 1.5 ) user 64 64");
+    const Picture image = picture(text.text());
+    expectPixels(
+        image, "R", [&](int x, int y) { return meanLight(rectangleShape(), {}, meeting(x, y, -5)); }, 3e-4);
+}
+
 TEST_F(AreaLights, CountAllSamplesAndCallTheShaderForThoseAboveTheSurface) {
     // A rectangle that stands upright on the surface's plane: half of its rows are below.
     SceneText text = scene("\"probe_light\" () origin 0 8 -5 rectangle 1 0 0  0 0 1  5 4 0 2 3");

@@ -244,6 +244,24 @@ TEST_F(FinalGather, SettingsOfObjectsAndCalls) {
     EXPECT_NEAR(lit("\"back\" on", "", "finalgather 1"), 1, 1e-5);  // nothing is behind the wall
 }
 
+// In a dark box shines a small bright patch. Of 64 rays from each place some one or two meet it; the filter makes the
+// brightest count as the next one.
+TEST_F(FinalGather, FiltersSpeckles) {
+    const auto lit = [&](const std::string& filter) {
+        SceneText scene =
+            gatherScene("finalgather presample density 0 finalgather accuracy 64 finalgather filter " + filter);
+        scene.camera = "resolution 16 16" + constantSky("0 0 0 0");
+        scene.elements += wall("surface", -5, "m") + constantMaterial("bright", "100 100 100 0") +
+                          wall("patch", -1, "bright", .6, "visible off transform -1 0 0 0  0 1 0 0  0 0 -1 0  0 0 2 1");
+        scene.members = "\"surface\" \"patch\"";
+        return statisticsOf(picture(scene.text()));
+    };
+    const Statistics raw = lit("0"), filtered = lit("1"), more = lit("4");
+    EXPECT_GT(raw.mean, filtered.mean);
+    EXPECT_GT(filtered.mean, more.mean);
+    EXPECT_LT(filtered.variance, raw.variance);
+}
+
 TEST_F(FinalGather, FallsOffToTheSurroundings) {
     // Black stands 6 above the wall, everywhere. A ray at angle t meets it after 6 / cos t, and sees (d - 7) / (9 - 7)
     // of the surroundings, all of them beyond 9: the integral of 2 cos t sin t times that, with c = cos t.
