@@ -45,7 +45,7 @@ void addPanel(LitScene& scene, const std::string& name, const std::string& mater
     scene.wall(name, 0, material, size, "transform " + place.inverse().text() + " " + instance);
 }
 
-/// Three opaque surfaces that shadow each other, in three lights. Of the lights and the panel "near" the passes in
+/// Three opaque surfaces that shadow each other, in four lights. Of the lights and the panel "near" the passes in
 /// these lists see nothing.
 struct Masks {
     std::vector<std::string> bulb, sun, fill, near;
@@ -60,6 +60,9 @@ LitScene opaqueScene(const std::vector<LitScene::Pass>& passes, const Masks& mas
     for (std::size_t i = 0; i < kLamps.size(); ++i)
         scene.light(kLamps[i].name, kLamps[i].shader + "\"useRayTraceShadows\" on )", kLamps[i].place,
                     scene.leftOutOf(maskOf[i]));
+    // One that casts no shadows goes with the sun.
+    scene.light("flash", "\"lumoVexaDirectionalLight\" ( \"color\" .05 .1 .1 1 )", "direction 1 0 -1",
+                scene.leftOutOf(masks.sun));
     scene.lambert("matt", "\"color\" .8 .6 .4 1, \"diffuse\" .9");
     scene.lambert(
         "shining",
@@ -186,11 +189,33 @@ LitScene softScene() {
     scene.lambert("matt", "\"color\" .8 .6 .4 1");
     scene.lambert("sheet", "\"color\" .3 .7 .5 1, \"translucence\" .3, \"incandescence\" .02 .01 .05 1, " + tint,
                   "\"lumoVexaShadow\" ( " + tint + " )");
-    scene.wall("back", -9, "matt");
+    scene.wall("back", -9, "matt", 6);
     for (int i = 0; i < 9; ++i)
         addPanel(scene, fmt::format("panel{}", i), i % 3 ? "sheet" : "matt", {1, i * .3, .5}, 25 * i,
                  {(i % 3 - 1) * 2.2, (i / 3 - 1) * 2.0, -5 - .2 * i}, 1.3, scene.leftOutOf({i % 2 ? "without" : ""}));
     return scene;
+}
+
+// Through sheets, too, the beauty pass is the picture, sky and all, and the blocked light is what it lacks.
+TEST_F(LitPasses, SheetsAndSkyKeepTheSums) {
+    LitScene scene = softScene();
+    scene.options = "samples 0 0";
+    scene.camera +=
+        " environment \"plain_environment\" ( \"down\" .1 .2 .1 1, \"up\" .3 .5 .9 1 ) lens \"lumoFrameBufferLens\" ()";
+    const Picture image = picture(scene.text());
+    int sky = 0, blocked = 0;
+    for (const std::string channel : {"R", "G", "B"})
+        for (int y = 0; y < image.height; ++y)
+            for (int x = 0; x < image.width; ++x) {
+                SCOPED_TRACE(fmt::format("{} at {} {}", channel, x, y));
+                const auto of = [&](const std::string& layer) { return image.at(layer + "." + channel, x, y); };
+                EXPECT_NEAR(of("beauty"), image.at(channel, x, y), 1e-5);
+                EXPECT_NEAR(of("blocked"), of("beautyWhole") - of("beauty"), 1e-5);
+                blocked += of("blocked") > .01F;
+                sky += of("diffuse") == 0 && of("beauty") > .1F;
+            }
+    EXPECT_GT(blocked, 1000);
+    EXPECT_GT(sky, 100);
 }
 
 TEST_F(LitPasses, ThreadsDoNotChangeThem) {

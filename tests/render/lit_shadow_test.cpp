@@ -3,6 +3,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <numeric>
 
 namespace rendertest {
@@ -175,6 +176,9 @@ TEST_F(LitShadow, PenumbrasConverge) {
         EXPECT_LT(std::sqrt(square), bound) << k * k << " rays";
         EXPECT_LT(std::abs(mean), 3 * bound / std::sqrt(count)) << k * k << " rays";
         RecordProperty("root_mean_square_" + std::to_string(k * k), std::to_string(std::sqrt(square)));
+        const auto larger = [](double x, double y) { return std::max(std::abs(x), std::abs(y)); };
+        RecordProperty("largest_" + std::to_string(k * k),
+                       std::to_string(std::accumulate(errors.begin(), errors.end(), 0., larger)));
     }
 }
 
