@@ -54,9 +54,13 @@ float timeOf(const Ray& ray, bool timed) {
     return timed && ray.time > 0 ? std::min(ray.time, 1.0F) : 0.0F;
 }
 
-bool isTraceable(const Ray& ray) {
-    return isFinite(ray.org) && isFinite(ray.dir) && !isZero(ray.dir);
+/// The kernels end the program over numbers whose square a float cannot hold, and over what is no number.
+bool isInReach(const miVector& v) {
+    constexpr float kFarthest = 1.8e18F;
+    return std::abs(v.x) <= kFarthest && std::abs(v.y) <= kFarthest && std::abs(v.z) <= kFarthest;
 }
+
+bool isTraceable(const Ray& ray) { return isInReach(ray.org) && isInReach(ray.dir) && !isZero(ray.dir); }
 
 RTCRay rayOf(const Ray& ray, bool timed) {
     RTCRay result = {};

@@ -23,7 +23,9 @@ protected:
                               static_cast<miScalar>(sine * std::sin(side * kDegree)), static_cast<miScalar>(-cosine)});
             const bool lit = call() == miTRUE;
             EXPECT_EQ(lit, result.r != 0) << degrees;
-            if (first >= 0) EXPECT_NEAR(result.r, first, 1e-4) << degrees;
+            if (first >= 0) {
+                EXPECT_NEAR(result.r, first, 1e-4) << degrees;
+            }
             first = static_cast<double>(result.r);
         }
         return first;
