@@ -14,6 +14,8 @@
  *     reflection     tint of what is reflected: white for glaze and glass, the metal's color for metals
  *     ripple         slope of waves on the coat, 0 for none
  *     ripple_size    their length in world space
+ *     limit          after this many reflections and refractions the environment stands in for what is reflected: glass
+ *                    that mirrors itself over and over takes long and shows little
  *
  * Use
  *     shader "body" "example_clay" ("color" .9 .9 .9)
@@ -28,6 +30,7 @@ struct example_glaze {
     miColor reflection;
     miScalar ripple;
     miScalar ripple_size;
+    miInteger limit;
 };
 
 DLLEXPORT int example_glaze_version(void);
@@ -113,12 +116,13 @@ DLLEXPORT miBoolean example_glaze(miColor *result, miState *state, struct exampl
         put_back(state, &surface);
     }
 
-    /* Beyond the trace depth the environment stands in for the reflection. */
+    /* Beyond the limit and the trace depth the environment stands in for the reflection. */
     if (ripple > 0.0f)
         rippled_reflection(&dir, state, ripple, *mi_eval_scalar(&parameters->ripple_size));
     else
         mi_reflection_dir(&dir, state);
-    if (!mi_trace_reflection(&mirrored, state, &dir))
+    if (state->reflection_level + state->refraction_level > *mi_eval_integer(&parameters->limit) ||
+        !mi_trace_reflection(&mirrored, state, &dir))
         mi_trace_environment(&mirrored, state, &dir);
     put_back(state, &surface);
 
