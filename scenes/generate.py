@@ -14,7 +14,7 @@ import sys
 
 sys.path.insert(0, str(pathlib.Path(__file__).parent))
 
-from generator import images, shapes  # noqa: E402
+from generator import images, shapes, still_life, still_life_images  # noqa: E402
 from generator.mesh import cross, number, subtract, unit, write_object  # noqa: E402
 from generator.teapot import teapot  # noqa: E402
 from generator.terrain import hash01, terrain  # noqa: E402
@@ -118,6 +118,80 @@ def carousel(file):
     file.write(f'instance "carousel_i" "carousel" transform {matrix(now)} motion transform {matrix(then)} end instance\n')
 
 
+def still_life_places():
+    """What stands where: shape, material, place. The materials are those of scenes/still_life.mi."""
+    stick = (25.5, 6.3, -5.5)  # on the books
+    bowl = (0.5, 0.1, -5.0)
+
+    def on(base, x, y, z):
+        return (base[0] + x, base[1] + y, base[2] + z)
+
+    return [
+        ("carafe", "glass_green", inverse_placement((-19.0, 0.1, -2.0), 10)),
+        ("water", "water", inverse_placement((-19.0, 0.1, -2.0), 10)),
+        ("goblet", "glass_clear", inverse_placement((-11.0, 0.1, 8.5))),
+        ("wine", "wine", inverse_placement((-11.0, 0.1, 8.5))),
+        ("pitcher", "pitcher", inverse_placement((13.5, 0.1, -16.0), 205)),
+        ("bowl", "bowl", inverse_placement(bowl)),
+        ("apple", "apple", inverse_placement(on(bowl, -5.2, 4.6, 2.6), 40, 1.0, 12, 18)),
+        ("apple", "apple", inverse_placement(on(bowl, 1.0, 9.8, -0.6), 200, 1.02, -14, -10)),
+        ("orange", "orange", inverse_placement(on(bowl, 3.6, 4.4, 4.0), 15, 1.02, 20, 10)),
+        ("orange", "orange", inverse_placement(on(bowl, -3.4, 5.0, -5.4), 110, 1.0, -30)),
+        ("pear", "pear", inverse_placement(on(bowl, 7.8, 5.6, -1.6), -30, 1.0, -16, -14)),
+        ("pear", "pear", inverse_placement((16.2, 3.3, 7.0), 150, 0.98, 0, 84)),
+        ("lemon", "lemon", inverse_placement((-23.5, 3.0, 9.5), 35, 1.0, 0, -6)),
+        ("half_lemon", "lemon_cut", inverse_placement((-1.5, 3.0, 14.0), -62, 1.0, 0, 8)),
+        ("leaf", "leaf", inverse_placement(on(bowl, 0.6, 17.2, -0.4), 150, 0.9, 0, -5)),
+        ("leaf", "leaf", inverse_placement(on(bowl, 1.2, 17.0, -0.2), 20, 0.8, 20, -8)),
+        ("stem", "stem", inverse_placement(on(bowl, 0.3, 15.8, -0.2), 30, 1.0, -10, -8)),
+        ("stem", "stem", inverse_placement((5.6, 3.7, 7.6), 150, 1.0, 0, 70)),
+        ("stem", "stem", inverse_placement(on(stick, -0.05, 11.2, 0), 0, 0.5)),
+        ("candlestick", "brass", inverse_placement(stick, 120)),
+        ("candle", "wax", inverse_placement(on(stick, 0, 1.2, 0), 30)),
+        ("flame", "flame", inverse_placement(on(stick, 0, 11.9, 0))),
+    ]
+
+
+def still_life_table(file):
+    instances = []
+    for k, (shape, material, place) in enumerate(still_life_places()):
+        instances.append((f"{shape}_shape", f'transform {matrix(place)} material "{material}" tag {k + 10}'))
+    books = [((24.5, 0.0, -6.0), 282, "book_red", 1.0), ((25.0, 3.25, -6.0), 78, "book_blue", 0.92)]
+    for k, (at, turn, cover, size) in enumerate(books):
+        place = matrix(inverse_placement(at, turn, size))
+        instances.append(("book_cover_shape", f'transform {place} material "{cover}" tag {2 * k + 40}'))
+        instances.append(("book_pages_shape", f'transform {place} material "pages" tag {2 * k + 41}'))
+    for k, (centre, radius) in enumerate(still_life.grapes(38, 4)):
+        x, y, z = centre
+        turn = math.radians(-14)
+        at = (5.0 + x * math.cos(turn) - z * math.sin(turn), y + 0.15, 12.5 + x * math.sin(turn) + z * math.cos(turn))
+        place = inverse_placement(at, 360 * hash01(k, 1, 9), radius, 90 * hash01(k, 2, 9), 90 * hash01(k, 3, 9))
+        instances.append(("grape_shape", f'transform {matrix(place)} material "grape" tag {k + 50}'))
+    write_instances(file, "still_life", instances)
+
+
+# Those whose looks need no texture coordinates.
+PLAIN = {"carafe", "water", "goblet", "wine", "bowl", "orange", "grape", "candle", "candlestick", "stem", "window"}
+
+
+def write_still_life(include):
+    def write(name, *parts):
+        with include(name) as file:
+            for part in parts:
+                shape = part.__name__
+                write_object(file, f"{shape}_shape", part(), digits=2, textured=shape not in PLAIN)
+
+    write("vessels.mi", still_life.carafe, still_life.water, still_life.goblet, still_life.wine, still_life.pitcher,
+          still_life.bowl)
+    write("fruit.mi", still_life.apple, still_life.orange, still_life.pear, still_life.lemon, still_life.half_lemon,
+          still_life.grape, still_life.leaf, still_life.stem)
+    write("candle.mi", still_life.book_cover, still_life.book_pages, still_life.candlestick, still_life.candle,
+          still_life.flame)
+    write("room.mi", still_life.cloth, still_life.table, still_life.wall, still_life.window)
+    with include("still_life.mi") as file:
+        still_life_table(file)
+
+
 def write_geometry(folder):
     folder.mkdir(parents=True, exist_ok=True)
 
@@ -146,6 +220,7 @@ def write_geometry(folder):
         carousel(file)
     with include("flag.mi") as file:
         write_object(file, "flag", shapes.moving_flag(0.15, 0.14))
+    write_still_life(include)
 
 
 def write_textures(folder):
@@ -154,6 +229,12 @@ def write_textures(folder):
     images.write_png(folder / "tile.png", 256, 256, images.tile)
     images.write_png(folder / "stripes.png", 512, 64, images.stripes)
     images.write_png(folder / "pennant.png", 256, 144, images.pennant)
+    paint = still_life_images
+    for look, width, height, side in (
+            (paint.apple, 256, 128, 2), (paint.pear, 256, 192, 2), (paint.lemon_cut, 512, 128, 3),
+            (paint.linen, 512, 256, 1), (paint.boards, 512, 256, 1), (paint.cream_glaze, 768, 384, 2),
+            (paint.plaster, 256, 192, 1), (paint.pages, 64, 128, 1), (paint.leaf, 128, 96, 2), (paint.flame, 8, 64, 1)):
+        images.write_png(folder / f"{look.__name__}.png", width, height, look, side)
 
 
 # ---- large scenes -------------------------------------------------------------------------------------------------

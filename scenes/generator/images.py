@@ -5,19 +5,19 @@ import struct
 import zlib
 
 
-def write_png(path, width, height, pixel):
-    """Writes an RGB image; pixel(u, v) gives three numbers from 0 to 1, v upwards, sampled 3 x 3 per pixel."""
+def write_png(path, width, height, pixel, side=3):
+    """Writes an RGB image; pixel(u, v) gives three numbers from 0 to 1, v upwards, sampled side x side per pixel."""
     rows = []
     for y in range(height):
         row = bytearray([0])
         for x in range(width):
             sums = [0.0, 0.0, 0.0]
-            for sy in range(3):
-                for sx in range(3):
-                    color = pixel((x + (sx + 0.5) / 3) / width, 1 - (y + (sy + 0.5) / 3) / height)
+            for sy in range(side):
+                for sx in range(side):
+                    color = pixel((x + (sx + 0.5) / side) / width, 1 - (y + (sy + 0.5) / side) / height)
                     for k in range(3):
                         sums[k] += min(1.0, max(0.0, color[k]))
-            row += bytes(round(255 * s / 9) for s in sums)
+            row += bytes(round(255 * s / side ** 2) for s in sums)
         rows.append(bytes(row))
 
     def chunk(name, data):

@@ -178,8 +178,8 @@ def triple(vector, digits=3):
     return " ".join(number(x, digits) for x in vector)
 
 
-def write_object(file, name, mesh, digits=3, flags="visible on shadow on trace on", tag=None):
-    """Writes a mesh as an object with smooth normals and one texture space."""
+def write_object(file, name, mesh, digits=3, flags="visible on shadow on trace on", tag=None, textured=True):
+    """Writes a mesh as an object with smooth normals and, when it is textured, one texture space."""
     vectors, lines = [], []
 
     def vector(text):
@@ -193,14 +193,15 @@ def write_object(file, name, mesh, digits=3, flags="visible on shadow on trace o
     for face in mesh.faces:
         corners = []
         for p, uv in face:
-            text = triple((*uv, 0), 4)
-            if text not in coordinates:
+            text = triple((*uv, 0), 4) if textured else ""
+            if textured and text not in coordinates:
                 coordinates[text] = vector(text)
-            key = (p, coordinates[text])
+            key = (p, coordinates.get(text))
             if key not in vertices:
                 vertices[key] = len(vertices)
+                coordinate = f" t {key[1]}" if textured else ""
                 motion = f" m {motions[p]}" if motions else ""
-                lines.append(f"v {positions[p]} n {normals[p]} t {key[1]}{motion}")
+                lines.append(f"v {positions[p]} n {normals[p]}{coordinate}{motion}")
             corners.append(str(vertices[key]))
         faces.append("c " + " ".join(corners))
 
