@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cmath>
 #include <cstring>
 #include <fstream>
@@ -92,10 +93,11 @@ bool writeGatherFile(const std::filesystem::path& file, std::span<const GatherPo
     std::error_code failure;
     {
         std::ofstream stream(beside, std::ios::binary | std::ios::trunc);
+        const int reason = stream ? EIO : errno;
         stream.write(reinterpret_cast<const char*>(&header), sizeof header);
         stream.write(reinterpret_cast<const char*>(points.data()), static_cast<std::streamsize>(points.size_bytes()));
         stream.close();
-        if (!stream) failure = std::make_error_code(std::errc::io_error);
+        if (!stream) failure = {reason, std::generic_category()};
     }
     if (!failure) std::filesystem::rename(beside, file, failure);
     if (!failure) return true;

@@ -115,6 +115,7 @@ public:
         child.type = miRAY_FINALGATHER;
         child.org = origin_;
         child.dir = dir;
+        if (dot(normal_, state_->normal) < 0) child.volume = state_->refraction_volume;
         child.qmc_instance = indexOf(number);
         child.pad = mixSeeds(seed_, 2);
         if (settings_.importance >= 0) child.importance = settings_.importance;
