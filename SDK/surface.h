@@ -89,17 +89,18 @@ private:
         PassWriter passes(in.state(), buffers, this->passWriteMode, this->passWriteFlagByte(), &this->passWriteWeight);
         if (point.matteMode == 0)
             passes.close(); // a hole is a hole in every pass
-        writeMaterialColors(point, passes);
 
         SurfaceTerms terms;
-        if (point.wants(kTermAmbient))
-            terms.ambient = ambient_.term(in, point);
         Lights lights(in, point, passes, diffuse_, specular_);
         {
             // What is seen on a surface, or through it, counts for as much as the surface lets it.
             const WeightScope weight(record);
             if (!point.wants(kTermShadowRatio))
                 weight.multiply((1 - point.transparency) * point.color, point.glowIntensity);
+            readMaterialColors(in, point);
+            writeMaterialColors(point, passes);
+            if (point.wants(kTermAmbient))
+                terms.ambient = ambient_.term(in, point);
             if (point.composition.perLight)
                 lights.run();
             computeTerms(in, point, passes, terms);
@@ -131,10 +132,14 @@ private:
         point.normal = state->normal;
         point.normalEye = -state->dot_nd;
         point.mirror = mirrored(state->dir, state->normal);
+        return point;
+    }
+
+    void readMaterialColors(const H& in, SurfacePoint& point) const
+    {
         point.ambientMaterial = ambientMaterialColor_.term(in, point);
         point.diffuse = in.common(&LambertParameters::diffuse);
         point.diffuseMaterial = diffuseMaterialColor_.term(in, point);
-        return point;
     }
 
     /* A connected bump gives the normal in camera space, or changes the state's normal itself and gives nothing. */

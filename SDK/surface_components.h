@@ -80,7 +80,8 @@ struct DefaultRefractionComponent : StatelessComponent {
             readRest(in, point, settings);
 
         miColor color;
-        const FrameBuffers buffers = passes.traced();
+        // A composition that leaves refraction out looks straight through the surface: passes take what that shows.
+        const FrameBuffers buffers = point.wants(kTermRefraction) ? passes.traced() : FrameBuffers{};
         point.refractionTraced = compute_refraction(&color, point.state, &settings, buffers.passes, buffers.count(),
                                                     buffers.entries.data());
         return color;

@@ -247,6 +247,22 @@ TEST_F(Glass, PassesShowWhatIsBehindInTheirOwnKind) {
     expectPixels(image, "material.R", [](int, int) { return 0.; });
 }
 
+// A composition of ambient light alone leaves refraction out. What is behind the glass is seen straight, and once.
+TEST_F(Glass, CompositionsWithoutRefractionLookStraightThrough) {
+    SceneText scene = passScene({{"ambient", 3}});
+    const std::string placed = "\"vexabase\" ()";
+    scene.options.replace(scene.options.find(placed), placed.size(), "\"vexabase\" ( \"compositionMode\" 3 )");
+    scene.elements = group("glass",
+                           "\"lumoVexaLambert\" ( \"color\" 1 1 1, \"ambientColor\" .2 .2 .2, "
+                           "\"transparency\" .5 .5 .5, \"refractions\" on )") +
+                     group("back", "\"lumoVexaLambert\" ( \"color\" 1 1 1, \"ambientColor\" .8 .8 .8 )") +
+                     wall("sheet", -kFront, "glass") + wall("behind", -kBack, "back");
+    scene.members = "\"sheet\" \"behind\"";
+    const Picture image = picture(scene.text());
+    expectPixels(image, "R", [](int, int) { return .5 * .2 + .5 * .8; });
+    expectPixels(image, "ambient.R", [](int, int) { return .2 + .5 * .8; });
+}
+
 // The camera stands in fog, and the solid is filled with denser fog; behind it the camera's begins again.
 TEST_F(Glass, VolumesBeginAndEndWithTheSolid) {
     const auto fog = [](double color, double density) {
