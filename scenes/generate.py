@@ -14,7 +14,7 @@ import sys
 
 sys.path.insert(0, str(pathlib.Path(__file__).parent))
 
-from generator import images, shapes, still_life, still_life_images  # noqa: E402
+from generator import images, interior, interior_images, shapes, still_life, still_life_images  # noqa: E402
 from generator.mesh import cross, number, subtract, unit, write_object  # noqa: E402
 from generator.teapot import teapot  # noqa: E402
 from generator.terrain import hash01, terrain  # noqa: E402
@@ -192,6 +192,85 @@ def write_still_life(include):
         still_life_table(file)
 
 
+def interior_places(bindings):
+    """What stands where: shape, material, place. The materials are those of scenes/interior.mi."""
+    def at(x, y, z, turn=0.0, size=1.0, tilt=0.0, lean=0.0):
+        return inverse_placement((x, y, z), turn, size, tilt, lean)
+
+    chair, chair_turn = (112.0, 0.0, -66.0), -32.0
+    table, plant = (20.0, 0.0, -78.0), (-118.0, 0.0, -112.0)
+    shelf = (-26.0, 0.0, interior.BACK + 0.2)
+    lamp = (167.0, 0.0, -132.0)
+
+    def beside(base, turn, x, z):
+        """Floor position of a point given in the turned space of a piece of furniture."""
+        c, s = math.cos(math.radians(turn)), math.sin(math.radians(turn))
+        return base[0] + x * c + z * s, base[2] + z * c - x * s
+
+    def on(base, x, y, z):
+        return base[0] + x, base[1] + y, base[2] + z
+
+    places = [("floor", "oak_floor", at(0, 0, 0)), ("back_wall", "green_wall", at(0, 0, 0)),
+              ("high_wall", "red_wall", at(0, 0, 0)), ("whitewash", "whitewash", at(0, 0, 0)),
+              ("timber", "timber", at(0, 0, 0)), ("joinery", "joinery", at(0, 0, 0)),
+              ("rug", "rug", at(34, 0, -18, 6)),
+              ("armchair", "armchair", at(*chair, chair_turn)),
+              ("throw_pillow", "pillow", at(chair[0] - 3, 59, chair[2] - 2, chair_turn + 6, 1.0, 66, 0)),
+              ("round_table", "oak", at(*table, 40)),
+              ("teapot", "painted", at(*on(table, -5, 55.05, -4), 200, 4.6)),
+              ("saucer", "porcelain", at(*on(table, 11, 55.05, 8))), ("cup", "porcelain", at(*on(table, 11, 55.9, 8))),
+              ("shelf", "joinery", at(*shelf)), ("library_pages", "pages", at(*shelf)),
+              ("pitcher", "pitcher", at(*on(shelf, 8, interior.LEVELS[1] + .05, 14), 150)),
+              ("dog", "oak", at(*on(shelf, 38, interior.LEVELS[2] + .05, 15), 200, 2.3)),
+              ("lamp_stand", "brass", at(*lamp)), ("lamp_shade", "lamp_shade", at(*lamp)), ("bulb", "bulb", at(*lamp)),
+              ("pot", "pot", at(*plant)), ("plant_stems", "stem", at(*plant))]
+    places += [(f"library_{k}", f"binding_{k}", at(*shelf)) for k in range(bindings)]
+    for x, z in ((-30, 28), (30, 28), (-30, -28), (30, -28)):
+        fx, fz = beside(chair, chair_turn, x, z)
+        places.append(("leg", "oak", at(fx, 0, fz)))
+    for name, x, y in (("hills", 76, 150), ("sprig", -58, 157), ("rosette", 2, 152)):
+        places.append((f"{name}_frame", "frame", at(x, y, interior.BACK + 1)))
+        places.append((f"{name}_picture", name, at(x, y, interior.BACK + 1)))
+    for k, (x, z, turn, cover) in enumerate(((-54, -2, 62, 0), (-53, -1, 88, 3), (-55, -2, 74, 4))):
+        y = 1.9 + 3.25 * k
+        places.append(("book_cover", f"binding_{cover}", at(x, y, z, turn, 1.0 - .06 * k)))
+        places.append(("book_pages", "pages", at(x, y, z, turn, 1.0 - .06 * k)))
+    for tip, turn, size, lean in interior.plant()[0]:
+        places.append(("plant_leaf", "leaf", at(*on(plant, *tip), turn, size, 0, lean)))
+    return places
+
+
+PICTURES = {"hills": (58, 44), "sprig": (34, 46), "rosette": (28, 28)}
+
+
+def write_interior(include):
+    bindings, pages = interior.library()
+    with include("attic.mi") as file:
+        for part in (interior.floor, interior.back_wall, interior.high_wall, interior.whitewash, interior.timber,
+                     interior.joinery, interior.sky):
+            write_object(file, f"{part.__name__}_shape", part(), digits=2)
+        for name, (width, height) in PICTURES.items():
+            write_object(file, f"{name}_frame_shape", interior.picture_frame(width, height), digits=2, textured=False)
+            write_object(file, f"{name}_picture_shape", interior.picture(width, height), digits=2)
+    with include("furniture.mi") as file:
+        for part in (interior.armchair, interior.throw_pillow, interior.leg, interior.round_table, interior.shelf,
+                     interior.lamp_stand, interior.lamp_shade, interior.bulb, interior.rug, interior.pot,
+                     interior.plant_leaf, interior.cup, interior.saucer):
+            textured = part.__name__ in ("armchair", "throw_pillow", "rug", "plant_leaf")
+            write_object(file, f"{part.__name__}_shape", part(), digits=2, textured=textured)
+        write_object(file, "plant_stems_shape", interior.plant()[1], digits=2, textured=False)
+        for k, binding in enumerate(bindings):
+            write_object(file, f"library_{k}_shape", binding, digits=2, textured=False)
+        write_object(file, "library_pages_shape", pages, digits=2)
+    with include("interior.mi") as file:
+        instances = []
+        for k, (shape, material, place) in enumerate(interior_places(len(bindings))):
+            element = shape if shape in ("teapot", "dog") else f"{shape}_shape"
+            flags = " shadow off" if shape == "bulb" else ""
+            instances.append((element, f'transform {matrix(place)} material "{material}" tag {k + 1}{flags}'))
+        write_instances(file, "interior", instances)
+
+
 def write_geometry(folder):
     folder.mkdir(parents=True, exist_ok=True)
 
@@ -221,6 +300,7 @@ def write_geometry(folder):
     with include("flag.mi") as file:
         write_object(file, "flag", shapes.moving_flag(0.15, 0.14))
     write_still_life(include)
+    write_interior(include)
 
 
 def write_textures(folder):
@@ -234,6 +314,12 @@ def write_textures(folder):
             (paint.apple, 256, 128, 2), (paint.pear, 256, 192, 2), (paint.lemon_cut, 512, 128, 3),
             (paint.linen, 512, 256, 1), (paint.boards, 512, 256, 1), (paint.cream_glaze, 768, 384, 2),
             (paint.plaster, 256, 192, 1), (paint.pages, 64, 128, 1), (paint.leaf, 128, 96, 2), (paint.flame, 8, 64, 1)):
+        images.write_png(folder / f"{look.__name__}.png", width, height, look, side)
+    paint = interior_images
+    for look, width, height, side in (
+            (paint.oak_floor, 384, 384, 2), (paint.kilim, 380, 256, 2), (paint.mustard, 160, 160, 2),
+            (paint.pillow, 128, 64, 2), (paint.hills, 192, 144, 2), (paint.sprig, 128, 172, 2),
+            (paint.rosette, 128, 128, 2), (paint.afternoon, 128, 128, 1), (paint.house_leaf, 128, 96, 2)):
         images.write_png(folder / f"{look.__name__}.png", width, height, look, side)
 
 
