@@ -92,4 +92,23 @@ void depositEnvironment(const FrameBuffers& buffers, const miState* state, const
         }
 }
 
+void depositUntraced(const FrameBuffers& buffers, const miState* state, const miColor& color)
+{
+    miState ray = *state;
+    ray.type = miRAY_REFLECT;
+    ++ray.reflection_level;
+    for (const PassType type : {kPassBeauty, kPassBeautyNoShadow})
+        for (const FrameBufferInfo& entry : buffers.ofType(type)) {
+            FrameBufferSlot* here = currentSlot(entry, state);
+            FrameBufferSlot* next = currentSlot(entry, &ray);
+            if (!here || !next)
+                continue;
+            next->levelFlags = 0;
+            const bool handedUp = !isFilteredOut(*here) || (entry.flags & kEntryThroughReflection);
+            const bool seen = !(arrivalFlags(entry, &ray) & kLevelFiltered);
+            if (seen && handedUp && !(entry.flags & kEntryNoTracedLight))
+                here->contribution = here->contribution + color;
+        }
+}
+
 } // namespace lumo

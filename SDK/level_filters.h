@@ -33,4 +33,8 @@ bool beginSurface(const LevelSlots& slots, miState* state);
  * environment's color goes into the beauty passes here, as far as they would take a surface in its place. */
 void depositEnvironment(const FrameBuffers& buffers, const miState* state, const miColor& color);
 
+/* The same for surroundings that the surface mirrors without sending a ray: `color` is added to its own passes, as far
+ * as they would take what a reflected ray hands up. */
+void depositUntraced(const FrameBuffers& buffers, const miState* state, const miColor& color);
+
 } // namespace lumo

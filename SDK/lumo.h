@@ -487,6 +487,28 @@ LUMO_API miScalar compute_lambert_translucence(miState* state, miScalar cosine, 
                                                miScalar translucence, miScalar focus, miScalar depth,
                                                const miVector* corners);
 
+/* Highlights. `light` is the direction from the point to the light. Rays other than eye rays see the highlight times
+ * `secondarySpecularScale`, and none when that is not above 0. */
+
+/* cosine^power of the light's angle to the mirrored ray, but not below 4.54e-5 up to a right angle. `reflection` has
+ * unit length. */
+LUMO_API miScalar compute_phong_specular(const miVector* reflection, miScalar cosinePower,
+                                         miScalar secondarySpecularScale, const miVector* light, const miState* state);
+
+/* Highlight of small facets. Vectors have unit length.
+ *   cosine, normalEye  of the normal with light and with the direction to the eye
+ *   eccentricity       width of the highlight: 0 small to 1 everywhere
+ *   specularRollOff    share that is reflected head on; at grazing angles all is */
+LUMO_API miScalar compute_blinn_specular(miScalar cosine, miScalar normalEye, const miVector* light,
+                                         miScalar eccentricity, miScalar specularRollOff,
+                                         miScalar secondarySpecularScale, const miVector* normal, const miState* state);
+
+/* Highlight of a thin fibre: 1 where `tangent` has the same cosine with both directions, falling smoothly to 0 where the
+ * cosines are 1 and -1; to this power. For light that a fibre mirrors to the eye: the direction to the light, and that
+ * of the eye's ray. Unit length all three. */
+LUMO_API miScalar compute_hairtubeshader_specular(miScalar power, const miVector* a, const miVector* b,
+                                                  const miVector* tangent);
+
 /* Indirect light from final gathering or photons at the state's point, times `irradianceColor`, `diffuse` and the
  * surface color. `irradianceColor` and `irradiance` are addresses inside the running shader's parameter block; a
  * connected `irradiance` takes the place of the gathering. The number of rays falls with the weight with which this
@@ -499,7 +521,7 @@ LUMO_API miColor* compute_irradiance(miColor* result, const miColor* irradianceC
 /* How a surface refracts. */
 typedef struct RefractionSettings {
     miBoolean refractions;        /* off: compositing looks straight through the surface */
-    miScalar refractiveIndex;     /* of the inside, relative to the outside; not above 0: 1 */
+    miScalar refractiveIndex;     /* of the inside; 1 is air. That of the outside is known from the ray. Not above 0: 1 */
     miScalar refractionDepth;     /* handed on for the material's own use */
     miScalar lightAbsorbance;     /* light falls to 1/e over a way of 1 / this inside */
     miScalar surfaceThickness;    /* above 0: a sheet of this thickness instead of the boundary of a solid */
@@ -519,20 +541,34 @@ typedef struct RefractionSettings {
 LUMO_API miBoolean compute_refraction(miColor* result, miState* state, const RefractionSettings* settings,
                                       PassState* passes, miUint count, FrameBufferInfo* entries);
 
+/* How the rays of a blurred reflection are spread: as facets of the surface, or light around the mirrored ray, make a
+ * highlight of the same parameters. reflectionBlur times the angles: 1 blurs as much as the highlight. */
+enum {
+    kLobeCone = 0,   /* evenly over a disc; reflectionBlur is its radius at distance 1 */
+    kLobePower = 1,  /* cosine of the angle to the mirrored ray, to the power lobe[0] */
+    kLobeSoft = 2,   /* t lobe[0] / (t^2 (lobe[0] - 1) + 1), t = 1 - (1 - cosine) / lobe[1] */
+    kLobeFacets = 3  /* normals of facets, after Trowbridge and Reitz: lobe[0] wide along lobeTangent, lobe[1] across */
+};
+
 /* How a surface reflects. */
 typedef struct ReflectionSettings {
     miScalar reflectivity;
     miColor color;                /* times reflectivity: the weight of the rays' passes */
     miScalar glowIntensity;       /* handed on for the material's own use */
     miInteger reflectionLimit;    /* rays that were reflected this often reflect no more */
-    miScalar reflectionBlur;      /* radius of the cone of rays at distance 1 */
+    miScalar reflectionBlur;      /* not above 0: sharp; see above */
     miInteger reflectionRays;     /* of a blurred reflection; at least 1 is traced */
     miVector normal;              /* shading normal */
     miScalar normalEye;           /* cosine of the normal and the direction to the eye */
+    miInteger lobe;
+    miScalar lobeWidth[2];
+    miVector lobeTangent;         /* in the surface, unit length; for kLobeFacets */
+    miBoolean colorIsMap;         /* `color` is a picture of the surroundings, which serves where no ray may be traced */
 } ReflectionSettings;
 
-/* The color that is reflected, not yet times color and reflectivity; passes as above. Returns 1 when rays were traced;
- * else *result is black. */
+/* The color that is reflected, not yet times color and reflectivity; passes as above. Where the render's depths or the
+ * limit allow no ray it is white with `colorIsMap`, else the environment in the mirrored direction, which then go into
+ * the beauty passes. Returns 1 when there was any of it; else *result is black. */
 LUMO_API miBoolean compute_reflection(miColor* result, miState* state, const ReflectionSettings* settings,
                                       PassState* passes, miUint count, FrameBufferInfo* entries);
 

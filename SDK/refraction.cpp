@@ -2,14 +2,16 @@
  *
  * Directions follow Snell's law, in vector form: with the normal n on the ray's side, c = -n . i and
  * k = 1 - eta^2 (1 - c^2), the refracted direction is eta i + (eta c - sqrt k) n; below k = 0 all light is reflected.
- * Absorption follows Beer and Lambert: exp(-absorbance x way). We differ from a full treatment: the outside has index
- * 1 always, nothing is reflected at the boundary (that is the reflection term's part), and the way inside is charged
- * where the ray leaves the solid, to what it sees from there.
+ * Absorption follows Beer and Lambert: exp(-absorbance x way). What a ray travels in is known from the state's index of
+ * refraction, and what is around a solid from the hit where the ray entered it; a ray that nobody refracted before is
+ * in air, of index 1. We differ from a full treatment: nothing is reflected at the boundary (that is the reflection
+ * term's part), and the way inside is charged where the ray leaves the solid, to what it sees from there.
  */
 #include "lumo.h"
 
 #include "color.h"
 #include "contribution_weight.h"
+#include "media.h"
 #include "secondary_rays.h"
 
 #include <cmath>
@@ -30,15 +32,12 @@ struct Passage {
     miScalar inside; /* way inside the material that this hit answers for */
 };
 
-/* The volume around a solid that the ray leaves: where the ray was when it entered. Renderers know the one inside only.
- */
-miTag volumeOutside(const miState* state)
-{
-    for (const miState* above = state->parent; above; above = above->parent)
-        if (above->material == state->material && !above->inv_normal)
-            return above->volume;
-    return state->volume;
-}
+miScalar indexOr(miScalar index, miScalar otherwise) { return index > 0 ? index : otherwise; }
+
+/* Indices of refraction on the ray's side and on the other. */
+struct Media {
+    miScalar here, beyond;
+};
 
 /* Everything that is fixed for the hit. */
 class Refraction {
@@ -56,12 +55,18 @@ public:
             mi_vector_neg(&normal_);
             cosine_ = -cosine_;
         }
+        if (leaves_) {
+            const OpenSolids solids(state);
+            inner_ = solids.inner();
+            around_ = solids.around();
+        }
     }
 
     /* False when the render's depths do not allow the ray. */
     bool trace(miScalar index, const miColor& channels, miColor& color) const
     {
-        const Passage passage = passageFor(index);
+        const Media media = mediaFor(index);
+        const Passage passage = passageFor(media.here / media.beyond);
         const bool isMirror = passage.kind == RayKind::kReflection;
         if (!mayTrace(state_, passage.kind, isMirror ? state_->options->reflection_depth : settings_.refractionLimit))
             return false;
@@ -69,21 +74,43 @@ public:
         miColor weight = settings_.transparency * channels * absorption(passage.inside);
         weight.a = channels.a;
         const HitScope hit(state_);
-        state_->point = passage.start;
-        if (isSheet_)
-            state_->refraction_volume = state_->volume;
-        else if (leaves_)
-            state_->refraction_volume = volumeOutside(state_);
-        const RayBundle bundle = {passage.kind, passage.dir, passage.side, settings_.refractionBlur,
+        enter(passage, media);
+        const RayBundle bundle = {passage.kind, passage.dir, passage.side, Lobe{.blur = settings_.refractionBlur},
                                   settings_.refractionRays};
         color = color + traceBundle(state_, buffers_, bundle, weight, RayKind::kRefraction) * weight;
         return true;
     }
 
 private:
-    Passage passageFor(miScalar index) const
+    Media mediaFor(miScalar index) const
     {
-        const miScalar eta = leaves_ ? index : 1 / index;
+        if (!leaves_)
+            return {indexOr(state_->ior, 1), index};
+        if (!inner_)
+            return {index, 1};
+        const miScalar here = indexOr(inner_->ior, index);
+        return {here, !leavesInner() ? here : around_ ? indexOr(around_->ior, 1) : 1};
+    }
+
+    /* Another solid that was entered later fills the place on both sides of the boundary. */
+    bool leavesInner() const { return inner_ && inner_->material == state_->material; }
+
+    /* The state that the ray starts with; its hits find the medium there. */
+    void enter(const Passage& passage, const Media& media) const
+    {
+        const bool crosses = passage.kind == RayKind::kRefraction && !isSheet_;
+        state_->point = passage.start;
+        state_->ior_in = media.here;
+        state_->ior = crosses ? media.beyond : media.here;
+        // Renderers know the one inside of a volume only.
+        if (isSheet_)
+            state_->refraction_volume = state_->volume;
+        else if (leaves_)
+            state_->refraction_volume = leavesInner() ? inner_->volume : state_->volume;
+    }
+
+    Passage passageFor(miScalar eta) const
+    {
         const miScalar k = 1 - eta * eta * (1 - cosine_ * cosine_);
         const miScalar inside = leaves_ ? static_cast<miScalar>(state_->dist) : 0;
         if (!(k >= 0))
@@ -114,6 +141,8 @@ private:
     miVector normal_; /* on the ray's side */
     miScalar cosine_; /* of the ray with it, not below 0 */
     const bool isSheet_, leaves_;
+    const miState* inner_ = nullptr; /* where the ray entered what it is in, and what is around that */
+    const miState* around_ = nullptr;
 };
 
 /* Each color its own way. Only the first surface of a path splits the ray: one rainbow is enough, and three times the

@@ -2,7 +2,6 @@
 
 #include "color.h"
 #include "level_filters.h"
-#include "tangents.h"
 
 #include <algorithm>
 #include <cmath>
@@ -27,18 +26,14 @@ miColor traceOne(miState* state, const FrameBuffers& buffers, RayKind kind, cons
     return seen ? color : kBlack;
 }
 
-/* A point of the unit square becomes a direction in the cone, evenly spread over its cross-section. */
-miVector directionInCone(const RayBundle& bundle, const double point[2])
+/* A direction of the lobe. Those on the wrong side of the surface are mirrored by it. */
+miVector directionOf(const RayBundle& bundle, const double point[2])
 {
-    miVector u, v;
-    tangentsOf(bundle.center, u, v);
-    const miScalar radius = bundle.blur * static_cast<miScalar>(std::sqrt(point[0]));
-    const miScalar angle = static_cast<miScalar>(2 * M_PI * point[1]);
-    const miScalar a = radius * std::cos(angle), b = radius * std::sin(angle);
-    miVector dir = bundle.center;
-    dir = {dir.x + a * u.x + b * v.x, dir.y + a * u.y + b * v.y, dir.z + a * u.z + b * v.z};
-    mi_vector_normalize(&dir);
-    return mi_vector_dot(&dir, &bundle.side) > 0 ? dir : bundle.center;
+    miVector dir = lobeDirection(bundle.lobe, bundle.center, point);
+    const miScalar height = mi_vector_dot(&dir, &bundle.side);
+    if (height < 0)
+        dir = mirrored(dir, bundle.side);
+    return height != 0 && std::isfinite(height) ? dir : bundle.center;
 }
 
 } // namespace
@@ -55,7 +50,7 @@ bool mayTrace(const miState* state, RayKind kind, miInteger limit)
 miColor traceBundle(miState* state, const FrameBuffers& buffers, const RayBundle& bundle, const miColor& weight,
                     RayKind passes)
 {
-    const bool blurred = bundle.blur > 0 && std::isfinite(bundle.blur);
+    const bool blurred = bundle.lobe.blur > 0 && std::isfinite(bundle.lobe.blur);
     if (!blurred)
         return traceOne(state, buffers, bundle.kind, bundle.center, weight, passes);
 
@@ -67,7 +62,7 @@ miColor traceBundle(miState* state, const FrameBuffers& buffers, const RayBundle
     for (miUint i = 0; i < count; ++i) {
         // Where the renderer has no more points to give, the rest goes straight on.
         const bool given = mi_sample(point, &taken, state, 2, &count);
-        const miVector dir = given ? directionInCone(bundle, point) : bundle.center;
+        const miVector dir = given ? directionOf(bundle, point) : bundle.center;
         sum = sum + traceOne(state, buffers, bundle.kind, dir, weight * share, passes);
     }
     return sum * share;

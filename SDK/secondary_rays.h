@@ -2,6 +2,7 @@
 #pragma once
 
 #include "frame_buffers.h"
+#include "lobes.h"
 
 namespace lumo {
 
@@ -9,8 +10,15 @@ namespace lumo {
 class HitScope {
 public:
     explicit HitScope(miState* state)
-        : state_(state), label_(state->label), point_(state->point), normal_(state->normal), motion_(state->motion),
-          dist_(state->dist), refractionVolume_(state->refraction_volume)
+        : state_(state),
+          label_(state->label),
+          point_(state->point),
+          normal_(state->normal),
+          motion_(state->motion),
+          dist_(state->dist),
+          ior_(state->ior),
+          iorIn_(state->ior_in),
+          refractionVolume_(state->refraction_volume)
     {
     }
     ~HitScope()
@@ -20,6 +28,8 @@ public:
         state_->normal = normal_;
         state_->motion = motion_;
         state_->dist = dist_;
+        state_->ior = ior_;
+        state_->ior_in = iorIn_;
         state_->refraction_volume = refractionVolume_;
     }
 
@@ -31,6 +41,7 @@ private:
     const miUint label_;
     const miVector point_, normal_, motion_;
     const double dist_;
+    const miScalar ior_, iorIn_;
     const miTag refractionVolume_;
 };
 
@@ -43,7 +54,7 @@ struct RayBundle {
     RayKind kind;
     miVector center; /* unit length */
     miVector side;   /* no ray leaves to the other side of the surface than this vector */
-    miScalar blur;   /* radius of the cone of rays at distance 1; not above 0 is one sharp ray */
+    Lobe lobe;       /* without blur there is one sharp ray */
     miInteger rays;  /* only the first bundle of a path is more than one ray, or their number would explode */
 };
 

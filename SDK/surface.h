@@ -120,7 +120,7 @@ private:
         point.record = &record;
         bc_construct(&point.composition, record.compositionMode, state);
         point.color = in.common(&LambertParameters::color);
-        point.transparency = in.common(&LambertParameters::transparency);
+        point.transparency = in.transparency();
         point.translucence = in.common(&LambertParameters::translucence);
         if (point.translucence != 0) {
             point.translucenceFocus = in.common(&LambertParameters::translucenceFocus);

@@ -79,6 +79,9 @@ public:
         return this->isConnectedAddress(&(surface().*member));
     }
 
+    /* A material that is clear in places for reasons of its own has one of its own. */
+    miColor transparency() const { return common(&LambertParameters::transparency); }
+
     /* For the functions of the SDK that read a parameter themselves. */
     template <class T>
     const T* commonAddress(T LambertParameters::*member) const

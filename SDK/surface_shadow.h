@@ -99,7 +99,7 @@ void castShadow(miColor* result, const H& in, Vexabase& record)
 {
     struct Source {
         const H& in;
-        miColor transparency() const { return in.common(&LambertParameters::transparency); }
+        miColor transparency() const { return in.transparency(); }
         miScalar shadowAttenuation() const { return in.common(&LambertParameters::shadowAttenuation); }
         miScalar transparencyDepth() const { return in.common(&LambertParameters::transparencyDepth); }
     };

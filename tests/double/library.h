@@ -52,6 +52,7 @@ T& libraryVariable(const char* name)
     F(miSetModuleHandle) F(get_userdata) F(origin_from_camera) F(get_tla) F(clr_tla_list) F(stack_create) \
     F(stack_push) F(stack_pop) F(tmsampler_init) F(tmsampler_isDone) F(tmsampler_next) F(getFrameBufferInfo) \
     F(getFrameBufferState) F(getFrameBufferDataBlock) F(getNonMaterialPassFrameBufferIndex) F(getNamedFrameBufferID) \
+    F(compute_phong_specular) F(compute_blinn_specular) F(compute_hairtubeshader_specular) \
     F(contributesToPass) F(tracePassInit) F(tracePassAdd) F(passWriteColor) F(passWriteInteger) F(passAddToLightSum) \
     F(lumoFatal) F(lumoError) F(lumoWarning) F(lumoInfo) F(sampleLightBegin) F(handleNonLumoLights) \
     F(sampleLightEnd) F(setupLightContributions) F(traceShadow) F(setLightIrradiance) F(traceShadowAccumulateBegin) \

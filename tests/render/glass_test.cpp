@@ -97,12 +97,12 @@ TEST_F(Glass, AbsorbsByTheWayInside) {
 }
 
 TEST_F(Glass, DispersesWhereTheRayEnters) {
-    // Red is bent by (index - 1) / 40 less. The rear face bends all alike.
+    // Red is bent by (index - 1) / 40 less, at both faces: a slab shifts it, and leaves its direction alone.
     const Picture image = throughSlab(glass(1.6, ", \"transparency\" 1 1 1, \"chromaticAberration\" on"));
     const double red = 1.6 - .6 / 40;
     expectPixels(image, "R", [&](int x, int y) {
         const Path path(x, y, red);
-        return shade(path.x(path.distance(red, 1.6)));
+        return shade(path.x(path.distance(red, red)));
     });
     expectPixels(image, "G", [&](int x, int y) {
         const Path path(x, y, 1.6);
@@ -214,6 +214,28 @@ TEST_F(Glass, BlurConvergesToTheMeanOfTheCone) {
                 EXPECT_NEAR(image.at("beauty_pass.R", x, y), image.at("R", x, y), 1e-5);
                 EXPECT_EQ(image.at("R", x, y), again.at("R", x, y));
             }
+    }
+}
+
+// Solids of the indices 1.3 and 1.6, the second within the first, or reaching out of it at the far side. What was
+// entered last fills the place.
+TEST_F(Glass, SolidsLieInEachOther) {
+    const auto scene = [](double end) {
+        SceneText text = passScene({});
+        const std::string clear = ", \"transparency\" 1 1 1";
+        text.elements = ruler() + group("outer", glass(1.3, clear)) + group("inner", glass(1.6, clear)) +
+                        wall("outer_front", -3, "outer") + wall("outer_rear", 6, "outer", 1000, kTurned) +
+                        wall("inner_front", -4, "inner") + wall("inner_rear", end, "inner", 1000, kTurned);
+        text.members = "\"ruler_wall\" \"outer_front\" \"outer_rear\" \"inner_front\" \"inner_rear\"";
+        return text.text();
+    };
+    for (const double end : {5., 7.}) {
+        expectPixels(picture(scene(end)), "R", [&](int x, int y) {
+            const Path path(x, y, 1);
+            const auto across = [&](double way, double index) { return way * Path::tangent(path.sine / index); };
+            const double outer = 1 + std::max(6 - end, 0.), air = kBack - std::max(end, 6.);
+            return shade(path.x(across(3 + air, 1) + across(outer, 1.3) + across(end - 4, 1.6)));
+        });
     }
 }
 

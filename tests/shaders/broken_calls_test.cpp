@@ -177,6 +177,9 @@ TEST_P(BrokenCalls, Models)
     for (const miScalar odd : {kNaN, kInfinity, -kInfinity, 1e30f, 0.0f, 1e-40f, 1.0f}) {
         const miVector dir = {odd, odd, odd};
         CALL(compute_lambert_translucence)(state, odd, &dir, odd, odd, odd, nullptr);
+        CALL(compute_phong_specular)(&dir, odd, odd, &dir, state);
+        CALL(compute_blinn_specular)(odd, odd, &dir, odd, odd, odd, &dir, state);
+        CALL(compute_hairtubeshader_specular)(odd, &dir, &dir, &dir);
         const miColor odds = {odd, odd, odd, odd};
         EXPECT_EQ(CALL(compute_irradiance)(&color, &block.irradianceColor, odd, &odds, &odds, odd, &block.irradiance,
                                            state),
@@ -189,8 +192,11 @@ TEST_P(BrokenCalls, Models)
             refraction.refractionRays = refraction.refractionLimit = rays;
             refraction.transparency = kWhite;
             CALL(compute_refraction)(&color, state, &refraction, nullptr, 0, nullptr);
-            const ReflectionSettings reflection = {odd, odds, odd, rays, odd, rays, dir, odd};
-            CALL(compute_reflection)(&color, state, &reflection, nullptr, 0, nullptr);
+            for (miInteger lobe = -1; lobe <= kLobeFacets + 1; ++lobe) {
+                const ReflectionSettings reflection = {odd, odds, odd, rays,       odd, rays,
+                                                       dir, odd,  lobe, {odd, odd}, dir, miFALSE};
+                CALL(compute_reflection)(&color, state, &reflection, nullptr, 0, nullptr);
+            }
         }
         EXPECT_EQ(CALL(compute_scatter)(&color, state, &scatter, nullptr), miFALSE);
 
