@@ -7,6 +7,7 @@ packages=(
     g++ clang-14 lld cmake ninja-build ccache python3
     libembree-dev libtbb-dev                         # ray tracing, threads
     libopenimageio-dev libopenexr-dev libimath-dev   # images in and out
+    libopencolorio-dev                               # color transforms
     libcli11-dev libfmt-dev libboost1.81-dev         # command line, messages, compile-time reflection in the tests
     libgtest-dev libbenchmark-dev
 )
