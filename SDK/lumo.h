@@ -602,6 +602,13 @@ LUMO_API miBoolean get_derivs(const miState* state, miVector* u, miVector* v);
 
 #ifdef __cplusplus
 } /* extern "C" */
+#endif
+
+/* ---- Subsystems with headers of their own ----------------------------------------------------------------------- */
+
+#include "lumo_color.h"
+
+#ifdef __cplusplus
 
 /* ---- C++ ------------------------------------------------------------------------------------------------------- */
 

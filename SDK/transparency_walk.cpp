@@ -1,5 +1,6 @@
 #include "transparency_walk.h"
 
+#include "call_memory.h"
 #include "color.h"
 #include "secondary_rays.h"
 
@@ -7,8 +8,6 @@ namespace lumo {
 namespace {
 
 constexpr int kDeepestWalk = 256;
-/* More slots than this are saved on the heap: the walk nests, and threads' stacks are not endless. */
-constexpr std::size_t kMostOnStack = 1024;
 constexpr miScalar kOpaque = 1e-5f;
 
 constexpr const char* kSource = "shaders/lumoVexaShadingEngine";
@@ -19,28 +18,6 @@ struct SavedSlot {
     miUint levelFlags;
 };
 static_assert(sizeof(SavedSlot) == 36);
-
-/* Memory from the renderer, given back at the end; null when it has none or none is wanted. */
-class HeapBlock {
-public:
-    explicit HeapBlock(std::size_t bytes)
-        : memory_(bytes > 0 ? mi_mem_int_allocate(kSource, __LINE__, static_cast<miUint>(bytes)) : nullptr)
-    {
-    }
-    ~HeapBlock()
-    {
-        if (memory_)
-            mi_mem_int_release(kSource, __LINE__, memory_);
-    }
-
-    HeapBlock(const HeapBlock&) = delete;
-    HeapBlock& operator=(const HeapBlock&) = delete;
-
-    void* get() const { return memory_; }
-
-private:
-    void* const memory_;
-};
 
 bool isOpaque(const miColor& o) { return 1 - o.r < kOpaque && 1 - o.g < kOpaque && 1 - o.b < kOpaque; }
 
@@ -137,7 +114,7 @@ miColor lookBehind(const LevelSlots& slots, miState* state, const WalkSettings& 
 {
     const std::size_t count = slots.entries().size();
     const std::size_t bytes = count * sizeof(SavedSlot);
-    const HeapBlock heap(walk.tempOnHeap || count > kMostOnStack ? bytes : 0);
+    const HeapBlock heap(kSource, walk.tempOnHeap || count > kMostOnStack ? bytes : 0);
     if (!heap.get() && count > kMostOnStack)
         return kBlack; // without a place for them the passes would be lost
 

@@ -59,7 +59,7 @@ T& libraryVariable(const char* name)
     F(traceShadowAccumulate) F(traceShadowAccumulateEnd) F(applyShadowTransparencyToFrameBuffers) \
     F(arealight_lambertian_reflect) F(arealight_max_phong_spec_dir) F(bc_construct) F(bc_composite) F(bc_destruct) \
     F(compute_lambert_translucence) F(compute_irradiance) F(compute_refraction) F(compute_reflection) \
-    F(compute_scatter) F(destroy_scatter) F(get_derivs)
+    F(compute_scatter) F(destroy_scatter) F(get_derivs) F(hsv_to_rgb) F(rgb_to_hsv)
 
 /* Functions of the library, called as library::get_tla(...). */
 namespace library {
