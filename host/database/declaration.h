@@ -21,7 +21,8 @@ struct Parameter {
     std::size_t elementSize = 0;
     std::size_t alignment = 4;
     std::vector<Parameter> members;  ///< of a struct
-    std::vector<float> defaults;     ///< declared default components; booleans and integers as numbers, empty = 0
+    /// Declared default components, empty = 0. Doubles hold all integers exactly; identifying words use every bit.
+    std::vector<double> defaults;
 
     const Parameter* member(std::string_view memberName) const;
 };

@@ -29,14 +29,14 @@ void ParameterBlock::setDefaults(const std::vector<Parameter>& parameters, std::
 void ParameterBlock::setDefault(const Parameter& parameter, std::size_t at) {
     if (parameter.type == miTYPE_STRUCT) return setDefaults(parameter.members, at);
     const bool isInteger = parameter.type == miTYPE_INTEGER || parameter.type == miTYPE_BOOLEAN;
-    for (const float component : parameter.defaults) {
+    for (const double component : parameter.defaults) {
         if (isInteger && std::isfinite(component))
-            put(at, static_cast<miInteger>(std::clamp(component, -2147483648.0f, 2147483520.0f)));
+            put(at, static_cast<miInteger>(std::clamp(component, -2147483648.0, 2147483647.0)));
         else if (isInteger)
             put(at, miInteger{0});
         else
-            put(at, component);
-        at += sizeof component;
+            put(at, static_cast<miScalar>(component));
+        at += sizeof(miScalar);
     }
 }
 

@@ -61,9 +61,12 @@ void readDefault(SceneContext& scene, Parameter& parameter) {
         return in.skipGroup();
     }
     if (in.atBoolean()) {
-        return parameter.defaults.assign(1, in.readBoolean() ? 1.0f : 0.0f);
+        return parameter.defaults.assign(1, in.readBoolean() ? 1 : 0);
     }
-    parameter.defaults = in.readFloats(most);
+    if (in.atInteger() && (parameter.type == miTYPE_INTEGER || parameter.type == miTYPE_BOOLEAN))
+        return parameter.defaults.assign(1, in.readInteger());
+    const std::vector<float> numbers = in.readFloats(most);
+    parameter.defaults.assign(numbers.begin(), numbers.end());
     if (parameter.defaults.size() < fewest) in.fail(fmt::format("{} numbers as default", fewest));
     if (parameter.type == miTYPE_COLOR && parameter.defaults.size() == 3) parameter.defaults.resize(4);
 }
