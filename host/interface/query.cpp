@@ -32,7 +32,9 @@ constexpr std::array<Answer, miQ_COUNT> makeTable() {
     assignRange(table, answerAboutObject, miQ_OBJ_TYPE, miQ_OBJ_LABEL);
     assign(table, answerAboutObject, {miQ_OBJ_DATA, miQ_OBJ_GLOBILLUM, miQ_OBJ_FINALGATHER});
     assignRange(table, answerAboutLight, miQ_LIGHT_TYPE, miQ_LIGHT_USE_SHADOWMAP);
-    assign(table, answerAboutLight, {miQ_LIGHT_AREA_C_RADIUS, miQ_LIGHT_AREA_C_AXIS, miQ_LIGHT_LABEL, miQ_LIGHT_DATA});
+    assign(table, answerAboutLight,
+           {miQ_LIGHT_AREA_C_RADIUS, miQ_LIGHT_AREA_C_AXIS, miQ_LIGHT_LABEL, miQ_LIGHT_DATA,
+            miQ_LIGHT_CAUSTIC_PHOTONS_EMIT, miQ_LIGHT_GLOBAL_PHOTONS_EMIT});
     assignRange(table, answerAboutMaterial, miQ_MTL_OPAQUE, miQ_MTL_PHOTONVOL);
     assign(table, answerAboutMaterial, {miQ_MTL_LIGHTMAP});
     assignRange(table, answerAboutFunction, miQ_FUNC_USERPTR, miQ_DECL_PARAM);
@@ -45,8 +47,8 @@ constexpr std::array<Answer, miQ_COUNT> makeTable() {
     assign(table, answerAboutState,
            {miQ_VERSION, miQ_DATE, miQ_NUM_GLOBAL_LIGHTS, miQ_GLOBAL_LIGHTS, miQ_NUM_TEXTURES, miQ_NUM_BUMPS,
             miQ_GEO_LABEL, miQ_GEO_DATA, miQ_GEO_HAS_DERIVS, miQ_FINALGATHER_STATE, miQ_PIXEL_SAMPLE,
-            miQ_SCENE_ROOT_GROUP, miQ_SCENE_BBOX_ALL, miQ_SAMPLE_MOVING, miQ_STAGE, miQ_LIGHT_SAMPLE_COORD, miQ_PRI_INDEX,
-            miQ_PRI_NUM_VERTICES});
+            miQ_SCENE_ROOT_GROUP, miQ_SCENE_BBOX_ALL, miQ_SAMPLE_MOVING, miQ_STAGE, miQ_LIGHT_SAMPLE_COORD,
+            miQ_LIGHT_NORMAL, miQ_PRI_INDEX, miQ_PRI_NUM_VERTICES});
     return table;
 }
 

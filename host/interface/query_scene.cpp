@@ -109,6 +109,8 @@ bool answerAboutLight(const Query& query) {
         case miQ_LIGHT_EXPONENT: return query.answer(light->exponent);
         case miQ_LIGHT_CAUSTIC_PHOTONS: return query.answer(light->caustic_store_photons);
         case miQ_LIGHT_GLOBAL_PHOTONS: return query.answer(light->global_store_photons);
+        case miQ_LIGHT_CAUSTIC_PHOTONS_EMIT: return query.answer(light->caustic_emit);
+        case miQ_LIGHT_GLOBAL_PHOTONS_EMIT: return query.answer(light->global_emit);
         case miQ_LIGHT_ENERGY: return query.answer(light->energy);
         case miQ_LIGHT_SHADER: return query.answer(light->shader);
         case miQ_LIGHT_EMITTER: return query.answer(light->emitter);

@@ -82,6 +82,18 @@ bool answerAboutHit(const Query& query, const Hit& hit) {
     }
 }
 
+/// Of the light's surface where light leaves it towards the point, or where a ray looks at it. Unit length, to the
+/// outside, internal space.
+bool answerAboutLightNormal(const Query& query) {
+    const miState& state = *query.state;
+    const Hit* hit = hitOf(&state);
+    const bool looksAtLight = state.type != miRAY_LIGHT && hit && hit->instance->isLight;
+    miVector normal = looksAtLight ? state.normal_geom : contextOf(&state).lightSample.normal;
+    if (looksAtLight && state.inv_normal) normal = {-normal.x, -normal.y, -normal.z};
+    const bool isKnown = normal.x != 0 || normal.y != 0 || normal.z != 0;
+    return isKnown && query.answer(normal);
+}
+
 /// 0 outside of final gathering; below one of its rays 1 while tiles render, 2 while points are made.
 int gatherState(const ThreadContext& context) {
     if (context.gather.depth == 0) return 0;
@@ -96,7 +108,7 @@ bool answerAboutScene(const Query& query, const ThreadContext& context) {
         case miQ_GLOBAL_LIGHTS: return scene.lights && query.answer(scene.lights->all().data());
         case miQ_SCENE_ROOT_GROUP: return query.answer(scene.rootGroup);
         // Two numbers: callers have room for two or for three.
-        case miQ_LIGHT_SAMPLE_COORD: return query.answer(context.lightSample);
+        case miQ_LIGHT_SAMPLE_COORD: return query.answer(context.lightSample.position);
         case miQ_STAGE: return query.answer(static_cast<int>(context.stage));
         case miQ_FINALGATHER_STATE: return query.answer(gatherState(context));
         case miQ_SAMPLE_MOVING: return query.answer(static_cast<int>(context.sampleMoves));
@@ -165,6 +177,7 @@ bool answerAboutState(const Query& query) {
     if (query.code == miQ_VERSION) return query.answer(kInterfaceVersion);
     if (query.code == miQ_DATE) return query.answer(kDate);
     if (!query.state || !query.state->ts) return false;
+    if (query.code == miQ_LIGHT_NORMAL) return answerAboutLightNormal(query);
     const ThreadContext& context = contextOf(query.state);
     if (answerAboutScene(query, context)) return true;
     if (query.code == miQ_SCENE_BBOX_ALL) {

@@ -25,8 +25,11 @@ public:
     LightSurface(const SceneGeometry& geometry, miTag instanceOrObject);
 
     bool empty() const { return corners_.empty(); }
+    struct Point {
+        miGeoVector place, normal;  ///< the normal has any length
+    };
     /// A point whose triangle faces `lit` where a few tries find one.
-    miGeoVector point(const miGeoVector& lit, double u, double v) const;
+    Point point(const miGeoVector& lit, double u, double v) const;
 
 private:
     struct Corners {
@@ -38,11 +41,18 @@ private:
     std::vector<double> areas_;  ///< up to and with each triangle
 };
 
+/// A point of a light in world space. The normal is of unit length and looks to the outside (rectangle: u x v, disc:
+/// its normal), or is zero where there is none.
+struct LightPoint {
+    miVector place = {};
+    miVector normal = {};
+};
+
 /// A point of the light's shape for a position 0..1 in its grid. Equal areas of the grid are equal areas of the part of
 /// the shape that the lit point can see by itself: all of rectangles and discs, the near side of spheres and cylinders
 /// (their whole surface from inside). Lit point and result are in world space.
 /// @param surface for lights in the shape of an object, else null
-miVector pointOnLight(const miLight& light, const Placement& placement, const LightSurface* surface,
-                      const miVector& lit, double u, double v);
+LightPoint pointOnLight(const miLight& light, const Placement& placement, const LightSurface* surface,
+                        const miVector& lit, double u, double v);
 
 }  // namespace lumorender

@@ -82,6 +82,12 @@ struct RunningHit {
     bool wentOn = false;    ///< the material let the ray go on, through a volume
 };
 
+/// Where the running light sample lies on its light.
+struct LightPlace {
+    miVector2d position = {0.5F, 0.5F};  ///< on its grid, 0..1
+    miVector normal = {};                ///< of the light's surface, world space; zero where it has none
+};
+
 /// The world of one render thread: reached from a state through `contextOf`.
 struct ThreadContext {
     explicit ThreadContext(const RenderScene& renderScene, short threadIndex)
@@ -104,7 +110,7 @@ struct ThreadContext {
     bool opacityIsSet = false;
     miColor opacity = {};
     GatherPath gather;
-    miVector2d lightSample = {0.5F, 0.5F};  ///< place of the running light sample on its light, 0..1
+    LightPlace lightSample;
     RayCounters counters;
     std::unordered_map<const miFunction*, void*> threadPointers;  ///< of shader instances that ask for one
 };

@@ -61,18 +61,18 @@ miVector2d gridPosition(const LightGrid& grid, int sample, miState* state) {
     return {static_cast<float>(u / grid.u), static_cast<float>(v / grid.v)};
 }
 
-/// While a light shader runs it may ask for its place on the grid.
+/// While a light shader runs it may ask where its sample lies.
 class SampleScope {
 public:
-    SampleScope(ThreadContext& context, const miVector2d& position)
-        : context_(context), before_(std::exchange(context.lightSample, position)) {}
+    SampleScope(ThreadContext& context, const LightPlace& place)
+        : context_(context), before_(std::exchange(context.lightSample, place)) {}
     ~SampleScope() { context_.lightSample = before_; }
     SampleScope(const SampleScope&) = delete;
     SampleScope& operator=(const SampleScope&) = delete;
 
 private:
     ThreadContext& context_;
-    miVector2d before_;
+    LightPlace before_;
 };
 
 /// Where a sample goes to; direction and cosine may be null.
@@ -88,12 +88,15 @@ bool choosesItsPlace(const LightSource& source) { return source.light->area == m
 /// False where the sample adds nothing: it lies below the surface, or the light shader says so.
 bool takeSample(const LightSource& source, const LightGrid& grid, int number, const LightSample& to, miState* state) {
     ThreadContext& context = contextOf(state);
-    miVector2d position = {0.5F, 0.5F};
+    LightPlace place;
     miVector origin = source.origin;
     if (source.light->area != miLIGHT_NONE && !source.directional) {
-        position = gridPosition(grid, number, state);
-        origin = pointOnLight(*source.light, *source.placement, source.surface, state->point,
-                              static_cast<double>(position.u), static_cast<double>(position.v));
+        place.position = gridPosition(grid, number, state);
+        const LightPoint point =
+            pointOnLight(*source.light, *source.placement, source.surface, state->point,
+                         static_cast<double>(place.position.u), static_cast<double>(place.position.v));
+        origin = point.place;
+        place.normal = point.normal;
     }
 
     RayRecord& record = childRay(context, state);
@@ -109,7 +112,7 @@ bool takeSample(const LightSource& source, const LightGrid& grid, int number, co
     if (!isLate && state->pri && child.dot_nd <= 0) return false;
 
     *to.color = {0, 0, 0, 0};
-    const SampleScope sample(context, position);
+    const SampleScope sample(context, place);
     if (!callShader(context, &child, source.light->shader, miSHADER_LIGHT, to.color)) return false;
     if (isLate && state->pri && child.dot_nd <= 0) return false;
     if (!shadowsHaveSegments(*child.options) && !applyVolume(context, &child, to.color, true)) return false;
