@@ -57,6 +57,14 @@ struct LightReader {
         hasDirection = true;
     }
 
+    /// Stays in the light for shaders that look there; the light's own shader has a parameter for it.
+    void readProfile() {
+        const Place place = in.place();
+        light.lightprofile = scene.readReference({miSCENE_LIGHTPROFILE}, "a light profile");
+        scene.problems.unsupported(place, "the light profile of a light element is not applied: give it to a parameter "
+                                          "of the light's shader");
+    }
+
     void readEnergy() {
         if (in.accept("spectrum"))
             light.emitter_spectrum = scene.readReference({miSCENE_SPECTRUM}, "a spectrum");
@@ -154,9 +162,7 @@ const StatementTable<Reader>& statements() {
         {"photons", [](Reader& r) { r.in.expect("only"); r.light.photons_only = r.in.readFlag(); }},
         {"visible", [](Reader& r) { r.light.visible = r.in.readFlag(); }},
         {"tag", [](Reader& r) { r.light.label = static_cast<miUint>(r.in.readInteger()); }},
-        {"lightprofile", [](Reader& r) {
-            r.light.lightprofile = r.scene.readReference({miSCENE_LIGHTPROFILE}, "a light profile");
-        }},
+        {"lightprofile", [](Reader& r) { r.readProfile(); }},
         {"rectangle", [](Reader& r) { r.readRectangle(); }},
         {"disc", [](Reader& r) { r.readDisc(); }},
         {"sphere", [](Reader& r) { r.readSphere(); }},

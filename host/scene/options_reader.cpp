@@ -152,10 +152,19 @@ void OptionsReader::readScanline() {
     }
 }
 
+/// Shaders read the option, so it is kept.
+void OptionsReader::readAutovolume(miCBoolean& option) {
+    const Place place = in.place();
+    option = in.readBoolean();
+    if (option)
+        scene.problems.unsupported(place,
+                                   "automatic volumes are not supported: rays that begin inside an object do not know "
+                                   "its volume");
+}
+
 void OptionsReader::readPhoton() {
     if (in.accept("autovolume")) {
-        options.photon_autovolume = in.readBoolean();
-        return;
+        return readAutovolume(options.photon_autovolume);
     }
     in.expect("trace");
     in.expect("depth");

@@ -234,6 +234,14 @@ object "h" hair radius 1 hair t 2 scalar [ 6 ] 0 0 0 1 1 1 hair [ 2 ] 0 6 end ha
     EXPECT_EQ(group("o").vectors[0].z, 3.0f);
 }
 
+TEST_F(Elements, AutomaticVolumesAreKeptWithAWarning) {
+    readClean("options \"a\" autovolume off photon autovolume off end options");
+    EXPECT_TRUE(read("options \"b\"\n autovolume on\n autovolume on\nend options"));
+    EXPECT_TRUE(record<miOptions>("b", miSCENE_OPTIONS).autovolume);
+    EXPECT_EQ(warnings.find("test.mi:2: automatic volumes are not supported"), 0U) << warnings;
+    EXPECT_EQ(warnings.find("test.mi:3"), std::string::npos) << warnings;
+}
+
 TEST_F(Elements, InstanceFlagsLightsAndMaterials) {
     readClean(R"(material "a" end material material "b" end material light "l" end light
 instance "l1" "l" end instance instance "l2" "l" end instance

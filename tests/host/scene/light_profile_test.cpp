@@ -28,22 +28,24 @@ protected:
 };
 
 TEST_F(LightProfiles, AreReadWithTheirSettings) {
-    readClean(
-        "lightprofile \"p\" format ies flags 0 file \"good.ies\" hermite 3 resolution 4 6 end lightprofile\n"
-        "light \"l\" lightprofile p end light");
+    readClean("lightprofile \"p\" format ies flags 0 file \"good.ies\" hermite 3 resolution 4 6 end lightprofile");
     const LightProfile* p = profile("p");
     ASSERT_TRUE(p && p->distribution);
     EXPECT_EQ(p->curve, Curve::Smooth);
     EXPECT_EQ(p->distribution->grid().horizontal.size(), 5u);
     EXPECT_EQ(p->distribution->grid().vertical.size(), 7u);
     EXPECT_EQ(record<LightProfileRecord>("p", miSCENE_LIGHTPROFILE).distribution, p->distribution.get());
-    EXPECT_EQ(record<miLight>("l", miSCENE_LIGHT).lightprofile, database.find("p"));
 
     readClean("incremental lightprofile \"p\" resolution 0 0 end lightprofile");
     EXPECT_EQ(profile("p")->distribution->grid().vertical.size(), 2u);
     EXPECT_EQ(record<LightProfileRecord>("p", miSCENE_LIGHTPROFILE).distribution, profile("p")->distribution.get());
     EXPECT_TRUE(read("lightprofile \"q\" flags 4 file \"good.ies\" end lightprofile"));
     EXPECT_NE(warnings.find("test.mi:1: flags of a light profile"), std::string::npos) << warnings;
+
+    // Shaders apply profiles. What a light names for itself is kept for them to find.
+    EXPECT_TRUE(read("light \"l\"\nlightprofile p end light"));
+    EXPECT_EQ(record<miLight>("l", miSCENE_LIGHT).lightprofile, database.find("p"));
+    EXPECT_NE(warnings.find("test.mi:2: the light profile of a light element is not applied"), std::string::npos);
 }
 
 TEST_F(LightProfiles, ProblemsNameSceneAndFile) {
