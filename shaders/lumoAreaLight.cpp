@@ -12,6 +12,7 @@
  *   light "window" "lumoVexaAreaLight" ( "intensity" .5, "useRayTraceShadows" on, "shadowRays" 32 )
  *       origin 0 0 0 rectangle 2 0 0 0 -2 0 1 1 end light
  */
+#include <atomic>
 #include <cstddef>
 
 #include "SDK/diagnostics.h"
@@ -40,10 +41,11 @@ public:
 
     /* The shape is that of the light that is initialised. Renderers that know no light yet, and lights that share the
      * shader, have theirs read at each call. */
-    explicit AreaLight(const Helper& in) : Shader(in), light_(in.state()->light_instance), shape_(shapeOf(in.state()))
+    explicit AreaLight(const Helper& in)
+        : Shader(in),
+          light_(in.state()->light_instance),
+          shape_(light_ != miNULLTAG ? shapeOf(in.state()) : LightShape())
     {
-        if (light_ != miNULLTAG && shape_.area == miLIGHT_NONE)
-            reportWarning("vexa_arealight(): Cannot access shape data!");
     }
 
     miBoolean shade(miColor* result, const Helper& in) const
@@ -51,7 +53,8 @@ public:
         const LightCall call(in.state(), "vexa_arealight(): Internal state error.");
         if (!call)
             return miFALSE;
-        const LightShape shape = in.state()->light_instance == light_ ? shape_ : shapeOf(in.state());
+        const bool isKnown = light_ != miNULLTAG && in.state()->light_instance == light_;
+        const LightShape shape = isKnown ? shape_ : shapeOf(in.state());
         if (isDarkSide(call, shape))
             return giveNothing(call, *result);
 
@@ -71,13 +74,20 @@ public:
     }
 
 private:
-    static LightShape shapeOf(miState* state)
+    LightShape shapeOf(miState* state) const
     {
         miInteger area = miLIGHT_NONE;
         const bool isAnswered = mi_query(miQ_LIGHT_AREA, state, state->light_instance, &area);
-        return isAnswered && area == miLIGHT_NONE ? unitSquare() : lightShape(state);
+        if (isAnswered && area == miLIGHT_NONE)
+            return unitSquare();
+        const LightShape shape = lightShape(state);
+        // Told once, not at each sample.
+        if (shape.area == miLIGHT_NONE && !hasWarned_.test(std::memory_order_relaxed) && !hasWarned_.test_and_set())
+            reportWarning("vexa_arealight(): Cannot access shape data!");
+        return shape;
     }
 
+    mutable std::atomic_flag hasWarned_;
     const miTag light_;
     const LightShape shape_;
 };

@@ -157,6 +157,11 @@ TEST_F(AreaLightShader, TellsWhenItCannotKnowItsShape) {
         EXPECT_EQ(call(), miTRUE);
         EXPECT_NE(data().corners, nullptr);
     }
+    EXPECT_EQ(renderer().messageCount("warning", text), 3);
+    // Then it is told once, and not at each call.
+    renderer().queries.answer(miQ_LIGHT_AREA, static_cast<miInteger>(miLIGHT_OBJECT));
+    for (int i = 0; i < 3; ++i) EXPECT_EQ(call(), miTRUE);
+    EXPECT_EQ(renderer().messageCount("warning", text), 4);
 }
 
 /* ---- Soft shadows. A curtain hangs at height 1 and hides what lies before the line x + tilt (z + 5) = edge. */
