@@ -1,72 +1,17 @@
 // Area lights: where their samples lie, how many there are, and what rays see of them.
 #include "contract_test.h"
+#include "emitters.h"
 #include "pixels.h"
-
-#include <functional>
 
 namespace rendertest {
 namespace {
 
-constexpr double kPi = 3.14159265358979323846;
-
-/// A piece of a light's surface, in the light's space.
-struct Element {
-    V3 place, normal;
-    double area = 0;
-};
-using Shape = std::vector<Element>;
-
-Shape gridOf(int nu, int nv, const std::function<Element(double, double)>& element) {
-    Shape shape;
-    for (int i = 0; i < nu; ++i)
-        for (int j = 0; j < nv; ++j) shape.push_back(element((i + .5) / nu, (j + .5) / nv));
-    return shape;
-}
-
 const V3 kCentre{.5, 1, -2};
+const Emitter kRectangle = rectangleEmitter(kCentre, {2, 0, 0}, {0, 0, 1.5});
 
-Shape rectangleShape() {
-    return gridOf(100, 100, [](double u, double v) {
-        return Element{kCentre + (2 * (u - .5)) * V3{1, 0, 0} + (1.5 * (v - .5)) * V3{0, 0, 1}, {}, 1};
-    });
-}
-
-Shape discShape() {
-    return gridOf(100, 200, [](double u, double v) {
-        const double a = 2 * kPi * v;
-        return Element{kCentre + (.8 * u) * V3{std::cos(a), 0, std::sin(a)}, {}, u};
-    });
-}
-
-Shape sphereShape() {
-    return gridOf(300, 400, [](double u, double v) {
-        const double t = kPi * u, a = 2 * kPi * v;
-        const V3 n{std::sin(t) * std::cos(a), std::sin(t) * std::sin(a), std::cos(t)};
-        return Element{kCentre + .7 * n, n, std::sin(t)};
-    });
-}
-
-/// Around the x axis, three long.
-Shape cylinderShape() {
-    return gridOf(100, 1000, [](double u, double v) {
-        const double a = 2 * kPi * v;
-        const V3 n{0, std::cos(a), std::sin(a)};
-        return Element{kCentre + (3 * (u - .5)) * V3{1, 0, 0} + .4 * n, n, 1};
-    });
-}
-
-/// The mean of cosine / distance^2 over that part of the shape which faces the point on a surface with normal +z.
-/// Flat shapes (without normals) shine to both sides.
-double meanLight(const Shape& shape, const Placing& place, V3 point) {
-    double sum = 0, area = 0;
-    for (const Element& e : shape) {
-        const V3 way = place.point(e.place) - point;
-        if (length(e.normal) > 0 && dot(place.vector(e.normal), way) >= 0) continue;
-        const double d2 = dot(way, way);
-        sum += e.area * std::max(0., way.z / std::sqrt(d2)) / d2;
-        area += e.area;
-    }
-    return sum / area;
+/// To all sides.
+double meanLight(const Emitter& light, V3 point) {
+    return meanLight(light, point, [](double) { return 1; });
 }
 
 class AreaLights : public Contract {
@@ -81,14 +26,15 @@ protected:
         return text;
     }
 
-    void expectMean(const std::string& primitive, const Shape& shape, const Placing& place) {
+    void expectMean(const std::string& primitive, const Emitter& shape, const Placing& place) {
         SceneText text =
             scene("\"plain_light\" ( \"shadow\" off, \"falloff\" on ) origin .5 1 -2 " + primitive + " 64 64",
                   "transform " + place.inverse().text());
         text.options = "samples 0 0";
         const Picture image = picture(text.text());
+        const Emitter placed = shape.in(place);
         expectPixels(
-            image, "R", [&](int x, int y) { return meanLight(shape, place, meeting(x, y, -5)); }, 2e-4);
+            image, "R", [&](int x, int y) { return meanLight(placed, meeting(x, y, -5)); }, 2e-4);
     }
 };
 
@@ -96,10 +42,10 @@ TEST_F(AreaLights, SamplesAreEvenOverWhatTheShapeShows) {
     const Placing turnedAndMoved = turned({1, 2, 3}, 40).then(moved({.3, -.2, .1}));
     // Sheared: equal areas stay equal areas on flat shapes.
     const Placing sheared{{1, .5, 0}, {0, 1, .3}, {.2, 0, 2}, {0, 0, 1}};
-    expectMean("rectangle 2 0 0  0 0 1.5", rectangleShape(), sheared);
-    expectMean("disc 0 1 0  .8", discShape(), turnedAndMoved);
-    expectMean("sphere .7", sphereShape(), turnedAndMoved);
-    expectMean("cylinder 3 0 0  .4", cylinderShape(), turnedAndMoved);
+    expectMean("rectangle 2 0 0  0 0 1.5", kRectangle, sheared);
+    expectMean("disc 0 1 0  .8", discEmitter(kCentre, {.8, 0, 0}, {0, 0, .8}), turnedAndMoved);
+    expectMean("sphere .7", sphereEmitter(kCentre, .7), turnedAndMoved);
+    expectMean("cylinder 3 0 0  .4", cylinderEmitter(kCentre, {3, 0, 0}, {0, .4, 0}, {0, 0, .4}), turnedAndMoved);
 }
 
 TEST_F(AreaLights, TakeTheShapeOfObjects) {
@@ -114,7 +60,7 @@ instance "shape_i" "shape" end instance
     text.options = "samples 0 0";
     const Picture image = picture(text.text());
     expectPixels(
-        image, "R", [&](int x, int y) { return meanLight(rectangleShape(), {}, meeting(x, y, -5)); }, 3e-4);
+        image, "R", [&](int x, int y) { return meanLight(kRectangle, meeting(x, y, -5)); }, 3e-4);
 
     text.elements.replace(text.elements.find("v 3 c 3 2 1 0"), 13, "v 3 c 0 0 0");  // no area is left
     const Outcome outcome = renderText(text.text());
@@ -126,7 +72,7 @@ TEST_F(AreaLights, MayChooseTheirPlaces) {
         scene("\"plain_placed_light\" ( \"corner\" -.5 1 -2.75, \"edge_u\" 2 0 0, \"edge_v\" 0 0 1.5 ) user 64 64");
     const Picture image = picture(text.text());
     expectPixels(
-        image, "R", [&](int x, int y) { return meanLight(rectangleShape(), {}, meeting(x, y, -5)); }, 3e-4);
+        image, "R", [&](int x, int y) { return meanLight(kRectangle, meeting(x, y, -5)); }, 3e-4);
 }
 
 TEST_F(AreaLights, CountAllSamplesAndCallTheShaderForThoseAboveTheSurface) {
@@ -157,8 +103,8 @@ TEST_F(AreaLights, CountAllSamplesAndCallTheShaderForThoseAboveTheSurface) {
 TEST_F(AreaLights, WithTheKeywordAloneAreNoneAndInfinitelyFarOnesHaveNoShape) {
     SceneText text = scene("\"plain_light\" ( \"shadow\" off, \"falloff\" on ) origin .5 1 -2 sphere .7 9 9");
     text.elements += "incremental light \"l\" sphere end light\n";
-    const Shape centre{{kCentre, {}, 1}};
-    expectPixels(picture(text.text()), "R", [&](int x, int y) { return meanLight(centre, {}, meeting(x, y, -5)); });
+    const Emitter centre{{{kCentre, {}, 1}}, true};
+    expectPixels(picture(text.text()), "R", [&](int x, int y) { return meanLight(centre, meeting(x, y, -5)); });
 
     const Outcome outcome = renderText(scene("\"plain_light\" () direction 0 0 -1 disc 0 0 1 3").text());
     EXPECT_EQ(outcome.exitCode, 0);

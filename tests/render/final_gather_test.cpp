@@ -25,18 +25,9 @@ std::string constantSky(const std::string& color = "1 1 1 1") {
     return " environment \"plain_environment\" ( \"down\" " + color + ", \"up\" " + color + " )";
 }
 
-/// A box around its origin; `inside` shows its faces to the inside.
 void addBox(SceneText& scene, const std::string& name, V3 half, const Placing& place, bool inside = false,
             const std::string& more = "material \"m\"") {
-    const char* faces = inside ? "c 0 1 2 3  c 7 6 5 4  c 4 5 1 0  c 6 7 3 2  c 5 6 2 1  c 3 7 4 0"
-                               : "c 3 2 1 0  c 4 5 6 7  c 0 1 5 4  c 2 3 7 6  c 1 2 6 5  c 0 4 7 3";
-    scene.elements += fmt::format(R"(
-object "{0}_object" visible trace shadow group
-    -{1} -{2} -{3}  {1} -{2} -{3}  {1} {2} -{3}  -{1} {2} -{3}  -{1} -{2} {3}  {1} -{2} {3}  {1} {2} {3}  -{1} {2} {3}
-    v 0 v 1 v 2 v 3 v 4 v 5 v 6 v 7 {4} end group end object
-instance "{0}" "{0}_object" {6} transform {5} end instance
-)",
-                                  name, half.x, half.y, half.z, faces, place.inverse().text(), more);
+    scene.elements += box(name, half, place, inside, more);
     scene.members += " \"" + name + "\"";
 }
 

@@ -94,7 +94,7 @@ std::string LitScene::leftOutOf(const std::vector<std::string>& passes) {
 std::string LitScene::text() const {
     SceneText scene;
     scene.before = libraryPrelude() + blockText(passes_);
-    scene.options = "samples 0 0 " + options + " state [ \"vexabase\" (), \"lumoFrameBufferState\" () ]";
+    scene.options = "samples 0 0 " + options + " state [ \"vexabase\" (" + record + "), \"lumoFrameBufferState\" () ]";
     scene.buffers = bufferText("picture", "primary");
     for (const Pass& pass : passes_) scene.buffers += bufferText(pass.name, "user");
     scene.camera = "data \"fbuf\" " + camera;

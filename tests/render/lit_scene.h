@@ -56,7 +56,11 @@ public:
 
     std::string text() const;
 
+    /// Materials, profiles and what else has no instance.
+    void addElement(const std::string& element) { elements_ += element + "\n"; }
+
     std::string options, camera;
+    std::string record;  ///< parameters of the per-sample record
 
 private:
     std::vector<Pass> passes_;

@@ -1,6 +1,8 @@
 // Scenes put together from their parts. What a test does not care about has a default.
 #pragma once
 
+#include "space.h"
+
 #include <string>
 
 namespace rendertest {
@@ -24,6 +26,9 @@ struct SceneText {
 /// texture coordinates run from 0 to 1.
 std::string wall(const std::string& name, double z, const std::string& material, double size = 1000,
                  const std::string& instance = {});
+
+/// The same: a box around its origin; `inside` turns its faces to the inside.
+std::string box(const std::string& name, V3 half, const Placing& place, bool inside, const std::string& instance);
 
 std::string constantMaterial(const std::string& name, const std::string& color);
 
