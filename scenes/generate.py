@@ -197,10 +197,10 @@ def interior_places(bindings):
     def at(x, y, z, turn=0.0, size=1.0, tilt=0.0, lean=0.0):
         return inverse_placement((x, y, z), turn, size, tilt, lean)
 
-    chair, chair_turn = (112.0, 0.0, -66.0), -32.0
+    chair, chair_turn = (112.0, 0.0, -60.0), -32.0
     table, plant = (20.0, 0.0, -78.0), (-118.0, 0.0, -112.0)
     shelf = (-26.0, 0.0, interior.BACK + 0.2)
-    lamp = (167.0, 0.0, -132.0)
+    lamp = (167.0, 0.0, -134.0)
 
     def beside(base, turn, x, z):
         """Floor position of a point given in the turned space of a piece of furniture."""

@@ -98,7 +98,12 @@ def floor():
 
 
 def back_wall():
-    return panel((LOW - PAST, -PAST, BACK), (HIGH - LOW + 2 * PAST, 0, 0), (0, CEILING + 2 * PAST, 0))
+    """Ends in the roof: beyond, it would be seen through the window."""
+    mesh = Mesh()
+    outline = [(LOW - 3, -PAST, BACK), (HIGH + PAST, -PAST, BACK), (HIGH + PAST, CEILING + PAST, BACK),
+               under_roof(ROOF, -3, BACK), under_roof(0, -3, BACK)]
+    mesh.face([(mesh.point(p), (p[0] / 100, p[1] / 100)) for p in outline])
+    return mesh
 
 
 def high_wall():

@@ -60,7 +60,7 @@ def mustard(u, v):
     over = (math.floor(u * n) + math.floor(v * n)) % 2
     x, y = u * n % 1 - 0.5, v * n % 1 - 0.5
     lift = 1 - 1.6 * (x * x if over else y * y) - 0.9 * (y * y if over else x * x)
-    return mix((0.52, 0.31, 0.06), (0.80, 0.52, 0.14), 0.3 + 0.7 * lift + 0.4 * rounds(u, v, 1.5, 8))
+    return mix((0.54, 0.36, 0.08), (0.80, 0.55, 0.17), 0.3 + 0.7 * lift + 0.4 * rounds(u, v, 1.5, 8))
 
 
 def pillow(u, v):
