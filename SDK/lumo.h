@@ -572,27 +572,34 @@ typedef struct ReflectionSettings {
 LUMO_API miBoolean compute_reflection(miColor* result, miState* state, const ReflectionSettings* settings,
                                       PassState* passes, miUint count, FrameBufferInfo* entries);
 
-/* Light that entered a surface elsewhere. */
+/* How light spreads below a surface. Colors out of 0 to 1 are brought into it; what is no number counts as 0. */
 typedef struct ScatterSettings {
-    miScalar scatterRadius;
-    miColor scatterColor;
-    miScalar scatterAccuracy;
-    miInteger scatterFalloff, scatterLimit, scatterCache;
-    miScalar diffuse;
-    miColor color;
-    miScalar translucence, translucenceFocus, translucenceDepth;
-    const miVector* normalCamera;    /* these three are addresses in the parameter block */
+    miScalar scatterRadius;   /* mean free path inside, in internal space; not above 0 or not finite: black */
+    miColor scatterColor;     /* diffuse albedo of the inside: also decides how far each color spreads */
+    miScalar scatterAccuracy; /* rays that look for light around the point, 1 to 1024; rounded up */
+    miInteger scatterFalloff; /* 0 diffusion; 1 to 3: linear, quadratic, cubic, down to 0 at the radius */
+    miInteger scatterLimit;   /* on rays that were reflected and refracted this often, light leaves where it entered */
+    miInteger scatterCache;   /* not 0: the light that enters an instance is gathered once and kept */
+    miScalar diffuse;         /* share of the light that does not enter */
+    miColor color;            /* tints what comes out */
+    miScalar translucence, translucenceFocus, translucenceDepth; /* not used: they stand in for what is found here */
+    const miVector* normalCamera;  /* these three are addresses in the parameter block, or null; bumps are not used */
     const miColor* irradiance;
     const miColor* irradianceColor;
 } ScatterSettings;
 
 typedef struct ScatterCache ScatterCache;
 
-/* Gives no light yet: *result is black, and the result 0. `cache` is the address of the material's cache. */
+/* Light that entered the state's surface around its point and comes out there, times color x scatterColor x (1 -
+ * diffuse): from the surface's lights, and as indirect light the point's own. Never does more come out than goes in.
+ * Alpha is 0; no passes are written.
+ *   cache  address of the material's pointer, null at first; threads may share it. The material gives what it points to
+ *          to destroy_scatter when it goes. Null: nothing is kept
+ * Returns 1; 0 when nothing can come out, and *result is black. */
 LUMO_API miBoolean compute_scatter(miColor* result, miState* state, const ScatterSettings* settings,
-                                   ScatterCache* const* cache);
+                                   ScatterCache** cache);
 
-/* Frees a cache; null is allowed. */
+/* Frees what a material has kept; null is allowed. No thread may use it any more. */
 LUMO_API void destroy_scatter(ScatterCache* cache);
 
 /* Two unit vectors in the tangent plane: along the surface's derivatives in u and v (not at right angles, as a rule).

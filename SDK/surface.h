@@ -213,7 +213,7 @@ private:
         passes.write(kPassBeautyNoShadow, rest);
     }
 
-    ScatterCache* scatterCache_ = nullptr;
+    mutable ScatterCache* scatterCache_ = nullptr; /* threads share it; see compute_scatter */
     [[no_unique_address]] const AmbientMaterialColor ambientMaterialColor_;
     [[no_unique_address]] const Ambient ambient_;
     [[no_unique_address]] const DiffuseMaterialColor diffuseMaterialColor_;

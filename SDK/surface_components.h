@@ -106,7 +106,7 @@ private:
 template <class P, class H>
 struct DefaultScatterComponent : StatelessComponent {
     using StatelessComponent::StatelessComponent;
-    miColor term(const H& in, SurfacePoint& point, ScatterCache* const& cache) const
+    miColor term(const H& in, SurfacePoint& point, ScatterCache*& cache) const
     {
         ScatterSettings settings{};
         settings.scatterRadius = in.common(&LambertParameters::scatterRadius);

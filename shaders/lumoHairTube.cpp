@@ -140,7 +140,7 @@ private:
 template <class P, class H>
 struct HairTubeScatterComponent : DefaultScatterComponent<P, H> {
     using DefaultScatterComponent<P, H>::DefaultScatterComponent;
-    miColor term(const H& in, const SurfacePoint& point, ScatterCache* const& cache) const
+    miColor term(const H& in, const SurfacePoint& point, ScatterCache*& cache) const
     {
         SurfacePoint inside = point;
         inside.color = point.diffuseMaterial;

@@ -82,6 +82,7 @@ void Memory::giveBlock(miMemblk* pool, void* block)
 using twin::renderer;
 
 void* mi_mem_int_allocate(const char* file, int line, miUint size) { return renderer().memory.allocate(file, line, size); }
+void* mi_mem_int_test_allocate(const char* file, int line, miUint n) { return renderer().memory.allocate(file, line, n); }
 void mi_mem_int_release(const char* file, int line, void* p) { renderer().memory.release(file, line, p); }
 miMemblk* mi_mem_int_blkcreate(const char* file, int line, int n) { return renderer().memory.createPool(file, line, n); }
 void mi_mem_blkdelete(miMemblk* pool) { renderer().memory.deletePool(pool); }
