@@ -614,6 +614,8 @@ LUMO_API miBoolean get_derivs(const miState* state, miVector* u, miVector* v);
 /* ---- Subsystems with headers of their own ----------------------------------------------------------------------- */
 
 #include "lumo_color.h"
+#include "lumo_noise.h"
+#include "lumo_ramps.h"
 
 #ifdef __cplusplus
 

@@ -45,6 +45,9 @@ public:
         const auto function = reinterpret_cast<Result (*)(Arguments...)>(address());
         return function ? function(arguments...) : Result();
     }
+
+    /* For callers that have a substitute. */
+    bool exists() const { return address() != nullptr; }
 };
 
 /* The same for printf-like functions and queries. */
