@@ -243,4 +243,88 @@ TEST_F(ColorNodes, BendCurves)
     EXPECT_TRUE(std::isnan(odd.z));
 }
 
+struct RampEntry {
+    miScalar position, value;
+    miInteger interpolation = 1;
+};
+
+struct RampWords {
+    miInteger start = 0, count = 2;
+    RampEntry inlined = {0, 0};
+};
+
+/* Three ramps with two entries each. An array's entries lie where its start says, counted in entries from the inline
+ * one: here behind the node's own words. */
+struct Remap {
+    miColor color{};
+    miScalar inputMin = 0, inputMax = 1, outputMin = 0, outputMax = 1;
+    RampWords ramps[3];
+    std::array<miUint, 30> room{};
+
+    /* A line through two points, which are the ends of the ramp. */
+    void line(std::size_t which, RampEntry from, RampEntry to)
+    {
+        auto* const inlined = reinterpret_cast<char*>(&ramps[which].inlined);
+        const auto distance = reinterpret_cast<char*>(&room[10 * which]) - inlined;
+        const auto size = static_cast<std::ptrdiff_t>(sizeof(RampEntry));
+        ramps[which].start = static_cast<miInteger>((distance + size - 1) / size);
+        const RampEntry both[] = {from, to};
+        std::memcpy(inlined + ramps[which].start * size, both, sizeof both);
+    }
+};
+
+TEST_F(ColorNodes, RemapThroughRamps)
+{
+    const auto slope = [](double t, double at0, double at1) { return at0 + t * (at1 - at0); };
+    for (int i = 0; i < kPoints; ++i) {
+        const std::string what = "point " + std::to_string(i);
+        Remap block;
+        block.color = points.color(-1, 2);
+        block.inputMin = points.in(-1, 0.25f);
+        block.inputMax = points.in(0.5f, 3);
+        block.outputMin = points.in(-1, 1);
+        block.outputMax = points.in(-1, 2);
+        std::array<double, 3> at0{}, at1{};
+        for (std::size_t which = 0; which < 3; ++which) {
+            const miScalar y0 = points.in(0, 1), y1 = points.in(0, 1);
+            at0[which] = y0;
+            at1[which] = y1;
+            block.line(which, {-8, y0 + (y0 - y1) * 8}, {8, y0 + (y1 - y0) * 8}); // longer than all points reach
+        }
+        const auto in = [&](double x) { return (x - block.inputMin) / (double{block.inputMax} - block.inputMin); };
+        const auto out = [&](double x) { return block.outputMin + x * (double{block.outputMax} - block.outputMin); };
+        const Channels t = {in(block.color.r), in(block.color.g), in(block.color.b), 0};
+        expectColor(run<miColor>("RemapColor", block),
+                    {out(slope(t[0], at0[0], at1[0])), out(slope(t[1], at0[1], at1[1])),
+                     out(slope(t[2], at0[2], at1[2])), 0},
+                    40, what);
+
+        const Channels hsv = hsvOf({static_cast<miScalar>(t[0]), static_cast<miScalar>(t[1]),
+                                    static_cast<miScalar>(t[2]), 0});
+        if (hsv[1] > 4 || hsv[0] > 359 || (hsv[1] > 0 && hsv[1] < 1e-3))
+            continue; // ill-conditioned: next to gray, black or the seam of the hues
+        const Channels rgb = rgbOf(slope(hsv[0] / 360, at0[0], at1[0]) * 360, slope(hsv[1], at0[1], at1[1]),
+                                   slope(hsv[2], at0[2], at1[2]), 0);
+        expectColor(run<miColor>("RemapHsv", block), {out(rgb[0]), out(rgb[1]), out(rgb[2]), 0}, 400, what);
+    }
+}
+
+TEST_F(ColorNodes, RemapWithoutARange)
+{
+    Remap block;
+    block.color = {0.5f, 2, -1, 1};
+    block.inputMax = 5e-6f; // counts as none: every ramp is taken at 0
+    block.outputMin = 1;
+    block.outputMax = 3;
+    block.line(0, {0, 0.25f}, {1, 1});
+    block.line(1, {0, 0.5f}, {1, 1});
+    block.line(2, {0, 0.75f}, {1, 1});
+    EXPECT_COLOR(run<miColor>("RemapColor", block), 1.5f, 2, 2.5f, 0);
+    // hue .25, saturation .5, value .75 is (.5625 .75 .375)
+    EXPECT_COLOR(run<miColor>("RemapHsv", block), 2.125f, 2.5f, 1.75f, 0);
+    for (RampWords& ramp : block.ramps)
+        ramp.count = 0;
+    EXPECT_COLOR(run<miColor>("RemapColor", block), 1, 1, 1, 0);
+}
+
 } // namespace

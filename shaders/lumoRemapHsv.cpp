@@ -1,0 +1,60 @@
+/* lumoVexaRemapHsv: hue, saturation and value each through a ramp of their own.
+ *
+ * `inputMin` to `inputMax` of red, green and blue becomes 0 to 1; of that color hue (0 to 1), saturation and value go
+ * through the ramps; 0 to 1 of the color that results becomes `outputMin` to `outputMax`. An input range below 1e-5
+ * counts as black. Alpha is 0. Parameters: those of all color operations (SDK/color_operation.h), `color`, the four
+ * limits, the ramps `hue`, `saturation`, `value`.
+ */
+#include "SDK/export_shader.h"
+#include "remap.h"
+
+namespace lumo {
+
+struct RemapHsvParameters {
+    MaterialHeader header;
+    miInteger passMode;
+    miColor color;
+    miScalar inputMin, inputMax, outputMin, outputMax;
+    ScalarRampParameter hue, saturation, value;
+};
+
+namespace {
+
+class RemapHsvComputation {
+public:
+    void evaluateInputs(const OperationInputs<RemapHsvParameters>& in, OperationRecord& record)
+    {
+        using P = RemapHsvParameters;
+        record.input = in.input(&P::color);
+        remapping_.evaluateRanges(in);
+        remapping_.evaluateRamps(in, {&P::hue, &P::saturation, &P::value});
+    }
+
+    miColor compute(const miColor& c) const
+    {
+        miColor color = remapping_.normalised(c);
+        rgb_to_hsv(&color, &color);
+        const miColor hsv = remapping_.ramped(color);
+        // A hue that the ramp puts below 0 leaves what was there.
+        color = kBlack;
+        hsv_to_rgb(&hsv, &color);
+        return remapping_.spread(color);
+    }
+
+    void storeResult(miColor& result, const OperationRecord& record)
+    {
+        remapping_.destroyRamps();
+        result = record.output;
+    }
+
+private:
+    Remapping remapping_;
+};
+
+using RemapHsv = ColorOperationShader<RemapHsvParameters, miColor, RemapHsvComputation>;
+
+} // namespace
+
+LUMO_EXPORT_SHADER(lumoVexaRemapHsv, RemapHsv, "shaders/lumoRemapHsv")
+
+} // namespace lumo

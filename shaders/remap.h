@@ -1,0 +1,67 @@
+/* What the two remap nodes share: a range of input values that becomes 0 to 1, three ramps, and a range of output
+ * values. The ramps are read anew in each call, since their entries may be connected. */
+#pragma once
+
+#include "SDK/color_operation.h"
+
+#include <array>
+#include <cmath>
+
+namespace lumo {
+
+struct ScalarRampParameter {
+    miInteger i_entries, n_entries;
+    RampScalarEntry entries[1];
+};
+
+class Remapping {
+public:
+    template <class P>
+    void evaluateRanges(const OperationInputs<P>& in)
+    {
+        inputMin_ = in.setting(&P::inputMin);
+        inputRange_ = in.setting(&P::inputMax) - inputMin_;
+        outputMin_ = in.setting(&P::outputMin);
+        outputRange_ = in.setting(&P::outputMax) - outputMin_;
+    }
+
+    template <class P>
+    void evaluateRamps(const OperationInputs<P>& in, const std::array<ScalarRampParameter P::*, 3>& groups)
+    {
+        for (std::size_t i = 0; i < groups.size(); ++i)
+            in.settings(groups[i], [&](miState* state, ScalarRampParameter* group) {
+                ramp_constructor(&ramps_[i], state, group, 0);
+            });
+    }
+
+    void destroyRamps()
+    {
+        for (LumoRamp& ramp : ramps_)
+            ramp_destructor(&ramp);
+    }
+
+    /* Of red, green and blue; alpha is 0. */
+    miColor normalised(const miColor& c) const
+    {
+        if (std::fabs(inputRange_) < VEXA_EPS)
+            return kBlack;
+        return {(c.r - inputMin_) / inputRange_, (c.g - inputMin_) / inputRange_, (c.b - inputMin_) / inputRange_, 0};
+    }
+
+    miColor ramped(const miColor& c) const
+    {
+        return {ramp_get_interp_float(&ramps_[0], c.r), ramp_get_interp_float(&ramps_[1], c.g),
+                ramp_get_interp_float(&ramps_[2], c.b), 0};
+    }
+
+    miColor spread(const miColor& c) const
+    {
+        return {c.r * outputRange_ + outputMin_, c.g * outputRange_ + outputMin_, c.b * outputRange_ + outputMin_, 0};
+    }
+
+private:
+    miScalar inputMin_, inputRange_, outputMin_, outputRange_;
+    std::array<LumoRamp, 3> ramps_;
+};
+
+} // namespace lumo
