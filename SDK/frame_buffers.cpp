@@ -22,9 +22,11 @@ FrameBuffers publishedFrameBuffers(miState* state)
     // The entries must be exactly as many as the pass types say, or one of the two records is not ours.
     const PassRange& last = passes->types[kPassTypeCount - 1];
     const std::uint64_t count = std::uint64_t{last.first} + last.count;
+    if (count == 0)
+        return {};
     size = 0;
     auto* entries = static_cast<FrameBufferInfo*>(mi_shaderstate_get(state, FRAME_BUFFER_INFO_KEY, &size));
-    if (!entries || count == 0 || size < 0 || static_cast<std::uint64_t>(size) != count * sizeof(FrameBufferInfo))
+    if (!entries || size < 0 || static_cast<std::uint64_t>(size) != count * sizeof(FrameBufferInfo))
         return {};
 
     if (entries->flags & kEntryInUse)

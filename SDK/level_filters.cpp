@@ -8,20 +8,51 @@ namespace {
 
 constexpr miUint kInherited = kLevelNoReflection | kLevelNoRefraction | kLevelHidden;
 
-/* What surfaces in front, at this level, and the one that traced the ray leave for this surface. */
-miUint inheritedFlags(const FrameBufferInfo& entry, int level)
-{
-    const miUint before = level > 0 ? entry.slots[level - 1].levelFlags : 0;
-    return (entry.slots[level].levelFlags | before) & kInherited;
-}
+/* Whatever a ray meets, before its pass mask is asked. */
+class Arrival {
+public:
+    explicit Arrival(const miState* state)
+        : level_(rayLevel(state)), reflection_(state->reflection_level), refraction_(state->refraction_level),
+          hiding_(hidingFlags(state->type))
+    {
+    }
 
-/* Rays that the buffer does not follow any more: all that they hit, and all behind it, is hidden from it. */
-miUint rayFlags(miUint flags, const miState* state)
-{
-    const bool hidden = (flags & kLevelHidden) || (state->type == miRAY_REFLECT && (flags & kLevelNoReflection)) ||
-                        (state->type == miRAY_REFRACT && (flags & kLevelNoRefraction));
-    return hidden ? kLevelFiltered | kLevelHidden : 0;
-}
+    miUint flags(const FrameBufferInfo& entry) const
+    {
+        const miUint inherited = inheritedFlags(entry);
+        return inherited | rangeFlags(entry) | (inherited & hiding_ ? kLevelFiltered | kLevelHidden : 0);
+    }
+
+private:
+    /* Of rays that a buffer does not follow any more, when one of these says so: all that they hit, and all behind it,
+     * is hidden from it. */
+    static miUint hidingFlags(miRay_type type)
+    {
+        const miUint own = type == miRAY_REFLECT ? kLevelNoReflection : type == miRAY_REFRACT ? kLevelNoRefraction : 0;
+        return kLevelHidden | own;
+    }
+
+    /* What surfaces in front, at this level, and the one that traced the ray leave for this surface. */
+    miUint inheritedFlags(const FrameBufferInfo& entry) const
+    {
+        const miUint before = level_ > 0 ? entry.slots[level_ - 1].levelFlags : 0;
+        return (entry.slots[level_].levelFlags | before) & kInherited;
+    }
+
+    /* What the buffer's own range gives: 0 inside it, kLevelFiltered outside, with kLevelBelowRange where more
+     * reflections or refractions lead into it. */
+    miUint rangeFlags(const FrameBufferInfo& entry) const
+    {
+        const bool below = reflection_ < entry.minReflectionLevel || refraction_ < entry.minRefractionLevel;
+        const bool above = reflection_ > entry.maxReflectionLevel || refraction_ > entry.maxRefractionLevel;
+        if (below && !above)
+            return kLevelFiltered | kLevelBelowRange;
+        return above ? kLevelFiltered : 0;
+    }
+
+    const int level_, reflection_, refraction_;
+    const miUint hiding_;
+};
 
 /* An object that is left out is left out with all that is seen in it and through its refractions, unless the buffer
  * asks for these. */
@@ -35,25 +66,6 @@ miUint maskFlags(const FrameBufferInfo& entry)
     return flags;
 }
 
-/* What the buffer's own range gives: 0 inside it, kLevelFiltered outside, with kLevelBelowRange where more reflections
- * or refractions lead into it. */
-miUint rangeFlags(const FrameBufferInfo& entry, const miState* state)
-{
-    const int reflection = state->reflection_level, refraction = state->refraction_level;
-    const bool below = reflection < entry.minReflectionLevel || refraction < entry.minRefractionLevel;
-    const bool above = reflection > entry.maxReflectionLevel || refraction > entry.maxRefractionLevel;
-    if (below && !above)
-        return kLevelFiltered | kLevelBelowRange;
-    return above ? kLevelFiltered : 0;
-}
-
-/* Whatever the state's ray meets, before its pass mask is asked. */
-miUint arrivalFlags(const FrameBufferInfo& entry, const miState* state)
-{
-    const miUint flags = inheritedFlags(entry, rayLevel(state));
-    return flags | rayFlags(flags, state) | rangeFlags(entry, state);
-}
-
 } // namespace
 
 bool beginSurface(const LevelSlots& slots, miState* state)
@@ -64,12 +76,13 @@ bool beginSurface(const LevelSlots& slots, miState* state)
         return false;
 
     const PassFilter mask(state, shadedObject(state));
+    const Arrival arrival(state);
     bool looksBehind = false;
     miUint number = 0;
     for (FrameBufferInfo& entry : slots.entries()) {
         FrameBufferSlot& slot = slots.of(entry);
         slot.contribution = kBlack;
-        miUint flags = arrivalFlags(entry, state);
+        miUint flags = arrival.flags(entry);
         if (!mask.allows(number++)) {
             flags |= maskFlags(entry);
             looksBehind = looksBehind || !(flags & kLevelHidden || entry.flags & kEntryMatte);
@@ -84,10 +97,11 @@ void depositEnvironment(const FrameBuffers& buffers, const miState* state, const
     const miState* ray = state->child;
     if (!ray || ray->instance != miNULLTAG)
         return;
+    const Arrival arrival(ray);
     for (const PassType type : {kPassBeauty, kPassBeautyNoShadow})
         for (const FrameBufferInfo& entry : buffers.ofType(type)) {
             FrameBufferSlot* slot = currentSlot(entry, ray);
-            if (slot && !(arrivalFlags(entry, ray) & kLevelFiltered))
+            if (slot && !(arrival.flags(entry) & kLevelFiltered))
                 slot->color = color;
         }
 }
@@ -97,6 +111,7 @@ void depositUntraced(const FrameBuffers& buffers, const miState* state, const mi
     miState ray = *state;
     ray.type = miRAY_REFLECT;
     ++ray.reflection_level;
+    const Arrival arrival(&ray);
     for (const PassType type : {kPassBeauty, kPassBeautyNoShadow})
         for (const FrameBufferInfo& entry : buffers.ofType(type)) {
             FrameBufferSlot* here = currentSlot(entry, state);
@@ -105,7 +120,7 @@ void depositUntraced(const FrameBuffers& buffers, const miState* state, const mi
                 continue;
             next->levelFlags = 0;
             const bool handedUp = !isFilteredOut(*here) || (entry.flags & kEntryThroughReflection);
-            const bool seen = !(arrivalFlags(entry, &ray) & kLevelFiltered);
+            const bool seen = !(arrival.flags(entry) & kLevelFiltered);
             if (seen && handedUp && !(entry.flags & kEntryNoTracedLight))
                 here->contribution = here->contribution + color;
         }

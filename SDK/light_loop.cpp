@@ -3,6 +3,7 @@
 
 #include "diagnostics.h"
 #include "pass_filter.h"
+#include "slot_writer.h"
 
 const miUint defaultLightDataArray[12] = {0, 1, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0};
 
@@ -76,10 +77,13 @@ void sampleLightEnd(miState* state, miUint count, FrameBufferInfo* first, miInte
     if (samples <= 0)
         return;
 
+    // The sums hold the light already, so they are written as they are.
     const miScalar share = 1 / static_cast<miScalar>(samples);
-    for (FrameBufferInfo& entry : entries) {
-        // The sum holds the light already, so it is written as it is.
-        const miColor mean = entry.lightSum * share;
-        passWriteColor(state, &mean, &entry, mode, flags, weight, nullptr, nullptr);
+    const miScalar factor = *flags & kWriteWeighted ? *weight : 1;
+    const SlotWriter writer(state, *mode);
+    for (const FrameBufferInfo& entry : entries) {
+        FrameBufferSlot* slot = writer.isClosed(entry) ? nullptr : writer.writableSlot(entry);
+        if (slot)
+            writer.combine(*slot, entry.lightSum * share * factor);
     }
 }

@@ -11,17 +11,21 @@ namespace lumo {
  * stays pinned while the filter lives. An instance without a mask, or with an empty one, contributes to every pass. */
 class PassFilter {
 public:
-    PassFilter(miState* state, miTag instance) : mask_(maskTag(state, instance)) {}
+    PassFilter(miState* state, miTag instance)
+        : mask_(maskTag(state, instance)), text_(mask_ && *mask_.get() ? mask_.get() : nullptr)
+    {
+    }
 
-    bool allows(miUint pass) const { return contributesToPass(pass, text()); }
+    bool allows(miUint pass) const { return !text_ || contributesToPass(pass, text_); }
 
     /* Null when there is no mask. */
-    const char* text() const { return mask_ && *mask_.get() ? mask_.get() : nullptr; }
+    const char* text() const { return text_; }
 
 private:
     static miTag maskTag(miState* state, miTag instance);
 
-    PinnedText mask_;
+    const PinnedText mask_;
+    const char* const text_;
 };
 
 /* The instance that speaks for the hit: the assembly that holds it, else the hit instance itself. */

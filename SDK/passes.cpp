@@ -2,6 +2,7 @@
 #include "frame_buffers.h"
 
 #include "color.h"
+#include "slot_writer.h"
 
 #include <bit>
 #include <cmath>
@@ -24,16 +25,6 @@ char maskDigit(const char* mask, miUint position)
     for (; position > 0 && *mask; --position)
         ++mask;
     return *mask ? *mask : '0';
-}
-
-bool isClosed(const FrameBufferInfo& entry, miUint mode) { return mode == kWriteNone || (entry.flags & kEntryClosed); }
-
-/* The slot that a shader may write now; null where the surface is filtered and for environment rays. */
-FrameBufferSlot* writableSlot(const miState* state, const FrameBufferInfo& entry)
-{
-    FrameBufferSlot* slot = currentSlot(entry, state);
-    const bool writable = slot && !(slot->levelFlags & kLevelFiltered) && state->type != miRAY_ENVIRONMENT;
-    return writable ? slot : nullptr;
 }
 
 /* A reflectance becomes light: of what arrives, or of what was blocked when the unblocked light is given. */
@@ -114,19 +105,15 @@ miBoolean passWriteColor(miState* state, const miColor* value, FrameBufferInfo* 
                          const miColor* const* reference)
 {
     using namespace lumo;
-    if (isClosed(*entry, *mode))
+    const SlotWriter writer(state, *mode);
+    if (writer.isClosed(*entry))
         return miTRUE;
-    FrameBufferSlot* slot = writableSlot(state, *entry);
+    FrameBufferSlot* slot = writer.writableSlot(*entry);
     if (!slot)
         return miFALSE;
 
     const miColor weighted = *flags & kWriteWeighted ? *value * *weight : *value;
-    const miColor light = lit(weighted, *entry, useLight, reference);
-    switch (*mode) {
-    case kWriteMultiply: slot->contribution = slot->contribution * light; break;
-    case kWriteReplace: slot->contribution = light; break;
-    default: slot->contribution = slot->contribution + light; break;
-    }
+    writer.combine(*slot, lit(weighted, *entry, useLight, reference));
     return miTRUE;
 }
 
@@ -134,9 +121,10 @@ miBoolean passWriteInteger(miState* state, const miInteger* value, FrameBufferIn
                            const miCBoolean* flags, const miScalar* weight)
 {
     using namespace lumo;
-    if (isClosed(*entry, *mode))
+    const SlotWriter writer(state, *mode);
+    if (writer.isClosed(*entry))
         return miTRUE;
-    FrameBufferSlot* slot = writableSlot(state, *entry);
+    FrameBufferSlot* slot = writer.writableSlot(*entry);
     if (!slot)
         return miFALSE;
 

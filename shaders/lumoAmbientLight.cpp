@@ -48,7 +48,7 @@ miBoolean shine(miColor* result, const Helper& in)
     if (!call)
         return miFALSE;
 
-    const LightTexture texture(call.state(), sphericalCoordinate(pointInLight(call.state())));
+    const LightTexture texture(call.state(), [&] { return sphericalCoordinate(pointInLight(call.state())); });
     const miScalar intensity = in(&AmbientLightParameters::intensity);
     const miScalar share = shade(call, in);
     *result = BLACK;

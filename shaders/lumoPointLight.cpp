@@ -38,7 +38,7 @@ miBoolean shine(miColor* result, const Helper& in)
     if (isDarkSide(call, lightShape(call.state())))
         return giveNothing(call, *result);
 
-    const LightTexture texture(call.state(), sphericalCoordinate(pointInLight(call.state())));
+    const LightTexture texture(call.state(), [&] { return sphericalCoordinate(pointInLight(call.state())); });
     const miScalar intensity =
         intensityAtPoint(call, in, in(&PointLightParameters::emission, &EmissionParameters::intensity));
     return giveLight(call, *result, in, intensity, {ShadowEmitter::kRadius, in(&PointLightParameters::lightRadius)});

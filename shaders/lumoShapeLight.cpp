@@ -55,7 +55,7 @@ miBoolean shine(miColor* result, const Helper& in)
     if (!(cosine > 0))
         return giveNothing(call, *result);
 
-    const LightTexture texture(call.state(), sphericalCoordinate(pointInLight(call.state())));
+    const LightTexture texture(call.state(), [&] { return sphericalCoordinate(pointInLight(call.state())); });
     miScalar intensity = in(&ShapeLightParameters::emission, &EmissionParameters::intensity);
     // A surface that shines evenly looks the same from all sides, so only what it sends falls with the cosine.
     if (call.isLightRay())

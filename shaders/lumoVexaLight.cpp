@@ -108,9 +108,11 @@ miBoolean giveNothing(const LightCall& call, miColor& result)
     return miTRUE;
 }
 
-LightTexture::LightTexture(miState* state, const miVector& coordinate)
-    : state_(state), list_(state->tex_list), own_(list_ ? *list_ : coordinate)
+void LightTexture::place(miState* state, const miVector& coordinate)
 {
+    state_ = state;
+    list_ = state->tex_list;
+    own_ = list_ ? *list_ : coordinate;
     if (list_)
         *list_ = coordinate;
     else
@@ -119,6 +121,8 @@ LightTexture::LightTexture(miState* state, const miVector& coordinate)
 
 LightTexture::~LightTexture()
 {
+    if (!state_)
+        return;
     if (list_)
         *list_ = own_;
     state_->tex_list = list_;

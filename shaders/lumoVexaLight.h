@@ -148,15 +148,28 @@ miBoolean giveNothing(const LightCall& call, miColor& result);
 /* The first texture coordinate while it lives, for textures that are connected to the light's parameters. */
 class LightTexture {
 public:
-    LightTexture(miState* state, const miVector& coordinate);
+    LightTexture(miState* state, const miVector& coordinate)
+        : LightTexture(state, [&] { return coordinate; })
+    {
+    }
+
+    /* Calls `coordinate` only where something is connected that could look at it. */
+    template <class Coordinate>
+    LightTexture(miState* state, const Coordinate& coordinate)
+    {
+        if (state->shader && state->shader->has_connections)
+            place(state, coordinate());
+    }
     ~LightTexture();
 
     LightTexture(const LightTexture&) = delete;
     LightTexture& operator=(const LightTexture&) = delete;
 
 private:
-    miState* const state_;
-    miVector* const list_;
+    void place(miState* state, const miVector& coordinate);
+
+    miState* state_ = nullptr;
+    miVector* list_ = nullptr;
     miVector own_; /* for a state without texture coordinates; else the first one, to be put back */
 };
 

@@ -97,6 +97,8 @@ LightShape unitSquare()
 
 bool isDarkSide(const LightCall& call, const LightShape& shape)
 {
+    if (shape.area != miLIGHT_RECTANGLE && shape.area != miLIGHT_DISC)
+        return false;
     const miVector normal = fromLight(call.state(), normalOf(shape)).rounded(), dir = lightDirection(call);
     return mi_vector_dot(&normal, &dir) < 0;
 }

@@ -10,12 +10,19 @@ using namespace lumorender;
 
 namespace {
 
-/// The sample's value of a buffer and its size in bytes, or null where there is no such buffer or no sample.
-SampleValue* sampleValue(const miState* state, int buffer, std::size_t& bytes) {
-    ThreadContext& context = contextOf(state);
+/// The sample's value of a buffer, or null where there is no such buffer or no sample.
+SampleValue* sampleValue(ThreadContext& context, int buffer) {
     if (!context.sampling || buffer < 0 || static_cast<std::size_t>(buffer) >= context.values.size()) return nullptr;
-    bytes = static_cast<std::size_t>(context.scene->buffers->words[static_cast<std::size_t>(buffer)]) * 4;
     return &context.values[static_cast<std::size_t>(buffer)];
+}
+
+/// Moves a buffer's record: a color, a vector, or one word. Copies of a known size are a few instructions each.
+void copyRecord(const ThreadContext& context, int buffer, void* to, const void* from) {
+    switch (context.scene->buffers->words[static_cast<std::size_t>(buffer)]) {
+        case 4: std::memcpy(to, from, 16); break;
+        case 3: std::memcpy(to, from, 12); break;
+        default: std::memcpy(to, from, 4);
+    }
 }
 
 }  // namespace
@@ -40,20 +47,20 @@ void mi_shaderstate_enumerate(
 }
 
 miBoolean mi_fb_put(miState* state, int buffer, void* data) {
-    std::size_t bytes = 0;
-    SampleValue* value = sampleValue(state, buffer, bytes);
+    ThreadContext& context = contextOf(state);
+    SampleValue* value = sampleValue(context, buffer);
     if (!value || !data) return miFALSE;
     // What final gathering meets on its way is no part of the picture, whatever its shaders write.
-    if (contextOf(state).gather.depth > 0) return miTRUE;
-    std::memcpy(value->words, data, bytes);
+    if (context.gather.depth > 0) return miTRUE;
+    copyRecord(context, buffer, value->words, data);
     return miTRUE;
 }
 
 miBoolean mi_fb_get(miState* state, int buffer, void* data) {
-    std::size_t bytes = 0;
-    const SampleValue* value = sampleValue(state, buffer, bytes);
+    ThreadContext& context = contextOf(state);
+    const SampleValue* value = sampleValue(context, buffer);
     if (!value || !data) return miFALSE;
-    std::memcpy(data, value->words, bytes);
+    copyRecord(context, buffer, data, value->words);
     return miTRUE;
 }
 

@@ -11,6 +11,9 @@ namespace lumorender {
 
 namespace {
 
+/// Where a float's exponent lies in its word.
+constexpr std::uint32_t kExponent = 0x7f800000, kExponentStep = 0x00800000, kHighestBit = 0x80000000;
+
 bool isColorRecord(miImg_type type) {
     const PixelFormat format = pixelFormat(type);
     return format.color && format.channels >= 3;
@@ -114,9 +117,11 @@ BufferLayout makeBufferLayout(const FrameBufferSet* set, const CameraDetail* cam
 TileBuffers::TileBuffers(const BufferLayout& layout) : sums_(layout.slots.size()) {
     for (const BufferSlot& slot : layout.slots) {
         const PixelFormat& format = slot.format;
-        planes_.push_back({slot.shaderIndex, format.integer ? 1 : format.channels,
-                           slot.description.filtering && !format.integer, format.color, format.integer,
-                           format.channels == 1, slot.automatic});
+        const bool filtered = slot.description.filtering && !format.integer;
+        Plane& plane = planes_.emplace_back(Plane{slot.shaderIndex, format.integer ? 1 : format.channels, filtered,
+                                                  format.integer, format.channels == 1, slot.automatic});
+        plane.sumsValues = filtered && slot.shaderIndex > 0 && slot.automatic == AutomaticValue::None;
+        if (format.color) std::fill_n(plane.exponents, format.channels, kExponent);
     }
 }
 
@@ -139,6 +144,10 @@ void TileBuffers::add(const miColor& result, const miState& state, const std::ve
     SampleValue primary;
     for (std::size_t i = 0; i < planes_.size(); ++i) {
         const Plane& plane = planes_[i];
+        if (plane.sumsValues) {
+            addFiltered(plane, sums_[i], values[static_cast<std::size_t>(plane.shaderIndex)]);
+            continue;
+        }
         if (!plane.filtered && !stands) continue;
         const SampleValue* value = &primary;
         if (plane.shaderIndex > 0) {
@@ -155,7 +164,7 @@ void TileBuffers::add(const miColor& result, const miState& state, const std::ve
         }
         Sum& sum = sums_[i];
         if (plane.filtered) {
-            addFiltered(plane, sum, reinterpret_cast<const float*>(value->words));
+            addFiltered(plane, sum, *value);
             continue;
         }
         sum.weight = 1;
@@ -164,15 +173,17 @@ void TileBuffers::add(const miColor& result, const miState& state, const std::ve
     }
 }
 
-void TileBuffers::addFiltered(const Plane& plane, Sum& sum, const float* value) {
-    // Zero times a finite number is zero, times any other it is not a number: one test for all channels.
-    float zero = 0;
-    for (int c = 0; c < 4; ++c) zero += c < plane.channels ? 0 * value[c] : 0;
-    if (plane.color && zero != 0) {
+void TileBuffers::addFiltered(const Plane& plane, Sum& sum, const SampleValue& value) {
+    // One more than an exponent of ones only, which infinities and what is no number have, reaches the highest bit.
+    std::uint32_t carries = 0;
+    for (int c = 0; c < 4; ++c) carries |= (value.words[c] & plane.exponents[c]) + kExponentStep;
+    if ((carries & kHighestBit) != 0) {
         ++dropped_;
         return;
     }
-    for (int c = 0; c < 4; ++c) sum.value[c] += value[c];
+    float channels[4];
+    std::memcpy(channels, value.words, sizeof channels);
+    for (int c = 0; c < 4; ++c) sum.value[c] += channels[c];
     sum.weight += 1;
 }
 

@@ -56,8 +56,10 @@ private:
     struct Plane {
         int shaderIndex;
         int channels;                    ///< words per pixel; a label is one
-        bool filtered, color, integer, alphaOnly;
+        bool filtered, integer, alphaOnly;
         AutomaticValue automatic;
+        bool sumsValues = false;         ///< filtered, and nothing but what shaders put
+        alignas(16) std::uint32_t exponents[4] = {};  ///< bits by channel that tell whether a color is finite
         std::size_t first = 0;           ///< its words in pixels_
     };
     /// The pixel that is being sampled.
@@ -67,7 +69,7 @@ private:
         float weight = 0;                ///< samples that count
     };
 
-    void addFiltered(const Plane& plane, Sum& sum, const float* value);
+    void addFiltered(const Plane& plane, Sum& sum, const SampleValue& value);
 
     std::vector<Plane> planes_;
     std::vector<Sum> sums_;

@@ -7,11 +7,11 @@ namespace lumorender {
 
 namespace {
 
-/// Keys are short and mostly differ at once, which a call of the C library's comparison does not pay for.
-bool sameText(const char* a, const char* b) noexcept {
-    for (; *a == *b; ++a, ++b)
-        if (*a == '\0') return true;
-    return false;
+bool sameText(const std::string& a, const char* b) noexcept { return std::strcmp(a.c_str(), b) == 0; }
+
+/// Literals lie close together and aligned: multiplying spreads them over the high bits.
+std::size_t hintOf(const char* key, std::size_t bits) noexcept {
+    return static_cast<std::size_t>((reinterpret_cast<std::uintptr_t>(key) * 0x9e3779b97f4a7c15u) >> (64 - bits));
 }
 
 }  // namespace
@@ -19,13 +19,13 @@ bool sameText(const char* a, const char* b) noexcept {
 // Shaders pass the same literals again and again, each module its own, so the text's address finds the entry. It is
 // compared all the same, because the caller may have reused the memory. Hidden entries need the search from the newest.
 const ShaderStates::Entry* ShaderStates::find(const char* key) const noexcept {
-    std::uint32_t& hint = hints_[(reinterpret_cast<std::uintptr_t>(key) >> 2) % kHints];
+    std::uint32_t& hint = hints_[hintOf(key, kHintBits)];
     if (rayEntries_ == 0 && hint < entries_.size()) {
         const Entry& entry = entries_[hint];
-        if (entry.live && sameText(entry.key.c_str(), key)) return &entry;
+        if (entry.live && sameText(entry.key, key)) return &entry;
     }
     for (std::size_t i = entries_.size(); i-- > 0;) {
-        if (!entries_[i].live || !sameText(entries_[i].key.c_str(), key)) continue;
+        if (!entries_[i].live || !sameText(entries_[i].key, key)) continue;
         hint = static_cast<std::uint32_t>(i);
         return &entries_[i];
     }

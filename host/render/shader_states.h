@@ -57,10 +57,10 @@ private:
     void endEntries(int lifetime, int ray);
     void count(const Entry& entry, int step);
 
-    static constexpr std::size_t kHints = 32;
+    static constexpr std::size_t kHintBits = 6;
 
     std::vector<Entry> entries_;
-    mutable std::array<std::uint32_t, kHints> hints_{};  ///< by address of the key text: where it was found last
+    mutable std::array<std::uint32_t, 1 << kHintBits> hints_{};  ///< by address of the key text: where it was found last
     int rayEntries_ = 0;
     int eyeEntries_ = 0;
 };
