@@ -119,7 +119,6 @@ private:
         point.state = state;
         point.record = &record;
         bc_construct(&point.composition, record.compositionMode, state);
-        point.color = in.common(&LambertParameters::color);
         point.transparency = in.transparency();
         point.translucence = in.common(&LambertParameters::translucence);
         if (point.translucence != 0) {
@@ -132,6 +131,7 @@ private:
         point.normal = state->normal;
         point.normalEye = -state->dot_nd;
         point.mirror = mirrored(state->dir, state->normal);
+        point.color = in.color(point);
         return point;
     }
 

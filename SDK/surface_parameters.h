@@ -8,6 +8,8 @@
 
 namespace lumo {
 
+struct SurfacePoint;
+
 /* Other materials' records begin with this one as `LambertParameters surface`, and append theirs. */
 struct LambertParameters {
     MaterialHeader header;
@@ -79,7 +81,9 @@ public:
         return this->isConnectedAddress(&(surface().*member));
     }
 
-    /* A material that is clear in places for reasons of its own has one of its own. */
+    /* A material whose color or transparency comes from elsewhere has one of its own. The color is asked for when the
+     * rest of the point is known. */
+    miColor color(const SurfacePoint&) const { return common(&LambertParameters::color); }
     miColor transparency() const { return common(&LambertParameters::transparency); }
 
     /* For the functions of the SDK that read a parameter themselves. */

@@ -9,8 +9,7 @@
  *   shader "brass" "lumoVexaBlinn" ( "color" .4 .3 .1, "specularColor" 1 .8 .4, "eccentricity" .25 )
  */
 #include "SDK/export_shader.h"
-#include "SDK/surface_gloss.h"
-#include "SDK/tangents.h"
+#include "lumoBlinn.h"
 
 namespace lumo {
 namespace {
@@ -21,38 +20,17 @@ struct BlinnParameters {
     miScalar eccentricity, specularRollOff;
 };
 
-class BlinnShaderHelper : public GlossHelper<BlinnParameters> {
-public:
-    using GlossHelper::GlossHelper;
-
-    /* The squared distribution of the highlight is that of facets with slopes of this width. */
-    void shapeLobe(const SurfacePoint& point, ReflectionSettings& settings) const
-    {
-        miVector across;
-        settings.lobe = kLobeFacets;
-        settings.lobeWidth[0] = settings.lobeWidth[1] = (*this)(&BlinnParameters::eccentricity);
-        tangentsOf(point.normal, settings.lobeTangent, across);
-    }
-};
+using BlinnShaderHelper = FacetHelper<BlinnParameters>;
 
 template <class P, class H>
 struct BlinnSpecularComponent : StatelessComponent {
     using StatelessComponent::StatelessComponent;
-    struct Values {
-        Highlight highlight;
-        miScalar eccentricity, specularRollOff;
-    };
-    Values values(const H& in, const SurfacePoint&) const
-    {
-        return {Highlight(in), in(&P::eccentricity), in(&P::specularRollOff)};
-    }
+    using Values = FacetHighlight;
+    Values values(const H& in, const SurfacePoint&) const { return Values(in); }
 
     miColor term(const Values& values, const SurfacePoint& point, miScalar cosine, const miVector& light) const
     {
-        return values.highlight.seen(cosine, [&] {
-            return compute_blinn_specular(cosine, point.normalEye, &light, values.eccentricity, values.specularRollOff,
-                                          values.highlight.secondaryScale, &point.normal, point.state);
-        });
+        return values.seen(cosine, [&] { return values.strength(point, cosine, light); });
     }
 };
 

@@ -3,16 +3,12 @@
 #pragma once
 
 #include "SDK/color_operation.h"
+#include "ramp_parameters.h"
 
 #include <array>
 #include <cmath>
 
 namespace lumo {
-
-struct ScalarRampParameter {
-    miInteger i_entries, n_entries;
-    RampScalarEntry entries[1];
-};
 
 class Remapping {
 public:

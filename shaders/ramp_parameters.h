@@ -1,0 +1,29 @@
+/* Ramps among a shader's parameters. */
+#pragma once
+
+#include "SDK/lumo.h"
+
+namespace lumo {
+
+struct ScalarRampParameter {
+    miInteger i_entries, n_entries;
+    RampScalarEntry entries[1];
+};
+
+struct ColorRampParameter {
+    miInteger i_entries, n_entries;
+    RampColorEntry entries[1];
+};
+
+/* The ramp's red, green and blue at a position; alpha, and all of it where the ramp has no entries, from `otherwise`. */
+inline miColor rampColor(const LumoRamp& ramp, miScalar position, const miColor& otherwise)
+{
+    if (ramp.count < 1)
+        return otherwise;
+    miColor color = otherwise;
+    ramp_get_interp_color(&ramp, position, &color);
+    color.a = otherwise.a;
+    return color;
+}
+
+} // namespace lumo
