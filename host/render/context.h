@@ -5,6 +5,7 @@
 #include "geometry/scene_geometry.h"
 #include "mi/codes.h"
 #include "mi/state.h"
+#include "render/ambient_occlusion.h"
 #include "render/arena.h"
 #include "render/gather_path.h"
 #include "render/shader_states.h"
@@ -38,6 +39,7 @@ struct RenderScene {
     const SlotTable* slots = nullptr;
     const LightTable* lights = nullptr;
     const FinalGather* gather = nullptr;     ///< null where final gathering is off
+    OcclusionSettings occlusion;
     miLock globalLock = {};
 };
 

@@ -6,7 +6,7 @@
 #include "render/camera.h"
 #include "render/context.h"
 #include "render/final_gather_rays.h"
-#include "support/messages.h"
+#include "render/option_values.h"
 
 #include <algorithm>
 #include <cmath>
@@ -21,16 +21,6 @@ namespace {
 constexpr double kPixels = 8;               // between points, at density 1
 constexpr float kUsualTolerance = 25.842F;  // degrees between normals
 constexpr int kUsualPoints = 24;
-
-float numberOption(const StringOptions* options, const char* name, float otherwise) {
-    if (!options) return otherwise;
-    const auto found = options->values.find(name);
-    if (found == options->values.end()) return otherwise;
-    if (const float* value = std::get_if<float>(&found->second)) return *value;
-    if (const int* value = std::get_if<int>(&found->second)) return static_cast<float>(*value);
-    warning("RC", "option \"{}\": expected a number, {} is used", name, otherwise);
-    return otherwise;
-}
 
 miColor scaled(const double rgb[3], const miColor& scale) {
     return {static_cast<float>(rgb[0] * scale.r), static_cast<float>(rgb[1] * scale.g),

@@ -122,6 +122,7 @@ private:
         sceneIsWhole_ = messageCount(MessageClass::Error) == errors;
         lights_ = std::make_unique<LightTable>(database_, *geometry_);
         scene_.lights = lights_.get();
+        scene_.occlusion = occlusionSettings(database_.detail<StringOptions>(options_->string_options));
         const auto cameras = geometry_->cameras();
         const auto element = std::find_if(cameras.begin(), cameras.end(), [&](const FlatElement& camera) {
             return camera.instance == scene_.cameraInstance;

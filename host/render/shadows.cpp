@@ -59,9 +59,7 @@ bool findOccluder(ThreadContext& context, RayRecord& record, Ray ray, double& di
 
 Ray shadowRay(const ThreadContext& context, const miState& state) {
     Ray ray;
-    const double interval = context.scene->options->shutter - context.scene->options->shutter_delay;
-    ray.time = interval > 0
-                   ? static_cast<float>((state.time - context.scene->options->shutter_delay) / interval) : 0.0F;
+    ray.time = shutterFraction(*context.scene, state);
     ray.visibility = RayVisibility::Shadow;
     return ray;
 }

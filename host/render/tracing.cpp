@@ -139,6 +139,12 @@ bool callLens(ThreadContext& context, miState* state, miColor* result) {
 
 }  // namespace
 
+float shutterFraction(const RenderScene& scene, const miState& state) {
+    const double open = scene.options->shutter_delay;
+    const double interval = scene.options->shutter - open;
+    return interval > 0 ? static_cast<float>((state.time - open) / interval) : 0.0F;
+}
+
 double surfaceOffset(const miVector& point) {
     const double size = std::max({std::abs(point.x), std::abs(point.y), std::abs(point.z)});
     return 4e-6 * size + 1e-6;
@@ -166,14 +172,12 @@ bool findHit(ThreadContext& context, RayRecord& record, RayVisibility visibility
     const RenderScene& scene = *context.scene;
     miState& state = record.state;
     clearHit(state);
-    const double open = scene.options->shutter_delay;
-    const double interval = scene.options->shutter - open;
     Ray ray;
     ray.org = state.org;
     ray.dir = state.dir;
     ray.near = near;
     ray.far = far;
-    ray.time = interval > 0 ? static_cast<float>((state.time - open) / interval) : 0.0F;
+    ray.time = shutterFraction(scene, state);
     ray.visibility = visibility;
     if (!scene.geometry->intersect(ray, record.hit)) return false;
 

@@ -56,6 +56,9 @@ bool traceGathering(miColor* result, ThreadContext& context, RayRecord& record, 
 /// Fills the record's state with its hit: lists, normals (turned towards the ray if `flipNormals`), material.
 void fillHit(ThreadContext& context, RayRecord& record, bool flipNormals);
 
+/// The state's time as the geometry counts it: 0 when the shutter opens, 1 when it closes.
+float shutterFraction(const RenderScene& scene, const miState& state);
+
 /// The distance from which a ray that starts on a surface at `point` sees again, so that it does not meet the surface
 /// itself: rounding of the point and of the kernels' intersection.
 double surfaceOffset(const miVector& point);

@@ -34,7 +34,7 @@ typedef struct miAmboccl_options {
     miScalar mindist;
     miScalar maxdist;
     int cache_points;
-    int flags;                     /* miTrace_flag bits that occluders must have */
+    int flags;                     /* miTrace_flag bits, of which occluders must have one */
     miScalar falloff;
 } miAmboccl_options;
 
