@@ -61,13 +61,26 @@ struct FilmVector {
     double x, y;
 };
 
-/* Width by height of a picture from a file, else 0. */
-double pixelRatio(miState* state, miTag texture)
-{
+/* Pixels of a picture from a file; 0 of all others. */
+struct PictureSize {
     int width = 0, height = 0;
-    const bool known = texture != miNULLTAG && mi_query(miQ_IMAGE_WIDTH, state, texture, &width) &&
-                       mi_query(miQ_IMAGE_HEIGHT, state, texture, &height);
-    return known && width > 0 && height > 0 ? static_cast<double>(width) / height : 0;
+
+    double ratio() const { return width > 0 ? static_cast<double>(width) / height : 0; }
+};
+
+PictureSize sizeOf(miState* state, miTag texture)
+{
+    PictureSize size;
+    const bool known = texture != miNULLTAG && mi_query(miQ_IMAGE_WIDTH, state, texture, &size.width) &&
+                       mi_query(miQ_IMAGE_HEIGHT, state, texture, &size.height);
+    return known && size.width > 0 && size.height > 0 ? size : PictureSize{};
+}
+
+/* A coordinate that filters do not bring beyond the picture's edge: renderers go on at the opposite one. */
+miScalar withinPixels(double coordinate, int pixels)
+{
+    const double half = pixels > 0 ? 0.5 / pixels : 0;
+    return static_cast<miScalar>(std::fmax(half, std::fmin(coordinate, 1 - half))); // also of what is no number
 }
 
 bool isSeenStraight(const miState* state)
@@ -129,7 +142,7 @@ public:
     using Result = miColor;
 
     explicit ImagePlaneClass(const Helper& in)
-        : Shader(in), texture_(in(&P::texture)), pixelRatio_(pixelRatio(in.state(), texture_))
+        : Shader(in), texture_(in(&P::texture)), picture_(sizeOf(in.state(), texture_))
     {
         LumoColorTransformCache::initTransform(in, &P::colorTransform, transform_);
     }
@@ -165,13 +178,13 @@ private:
         const double x = place->x - in(&P::offsetX), y = place->y - in(&P::offsetY) * gateHeight;
         const double angle = in(&P::rotate) * std::numbers::pi / 180, c = std::cos(angle), s = std::sin(angle);
         const double coverX = in(&P::coverageX), coverY = in(&P::coverageY);
-        const double ratio = pixelRatio_ * in(&P::pixelAspect) * coverX / coverY;
+        const double ratio = picture_.ratio() * in(&P::pixelAspect) * coverX / coverY;
         const FilmVector size = fitted(in(&P::fit), {in(&P::sizeX), in(&P::sizeY) * gateHeight}, ratio);
         const double u = (x * c + y * s) / size.x + 0.5, v = (y * c - x * s) / size.y + 0.5;
         if (!(u >= 0 && u <= 1 && v >= 0 && v <= 1))
             return false;
-        coordinate = {static_cast<miScalar>(in(&P::coverageOriginX) + u * coverX),
-                      static_cast<miScalar>(in(&P::coverageOriginY) + v * coverY), 0};
+        coordinate = {withinPixels(in(&P::coverageOriginX) + u * coverX, picture_.width),
+                      withinPixels(in(&P::coverageOriginY) + v * coverY, picture_.height), 0};
         return true;
     }
 
@@ -183,7 +196,7 @@ private:
     }
 
     const miTag texture_;
-    const double pixelRatio_;
+    const PictureSize picture_;
     ColorTransform transform_;
 };
 

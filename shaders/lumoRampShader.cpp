@@ -125,7 +125,9 @@ private:
     const ArrivingLight& arrivingLight(const SurfacePoint& point) const
     {
         if (!isMeasured_) {
-            const auto asksShadows = [](miInteger input) { return input == kByBrightness || input == kByNormalisedBrightness; };
+            const auto asksShadows = [](miInteger input) {
+                return input == kByBrightness || input == kByNormalisedBrightness;
+            };
             const bool shadows = asksShadows((*this)(&P::colorInput)) || asksShadows((*this)(&P::incandescenceInput));
             arriving_ = measureLight(point, shadows);
             isMeasured_ = true;

@@ -15,7 +15,8 @@ struct ColorRampParameter {
     RampColorEntry entries[1];
 };
 
-/* The ramp's red, green and blue at a position; alpha, and all of it where the ramp has no entries, from `otherwise`. */
+/* The ramp's red, green and blue at a position; alpha, and all of it where the ramp has no entries, from `otherwise`.
+ */
 inline miColor rampColor(const LumoRamp& ramp, miScalar position, const miColor& otherwise)
 {
     if (ramp.count < 1)

@@ -143,6 +143,30 @@ TEST_F(NodePasses, OfLayersAreThoseOfTheMaterials) {
     expectOperated(image, metal, paint, [](double a, double b, int, int) { return .6 * a + .4 * b; });
 }
 
+/// A blend as shadow shader is called in the middle of the light loop of the wall behind. If it emptied or wrote passes
+/// there, as its mode says it does elsewhere, they would differ from those of mode 0.
+TEST_F(NodePasses, AreLeftAloneByShadowRays) {
+    const auto shadowedBy = [](const std::string& shadow) {
+        std::string text = sceneOf("metal");
+        const std::string opaque = "\"lumoVexaFastShadow\" ()";
+        return text.replace(text.find(opaque), opaque.size(), shadow);
+    };
+    const auto veil = [&](int mode) {
+        return picture(shadowedBy(fmt::format(
+            "\"lumoVexaBlend\" ( \"passMode\" {}, \"blender\" .5, \"color1\" .4 .4 .4, \"color2\" .2 .2 .2 )", mode)));
+    };
+    const Picture expected = veil(0);
+    const int middle = kPixels / 2;
+    EXPECT_GT(expected.at("R", middle, middle), 0);
+    for (const int mode : {1, 2, 3}) {
+        const Picture image = veil(mode);
+        for (const auto& [name, channel] : expected.channels())
+            EXPECT_EQ(channel.values, image.channels().at(name).values) << name << " in mode " << mode;
+    }
+    const Picture without = picture(shadowedBy("\"lumoVexaFastShadow\" ()"));
+    EXPECT_NE(without.channels().at("R").values, expected.channels().at("R").values) << "nothing is in this shadow";
+}
+
 /// Two walls of a plain color, half transparent, one behind the other.
 TEST_F(NodePasses, OfPlainSurfacesAreTheirColor) {
     const Picture image = picture(sceneOf(

@@ -71,8 +71,12 @@ protected:
             EXPECT_COLOR(result, 9, 8, 7, 6);
             return;
         }
-        EXPECT_NEAR(seen->x, (*expected)[0], 1e-6);
-        EXPECT_NEAR(seen->y, (*expected)[1], 1e-6);
+        // The outer half of the outermost pixels has their color alone: renderers would mix in the opposite edge's.
+        const auto within = [](double place, int pixels) {
+            return pixels ? std::min(std::max(place, 0.5 / pixels), 1 - 0.5 / pixels) : place;
+        };
+        EXPECT_NEAR(seen->x, within((*expected)[0], width), 1e-6);
+        EXPECT_NEAR(seen->y, within((*expected)[1], height), 1e-6);
         EXPECT_COLOR(result, 0.5f, 0.25f, 0.125f, 0.5f);
     }
 
@@ -151,7 +155,7 @@ TEST_F(ImagePlane, IsASlideForBentRays)
     state->type = miRAY_REFLECT;
     state->reflection_level = 1;
     state->pri = reinterpret_cast<miRc_intersection*>(this); // not null: something was hit
-    state->point = {1, -0.75f, -10}; // .2, -.15 on a film of 1 x .75
+    state->point = {1, -0.75f, -10};                         // .2, -.15 on a film of 1 x .75
     expectSeen({}, At{0.7, 0.3});
     state->pri = nullptr;
     state->dir = {0.2f, 0.15f, -1};
@@ -169,11 +173,11 @@ TEST_F(ImagePlane, IsASlideForBentRays)
 TEST_F(ImagePlane, IsGraded)
 {
     state->raster_x = 320, state->raster_y = 240;
-    const ImagePlaneBlock block{
-        .colorGain = {2, 4, 8, 5}, .colorOffset = {0.5f, -1, 0.25f, 5}, .alphaGain = 0.25f};
+    const ImagePlaneBlock block{.colorGain = {2, 4, 8, 5}, .colorOffset = {0.5f, -1, 0.25f, 5}, .alphaGain = 0.25f};
     EXPECT_COLOR(look(block), 1.5f, 0, 1.25f, 0.125f);
-    for (const ImagePlaneBlock& empty : {ImagePlaneBlock{.texture = miNULLTAG}, ImagePlaneBlock{.fit = kToSize, .sizeX = 0},
-                                         ImagePlaneBlock{.rotate = NAN}, ImagePlaneBlock{.sizeY = 0, .coverageX = NAN}})
+    for (const ImagePlaneBlock& empty :
+         {ImagePlaneBlock{.texture = miNULLTAG}, ImagePlaneBlock{.fit = kToSize, .sizeX = 0},
+          ImagePlaneBlock{.rotate = NAN}, ImagePlaneBlock{.sizeY = 0, .coverageX = NAN}})
         EXPECT_COLOR(look(empty), 9, 8, 7, 6);
     renderer().lighting.colorTexture = [](miColor* color, miState*, miTag, miVector*) {
         *color = {5, 5, 5, 5};

@@ -35,7 +35,10 @@ struct RampBlock {
     std::array<miUint, 6 * 18> room{};
     std::size_t used = 0; /* of the room */
 
-    RampBlock() { *this = GlossWords().color(gloss::kSpecularColor, 0, 0, 0).scalar(gloss::kDiffuse, 1).own({.5f, .7f}); }
+    RampBlock()
+    {
+        *this = GlossWords().color(gloss::kSpecularColor, 0, 0, 0).scalar(gloss::kDiffuse, 1).own({.5f, .7f});
+    }
     RampBlock& operator=(const GlossWords& gloss)
     {
         std::copy_n(gloss.words.begin(), words.size(), words.begin());
@@ -86,7 +89,8 @@ protected:
             each.slots[0].contribution = {};
     }
 
-    /* What arrives from the two lights: (.4 .2 .1) + (.2 .2 .2) in diffuse light; (1 .5 .25) + (.2 .2 .2) are emitted. */
+    /* What arrives from the two lights: (.4 .2 .1) + (.2 .2 .2) in diffuse light; (1 .5 .25) + (.2 .2 .2) are emitted.
+     */
     void addLights()
     {
         addLight({.color = {1, 0.5f, 0.25f, 1}, .direction = {0.6f, 0, 0.8f}, .transmission = 0.5f});
