@@ -14,7 +14,7 @@ import sys
 
 sys.path.insert(0, str(pathlib.Path(__file__).parent))
 
-from generator import images, interior, interior_images, shapes, still_life, still_life_images  # noqa: E402
+from generator import images, interior, interior_images, nodes, shapes, still_life, still_life_images  # noqa: E402
 from generator.mesh import cross, number, subtract, unit, write_object  # noqa: E402
 from generator.teapot import teapot  # noqa: E402
 from generator.terrain import hash01, terrain  # noqa: E402
@@ -271,6 +271,15 @@ def write_interior(include):
         write_instances(file, "interior", instances)
 
 
+def write_nodes(include):
+    with include("nodes.mi") as file:
+        write_object(file, "sample_ball", nodes.ball(), digits=3)
+        write_object(file, "sample_card", nodes.card(), digits=3)
+        write_instances(file, "samples", [
+            (shape, f'transform {matrix(inverse_placement(at))} material "{material}" tag {k + 1}')
+            for k, (shape, material, at) in enumerate(nodes.places())])
+
+
 def write_geometry(folder):
     folder.mkdir(parents=True, exist_ok=True)
 
@@ -301,6 +310,7 @@ def write_geometry(folder):
         write_object(file, "flag", shapes.moving_flag(0.15, 0.14))
     write_still_life(include)
     write_interior(include)
+    write_nodes(include)
 
 
 def write_textures(folder):
@@ -321,6 +331,8 @@ def write_textures(folder):
             (paint.pillow, 128, 64, 2), (paint.hills, 192, 144, 2), (paint.sprig, 128, 172, 2),
             (paint.rosette, 128, 128, 2), (paint.afternoon, 128, 128, 1), (paint.house_leaf, 128, 96, 2)):
         images.write_png(folder / f"{look.__name__}.png", width, height, look, side)
+    images.write_png(folder / "palette.png", 128, 128, nodes.palette, 2)
+    images.write_png(folder / "backdrop.png", 64, 36, nodes.backdrop, 1)
 
 
 # ---- large scenes -------------------------------------------------------------------------------------------------
