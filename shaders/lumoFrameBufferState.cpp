@@ -182,6 +182,9 @@ miBoolean initSample(miState* state)
     return static_cast<miBoolean>(buffers.count());
 }
 
+/* Built anew, because a color of which one word was just written is slow to read as a whole. */
+miColor withForcedAlpha(const miColor& c, bool forces) { return {c.r, c.g, c.b, forces && c.a > 0 ? 1 : c.a}; }
+
 bool wasRasterized(const miState* state) { return state->options->scanline == 'r' && state->scanline; }
 
 /* Writes one entry, unless a shader already wrote its buffer for this sample. */
@@ -194,15 +197,12 @@ void flushEntry(miState* state, FrameBufferInfo& entry, bool forcesAlpha)
     if (wasRasterized(state)) {
         if (!mi_fb_get(state, buffer, &current) || !isExactlyZero(current))
             return;
-        miColor out = (1 - slot.transparency) * current + slot.color;
-        if (forcesAlpha && out.a > 0)
-            out.a = 1;
+        miColor out = withForcedAlpha((1 - slot.transparency) * current + slot.color, forcesAlpha);
         mi_fb_put(state, buffer, &out);
         return;
     }
 
-    if (forcesAlpha && slot.color.a > 0)
-        slot.color.a = 1;
+    slot.color = withForcedAlpha(slot.color, forcesAlpha);
     if (mi_fb_get(state, buffer, &current) && isExactlyZero(current))
         mi_fb_put(state, buffer, &slot.color);
 }

@@ -37,12 +37,13 @@ class TileBuffers {
 public:
     explicit TileBuffers(const BufferLayout& layout);
 
+    /// Every pixel of the tile has to be ended.
     void start(int width, int height);
 
     /// Adds a sample to the pixel. `stands` marks the one sample of the pixel that unfiltered buffers keep.
     void add(const miColor& result, const miState& state, const std::vector<SampleValue>& values, bool stands);
 
-    /// The pixel is done: divides its sums, and the next sample belongs to another pixel.
+    /// The pixel is done: divides its sums, and the next sample belongs to another pixel. Without samples it is zero.
     void endPixel(int x, int y);
 
     /// Writes the pixels into the images, whose rows begin at the lower left corner.

@@ -1,5 +1,6 @@
 #include "render/shader_states.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 
@@ -19,17 +20,12 @@ std::size_t hintOf(const char* key, std::size_t bits) noexcept {
 // Shaders pass the same literals again and again, each module its own, so the text's address finds the entry. It is
 // compared all the same, because the caller may have reused the memory. Hidden entries need the search from the newest.
 const ShaderStates::Entry* ShaderStates::find(const char* key) const noexcept {
-    std::uint32_t& hint = hints_[hintOf(key, kHintBits)];
-    if (rayEntries_ == 0 && hint < entries_.size()) {
-        const Entry& entry = entries_[hint];
-        if (entry.live && sameText(entry.key, key)) return &entry;
-    }
-    for (std::size_t i = entries_.size(); i-- > 0;) {
-        if (!entries_[i].live || !sameText(entries_[i].key, key)) continue;
-        hint = static_cast<std::uint32_t>(i);
-        return &entries_[i];
-    }
-    return nullptr;
+    const Entry*& hint = hints_[hintOf(key, kHintBits)];
+    if (rayEntries_ == 0 && hint && hint->live && sameText(hint->key, key)) return hint;
+    const auto found = std::find_if(entries_.rbegin(), entries_.rend(), [key](const Entry& entry) {
+        return entry.live && sameText(entry.key, key);
+    });
+    return found == entries_.rend() ? nullptr : hint = &*found;
 }
 
 ShaderStates::Entry* ShaderStates::find(const char* key) noexcept {

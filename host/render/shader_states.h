@@ -6,9 +6,9 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <memory>
 #include <string>
-#include <vector>
 
 namespace lumorender {
 
@@ -59,8 +59,8 @@ private:
 
     static constexpr std::size_t kHintBits = 6;
 
-    std::vector<Entry> entries_;
-    mutable std::array<std::uint32_t, 1 << kHintBits> hints_{};  ///< by address of the key text: where it was found last
+    std::deque<Entry> entries_;  ///< they stay where they are
+    mutable std::array<const Entry*, 1 << kHintBits> hints_{};  ///< by address of the key text: what was found last
     int rayEntries_ = 0;
     int eyeEntries_ = 0;
 };

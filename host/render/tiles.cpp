@@ -47,11 +47,11 @@ public:
     bool render(const Tile& tile, const DataWindow& window, std::vector<LayerImage>& images) {
         buffers_.start(tile.width, tile.height);
         bool complete = true;
-        for (int y = 0; y < tile.height && complete; ++y)
+        for (int y = 0; y < tile.height; ++y)
             for (int x = 0; x < tile.width; ++x) {
-                complete = !abortRequested();
-                if (!complete) break;
-                renderPixel(tile, x, y);
+                complete = complete && !abortRequested();
+                if (complete) samplePixel(tile, x, y);
+                buffers_.endPixel(x, y);
             }
         buffers_.finish(tile.x - window.x0, tile.y - window.y0, images);
         return complete;
@@ -61,7 +61,7 @@ public:
     long droppedSamples() const { return buffers_.droppedSamples(); }
 
 private:
-    void renderPixel(const Tile& tile, int tileX, int tileY) {
+    void samplePixel(const Tile& tile, int tileX, int tileY) {
         const int x = tile.x + tileX, y = tile.y + tileY;
         const std::uint32_t seed = mixSeeds(static_cast<std::uint32_t>(x), static_cast<std::uint32_t>(y));
         for (int i = 0; i < sampler_.count(); ++i) {
@@ -70,7 +70,6 @@ private:
                 {x + position.x, y + position.y, position.time, seed, static_cast<std::uint32_t>(i)});
             buffers_.add(result, context().root->state, context().values, i == sampler_.standing());
         }
-        buffers_.endPixel(tileX, tileY);
     }
 
     EyeSamples samples_;
