@@ -7,6 +7,7 @@
 #include "render/transforms.h"
 #include "render/volumes.h"
 
+#include <algorithm>
 #include <cmath>
 
 namespace lumorender {
@@ -78,7 +79,8 @@ bool traceUnsorted(ThreadContext& context, miColor* result, miState* light) {
     ray.org = finite ? light->org : light->point;
     ray.dir = finite ? light->dir : miVector{-light->dir.x, -light->dir.y, -light->dir.z};
     ray.near = finite ? 0 : surfaceOffset(light->point);
-    ray.far = finite ? light->dist - surfaceOffset(light->point) : 1e30;
+    // The point is met as exactly as its own and the light's numbers are: far lights miss it by more than its own rounding.
+    ray.far = finite ? light->dist - std::max(surfaceOffset(light->point), surfaceOffset(light->org)) : 1e30;
     if (ray.far <= ray.near) return true;
 
     RayRecord& record = shadowChild(context, light);

@@ -182,5 +182,21 @@ TEST_F(LitShadow, PenumbrasConverge) {
     }
 }
 
+/// Rays come from lights that are hundreds of times as far as the things are large, and round by that much more.
+TEST_F(LitShadow, SurfacesAreNotInTheirOwnShadowOfFarLights) {
+    for (const V3& far : {V3{900, -1100, 1800}, V3{-90, 140, 160}, V3{-1700, 300, 500}, V3{21, 3, 430}}) {
+        LitScene scene({{"diffuse", 5}});
+        scene.light("lamp", "\"lumoVexaPointLight\" ( \"useRayTraceShadows\" on )",
+                    fmt::format("origin {} {} {}", far.x, far.y, far.z));
+        scene.lambert("m", parameter("color", kColor) + ", " + parameter("diffuse", kDiffuse));
+        scene.wall("surface", -5, "m");
+        expectLayer(picture(scene.text()), "diffuse", [&](int x, int y) {
+            const V3 p = meeting(x, y, -5);
+            const double height = far.z - p.z;
+            return height / std::hypot(far.x - p.x, far.y - p.y, height) * kDiffuse * kColor;
+        });
+    }
+}
+
 }  // namespace
 }  // namespace rendertest
