@@ -14,7 +14,8 @@ import sys
 
 sys.path.insert(0, str(pathlib.Path(__file__).parent))
 
-from generator import images, interior, interior_images, nodes, shapes, still_life, still_life_images  # noqa: E402
+from generator import (images, interior, interior_images, look_development, look_development_images, nodes,  # noqa: E402
+                       shapes, still_life, still_life_images)
 from generator.mesh import cross, number, subtract, unit, write_object  # noqa: E402
 from generator.teapot import teapot  # noqa: E402
 from generator.terrain import hash01, terrain  # noqa: E402
@@ -271,6 +272,36 @@ def write_interior(include):
         write_instances(file, "interior", instances)
 
 
+def write_look_development(include):
+    look = look_development
+    with include("balls.mi") as file:
+        for part, textured in ((look.ball, True), (look.stand, False), (look.steps, True), (look.paper, False),
+                               (look.card, True), (look.scalp, False)):
+            write_object(file, f"{part.__name__}_shape", part(), digits=3, textured=textured)
+        for k in range(look.LOCKS):
+            write_object(file, f"lock_{k}", look.lock(k))
+    with include("look_development.mi") as file:
+        # Their axes lean towards the camera: it sees the pole of the brushing.
+        leans = {"brushed": 62, "paint": 14, "marble": 20}
+        instances = [("card_shape", f'transform {matrix(inverse_placement(look.CARD_AT, 12))} material "card" tag 9')]
+        for k, (what, x, y, z) in enumerate(look.places()):
+            def add(shape, material, place, tag=k + 10):
+                instances.append((shape, f'transform {matrix(place)} material "{material}" tag {tag}'))
+
+            centre = (x, y + look.LIFT, z)
+            add("stand_shape", "rubber", inverse_placement((x, y, z)), tag=30)
+            if what != "hair":
+                add("ball_shape", what, inverse_placement(centre, tilt=leans.get(what, 0)))
+                continue
+            add("scalp_shape", "scalp", inverse_placement(centre))
+            for number, turn, tilt, size in look.tuft():
+                a, b = math.radians(turn), math.radians(tilt)
+                out = (math.sin(b) * math.sin(a), math.cos(b), math.sin(b) * math.cos(a))
+                root = tuple(c + 2.5 * o for c, o in zip(centre, out))
+                add(f"lock_{number}", "hair", inverse_placement(root, turn, size, tilt))
+        write_instances(file, "look_development", instances)
+
+
 def write_nodes(include):
     with include("nodes.mi") as file:
         write_object(file, "sample_ball", nodes.ball(), digits=3)
@@ -310,6 +341,7 @@ def write_geometry(folder):
         write_object(file, "flag", shapes.moving_flag(0.15, 0.14))
     write_still_life(include)
     write_interior(include)
+    write_look_development(include)
     write_nodes(include)
 
 
@@ -331,8 +363,14 @@ def write_textures(folder):
             (paint.pillow, 128, 64, 2), (paint.hills, 192, 144, 2), (paint.sprig, 128, 172, 2),
             (paint.rosette, 128, 128, 2), (paint.afternoon, 128, 128, 1), (paint.house_leaf, 128, 96, 2)):
         images.write_png(folder / f"{look.__name__}.png", width, height, look, side)
+    paint = look_development_images
+    for look, width, height, side in ((paint.chart, 128, 96, 3), (paint.stars, 512, 128, 3),
+                                      (paint.decal, 512, 128, 3), (paint.veins, 384, 192, 1),
+                                      (paint.oak, 384, 128, 1)):
+        images.write_png(folder / f"{look.__name__}.png", width, height, look, side)
     images.write_png(folder / "palette.png", 128, 128, nodes.palette, 2)
     images.write_png(folder / "backdrop.png", 64, 36, nodes.backdrop, 1)
+    images.write_hdr(folder / "studio.hdr", 512, 256, paint.studio)
 
 
 # ---- large scenes -------------------------------------------------------------------------------------------------

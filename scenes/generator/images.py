@@ -29,6 +29,52 @@ def write_png(path, width, height, pixel, side=3):
         file.write(chunk(b"IDAT", zlib.compress(b"".join(rows), 9)) + chunk(b"IEND", b""))
 
 
+def write_hdr(path, width, height, pixel, side=2):
+    """Writes an RGB image with values above 1 (Radiance RGBE, run lengths); pixel as of write_png."""
+    rows = []
+    for y in range(height):
+        row = []
+        for x in range(width):
+            samples = [pixel((x + (sx + 0.5) / side) / width, 1 - (y + (sy + 0.5) / side) / height)
+                       for sy in range(side) for sx in range(side)]
+            color = [sum(s[k] for s in samples) / side ** 2 for k in range(3)]
+            mantissa, exponent = math.frexp(max(color))
+            if max(color) < 1e-32:
+                row.append((0, 0, 0, 0))
+            else:
+                row.append(tuple(int(c / max(color) * mantissa * 256) for c in color) + (exponent + 128,))
+        packed = bytearray((2, 2, width >> 8, width & 255))
+        for channel in zip(*row):
+            packed += run_lengths(channel)
+        rows.append(bytes(packed))
+    with open(path, "wb") as file:
+        file.write(b"#?RADIANCE\nFORMAT=32-bit_rle_rgbe\n\n-Y %d +X %d\n" % (height, width) + b"".join(rows))
+
+
+def run_lengths(values):
+    """Runs of four and more as (128 + length, value), all else as (length, values)."""
+    result, loose, k = bytearray(), bytearray(), 0
+
+    def spill():
+        for start in range(0, len(loose), 128):
+            part = loose[start:start + 128]
+            result.extend((len(part), *part))
+        loose.clear()
+
+    while k < len(values):
+        run = 1
+        while k + run < len(values) and run < 127 and values[k + run] == values[k]:
+            run += 1
+        if run >= 4:
+            spill()
+            result.extend((128 + run, values[k]))
+        else:
+            loose.extend(values[k:k + run])
+        k += run
+    spill()
+    return result
+
+
 WHITE, BLUE, DEEP = (0.95, 0.95, 0.92), (0.16, 0.32, 0.66), (0.06, 0.14, 0.40)
 
 
