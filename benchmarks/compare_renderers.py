@@ -8,6 +8,7 @@ rendering alone (reading, building and writing left out) and the ratio to bare E
 shadow rays. The peers are Debian's packages blender (Cycles, with python3-numpy) and povray; --install installs them.
 """
 import argparse
+import os
 import pathlib
 import re
 import subprocess
@@ -21,8 +22,13 @@ import scene_geometry  # noqa: E402
 RESOLUTION = 1024
 
 
+# Of the system alone: Blender takes the first Python on its path for its own, with that one's packages.
+ENVIRONMENT = dict(os.environ, PATH="/usr/sbin:/usr/bin:/sbin:/bin")
+
+
 def output_of(command):
-    done = subprocess.run([str(part) for part in command], stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
+    done = subprocess.run([str(part) for part in command], stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True,
+                          env=ENVIRONMENT)
     if done.returncode:
         sys.exit(f"{command[0]} failed:\n{done.stdout[-2000:]}")
     return done.stdout
@@ -58,9 +64,10 @@ def pov_seconds(scene, samples, threads):
     return found(r"Trace Time:.*\((\d+\.\d+) seconds\)", text, "povray")
 
 
-def cycles_seconds(geometry, samples, threads):
+def cycles_seconds(geometry, samples, threads, kind="direct", image="/tmp/cycles.exr", part=""):
+    """What `kind` and `part` mean: peers/cycles_scene.py."""
     text = output_of(["blender", "-b", "--factory-startup", "--debug-cycles", "-P", HERE / "peers/cycles_scene.py",
-                      "--", geometry, RESOLUTION, samples, threads])
+                      "--", geometry, RESOLUTION, samples, threads, kind, image, part])
     return found(r"Render time \(without synchronization\): (\d+\.\d+)", text, "Cycles")
 
 

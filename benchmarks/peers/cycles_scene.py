@@ -1,6 +1,9 @@
-"""Renders the benchmark's geometry in Cycles: run by compare_renderers.py inside Blender's Python.
+"""Renders the benchmark's geometry in Cycles: run by compare_renderers.py and error_over_time.py in Blender's Python.
 
-    blender -b --factory-startup --debug-cycles -P cycles_scene.py -- GEOMETRY RESOLUTION SAMPLES THREADS
+    blender -b --factory-startup --debug-cycles -P cycles_scene.py -- GEOMETRY RESOLUTION SAMPLES THREADS KIND IMAGE PART
+
+KIND is the light: direct (of a point), gathering (with one diffuse bounce) or area (a square instead of the point). PART
+is "left,top,edge" in pixels for a part of the picture, or empty.
 """
 import pathlib
 import sys
@@ -41,13 +44,23 @@ def build(geometry):
     bpy.context.collection.objects.link(bpy.data.objects.new("spheres", mesh))
 
 
-def set_up(resolution, samples, threads):
-    scene = bpy.context.scene
-    light = bpy.data.lights.new("lamp", "POINT")
-    light.energy, light.shadow_soft_size = 40000, 0
+def add_light(kind):
+    place = mathutils.Vector((20, -12, 25))
+    if kind == "area":
+        light = bpy.data.lights.new("lamp", "AREA")
+        light.shape, light.size, light.energy = "SQUARE", 12, 40000
+    else:
+        light = bpy.data.lights.new("lamp", "POINT")
+        light.energy, light.shadow_soft_size = 40000, 0
     lamp = bpy.data.objects.new("lamp", light)
-    lamp.location = (20, -12, 25)
+    lamp.location = place
+    lamp.rotation_euler = (-place).to_track_quat("-Z", "Y").to_euler()
     bpy.context.collection.objects.link(lamp)
+
+
+def set_up(resolution, samples, threads, kind, image, part):
+    scene = bpy.context.scene
+    add_light(kind)
 
     camera = bpy.data.cameras.new("cam")
     camera.sensor_width, camera.lens = 10, 15
@@ -66,14 +79,21 @@ def set_up(resolution, samples, threads):
     cycles.device, cycles.samples = "CPU", samples
     cycles.use_adaptive_sampling = cycles.use_denoising = False
     cycles.pixel_filter_type = "BOX"
-    cycles.max_bounces = 0
-    render.filepath = f"/tmp/cycles-{samples}.png"
+    cycles.max_bounces = 1 if kind == "gathering" else 0
+    cycles.sample_clamp_indirect = 0
+    render.filepath = image
+    render.image_settings.file_format, render.image_settings.color_depth = "OPEN_EXR", "32"
+    if part:
+        left, top, edge = (float(number) / resolution for number in part.split(","))
+        render.use_border = True
+        render.border_min_x, render.border_max_x = left, left + edge
+        render.border_min_y, render.border_max_y = 1 - top - edge, 1 - top
 
 
 bpy.ops.wm.read_factory_settings(use_empty=True)
 if not bpy.context.scene.world:
     bpy.context.scene.world = bpy.data.worlds.new("world")
-geometry_file, resolution, samples, threads = sys.argv[sys.argv.index("--") + 1:]
+geometry_file, resolution, samples, threads, kind, image, part = sys.argv[sys.argv.index("--") + 1:]
 build(scene_geometry.read(geometry_file))
-set_up(int(resolution), int(samples), int(threads))
+set_up(int(resolution), int(samples), int(threads), kind, image, part)
 bpy.ops.render.render(write_still=True)

@@ -1,0 +1,181 @@
+#!/usr/bin/env python3
+"""Error over time against Cycles, for light that needs many rays: final gathering and the shadows of an area light.
+
+    benchmarks/error_over_time.py [--install] [--build build/bench] [--threads 2] [gathering] [area]
+
+A million smooth triangles of one diffuse grey material, 1024 x 1024. `gathering`: a point light with hard shadows and one
+bounce of diffuse light. `area`: a square light of 12 x 12, no bounce. Each renderer is measured against itself: the error
+is the root mean square over a part of the picture (128 x 128 pixels), relative to its mean, against a reference of
+its own with many samples and, here, without interpolation. The means of both references are printed: of `gathering` they
+are the same light (the area lights differ in brightness, by their units). Seconds are of gathering and rendering alone. Needs a quiet machine, and Debian's packages blender
+(Cycles, with python3-numpy) and openimageio-tools; --install installs them.
+"""
+import argparse
+import pathlib
+import re
+import sys
+import tempfile
+
+HERE = pathlib.Path(__file__).resolve().parent
+sys.path.insert(0, str(HERE))
+from compare_renderers import RESOLUTION, cycles_seconds, found, output_of  # noqa: E402
+
+# Spheres near the middle, with their shadows: left, top, edge.
+PART = (448, 560, 128)
+
+# An exitance of 1: Cycles spreads a point light's watts over 4 pi, and a diffuse surface's light over pi.
+WATTS = 40000
+POINT_INTENSITY = WATTS / (4 * 3.14159265 ** 2)
+
+SCENE = """
+$include "{geometry}"
+shader "lambert" "lumoVexaLambert" ( "color" .7 .7 .7, "diffuse" .8 )
+material "grey" "lumoVexaShadingEngine" ( "surfaceShader" = "lambert" ) shadow "lumoVexaShadow" () end material
+{light}
+instance "world_i" "world" end instance
+instgroup "lit_world" "lamp_i" "world_i" end instgroup
+camera "cam"
+    framebuffer "beauty" datatype "rgba_fp" primary on filename "{image}" filetype "exr"
+    focal 1.5 aperture 1 aspect 1 resolution {edge} {edge} {window}
+end camera
+incremental options "opt"
+    samples {level} {level} {gathering}
+    state [ "vexabase" (), "lumoFrameBufferState" () ]
+end options
+render "lit_world" "cam_i" "opt"
+"""
+
+POINT_LIGHT = f"""
+light "lamp" "lumoVexaPointLight" ( "intensity" {POINT_INTENSITY}, "decayRate" 2, "useRayTraceShadows" on )
+    origin 0 0 0 end light
+instance "lamp_i" "lamp" transform 1 0 0 0  0 1 0 0  0 0 1 0  -20 -25 -12 1 end instance
+"""
+
+# The square of the light's own space, -1 to 1, six times as large, looks from 20 25 12 to the middle.
+AREA_LIGHT = """
+light "lamp" "lumoVexaAreaLight" ( "intensity" 1, "useRayTraceShadows" on, "shadowRays" {rays} )
+    origin 0 0 0 end light
+instance "lamp_i" "lamp" transform {place} end instance
+"""
+
+
+def placed_light(rays):
+    place = output_of([sys.executable, HERE.parent / "scenes/generate.py", "--look", "20 25 12", "0 0 0"]).split()[1:]
+    matrix = [float(number) for number in place]
+    scaled = [value / 6 if k % 4 < 3 else value for k, value in enumerate(matrix)]
+    return AREA_LIGHT.format(rays=rays, place=" ".join(f"{value:.8g}" for value in scaled))
+
+
+class Own:
+    """Renders of lumorender. A setting is a level of samples and a number of rays."""
+
+    def __init__(self, build, threads, folder):
+        self.build, self.threads, self.folder = build, threads, folder
+
+    def render(self, kind, setting, reference=False):
+        level, rays = setting
+        image = self.folder / f"own-{kind}-{level}-{rays}.exr"
+        left, top, edge = PART
+        # Windows count from the lower left corner.
+        window = f"window {left} {RESOLUTION - top - edge} {left + edge - 1} {RESOLUTION - top - 1}" if reference else ""
+        gathering = ""
+        if kind == "gathering":
+            # Without the filter against bright speckles, which takes energy away where rays are few.
+            gathering = f"finalgather on finalgather filter 0 finalgather accuracy {rays}"
+            if reference:
+                gathering += " finalgather presample density 0"
+        scene = self.folder / "own.mi"
+        scene.write_text(SCENE.format(
+            geometry=self.geometry(), image=image, edge=RESOLUTION, window=window, level=level, gathering=gathering,
+            light=placed_light(rays) if kind == "area" else POINT_LIGHT), encoding="ascii")
+        text = output_of([self.build / "lumorender", "-verbose", 5, "-threads", self.threads, scene])
+        seconds = found(r"rendered .* in (\d+\.\d+) s", text, "lumorender")
+        ready = re.search(r"final gathering: ready in (\d+\.\d+) s", text)
+        return image, seconds + (float(ready.group(1)) if ready else 0)
+
+    def geometry(self):
+        """The benchmark's scene without its own render command."""
+        path = self.folder / "geometry.mi"
+        if not path.exists():
+            text = (self.build / "bench/spheres.mi").read_text(encoding="ascii")
+            path.write_text(re.sub(r"^render .*\n", "", text, flags=re.M), encoding="ascii")
+        return path
+
+
+class Cycles:
+    """A setting is a number of samples."""
+
+    def __init__(self, build, threads, folder):
+        self.geometry, self.threads, self.folder = build / "bench/spheres.mi", threads, folder
+
+    def render(self, kind, samples, reference=False):
+        image = self.folder / f"cycles-{kind}-{samples}.exr"
+        part = ",".join(map(str, PART)) if reference else ""
+        return image, cycles_seconds(self.geometry, samples, self.threads, kind, image, part)
+
+
+def part_of(image, folder):
+    left, top, edge = PART
+    path = folder / (image.stem + "-part.exr")
+    output_of(["oiiotool", image, "--ch", "0,1,2", "--cut", f"{edge}x{edge}+{left}+{top}", "-d", "float", "-o", path])
+    return path
+
+
+def mean_of(part):
+    text = output_of(["oiiotool", "--stats", part])
+    return sum(map(float, re.search(r"Stats Avg: (\S+) (\S+) (\S+)", text).groups())) / 3
+
+
+def error_of(part, reference):
+    squares = part.with_name("squares.exr")
+    output_of(["oiiotool", part, reference, "--sub", "--dup", "--mul", "-o", squares])
+    return mean_of(squares) ** 0.5
+
+
+# Reference, then what is measured.
+SETTINGS = {
+    "gathering": {"lumorender": ((4, 16), [(0, 50), (1, 50), (1, 150), (2, 150), (2, 500), (3, 500)]),
+                  "Cycles": (2048, [1, 4, 16, 64])},
+    "area": {"lumorender": ((4, 16), [(0, 4), (1, 1), (1, 4), (2, 1), (2, 4), (3, 1), (3, 4)]),
+             "Cycles": (2048, [1, 4, 16, 64])},
+}
+
+
+def measure(kind, renderers, folder):
+    print(f"\n{kind}")
+    for renderer in renderers:
+        name = {"Own": "lumorender"}.get(type(renderer).__name__, type(renderer).__name__)
+        best, settings = SETTINGS[kind][name]
+        reference = part_of(renderer.render(kind, best, reference=True)[0], folder)
+        reference = reference.rename(folder / f"{name}-{kind}-reference.exr")
+        mean = mean_of(reference)
+        print(f"  {name}: mean of the reference {mean:.5f}", flush=True)
+        for setting in settings:
+            image, seconds = renderer.render(kind, setting)
+            error = error_of(part_of(image, folder), reference) / mean
+            label = f"{4 ** setting[0]} samples, {setting[1]} rays" if isinstance(setting, tuple) else f"{setting} samples"
+            print(f"    {label:24} {seconds:8.2f} s   error {error:.4f}", flush=True)
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("kinds", nargs="*", help="gathering, area; both when none is given")
+    parser.add_argument("--install", action="store_true")
+    parser.add_argument("--build", type=pathlib.Path, default=HERE.parent / "build/bench")
+    parser.add_argument("--threads", type=int, default=2)
+    arguments = parser.parse_args()
+    unknown = set(arguments.kinds) - set(SETTINGS)
+    if unknown:
+        parser.error(f"no such measurement: {', '.join(sorted(unknown))}; there are {', '.join(SETTINGS)}")
+    if arguments.install:
+        output_of(["apt-get", "install", "-y", "--no-install-recommends", "blender", "python3-numpy",
+                   "openimageio-tools"])
+    with tempfile.TemporaryDirectory() as name:
+        folder = pathlib.Path(name)
+        renderers = [kind(arguments.build.resolve(), arguments.threads, folder) for kind in (Own, Cycles)]
+        for kind in arguments.kinds or SETTINGS:
+            measure(kind, renderers, folder)
+
+
+if __name__ == "__main__":
+    main()
