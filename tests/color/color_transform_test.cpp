@@ -124,6 +124,9 @@ TEST_F(ColorTransforms, TellWhyThereIsNone)
     EXPECT_EQ(renderer().messages()[0].text.substr(0, prefix.size()), prefix);
     EXPECT_EQ(renderer().messages()[0].level, "error");
     EXPECT_FALSE(init(transform, "ACEScg -> nowhere"));
+    // What the library's command-line tool says to the same name.
+    EXPECT_EQ(renderer().messages().back().text,
+              "LumoColorTransformCache::initTransform: Color space 'nowhere' could not be found.");
     EXPECT_FALSE(transform);
 
     renderer().memory.fails = [](const twin::Allocation&) { return true; };

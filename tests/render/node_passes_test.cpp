@@ -167,6 +167,35 @@ TEST_F(NodePasses, AreLeftAloneByShadowRays) {
     EXPECT_NE(without.channels().at("R").values, expected.channels().at("R").values) << "nothing is in this shadow";
 }
 
+/// Wherever ramps of one color are looked up, they are that color, and light that is measured for it leaves no trace:
+/// in half shadow, with ambient light and highlights.
+TEST_F(NodePasses, OfConstantRampsAreThoseOfTheSurface) {
+    const std::string common = "\"diffuse\" .7, \"translucence\" .2, \"ambientColor\" .1 .2 .1, \"eccentricity\" .5, ";
+    const Picture expected = picture(
+        sceneOf("gloss", "shader \"gloss\" \"lumoVexaBlinn\" ( " + common +
+                             "\"color\" .8 .3 .1, \"incandescence\" .05 .1 .2, \"specularColor\" .6 .5 .9 )\n"));
+    EXPECT_GT(expected.at("type7.R", kPixels / 2, kPixels / 2), 0);
+    const auto ramp = [](const std::string& name, const std::string& color) {
+        return fmt::format(
+            "\"{0}\" [ {{ \"position\" 0, \"value\" {1}, \"interpolation\" 1 }}, "
+            "{{ \"position\" 1, \"value\" {1} }} ]",
+            name, color);
+    };
+    for (const int input : {0, 1, 2, 3}) {
+        const Picture image = picture(sceneOf(
+            "ramps", fmt::format("shader \"ramps\" \"lumoVexaRampShader\" ( {} \"colorInput\" {}, "
+                                 "\"incandescenceInput\" {}, {}, {}, {} )\n",
+                                 common, input, 3 - input, ramp("colorRamp", ".8 .3 .1"),
+                                 ramp("incandescenceRamp", ".05 .1 .2"), ramp("specularColorRamp", ".6 .5 .9"))));
+        for (const std::string& layer : layers())
+            for (const std::string& channel : kChannels)
+                for (int y = 0; y < kPixels; ++y)
+                    for (int x = 0; x < kPixels; ++x)
+                        ASSERT_NEAR(image.at(layer + channel, x, y), expected.at(layer + channel, x, y), 1e-6)
+                            << layer << channel << " at " << x << " " << y << ", input " << input;
+    }
+}
+
 /// Two walls of a plain color, half transparent, one behind the other.
 TEST_F(NodePasses, OfPlainSurfacesAreTheirColor) {
     const Picture image = picture(sceneOf(
