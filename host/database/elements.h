@@ -94,7 +94,7 @@ struct CameraDetail : Detail {
 /// Of a miSCENE_IMAGE: where the texture comes from. The record's first word is reserved for the host.
 struct TextureDetail : Detail {
     std::string file;
-    bool filtered = false;
+    float filterScale = 0;  ///< how many pixels of the image a look-up covers; 0 = it is a point
     bool local = false;
     int components = 4;  ///< 4 color, 1 scalar, 3 vector
     int width = 0, height = 0, depth = 0;

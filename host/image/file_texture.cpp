@@ -46,8 +46,8 @@ OIIO::TextureOpt pointOptions(OIIO::TextureOpt::InterpMode mode) {
     return options;
 }
 
-OIIO::TextureOpt footprintOptions() {
-    OIIO::TextureOpt options = pointOptions(OIIO::TextureOpt::InterpBilinear);
+OIIO::TextureOpt footprintOptions(OIIO::TextureOpt::InterpMode mode) {
+    OIIO::TextureOpt options = pointOptions(mode);
     options.mipmode = OIIO::TextureOpt::MipModeAniso;
     options.anisotropic = 16;
     return options;
@@ -77,7 +77,8 @@ public:
           gamma_(spec.format.is_floating_point() ? 1 : gamma),
           nearest_(pointOptions(OIIO::TextureOpt::InterpClosest)),
           bilinear_(pointOptions(OIIO::TextureOpt::InterpBilinear)),
-          footprint_(footprintOptions()) {}
+          footprint_(footprintOptions(OIIO::TextureOpt::InterpBilinear)),
+          nearestFootprint_(footprintOptions(OIIO::TextureOpt::InterpClosest)) {}
 
     bool lookup(miColor& result, float u, float v, bool filtered) const override {
         u = repeated(u), v = repeated(v);
@@ -86,9 +87,10 @@ public:
         return read(result, nearest_, centerOfPixel(u, width_), centerOfPixel(v, height_), {});
     }
 
-    bool lookup(miColor& result, float u, float v, float dudx, float dvdx, float dudy, float dvdy) const override {
-        return read(result, footprint_, repeated(u), repeated(v),
-                    {usableDerivative(dudx), usableDerivative(dvdx), usableDerivative(dudy), usableDerivative(dvdy)});
+    bool lookup(miColor& result, float u, float v, const Footprint& footprint) const override {
+        return read(result, footprint.interpolates ? footprint_ : nearestFootprint_, repeated(u), repeated(v),
+                    {usableDerivative(footprint.dudx), usableDerivative(footprint.dvdx),
+                     usableDerivative(footprint.dudy), usableDerivative(footprint.dvdy)});
     }
 
     int width() const override { return width_; }
@@ -105,10 +107,6 @@ public:
     }
 
 private:
-    struct Footprint {
-        float dudx = 0, dvdx = 0, dudy = 0, dvdy = 0;
-    };
-
     /// The library counts t from the upper edge, and writes into its options.
     bool sample(float* values, OIIO::TextureOpt options, float u, float v, const Footprint& d) const {
         return textureSystem().texture(handle_, threadRecords(), options, u, 1 - v, d.dudx, -d.dvdx, d.dudy, -d.dvdy,
@@ -140,7 +138,7 @@ private:
     std::string file_;
     int width_, height_, components_;
     float gamma_;
-    OIIO::TextureOpt nearest_, bilinear_, footprint_;
+    OIIO::TextureOpt nearest_, bilinear_, footprint_, nearestFootprint_;
     mutable std::atomic<bool> told_{false};
 };
 

@@ -57,14 +57,13 @@ public:
     }
 
     /// Between the two levels whose pixels are about as large as the footprint's longer side.
-    bool lookup(miColor& result, float u, float v, float dudx, float dvdx, float dudy, float dvdy) const override {
-        const float depth =
-            levelFor(usableDerivative(dudx), usableDerivative(dvdx), usableDerivative(dudy), usableDerivative(dvdy));
+    bool lookup(miColor& result, float u, float v, const Footprint& footprint) const override {
+        const float depth = levelFor(footprint);
         const auto finer = static_cast<std::size_t>(depth), coarser = std::min(finer + 1, levels_.size() - 1);
         const float share = depth - static_cast<float>(finer);
         u = repeated(u), v = repeated(v);
-        const Values near = bilinear(levels_[finer], components_, u, v),
-                     far = bilinear(levels_[coarser], components_, u, v);
+        const Values near = valuesAt(levels_[finer], u, v, footprint.interpolates),
+                     far = valuesAt(levels_[coarser], u, v, footprint.interpolates);
         Values mixed{};
         for (std::size_t c = 0; c < 4; ++c) mixed[c] = near[c] * (1 - share) + far[c] * share;
         result = colorOf(mixed.data(), components_);
@@ -81,7 +80,17 @@ private:
         return {width, height, resizeByArea(level.pixels, level.width, level.height, components_, width, height)};
     }
 
-    float levelFor(float dudx, float dvdx, float dudy, float dvdy) const {
+    Values valuesAt(const Level& level, float u, float v, bool interpolates) const {
+        if (interpolates) return bilinear(level, components_, u, v);
+        Values result{};
+        std::copy_n(pixelAt(level, components_, pixelOf(u, level.width), pixelOf(v, level.height)), components_,
+                    result.begin());
+        return result;
+    }
+
+    float levelFor(const Footprint& footprint) const {
+        const float dudx = usableDerivative(footprint.dudx), dvdx = usableDerivative(footprint.dvdx);
+        const float dudy = usableDerivative(footprint.dudy), dvdy = usableDerivative(footprint.dvdy);
         const auto w = static_cast<float>(width()), h = static_cast<float>(height());
         const float pixels = std::max(std::hypot(dudx * w, dvdx * h), std::hypot(dudy * w, dvdy * h));
         return pixels > 1 ? std::min(std::log2(pixels), static_cast<float>(levels_.size() - 1)) : 0;

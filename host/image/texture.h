@@ -9,6 +9,16 @@
 
 namespace lumorender {
 
+/// What one look-up covers: an ellipse around its point, the image of the circle around a pixel.
+struct Footprint {
+    float dudx = 0, dvdx = 0, dudy = 0, dvdy = 0;  ///< change of the coordinates from pixel to pixel
+    bool interpolates = true;                      ///< between the texture's pixels, else the nearest one
+};
+
+/// The footprint, not longer than `eccentricity` times its width (it gets wider; below 1 = any length), and `factor`
+/// times as large. Lengths are compared in pixels of the texture.
+Footprint limitedFootprint(const Footprint& footprint, int width, int height, float eccentricity, float factor);
+
 /// A texture that look-ups read. Coordinates run 0..1 from the lower left corner and repeat outside; what is no finite
 /// number counts as 0. All look-ups are thread-safe.
 ///
@@ -19,8 +29,8 @@ public:
     virtual ~Texture() = default;
     /// Bilinear at a point (`filtered` false: nearest pixel), at full resolution.
     virtual bool lookup(miColor& result, float u, float v, bool filtered) const = 0;
-    /// Over a footprint given by the texture-space derivatives per pixel step (mip-mapped; anisotropic for files).
-    virtual bool lookup(miColor& result, float u, float v, float dudx, float dvdx, float dudy, float dvdy) const = 0;
+    /// Over a footprint (mip-mapped; anisotropic for files).
+    virtual bool lookup(miColor& result, float u, float v, const Footprint& footprint) const = 0;
     virtual int width() const = 0;
     virtual int height() const = 0;
     virtual int components() const = 0;

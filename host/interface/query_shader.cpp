@@ -148,7 +148,7 @@ bool answerAboutImage(const Query& query) {
         case miQ_IMAGE_HEIGHT: return query.answer(texture->height());
         case miQ_IMAGE_BITS: return query.answer(32);
         case miQ_IMAGE_COMP: return query.answer(texture->components());
-        case miQ_IMAGE_FILTER: return query.answer(static_cast<miBoolean>(textures->isFiltered(query.tag)));
+        case miQ_IMAGE_FILTER: return query.answer(static_cast<miBoolean>(textures->filterScale(query.tag) > 0));
         default: return false;
     }
 }

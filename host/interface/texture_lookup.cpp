@@ -1,4 +1,5 @@
 // Texture look-ups: images from files, or texture shaders called in the caller's state.
+#include "render/pixel_footprint.h"
 #include "render/shader_calls.h"
 #include "render/textures.h"
 
@@ -8,10 +9,20 @@ using namespace lumorender;
 
 namespace {
 
-bool lookup(miColor& result, miState* state, miTag tag, const miVector& coord) {
+/// Over `scale` pixels, or at a point where it is 0 or nothing tells how large a pixel is.
+bool lookupImage(miColor& result, const miState* state, const Texture& texture, const miVector& coord, float scale) {
+    Footprint pixel;
+    if (!(scale > 0) || !pixelFootprint(pixel, state)) return texture.lookup(result, coord.x, coord.y, true);
+    const Footprint covered = limitedFootprint(pixel, texture.width(), texture.height(), 0, scale);
+    return texture.lookup(result, coord.x, coord.y, covered);
+}
+
+/// @param filter pixels to cover, instead of what the scene says about the texture; 0 = as it says
+bool lookup(miColor& result, miState* state, miTag tag, const miVector& coord, float filter) {
     ThreadContext& context = contextOf(state);
-    if (const Texture* texture = context.scene->textures ? context.scene->textures->find(tag) : nullptr)
-        return texture->lookup(result, coord.x, coord.y, true);
+    const TextureTable* textures = context.scene->textures;
+    if (const Texture* texture = textures ? textures->find(tag) : nullptr)
+        return lookupImage(result, state, *texture, coord, filter > 0 ? filter : textures->filterScale(tag));
     const int type = context.scene->database->type(tag);
     if (type != miSCENE_FUNCTION && type != miSCENE_FLIST) return false;
 
@@ -28,36 +39,38 @@ bool lookup(miColor& result, miState* state, miTag tag, const miVector& coord) {
 extern "C" {
 
 miBoolean mi_lookup_color_texture(miColor* result, miState* state, miTag texture, miVector* coord) {
+    return mi_lookup_color_texture_x(result, state, texture, coord, 0);
+}
+
+miBoolean mi_lookup_scalar_texture(miScalar* result, miState* state, miTag texture, miVector* coord) {
+    return mi_lookup_scalar_texture_x(result, state, texture, coord, 0);
+}
+
+miBoolean mi_lookup_vector_texture(miVector* result, miState* state, miTag texture, miVector* coord) {
+    return mi_lookup_vector_texture_x(result, state, texture, coord, 0);
+}
+
+miBoolean mi_lookup_color_texture_x(miColor* result, miState* state, miTag texture, miVector* coord, miScalar filter) {
     miColor color = {0, 0, 0, 0};
-    if (!lookup(color, state, texture, *coord)) return miFALSE;
+    if (!lookup(color, state, texture, *coord, filter)) return miFALSE;
     *result = color;
     return miTRUE;
 }
 
-miBoolean mi_lookup_scalar_texture(miScalar* result, miState* state, miTag texture, miVector* coord) {
+miBoolean mi_lookup_scalar_texture_x(miScalar* result, miState* state, miTag texture, miVector* coord,
+                                     miScalar filter) {
     miColor color = {0, 0, 0, 0};
-    if (!lookup(color, state, texture, *coord)) return miFALSE;
+    if (!lookup(color, state, texture, *coord, filter)) return miFALSE;
     *result = color.r;
     return miTRUE;
 }
 
-miBoolean mi_lookup_vector_texture(miVector* result, miState* state, miTag texture, miVector* coord) {
+miBoolean mi_lookup_vector_texture_x(miVector* result, miState* state, miTag texture, miVector* coord,
+                                     miScalar filter) {
     miColor color = {0, 0, 0, 0};
-    if (!lookup(color, state, texture, *coord)) return miFALSE;
+    if (!lookup(color, state, texture, *coord, filter)) return miFALSE;
     *result = {color.r, color.g, color.b};
     return miTRUE;
-}
-
-miBoolean mi_lookup_color_texture_x(miColor* result, miState* state, miTag texture, miVector* coord, miScalar) {
-    return mi_lookup_color_texture(result, state, texture, coord);
-}
-
-miBoolean mi_lookup_scalar_texture_x(miScalar* result, miState* state, miTag texture, miVector* coord, miScalar) {
-    return mi_lookup_scalar_texture(result, state, texture, coord);
-}
-
-miBoolean mi_lookup_vector_texture_x(miVector* result, miState* state, miTag texture, miVector* coord, miScalar) {
-    return mi_lookup_vector_texture(result, state, texture, coord);
 }
 
 }  // extern "C"

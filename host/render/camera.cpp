@@ -40,6 +40,19 @@ void Camera::eyeRay(double rasterX, double rasterY, double time, miVector& org, 
     dir = toVector(normalised(transformVector(d, m)));
 }
 
+void Camera::pixelSides(const miVector& point, miGeoVector& right, miGeoVector& up) const {
+    const double* m = placement().localToWorld;
+    const double depth = -transformPoint(fromVector(point), placement().worldToLocal).z;
+    const double width = pixelSize(depth), height = width * pixelHeight_ / pixelWidth_;
+    right = {width * m[0], width * m[1], width * m[2]};
+    up = {height * m[4], height * m[5], height * m[6]};
+}
+
+double Camera::cosineToAxis(const miVector& dir) const {
+    const double* m = placement().localToWorld;
+    return -(dir.x * m[8] + dir.y * m[9] + dir.z * m[10]) / std::sqrt(m[8] * m[8] + m[9] * m[9] + m[10] * m[10]);
+}
+
 miVector Camera::worldToRaster(const miVector& point) const {
     const Vector3 p = transformPoint(fromVector(point), element_.placement.worldToLocal);
     double x = p.x;

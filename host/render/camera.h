@@ -19,6 +19,15 @@ public:
     /// Raster position of a world-space point. Points in the camera's plane give infinities.
     miVector worldToRaster(const miVector& point) const;
 
+    /// How wide a pixel is at a distance from the camera, measured along its axis.
+    double pixelSize(double depth) const {
+        return camera_.orthographic ? pixelWidth_ : pixelWidth_ / camera_.focal * depth;
+    }
+    /// World-space sides of a pixel, to the right and up, as far away as the point.
+    void pixelSides(const miVector& point, miGeoVector& right, miGeoVector& up) const;
+    /// Cosine of the angle between a direction and the axis.
+    double cosineToAxis(const miVector& dir) const;
+
     /// World to camera and back at shutter open, which is what coordinate transforms use.
     const Placement& placement() const { return element_.placement; }
 

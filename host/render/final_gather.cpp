@@ -152,11 +152,9 @@ GatherSettings FinalGather::settings(const miIrrad_options* given) const {
 }
 
 double FinalGather::pixelSize(const miVector& position) const {
-    const double width = static_cast<double>(camera_.aperture) / camera_.x_resolution;
-    if (camera_.orthographic) return width;
     const double* m = projection_.placement().localToWorld;
     const miGeoVector eye{m[12], m[13], m[14]};
-    return width / camera_.focal * length(wide(position) - eye);
+    return projection_.pixelSize(length(wide(position) - eye));
 }
 
 FinalGather::Radii FinalGather::radii(const GatherSettings& settings, const miVector& position) const {

@@ -12,7 +12,7 @@ bool TextureTable::open(const Database& database, float gamma) {
         const auto* detail = database.detail<TextureDetail>(tag);
         if (!detail) continue;
         Entry entry;
-        entry.filtered = detail->filtered;
+        entry.filterScale = detail->filterScale > 0 ? detail->filterScale : 0;
         if (!detail->pixels.empty()) {
             entry.texture = memoryTexture(detail->pixels, detail->width, detail->height, detail->components);
         } else {

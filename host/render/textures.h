@@ -20,16 +20,16 @@ public:
         const auto found = textures_.find(tag);
         return found == textures_.end() ? nullptr : found->second.texture.get();
     }
-    /// The scene asked for filtered look-ups of the texture.
-    bool isFiltered(miTag tag) const {
+    /// How many pixels of the image look-ups of the texture shall cover, as the scene asks; 0 = they are points.
+    float filterScale(miTag tag) const {
         const auto found = textures_.find(tag);
-        return found != textures_.end() && found->second.filtered;
+        return found == textures_.end() ? 0 : found->second.filterScale;
     }
 
 private:
     struct Entry {
         std::unique_ptr<Texture> texture;
-        bool filtered = false;
+        float filterScale = 0;
     };
     std::unordered_map<miTag, Entry> textures_;
 };

@@ -24,8 +24,7 @@ struct TextureReader {
             if (in.accept("local")) {
                 texture.local = true;
             } else if (in.accept("filter")) {
-                texture.filtered = true;
-                if (in.atNumber()) in.readFloat();
+                texture.filterScale = in.atNumber() ? in.readFloat() : 1;
             } else if (!in.accept("writable")) {
                 return;
             }

@@ -41,8 +41,8 @@ typedef struct miAmboccl_options {
 /* Settings of mi_lookup_filter_color_texture. */
 typedef struct miTexfilter {
     miScalar eccmax;               /* longest by shortest axis of the footprint */
-    miScalar max_minor;            /* limit of the shortest axis, in texels */
-    miScalar circle_radius;
+    miScalar max_minor;            /* limit of the shortest half axis, in texels of the pyramid level that is read */
+    miScalar circle_radius;        /* in pixels: 0.5 is as wide as one */
     miBoolean bilinear;
     miScalar spare[10];
 } miTexfilter;

@@ -67,9 +67,9 @@ void expectSmallPicture(const Texture& texture, float scale) {
 
     // A tiny footprint is a point; an odd one does no harm.
     miColor color;
-    ASSERT_TRUE(texture.lookup(color, 0.375f, 0.25f, 1e-4f, 0, 0, 1e-4f));
+    ASSERT_TRUE(texture.lookup(color, 0.375f, 0.25f, {1e-4f, 0, 0, 1e-4f}));
     EXPECT_NEAR(color.r, scale, 0.01f * scale);
-    EXPECT_TRUE(texture.lookup(color, 0.3f, 0.6f, std::numeric_limits<float>::quiet_NaN(), 1e30f, 0, -1e30f));
+    EXPECT_TRUE(texture.lookup(color, 0.3f, 0.6f, {std::numeric_limits<float>::quiet_NaN(), 1e30f, 0, -1e30f}));
 }
 
 TEST_F(TextureTest, FileAndMemoryTexturesAnswerAlike) {
@@ -88,15 +88,47 @@ TEST_F(TextureTest, FootprintsAverage) {
     for (const Texture* texture : {file.get(), memory.get()}) {
         miColor color;
         for (const float u : {0.25f, 0.5f, 0.7f}) {
-            ASSERT_TRUE(texture->lookup(color, u, 0.3f, 1 / 16.0f, 0, 0, 1 / 8.0f));
+            ASSERT_TRUE(texture->lookup(color, u, 0.3f, {1 / 16.0f, 0, 0, 1 / 8.0f}));
             EXPECT_NEAR(color.r, 0.5f, 0.01f);
             EXPECT_NEAR(color.g, u, 0.01f);
         }
     }
     // Seen at a grazing angle the file's rows stay apart: the footprint is long across the columns only.
     miColor color;
-    ASSERT_TRUE(file->lookup(color, 0.5f, 10.5f / 128, 16 / 256.0f, 0, 0, 0.25f / 128));
+    ASSERT_TRUE(file->lookup(color, 0.5f, 10.5f / 128, {16 / 256.0f, 0, 0, 0.25f / 128}));
     EXPECT_LT(color.r, 0.25f);
+}
+
+TEST_F(TextureTest, FootprintsMayTakeTheNearestPixel) {
+    const auto file = open(writeSmall("small.png"));
+    const auto memory = memoryTexture({0, 1, 2, 3, 10, 11, 12, 13}, 4, 2, 1);
+    miColor color;
+    for (const float offset : {0.1f, 0.4f, 0.9f}) {
+        const float u = (2 + offset) / 4;
+        ASSERT_TRUE(file->lookup(color, u, 0.3f, {1e-3f, 0, 0, 1e-3f, false}));
+        EXPECT_NEAR(color.r * 255, 2, 0.01f) << offset;
+        ASSERT_TRUE(memory->lookup(color, u, 0.3f, {1e-3f, 0, 0, 1e-3f, false}));
+        EXPECT_EQ(color.r, 2) << offset;
+    }
+}
+
+// The half axes of the circle's image under ((4, 3), (4, -3)) have the lengths 4 sqrt(2) and 3 sqrt(2): it is the circle
+// with (u, v) = (8, 0) sqrt(1/2) and (0, 6) sqrt(1/2) turned by 45 degrees.
+TEST(Footprints, HaveALimitedLength) {
+    const auto check = [](const Footprint& f, double uu, double uv, double vv) {
+        // The ellipse is known by the sums of products of its half axes, however these are turned.
+        EXPECT_NEAR(f.dudx * f.dudx + f.dudy * f.dudy, uu, 1e-4 * uu + 1e-6);
+        EXPECT_NEAR(f.dudx * f.dvdx + f.dudy * f.dvdy, uv, 1e-4 * uu + 1e-6);
+        EXPECT_NEAR(f.dvdx * f.dvdx + f.dvdy * f.dvdy, vv, 1e-4 * vv + 1e-6);
+    };
+    const Footprint skewed{4, 3, 4, -3};
+    check(limitedFootprint(skewed, 1, 1, 0, 1), 32, 0, 18);
+    check(limitedFootprint(skewed, 1, 1, 2, 3), 9 * 32, 0, 9 * 18);
+    check(limitedFootprint(skewed, 1, 1, 1, 1), 32, 0, 32);
+    // In pixels of a texture of 2 x 8 it is (8, 24), (8, -24): v is the longer one, 3 times as long as u.
+    check(limitedFootprint(skewed, 2, 8, 1.5f, 1), 32 * 4, 0, 18);
+    check(limitedFootprint({6, 8, 0, 0}, 1, 1, 5, 1), 36 + 2.56, 48 - 1.92, 64 + 1.44);  // a line gets 10 / 5 wide
+    check(limitedFootprint({0, 0, 0, 0}, 4, 4, 1, 1), 0, 0, 0);
 }
 
 TEST_F(TextureTest, ComponentsBecomeColors) {
@@ -182,7 +214,7 @@ TEST_F(TextureTest, ManyThreadsReadTheSameTexture) {
                 const bool good = texture->lookup(color, (static_cast<float>(x) + 0.5f) / 512,
                                                   (static_cast<float>(y) + 0.5f) / 512, false);
                 if (!good || color.r != static_cast<float>(x + 512 * y)) ++wrong;
-                if (i % 64 == 0 && !texture->lookup(color, 0.1f, 0.7f, 0.01f, 0, 0, 0.02f)) ++wrong;
+                if (i % 64 == 0 && !texture->lookup(color, 0.1f, 0.7f, {0.01f, 0, 0, 0.02f})) ++wrong;
             }
         });
     for (std::thread& thread : threads) thread.join();
