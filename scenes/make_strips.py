@@ -1,0 +1,233 @@
+#!/usr/bin/env python3
+"""Renders the strips of docs/shaders.md: a parameter of a material in five values, from left to right.
+
+    scenes/make_strips.py [--renderer build/release/lumorender] [NAME ...]     all strips, or those of these names
+
+Writes docs/images/strips/<name>.png. Needs nothing but Python and the renderer.
+"""
+
+import argparse
+import math
+import pathlib
+import shutil
+import subprocess
+import sys
+import tempfile
+
+sys.path.insert(0, str(pathlib.Path(__file__).parent))
+
+from generate import HERE, inverse_placement, look, matrix, multiply  # noqa: E402
+from generator import look_development  # noqa: E402
+from generator.mesh import write_object  # noqa: E402
+from generator.still_life import joined, tube  # noqa: E402
+
+CELL = 2.36  # width of a cell in ball radii
+
+
+class Strip:
+    """`values` are what the parameter takes; `shape` is ball, dog or strands."""
+
+    def __init__(self, name, material, parameter, values, base="", shape="ball", light="front", wall=False, floor=False,
+                 environment=True):
+        self.name, self.material, self.parameter, self.values = name, material, parameter, values
+        self.base, self.shape, self.light = base, shape, light
+        self.wall, self.floor, self.environment = wall, floor, environment
+
+
+def strips():
+    red, dark = '"color" .55 .05 .035', '"color" .03 .03 .035, "diffuse" .5'
+    glass = '"color" 0 0 0, "transparency" .97 .97 .97, "refractions" on'
+    wax = '"color" 1 1 1, "diffuse" 0, "scatterCache" 1'
+    brushed = '"color" .06 .06 .065, "diffuse" .5, "specularColor" .35 .35 .36'
+    hair = ('"color" .16 .07 .03, "tubeDirection" 1, "specularColor" .3 .3 .3, "specularPower" 60, "specularShift" -.08, '
+            '"secondSpecularColor" .36 .16 .06, "secondSpecularPower" 20')
+
+    def lambert(name, values, base, **more):
+        return Strip(name, "lumoVexaLambert", name, values, base, environment=False, **more)
+
+    def hairs(name, values, base):
+        return Strip("hair_" + name, "lumoVexaHairTubeShader", name, values, base, shape="strands", environment=False)
+
+    fraction = ["0", ".25", ".5", ".75", "1"]
+    yield lambert("diffuse", ["0", ".2", ".5", ".8", "1"], '"color" .9 .55 .2')
+    yield lambert("transparency", ["0 0 0", ".25 .25 .25", ".5 .5 .5", ".75 .75 .75", "1 1 1"], red, wall=True)
+    yield lambert("translucence", fraction, '"color" .5 .7 .15, "translucenceFocus" .3, "translucenceDepth" .05',
+                  light="back")
+    yield lambert("translucenceFocus", ["0", ".3", ".6", ".8", ".95"],
+                  '"color" .5 .7 .15, "translucence" 1, "translucenceDepth" .06', light="back")
+    yield lambert("translucenceDepth", ["0", ".01", ".03", ".06", ".1"],
+                  '"color" .5 .7 .15, "translucence" 1, "translucenceFocus" .3', light="back")
+    yield lambert("refractiveIndex", ["1", "1.1", "1.33", "1.5", "2"], glass, wall=True)
+    yield lambert("lightAbsorbance", ["0", ".15", ".4", "1", "2.5"], glass + ', "refractiveIndex" 1.33', wall=True)
+    yield lambert("surfaceThickness", ["0", ".02", ".1", ".3", ".8"], glass + ', "refractiveIndex" 1.5', wall=True)
+    yield lambert("refractionBlur", ["0", ".01", ".03", ".08", ".25"],
+                  glass + ', "refractiveIndex" 1.2, "refractionRays" 4', wall=True)
+    yield lambert("shadowAttenuation", fraction, '"color" .1 .3 .5, "transparency" .55 .75 .9', floor=True)
+    yield lambert("scatterRadius", [".01", ".05", ".2", ".6", "1.5"], wax + ', "scatterColor" .97 .9 .75', shape="dog",
+                  light="window")
+    yield lambert("scatterColor", [".98 .97 .95", ".95 .85 .6", ".9 .5 .2", ".4 .85 .5", ".3 .3 .3"],
+                  wax + ', "scatterRadius" .3', shape="dog", light="window")
+
+    yield Strip("reflectivity", "lumoVexaPhong", "reflectivity", ["0", ".1", ".3", ".6", "1"], dark)
+    yield Strip("reflectionBlur", "lumoVexaPhong", "reflectionBlur", ["0", ".25", ".5", ".75", "1"],
+                '"color" 0 0 0, "diffuse" 0, "reflectivity" .9, "cosinePower" 25, "specularColor" 0 0 0, '
+                '"reflectionRays" 8')
+    yield Strip("cosinePower", "lumoVexaPhong", "cosinePower", ["2", "8", "20", "60", "300"],
+                red + ', "specularColor" .5 .5 .5', environment=False)
+    yield Strip("phonge_roughness", "lumoVexaPhongE", "roughness", [".02", ".1", ".3", "1", "5"],
+                red + ', "highlightSize" .5, "specularColor" .5 .5 .5', environment=False)
+    yield Strip("highlightSize", "lumoVexaPhongE", "highlightSize", [".02", ".1", ".25", ".5", "1"],
+                red + ', "roughness" .5, "specularColor" .5 .5 .5', environment=False)
+    yield Strip("eccentricity", "lumoVexaBlinn", "eccentricity", [".05", ".1", ".2", ".4", ".8"],
+                red + ', "specularColor" .5 .5 .5', environment=False)
+    yield Strip("specularRollOff", "lumoVexaBlinn", "specularRollOff", ["0", ".1", ".3", ".6", "1"],
+                red + ', "specularColor" .9 .9 .9', environment=False)
+    yield Strip("angle", "lumoVexaAnisotropic", "angle", ["0", "22.5", "45", "67.5", "90"],
+                brushed + ', "spreadX" 10, "spreadY" 1, "roughness" .5', environment=False)
+    yield Strip("spreadX", "lumoVexaAnisotropic", "spreadX", ["1", "2", "4", "10", "40"],
+                brushed + ', "spreadY" 1, "roughness" .5', environment=False)
+    yield Strip("spreadY", "lumoVexaAnisotropic", "spreadY", ["1", "2", "4", "10", "40"],
+                brushed + ', "spreadX" 1, "roughness" .5', environment=False)
+    yield Strip("anisotropic_roughness", "lumoVexaAnisotropic", "roughness", [".2", ".35", ".5", ".7", "1"],
+                brushed + ', "spreadX" 6, "spreadY" 1', environment=False)
+    yield Strip("fresnelIndex", "lumoVexaAnisotropic", "fresnelIndex", ["1", "1.5", "2.5", "6", "20"],
+                brushed + ', "spreadX" 4, "spreadY" 1, "roughness" .6', environment=False)
+    yield hairs("specularPower", ["4", "15", "40", "120", "400"], hair)
+    yield hairs("specularShift", ["-.4", "-.2", "0", ".2", ".4"], hair + ', "secondSpecularColor" 0 0 0')
+    yield hairs("secondSpecularColor", ["0 0 0", ".2 .08 .03", ".5 .22 .08", ".1 .3 .5", ".8 .1 .1"],
+               hair + ', "specularColor" 0 0 0')
+    yield hairs("secondSpecularPower", ["3", "8", "20", "60", "200"],
+               hair + ', "specularColor" 0 0 0, "secondSpecularColor" .5 .22 .08')
+    yield hairs("secondSpecularShift", ["-.4", "-.2", "0", ".2", ".4"],
+               hair + ', "specularColor" 0 0 0, "secondSpecularColor" .5 .22 .08')
+    yield hairs("tipColor", ["0 0 0", ".5 .5 .5", "1 1 1", "2.5 2 1.5", "5 1 .6"], hair)
+    yield hairs("tipFade", fraction, hair)
+
+
+HEAD = """link "lumovexa.so"
+link "vexabase.so"
+link "examples.so"
+$include <lumovexa.mi>
+$include <vexabase.mi>
+$include <examples.mi>
+options "opt" object space samples 2 2 trace depth 3 6 8 gamma 2.2 state [ "vexabase" () ] end options
+color texture "studio_image" "studio.hdr"
+camera "cam"
+	framebuffer "strip" datatype "rgba" primary on filename "strip.exr" filetype "exr"
+	environment "example_sky" ( "zenith" .10 .10 .105, "horizon" .10 .10 .105, "ground" .10 .10 .105 )
+	focal FOCAL aperture 1 aspect 5 resolution 600 120
+end camera
+"""
+
+# Of a square light: place and intensity. They are far away and large, so every cell is lit alike.
+LIGHTS = {"front": ((-90, 140, 160), 1.4), "back": ((20, 70, -90), .9), "window": ((20, 70, -90), 6)}
+LIGHT_SIZE = 30.0  # half the edge, at a distance of 230
+
+
+def write_polygon(file, name, corners, normal):
+    points = "\n".join(" ".join(map(str, p)) for p in corners)
+    file.write(f'object "{name}" visible on shadow on trace on group {points} {normal} 0 0 0 1 0 0 1 1 0 0 1 0\n'
+               "v 0 n 4 t 5 v 1 n 4 t 6 v 2 n 4 t 7 v 3 n 4 t 8 c 0 1 2 3 end group end object\n")
+
+
+def write_light(file, position, intensity, instance):
+    half = LIGHT_SIZE * math.dist(position, (0, 0, 0)) / 230
+    scaling = [[(1 / half if r < 3 else 1.0) if r == c else 0.0 for c in range(4)] for r in range(4)]
+    file.write(f'light "key" "lumoVexaAreaLight" ( "intensity" {intensity}, "useRayTraceShadows" on, "shadowRays" 4, '
+               '"rayDepthLimit" 8 ) origin 0 0 0 end light\n'
+               'light "room" "lumoVexaAmbientLight" ( "intensity" .06, "ambientShade" 0 ) origin 0 9 9 end light\n')
+    instance("key_i", "key", "transform " + matrix(multiply(look(position, (0, 0, 0)), scaling)))
+    instance("room_i", "room", "")
+
+
+def write_surroundings(file, strip, instance):
+    """A wall of checks, which shows its colors as they are, and a floor for shadows."""
+    if strip.wall:
+        file.write('shader "checks" "example_checker" ( "even" .62 .62 .6, "odd" .10 .16 .24, "repeat" 16 16 1 )\n'
+                   'shader "wall_s" "lumoVexaSurfaceShader" ( "color" = "checks" )\n'
+                   'material "wall" "lumoVexaShadingEngine" ( "surfaceShader" = "wall_s" ) end material\n')
+        write_polygon(file, "wall_o", [(-10, -10, -2.5), (10, -10, -2.5), (10, 10, -2.5), (-10, 10, -2.5)], "0 0 1")
+        instance("wall_i", "wall_o", 'material "wall" shadow off')
+    if strip.floor:
+        file.write('shader "floor_s" "lumoVexaLambert" ( "color" .5 .5 .5 )\n'
+                   'material "floor" "lumoVexaShadingEngine" ( "surfaceShader" = "floor_s" ) end material\n')
+        write_polygon(file, "floor_o", [(-20, -1.02, 20), (20, -1.02, 20), (20, -1.02, -20), (-20, -1.02, -20)],
+                      "0 1 0")
+        instance("floor_i", "floor_o", 'material "floor"')
+
+
+def write_cell(file, strip, cell, instance):
+    x = (cell - 2) * CELL
+    file.write(f'shader "s{cell}" "{strip.material}" ( {strip.base}, "{strip.parameter}" {strip.values[cell]} )\n')
+    surroundings = ' environment "example_panorama" ( "tex" "studio_image" )' if strip.environment else ""
+    file.write(f'material "m{cell}" "lumoVexaShadingEngine" ( "surfaceShader" = "s{cell}" ) shadow = "s{cell}"'
+               f'{surroundings} end material\n')
+
+    # What is thin enough to shine through is not in its own shadow.
+    shadow = " shadow off" if "translucence" in strip.name else ""
+
+    def thing(name, element, where):
+        instance(f"{name}_{cell}", element, f'transform {matrix(where)} material "m{cell}"{shadow}')
+
+    if strip.shape == "ball":
+        thing("ball", "ball_shape", inverse_placement((x, 0, 0), 0, 1 / look_development.RADIUS))
+    elif strip.shape == "dog":
+        thing("dog", "dog", inverse_placement((x, -0.92, 0), 25, 0.235))
+    else:
+        thing("strands", "strands", inverse_placement((x, 0, 0)))
+
+
+def strands():
+    """A lock of thick hairs side by side, which hangs over a round: highlights lie across it. v leads to the tips."""
+    hairs = []
+    for k in range(9):
+        side = 0.2 * (k - 4)
+        turn = [math.radians(105 - 165 * t / 72) for t in range(73)]
+        path = [(side, 0.98 * math.sin(a), 0.9 * math.cos(a)) for a in turn]
+        hairs.append(tube(path, lambda t: 0.1 * (1 - 0.75 * t ** 3), 16))
+    return joined(*hairs)
+
+
+def write_scene(file, strip):
+    eye, half = 60.0, 2.5 * CELL
+    file.write(HEAD.replace("FOCAL", f"{0.5 * eye / half:.4f}"))
+    file.write(f'$include "{HERE}/geometry/balls.mi"\n$include "{HERE}/geometry/dog.mi"\n')
+    if strip.shape == "strands":
+        write_object(file, "strands", strands())
+    elements = []
+
+    def instance(name, element, rest):
+        file.write(f'instance "{name}" "{element}" {rest} end instance\n')
+        elements.append(name)
+
+    instance("cam_i", "cam", "transform " + matrix(look((0, 9 if strip.floor else 0, eye), (0, 0, 0))))
+    write_light(file, *LIGHTS[strip.light], instance)
+    write_surroundings(file, strip, instance)
+    for cell in range(5):
+        write_cell(file, strip, cell, instance)
+    file.write('instgroup "world" ' + " ".join(f'"{name}"' for name in elements) + ' end instgroup\n'
+               'render "world" "cam_i" "opt"\n')
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("--renderer", default=HERE.parent / "build" / "release" / "lumorender", type=pathlib.Path)
+    parser.add_argument("--folder", default=HERE.parent / "docs" / "images" / "strips", type=pathlib.Path)
+    parser.add_argument("names", nargs="*", metavar="NAME")
+    arguments = parser.parse_args()
+    arguments.folder.mkdir(parents=True, exist_ok=True)
+    with tempfile.TemporaryDirectory() as folder:
+        for strip in strips():
+            if arguments.names and strip.name not in arguments.names:
+                continue
+            scene = pathlib.Path(folder) / "strip.mi"
+            with open(scene, "w", encoding="ascii") as file:
+                write_scene(file, strip)
+            subprocess.run([arguments.renderer, "-preview", "-verbose", "3", "-file_dir", folder, "-T",
+                            HERE / "textures", scene], check=True)
+            shutil.copy(pathlib.Path(folder) / "strip.png", arguments.folder / f"{strip.name}.png")
+            print(strip.name)
+
+
+if __name__ == "__main__":
+    main()
