@@ -131,10 +131,10 @@ union Word {
 struct Parameters {
     lumo::LambertParameters surface;
     lumo::GlossParameters gloss;
-    std::array<Word, 16> own;
+    std::array<Word, 56> own;
 };
 static_assert(sizeof(Parameters) ==
-              sizeof(lumo::LambertParameters) + sizeof(lumo::GlossParameters) + 16 * sizeof(Word));
+              sizeof(lumo::LambertParameters) + sizeof(lumo::GlossParameters) + 56 * sizeof(Word));
 
 /// A matt gray with a highlight and no mirror: every material of the frame takes it with the same common parameters.
 Parameters surface(std::initializer_list<miScalar> own) {
@@ -150,6 +150,17 @@ Parameters surface(std::initializer_list<miScalar> own) {
     p.gloss.reflectedColor = {1, 1, 1, 1};
     std::size_t k = 0;
     for (const miScalar value : own) p.own[k++].scalar = value;
+    return p;
+}
+
+/// Blinn with ramps of one entry: of color by the light angle, of incandescence by the facing angle, and of highlights.
+Parameters ramps() {
+    Parameters p = surface({0.3F, 0.7F});
+    p.own[3].integer = 1;
+    for (const std::size_t ramp : {4, 20, 28}) {
+        p.own[ramp + 1].integer = 1;
+        for (std::size_t k = 3; k < 7; ++k) p.own[ramp + k].scalar = 0.5F;
+    }
     return p;
 }
 
@@ -175,6 +186,7 @@ const std::array kMaterials = {
     Material{"lumoVexaPhong", true, surface({20})},
     Material{"lumoVexaPhongE", true, surface({0.5F, 0.5F, 1, 1, 1, 1})},
     Material{"lumoVexaBlinn", true, surface({0.3F, 0.7F})},
+    Material{"lumoVexaRampShader", true, ramps()},
     Material{"lumoVexaAnisotropic", true, surface({30, 4, 1, 0.7F, 6})},
     Material{"lumoVexaHairTubeShader", true, surface({0, 40, -0.05F, 0.25F, 0.25F, 0.25F, 1, 15, 0.1F, 1, 1, 1, 1})},
     // Two layers without shaders behind them: what remains is the layering itself, of the color and of each pass.

@@ -83,9 +83,13 @@ miScalar withinPixels(double coordinate, int pixels)
     return static_cast<miScalar>(std::fmax(half, std::fmin(coordinate, 1 - half))); // also of what is no number
 }
 
+/* Nothing has turned the ray on its way from the camera. */
 bool isSeenStraight(const miState* state)
 {
-    return (state->type == miRAY_EYE || state->type == miRAY_TRANSPARENT) && state->reflection_level <= 0;
+    for (; state; state = state->parent)
+        if (state->type != miRAY_EYE && state->type != miRAY_TRANSPARENT)
+            return false;
+    return true;
 }
 
 FilmVector sampleOnFilm(const miState* state, const miCamera& camera)

@@ -154,15 +154,12 @@ struct RampDiffuseComponent : DefaultDiffuseComponent<P, H> {
 struct RampSpecularComponent : StatelessComponent {
     using StatelessComponent::StatelessComponent;
     struct Values {
+        explicit Values(const H& in) : highlight(in) { in.read(&P::specularColorRamp, ramp); }
+
         FacetHighlight highlight;
         LumoRamp ramp;
     };
-    Values values(const H& in, const SurfacePoint&) const
-    {
-        Values values{FacetHighlight(in), {}};
-        in.read(&P::specularColorRamp, values.ramp);
-        return values;
-    }
+    Values values(const H& in, const SurfacePoint&) const { return Values(in); }
 
     miColor term(const Values& values, const SurfacePoint& point, miScalar cosine, const miVector& light) const
     {

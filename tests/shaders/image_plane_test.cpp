@@ -168,6 +168,15 @@ TEST_F(ImagePlane, IsASlideForBentRays)
     expectSeen({}, At{0.5, 0.5});
     stage.camera.orthographic = miTRUE;
     expectSeen({}, kBeside);
+
+    // What clear surfaces let through is still where the sample is, unless the ray was bent before.
+    state->type = miRAY_TRANSPARENT;
+    miState before = stage.child(miRAY_TRANSPARENT);
+    state->parent = &before;
+    before.parent = nullptr;
+    expectSeen({}, At{0, 0});
+    before.type = miRAY_REFRACT;
+    expectSeen({}, kBeside);
 }
 
 TEST_F(ImagePlane, IsGraded)
