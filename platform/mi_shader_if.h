@@ -5,6 +5,7 @@
 #include <stdio.h>
 
 #include "mi/codes.h"
+#include "mi/light_iterator.h"
 #include "mi/state.h"
 #include "mi/types.h"
 
