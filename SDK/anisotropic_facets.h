@@ -29,23 +29,25 @@ inline miScalar facetReflectance(miScalar cosine, miScalar index)
 
 class AnisotropicFacets {
 public:
-    /* Widths above 0. x and y are unit vectors at right angles in the surface of unit normal n. */
-    AnisotropicFacets(miScalar widthX, miScalar widthY, const miVector& x, const miVector& y, const miVector& n)
-        : ax_(widthX), ay_(widthY), x_(x), y_(y), n_(n)
+    /* Widths above 0. x and y are unit vectors at right angles in the surface of unit normal n. The view is a unit
+     * direction from the surface: lights are many, it is one. */
+    AnisotropicFacets(miScalar widthX, miScalar widthY, const miVector& x, const miVector& y, const miVector& n,
+                      const miVector& view)
+        : ax_(widthX), ay_(widthY), x_(x), y_(y), n_(n), view_(local(view)), stretchedView_(stretched(view_))
     {
     }
 
-    /* Unit directions, from the surface. 0 where one of them is not above it. */
-    miScalar highlight(const miVector& light, const miVector& view, miScalar index) const
+    /* Of light from a unit direction, from the surface. 0 where one of the two is not above it. */
+    miScalar highlight(const miVector& light, miScalar index) const
     {
-        const miVector l = local(light), v = local(view);
+        const miVector l = local(light), &v = view_;
         if (!(l.z > 0) || !(v.z > 0))
             return 0;
         miVector h = {l.x + v.x, l.y + v.y, l.z + v.z};
         mi_vector_normalize(&h);
         // D G / (4 nl nv) with both written out, so that nothing is divided by a cosine that may be close to 0.
         const miScalar qx = h.x / ax_, qy = h.y / ay_, q = qx * qx + qy * qy + h.z * h.z;
-        const miScalar hidden = l.z * stretched(v) + v.z * stretched(l);
+        const miScalar hidden = l.z * stretchedView_ + v.z * stretched(l);
         const miScalar f = facetReflectance(std::clamp(mi_vector_dot(&v, &h), 0.0f, 1.0f), index);
         return f * l.z / (2 * ax_ * ay_ * q * q * hidden);
     }
@@ -63,6 +65,8 @@ private:
 
     const miScalar ax_, ay_;
     const miVector x_, y_, n_;
+    const miVector view_; /* in x, y and n */
+    const miScalar stretchedView_;
 };
 
 } // namespace lumo

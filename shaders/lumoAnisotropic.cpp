@@ -102,15 +102,16 @@ struct AnisotropicSpecularComponent : StatelessComponent {
         miScalar width[2];
         in.widths(width);
         const Grain grain = in.grain(point);
-        return {Highlight(in), AnisotropicFacets(width[0], width[1], grain.x, grain.y, point.normal),
+        const miVector& dir = point.state->dir;
+        return {Highlight(in),
+                AnisotropicFacets(width[0], width[1], grain.x, grain.y, point.normal, {-dir.x, -dir.y, -dir.z}),
                 in(&P::fresnelIndex)};
     }
 
     miColor term(const Values& values, const SurfacePoint& point, miScalar cosine, const miVector& light) const
     {
         return values.highlight.seen(cosine, [&] {
-            const miVector& dir = point.state->dir;
-            const miScalar s = values.facets.highlight(light, {-dir.x, -dir.y, -dir.z}, values.index);
+            const miScalar s = values.facets.highlight(light, values.index);
             return highlightOnRay(s, values.highlight.secondaryScale, point.state);
         });
     }
