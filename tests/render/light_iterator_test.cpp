@@ -16,7 +16,8 @@ protected:
         scene.camera = "resolution 24 24";
         scene.elements =
             "light \"point\" \"plain_light\" ( \"color\" 1 .2 .1 1 ) origin 2 1 -1 end light\n"
-            "light \"area\" \"plain_light\" ( \"color\" .1 1 .3 1 ) origin -2 0 -2 rectangle 2 0 0  0 2 0 3 3 end light\n"
+            "light \"area\" \"plain_light\" ( \"color\" .1 1 .3 1 ) origin -2 0 -2 rectangle 2 0 0  0 2 0 3 3 end "
+            "light\n"
             "light \"sun\" \"plain_light\" ( \"color\" .1 .2 .9 1 ) direction 1 -1 -2 end light\n"
             "instance \"p\" \"point\" end instance instance \"a\" \"area\" end instance "
             "instance \"s\" \"sun\" end instance\n" +
@@ -38,7 +39,8 @@ TEST_F(LightIterator, LightsAsALoopInCDoes) {
     for (const std::string own : {"", ", \"lights\" [ \"s\" ]", ", \"lights\" [ \"p\", \"a\" ]"}) {
         const Picture loop = lit("plain_material", own), iterated = lit("cxx_lights", own);
         for (const std::string channel : {"R", "G", "B"}) {
-            const std::vector<float>&a = loop.channels().at(channel).values, &b = iterated.channels().at(channel).values;
+            const std::vector<float>&a = loop.channels().at(channel).values,
+                  &b = iterated.channels().at(channel).values;
             ASSERT_EQ(a.size(), b.size());
             for (std::size_t i = 0; i < a.size(); ++i) ASSERT_NEAR(a[i], b[i], 1e-5) << channel << " " << i << own;
             EXPECT_GT(brightest(iterated, channel), .02) << own;

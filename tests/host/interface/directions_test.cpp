@@ -41,6 +41,8 @@ TEST(Directions, MirrorAndSnell) {
     mi_reflection_dir(&dir, &state);
     EXPECT_NEAR(dir.x, 0.5, 1e-6);
     EXPECT_NEAR(dir.z, std::sqrt(3.0) / 2, 1e-6);
+    mi_reflection_dir_specular(&dir, &state);
+    EXPECT_NEAR(dir.x, 0.5, 1e-6);
 
     for (const double angle : {0.0, 30.0, 45.0, 80.0}) {
         state = surfaceAt(angle);
@@ -106,6 +108,13 @@ TEST(Directions, AnisotropicLobesSpreadAsTheirExponentsSay) {
     };
     EXPECT_NEAR(mean(state, lobe, squaredAlong(u)) * 4000, 1, 0.03);
     EXPECT_NEAR(mean(state, lobe, squaredAlong(v)) * 250, 1, 0.03);
+    // Through the surface the same, below it; between equal media the ray goes straight on.
+    const auto through = [&](miVector& dir, double* point) {
+        EXPECT_TRUE(mi_transmission_dir_anisglossy_x(&dir, &state, 1.4f, 1.4f, &u, &v, 4000, 250, point));
+        EXPECT_LT(dir.z, 0);
+    };
+    EXPECT_NEAR(mean(state, through, squaredAlong(u)) * 4000, 1, 0.03);
+    EXPECT_NEAR(mean(state, through, squaredAlong(v)) * 250, 1, 0.03);
 }
 
 TEST(Directions, StayOnTheirSideOfTheTrueSurface) {
