@@ -39,8 +39,8 @@ def strips():
     glass = '"color" 0 0 0, "transparency" .97 .97 .97, "refractions" on'
     wax = '"color" 1 1 1, "diffuse" 0, "scatterCache" 1'
     brushed = '"color" .06 .06 .065, "diffuse" .5, "specularColor" .35 .35 .36'
-    hair = ('"color" .16 .07 .03, "tubeDirection" 1, "specularColor" .3 .3 .3, "specularPower" 60, "specularShift" -.08, '
-            '"secondSpecularColor" .36 .16 .06, "secondSpecularPower" 20')
+    hair = ('"color" .16 .07 .03, "tubeDirection" 1, "specularColor" .3 .3 .3, "specularPower" 60, '
+            '"specularShift" -.08, "secondSpecularColor" .36 .16 .06, "secondSpecularPower" 20')
 
     def lambert(name, values, base, **more):
         return Strip(name, "lumoVexaLambert", name, values, base, environment=False, **more)
@@ -95,11 +95,11 @@ def strips():
     yield hairs("specularPower", ["4", "15", "40", "120", "400"], hair)
     yield hairs("specularShift", ["-.4", "-.2", "0", ".2", ".4"], hair + ', "secondSpecularColor" 0 0 0')
     yield hairs("secondSpecularColor", ["0 0 0", ".2 .08 .03", ".5 .22 .08", ".1 .3 .5", ".8 .1 .1"],
-               hair + ', "specularColor" 0 0 0')
+                hair + ', "specularColor" 0 0 0')
     yield hairs("secondSpecularPower", ["3", "8", "20", "60", "200"],
-               hair + ', "specularColor" 0 0 0, "secondSpecularColor" .5 .22 .08')
+                hair + ', "specularColor" 0 0 0, "secondSpecularColor" .5 .22 .08')
     yield hairs("secondSpecularShift", ["-.4", "-.2", "0", ".2", ".4"],
-               hair + ', "specularColor" 0 0 0, "secondSpecularColor" .5 .22 .08')
+                hair + ', "specularColor" 0 0 0, "secondSpecularColor" .5 .22 .08')
     yield hairs("tipColor", ["0 0 0", ".5 .5 .5", "1 1 1", "2.5 2 1.5", "5 1 .6"], hair)
     yield hairs("tipFade", fraction, hair)
 

@@ -32,7 +32,8 @@ def studio(u, v):
         inside = min(w - dx, h - abs(y - ly))
         if inside > -soft:
             # Softboxes are brighter in the middle.
-            glow = 0.72 + 0.28 * math.cos(math.pi / 2 * min(1, dx / w)) * math.cos(math.pi / 2 * min(1, abs(y - ly) / h))
+            across, along = (math.cos(math.pi / 2 * min(1, d)) for d in (dx / w, abs(y - ly) / h))
+            glow = 0.72 + 0.28 * across * along
             color = mix(color, tuple(glow * c for c in lamp), (inside + soft) / soft)
     return color
 
