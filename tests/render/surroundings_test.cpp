@@ -3,6 +3,8 @@
 #include "pixels.h"
 #include "scene_text.h"
 
+#include <fmt/format.h>
+
 namespace rendertest {
 namespace {
 
@@ -31,6 +33,35 @@ TEST_F(Surroundings, FogWeakensWithTheWay) {
     inside.members = "\"front\" \"back\"";
     expectPixels(picture(inside.text()), "R",
                  [&](int x, int y) { return through(length(meeting(x, y, -8) - meeting(x, y, -5)), 1); });
+}
+
+// ---- Environments.
+
+TEST_F(Surroundings, PanoramasLieAroundTheirMiddle) {
+    // 64 x 32 pixels: red grows by 4 with the column, green by 8 with the row from the bottom; linear in between.
+    std::string content = "P6 64 32 255\n";
+    for (int row = 31; row >= 0; --row)
+        for (int column = 0; column < 64; ++column)
+            content += {static_cast<char>(4 * column), static_cast<char>(8 * row), 0};
+    write("around.ppm", content);
+    const double pi = std::acos(-1.0);
+    for (const double turn : {0., 30., -300.}) {
+        SceneText scene;
+        scene.before = "link \"examples.so\"\n$include <examples.mi>\ncolor texture \"around\" \"around.ppm\"\n";
+        scene.camera = fmt::format(
+            "environment \"example_panorama\" ( \"tex\" \"around\", \"gain\" 2 3 1, \"turn\" {} )", turn);
+        const Picture image = picture(scene.text());
+        // What is at the left in the image comes to the middle when the surroundings turn to the right.
+        expectPixels(image, "R", [&](int x, int y) {
+            const V3 to = meeting(x, y, -1);
+            const double around = .5 + (std::atan(to.x) - turn * pi / 180) / (2 * pi);
+            return 2 * 4 / 255. * (64 * (around - std::floor(around)) - .5);
+        });
+        expectPixels(image, "G", [&](int x, int y) {
+            const V3 to = meeting(x, y, -1);
+            return 3 * 8 / 255. * (32 * (.5 + std::asin(to.y / length(to)) / pi) - .5);
+        });
+    }
 }
 
 // ---- Lenses.
