@@ -1,14 +1,17 @@
 #!/usr/bin/env python3
-"""Error over time against Cycles, for light that needs many rays: final gathering and the shadows of an area light.
+"""Error over time against Cycles, for light that needs many rays.
 
-    benchmarks/error_over_time.py [--install] [--build build/bench] [--threads 2] [gathering] [area]
+    benchmarks/error_over_time.py [--install] [--build build/bench] [--threads 2] [gathering] [area] [bounces]
 
-A million smooth triangles of one diffuse grey material, 1024 x 1024. `gathering`: a point light with hard shadows and one
-bounce of diffuse light. `area`: a square light of 12 x 12, no bounce. Each renderer is measured against itself: the error
-is the root mean square over a part of the picture (128 x 128 pixels), relative to its mean, against a reference of
-its own with many samples and, here, without interpolation. The means of both references are printed: of `gathering` they
-are the same light (the area lights differ in brightness, by their units). Seconds are of gathering and rendering alone. Needs a quiet machine, and Debian's packages blender
-(Cycles, with python3-numpy) and openimageio-tools; --install installs them.
+A million smooth triangles, 1024 x 1024. `gathering`: diffuse grey, a point light with hard shadows and one bounce of
+diffuse light. `area`: a square light of 12 x 12 instead, no bounce. `bounces`: the point light; of every three balls one is
+grey, one half a mirror and one bends light like glass. Each renderer is measured against itself: the error is the root mean
+square over a part of the picture (128 x 128 pixels), relative to its mean, against a reference of its own with many
+samples and, here, without interpolation. The means of both references are printed: of `gathering` they are the same light
+(the area lights differ in brightness, by their units; glass throws shadows in Cycles only). Seconds are of gathering and
+rendering alone.
+Needs a quiet machine, and Debian's packages blender (Cycles, with python3-numpy) and openimageio-tools; --install
+installs them.
 """
 import argparse
 import pathlib
@@ -27,10 +30,19 @@ PART = (448, 560, 128)
 WATTS = 40000
 POINT_INTENSITY = WATTS / (4 * 3.14159265 ** 2)
 
-SCENE = """
-$include "{geometry}"
+MATERIALS = """
 shader "lambert" "lumoVexaLambert" ( "color" .7 .7 .7, "diffuse" .8 )
 material "grey" "lumoVexaShadingEngine" ( "surfaceShader" = "lambert" ) shadow "lumoVexaShadow" () end material
+shader "half_mirror" "lumoVexaPhong" ( "color" .7 .7 .7, "diffuse" .4, "specularColor" 0 0 0, "reflectivity" .5,
+    "reflectionLimit" 2 )
+material "mirror" "lumoVexaShadingEngine" ( "surfaceShader" = "half_mirror" ) shadow "lumoVexaShadow" () end material
+shader "clear" "lumoVexaLambert" ( "color" 0 0 0, "transparency" 1 1 1, "refractions" on, "refractiveIndex" 1.5,
+    "refractionLimit" 4 )
+material "glass" "lumoVexaShadingEngine" ( "surfaceShader" = "clear" ) shadow "lumoVexaShadow" () end material
+"""
+
+SCENE = """
+$include "{geometry}"
 {light}
 instance "world_i" "world" end instance
 instgroup "lit_world" "lamp_i" "world_i" end instgroup
@@ -39,7 +51,7 @@ camera "cam"
     focal 1.5 aperture 1 aspect 1 resolution {edge} {edge} {window}
 end camera
 incremental options "opt"
-    samples {level} {level} {gathering}
+    samples {level} {level} {rays}
     state [ "vexabase" (), "lumoFrameBufferState" () ]
 end options
 render "lit_world" "cam_i" "opt"
@@ -78,27 +90,34 @@ class Own:
         left, top, edge = PART
         # Windows count from the lower left corner.
         window = f"window {left} {RESOLUTION - top - edge} {left + edge - 1} {RESOLUTION - top - 1}" if reference else ""
-        gathering = ""
+        extra = "trace depth 2 4 6" if kind == "bounces" else ""
         if kind == "gathering":
             # Without the filter against bright speckles, which takes energy away where rays are few.
-            gathering = f"finalgather on finalgather filter 0 finalgather accuracy {rays}"
+            extra = f"finalgather on finalgather filter 0 finalgather accuracy {rays}"
             if reference:
-                gathering += " finalgather presample density 0"
+                extra += " finalgather presample density 0"
         scene = self.folder / "own.mi"
         scene.write_text(SCENE.format(
-            geometry=self.geometry(), image=image, edge=RESOLUTION, window=window, level=level, gathering=gathering,
+            geometry=self.geometry(kind), image=image, edge=RESOLUTION, window=window, level=level, rays=extra,
             light=placed_light(rays) if kind == "area" else POINT_LIGHT), encoding="ascii")
         text = output_of([self.build / "lumorender", "-verbose", 5, "-threads", self.threads, scene])
         seconds = found(r"rendered .* in (\d+\.\d+) s", text, "lumorender")
         ready = re.search(r"final gathering: ready in (\d+\.\d+) s", text)
         return image, seconds + (float(ready.group(1)) if ready else 0)
 
-    def geometry(self):
-        """The benchmark's scene without its own render command."""
-        path = self.folder / "geometry.mi"
-        if not path.exists():
-            text = (self.build / "bench/spheres.mi").read_text(encoding="ascii")
-            path.write_text(re.sub(r"^render .*\n", "", text, flags=re.M), encoding="ascii")
+    def geometry(self, kind):
+        """The benchmark's scene with materials of our own, and without its render command."""
+        path = self.folder / f"geometry-{kind}.mi"
+        if path.exists():
+            return path
+        text = (self.build / "bench/spheres.mi").read_text(encoding="ascii")
+        text = re.sub(r"^(shader \"grey_body\"|material \"grey\"|render) .*\n", "", text, flags=re.M)
+        head, objects = text.split('object "floor"', 1)
+        if kind == "bounces":
+            names = ("grey", "mirror", "glass")
+            objects = re.sub(r'^(instance "ball_(\d+)_i" \S+ material) "grey"',
+                             lambda m: f'{m.group(1)} "{names[int(m.group(2)) % 3]}"', objects, flags=re.M)
+        path.write_text(head + MATERIALS + 'object "floor"' + objects, encoding="ascii")
         return path
 
 
@@ -136,6 +155,8 @@ def error_of(part, reference):
 SETTINGS = {
     "gathering": {"lumorender": ((4, 16), [(0, 50), (1, 50), (1, 150), (2, 150), (2, 500), (3, 500)]),
                   "Cycles": (2048, [1, 4, 16, 64])},
+    "bounces": {"lumorender": ((5, 1), [(0, 1), (1, 1), (2, 1), (3, 1)]),
+                "Cycles": (2048, [1, 4, 16, 64])},
     "area": {"lumorender": ((4, 16), [(0, 4), (1, 1), (1, 4), (2, 1), (2, 4), (3, 1), (3, 4)]),
              "Cycles": (2048, [1, 4, 16, 64])},
 }
@@ -159,7 +180,7 @@ def measure(kind, renderers, folder):
 
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
-    parser.add_argument("kinds", nargs="*", help="gathering, area; both when none is given")
+    parser.add_argument("kinds", nargs="*", help="gathering, bounces, area; all when none is given")
     parser.add_argument("--install", action="store_true")
     parser.add_argument("--build", type=pathlib.Path, default=HERE.parent / "build/bench")
     parser.add_argument("--threads", type=int, default=2)

@@ -2,8 +2,8 @@
 
     blender -b --factory-startup --debug-cycles -P cycles_scene.py -- GEOMETRY RESOLUTION SAMPLES THREADS KIND IMAGE PART
 
-KIND is the light: direct (of a point), gathering (with one diffuse bounce) or area (a square instead of the point). PART
-is "left,top,edge" in pixels for a part of the picture, or empty.
+KIND is direct (light of a point), gathering (with one diffuse bounce), area (a square instead of the point) or bounces (balls
+of half a mirror and of glass). PART is "left,top,edge" in pixels for a part of the picture, or empty.
 """
 import pathlib
 import sys
@@ -17,7 +17,52 @@ sys.path.insert(0, str(pathlib.Path(__file__).parent))
 import scene_geometry  # noqa: E402
 
 
-def build(geometry):
+FLOOR, BALLS = 2 * 64 ** 2, 400  # triangles of the floor, and how many balls follow it
+
+
+def grey(nodes, links):
+    return shader(nodes, "ShaderNodeBsdfDiffuse", 0.56)
+
+
+def half_mirror(nodes, links):
+    both = nodes.new("ShaderNodeAddShader")
+    mirror = shader(nodes, "ShaderNodeBsdfGlossy", 0.5)
+    mirror.inputs["Roughness"].default_value = 0
+    for k, part in enumerate((shader(nodes, "ShaderNodeBsdfDiffuse", 0.28), mirror)):
+        links.new(part.outputs[0], both.inputs[k])
+    return both
+
+
+def glass(nodes, links):
+    bent = shader(nodes, "ShaderNodeBsdfRefraction", 1)
+    bent.inputs["Roughness"].default_value, bent.inputs["IOR"].default_value = 0, 1.5
+    return bent
+
+
+def shader(nodes, kind, value):
+    node = nodes.new(kind)
+    node.inputs["Color"].default_value = (value, value, value, 1)
+    return node
+
+
+def material(surface):
+    made = bpy.data.materials.new(surface.__name__)
+    made.use_nodes = True
+    nodes, links = made.node_tree.nodes, made.node_tree.links
+    nodes.clear()
+    links.new(surface(nodes, links).outputs[0], nodes.new("ShaderNodeOutputMaterial").inputs["Surface"])
+    return made
+
+
+def material_numbers(faces, kind):
+    """By face: the floor first, then the balls, all of the same number of triangles."""
+    numbers = numpy.zeros(faces, dtype=numpy.int32)
+    if kind == "bounces":
+        numbers[FLOOR:] = numpy.repeat(numpy.arange(BALLS) % 3, (faces - FLOOR) // BALLS)
+    return numbers
+
+
+def build(geometry, kind):
     """Y is up there, z here: x, y, z become x, -z, y."""
     points, normals, faces = geometry
     turn = numpy.array([[1, 0, 0], [0, 0, 1], [0, -1, 0]], dtype=float)
@@ -33,14 +78,9 @@ def build(geometry):
     mesh.polygons.foreach_set("loop_total", numpy.full(len(faces), 3, dtype=numpy.int32))
     mesh.polygons.foreach_set("use_smooth", numpy.ones(len(faces), dtype=bool))
     mesh.update(calc_edges=True)
-    material = bpy.data.materials.new("grey")
-    material.use_nodes = True
-    nodes = material.node_tree.nodes
-    nodes.clear()
-    diffuse, output = nodes.new("ShaderNodeBsdfDiffuse"), nodes.new("ShaderNodeOutputMaterial")
-    diffuse.inputs["Color"].default_value = (0.56, 0.56, 0.56, 1)
-    material.node_tree.links.new(diffuse.outputs[0], output.inputs["Surface"])
-    mesh.materials.append(material)
+    for surface in (grey, half_mirror, glass):
+        mesh.materials.append(material(surface))
+    mesh.polygons.foreach_set("material_index", material_numbers(len(faces), kind))
     bpy.context.collection.objects.link(bpy.data.objects.new("spheres", mesh))
 
 
@@ -79,7 +119,9 @@ def set_up(resolution, samples, threads, kind, image, part):
     cycles.device, cycles.samples = "CPU", samples
     cycles.use_adaptive_sampling = cycles.use_denoising = False
     cycles.pixel_filter_type = "BOX"
-    cycles.max_bounces = 1 if kind == "gathering" else 0
+    cycles.max_bounces = {"gathering": 1, "bounces": 6}.get(kind, 0)
+    if kind == "bounces":
+        cycles.diffuse_bounces, cycles.glossy_bounces, cycles.transmission_bounces = 0, 2, 4
     cycles.sample_clamp_indirect = 0
     render.filepath = image
     render.image_settings.file_format, render.image_settings.color_depth = "OPEN_EXR", "32"
@@ -94,6 +136,6 @@ bpy.ops.wm.read_factory_settings(use_empty=True)
 if not bpy.context.scene.world:
     bpy.context.scene.world = bpy.data.worlds.new("world")
 geometry_file, resolution, samples, threads, kind, image, part = sys.argv[sys.argv.index("--") + 1:]
-build(scene_geometry.read(geometry_file))
+build(scene_geometry.read(geometry_file), kind)
 set_up(int(resolution), int(samples), int(threads), kind, image, part)
 bpy.ops.render.render(write_still=True)
