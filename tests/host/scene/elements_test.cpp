@@ -154,7 +154,8 @@ TEST_F(Elements, Textures) {
                  color texture "wide" [ 1 1 2 ] 'ffff00008000ffff'
                  color texture "made" "noise" ("s" 3))");
     const auto* file = database.detail<TextureDetail>(database.find("file"));
-    EXPECT_TRUE(file->local && file->filtered);
+    EXPECT_TRUE(file->local);
+    EXPECT_EQ(file->filterScale, 2.5f);
     const auto* gray = database.detail<TextureDetail>(database.find("gray"));
     ASSERT_EQ(gray->pixels.size(), 4u);
     EXPECT_EQ(gray->pixels[1], 1.0f);
