@@ -264,12 +264,13 @@ struct Remap {
     /* A line through two points, which are the ends of the ramp. */
     void line(std::size_t which, RampEntry from, RampEntry to)
     {
-        auto* const inlined = reinterpret_cast<char*>(&ramps[which].inlined);
-        const auto distance = reinterpret_cast<char*>(&room[10 * which]) - inlined;
+        auto* const words = reinterpret_cast<char*>(this);
+        const auto inlined = reinterpret_cast<char*>(&ramps[which].inlined) - words;
+        const auto distance = reinterpret_cast<char*>(&room[10 * which]) - words - inlined;
         const auto size = static_cast<std::ptrdiff_t>(sizeof(RampEntry));
         ramps[which].start = static_cast<miInteger>((distance + size - 1) / size);
         const RampEntry both[] = {from, to};
-        std::memcpy(inlined + ramps[which].start * size, both, sizeof both);
+        std::memcpy(words + inlined + ramps[which].start * size, both, sizeof both);
     }
 };
 
