@@ -4,8 +4,12 @@
 #include "database/elements.h"
 #include "mi/option_records.h"
 #include "mi/state.h"
+#include "render/final_gather_points.h"
+#include "render/point_reach.h"
 
 namespace lumorender {
+
+struct DataWindow;
 
 /// What the scene says by name; calls may say otherwise for themselves.
 struct OcclusionSettings {
@@ -13,9 +17,11 @@ struct OcclusionSettings {
     int rays = 256;
     float least = 0, most = 0;  ///< distances between which surfaces hide anything; `most` 0 = however far
     float falloff = 1;          ///< a surface at distance d hides (1 - (d - least) / (most - least)) ^ falloff
+    bool cache = false;         ///< points are made ahead, and calls interpolate between them
+    float cacheDensity = 1;     ///< of the coarsest grid of points
+    int cachePoints = 64;       ///< how many to interpolate between
 };
 
-/// Says once what of the scene's wishes is not done.
 OcclusionSettings occlusionSettings(const StringOptions* named);
 
 /// The hidden part, 0 to 1, of the cone of directions that the record describes, on the side of the surface that its
@@ -26,5 +32,16 @@ OcclusionSettings occlusionSettings(const StringOptions* named);
 /// be
 ///                null
 float ambientOcclusion(miState* state, const miAmboccl_options* options, miVector* bent);
+
+/// Occlusion that is known at places on grids over the image. Read-only while tiles render.
+struct OcclusionCache {
+    explicit OcclusionCache(const RenderScene& scene);
+
+    GatherPoints points;
+    const PointReach reach;
+};
+
+/// Fills the cache of the scene, which is the one that shaders look at.
+void prepareOcclusion(const RenderScene& scene, OcclusionCache& cache, const DataWindow& window, int threads);
 
 }  // namespace lumorender

@@ -8,6 +8,7 @@
 #include "render/ambient_occlusion.h"
 #include "render/arena.h"
 #include "render/gather_path.h"
+#include "render/new_points.h"
 #include "render/shader_states.h"
 
 #include <cstdint>
@@ -40,6 +41,7 @@ struct RenderScene {
     const LightTable* lights = nullptr;
     const FinalGather* gather = nullptr;     ///< null where final gathering is off
     OcclusionSettings occlusion;
+    const OcclusionCache* occlusionCache = nullptr;  ///< null where every call computes anew
     miLock globalLock = {};
 };
 
@@ -112,6 +114,7 @@ struct ThreadContext {
     bool opacityIsSet = false;
     miColor opacity = {};
     GatherPath gather;
+    NewPoints newLight, newOcclusion;    ///< of the running stage
     LightPlace lightSample;
     RayCounters counters;
     std::unordered_map<const miFunction*, void*> threadPointers;  ///< of shader instances that ask for one

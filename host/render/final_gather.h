@@ -6,62 +6,45 @@
 #include "geometry/scene_geometry.h"
 #include "mi/option_records.h"
 #include "render/final_gather_points.h"
+#include "render/point_reach.h"
 
 #include <string>
 #include <vector>
 
 namespace lumorender {
 
-class Camera;
 struct RenderScene;
 struct ThreadContext;
 
 /// How a place is gathered: the render options, or what a shader passes to a call.
 struct GatherSettings {
     int rays = 0;
-    float maxRadius = 0, minRadius = 0;  ///< 0 = as the grid over the image needs
-    bool inPixels = false;               ///< what the radii are measured in
-    int filter = 0;                      ///< so many of the brightest rays count as the next brighter one only
-    int points = 0;                      ///< how many to interpolate between
-    float importance = -1;               ///< of the rays; below 0 = the surface's own
+    RadiusLimits radii;
+    int filter = 0;         ///< so many of the brightest rays count as the next brighter one only
+    int points = 0;         ///< how many to interpolate between
+    float importance = -1;  ///< of the rays; below 0 = the surface's own
     std::uint32_t id = 0;
 };
 
 /// Final gathering of a render: settings of the options, and the points. Read-only while samples are traced.
 class FinalGather {
 public:
-    /// @param grid pixels between the points of the coarsest grid
     FinalGather(const RenderScene& scene, const StringOptions* named);
 
     /// The settings for a call with the shader's own record, or null for those of the options.
     GatherSettings settings(const miIrrad_options* given) const;
 
-    /// Between which radii a point at this place is used.
-    struct Radii {
-        float least, most;
-    };
-    Radii radii(const GatherSettings& settings, const miVector& position) const;
-
-    /// Pixels from point to point in the first grid; 0 = no points are made ahead.
-    double spacing() const { return spacing_; }
-
     GatherPoints points;
+    const PointReach reach;
 
 private:
-    double pixelSize(const miVector& position) const;
-
-    const miOptions& options_;
-    const miCamera& camera_;
-    const Camera& projection_;
     GatherSettings ownSettings_;
-    double spacing_ = 0;
-    float sceneSize_ = 0;
 };
 
 /// Average light over the hemisphere on one side of the surface, weighted by the cosine: irradiance / pi.
 /// @param side 'f' for that of the state's normal, 'b' for the other
-/// @return false, and black, where there is no final gathering: switched off, the surface takes none, or the depth is
-/// reached.
+/// @return false, and black, where there is no final gathering: switched off, the surface takes none, the depth is
+/// reached, or ambient occlusion is computed ahead.
 bool averageRadiance(miColor* result, miState* state, char side, const miIrrad_options* options);
 
 /// Gathers in any case, whatever is known around the place.

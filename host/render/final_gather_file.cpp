@@ -14,7 +14,7 @@ namespace lumorender {
 namespace {
 
 constexpr std::array<char, 8> kMagic = {'G', 'A', 'T', 'H', 'E', 'R', 'P', 'T'};
-constexpr std::uint32_t kVersion = 1;
+constexpr std::uint32_t kVersion = 2;
 constexpr std::uint32_t kByteOrder = 0x01020304;
 
 struct Header {
@@ -38,8 +38,8 @@ std::uint64_t checksumOf(std::span<const GatherPoint> points) {
 }
 
 bool isSound(const GatherPoint& p) {
-    const float all =
-        p.position.x + p.position.y + p.position.z + p.normal.x + p.normal.y + p.normal.z + p.r + p.g + p.b + p.radius;
+    const float all = p.position.x + p.position.y + p.position.z + p.normal.x + p.normal.y + p.normal.z + p.value.r +
+                      p.value.g + p.value.b + p.value.a + p.radius;
     return std::isfinite(all) && p.radius > 0;
 }
 

@@ -15,9 +15,7 @@ struct GatherFiles {
     enum class Rebuild { Off = 0, On = 1, Freeze = 2 } rebuild = Rebuild::On;
 };
 
-/// Fills `gather` with points: from files, and from what eye rays of ever finer grids see where the points before do
-/// not reach. Each place of a grid is computed by itself, knowing the grids before it only, so that the result does not
-/// depend on the number of threads. `gather` is the one of the scene.
+/// Fills `gather` with points: from files, and from grids over the image. `gather` is the one of the scene.
 /// @return false when a file could not be written.
 bool prepareFinalGather(const RenderScene& scene, FinalGather& gather, const DataWindow& window,
                         const GatherFiles& files, int threads);

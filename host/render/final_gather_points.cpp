@@ -165,27 +165,30 @@ void GatherPoints::collect(const GatherQuery& query, Nearest& nearest) const {
     }
 }
 
-bool GatherPoints::interpolate(const GatherQuery& query, float rgb[3]) const {
+bool GatherPoints::interpolate(const GatherQuery& query, miColor& value) const {
     if (nodes_.empty()) return false;
     Nearest nearest(query.count);
     collect(query, nearest);
     // A little wider, so that points of a regular grid that are all equally far away do not cancel each other out.
     const float limit = nearest.isCut() ? 1.01F * std::sqrt(nearest.limit2()) : INFINITY;
-    double sum[3] = {0, 0, 0}, weights = 0;
+    double sum[4] = {0, 0, 0, 0}, weights = 0;
     for (const Candidate& candidate : nearest.found()) {
         const GatherPoint& point = ordered_[candidate.point];
         const float radius = std::min(point.radius, limit);
         const float away = radius > 0 ? std::sqrt(candidate.distance2) / radius : 0;
         const double weight = 1 - static_cast<double>(std::max(away, candidate.turn));
         if (!(weight > 0)) continue;
-        sum[0] += weight * point.r;
-        sum[1] += weight * point.g;
-        sum[2] += weight * point.b;
+        sum[0] += weight * point.value.r;
+        sum[1] += weight * point.value.g;
+        sum[2] += weight * point.value.b;
+        sum[3] += weight * point.value.a;
         weights += weight;
     }
     // A place at the very edge of every point's reach is better computed than taken from rounding.
     if (weights < std::max(query.enough, 1e-4)) return false;
-    for (int i = 0; i < 3; ++i) rgb[i] = static_cast<float>(sum[i] / weights);
+    for (double& channel : sum) channel /= weights;
+    value = {static_cast<float>(sum[0]), static_cast<float>(sum[1]), static_cast<float>(sum[2]),
+             static_cast<float>(sum[3])};
     return true;
 }
 

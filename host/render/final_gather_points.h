@@ -1,4 +1,4 @@
-// Points of final gathering: places where incoming light is known, and interpolation between them.
+// Places where incoming light, or occlusion, is known, and interpolation between them.
 #pragma once
 
 #include "mi/types.h"
@@ -9,15 +9,16 @@
 
 namespace lumorender {
 
-/// Light that arrives at a place from the side of its normal, averaged over the hemisphere with the cosine.
+/// What is known of a place: light that arrives from the side of its normal, averaged over the hemisphere with the
+/// cosine, or other values that change as slowly.
 struct GatherPoint {
     miVector position;
-    miVector normal;  ///< unit length, towards the side that light was gathered on
-    float r, g, b;
+    miVector normal;   ///< unit length, towards the side that light was gathered on
+    miColor value;     ///< light leaves the alpha at 0
     float radius;      ///< how far away the value may still be used; above 0
     std::uint32_t id;  ///< points of different kinds are never mixed
 };
-static_assert(sizeof(GatherPoint) == 44, "it is written to files as it is");
+static_assert(sizeof(GatherPoint) == 48, "it is written to files as it is");
 
 /// Where light is asked for.
 struct GatherQuery {
@@ -31,7 +32,8 @@ struct GatherQuery {
 /// A set of points and a tree over it. Reading is free of locks; points are added between stages of the render.
 class GatherPoints {
 public:
-    static constexpr int kMost = 64;  ///< points that one interpolation may use
+    static constexpr int kMost = 64;                   ///< points that one interpolation may use
+    static constexpr float kUsualTolerance = 25.842F;  ///< degrees between normals
 
     /// @param toleranceDegrees angle between normals beyond which a point does not count.
     explicit GatherPoints(float toleranceDegrees);
@@ -46,11 +48,11 @@ public:
     /// Changes points that are known already, so that a set that is kept must not be clamped again.
     void clampToNeighbours();
 
-    /// Writes the interpolated light to r, g, b. False where points reach the place too weakly. Each point weighs
+    /// Writes the interpolated value. False where points reach the place too weakly. Each point weighs
     /// 1 - max(distance / radius, sqrt(1 - n . n_i) / sqrt(1 - cos tolerance)): E. Tabellion, A. Lamorlette, "An
     /// Approximate Global Illumination System for Computer Generated Films", SIGGRAPH 2004. Where there are more points
-    /// than may be used, the distance to the next one takes the place of a larger radius, so that light stays steady.
-    bool interpolate(const GatherQuery& query, float rgb[3]) const;
+    /// than may be used, the distance to the next one takes the place of a larger radius, so that values stay steady.
+    bool interpolate(const GatherQuery& query, miColor& value) const;
 
 private:
     /// Children: the next node, and `right`; leaves have points instead.

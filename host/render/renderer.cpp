@@ -193,8 +193,15 @@ private:
         return options_->finalgather && detail && detail->gatherOnly;
     }
 
-    /// Final gathering's first phase. False when a file of points could not be written.
+    /// What is made before tiles: occlusion first, because shaders ask for it along gathering rays too. False when a
+    /// file of points could not be written.
     bool prepareIndirectLight() {
+        const int threads = threadsToUse(settings_.tiles.threads);
+        if (scene_.occlusion.on && scene_.occlusion.cache && options_->trace) {
+            occlusionCache_ = std::make_unique<OcclusionCache>(scene_);
+            scene_.occlusionCache = occlusionCache_.get();
+            prepareOcclusion(scene_, *occlusionCache_, window_, threads);
+        }
         if (!options_->finalgather) return true;
         gather_ = std::make_unique<FinalGather>(scene_, database_.detail<StringOptions>(options_->string_options));
         scene_.gather = gather_.get();
@@ -203,7 +210,7 @@ private:
         if (const auto* detail = database_.detail<OptionsDetail>(scene_.optionsTag))
             for (const std::string& name : detail->gatherFiles)
                 files.names.push_back(settings_.fileDirectory / name);
-        return prepareFinalGather(scene_, *gather_, window_, files, threadsToUse(settings_.tiles.threads));
+        return prepareFinalGather(scene_, *gather_, window_, files, threads);
     }
 
     void tell(const RenderCounts& counts) const {
@@ -249,6 +256,7 @@ private:
     TextureTable textures_;
     std::unique_ptr<SceneGeometry> geometry_;
     std::unique_ptr<LightTable> lights_;
+    std::unique_ptr<OcclusionCache> occlusionCache_;
     std::unique_ptr<FinalGather> gather_;
     std::vector<LayerImage> images_;
     std::vector<ImageFile> files_;

@@ -26,9 +26,7 @@ std::vector<GatherPoint> somePoints(std::uint32_t count) {
         const miVector normal = unit(miVector{lean * std::cos(turn), lean * std::sin(turn), 1});
         points.push_back({{random(i, 0), random(i, 1), 0.02F * random(i, 2)},
                           normal,
-                          random(i, 5),
-                          random(i, 6),
-                          1,
+                          {random(i, 5), random(i, 6), 1, 2 - random(i, 5)},
                           0.02F + 0.2F * random(i, 7) * random(i, 8),
                           i % 5 == 0});
     }
@@ -48,7 +46,7 @@ double searched(const std::vector<GatherPoint>& points, const GatherQuery& query
         const double turn = std::sqrt(std::max(0., 1 - cosine) / (1 - std::cos(kTolerance * M_PI / 180)));
         const bool inFront = dot(way, wide(p.normal) + wide(query.normal)) / 2 < -.1 * distance;
         if (p.id == query.id && distance < p.radius && turn < 1 && !inFront)
-            near.push_back({distance, p.radius, turn, p.r});
+            near.push_back({distance, p.radius, turn, p.value.r});
     }
     std::sort(near.begin(), near.end(), [](const auto& a, const auto& b) { return a.distance < b.distance; });
     const auto count = static_cast<std::size_t>(query.count);
@@ -75,10 +73,11 @@ TEST(GatherPoints, AreFoundAsInASearchThroughAll) {
         const GatherQuery query{place, normal, i % 2, i % 3 == 0 ? 64 : 1 + static_cast<int>(i % 20),
                                 i % 7 == 0 ? .9 : 0};
         const double expected = searched(points, query);
-        float rgb[3] = {-1, -1, -1};
-        const bool known = tree.interpolate(query, rgb);
+        miColor value = {-1, -1, -1, 3};
+        const bool known = tree.interpolate(query, value);
         ASSERT_EQ(known, expected >= 0) << i;
-        ASSERT_NEAR(rgb[0], known ? expected : -1, 1e-4) << i;
+        ASSERT_NEAR(value.r, known ? expected : -1, 1e-4) << i;
+        ASSERT_NEAR(value.a, 2 - value.r, 1e-4) << i;
         ++(known ? found : missed);
     }
     EXPECT_GT(found, 1000);
@@ -96,19 +95,19 @@ TEST(GatherPoints, NeighboursTakeBackRadii) {
             if (other.id == points[i].id)
                 expected = std::min(expected, other.radius + length(other.position - points[i].position));
         ASSERT_NEAR(tree.all()[i].radius, expected, 1e-6F) << i;
-        ASSERT_EQ(tree.all()[i].r, points[i].r);
+        ASSERT_EQ(tree.all()[i].value.r, points[i].value.r);
     }
 }
 
 TEST(GatherPoints, StandUpToPointsAtOnePlace) {
     GatherPoints tree(kTolerance);
     const GatherQuery query{{1, 2, 3}, {0, 0, 1}, 0, 3, 0};
-    float rgb[3];
-    EXPECT_FALSE(tree.interpolate(query, rgb));
-    tree.add(std::vector<GatherPoint>(1000, {{1, 2, 3}, {0, 0, 1}, .25F, .5F, 2, 1, 0}));
-    ASSERT_TRUE(tree.interpolate(query, rgb));
-    EXPECT_EQ(rgb[0], .25F);
-    EXPECT_EQ(rgb[2], 2);
+    miColor value;
+    EXPECT_FALSE(tree.interpolate(query, value));
+    tree.add(std::vector<GatherPoint>(1000, {{1, 2, 3}, {0, 0, 1}, {.25F, .5F, 2, 0}, 1, 0}));
+    ASSERT_TRUE(tree.interpolate(query, value));
+    EXPECT_EQ(value.r, .25F);
+    EXPECT_EQ(value.b, 2);
 }
 
 }  // namespace
