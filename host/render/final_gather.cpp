@@ -48,8 +48,8 @@ public:
 
     bool isPossible() const {
         const int depth = context_.gather.depth;
-        return gather_ && context_.stage != miSTAGE_AMBOCCL && settings_.rays > 0 && state_->options->trace &&
-               !isZero(normal_) && isFinite(normal_) && (depth == 0 || depth <= state_->options->fg_diffuse_depth);
+        return gather_ && settings_.rays > 0 && state_->options->trace && !isZero(normal_) && isFinite(normal_) &&
+               (depth == 0 || depth <= state_->options->fg_diffuse_depth);
     }
 
     bool lookUp(miColor* result) const {

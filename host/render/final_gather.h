@@ -44,7 +44,7 @@ private:
 /// Average light over the hemisphere on one side of the surface, weighted by the cosine: irradiance / pi.
 /// @param side 'f' for that of the state's normal, 'b' for the other
 /// @return false, and black, where there is no final gathering: switched off, the surface takes none, the depth is
-/// reached, or ambient occlusion is computed ahead.
+/// reached, or ambient occlusion is made ahead, which comes first.
 bool averageRadiance(miColor* result, miState* state, char side, const miIrrad_options* options);
 
 /// Gathers in any case, whatever is known around the place.
