@@ -31,7 +31,10 @@ endif()
 
 if(LUMO_SANITIZE)
     add_compile_options(-fsanitize=${LUMO_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
-    add_link_options(-fsanitize=${LUMO_SANITIZE})
+    # Sanitizers open libraries in their own name: the search path of the module that asks does not count then, only that
+    # of the program, and of the old kind.
+    add_link_options(-fsanitize=${LUMO_SANITIZE} LINKER:--disable-new-dtags)
+    set(CMAKE_BUILD_RPATH "$ORIGIN;$ORIGIN/..")
 endif()
 
 if(LUMO_BUILD_FUZZERS)
