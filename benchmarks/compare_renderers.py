@@ -85,7 +85,7 @@ def own_seconds(program, threads):
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("--install", action="store_true")
-    parser.add_argument("--build", type=pathlib.Path, default=HERE.parent / "build/bench")
+    parser.add_argument("--build", type=lambda text: pathlib.Path(text).resolve(), default=HERE.parent / "build/bench")
     parser.add_argument("--samples", type=int, nargs="+", default=[1, 16], choices=[1, 16])
     parser.add_argument("--threads", type=int, default=2)
     arguments = parser.parse_args()

@@ -1,6 +1,7 @@
 /* Points on a square or a disc that cover it evenly, however few of them are used. */
 #pragma once
 
+#include <algorithm>
 #include <bit>
 #include <cmath>
 #include <cstdint>
@@ -33,29 +34,51 @@ inline DiscPoint toDisc(const SquarePoint& at)
 }
 
 /* The first two dimensions of Sobol's sequence, in which each first 2^k points are stratified in all ways at once, with
- * the digits scrambled (Owen 1995, by the hash of Laine and Karras 2011). Each shaded point scrambles differently, so
- * that neighbours do not repeat each other's errors and the eye sees fine grain, not bands. */
+ * the digits scrambled (Owen 1995, by the hash of Laine and Karras 2011). Pixels, and points that bent rays meet, scramble
+ * differently, so that neighbours do not repeat each other's errors and the eye sees fine grain, not bands. */
 class LightSamples {
 public:
-    /* For one sample of a light, by what makes it this one: pixel, point, time and light. */
-    explicit LightSamples(const miState* state)
+    /* For one sample of a light with so many rays. Where eye rays end, the samples that the renderer numbers go on with
+     * one sequence in all of the pixel, so that together they cover the light evenly. Of other points one eye sample may
+     * have many, which must not repeat each other: they are told apart by where they are. */
+    LightSamples(const miState* state, std::uint32_t rays)
     {
-        seed_ = 0;
-        for (const miScalar word :
-             {state->raster_x, state->raster_y, state->point.x, state->point.y, state->point.z, state->time})
-            stir(std::bit_cast<std::uint32_t>(word));
+        if (state->qmc_instance != 0 && state->parent && isEndOfEyeRay(*state->parent)) {
+            first_ = state->qmc_instance * rays;
+            stir(std::floor(state->raster_x));
+            stir(std::floor(state->raster_y));
+            stir(state->parent->instance);
+        } else {
+            for (const miScalar word :
+                 {state->raster_x, state->raster_y, state->point.x, state->point.y, state->point.z, state->time})
+                stir(word);
+        }
         stir(state->light_instance);
-        stir(state->count);
+        stir(static_cast<std::uint32_t>(state->count));
     }
 
-    SquarePoint operator[](std::uint32_t index) const
+    SquarePoint operator[](std::uint32_t number) const
     {
+        const std::uint32_t index = first_ + number;
         const std::uint32_t x = scrambled(reversed(index), seed_);
         const std::uint32_t y = scrambled(secondDimension(index), hash(seed_ ^ 0x9e3779b9u));
         return {unit(x), unit(y)};
     }
 
 private:
+    /* Light below surfaces is asked for elsewhere, with the state of the ray that met the surface. */
+    static bool isEndOfEyeRay(const miState& lit)
+    {
+        constexpr double kNear = 1e-3;
+        if (lit.type != miRAY_EYE)
+            return false;
+        const double x = lit.org.x + lit.dist * lit.dir.x - lit.point.x;
+        const double y = lit.org.y + lit.dist * lit.dir.y - lit.point.y;
+        const double z = lit.org.z + lit.dist * lit.dir.z - lit.point.z;
+        return std::max({std::fabs(x), std::fabs(y), std::fabs(z)}) <= kNear * lit.dist;
+    }
+
+    void stir(miScalar word) { stir(std::bit_cast<std::uint32_t>(word)); }
     void stir(std::uint32_t word) { seed_ = hash(seed_ * 0x01000193u ^ word); }
 
     /* Every bit of the result depends on every bit of the argument. */
@@ -94,7 +117,7 @@ private:
 
     static constexpr double unit(std::uint32_t x) { return (x + 0.5) / 4294967296.0; }
 
-    std::uint32_t seed_;
+    std::uint32_t seed_ = 0, first_ = 0;
 };
 
 } // namespace lumo

@@ -108,7 +108,7 @@ Transmission traceSoftShadow(miUint count, FrameBufferInfo* entries, miState* st
 {
     const RayScope scope(state);
     const EmitterDisc disc(state, emitter);
-    const LightSamples samples(state);
+    const LightSamples samples(state, rays);
     Transmission sum{kBlack, false};
     for (miUint i = 0; i < rays; ++i) {
         if (emitter.shape)

@@ -1,5 +1,6 @@
 /* Soft shadows: where their rays go, and how many there are. */
 #include <algorithm>
+#include <array>
 #include <cmath>
 
 #include "lighting_scene.h"
@@ -67,6 +68,36 @@ TEST_F(SoftShadow, RaysComeFromADiscThatFacesThePoint)
     EXPECT_EQ(std::memcmp(&light.org, &before.org, sizeof light.org), 0);
     EXPECT_EQ(std::memcmp(&light.dir, &before.dir, sizeof light.dir), 0);
     EXPECT_EQ(light.dist, before.dist);
+}
+
+// Sixteen samples of a pixel, numbered by the renderer, with one ray each: as many on each side of any line through the
+// middle of the light along x or z, as of sixteen rays of one sample. Sixteen of no order would be split 8 to 8 one time
+// in five. Points that the eye ray did not meet, of which a sample has many, are independent.
+TEST_F(SoftShadow, SamplesOfAPixelCoverTheLightTogether)
+{
+    place({0, 5, 0}, {0, 0, 0});
+    miState lit{};
+    lit.type = miRAY_EYE;
+    lit.org = {0, 0, 10}, lit.dir = {0, 0, -1}, lit.dist = 10;
+    light.parent = &lit;
+    point->shadowRays = 1;
+    const auto evenPixels = [&] {
+        int even = 0;
+        for (int pixel = 0; pixel < 64; ++pixel) {
+            std::array<int, 2> above{};
+            for (miUint sample = 16; sample < 32; ++sample) {
+                light.qmc_instance = sample;
+                light.raster_x = static_cast<miScalar>(pixel) + static_cast<miScalar>(sample) / 64;
+                const Ray ray = trace().at(0);
+                above[0] += ray.org.x > 0, above[1] += ray.org.z > 0;
+            }
+            even += above == std::array{8, 8};
+        }
+        return even;
+    };
+    EXPECT_EQ(evenPixels(), 64);
+    lit.org = {0, 0, 9};
+    EXPECT_LT(evenPixels(), 16);
 }
 
 TEST_F(SoftShadow, OfDistantLightsSpansTheirAngle)
