@@ -2,7 +2,7 @@
 #ifndef LUMO_SDK_LUMO_COLOR_H
 #define LUMO_SDK_LUMO_COLOR_H
 
-#include "lumo.h"
+#include "lumo_base.h"
 
 #ifdef __cplusplus
 extern "C" {

@@ -12,7 +12,7 @@
 #ifndef LUMO_SDK_LUMO_NOISE_H
 #define LUMO_SDK_LUMO_NOISE_H
 
-#include "lumo.h"
+#include "lumo_base.h"
 
 #ifdef __cplusplus
 extern "C" {

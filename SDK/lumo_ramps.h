@@ -14,7 +14,7 @@
 #ifndef LUMO_SDK_LUMO_RAMPS_H
 #define LUMO_SDK_LUMO_RAMPS_H
 
-#include "lumo.h"
+#include "lumo_base.h"
 
 #ifdef __cplusplus
 extern "C" {

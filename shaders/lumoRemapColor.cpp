@@ -26,26 +26,15 @@ struct RemapColorParameters {
 
 namespace {
 
-class RemapColorComputation {
+class RemapColorComputation : public Remapping {
 public:
     void evaluateInputs(const OperationInputs<RemapColorParameters>& in, OperationRecord& record)
     {
         using P = RemapColorParameters;
-        record.input = in.input(&P::color);
-        remapping_.evaluateRanges(in);
-        remapping_.evaluateRamps(in, {&P::red, &P::green, &P::blue});
+        evaluate(in, record, {&P::red, &P::green, &P::blue});
     }
 
-    miColor compute(const miColor& c) const { return remapping_.spread(remapping_.ramped(remapping_.normalised(c))); }
-
-    void storeResult(miColor& result, const OperationRecord& record)
-    {
-        remapping_.destroyRamps();
-        result = record.output;
-    }
-
-private:
-    Remapping remapping_;
+    miColor compute(const miColor& c) const { return spread(ramped(normalised(c))); }
 };
 
 using RemapColor = ColorOperationShader<RemapColorParameters, miColor, RemapColorComputation>;

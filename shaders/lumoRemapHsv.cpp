@@ -20,35 +20,24 @@ struct RemapHsvParameters {
 
 namespace {
 
-class RemapHsvComputation {
+class RemapHsvComputation : public Remapping {
 public:
     void evaluateInputs(const OperationInputs<RemapHsvParameters>& in, OperationRecord& record)
     {
         using P = RemapHsvParameters;
-        record.input = in.input(&P::color);
-        remapping_.evaluateRanges(in);
-        remapping_.evaluateRamps(in, {&P::hue, &P::saturation, &P::value});
+        evaluate(in, record, {&P::hue, &P::saturation, &P::value});
     }
 
     miColor compute(const miColor& c) const
     {
-        miColor color = remapping_.normalised(c);
+        miColor color = normalised(c);
         rgb_to_hsv(&color, &color);
-        const miColor hsv = remapping_.ramped(color);
+        const miColor hsv = ramped(color);
         // A hue that the ramp puts below 0 leaves what was there.
         color = kBlack;
         hsv_to_rgb(&hsv, &color);
-        return remapping_.spread(color);
+        return spread(color);
     }
-
-    void storeResult(miColor& result, const OperationRecord& record)
-    {
-        remapping_.destroyRamps();
-        result = record.output;
-    }
-
-private:
-    Remapping remapping_;
 };
 
 using RemapHsv = ColorOperationShader<RemapHsvParameters, miColor, RemapHsvComputation>;

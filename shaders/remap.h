@@ -10,30 +10,24 @@
 
 namespace lumo {
 
+/* The computation of a node but for the way of a color through it. */
 class Remapping {
 public:
-    template <class P>
-    void evaluateRanges(const OperationInputs<P>& in)
-    {
-        inputMin_ = in.setting(&P::inputMin);
-        inputRange_ = in.setting(&P::inputMax) - inputMin_;
-        outputMin_ = in.setting(&P::outputMin);
-        outputRange_ = in.setting(&P::outputMax) - outputMin_;
-    }
-
-    template <class P>
-    void evaluateRamps(const OperationInputs<P>& in, const std::array<ScalarRampParameter P::*, 3>& groups)
-    {
-        for (std::size_t i = 0; i < groups.size(); ++i)
-            in.settings(groups[i], [&](miState* state, ScalarRampParameter* group) {
-                ramp_constructor(&ramps_[i], state, group, 0);
-            });
-    }
-
-    void destroyRamps()
+    void storeResult(miColor& result, const OperationRecord& record)
     {
         for (LumoRamp& ramp : ramps_)
             ramp_destructor(&ramp);
+        result = record.output;
+    }
+
+protected:
+    template <class P>
+    void evaluate(const OperationInputs<P>& in, OperationRecord& record,
+                  const std::array<ScalarRampParameter P::*, 3>& ramps)
+    {
+        record.input = in.input(&P::color);
+        evaluateRanges(in);
+        evaluateRamps(in, ramps);
     }
 
     /* Of red, green and blue; alpha is 0. */
@@ -56,6 +50,24 @@ public:
     }
 
 private:
+    template <class P>
+    void evaluateRanges(const OperationInputs<P>& in)
+    {
+        inputMin_ = in.setting(&P::inputMin);
+        inputRange_ = in.setting(&P::inputMax) - inputMin_;
+        outputMin_ = in.setting(&P::outputMin);
+        outputRange_ = in.setting(&P::outputMax) - outputMin_;
+    }
+
+    template <class P>
+    void evaluateRamps(const OperationInputs<P>& in, const std::array<ScalarRampParameter P::*, 3>& groups)
+    {
+        for (std::size_t i = 0; i < groups.size(); ++i)
+            in.settings(groups[i], [&](miState* state, ScalarRampParameter* group) {
+                ramp_constructor(&ramps_[i], state, group, 0);
+            });
+    }
+
     miScalar inputMin_, inputRange_, outputMin_, outputRange_;
     std::array<LumoRamp, 3> ramps_;
 };
