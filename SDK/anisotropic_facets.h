@@ -17,12 +17,10 @@ namespace lumo {
 
 /* Share of light that a facet with this index of refraction (not below 1) reflects, for the cosine of light and its
  * normal, 0 to 1. */
-inline miScalar facetReflectance(miScalar cosine, miScalar index)
-{
+inline miScalar facetReflectance(miScalar cosine, miScalar index) {
     const miScalar n = std::max(index, 1.0f), c = cosine;
     const miScalar g = std::sqrt(n * n - 1 + c * c);
-    if (!(g + c > 0) || !std::isfinite(g))
-        return 1;
+    if (!(g + c > 0) || !std::isfinite(g)) return 1;
     const miScalar across = (g - c) / (g + c), along = (c * (g + c) - 1) / (c * (g - c) + 1);
     return 0.5f * across * across * (1 + along * along);
 }
@@ -33,16 +31,12 @@ public:
      * direction from the surface: lights are many, it is one. */
     AnisotropicFacets(miScalar widthX, miScalar widthY, const miVector& x, const miVector& y, const miVector& n,
                       const miVector& view)
-        : ax_(widthX), ay_(widthY), x_(x), y_(y), n_(n), view_(local(view)), stretchedView_(stretched(view_))
-    {
-    }
+        : ax_(widthX), ay_(widthY), x_(x), y_(y), n_(n), view_(local(view)), stretchedView_(stretched(view_)) {}
 
     /* Of light from a unit direction, from the surface. 0 where one of the two is not above it. */
-    miScalar highlight(const miVector& light, miScalar index) const
-    {
+    miScalar highlight(const miVector& light, miScalar index) const {
         const miVector l = local(light), &v = view_;
-        if (!(l.z > 0) || !(v.z > 0))
-            return 0;
+        if (!(l.z > 0) || !(v.z > 0)) return 0;
         miVector h = {l.x + v.x, l.y + v.y, l.z + v.z};
         mi_vector_normalize(&h);
         // D G / (4 nl nv) with both written out, so that nothing is divided by a cosine that may be close to 0.
@@ -53,12 +47,10 @@ public:
     }
 
 private:
-    miVector local(const miVector& w) const
-    {
+    miVector local(const miVector& w) const {
         return {mi_vector_dot(&w, &x_), mi_vector_dot(&w, &y_), mi_vector_dot(&w, &n_)};
     }
-    miScalar stretched(const miVector& w) const
-    {
+    miScalar stretched(const miVector& w) const {
         const miScalar x = ax_ * w.x, y = ay_ * w.y;
         return std::sqrt(x * x + y * y + w.z * w.z);
     }
@@ -69,4 +61,4 @@ private:
     const miScalar stretchedView_;
 };
 
-} // namespace lumo
+}  // namespace lumo

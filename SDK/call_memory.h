@@ -17,13 +17,9 @@ class HeapBlock {
 public:
     HeapBlock(const char* source, std::size_t bytes)
         : source_(source),
-          memory_(bytes > 0 ? mi_mem_int_allocate(source, __LINE__, static_cast<miUint>(bytes)) : nullptr)
-    {
-    }
-    ~HeapBlock()
-    {
-        if (memory_)
-            mi_mem_int_release(source_, __LINE__, memory_);
+          memory_(bytes > 0 ? mi_mem_int_allocate(source, __LINE__, static_cast<miUint>(bytes)) : nullptr) {}
+    ~HeapBlock() {
+        if (memory_) mi_mem_int_release(source_, __LINE__, memory_);
     }
 
     HeapBlock(const HeapBlock&) = delete;
@@ -36,4 +32,4 @@ private:
     void* const memory_;
 };
 
-} // namespace lumo
+}  // namespace lumo

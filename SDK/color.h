@@ -18,4 +18,4 @@ constexpr bool isExactlyZero(const miColor& c) { return c.r == 0 && c.g == 0 && 
 
 constexpr miScalar luminance(const miColor& c) { return 0.3f * c.r + 0.59f * c.g + 0.11f * c.b; }
 
-} // namespace lumo
+}  // namespace lumo

@@ -2,10 +2,12 @@
  * the render passes that those shaders wrote.
  *
  * A new node is a parameter record that begins with `MaterialHeader header; miInteger passMode;` and a computation,
- * which lives for one call and keeps the parameters that are no input colors: class TheComputation { void
- * evaluateInputs(const OperationInputs<TheParameters>& in, OperationRecord& record);   sets record.input miColor
- * compute(const miColor& input) const; static void storeResult(TheResult& result, const OperationRecord& record);
- *   };
+ * which lives for one call and keeps the parameters that are no input colors:
+ *       class TheComputation {
+ *           void evaluateInputs(const OperationInputs<TheParameters>& in, OperationRecord& record);   sets record.input
+ *           miColor compute(const miColor& input) const;
+ *           static void storeResult(TheResult& result, const OperationRecord& record);
+ *       };
  * A node with several inputs gets them one after the other, as shaders/lumoBlend.cpp does:
  *       bool evaluateInputs(in, int index, record);        returns whether more follow
  *       void compute(OperationRecord& record) const;       adds the input to the output
@@ -48,42 +50,35 @@ template <class P>
 class OperationInputs : public ShaderHelper<P> {
 public:
     OperationInputs(const ShaderHelper<P>& in, std::span<FrameBufferInfo> entries)
-        : ShaderHelper<P>(in), entries_(entries)
-    {
-    }
+        : ShaderHelper<P>(in), entries_(entries) {}
 
     template <ParameterValue T>
-    T input(T P::*member) const
-    {
+    T input(T P::* member) const {
         return (*this)(member);
     }
 
     template <ParameterValue T>
-    T setting(T P::*member) const
-    {
+    T setting(T P::* member) const {
         const InUseGuard closed(entries_);
         return (*this)(member);
     }
 
     /* Of element `index` of an array of records. */
     template <class Record, ParameterValue T>
-    T input(miInteger P::*start, Record (P::*array)[1], int index, T Record::*member) const
-    {
+    T input(miInteger P::* start, Record (P::*array)[1], int index, T Record::* member) const {
         Record* first = this->block()->*array;
         return this->evaluated(&(first[(*this)(start) + index].*member));
     }
 
     template <class Record, ParameterValue T>
-    T setting(miInteger P::*start, Record (P::*array)[1], int index, T Record::*member) const
-    {
+    T setting(miInteger P::* start, Record (P::*array)[1], int index, T Record::* member) const {
         const InUseGuard closed(entries_);
         return input(start, array, index, member);
     }
 
     /* For settings that are read as a group by a function: function(state, address). */
     template <class Group, class Function>
-    void settings(Group P::*member, Function&& function) const
-    {
+    void settings(Group P::* member, Function&& function) const {
         const InUseGuard closed(entries_);
         function(this->state(), &(this->block()->*member));
     }
@@ -99,14 +94,11 @@ constexpr miVector vectorOf(const miColor& c) { return {c.r, c.g, c.b}; }
 /* Inputs one after the other, and what becomes of each. */
 template <class Computation>
 struct OperationSteps {
-    static constexpr bool kOneInput = requires(const Computation& c, const miColor& color)
-    {
-        miColor(c.compute(color));
-    };
+    static constexpr bool kOneInput =
+        requires(const Computation& c, const miColor& color) { miColor(c.compute(color)); };
 
     template <class P>
-    static bool evaluateInputs(Computation& c, const OperationInputs<P>& in, int index, OperationRecord& record)
-    {
+    static bool evaluateInputs(Computation& c, const OperationInputs<P>& in, int index, OperationRecord& record) {
         if constexpr (kOneInput) {
             c.evaluateInputs(in, record);
             return false;
@@ -115,8 +107,7 @@ struct OperationSteps {
         }
     }
 
-    static void compute(const Computation& c, OperationRecord& record)
-    {
+    static void compute(const Computation& c, OperationRecord& record) {
         if constexpr (kOneInput) {
             record.output = c.compute(record.input);
             record.auxiliaryOutput = record.auxiliaryInput;
@@ -127,8 +118,7 @@ struct OperationSteps {
 
     /* What the inputs' shaders left in a slot goes through the operation. The second color has a meaning only where
      * inputs are added up. */
-    static void harvest(const Computation& c, FrameBufferSlot& slot, OperationRecord& record)
-    {
+    static void harvest(const Computation& c, FrameBufferSlot& slot, OperationRecord& record) {
         record.input = slot.contribution;
         record.auxiliaryInput = kOneInput ? kBlack : slot.color;
         compute(c, record);
@@ -144,8 +134,7 @@ public:
 
     explicit ColorOperationShader(const Helper& in) : Material<P, Helper, version>(in) {}
 
-    miBoolean shade(Result* result, const Helper& parameters) const
-    {
+    miBoolean shade(Result* result, const Helper& parameters) const {
         miState* state = parameters.state();
         Vexabase* vexabase = vexabaseOf(state);
         if (!vexabase) {
@@ -154,7 +143,7 @@ public:
         }
         const FrameBuffers buffers = buffersOf(state);
         const OperationInputs<P> in(parameters, buffers.entries);
-        if constexpr (requires(Computation & c) { c.castShadow(in, nullptr, *vexabase); }) {
+        if constexpr (requires(Computation& c) { c.castShadow(in, nullptr, *vexabase); }) {
             // A shadow ray's result is one color, not a record.
             if (state->type == miRAY_SHADOW) {
                 Computation().castShadow(in, reinterpret_cast<miColor*>(result), *vexabase);
@@ -169,10 +158,8 @@ public:
         if (mode != kPassesOperated || slots.entries().empty() || !operateOnPasses(computation, in, slots, record))
             operate(computation, in, record);
         computation.storeResult(*result, record);
-        if (mode == kPassesCleared || mode == kPassesReplaced)
-            clearPasses(slots);
-        if (mode == kPassesReplaced)
-            writeBeauty(state, buffers, record.output);
+        if (mode == kPassesCleared || mode == kPassesReplaced) clearPasses(slots);
+        if (mode == kPassesReplaced) writeBeauty(state, buffers, record.output);
         return miTRUE;
     }
 
@@ -181,14 +168,12 @@ private:
     using Inputs = OperationInputs<P>;
 
     /* Shadow rays have no passes. */
-    static FrameBuffers buffersOf(miState* state)
-    {
+    static FrameBuffers buffersOf(miState* state) {
         const bool takesPart = state->type != miRAY_SHADOW && rendersTiles(state) && publishedFrameBufferState(state);
         return takesPart ? publishedFrameBuffers(state) : FrameBuffers{};
     }
 
-    static void operate(Computation& computation, const Inputs& in, OperationRecord& record)
-    {
+    static void operate(Computation& computation, const Inputs& in, OperationRecord& record) {
         bool more = true;
         for (int index = 0; more; ++index) {
             more = Steps::evaluateInputs(computation, in, index, record);
@@ -198,13 +183,11 @@ private:
 
     /* The same with all passes. False, and nothing has happened, when there is no memory for them. */
     static bool operateOnPasses(Computation& computation, const Inputs& in, const LevelSlots& slots,
-                                OperationRecord& record)
-    {
+                                OperationRecord& record) {
         const std::size_t count = slots.entries().size();
         const std::size_t bytes = count * sizeof(OperationRecord);
         const HeapBlock heap("sdk/lumoColorOperation", count > kMostOnStack ? bytes : 0);
-        if (!heap.get() && count > kMostOnStack)
-            return false;
+        if (!heap.get() && count > kMostOnStack) return false;
         void* memory = heap.get() ? heap.get() : __builtin_alloca_with_align(bytes, 16 * 8);
         const std::span records(static_cast<OperationRecord*>(memory), count);
         std::uninitialized_value_construct_n(records.data(), count);
@@ -224,25 +207,21 @@ private:
         return true;
     }
 
-    static void clearPasses(const LevelSlots& slots)
-    {
+    static void clearPasses(const LevelSlots& slots) {
         forEachPass(slots, [](FrameBufferSlot& slot, std::size_t) { slot.contribution = kBlack; });
     }
 
     /* Closed buffers hold what shaders before the surface wrote, and nothing of the inputs: they are left alone. */
     template <class Function>
-    static void forEachPass(const LevelSlots& slots, Function&& function)
-    {
+    static void forEachPass(const LevelSlots& slots, Function&& function) {
         std::size_t i = 0;
         for (const FrameBufferInfo& entry : slots.entries()) {
-            if (!(entry.flags & kEntryClosed))
-                function(slots.of(entry), i);
+            if (!(entry.flags & kEntryClosed)) function(slots.of(entry), i);
             ++i;
         }
     }
 
-    void writeBeauty(miState* state, const FrameBuffers& buffers, const miColor& color) const
-    {
+    void writeBeauty(miState* state, const FrameBuffers& buffers, const miColor& color) const {
         for (const miUint type : {kPassBeauty, kPassBeautyNoShadow})
             for (FrameBufferInfo& entry : buffers.ofType(type))
                 passWriteColor(state, &color, &entry, &this->passWriteMode, this->passWriteFlagByte(),
@@ -250,4 +229,4 @@ private:
     }
 };
 
-} // namespace lumo
+}  // namespace lumo

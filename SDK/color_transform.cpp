@@ -20,38 +20,31 @@ constexpr TintCore::ResolveFlags kResolve{0};
 /* All that is ever transformed at once. */
 constexpr TintCore::ROI kOnePixel(1, 1);
 
-TintCore::TintStatus findTransform(const char* name, TintCore::TransformPtr& transform)
-{
+TintCore::TintStatus findTransform(const char* name, TintCore::TransformPtr& transform) {
     const TintCore::TintStatus found = tintcore::getTransform(name, transform);
-    if (!found.isSuccess())
-        return found;
+    if (!found.isSuccess()) return found;
     return tintcore::finalize(transform, kFourFloats, kFourFloats, kOptimizer, kResolve, transform);
 }
 
-} // namespace
+}  // namespace
 
-bool ColorTransform::allocate()
-{
+bool ColorTransform::allocate() {
     release();
     if (void* storage = mi_mem_int_allocate(kSource, __LINE__, sizeof *handle_))
         handle_ = new (storage) TintCore::TransformPtr;
     return handle_ != nullptr;
 }
 
-void ColorTransform::release()
-{
-    if (!handle_)
-        return;
+void ColorTransform::release() {
+    if (!handle_) return;
     handle_->~TransformPtr();
     mi_mem_int_release(kSource, __LINE__, handle_);
     handle_ = nullptr;
 }
 
-bool LumoColorTransformCache::resolve(miTag name, ColorTransform& transform)
-{
+bool LumoColorTransformCache::resolve(miTag name, ColorTransform& transform) {
     const PinnedText text(name);
-    if (!text || *text.get() == '\0')
-        return true;
+    if (!text || *text.get() == '\0') return true;
     ColorTransform made;
     if (!made.allocate()) {
         // Spelled so since the first release: people search their logs for it.
@@ -67,16 +60,13 @@ bool LumoColorTransformCache::resolve(miTag name, ColorTransform& transform)
     return true;
 }
 
-bool LumoColorTransformCache::renderTransform(miState*, miColor& color, const ColorTransform& transform)
-{
-    if (!transform)
-        return true;
+bool LumoColorTransformCache::renderTransform(miState*, miColor& color, const ColorTransform& transform) {
+    if (!transform) return true;
     miColor pixel = color;
     const TintCore::TintStatus status = (*transform)->apply(&pixel, kOnePixel, &pixel);
     color = pixel;
-    if (!status.isSuccess())
-        mi_error("LumoColorTransformCache::renderTransform: %s", status.getErrorMessage());
+    if (!status.isSuccess()) mi_error("LumoColorTransformCache::renderTransform: %s", status.getErrorMessage());
     return status.isSuccess();
 }
 
-} // namespace lumo
+}  // namespace lumo

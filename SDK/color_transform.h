@@ -19,8 +19,7 @@ public:
     ColorTransform() = default;
     ~ColorTransform() { release(); }
     ColorTransform(ColorTransform&& other) noexcept : handle_(std::exchange(other.handle_, nullptr)) {}
-    ColorTransform& operator=(ColorTransform&& other) noexcept
-    {
+    ColorTransform& operator=(ColorTransform&& other) noexcept {
         std::swap(handle_, other.handle_);
         return *this;
     }
@@ -41,8 +40,7 @@ public:
     /* Finds the transform that a string parameter names. No parameter (null) or an empty text is no transform. Takes
      * the renderer's global lock. On failure it reports, returns false and leaves `transform` empty. */
     template <class P>
-    static bool initTransform(const ShaderHelper<P>& in, miTag P::*name, ColorTransform& transform)
-    {
+    static bool initTransform(const ShaderHelper<P>& in, miTag P::* name, ColorTransform& transform) {
         const GlobalLock lock(in.state());
         const miTag tag = name ? in(name) : miNULLTAG;
         return tag == miNULLTAG || resolve(tag, transform);
@@ -68,4 +66,4 @@ private:
     static bool resolve(miTag name, ColorTransform& transform);
 };
 
-} // namespace lumo
+}  // namespace lumo

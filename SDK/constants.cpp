@@ -11,7 +11,7 @@ const miScalar VEXA_LUMINANCE_GREEN = 0.59f;
 const miScalar VEXA_LUMINANCE_BLUE = 0.11f;
 
 const miScalar VEXA_EPS = 1e-5f;
-const miUint VEXA_MAGIC = 0x56657861u; // "Vexa"
+const miUint VEXA_MAGIC = 0x56657861u;  // "Vexa"
 const miInteger VEXA_CUBE_SIDE = 32;
 
 const miInteger VEXA_BIT_BUMP2D = 1;

@@ -10,8 +10,7 @@
 
 namespace lumo {
 
-inline void scaleRgb(miColor& color, miScalar factor)
-{
+inline void scaleRgb(miColor& color, miScalar factor) {
     color.r *= factor;
     color.g *= factor;
     color.b *= factor;
@@ -33,13 +32,11 @@ public:
 
     /* By a surface's share of the light, red, green and blue. Glow makes what is seen on the surface brighter than it
      * is, so it raises the weight too; it never lowers it. */
-    void multiply(const miColor& share, miScalar glowIntensity) const
-    {
+    void multiply(const miColor& share, miScalar glowIntensity) const {
         const miScalar alpha = weight_.a;
         weight_ = weight_ * share;
         weight_.a = alpha;
-        if (glowIntensity > 1)
-            scaleRgb(weight_, glowIntensity);
+        if (glowIntensity > 1) scaleRgb(weight_, glowIntensity);
     }
 
 private:
@@ -47,4 +44,4 @@ private:
     const miColor before_;
 };
 
-} // namespace lumo
+}  // namespace lumo

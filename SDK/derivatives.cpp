@@ -6,17 +6,15 @@
 namespace lumo {
 namespace {
 
-bool isDirection(const miVector& v)
-{
+bool isDirection(const miVector& v) {
     const miScalar length = mi_vector_norm(&v);
     return length > 0 && std::isfinite(length);
 }
 
-} // namespace
-} // namespace lumo
+}  // namespace
+}  // namespace lumo
 
-miBoolean get_derivs(const miState* state, miVector* u, miVector* v)
-{
+miBoolean get_derivs(const miState* state, miVector* u, miVector* v) {
     if (const miVector* derivs = state->derivs) {
         *u = derivs[0];
         *v = derivs[1];
@@ -25,8 +23,7 @@ miBoolean get_derivs(const miState* state, miVector* u, miVector* v)
         // Parallel derivatives, as at a pole, tell one direction only.
         miVector across;
         mi_vector_prod(&across, u, v);
-        if (lumo::isDirection(*u) && lumo::isDirection(*v) && mi_vector_norm(&across) > 1e-4f)
-            return miTRUE;
+        if (lumo::isDirection(*u) && lumo::isDirection(*v) && mi_vector_norm(&across) > 1e-4f) return miTRUE;
     }
     lumo::tangentsOf(state->normal, *u, *v);
     return miFALSE;

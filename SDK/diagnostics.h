@@ -8,4 +8,4 @@ namespace lumo {
 inline void reportError(const char* text) { mi_error(text); }
 inline void reportWarning(const char* text) { mi_warning(text); }
 
-} // namespace lumo
+}  // namespace lumo

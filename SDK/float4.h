@@ -15,8 +15,7 @@ using Float4 = float __attribute__((vector_size(16)));
 using Int4 = std::int32_t __attribute__((vector_size(16)));
 
 /* No alignment is needed. */
-inline Float4 load4(const float* from)
-{
+inline Float4 load4(const float* from) {
     Float4 result;
     std::memcpy(&result, from, sizeof result);
     return result;
@@ -29,12 +28,10 @@ inline Int4 truncate4(Float4 value) { return __builtin_convertvector(value, Int4
 inline Float4 toFloat4(Int4 value) { return __builtin_convertvector(value, Float4); }
 
 /* The value where the mask, the result of a comparison, is set; elsewhere 0, and elsewhere no number. */
-inline Float4 orZero4(Int4 mask, Float4 value)
-{
+inline Float4 orZero4(Int4 mask, Float4 value) {
     return reinterpret_cast<Float4>(mask & reinterpret_cast<Int4>(value));
 }
-inline Float4 orNaN4(Int4 mask, Float4 value)
-{
+inline Float4 orNaN4(Int4 mask, Float4 value) {
     return reinterpret_cast<Float4>(~mask | reinterpret_cast<Int4>(value));
 }
 
@@ -45,8 +42,7 @@ inline Float4 max4(Float4 a, Float4 b) { return a > b ? a : b; }
 inline Float4 min4(Float4 a, Float4 b) { return a < b ? a : b; }
 
 /* Bit k is set where element k of the mask is. */
-inline unsigned bits4(Int4 mask)
-{
+inline unsigned bits4(Int4 mask) {
 #if defined(__SSE2__)
     return static_cast<unsigned>(_mm_movemask_ps(reinterpret_cast<__m128>(mask)));
 #else
@@ -55,4 +51,4 @@ inline unsigned bits4(Int4 mask)
 #endif
 }
 
-} // namespace lumo
+}  // namespace lumo

@@ -23,12 +23,10 @@ miScalar tilt(const miState* state) { return std::max(std::fabs(state->dot_nd), 
 /* Half extents of an ellipse in texture space. `a` and `b` are its half axes on the tangent plane, `du` and `dv` the
  * surface's derivatives: each axis is solved for its texture components by least squares. False when the derivatives
  * do not span a plane. */
-bool textureExtent(const miVector& a, const miVector& b, const miVector& du, const miVector& dv, Footprint& footprint)
-{
+bool textureExtent(const miVector& a, const miVector& b, const miVector& du, const miVector& dv, Footprint& footprint) {
     const miScalar uu = mi_vector_dot(&du, &du), uv = mi_vector_dot(&du, &dv), vv = mi_vector_dot(&dv, &dv);
     const miScalar determinant = uu * vv - uv * uv;
-    if (!(determinant > 1e-12f * uu * vv))
-        return false;
+    if (!(determinant > 1e-12f * uu * vv)) return false;
 
     const miScalar inverse = 1 / determinant;
     const auto alongU = [&](const miVector& t) {
@@ -45,8 +43,7 @@ bool textureExtent(const miVector& a, const miVector& b, const miVector& du, con
 }
 
 /* Half axes of the ellipse on the tangent plane: `along` points where the surface tilts away from the ray. */
-void ellipseAxes(const miState* state, const Footprint& footprint, miVector& along, miVector& across)
-{
+void ellipseAxes(const miState* state, const Footprint& footprint, miVector& along, miVector& across) {
     const miVector& n = state->normal;
     along = n;
     mi_vector_mul(&along, -state->dot_nd);
@@ -63,8 +60,7 @@ void ellipseAxes(const miState* state, const Footprint& footprint, miVector& alo
 }
 
 /* Where a cone of this radius around the ray meets the surface. */
-Footprint coneFootprint(const miState* state, miScalar radius)
-{
+Footprint coneFootprint(const miState* state, miScalar radius) {
     Footprint footprint;
     footprint.across = radius;
     footprint.along = radius / tilt(state);
@@ -78,28 +74,24 @@ Footprint coneFootprint(const miState* state, miScalar radius)
     return footprint;
 }
 
-bool sameOrigin(const miState* a, const miState* b)
-{
+bool sameOrigin(const miState* a, const miState* b) {
     return a->org.x == b->org.x && a->org.y == b->org.y && a->org.z == b->org.z;
 }
 
 /* Length of the way from the eye to this hit. A ray that was merely continued keeps its origin and measures from there,
  * and so does the eye ray inside its lens shaders: those states add nothing. */
-miScalar pathLength(const miState* state)
-{
+miScalar pathLength(const miState* state) {
     double length = state->dist;
     for (int i = 0; i < kLongestPath && state->parent; ++i) {
-        if (!sameOrigin(state->parent, state))
-            length += state->parent->dist;
+        if (!sameOrigin(state->parent, state)) length += state->parent->dist;
         state = state->parent;
     }
     return static_cast<miScalar>(length);
 }
 
-} // namespace
+}  // namespace
 
-Footprint roughFootprint(miState* state, miScalar pixelSize)
-{
+Footprint roughFootprint(miState* state, miScalar pixelSize) {
     miVector eye;
     origin_from_camera(state, &eye);
     const miScalar size = pixelSize * kHalfPixel * mi_vector_dist(&eye, &state->point) / tilt(state);
@@ -107,20 +99,17 @@ Footprint roughFootprint(miState* state, miScalar pixelSize)
     return {textureSize, textureSize, 0, size, size, 0};
 }
 
-Footprint primaryFootprint(miState* state, miScalar pixelSize)
-{
+Footprint primaryFootprint(miState* state, miScalar pixelSize) {
     // On a flat film all pixels at one depth are of one size; without perspective at every depth.
-    if (state->camera && state->camera->orthographic)
-        return coneFootprint(state, pixelSize * kHalfPixel);
+    if (state->camera && state->camera->orthographic) return coneFootprint(state, pixelSize * kHalfPixel);
     miVector point;
     mi_point_to_camera(state, &point, &state->point);
     return coneFootprint(state, pixelSize * kHalfPixel * std::fabs(point.z));
 }
 
-Footprint secondaryFootprint(miState* state, miScalar pixelSize)
-{
+Footprint secondaryFootprint(miState* state, miScalar pixelSize) {
     const bool perspective = !(state->camera && state->camera->orthographic);
     return coneFootprint(state, pixelSize * kHalfPixel * (perspective ? pathLength(state) : 1));
 }
 
-} // namespace lumo
+}  // namespace lumo

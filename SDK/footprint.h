@@ -15,4 +15,4 @@ Footprint primaryFootprint(miState* state, miScalar pixelSize);
  * surfaces on the way is not taken into account. */
 Footprint secondaryFootprint(miState* state, miScalar pixelSize);
 
-} // namespace lumo
+}  // namespace lumo

@@ -40,8 +40,7 @@ private:
     };
 
     miUint word(std::size_t index) const;
-    miUint wordOf(const Array& array, miUint element, miUint offset) const
-    {
+    miUint wordOf(const Array& array, miUint element, miUint offset) const {
         return word(array.firstWord + std::size_t{element} * array.elementWords + offset);
     }
     Array readArray(const char* name, miUint header, miUint elementWords) const;
@@ -51,4 +50,4 @@ private:
     Array passNames_, records_, typeCounts_;
 };
 
-} // namespace lumo
+}  // namespace lumo

@@ -11,8 +11,7 @@
 namespace lumo {
 
 /* What the renderer is busy with (miStage bits); 0 when it does not say. */
-inline miInteger renderingStage(miState* state)
-{
+inline miInteger renderingStage(miState* state) {
     miInteger stage = miSTAGE_UNKNOWN;
     return mi_query(miQ_STAGE, state, miNULLTAG, &stage) ? stage : static_cast<miInteger>(miSTAGE_UNKNOWN);
 }
@@ -29,10 +28,8 @@ struct FrameBuffers {
     miUint count() const { return static_cast<miUint>(entries.size()); }
 
     /* The entries of one pass type. */
-    std::span<FrameBufferInfo> ofType(miUint type) const
-    {
-        if (!passes)
-            return {};
+    std::span<FrameBufferInfo> ofType(miUint type) const {
+        if (!passes) return {};
         const PassRange range = passes->types[type];
         const std::size_t first = std::min<std::size_t>(range.first, entries.size());
         return entries.subspan(first, std::min<std::size_t>(range.count, entries.size() - first));
@@ -50,19 +47,16 @@ inline int traceDepth(const miState* state) { return std::max(state->options->tr
 inline int rayLevel(const miState* state) { return state->reflection_level + state->refraction_level; }
 
 /* An entry's slot of a ray level, null outside 0 .. trace depth + 1. */
-inline FrameBufferSlot* slotOfLevel(const FrameBufferInfo& entry, const miState* state, int level)
-{
+inline FrameBufferSlot* slotOfLevel(const FrameBufferInfo& entry, const miState* state, int level) {
     return level >= 0 && level - 1 <= traceDepth(state) ? entry.slots + level : nullptr;
 }
 
-inline FrameBufferSlot* currentSlot(const FrameBufferInfo& entry, const miState* state)
-{
+inline FrameBufferSlot* currentSlot(const FrameBufferInfo& entry, const miState* state) {
     return slotOfLevel(entry, state, rayLevel(state));
 }
 
 /* Whether a slot's level is filtered out for good: the surface neither writes nor hands anything up. */
-inline bool isFilteredOut(const FrameBufferSlot& slot)
-{
+inline bool isFilteredOut(const FrameBufferSlot& slot) {
     return (slot.levelFlags & (kLevelFiltered | kLevelBelowRange)) == kLevelFiltered;
 }
 
@@ -70,17 +64,13 @@ inline bool isFilteredOut(const FrameBufferSlot& slot)
  * none. Guards may be nested; only the one that found the buffers free gives them back. */
 class InUseGuard {
 public:
-    explicit InUseGuard(std::span<FrameBufferInfo> entries, bool enabled = true)
-    {
-        if (!enabled || entries.empty() || (entries.front().flags & kEntryInUse))
-            return;
+    explicit InUseGuard(std::span<FrameBufferInfo> entries, bool enabled = true) {
+        if (!enabled || entries.empty() || (entries.front().flags & kEntryInUse)) return;
         flags_ = &entries.front().flags;
         *flags_ |= kEntryInUse;
     }
-    ~InUseGuard()
-    {
-        if (flags_)
-            *flags_ &= ~static_cast<miUint>(kEntryInUse);
+    ~InUseGuard() {
+        if (flags_) *flags_ &= ~static_cast<miUint>(kEntryInUse);
     }
 
     InUseGuard(const InUseGuard&) = delete;
@@ -91,16 +81,12 @@ private:
 };
 
 /* Set or clear flags on all entries of one pass type. */
-inline void setPassFlags(const FrameBuffers& buffers, miUint type, miUint mask)
-{
-    for (FrameBufferInfo& entry : buffers.ofType(type))
-        entry.flags |= mask;
+inline void setPassFlags(const FrameBuffers& buffers, miUint type, miUint mask) {
+    for (FrameBufferInfo& entry : buffers.ofType(type)) entry.flags |= mask;
 }
 
-inline void clearPassFlags(const FrameBuffers& buffers, miUint type, miUint mask)
-{
-    for (FrameBufferInfo& entry : buffers.ofType(type))
-        entry.flags &= ~mask;
+inline void clearPassFlags(const FrameBuffers& buffers, miUint type, miUint mask) {
+    for (FrameBufferInfo& entry : buffers.ofType(type)) entry.flags &= ~mask;
 }
 
-} // namespace lumo
+}  // namespace lumo

@@ -33,8 +33,7 @@ private:
 };
 
 /* Evenly over the sphere: height and angle are independent (Archimedes). */
-void fill(Gradient* table)
-{
+void fill(Gradient* table) {
     RandomSequence random;
     for (int i = 0; i < kGradientCount; ++i) {
         const double z = 1 - 2 * random.next();
@@ -46,19 +45,16 @@ void fill(Gradient* table)
 }
 
 /* Null when there is no memory. */
-const Gradient* makeTable()
-{
+const Gradient* makeTable() {
     void* memory = mi_mem_int_allocate("SDK/lumoNoise", 104, kGradientCount * sizeof(Gradient));
-    if (memory)
-        fill(static_cast<Gradient*>(memory));
+    if (memory) fill(static_cast<Gradient*>(memory));
     return static_cast<const Gradient*>(memory);
 }
 
 int permuted(int i) { return kNoisePermutation[static_cast<unsigned>(i) & 255]; }
 
 /* Element-wise product with the offset from the corner, added up, of four gradients. */
-Float4 cornerValues(const Gradient* table, const int (&corner)[4], Float4 x, Float4 y, Float4 z)
-{
+Float4 cornerValues(const Gradient* table, const int (&corner)[4], Float4 x, Float4 y, Float4 z) {
     // The fourth element belongs to the next gradient; there is always one.
     const Float4 g0 = load4(&table[corner[0]].x), g1 = load4(&table[corner[1]].x);
     const Float4 g2 = load4(&table[corner[2]].x), g3 = load4(&table[corner[3]].x);
@@ -72,17 +68,15 @@ Float4 cornerValues(const Gradient* table, const int (&corner)[4], Float4 x, Flo
 }
 
 template <class Value, class Parameter>
-Value between(Value a, Value b, Parameter s)
-{
+Value between(Value a, Value b, Parameter s) {
     return a + (b - a) * s;
 }
 
-float gradientNoise(const Gradient* table, Float4 point)
-{
+float gradientNoise(const Gradient* table, Float4 point) {
     const Float4 f = fraction4(point);
     const Float4 s = (3 - 2 * f) * f * f;
     const Int4 truncated = truncate4(point);
-    const Int4 cell = truncated + (toFloat4(truncated) > point); // a true comparison is -1
+    const Int4 cell = truncated + (toFloat4(truncated) > point);  // a true comparison is -1
 
     // Four edges along x, at y, z = 00, 10, 01, 11: the corners at their beginnings and ends.
     int begin[4], end[4];
@@ -99,11 +93,10 @@ float gradientNoise(const Gradient* table, Float4 point)
     return between(near, far, s[2]);
 }
 
-} // namespace
-} // namespace lumo
+}  // namespace
+}  // namespace lumo
 
-void noise_gradient_init(miState* state)
-{
+void noise_gradient_init(miState* state) {
     const miLock lock = state->global_lock;
     lumo::mi_lock(lock);
     if (!lumo::gradientTable.load(std::memory_order_relaxed))
@@ -111,8 +104,7 @@ void noise_gradient_init(miState* state)
     lumo::mi_unlock(lock);
 }
 
-miScalar noise_gradient_3d(miScalar x, miScalar y, miScalar z)
-{
+miScalar noise_gradient_3d(miScalar x, miScalar y, miScalar z) {
     using namespace lumo;
     const Gradient* table = gradientTable.load(std::memory_order_acquire);
     return table ? gradientNoise(table, Float4{placeable(x), placeable(y), placeable(z), 0}) : 0;

@@ -8,9 +8,8 @@
 namespace lumo {
 
 /* Null when the integration did not place one: shaders then warn and give no result. */
-inline Vexabase* vexabaseOf(miState* state)
-{
+inline Vexabase* vexabaseOf(miState* state) {
     return static_cast<Vexabase*>(mi_shaderstate_get(state, kVexabaseKey, nullptr));
 }
 
-} // namespace lumo
+}  // namespace lumo

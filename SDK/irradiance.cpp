@@ -17,14 +17,13 @@ struct ColorParameter {
     miColor value;
 };
 
-ShaderHelper<ColorParameter> parameterAt(miState* state, const miColor* address)
-{
+ShaderHelper<ColorParameter> parameterAt(miState* state, const miColor* address) {
     return {state, reinterpret_cast<ColorParameter*>(const_cast<miColor*>(address))};
 }
 
 /* An object's own settings for final gathering: user data "IrradianceOptions". */
 struct IrradianceData {
-    miUint magic; /* VEXA_MAGIC */
+    miUint magic;   /* VEXA_MAGIC */
     miInteger kind; /* 1: this record */
     miInteger rays;
     miScalar maxRadius, minRadius;
@@ -38,20 +37,16 @@ struct IrradianceData {
 };
 
 /* Fills the record from the user data of the shaded object, if it has any; else its size stays 0. */
-void takeObjectOptions(miState* state, miIrrad_options& options)
-{
+void takeObjectOptions(miState* state, miIrrad_options& options) {
     miTag block = miNULLTAG;
     const void* words = get_userdata(VEXA_MAGIC, miSCENE_OBJECT, state->instance, &block, nullptr);
-    if (!words)
-        return;
+    if (!words) return;
     IrradianceData data{};
     miInteger size = 0;
     mi_query(miQ_DATA_PARAM_SIZE, state, block, &size);
-    if (size >= static_cast<miInteger>(sizeof data))
-        std::memcpy(&data, words, sizeof data);
+    if (size >= static_cast<miInteger>(sizeof data)) std::memcpy(&data, words, sizeof data);
     mi_db_unpin(block);
-    if (data.kind != 1)
-        return;
+    if (data.kind != 1) return;
 
     options.size = sizeof options;
     options.finalgather_rays = data.rays;
@@ -71,12 +66,10 @@ void takeObjectOptions(miState* state, miIrrad_options& options)
 int truncated(miScalar value) { return value > -2e9f && value < 2e9f ? static_cast<int>(value) : 0; }
 
 /* Fewer rays for a surface that counts less; each ray then counts a part of what the surface does. */
-int raysToGather(miState* state, const Vexabase& record, miScalar weight, miIrrad_options& options)
-{
+int raysToGather(miState* state, const Vexabase& record, miScalar weight, miIrrad_options& options) {
     const miScalar low = record.lowerImportance, high = record.upperImportance;
     if (high > weight) {
-        if (options.size == 0)
-            miIrradDefaults(&options, state);
+        if (options.size == 0) miIrradDefaults(&options, state);
         const miScalar share = (weight - low) / (high - low);
         options.finalgather_rays = truncated(share * static_cast<miScalar>(options.finalgather_rays));
     }
@@ -84,8 +77,7 @@ int raysToGather(miState* state, const Vexabase& record, miScalar weight, miIrra
 }
 
 /* What the renderer gathers at the point. Its rays must not deposit passes: they are not seen by themselves. */
-miColor gatheredRadiance(miState* state, Vexabase& record)
-{
+miColor gatheredRadiance(miState* state, Vexabase& record) {
     miIrrad_options options{};
     takeObjectOptions(state, options);
     if (state->options->finalgather) {
@@ -99,18 +91,16 @@ miColor gatheredRadiance(miState* state, Vexabase& record)
     return radiance;
 }
 
-} // namespace
-} // namespace lumo
+}  // namespace
+}  // namespace lumo
 
 miColor* compute_irradiance(miColor* result, const miColor* irradianceColor, miScalar diffuse,
                             const miColor* surfaceColor, const miColor* transparency, miScalar glowIntensity,
-                            const miColor* irradiance, miState* state)
-{
+                            const miColor* irradiance, miState* state) {
     using namespace lumo;
     const miColor reflected = parameterAt(state, irradianceColor)(&ColorParameter::value) * diffuse * *surfaceColor;
     *result = kBlack;
-    if (isBlack(reflected))
-        return result;
+    if (isBlack(reflected)) return result;
 
     const auto replacement = parameterAt(state, irradiance);
     if (replacement.isConnected(&ColorParameter::value)) {
@@ -124,8 +114,7 @@ miColor* compute_irradiance(miColor* result, const miColor* irradianceColor, miS
     Vexabase& record = placed ? *placed : unplaced;
     const WeightScope weight(record);
     weight.multiply((1 - *transparency) * reflected, glowIntensity);
-    if (largestChannel(record.contributionWeight) < record.lowerImportance)
-        return result;
+    if (largestChannel(record.contributionWeight) < record.lowerImportance) return result;
     *result = gatheredRadiance(state, record) * reflected;
     result->a = 0;
     return result;

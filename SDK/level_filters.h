@@ -11,9 +11,7 @@ class LevelSlots {
 public:
     LevelSlots(const FrameBuffers& buffers, const miState* state)
         : buffers_(!buffers.empty() && currentSlot(buffers.entries.front(), state) ? buffers : FrameBuffers{}),
-          level_(rayLevel(state))
-    {
-    }
+          level_(rayLevel(state)) {}
 
     const FrameBuffers& buffers() const { return buffers_; }
     std::span<FrameBufferInfo> entries() const { return buffers_.entries; }
@@ -37,4 +35,4 @@ void depositEnvironment(const FrameBuffers& buffers, const miState* state, const
  * as they would take what a reflected ray hands up. */
 void depositUntraced(const FrameBuffers& buffers, const miState* state, const miColor& color);
 
-} // namespace lumo
+}  // namespace lumo

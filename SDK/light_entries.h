@@ -9,8 +9,7 @@
 
 namespace lumo {
 
-inline std::span<FrameBufferInfo> entriesOf(miUint count, FrameBufferInfo* entries)
-{
+inline std::span<FrameBufferInfo> entriesOf(miUint count, FrameBufferInfo* entries) {
     return entries ? std::span<FrameBufferInfo>(entries, count) : std::span<FrameBufferInfo>();
 }
 
@@ -19,11 +18,10 @@ constexpr miColor withAlphaOne(const miColor& c) { return {c.r, c.g, c.b, 1}; }
 /* An entry that the current light does not contribute to has no light, but alpha. */
 inline constexpr miColor kNoLight = {0, 0, 0, 1};
 
-inline void setFlag(FrameBufferInfo& entry, miUint flag, bool on)
-{
+inline void setFlag(FrameBufferInfo& entry, miUint flag, bool on) {
     entry.flags = on ? entry.flags | flag : entry.flags & ~flag;
 }
 
 inline bool hasFlag(const FrameBufferInfo& entry, miUint flag) { return (entry.flags & flag) != 0; }
 
-} // namespace lumo
+}  // namespace lumo

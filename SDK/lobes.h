@@ -16,4 +16,4 @@ struct Lobe {
 /* A point of the unit square becomes a direction around `center`. Unit lengths. */
 miVector lobeDirection(const Lobe& lobe, const miVector& center, const double point[2]);
 
-} // namespace lumo
+}  // namespace lumo

@@ -34,8 +34,7 @@ public:
     MIDataPtr() = default;
     MIDataPtr(const T* data, miTag tag, bool swapped) : data_(data), tag_(tag), swapped_(swapped ? 1 : 0) {}
     MIDataPtr(MIDataPtr&& other) noexcept { *this = std::move(other); }
-    MIDataPtr& operator=(MIDataPtr&& other) noexcept
-    {
+    MIDataPtr& operator=(MIDataPtr&& other) noexcept {
         data_ = std::exchange(other.data_, nullptr);
         tag_ = std::exchange(other.tag_, miNULLTAG);
         swapped_ = other.swapped_;

@@ -24,8 +24,8 @@ LUMO_API extern const miScalar VEXA_LUMINANCE_RED;
 LUMO_API extern const miScalar VEXA_LUMINANCE_GREEN;
 LUMO_API extern const miScalar VEXA_LUMINANCE_BLUE;
 
-LUMO_API extern const miScalar VEXA_EPS;       /* 1e-5 */
-LUMO_API extern const miUint VEXA_MAGIC;       /* first word of the library's user-data blocks: 'V' 'e' 'x' 'a' */
+LUMO_API extern const miScalar VEXA_EPS;        /* 1e-5 */
+LUMO_API extern const miUint VEXA_MAGIC;        /* first word of the library's user-data blocks: 'V' 'e' 'x' 'a' */
 LUMO_API extern const miInteger VEXA_CUBE_SIDE; /* 32 */
 
 /* Flags of object and material properties. */
@@ -88,8 +88,7 @@ typedef struct LumoStack {
 
 /* Element size in bytes, the link pointer included. */
 LUMO_API void stack_create(miState* state, LumoStack* stack, miUint size);
-/* Returns the new top element, uninitialised but for its link; null when there is no memory (the stack is unchanged).
- * */
+/* Returns the new top element, uninitialised but for its link; null when there is no memory (the stack is unchanged). */
 LUMO_API void* stack_push(LumoStack* stack);
 /* Nothing happens on an empty stack. */
 LUMO_API void stack_pop(LumoStack* stack);

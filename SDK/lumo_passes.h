@@ -26,11 +26,11 @@ typedef enum PassType {
     kPassIndirect = 9,
     kPassDirectIrradiance = 10,
     kPassDirectIrradianceNoShadow = 11,
-    kPassShadow = 12,            /* 12-15 record the light that was blocked */
-    kPassShadowLuminance = 13,   /* scalar */
+    kPassShadow = 12,          /* 12-15 record the light that was blocked */
+    kPassShadowLuminance = 13, /* scalar */
     kPassShadowIrradiance = 14,
-    kPassShadowCosine = 15,      /* scalar */
-    kPassOwnAlpha16 = 16,        /* 16-18: whoever writes them also decides their alpha */
+    kPassShadowCosine = 15, /* scalar */
+    kPassOwnAlpha16 = 16,   /* 16-18: whoever writes them also decides their alpha */
     kPassOwnAlpha17 = 17,
     kPassOwnAlpha18 = 18,
     kPassReflection = 19,
@@ -41,21 +41,21 @@ typedef enum PassType {
     kPassReserved24 = 24,
     kPassTranslucence = 25,
     kPassMatte = 26,
-    kPassLightScalar = 27,       /* scalar, per light */
+    kPassLightScalar = 27, /* scalar, per light */
     kPassTransparency = 28,
     kPassGlow = 29,
-    kPassUser = 30,              /* the buffers of the write-to-buffer shaders */
+    kPassUser = 30, /* the buffers of the write-to-buffer shaders */
     kPassTranslucenceNoShadow = 31,
     kPassReserved32 = 32,
-    kPassIncidence = 33,         /* scalar */
+    kPassIncidence = 33, /* scalar */
     kPassBeautyNoShadow = 34
 } PassType;
 
 /* FrameBufferInfo::flags. */
 enum {
-    kEntryComposited = 0x1,            /* what lies behind shows through; without it the front stands alone */
-    kEntryMatte = 0x2,                 /* surfaces that the buffer filters out still hold out what lies behind */
-    kEntryUser4 = 0x4,                 /* 0x4 and 0x8: handed on, not used here */
+    kEntryComposited = 0x1, /* what lies behind shows through; without it the front stands alone */
+    kEntryMatte = 0x2,      /* surfaces that the buffer filters out still hold out what lies behind */
+    kEntryUser4 = 0x4,      /* 0x4 and 0x8: handed on, not used here */
     kEntryUser8 = 0x8,
     kEntryThroughReflection = 0x10,    /* filtered surfaces still hand up what they reflect */
     kEntryThroughRefraction = 0x20,    /* filtered surfaces still hand up what they refract */
@@ -74,19 +74,19 @@ enum {
 
 /* FrameBufferSlot::levelFlags. */
 enum {
-    kLevelFiltered = 0x1,        /* the surface at this level does not write the buffer */
-    kLevelBelowRange = 0x2,      /* ... because the buffer's own depth range starts deeper */
-    kLevelNoReflection = 0x4,    /* reflections from here on are filtered too */
-    kLevelNoRefraction = 0x8,    /* refractions from here on are filtered too */
-    kLevelHidden = 0x10          /* nothing from here on is seen by the buffer */
+    kLevelFiltered = 0x1,     /* the surface at this level does not write the buffer */
+    kLevelBelowRange = 0x2,   /* ... because the buffer's own depth range starts deeper */
+    kLevelNoReflection = 0x4, /* reflections from here on are filtered too */
+    kLevelNoRefraction = 0x8, /* refractions from here on are filtered too */
+    kLevelHidden = 0x10       /* nothing from here on is seen by the buffer */
 };
 
 /* FrameBufferState::flags. */
 enum {
-    kFrameTempOnHeap = 0x1,     /* render option "vexa allocate temp data on heap" */
-    kFrameSurfaceClear = 0x2,   /* the surface is clear enough for pass shaders to leave it to what lies behind */
-    kFrameContinued = 0x4,      /* a pass shader has continued this sample's ray */
-    kFrameContinuing = 0x8      /* the ray goes on as if the surface were not there: a pass shader continues it, or the
+    kFrameTempOnHeap = 0x1,   /* render option "vexa allocate temp data on heap" */
+    kFrameSurfaceClear = 0x2, /* the surface is clear enough for pass shaders to leave it to what lies behind */
+    kFrameContinued = 0x4,    /* a pass shader has continued this sample's ray */
+    kFrameContinuing = 0x8    /* the ray goes on as if the surface were not there: a pass shader continues it, or the
                                  * engine looks through a fully clear surface */
 };
 
@@ -108,7 +108,7 @@ typedef struct FrameBufferInfo {
     miColor shadowValue; /* shadow transmission, or blocked light in shadow-inverted passes */
     miColor shadowSum;
     miColor lightSum;
-    miInteger identifier; /* the application's own number */
+    miInteger identifier;   /* the application's own number */
     FrameBufferSlot* slots; /* one per ray level, 0 .. trace depth + 1 */
 } FrameBufferInfo;
 

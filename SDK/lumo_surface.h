@@ -15,19 +15,20 @@ typedef struct SurfaceShaderReturnType {
     miColor color;        /* what the surface looks like; alpha is that of the base color */
     miColor glowColor;    /* rgb */
     miColor matteOpacity; /* rgb; kBlackHole in each cuts a hole into the picture */
-    miColor transparency; /* T of the surface, as compositing is to see it: 0 where refracted rays already looked behind */
-    miColor term0;        /* ambient. These copies are written when the composition's mask has the bit of their number */
-    miColor term1;        /* incandescence */
-    miColor term2;        /* indirect light */
-    miColor term3;        /* direct light */
-    miColor term4;        /* direct light without shadow */
-    miColor term5;        /* rgb: share of the light that was blocked */
-    miColor term6;        /* specular */
-    miColor term7;        /* specular, with bit 7; see bc_composite */
-    miColor term8;        /* reflection */
-    miColor term9;        /* refraction */
-    miColor term10;       /* scatter */
-    miColor opacity;      /* rgb: 1 - T */
+    miColor
+        transparency; /* T of the surface, as compositing is to see it: 0 where refracted rays already looked behind */
+    miColor term0;    /* ambient. These copies are written when the composition's mask has the bit of their number */
+    miColor term1;    /* incandescence */
+    miColor term2;    /* indirect light */
+    miColor term3;    /* direct light */
+    miColor term4;    /* direct light without shadow */
+    miColor term5;    /* rgb: share of the light that was blocked */
+    miColor term6;    /* specular */
+    miColor term7;    /* specular, with bit 7; see bc_composite */
+    miColor term8;    /* reflection */
+    miColor term9;    /* refraction */
+    miColor term10;   /* scatter */
+    miColor opacity;  /* rgb: 1 - T */
 } SurfaceShaderReturnType;
 
 static const miScalar kBlackHole = -1000000.0f;
@@ -37,9 +38,9 @@ enum {
     kTermAmbient = 0x1,
     kTermIncandescence = 0x2,
     kTermIndirect = 0x4,
-    kTermDirect = 0x8,            /* light as sampled */
-    kTermDirectNoShadow = 0x10,   /* light before shadows */
-    kTermShadowRatio = 0x20,      /* also leaves the weight of secondary rays as it is */
+    kTermDirect = 0x8,          /* light as sampled */
+    kTermDirectNoShadow = 0x10, /* light before shadows */
+    kTermShadowRatio = 0x20,    /* also leaves the weight of secondary rays as it is */
     kTermSpecular = 0x40,
     kTermSpecularNoShadow = 0x80,
     kTermReflection = 0x100,
@@ -123,19 +124,19 @@ LUMO_API miColor* compute_irradiance(miColor* result, const miColor* irradianceC
 
 /* How a surface refracts. */
 typedef struct RefractionSettings {
-    miBoolean refractions;        /* off: compositing looks straight through the surface */
-    miScalar refractiveIndex;     /* of the inside; 1 is air. That of the outside is known from the ray. Not above 0: 1 */
-    miScalar refractionDepth;     /* handed on for the material's own use */
-    miScalar lightAbsorbance;     /* light falls to 1/e over a way of 1 / this inside */
-    miScalar surfaceThickness;    /* above 0: a sheet of this thickness instead of the boundary of a solid */
-    miScalar shadowAttenuation;   /* these two are for shadow rays */
+    miBoolean refractions;      /* off: compositing looks straight through the surface */
+    miScalar refractiveIndex;   /* of the inside; 1 is air. That of the outside is known from the ray. Not above 0: 1 */
+    miScalar refractionDepth;   /* handed on for the material's own use */
+    miScalar lightAbsorbance;   /* light falls to 1/e over a way of 1 / this inside */
+    miScalar surfaceThickness;  /* above 0: a sheet of this thickness instead of the boundary of a solid */
+    miScalar shadowAttenuation; /* these two are for shadow rays */
     miScalar transparencyDepth;
     miBoolean chromaticAberration; /* red, green and blue take ways of their own */
-    miScalar refractionBlur;      /* radius of the cone of rays at distance 1 */
-    miInteger refractionLimit;    /* rays that were refracted this often go on straight */
-    miInteger refractionRays;     /* of a blurred refraction; at least 1 is traced */
-    miBoolean hideSource;         /* the surface itself is not seen, so nothing is traced */
-    miColor transparency;         /* tints what is seen through */
+    miScalar refractionBlur;       /* radius of the cone of rays at distance 1 */
+    miInteger refractionLimit;     /* rays that were refracted this often go on straight */
+    miInteger refractionRays;      /* of a blurred refraction; at least 1 is traced */
+    miBoolean hideSource;          /* the surface itself is not seen, so nothing is traced */
+    miColor transparency;          /* tints what is seen through */
 } RefractionSettings;
 
 /* What is seen through a surface, tinted; also folds the rays' passes into the entries, which are those of
@@ -147,26 +148,26 @@ LUMO_API miBoolean compute_refraction(miColor* result, miState* state, const Ref
 /* How the rays of a blurred reflection are spread: as facets of the surface, or light around the mirrored ray, make a
  * highlight of the same parameters. reflectionBlur times the angles: 1 blurs as much as the highlight. */
 enum {
-    kLobeCone = 0,   /* evenly over a disc; reflectionBlur is its radius at distance 1 */
-    kLobePower = 1,  /* cosine of the angle to the mirrored ray, to the power lobe[0] */
-    kLobeSoft = 2,   /* t lobe[0] / (t^2 (lobe[0] - 1) + 1), t = 1 - (1 - cosine) / lobe[1] */
-    kLobeFacets = 3  /* normals of facets, after Trowbridge and Reitz: lobe[0] wide along lobeTangent, lobe[1] across */
+    kLobeCone = 0,  /* evenly over a disc; reflectionBlur is its radius at distance 1 */
+    kLobePower = 1, /* cosine of the angle to the mirrored ray, to the power lobe[0] */
+    kLobeSoft = 2,  /* t lobe[0] / (t^2 (lobe[0] - 1) + 1), t = 1 - (1 - cosine) / lobe[1] */
+    kLobeFacets = 3 /* normals of facets, after Trowbridge and Reitz: lobe[0] wide along lobeTangent, lobe[1] across */
 };
 
 /* How a surface reflects. */
 typedef struct ReflectionSettings {
     miScalar reflectivity;
-    miColor color;                /* times reflectivity: the weight of the rays' passes */
-    miScalar glowIntensity;       /* handed on for the material's own use */
-    miInteger reflectionLimit;    /* rays that were reflected this often reflect no more */
-    miScalar reflectionBlur;      /* not above 0: sharp; see above */
-    miInteger reflectionRays;     /* of a blurred reflection; at least 1 is traced */
-    miVector normal;              /* shading normal */
-    miScalar normalEye;           /* cosine of the normal and the direction to the eye */
+    miColor color;             /* times reflectivity: the weight of the rays' passes */
+    miScalar glowIntensity;    /* handed on for the material's own use */
+    miInteger reflectionLimit; /* rays that were reflected this often reflect no more */
+    miScalar reflectionBlur;   /* not above 0: sharp; see above */
+    miInteger reflectionRays;  /* of a blurred reflection; at least 1 is traced */
+    miVector normal;           /* shading normal */
+    miScalar normalEye;        /* cosine of the normal and the direction to the eye */
     miInteger lobe;
     miScalar lobeWidth[2];
-    miVector lobeTangent;         /* in the surface, unit length; for kLobeFacets */
-    miBoolean colorIsMap;         /* `color` is a picture of the surroundings, which serves where no ray may be traced */
+    miVector lobeTangent; /* in the surface, unit length; for kLobeFacets */
+    miBoolean colorIsMap; /* `color` is a picture of the surroundings, which serves where no ray may be traced */
 } ReflectionSettings;
 
 /* The color that is reflected, not yet times color and reflectivity; passes as above. Where the render's depths or the
@@ -186,7 +187,7 @@ typedef struct ScatterSettings {
     miScalar diffuse;         /* share of the light that does not enter */
     miColor color;            /* tints what comes out */
     miScalar translucence, translucenceFocus, translucenceDepth; /* not used: they stand in for what is found here */
-    const miVector* normalCamera;  /* these three are addresses in the parameter block, or null; bumps are not used */
+    const miVector* normalCamera; /* these three are addresses in the parameter block, or null; bumps are not used */
     const miColor* irradiance;
     const miColor* irradianceColor;
 } ScatterSettings;

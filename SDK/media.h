@@ -28,4 +28,4 @@ private:
     const miState* around_ = nullptr;
 };
 
-} // namespace lumo
+}  // namespace lumo

@@ -9,17 +9,15 @@ constexpr miUint kCount = kNoiseValueCount;
 
 miUint advance(miUint* seed) { return *seed = (*seed * 25173 + 13849) & 0xFFFF; }
 
-} // namespace
-} // namespace lumo
+}  // namespace
+}  // namespace lumo
 
-miScalar noise_table_scalar(miInteger i)
-{
+miScalar noise_table_scalar(miInteger i) {
     const miUint bits = static_cast<miUint>(i);
     return lumo::kNoiseValues[(i < 0 ? 0 - bits : bits) % lumo::kCount];
 }
 
-miVector* noise_table_vector(miVector* result, miInteger i)
-{
+miVector* noise_table_vector(miVector* result, miInteger i) {
     using lumo::kCount, lumo::kNoiseValues;
     const miUint bits = static_cast<miUint>(i);
     const miUint first = (i == -2 || i == -1 ? bits + kCount : bits) % kCount;

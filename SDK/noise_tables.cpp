@@ -10,4 +10,4 @@ constinit const std::array<std::uint8_t, 256> kNoisePermutation = {
 #include "noise/permutation_table.inc"
 };
 
-} // namespace lumo
+}  // namespace lumo

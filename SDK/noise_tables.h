@@ -11,4 +11,4 @@ inline constexpr int kNoiseValueCount = 65535;
 extern const std::array<float, kNoiseValueCount> kNoiseValues;
 extern const std::array<std::uint8_t, 256> kNoisePermutation;
 
-} // namespace lumo
+}  // namespace lumo

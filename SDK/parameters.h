@@ -30,35 +30,30 @@ public:
     miState* state() const { return state_; }
 
     template <ParameterValue T>
-    T operator()(T P::*member) const
-    {
+    T operator()(T P::* member) const {
         return evaluated(&(parameters_->*member));
     }
 
     template <class Record, ParameterValue T>
-    T operator()(Record P::*record, T Record::*member) const
-    {
+    T operator()(Record P::* record, T Record::* member) const {
         return evaluated(&(parameters_->*record.*member));
     }
 
     /* `index` counts from 0; the caller keeps it below the array's count. */
     template <ParameterValue T>
-    T element(miInteger P::*start, T (P::*array)[1], miInteger index) const
-    {
+    T element(miInteger P::* start, T (P::*array)[1], miInteger index) const {
         return evaluated(parameters_->*array + (*this)(start) + index);
     }
 
     template <class T>
-    bool isConnected(T P::*member) const
-    {
+    bool isConnected(T P::* member) const {
         return isConnectedAddress(&(parameters_->*member));
     }
 
     /* Calls the shader that a parameter is connected to, past the renderer's cache of evaluated parameters, and gives
      * its result; the stored value when nothing is connected. */
     template <ParameterValue T>
-    T call(T P::*member) const
-    {
+    T call(T P::* member) const {
         T* address = &(parameters_->*member);
         const void* result = isConnectedAddress(address) ? mi_phen_call(state_, address) : nullptr;
         return *static_cast<const T*>(result ? result : address);
@@ -66,18 +61,15 @@ public:
 
 protected:
     template <class T>
-    T evaluated(T* address) const
-    {
+    T evaluated(T* address) const {
         const void* result = isConnectedAddress(address) ? mi_phen_eval(state_, address) : nullptr;
         return *static_cast<const T*>(result ? result : address);
     }
 
     /* A parameter's ghost is a tag that lies at the same offset from every parameter of the running function. */
-    bool isConnectedAddress(const void* address) const
-    {
+    bool isConnectedAddress(const void* address) const {
         const miFunction* function = state_->shader;
-        if (!function || function->has_connections != 1)
-            return false;
+        if (!function || function->has_connections != 1) return false;
         miTag ghost;
         std::memcpy(&ghost, static_cast<const char*>(address) + function->ghost_offs, sizeof ghost);
         return ghost != miNULLTAG && ghost != miPARAMTAG;
@@ -94,4 +86,4 @@ private:
 /* For shaders without parameters. */
 struct NoParameters {};
 
-} // namespace lumo
+}  // namespace lumo

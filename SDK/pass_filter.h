@@ -12,9 +12,7 @@ namespace lumo {
 class PassFilter {
 public:
     PassFilter(miState* state, miTag instance)
-        : mask_(maskTag(state, instance)), text_(mask_ && *mask_.get() ? mask_.get() : nullptr)
-    {
-    }
+        : mask_(maskTag(state, instance)), text_(mask_ && *mask_.get() ? mask_.get() : nullptr) {}
 
     bool allows(miUint pass) const { return !text_ || contributesToPass(pass, text_); }
 
@@ -31,4 +29,4 @@ private:
 /* The instance that speaks for the hit: the assembly that holds it, else the hit instance itself. */
 miTag shadedObject(miState* state);
 
-} // namespace lumo
+}  // namespace lumo

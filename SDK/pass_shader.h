@@ -19,20 +19,18 @@
 namespace lumo {
 
 struct PassHeader {
-    miInteger pass; /* number of the buffer among the camera's pass names */
+    miInteger pass;         /* number of the buffer among the camera's pass names */
     miInteger contribution; /* number that objects' pass masks are asked about */
-    miInteger holdOut; /* write zeros where the object does not contribute, instead of looking behind it */
-    miInteger opacityMode; /* 0: by threshold; else by what the shading engine found */
+    miInteger holdOut;      /* write zeros where the object does not contribute, instead of looking behind it */
+    miInteger opacityMode;  /* 0: by threshold; else by what the shading engine found */
     miScalar opacityThreshold;
 };
 
 /* Eye rays, and what they see through transparent surfaces without any reflection or refraction. */
 template <class P>
 struct PassShaderEyeRayFilter {
-    static bool accepts(const miState* state, miInteger stage)
-    {
-        if (stage != miSTAGE_TILE)
-            return false;
+    static bool accepts(const miState* state, miInteger stage) {
+        if (stage != miSTAGE_TILE) return false;
         const bool straight = state->reflection_level == 0 && state->refraction_level == 0;
         return state->type == miRAY_EYE || (state->type == miRAY_TRANSPARENT && straight);
     }
@@ -49,20 +47,16 @@ union PassValue {
 /* Whether the surface counts as there: its transparency T stays below the threshold, or (other mode) the shading engine
  * did not find it clear. */
 template <class P>
-bool isOpaqueEnough(const FrameBufferState& frame, const ShaderHelper<P>& in)
-{
-    if (in(&P::header, &PassHeader::opacityMode) != 0)
-        return !(frame.flags & kFrameSurfaceClear);
+bool isOpaqueEnough(const FrameBufferState& frame, const ShaderHelper<P>& in) {
+    if (in(&P::header, &PassHeader::opacityMode) != 0) return !(frame.flags & kFrameSurfaceClear);
     return 1 - in(&P::header, &PassHeader::opacityThreshold) + 0.00001f >= luminance(frame.transparency);
 }
 
 /* Lets the ray go on as if the surface were not there, so that the pass shaders of what lies behind write their
  * buffers. Once per sample and depth of nesting; everything that the ones behind change in the state is put back, and
  * they deposit no colors of materials. */
-inline void continueBehind(miState* state, FrameBufferState& frame)
-{
-    if (frame.flags & kFrameContinued)
-        return;
+inline void continueBehind(miState* state, FrameBufferState& frame) {
+    if (frame.flags & kFrameContinued) return;
     const FrameBufferState frameBefore = frame;
     const miUint label = state->label;
     const miVector point = state->point, normal = state->normal, motion = state->motion;
@@ -95,8 +89,7 @@ public:
 
     explicit PassShader(const Helper& in) : PassShader(in, in(&P::header, &PassHeader::pass)) {}
 
-    miBoolean shade(void*, const Helper& in) const
-    {
+    miBoolean shade(void*, const Helper& in) const {
         miState* state = in.state();
         if (!vexabaseOf(state)) {
             reportWarning("LumoShaderSDK(): Internal state error.");
@@ -114,17 +107,14 @@ private:
         : Shader<P, Helper, version>(in),
           frameBuffer_(getNonMaterialPassFrameBufferIndex(in.state(), pass)),
           contribution_(static_cast<miUint>(in(&P::header, &PassHeader::contribution))),
-          computation_(in)
-    {
+          computation_(in) {
         if (frameBuffer_ == 0)
             mi_warning("PassShader(): The camera has no frame buffer for pass %d, which is not written.", pass);
     }
 
-    void writePass(const Helper& in, FrameBufferState* frame) const
-    {
+    void writePass(const Helper& in, FrameBufferState* frame) const {
         miState* state = in.state();
-        if (frame && !isOpaqueEnough(*frame, in))
-            return;
+        if (frame && !isOpaqueEnough(*frame, in)) return;
 
         // What the computation leaves alone keeps the value that is already in the buffer.
         const int buffer = static_cast<int>(frameBuffer_);
@@ -147,4 +137,4 @@ private:
     const Computation computation_;
 };
 
-} // namespace lumo
+}  // namespace lumo

@@ -9,17 +9,13 @@ namespace lumo {
 template <class Element>
 class Pinned {
 public:
-    Pinned(miTag tag, miScene_types wanted)
-    {
+    Pinned(miTag tag, miScene_types wanted) {
         int type = miSCENE_NONE;
-        if (tag == miNULLTAG)
-            return;
+        if (tag == miNULLTAG) return;
         element_ = static_cast<const Element*>(mi_db_access_type(&type, tag));
-        if (!element_)
-            return;
+        if (!element_) return;
         tag_ = tag;
-        if (type != wanted)
-            unpin();
+        if (type != wanted) unpin();
     }
     ~Pinned() { unpin(); }
 
@@ -30,10 +26,8 @@ public:
     const Element* operator->() const { return element_; }
     const Element* get() const { return element_; }
 
-    void unpin()
-    {
-        if (element_)
-            mi_db_unpin(tag_);
+    void unpin() {
+        if (element_) mi_db_unpin(tag_);
         element_ = nullptr;
     }
 
@@ -52,4 +46,4 @@ public:
     explicit PinnedText(miTag tag) : Pinned(tag, miSCENE_STRING) {}
 };
 
-} // namespace lumo
+}  // namespace lumo

@@ -35,14 +35,12 @@ int entryCount(const LumoRamp& ramp) { return std::min<int>(ramp.count, kRampCap
 /* Four positions. Behind the last entry this reads on into the values, which belong to the record. */
 Float4 fourPositions(const LumoRamp& ramp, int from) { return load4(ramp.positions + from); }
 
-float greatest(Float4 v)
-{
+float greatest(Float4 v) {
     v = max4(v, __builtin_shufflevector(v, v, 2, 3, 0, 1));
     return max4(v, __builtin_shufflevector(v, v, 1, 0, 3, 2))[0];
 }
 
-float smallest(Float4 v)
-{
+float smallest(Float4 v) {
     v = min4(v, __builtin_shufflevector(v, v, 2, 3, 0, 1));
     return min4(v, __builtin_shufflevector(v, v, 1, 0, 3, 2))[0];
 }
@@ -52,8 +50,7 @@ float smallest(Float4 v)
 template <class IsBelow, class IsAbove>
 class Sides {
 public:
-    Sides(const LumoRamp& ramp, IsBelow isBelow, IsAbove isAbove)
-    {
+    Sides(const LumoRamp& ramp, IsBelow isBelow, IsAbove isAbove) {
         const int count = entryCount(ramp);
         Float4 highest = broadcast4(-kInfinity), lowest = broadcast4(kInfinity);
         Int4 entry = {0, 1, 2, 3};
@@ -75,8 +72,7 @@ public:
     float lowestAbove;              /* position of nearestAbove */
 
 private:
-    void findNearest(const LumoRamp& ramp, float highest, float lowest)
-    {
+    void findNearest(const LumoRamp& ramp, float highest, float lowest) {
         EntrySet atHighest = 0, atLowest = 0;
         for (int i = 0; i < entryCount(ramp); i += 4) {
             const Float4 p = fourPositions(ramp, i);
@@ -88,31 +84,25 @@ private:
     }
 };
 
-} // namespace
+}  // namespace
 
-RampBracket rampBracket(const LumoRamp& ramp, float t)
-{
-    const Sides sides(
-        ramp, [t](Float4 p) { return p < t; }, [t](Float4 p) { return p >= t; });
+RampBracket rampBracket(const LumoRamp& ramp, float t) {
+    const Sides sides(ramp, [t](Float4 p) { return p < t; }, [t](Float4 p) { return p >= t; });
     const bool firstIsNone = ramp.positions[0] != ramp.positions[0];
-    if (firstIsNone || (sides.below | sides.above) == 0)
-        return {0, 0};
+    if (firstIsNone || (sides.below | sides.above) == 0) return {0, 0};
 
     const int below = sides.nearestBelow, above = sides.nearestAbove;
-    if (sides.above == 0)
-        return {below, below};
+    if (sides.above == 0) return {below, below};
     // Calculated rather than branched upon: which side comes first is as good as random.
     const bool drivesOut = (sides.lowestAbove == t) & (above < std::countr_zero(sides.below));
     const bool takesLower = (sides.below == 0) | drivesOut;
     return {takesLower ? above : below, above};
 }
 
-RampBracket rampNeighbours(const LumoRamp& ramp, RampBracket inner)
-{
+RampBracket rampNeighbours(const LumoRamp& ramp, RampBracket inner) {
     const float lower = ramp.positions[inner.lower], upper = ramp.positions[inner.upper];
-    const Sides sides(
-        ramp, [lower](Float4 p) { return p < lower; }, [upper](Float4 p) { return p > upper; });
+    const Sides sides(ramp, [lower](Float4 p) { return p < lower; }, [upper](Float4 p) { return p > upper; });
     return {sides.below ? sides.nearestBelow : inner.lower, sides.above ? sides.nearestAbove : inner.upper};
 }
 
-} // namespace lumo
+}  // namespace lumo

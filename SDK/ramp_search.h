@@ -17,4 +17,4 @@ RampBracket rampBracket(const LumoRamp& ramp, float t);
 /* The entries before lower and after upper; lower and upper themselves where the ramp ends there. */
 RampBracket rampNeighbours(const LumoRamp& ramp, RampBracket inner);
 
-} // namespace lumo
+}  // namespace lumo

@@ -8,28 +8,23 @@
 namespace lumo {
 namespace {
 
-miVector turnedToEye(miVector normal, const miState* state)
-{
-    if (mi_vector_dot(&normal, &state->dir) > 0)
-        mi_vector_neg(&normal);
+miVector turnedToEye(miVector normal, const miState* state) {
+    if (mi_vector_dot(&normal, &state->dir) > 0) mi_vector_neg(&normal);
     return normal;
 }
 
 /* The side of the true surface that the ray came from; of the shading normal where nothing else is known. */
-miVector sideOf(const miState* state, const ReflectionSettings& settings)
-{
+miVector sideOf(const miState* state, const ReflectionSettings& settings) {
     const miVector& normal = state->normal_geom;
     return turnedToEye(mi_vector_dot(&normal, &state->dir) != 0 ? normal : settings.normal, state);
 }
 
 /* Bumps and smooth normals would send some rays into the surface: those are mirrored by it once more. */
-miVector outward(const miVector& dir, const miVector& side)
-{
+miVector outward(const miVector& dir, const miVector& side) {
     return mi_vector_dot(&dir, &side) < 0 ? mirrored(dir, side) : dir;
 }
 
-Lobe lobeOf(const miState* state, const ReflectionSettings& settings)
-{
+Lobe lobeOf(const miState* state, const ReflectionSettings& settings) {
     Lobe lobe{settings.lobe, {settings.lobeWidth[0], settings.lobeWidth[1]}, settings.reflectionBlur};
     lobe.normal = turnedToEye(settings.normal, state);
     lobe.tangent = settings.lobeTangent;
@@ -38,8 +33,7 @@ Lobe lobeOf(const miState* state, const ReflectionSettings& settings)
 }
 
 /* Where no ray goes: a picture of the surroundings if the material has one, else the environment. */
-bool mirrorSurroundings(miColor* result, miState* state, const ReflectionSettings& settings, const miVector& dir)
-{
+bool mirrorSurroundings(miColor* result, miState* state, const ReflectionSettings& settings, const miVector& dir) {
     if (settings.colorIsMap) {
         *result = WHITE;
         return true;
@@ -48,12 +42,11 @@ bool mirrorSurroundings(miColor* result, miState* state, const ReflectionSetting
     return mi_trace_environment(result, state, &dir);
 }
 
-} // namespace
-} // namespace lumo
+}  // namespace
+}  // namespace lumo
 
 miBoolean compute_reflection(miColor* result, miState* state, const ReflectionSettings* settings, PassState* passes,
-                             miUint count, FrameBufferInfo* entries)
-{
+                             miUint count, FrameBufferInfo* entries) {
     using namespace lumo;
     *result = kBlack;
     const FrameBuffers buffers{passes, {entries, count}};

@@ -49,8 +49,7 @@ public:
           normal_(state->normal),
           cosine_(-mi_vector_dot(&state->normal, &state->dir)),
           isSheet_(settings.surfaceThickness > 0 && std::isfinite(settings.surfaceThickness)),
-          leaves_(state->inv_normal && !isSheet_)
-    {
+          leaves_(state->inv_normal && !isSheet_) {
         if (cosine_ < 0) {
             mi_vector_neg(&normal_);
             cosine_ = -cosine_;
@@ -63,8 +62,7 @@ public:
     }
 
     /* False when the render's depths do not allow the ray. */
-    bool trace(miScalar index, const miColor& channels, miColor& color) const
-    {
+    bool trace(miScalar index, const miColor& channels, miColor& color) const {
         const Media media = mediaFor(index);
         const Passage passage = passageFor(media.here / media.beyond);
         const bool isMirror = passage.kind == RayKind::kReflection;
@@ -82,12 +80,9 @@ public:
     }
 
 private:
-    Media mediaFor(miScalar index) const
-    {
-        if (!leaves_)
-            return {indexOr(state_->ior, 1), index};
-        if (!inner_)
-            return {index, 1};
+    Media mediaFor(miScalar index) const {
+        if (!leaves_) return {indexOr(state_->ior, 1), index};
+        if (!inner_) return {index, 1};
         const miScalar here = indexOr(inner_->ior, index);
         return {here, !leavesInner() ? here : around_ ? indexOr(around_->ior, 1) : 1};
     }
@@ -96,8 +91,7 @@ private:
     bool leavesInner() const { return inner_ && inner_->material == state_->material; }
 
     /* The state that the ray starts with; its hits find the medium there. */
-    void enter(const Passage& passage, const Media& media) const
-    {
+    void enter(const Passage& passage, const Media& media) const {
         const bool crosses = passage.kind == RayKind::kRefraction && !isSheet_;
         state_->point = passage.start;
         state_->ior_in = media.here;
@@ -109,19 +103,16 @@ private:
             state_->refraction_volume = leavesInner() ? inner_->volume : state_->volume;
     }
 
-    Passage passageFor(miScalar eta) const
-    {
+    Passage passageFor(miScalar eta) const {
         const miScalar k = 1 - eta * eta * (1 - cosine_ * cosine_);
         const miScalar inside = leaves_ ? static_cast<miScalar>(state_->dist) : 0;
-        if (!(k >= 0))
-            return {RayKind::kReflection, mirrored(state_->dir, normal_), normal_, state_->point, inside};
+        if (!(k >= 0)) return {RayKind::kReflection, mirrored(state_->dir, normal_), normal_, state_->point, inside};
 
         const miScalar cosineInside = std::sqrt(k), n = eta * cosine_ - cosineInside;
         const miVector& i = state_->dir;
         const miVector refracted = {eta * i.x + n * normal_.x, eta * i.y + n * normal_.y, eta * i.z + n * normal_.z};
         const miVector behind = {-normal_.x, -normal_.y, -normal_.z};
-        if (!isSheet_)
-            return {RayKind::kRefraction, refracted, behind, state_->point, inside};
+        if (!isSheet_) return {RayKind::kRefraction, refracted, behind, state_->point, inside};
 
         // Out of the other face of a sheet the ray leaves as it came, a little to the side.
         const miScalar way = settings_.surfaceThickness / std::max(cosineInside, 1e-4f);
@@ -130,8 +121,7 @@ private:
         return {RayKind::kRefraction, i, behind, exit, way};
     }
 
-    miScalar absorption(miScalar way) const
-    {
+    miScalar absorption(miScalar way) const {
         return settings_.lightAbsorbance > 0 && way > 0 ? std::exp(-settings_.lightAbsorbance * way) : 1.0f;
     }
 
@@ -147,8 +137,7 @@ private:
 
 /* Each color its own way. Only the first surface of a path splits the ray: one rainbow is enough, and three times the
  * rays at every surface are not. */
-bool traceColors(const Refraction& refraction, miScalar index, miColor& color)
-{
+bool traceColors(const Refraction& refraction, miScalar index, miColor& color) {
     constexpr miColor channels[] = {{1, 0, 0, 0}, {0, 1, 0, 1}, {0, 0, 1, 0}};
     const miScalar spread = (index - 1) * kHalfDispersion;
     bool traced = false;
@@ -157,21 +146,18 @@ bool traceColors(const Refraction& refraction, miScalar index, miColor& color)
     return traced;
 }
 
-} // namespace
-} // namespace lumo
+}  // namespace
+}  // namespace lumo
 
 miBoolean compute_refraction(miColor* result, miState* state, const RefractionSettings* settings, PassState* passes,
-                             miUint count, FrameBufferInfo* entries)
-{
+                             miUint count, FrameBufferInfo* entries) {
     using namespace lumo;
     *result = kBlack;
-    if (!settings->refractions || settings->hideSource || isBlack(settings->transparency))
-        return miFALSE;
+    if (!settings->refractions || settings->hideSource || isBlack(settings->transparency)) return miFALSE;
 
     const FrameBuffers buffers{passes, {entries, count}};
     const Refraction refraction(state, *settings, buffers);
     const miScalar index = settings->refractiveIndex > 0 ? settings->refractiveIndex : 1;
-    if (settings->chromaticAberration && state->refraction_level == 0)
-        return traceColors(refraction, index, *result);
+    if (settings->chromaticAberration && state->refraction_level == 0) return traceColors(refraction, index, *result);
     return refraction.trace(index, {1, 1, 1, 1}, *result);
 }

@@ -13,4 +13,4 @@ bool renderOptionIsOn(miState* state, const char* name);
 /* The renderer's index of the camera's frame buffer of this name. */
 std::optional<miUint> frameBufferIndex(miState* state, const char* name);
 
-} // namespace lumo
+}  // namespace lumo

@@ -23,10 +23,8 @@ namespace {
 
 constexpr char kFile[] = "sdk/lumoScatter";
 
-void release(void* memory)
-{
-    if (memory)
-        mi_mem_int_release(kFile, __LINE__, memory);
+void release(void* memory) {
+    if (memory) mi_mem_int_release(kFile, __LINE__, memory);
 }
 
 /* A state that is the same for whoever builds: an eye ray without a history. Padding is cleared too, because renderers
@@ -34,8 +32,7 @@ void release(void* memory)
  * seen in what it draws next. */
 class FixedState {
 public:
-    explicit FixedState(miState* state) : state_(state), before_(*state)
-    {
+    explicit FixedState(miState* state) : state_(state), before_(*state) {
         state->type = miRAY_EYE;
         state->qmc_instance = state->pad = 0;
         state->qmc_component = 0;
@@ -65,18 +62,14 @@ private:
     const miState before_;
 };
 
-ScatterCache* find(ScatterCache* list, const miState* state)
-{
-    while (list && (list->instance != state->instance || list->material != state->material))
-        list = list->next;
+ScatterCache* find(ScatterCache* list, const miState* state) {
+    while (list && (list->instance != state->instance || list->material != state->material)) list = list->next;
     return list;
 }
 
-ScatterCache* build(miState* state, Vexabase& record, const ScatterSurface& surface)
-{
+ScatterCache* build(miState* state, Vexabase& record, const ScatterSurface& surface) {
     auto* work = static_cast<ScatterWorkspace*>(mi_mem_int_test_allocate(kFile, __LINE__, sizeof(ScatterWorkspace)));
-    if (!work)
-        return nullptr;
+    if (!work) return nullptr;
     ScatterPatches patches;
     {
         const FixedState fixed(state);
@@ -96,8 +89,7 @@ ScatterCache* build(miState* state, Vexabase& record, const ScatterSurface& surf
 }
 
 /* 0 within half of `edge`, 1 beyond one and a half, smooth between: patches come and go unseen. */
-double farShare(double r, double edge)
-{
+double farShare(double r, double edge) {
     const double x = std::clamp(r / edge - 0.5, 0.0, 1.0);
     return x * x * (3 - 2 * x);
 }
@@ -106,22 +98,17 @@ double farShare(double r, double edge)
 class FarLight {
 public:
     FarLight(const ScatterCache& cache, const miVector& point, const ScatterProfile& profile)
-        : cache_(cache), point_(point), profile_(profile)
-    {
-    }
+        : cache_(cache), point_(point), profile_(profile) {}
 
-    void gather()
-    {
-        for (miUint root = cache_.patches.firstRoot; root < cache_.patches.count; ++root)
-            gatherBelow(root);
+    void gather() {
+        for (miUint root = cache_.patches.firstRoot; root < cache_.patches.count; ++root) gatherBelow(root);
     }
 
     double light[3] = {0, 0, 0}, weight[3] = {0, 0, 0};
 
 private:
     /* 21 levels with at most 7 siblings waiting on each. */
-    void gatherBelow(miUint root)
-    {
+    void gatherBelow(miUint root) {
         miUint waiting[160];
         int count = 0;
         waiting[count++] = root;
@@ -129,19 +116,15 @@ private:
             const ScatterNode& node = cache_.nodes[waiting[--count]];
             const double distance = static_cast<double>(mi_vector_dist(&node.point, &point_));
             const double size = static_cast<double>(node.size);
-            if (distance - 2 * size > profile_.reach())
-                continue;
+            if (distance - 2 * size > profile_.reach()) continue;
             constexpr double kOpening = 0.4;
             const bool opens = node.childCount > 0 && size > kOpening * distance;
-            for (miUint i = 0; opens && i < node.childCount; ++i)
-                waiting[count++] = node.firstChild + i;
-            if (!opens)
-                add(node, distance);
+            for (miUint i = 0; opens && i < node.childCount; ++i) waiting[count++] = node.firstChild + i;
+            if (!opens) add(node, distance);
         }
     }
 
-    void add(const ScatterNode& node, double distance)
-    {
+    void add(const ScatterNode& node, double distance) {
         const double area = static_cast<double>(node.area) * farShare(distance, cache_.patches.patchSize);
         for (int c = 0; area > 0 && c < 3; ++c) {
             const double w = area * profile_.density(c, distance);
@@ -156,8 +139,7 @@ private:
 };
 
 /* Share of the profile that farShare() leaves to the point itself. */
-double nearShare(const ScatterProfile& profile, int channel, double edge)
-{
+double nearShare(const ScatterProfile& profile, int channel, double edge) {
     constexpr int kSteps = 16;
     double sum = 0, inner = 0;
     for (int i = 0; i < kSteps; ++i) {
@@ -168,17 +150,15 @@ double nearShare(const ScatterProfile& profile, int channel, double edge)
     return sum;
 }
 
-} // namespace
+}  // namespace
 
-const ScatterCache* scatterCacheOf(miState* state, Vexabase& record, const ScatterSurface& surface, ScatterCache*& list)
-{
+const ScatterCache* scatterCacheOf(miState* state, Vexabase& record, const ScatterSurface& surface,
+                                   ScatterCache*& list) {
     const std::atomic_ref<ScatterCache*> head(list);
     ScatterCache* first = head.load(std::memory_order_acquire);
-    if (ScatterCache* known = find(first, state))
-        return known;
+    if (ScatterCache* known = find(first, state)) return known;
     ScatterCache* const built = build(state, record, surface);
-    if (!built)
-        return nullptr;
+    if (!built) return nullptr;
     do {
         if (ScatterCache* known = find(first, state)) {
             release(built);
@@ -190,11 +170,9 @@ const ScatterCache* scatterCacheOf(miState* state, Vexabase& record, const Scatt
 }
 
 bool gatherScatter(const ScatterCache& cache, const miVector& point, const ScatterProfile& profile, const miColor& here,
-                   ScatterSums& sums)
-{
+                   ScatterSums& sums) {
     const double edge = cache.patches.patchSize;
-    if (cache.patches.count == 0 || edge > profile.scale())
-        return false;
+    if (cache.patches.count == 0 || edge > profile.scale()) return false;
     FarLight far(cache, point, profile);
     far.gather();
     const miScalar own[3] = {here.r, here.g, here.b};
@@ -208,10 +186,9 @@ bool gatherScatter(const ScatterCache& cache, const miVector& point, const Scatt
     return true;
 }
 
-} // namespace lumo
+}  // namespace lumo
 
-void destroy_scatter(ScatterCache* cache)
-{
+void destroy_scatter(ScatterCache* cache) {
     while (cache) {
         ScatterCache* const next = cache->next;
         lumo::release(cache);

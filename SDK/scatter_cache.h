@@ -20,4 +20,4 @@ const ScatterCache* scatterCacheOf(miState* state, Vexabase& record, const Scatt
 bool gatherScatter(const ScatterCache& cache, const miVector& point, const ScatterProfile& profile, const miColor& here,
                    ScatterSums& sums);
 
-} // namespace lumo
+}  // namespace lumo

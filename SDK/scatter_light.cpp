@@ -9,8 +9,7 @@ namespace lumo {
 namespace {
 
 /* The mode of the render says whether its lights cast shadows. */
-bool castsShadows(miState* state, const Vexabase& record)
-{
+bool castsShadows(miState* state, const Vexabase& record) {
     CompositionState composition;
     bc_construct(&composition, record.compositionMode, state);
     const bool casts = composition.perSample != 0;
@@ -20,7 +19,7 @@ bool castsShadows(miState* state, const Vexabase& record)
 
 bool isFinite(const miColor& c) { return std::isfinite(c.r) && std::isfinite(c.g) && std::isfinite(c.b); }
 
-} // namespace
+}  // namespace
 
 EntryScope::EntryScope(miState* state, Vexabase& record)
     : state_(state),
@@ -30,39 +29,32 @@ EntryScope::EntryScope(miState* state, Vexabase& record)
       geometric_(state->normal_geom),
       dotNd_(state->dot_nd),
       before_(record),
-      withoutShadows_(!castsShadows(state, record))
-{
-}
+      withoutShadows_(!castsShadows(state, record)) {}
 
-EntryScope::~EntryScope()
-{
+EntryScope::~EntryScope() {
     state_->normal_geom = geometric_;
     state_->dot_nd = dotNd_;
     record_ = before_;
 }
 
-miColor EntryScope::lightAt(const EntryPoint& entry) const
-{
+miColor EntryScope::lightAt(const EntryPoint& entry) const {
     state_->point = entry.point;
     state_->normal = entry.normal;
     state_->normal_geom = entry.geometric;
     return lightHere();
 }
 
-miColor EntryScope::lightHere() const
-{
+miColor EntryScope::lightHere() const {
     int count = 0;
     miTag* lights = nullptr;
     mi_instance_lightlist(&count, &lights, state_);
     miColor sum = kBlack;
     for (int i = 0; lights && i < count; ++i)
-        if (lights[i] != miNULLTAG)
-            sum = sum + lightFrom(lights[i]);
+        if (lights[i] != miNULLTAG) sum = sum + lightFrom(lights[i]);
     return sum;
 }
 
-miColor EntryScope::lightFrom(miTag light) const
-{
+miColor EntryScope::lightFrom(miTag light) const {
     LightData& data = record_.light;
     data = LightData{};
     data.withoutSampleTerms = withoutShadows_;
@@ -71,14 +63,11 @@ miColor EntryScope::lightFrom(miTag light) const
     miScalar cosine = 0;
     int samples = 0;
     while (mi_sample_light(&color, &direction, &cosine, state_, light, &samples)) {
-        if (data.isAmbient || !data.emitsDiffuse)
-            continue;
-        if (data.corners)
-            cosine = arealight_lambertian_reflect(&state_->point, &state_->normal, data.corners);
-        if (cosine > 0 && isFinite(color * cosine))
-            sum = sum + color * cosine;
+        if (data.isAmbient || !data.emitsDiffuse) continue;
+        if (data.corners) cosine = arealight_lambertian_reflect(&state_->point, &state_->normal, data.corners);
+        if (cosine > 0 && isFinite(color * cosine)) sum = sum + color * cosine;
     }
     return samples > 0 ? sum / static_cast<miScalar>(samples) : kBlack;
 }
 
-} // namespace lumo
+}  // namespace lumo

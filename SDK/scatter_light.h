@@ -16,16 +16,13 @@ struct EntryPoint {
 class ScatterSurface {
 public:
     explicit ScatterSurface(const miState* state)
-        : instance_(state->instance), material_(state->material), inverted_(state->inv_normal != 0)
-    {
-    }
+        : instance_(state->instance), material_(state->material), inverted_(state->inv_normal != 0) {}
 
     bool owns(const miState& hit) const { return hit.instance == instance_ && hit.material == material_; }
 
     /* Normals of hits are turned towards the ray. The outside is the side that the shaded point is seen from, also
      * where a model's normals point inwards. */
-    EntryPoint entryAt(const miState& hit) const
-    {
+    EntryPoint entryAt(const miState& hit) const {
         EntryPoint entry = {hit.point, hit.normal, hit.normal_geom};
         if ((hit.inv_normal != 0) != inverted_) {
             mi_vector_neg(&entry.normal);
@@ -43,17 +40,14 @@ private:
  * object should have ends there. */
 template <class Visit>
 void probeSurface(miState* state, const ScatterSurface& surface, miVector org, const miVector& dir, double way,
-                  Visit visit)
-{
+                  Visit visit) {
     constexpr int kMostHits = 32;
     for (int i = 0; i < kMostHits && mi_trace_probe(state, &dir, &org); ++i) {
         const miState* hit = state->child;
-        if (!hit || !(hit->dist > 0) || !(hit->dist <= way))
-            return;
+        if (!hit || !(hit->dist > 0) || !(hit->dist <= way)) return;
         way -= hit->dist;
         org = hit->point;
-        if (surface.owns(*hit))
-            visit(*hit);
+        if (surface.owns(*hit)) visit(*hit);
     }
 }
 
@@ -85,4 +79,4 @@ private:
     miInteger withoutShadows_;
 };
 
-} // namespace lumo
+}  // namespace lumo

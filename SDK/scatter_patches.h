@@ -38,4 +38,4 @@ struct ScatterPatches {
 ScatterPatches cutSurface(miState* state, const ScatterSurface& surface, const EntryScope& lights,
                           ScatterWorkspace& work);
 
-} // namespace lumo
+}  // namespace lumo

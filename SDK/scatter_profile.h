@@ -25,8 +25,7 @@ class ScatterProfile {
 public:
     /* Albedos are 0 to 1, `radius` is above 0 and finite. A falloff out of range is 0. */
     ScatterProfile(const miColor& albedo, double radius, miInteger falloff)
-        : power_(falloff >= 1 && falloff <= 3 ? falloff : 0)
-    {
+        : power_(falloff >= 1 && falloff <= 3 ? falloff : 0) {
         const double a[3] = {static_cast<double>(albedo.r), static_cast<double>(albedo.g),
                              static_cast<double>(albedo.b)};
         for (int c = 0; c < 3; ++c)
@@ -40,25 +39,19 @@ public:
     double scale() const { return scale_[widest_]; }
 
     /* Light per area at this distance. */
-    double density(int channel, double r) const
-    {
+    double density(int channel, double r) const {
         const double d = scale_[channel], x = std::max(r / d, 1e-6);
-        if (!(x < reachOfUnit()))
-            return 0;
-        if (power_)
-            return (power_ + 1) * (power_ + 2) / (2 * std::numbers::pi * d * d) * std::pow(1 - x, power_);
+        if (!(x < reachOfUnit())) return 0;
+        if (power_) return (power_ + 1) * (power_ + 2) / (2 * std::numbers::pi * d * d) * std::pow(1 - x, power_);
         const double slow = std::exp(-x / 3);
         return (slow * slow * slow + slow) / (8 * std::numbers::pi * d * d * x * kKept);
     }
 
     /* Share of the light that comes from within this distance. */
-    double share(int channel, double r) const
-    {
+    double share(int channel, double r) const {
         const double x = std::max(r / scale_[channel], 0.0);
-        if (!(x < reachOfUnit()))
-            return 1;
-        if (power_)
-            return 1 - std::pow(1 - x, power_ + 1) * (1 + (power_ + 1) * x);
+        if (!(x < reachOfUnit())) return 1;
+        if (power_) return 1 - std::pow(1 - x, power_ + 1) * (1 + (power_ + 1) * x);
         const double slow = std::exp(-x / 3);
         return (1 - 0.25 * slow * slow * slow - 0.75 * slow) / kKept;
     }
@@ -75,8 +68,7 @@ private:
     double reachOfUnit() const { return power_ ? 1 : kDiffusionReach; }
 
     /* One of the two exponentials, each up to the reach. */
-    static double sampledDiffusion(double u)
-    {
+    static double sampledDiffusion(double u) {
         const double fast = 0.25 / kKept;
         const bool isFast = u < fast;
         const double lobe = isFast ? 1 : 3, v = isFast ? u / fast : (u - fast) / (1 - fast);
@@ -84,8 +76,7 @@ private:
     }
 
     /* share() rises steadily from 0 to 1. */
-    double sampledCone(double u) const
-    {
+    double sampledCone(double u) const {
         double low = 0, high = 1;
         for (int i = 0; i < 40; ++i) {
             const double x = (low + high) / 2;
@@ -100,4 +91,4 @@ private:
     const int power_; /* of a cone; 0 is diffusion */
 };
 
-} // namespace lumo
+}  // namespace lumo

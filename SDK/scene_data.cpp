@@ -12,10 +12,8 @@ namespace {
 constexpr int kLongestChain = 1 << 16;
 
 /* The first user-data block of an object; an instance is followed to its item. */
-miTag firstBlockOfObject(miTag tag)
-{
-    if (const PinnedInstance instance(tag); instance)
-        tag = instance->item;
+miTag firstBlockOfObject(miTag tag) {
+    if (const PinnedInstance instance(tag); instance) tag = instance->item;
     const Pinned<miObject> object(tag, miSCENE_OBJECT);
     return object ? object->userdata : miNULLTAG;
 }
@@ -23,32 +21,25 @@ miTag firstBlockOfObject(miTag tag)
 /* Whether a block starts with the magic word, in this machine's byte order or the other. */
 enum class Match { kNo, kPlain, kSwapped };
 
-Match matchMagic(const miUserdata& block, miUint magic)
-{
+Match matchMagic(const miUserdata& block, miUint magic) {
     miUint word;
-    if (static_cast<miUint>(block.parameter_size) < sizeof word)
-        return Match::kNo;
+    if (static_cast<miUint>(block.parameter_size) < sizeof word) return Match::kNo;
     std::memcpy(&word, block.parameters, sizeof word);
-    if (word == magic)
-        return Match::kPlain;
+    if (word == magic) return Match::kPlain;
     return word == __builtin_bswap32(magic) ? Match::kSwapped : Match::kNo;
 }
 
 /* Walks the chain from `tag`. The block that is found stays pinned. */
-const void* findBlock(miUint magic, miTag tag, miTag* found, miInteger* swapped)
-{
+const void* findBlock(miUint magic, miTag tag, miTag* found, miInteger* swapped) {
     for (int i = 0; i < kLongestChain && tag != miNULLTAG; ++i) {
         int type = miSCENE_NONE;
         const auto* block = static_cast<const miUserdata*>(mi_db_access_type(&type, tag));
-        if (!block)
-            return nullptr;
+        if (!block) return nullptr;
 
         const Match match = type == miSCENE_USERDATA ? matchMagic(*block, magic) : Match::kNo;
         if (match == Match::kPlain || (match == Match::kSwapped && swapped)) {
-            if (found)
-                *found = tag;
-            if (swapped)
-                *swapped = match == Match::kSwapped;
+            if (found) *found = tag;
+            if (swapped) *swapped = match == Match::kSwapped;
             return block->parameters;
         }
 
@@ -59,24 +50,19 @@ const void* findBlock(miUint magic, miTag tag, miTag* found, miInteger* swapped)
     return nullptr;
 }
 
-} // namespace
-} // namespace lumo
+}  // namespace
+}  // namespace lumo
 
-const void* get_userdata(miUint magic, miUint type, miTag start, miTag* found, miInteger* swapped)
-{
-    if (type == miSCENE_USERDATA)
-        return lumo::findBlock(magic, start, found, swapped);
-    if (type == miSCENE_OBJECT)
-        return lumo::findBlock(magic, lumo::firstBlockOfObject(start), found, swapped);
+const void* get_userdata(miUint magic, miUint type, miTag start, miTag* found, miInteger* swapped) {
+    if (type == miSCENE_USERDATA) return lumo::findBlock(magic, start, found, swapped);
+    if (type == miSCENE_OBJECT) return lumo::findBlock(magic, lumo::firstBlockOfObject(start), found, swapped);
     return nullptr;
 }
 
-void origin_from_camera(miState* state, miVector* origin)
-{
+void origin_from_camera(miState* state, miVector* origin) {
     *origin = {0, 0, 0};
     const lumo::PinnedInstance camera(state->camera_inst);
-    if (!camera)
-        return;
+    if (!camera) return;
 
     // The last row is the translation; a matrix may carry a common factor in its corner.
     const miScalar* row = camera->tf.local_to_global + 12;

@@ -13,33 +13,28 @@ namespace {
 constexpr miInteger kMostRays = 1024;
 
 miColor traceOne(miState* state, const FrameBuffers& buffers, RayKind kind, const miVector& dir, const miColor& weight,
-                 RayKind passes)
-{
+                 RayKind passes) {
     const HitScope hit(state);
     miColor color = kBlack;
     tracePassInit(buffers.count(), buffers.entries.data(), state);
     const bool seen = kind == RayKind::kRefraction ? mi_trace_refraction(&color, state, &dir)
                                                    : mi_trace_reflection(&color, state, &dir);
-    if (seen)
-        depositEnvironment(buffers, state, color);
+    if (seen) depositEnvironment(buffers, state, color);
     tracePassAdd(buffers.count(), buffers.entries.data(), state, &weight, passes == RayKind::kRefraction);
     return seen ? color : kBlack;
 }
 
 /* A direction of the lobe. Those on the wrong side of the surface are mirrored by it. */
-miVector directionOf(const RayBundle& bundle, const double point[2])
-{
+miVector directionOf(const RayBundle& bundle, const double point[2]) {
     miVector dir = lobeDirection(bundle.lobe, bundle.center, point);
     const miScalar height = mi_vector_dot(&dir, &bundle.side);
-    if (height < 0)
-        dir = mirrored(dir, bundle.side);
+    if (height < 0) dir = mirrored(dir, bundle.side);
     return height != 0 && std::isfinite(height) ? dir : bundle.center;
 }
 
-} // namespace
+}  // namespace
 
-bool mayTrace(const miState* state, RayKind kind, miInteger limit)
-{
+bool mayTrace(const miState* state, RayKind kind, miInteger limit) {
     const miOptions& options = *state->options;
     const bool refracts = kind == RayKind::kRefraction;
     const int level = refracts ? state->refraction_level : state->reflection_level;
@@ -48,11 +43,9 @@ bool mayTrace(const miState* state, RayKind kind, miInteger limit)
 }
 
 miColor traceBundle(miState* state, const FrameBuffers& buffers, const RayBundle& bundle, const miColor& weight,
-                    RayKind passes)
-{
+                    RayKind passes) {
     const bool blurred = bundle.lobe.blur > 0 && std::isfinite(bundle.lobe.blur);
-    if (!blurred)
-        return traceOne(state, buffers, bundle.kind, bundle.center, weight, passes);
+    if (!blurred) return traceOne(state, buffers, bundle.kind, bundle.center, weight, passes);
 
     const auto count = static_cast<miUint>(rayLevel(state) > 0 ? 1 : std::clamp(bundle.rays, 1, kMostRays));
     const miScalar share = 1 / static_cast<miScalar>(count);
@@ -68,10 +61,9 @@ miColor traceBundle(miState* state, const FrameBuffers& buffers, const RayBundle
     return sum * share;
 }
 
-miVector mirrored(const miVector& dir, const miVector& normal)
-{
+miVector mirrored(const miVector& dir, const miVector& normal) {
     const miScalar twice = 2 * mi_vector_dot(&normal, &dir);
     return {dir.x - twice * normal.x, dir.y - twice * normal.y, dir.z - twice * normal.z};
 }
 
-} // namespace lumo
+}  // namespace lumo

@@ -18,11 +18,8 @@ public:
           dist_(state->dist),
           ior_(state->ior),
           iorIn_(state->ior_in),
-          refractionVolume_(state->refraction_volume)
-    {
-    }
-    ~HitScope()
-    {
+          refractionVolume_(state->refraction_volume) {}
+    ~HitScope() {
         state_->label = label_;
         state_->point = point_;
         state_->normal = normal_;
@@ -65,4 +62,4 @@ miColor traceBundle(miState* state, const FrameBuffers& buffers, const RayBundle
 /* An arriving direction, mirrored by the surface with this normal (either side). Unit length. */
 miVector mirrored(const miVector& dir, const miVector& normal);
 
-} // namespace lumo
+}  // namespace lumo

@@ -38,7 +38,7 @@ protected:
 
 /* First words of every material's and color node's parameters: how it writes its passes. */
 struct MaterialHeader {
-    miInteger passWriteMode; /* a write mode */
+    miInteger passWriteMode;  /* a write mode */
     miInteger passWriteFlags; /* write flags in the low byte */
     miScalar passWriteWeight;
 };
@@ -51,9 +51,7 @@ public:
         : Shader<P, H, version>(in),
           passWriteMode(static_cast<miUint>(headerValue(in, &MaterialHeader::passWriteMode))),
           passWriteFlags(headerValue(in, &MaterialHeader::passWriteFlags)),
-          passWriteWeight(headerValue(in, &MaterialHeader::passWriteWeight))
-    {
-    }
+          passWriteWeight(headerValue(in, &MaterialHeader::passWriteWeight)) {}
 
 protected:
     /* As the pass writes take it. */
@@ -66,8 +64,7 @@ protected:
 private:
     /* A helper whose block keeps the header further inside reads it itself. */
     template <class T>
-    static T headerValue(const H& in, T MaterialHeader::*word)
-    {
+    static T headerValue(const H& in, T MaterialHeader::* word) {
         if constexpr (requires { in.header(word); })
             return in.header(word);
         else
@@ -75,4 +72,4 @@ private:
     }
 };
 
-} // namespace lumo
+}  // namespace lumo

@@ -11,4 +11,4 @@ enum class EngineRays { kAll, kEyeOnly };
 /* Makes texture coordinates available and fills the record's footprint. `record` is the state's own. */
 void prepareShading(miState* state, Vexabase& record, EngineRays rays);
 
-} // namespace lumo
+}  // namespace lumo

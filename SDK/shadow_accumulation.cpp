@@ -13,18 +13,15 @@ namespace {
 miColor shaded(const miColor& t, const miColor& light, const miColor& shadow) { return t * light + (1 - t) * shadow; }
 
 /* Traces with every contributing entry unshadowed at first; the occluders' shadow shaders attenuate them. */
-miBoolean traceFromFullLight(std::span<FrameBufferInfo> entries, miColor* result, miState* state)
-{
+miBoolean traceFromFullLight(std::span<FrameBufferInfo> entries, miColor* result, miState* state) {
     *result = WHITE;
     for (FrameBufferInfo& entry : entries)
-        if (hasFlag(entry, kEntryLightContributes))
-            entry.shadowValue = WHITE;
+        if (hasFlag(entry, kEntryLightContributes)) entry.shadowValue = WHITE;
     return mi_trace_shadow(result, state);
 }
 
 /* Each entry from the transmission that its own occluders left. */
-void lightEntry(FrameBufferInfo& entry, const miColor& light, const miColor& shadow)
-{
+void lightEntry(FrameBufferInfo& entry, const miColor& light, const miColor& shadow) {
     if (!hasFlag(entry, kEntryLightContributes)) {
         entry.lightValue = kNoLight;
         entry.shadowValue = kBlack;
@@ -35,14 +32,12 @@ void lightEntry(FrameBufferInfo& entry, const miColor& light, const miColor& sha
         const miColor arriving = shaded(entry.shadowValue, light, shadow);
         const bool inverted = hasFlag(entry, kEntryShadowInverted);
         entry.lightValue = withAlphaOne(inverted ? light - arriving : arriving);
-        if (inverted)
-            entry.shadowValue = withAlphaOne(arriving);
+        if (inverted) entry.shadowValue = withAlphaOne(arriving);
     }
 }
 
 /* One shadowed color for all entries. Only entries that record blocked light keep it as their shadow. */
-void lightEntryWith(FrameBufferInfo& entry, const miColor& arriving, const miColor& light)
-{
+void lightEntryWith(FrameBufferInfo& entry, const miColor& arriving, const miColor& light) {
     if (!hasFlag(entry, kEntryLightContributes)) {
         entry.lightValue = kNoLight;
     } else if (!hasFlag(entry, kEntryShadowed)) {
@@ -57,8 +52,7 @@ void lightEntryWith(FrameBufferInfo& entry, const miColor& arriving, const miCol
 
 /* The mean of several rays. Here shadowValue is always the transmission, and an entry without shadows keeps the light's
  * own alpha: both differ from a single ray, and materials count on it. */
-void lightEntryFromSum(FrameBufferInfo& entry, miUint samples, const miColor& light, const miColor& shadow)
-{
+void lightEntryFromSum(FrameBufferInfo& entry, miUint samples, const miColor& light, const miColor& shadow) {
     if (!hasFlag(entry, kEntryLightContributes)) {
         entry.lightValue = kNoLight;
         entry.shadowValue = kBlack;
@@ -71,8 +65,7 @@ void lightEntryFromSum(FrameBufferInfo& entry, miUint samples, const miColor& li
     }
 }
 
-void attenuate(FrameBufferInfo& entry, const miColor& t, bool accumulateOnly)
-{
+void attenuate(FrameBufferInfo& entry, const miColor& t, bool accumulateOnly) {
     if (!accumulateOnly) {
         entry.shadowValue = entry.shadowValue * t;
     } else if (hasFlag(entry, kEntryShadowInverted)) {
@@ -84,53 +77,44 @@ void attenuate(FrameBufferInfo& entry, const miColor& t, bool accumulateOnly)
     }
 }
 
-} // namespace
-} // namespace lumo
+}  // namespace
+}  // namespace lumo
 
 miBoolean traceShadow(miUint count, FrameBufferInfo* first, miColor* result, const miColor* lightColor,
-                      const miColor* shadowColor, miCBoolean single, miState* state)
-{
+                      const miColor* shadowColor, miCBoolean single, miState* state) {
     using namespace lumo;
     const auto entries = entriesOf(count, first);
     const miBoolean lit = traceFromFullLight(entries, result, state);
     if (!single) {
-        for (FrameBufferInfo& entry : entries)
-            lightEntry(entry, *lightColor, *shadowColor);
+        for (FrameBufferInfo& entry : entries) lightEntry(entry, *lightColor, *shadowColor);
         return lit;
     }
     const miColor arriving = lit ? shaded(*result, *lightColor, *shadowColor) : *shadowColor;
-    for (FrameBufferInfo& entry : entries)
-        lightEntryWith(entry, arriving, *lightColor);
+    for (FrameBufferInfo& entry : entries) lightEntryWith(entry, arriving, *lightColor);
     return lit;
 }
 
-void traceShadowAccumulateBegin(miUint count, FrameBufferInfo* first)
-{
-    for (FrameBufferInfo& entry : lumo::entriesOf(count, first))
-        entry.shadowSum = lumo::kBlack;
+void traceShadowAccumulateBegin(miUint count, FrameBufferInfo* first) {
+    for (FrameBufferInfo& entry : lumo::entriesOf(count, first)) entry.shadowSum = lumo::kBlack;
 }
 
-miBoolean traceShadowAccumulate(miUint count, FrameBufferInfo* first, miColor* result, miState* state)
-{
+miBoolean traceShadowAccumulate(miUint count, FrameBufferInfo* first, miColor* result, miState* state) {
     using namespace lumo;
     const auto entries = entriesOf(count, first);
     const miBoolean lit = traceFromFullLight(entries, result, state);
     for (FrameBufferInfo& entry : entries)
-        if (hasFlag(entry, kEntryLightContributes))
-            entry.shadowSum = entry.shadowSum + entry.shadowValue;
+        if (hasFlag(entry, kEntryLightContributes)) entry.shadowSum = entry.shadowSum + entry.shadowValue;
     return lit;
 }
 
 void traceShadowAccumulateEnd(miUint count, FrameBufferInfo* first, miUint samples, const miColor* lightColor,
-                              const miColor* shadowColor)
-{
+                              const miColor* shadowColor) {
     for (FrameBufferInfo& entry : lumo::entriesOf(count, first))
         lumo::lightEntryFromSum(entry, samples, *lightColor, *shadowColor);
 }
 
 miBoolean applyShadowTransparencyToFrameBuffers(miUint count, FrameBufferInfo* first, const miColor* transparency,
-                                                miCBoolean accumulateOnly, miState* state)
-{
+                                                miCBoolean accumulateOnly, miState* state) {
     using namespace lumo;
     // The occluder's mask is looked up only when some entry has shadows.
     std::optional<PassFilter> filter;
@@ -138,14 +122,11 @@ miBoolean applyShadowTransparencyToFrameBuffers(miUint count, FrameBufferInfo* f
     miUint next = 0;
     for (FrameBufferInfo& entry : entriesOf(count, first)) {
         const miUint pass = next++;
-        if (!hasFlag(entry, kEntryShadowed) || !hasFlag(entry, kEntryLightContributes))
-            continue;
-        if (!filter)
-            filter.emplace(state, state->instance);
+        if (!hasFlag(entry, kEntryShadowed) || !hasFlag(entry, kEntryLightContributes)) continue;
+        if (!filter) filter.emplace(state, state->instance);
         if (hasFlag(entry, kEntryIgnoresOccluderMask) || filter->allows(pass))
             attenuate(entry, *transparency, accumulateOnly != 0);
-        if (!isBlack(entry.shadowValue))
-            anyLit = miTRUE;
+        if (!isBlack(entry.shadowValue)) anyLit = miTRUE;
     }
     return anyLit;
 }

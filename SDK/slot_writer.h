@@ -9,26 +9,23 @@ namespace lumo {
 class SlotWriter {
 public:
     SlotWriter(const miState* state, miUint mode)
-        : level_(rayLevel(state)), mode_(mode),
-          hasSlots_(level_ >= 0 && level_ - 1 <= traceDepth(state) && state->type != miRAY_ENVIRONMENT)
-    {
-    }
+        : level_(rayLevel(state)),
+          mode_(mode),
+          hasSlots_(level_ >= 0 && level_ - 1 <= traceDepth(state) && state->type != miRAY_ENVIRONMENT) {}
 
     bool isClosed(const FrameBufferInfo& entry) const { return mode_ == kWriteNone || (entry.flags & kEntryClosed); }
 
     /* Null where the surface is filtered, and for environment rays. */
-    FrameBufferSlot* writableSlot(const FrameBufferInfo& entry) const
-    {
+    FrameBufferSlot* writableSlot(const FrameBufferInfo& entry) const {
         FrameBufferSlot* slot = hasSlots_ ? entry.slots + level_ : nullptr;
         return slot && !(slot->levelFlags & kLevelFiltered) ? slot : nullptr;
     }
 
-    void combine(FrameBufferSlot& slot, const miColor& value) const
-    {
+    void combine(FrameBufferSlot& slot, const miColor& value) const {
         switch (mode_) {
-        case kWriteMultiply: slot.contribution = slot.contribution * value; break;
-        case kWriteReplace: slot.contribution = value; break;
-        default: slot.contribution = slot.contribution + value; break;
+            case kWriteMultiply: slot.contribution = slot.contribution * value; break;
+            case kWriteReplace: slot.contribution = value; break;
+            default: slot.contribution = slot.contribution + value; break;
         }
     }
 
@@ -38,4 +35,4 @@ private:
     const bool hasSlots_;
 };
 
-} // namespace lumo
+}  // namespace lumo

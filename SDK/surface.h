@@ -26,8 +26,7 @@ struct SurfaceTerms {
 class NormalScope {
 public:
     explicit NormalScope(miState* state) : state_(state), normal_(state->normal), dotNd_(state->dot_nd) {}
-    ~NormalScope()
-    {
+    ~NormalScope() {
         state_->normal = normal_;
         state_->dot_nd = dotNd_;
     }
@@ -49,16 +48,22 @@ public:
     using Result = Return;
 
     explicit Surface(const H& in)
-        : Material<P, H, version>(in), ambientMaterialColor_(in), ambient_(in), diffuseMaterialColor_(in), diffuse_(in),
-          specular_(in), reflection_(in), refraction_(in), scatter_(in), indirect_(in), incandescence_(in), custom_(in)
-    {
-    }
+        : Material<P, H, version>(in),
+          ambientMaterialColor_(in),
+          ambient_(in),
+          diffuseMaterialColor_(in),
+          diffuse_(in),
+          specular_(in),
+          reflection_(in),
+          refraction_(in),
+          scatter_(in),
+          indirect_(in),
+          incandescence_(in),
+          custom_(in) {}
     ~Surface() override { destroy_scatter(scatterCache_); }
 
-    miBoolean shade(Return* result, const H& in) const
-    {
-        if (in.isHandled())
-            return miTRUE;
+    miBoolean shade(Return* result, const H& in) const {
+        if (in.isHandled()) return miTRUE;
         Vexabase* record = vexabaseOf(in.state());
         if (!record) {
             reportWarning("LumoShaderSDK(): Internal state error.");
@@ -77,8 +82,7 @@ public:
 private:
     using Lights = SurfaceLights<H, Diffuse, Specular>;
 
-    void shadeSeen(Return& result, const H& in, Vexabase& record) const
-    {
+    void shadeSeen(Return& result, const H& in, Vexabase& record) const {
         const NormalScope normal(in.state());
         FrameBuffers buffers;
         FrameBufferInfo* entries = nullptr;
@@ -87,8 +91,7 @@ private:
 
         SurfacePoint point = pointOf(in, record);
         PassWriter passes(in.state(), buffers, this->passWriteMode, this->passWriteFlagByte(), &this->passWriteWeight);
-        if (point.matteMode == 0)
-            passes.close(); // a hole is a hole in every pass
+        if (point.matteMode == 0) passes.close();  // a hole is a hole in every pass
 
         SurfaceTerms terms;
         Lights lights(in, point, passes, diffuse_, specular_);
@@ -99,10 +102,8 @@ private:
                 weight.multiply((1 - point.transparency) * point.color, point.glowIntensity);
             readMaterialColors(in, point);
             writeMaterialColors(point, passes);
-            if (point.wants(kTermAmbient))
-                terms.ambient = ambient_.term(in, point);
-            if (point.composition.perLight)
-                lights.run();
+            if (point.wants(kTermAmbient)) terms.ambient = ambient_.term(in, point);
+            if (point.composition.perLight) lights.run();
             computeTerms(in, point, passes, terms);
         }
         compose(result, in, point, lights, terms);
@@ -111,8 +112,7 @@ private:
         record.refractionValue = in.common(&LambertParameters::refractionDepth);
     }
 
-    SurfacePoint pointOf(const H& in, Vexabase& record) const
-    {
+    SurfacePoint pointOf(const H& in, Vexabase& record) const {
         miState* state = in.state();
         applyBump(in);
         SurfacePoint point{};
@@ -135,18 +135,15 @@ private:
         return point;
     }
 
-    void readMaterialColors(const H& in, SurfacePoint& point) const
-    {
+    void readMaterialColors(const H& in, SurfacePoint& point) const {
         point.ambientMaterial = ambientMaterialColor_.term(in, point);
         point.diffuse = in.common(&LambertParameters::diffuse);
         point.diffuseMaterial = diffuseMaterialColor_.term(in, point);
     }
 
     /* A connected bump gives the normal in camera space, or changes the state's normal itself and gives nothing. */
-    static void applyBump(const H& in)
-    {
-        if (!in.commonIsConnected(&LambertParameters::normalCamera))
-            return;
+    static void applyBump(const H& in) {
+        if (!in.commonIsConnected(&LambertParameters::normalCamera)) return;
         miState* state = in.state();
         miVector normal = in.common(&LambertParameters::normalCamera);
         mi_normal_from_camera(state, &normal, &normal);
@@ -158,30 +155,23 @@ private:
         state->dot_nd = mi_vector_dot(&state->normal, &state->dir);
     }
 
-    void writeMaterialColors(const SurfacePoint& point, const PassWriter& passes) const
-    {
+    void writeMaterialColors(const SurfacePoint& point, const PassWriter& passes) const {
         passes.write(kPassAmbientMaterialColor, point.ambientMaterial);
         passes.write(kPassDiffuseMaterialColor, point.diffuseMaterial * point.diffuse);
         passes.write(kPassMatte, kBlack);
         passes.write(kPassTransparency, point.transparency);
     }
 
-    void computeTerms(const H& in, SurfacePoint& point, const PassWriter& passes, SurfaceTerms& terms) const
-    {
+    void computeTerms(const H& in, SurfacePoint& point, const PassWriter& passes, SurfaceTerms& terms) const {
         terms.refraction = refraction_.term(in, point, passes);
-        if (point.wants(kTermReflection))
-            terms.reflection = reflection_.term(in, point, passes);
-        if (point.wants(kTermScatter))
-            terms.scatter = scatter_.term(in, point, scatterCache_);
-        if (point.wants(kTermIndirect))
-            terms.indirect = indirect_.term(in, point);
-        if (point.wants(kTermIncandescence))
-            terms.incandescence = incandescence_.term(in, point);
+        if (point.wants(kTermReflection)) terms.reflection = reflection_.term(in, point, passes);
+        if (point.wants(kTermScatter)) terms.scatter = scatter_.term(in, point, scatterCache_);
+        if (point.wants(kTermIndirect)) terms.indirect = indirect_.term(in, point);
+        if (point.wants(kTermIncandescence)) terms.incandescence = incandescence_.term(in, point);
     }
 
     void compose(Return& result, const H& in, SurfacePoint& point, const Lights& lights,
-                 const SurfaceTerms& terms) const
-    {
+                 const SurfaceTerms& terms) const {
         result.transparency = point.transparency;
         bc_composite(&point.composition, &result, &terms.ambient, &terms.incandescence, &terms.indirect,
                      lights.direct(), lights.shadowRatio(), lights.specular(), &terms.reflection, &terms.refraction,
@@ -189,13 +179,11 @@ private:
                      point.matteMode, in.common(&LambertParameters::matteOpacity));
         bc_destruct(&point.composition);
         // Rays that looked behind already are in the color: compositing must not look there again.
-        if (point.refractionTraced && point.wants(kTermRefraction))
-            result.transparency = kBlack;
+        if (point.refractionTraced && point.wants(kTermRefraction)) result.transparency = kBlack;
     }
 
     void writeTotals(const Return& result, const SurfacePoint& point, const PassWriter& passes,
-                     const SurfaceTerms& terms) const
-    {
+                     const SurfaceTerms& terms) const {
         passes.write(kPassRefraction, terms.refraction);
         passes.write(kPassReflection, terms.reflection);
         passes.write(kPassScatter, terms.scatter);
@@ -204,11 +192,10 @@ private:
         passes.write(kPassGlow, result.glowColor);
         passes.writeScalar(kPassIncidence, point.normalEye < 0 ? 1 : 1 - point.normalEye);
         passes.write(kPassAmbient, terms.ambient);
-        if (point.hideSource)
-            return;
+        if (point.hideSource) return;
         // Ambient is not attenuated here as it is in the color: kept so, the beauty passes are added up from it.
-        const miColor rest = (terms.indirect + terms.scatter) * (1 - point.transparency) + terms.incandescence +
-                             terms.ambient;
+        const miColor rest =
+            (terms.indirect + terms.scatter) * (1 - point.transparency) + terms.incandescence + terms.ambient;
         passes.write(kPassBeauty, rest);
         passes.write(kPassBeautyNoShadow, rest);
     }
@@ -227,4 +214,4 @@ private:
     [[no_unique_address]] const Custom custom_;
 };
 
-} // namespace lumo
+}  // namespace lumo

@@ -19,9 +19,7 @@ namespace lumo {
 
 struct StatelessComponent {
     template <class H>
-    explicit StatelessComponent(const H&)
-    {
-    }
+    explicit StatelessComponent(const H&) {}
 };
 
 template <class P, class H>
@@ -46,8 +44,7 @@ struct DefaultDiffuseMaterialColorComponent : StatelessComponent {
 template <class P, class H>
 struct DefaultDiffuseComponent : StatelessComponent {
     using StatelessComponent::StatelessComponent;
-    miColor term(const H&, const SurfacePoint& point, const miColor& color, miScalar cosine) const
-    {
+    miColor term(const H&, const SurfacePoint& point, const miColor& color, miScalar cosine) const {
         return cosine < 0 ? kBlack : color * cosine * point.diffuse;
     }
 };
@@ -70,26 +67,23 @@ struct DefaultReflectionComponent : StatelessComponent {
 template <class P, class H>
 struct DefaultRefractionComponent : StatelessComponent {
     using StatelessComponent::StatelessComponent;
-    miColor term(const H& in, SurfacePoint& point, const PassWriter& passes) const
-    {
+    miColor term(const H& in, SurfacePoint& point, const PassWriter& passes) const {
         RefractionSettings settings{};
         settings.refractions = in.common(&LambertParameters::refractions);
         settings.hideSource = point.hideSource;
         settings.transparency = point.transparency;
-        if (settings.refractions && !settings.hideSource)
-            readRest(in, point, settings);
+        if (settings.refractions && !settings.hideSource) readRest(in, point, settings);
 
         miColor color;
         // A composition that leaves refraction out looks straight through the surface: passes take what that shows.
         const FrameBuffers buffers = point.wants(kTermRefraction) ? passes.traced() : FrameBuffers{};
-        point.refractionTraced = compute_refraction(&color, point.state, &settings, buffers.passes, buffers.count(),
-                                                    buffers.entries.data());
+        point.refractionTraced =
+            compute_refraction(&color, point.state, &settings, buffers.passes, buffers.count(), buffers.entries.data());
         return color;
     }
 
 private:
-    static void readRest(const H& in, const SurfacePoint& point, RefractionSettings& settings)
-    {
+    static void readRest(const H& in, const SurfacePoint& point, RefractionSettings& settings) {
         settings.refractiveIndex = in.common(&LambertParameters::refractiveIndex);
         settings.refractionDepth = point.wants(kTermRefraction) ? in.common(&LambertParameters::refractionDepth) : 0;
         settings.lightAbsorbance = in.common(&LambertParameters::lightAbsorbance);
@@ -106,12 +100,10 @@ private:
 template <class P, class H>
 struct DefaultScatterComponent : StatelessComponent {
     using StatelessComponent::StatelessComponent;
-    miColor term(const H& in, SurfacePoint& point, ScatterCache*& cache) const
-    {
+    miColor term(const H& in, SurfacePoint& point, ScatterCache*& cache) const {
         ScatterSettings settings{};
         settings.scatterRadius = in.common(&LambertParameters::scatterRadius);
-        if (!(settings.scatterRadius > 0))
-            return kBlack;
+        if (!(settings.scatterRadius > 0)) return kBlack;
         settings.scatterColor = in.common(&LambertParameters::scatterColor);
         settings.scatterAccuracy = in.common(&LambertParameters::scatterAccuracy);
         settings.scatterFalloff = in.common(&LambertParameters::scatterFalloff);
@@ -134,8 +126,7 @@ struct DefaultScatterComponent : StatelessComponent {
 template <class P, class H>
 struct DefaultIndirectComponent : StatelessComponent {
     using StatelessComponent::StatelessComponent;
-    miColor term(const H& in, SurfacePoint& point) const
-    {
+    miColor term(const H& in, SurfacePoint& point) const {
         miColor color;
         const miColor* irradiance = in.commonAddress(&LambertParameters::irradiance);
         const miColor* irradianceColor = in.commonAddress(&LambertParameters::irradianceColor);
@@ -158,4 +149,4 @@ struct DefaultCustomComponent : StatelessComponent {
     void write(const H&, const SurfacePoint&, const PassWriter&, Return&) const {}
 };
 
-} // namespace lumo
+}  // namespace lumo

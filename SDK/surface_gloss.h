@@ -29,8 +29,7 @@ public:
     using SurfaceHelper<P>::SurfaceHelper;
 
     template <ParameterValue T>
-    T gloss(T GlossParameters::*member) const
-    {
+    T gloss(T GlossParameters::* member) const {
         return (*this)(&P::gloss, member);
     }
     bool hasReflectionMap() const { return this->isConnectedAddress(&this->block()->gloss.reflectedColor); }
@@ -43,13 +42,11 @@ public:
 template <class P, class H>
 struct DefaultSpecularReflectionComponent : StatelessComponent {
     using StatelessComponent::StatelessComponent;
-    miColor term(const H& in, SurfacePoint& point, const PassWriter& passes) const
-    {
+    miColor term(const H& in, SurfacePoint& point, const PassWriter& passes) const {
         ReflectionSettings settings{};
         settings.color = in.gloss(&GlossParameters::reflectedColor);
         settings.reflectivity = in.reflectivity(point);
-        if (isBlack(settings.color) || !(settings.reflectivity > 0))
-            return kBlack;
+        if (isBlack(settings.color) || !(settings.reflectivity > 0)) return kBlack;
         settings.colorIsMap = in.hasReflectionMap();
         settings.glowIntensity = point.glowIntensity;
         settings.normal = point.normal;
@@ -63,13 +60,11 @@ struct DefaultSpecularReflectionComponent : StatelessComponent {
     }
 
 private:
-    static void readBlur(const H& in, const SurfacePoint& point, ReflectionSettings& settings)
-    {
+    static void readBlur(const H& in, const SurfacePoint& point, ReflectionSettings& settings) {
         settings.reflectionLimit = in.gloss(&GlossParameters::reflectionLimit);
         settings.reflectionBlur = in.gloss(&GlossParameters::reflectionBlur);
         settings.reflectionRays = in.gloss(&GlossParameters::reflectionRays);
-        if (settings.reflectionBlur > 0)
-            in.shapeLobe(point, settings);
+        if (settings.reflectionBlur > 0) in.shapeLobe(point, settings);
     }
 };
 
@@ -82,13 +77,10 @@ struct Highlight {
     template <class H>
     explicit Highlight(const H& in)
         : color(in.gloss(&GlossParameters::specularColor)),
-          secondaryScale(in.gloss(&GlossParameters::secondarySpecularScale))
-    {
-    }
+          secondaryScale(in.gloss(&GlossParameters::secondarySpecularScale)) {}
 
     template <class Model>
-    miColor seen(miScalar cosine, Model model) const
-    {
+    miColor seen(miScalar cosine, Model model) const {
         return cosine <= 0 ? kBlack : tinted(model(), color);
     }
 };
@@ -103,4 +95,4 @@ using GlossySurface =
             DefaultIndirectComponent<P, H>, DefaultIncandescenceComponent<P, H>,
             DefaultCustomComponent<P, SurfaceShaderReturnType, H>>;
 
-} // namespace lumo
+}  // namespace lumo

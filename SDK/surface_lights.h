@@ -11,13 +11,11 @@ namespace lumo {
 struct LitSums {
     miColor color[2] = {kBlack, kBlack};
 
-    void add(const miColor& term, const miColor& light, const miColor& unshadowed)
-    {
+    void add(const miColor& term, const miColor& light, const miColor& unshadowed) {
         color[0] = color[0] + term * light;
         color[1] = color[1] + term * unshadowed;
     }
-    void scale(miScalar factor)
-    {
+    void scale(miScalar factor) {
         color[0] = color[0] * factor;
         color[1] = color[1] * factor;
     }
@@ -40,8 +38,7 @@ public:
     BackSideScope& operator=(const BackSideScope&) = delete;
 
 private:
-    void turn()
-    {
+    void turn() {
         mi_vector_neg(&state_->normal);
         mi_vector_neg(&state_->normal_geom);
     }
@@ -54,19 +51,20 @@ class SurfaceLights {
 public:
     SurfaceLights(const H& in, const SurfacePoint& point, const PassWriter& passes, const Diffuse& diffuse,
                   const Specular& specular)
-        : in_(in), point_(point), data_(point.record->light), passes_(passes), diffuse_(diffuse), specular_(specular),
-          specularValues_(specular.values(in, point))
-    {
-    }
+        : in_(in),
+          point_(point),
+          data_(point.record->light),
+          passes_(passes),
+          diffuse_(diffuse),
+          specular_(specular),
+          specularValues_(specular.values(in, point)) {}
 
-    void run()
-    {
+    void run() {
         int count = 0;
         miTag* lights = nullptr;
         mi_instance_lightlist(&count, &lights, point_.state);
         for (int i = 0; lights && i < count; ++i)
-            if (lights[i] != miNULLTAG)
-                lightBothSides(lights[i]);
+            if (lights[i] != miNULLTAG) lightBothSides(lights[i]);
     }
 
     /* Two colors each, as the composition takes them. */
@@ -90,19 +88,16 @@ private:
     /* A light behind the surface is rejected by the renderer before its shader is called, so the surface is turned
      * around for it: when light shines through, when the sample lights both sides, and for ambient light, which knows
      * no sides. What kind of light it is only its shader tells; asked without shadows, that is cheap. */
-    void lightBothSides(miTag light)
-    {
+    void lightBothSides(miTag light) {
         const bool bothSides = point_.translucence != 0 || point_.record->lightsBackSide;
         const bool frontHasSamples = sampleLight(light, 0, Take::kAll);
-        if (!bothSides && frontHasSamples)
-            return;
+        if (!bothSides && frontHasSamples) return;
         const BackSideScope turned(point_.state);
         sampleLight(light, 1, bothSides ? Take::kAll : Take::kAmbient);
     }
 
     /* Returns whether the light gave samples. */
-    bool sampleLight(miTag light, miInteger fromBehind, Take take)
-    {
+    bool sampleLight(miTag light, miInteger fromBehind, Take take) {
         data_ = LightData{};
         data_.flipsCosine = fromBehind;
         data_.withoutSampleTerms = !point_.composition.perSample || take == Take::kAmbient;
@@ -114,24 +109,20 @@ private:
         passes_.beginLight();
         while (mi_sample_light(&sample.color, &sample.direction, &sample.cosine, point_.state, light, &samples)) {
             passes_.takeForeignLight(sample.color, light);
-            if (take == Take::kAmbient && !data_.isAmbient)
-                continue;
+            if (take == Take::kAmbient && !data_.isAmbient) continue;
             // Seen from behind, the cosine is that of the turned normal.
-            if (data_.flipsCosine)
-                sample.cosine = -sample.cosine;
+            if (data_.flipsCosine) sample.cosine = -sample.cosine;
             run.hasSamples = true;
             addSample(sample, run);
         }
         // A run for ambient light that found another kind has nothing to write.
         const bool counts = take == Take::kAll || run.hasSamples;
         passes_.endLight(counts ? samples : 0);
-        if (counts && samples > 0)
-            fold(run, samples);
+        if (counts && samples > 0) fold(run, samples);
         return run.hasSamples;
     }
 
-    void fold(Run& run, int samples)
-    {
+    void fold(Run& run, int samples) {
         const miScalar share = 1 / static_cast<miScalar>(samples);
         if (samples > 1) {
             run.direct.scale(share);
@@ -139,30 +130,23 @@ private:
         }
         const miUint bits[2][2] = {{kTermDirect, kTermSpecular}, {kTermDirectNoShadow, kTermSpecularNoShadow}};
         for (int k = 0; k < 2; ++k) {
-            if (point_.wants(bits[k][0]))
-                direct_.color[k] = direct_.color[k] + run.direct.color[k];
-            if (point_.wants(bits[k][1]))
-                specularSums_.color[k] = specularSums_.color[k] + run.specular.color[k];
+            if (point_.wants(bits[k][0])) direct_.color[k] = direct_.color[k] + run.direct.color[k];
+            if (point_.wants(bits[k][1])) specularSums_.color[k] = specularSums_.color[k] + run.specular.color[k];
         }
         passes_.writeScalar(kPassLightScalar, run.facing * share);
     }
 
-    void addSample(LightSample& sample, Run& run)
-    {
+    void addSample(LightSample& sample, Run& run) {
         miColor body = data_.isAmbient ? addAmbient(sample, run) : kBlack;
-        if (data_.emitsDiffuse)
-            addIrradiance(sample);
-        if (point_.wants(kTermShadowRatio))
-            addShadow(sample.cosine);
-        if (data_.emitsDiffuse)
-            body = body + addDiffuse(sample, run);
+        if (data_.emitsDiffuse) addIrradiance(sample);
+        if (point_.wants(kTermShadowRatio)) addShadow(sample.cosine);
+        if (data_.emitsDiffuse) body = body + addDiffuse(sample, run);
         run.facing += (sample.cosine + 1) / 2;
         const miColor shine = data_.emitsSpecular ? addSpecular(sample, run) : kBlack;
         addWhole(body * (1 - point_.transparency) + shine);
     }
 
-    miColor addAmbient(const LightSample& sample, Run& run)
-    {
+    miColor addAmbient(const LightSample& sample, Run& run) {
         const miColor& color = point_.diffuseMaterial;
         run.direct.add(color, sample.color, data_.color);
         passes_.addLit(kPassAmbientIrradiance, WHITE);
@@ -170,35 +154,30 @@ private:
         return color;
     }
 
-    void addIrradiance(LightSample& sample)
-    {
+    void addIrradiance(LightSample& sample) {
         // An area light's cosine is that of all its points. The normal is the unturned one: from behind it is negative.
         if (data_.corners)
             sample.cosine = arealight_lambertian_reflect(&point_.state->point, &point_.normal, data_.corners);
-        if (!(sample.cosine > 0))
-            return;
+        if (!(sample.cosine > 0)) return;
         const miColor cosine = {sample.cosine, sample.cosine, sample.cosine, 1};
         for (const PassType type : {kPassDirectIrradiance, kPassDirectIrradianceNoShadow, kPassShadowIrradiance})
             passes_.addLit(type, cosine);
         passes_.addLitLuminance(kPassShadowCosine, cosine);
     }
 
-    void addShadow(miScalar cosine)
-    {
+    void addShadow(miScalar cosine) {
         const miScalar light = luminance(data_.color);
         arrived_ += light;
-        if (cosine > 0)
-            blocked_ += light * data_.shadowFraction;
+        if (cosine > 0) blocked_ += light * data_.shadowFraction;
     }
 
     /* What the surface scatters back, and what shines through it. */
-    miColor addDiffuse(const LightSample& sample, Run& run)
-    {
+    miColor addDiffuse(const LightSample& sample, Run& run) {
         miColor through = kBlack;
         if (point_.translucence != 0) {
-            through = point_.color * compute_lambert_translucence(
-                                         point_.state, sample.cosine, &sample.direction, point_.translucence,
-                                         point_.translucenceFocus, point_.translucenceDepth, data_.corners);
+            through = point_.color * compute_lambert_translucence(point_.state, sample.cosine, &sample.direction,
+                                                                  point_.translucence, point_.translucenceFocus,
+                                                                  point_.translucenceDepth, data_.corners);
             passes_.addLit(kPassTranslucence, through);
             passes_.addLit(kPassTranslucenceNoShadow, through);
         }
@@ -209,8 +188,7 @@ private:
         return diffuse;
     }
 
-    miColor addSpecular(const LightSample& sample, Run& run)
-    {
+    miColor addSpecular(const LightSample& sample, Run& run) {
         const miColor specular = specularTerm(sample);
         run.specular.add(specular, sample.color, data_.color);
         passes_.addLit(kPassSpecular, specular);
@@ -218,13 +196,11 @@ private:
         return specular;
     }
 
-    miColor specularTerm(const LightSample& sample) const
-    {
+    miColor specularTerm(const LightSample& sample) const {
         if constexpr (requires { Specular::kIsBlack; }) {
             return kBlack;
         } else {
-            if (!data_.corners)
-                return specular_.term(specularValues_, point_, sample.cosine, sample.direction);
+            if (!data_.corners) return specular_.term(specularValues_, point_, sample.cosine, sample.direction);
             // The point of an area light that the mirror shows best stands for the whole light.
             miVector direction;
             const miScalar weight = arealight_max_phong_spec_dir(&point_.state->point, &point_.mirror, data_.corners,
@@ -235,12 +211,10 @@ private:
     }
 
     /* Everything that this sample shows of the surface. */
-    void addWhole(const miColor& color)
-    {
+    void addWhole(const miColor& color) {
         passes_.addLit(kPassShadow, color);
         passes_.addLitLuminance(kPassShadowLuminance, color);
-        if (point_.hideSource)
-            return;
+        if (point_.hideSource) return;
         passes_.addLit(kPassBeauty, color);
         passes_.addLit(kPassBeautyNoShadow, color);
     }
@@ -257,4 +231,4 @@ private:
     miScalar arrived_ = 0, blocked_ = 0;
 };
 
-} // namespace lumo
+}  // namespace lumo

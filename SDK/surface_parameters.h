@@ -65,19 +65,16 @@ public:
     using ShaderHelper<P>::ShaderHelper;
 
     template <ParameterValue T>
-    T common(T LambertParameters::*member) const
-    {
+    T common(T LambertParameters::* member) const {
         return this->evaluated(&(surface().*member));
     }
     template <ParameterValue T>
-    T header(T MaterialHeader::*member) const
-    {
+    T header(T MaterialHeader::* member) const {
         return this->evaluated(&(surface().header.*member));
     }
 
     template <class T>
-    bool commonIsConnected(T LambertParameters::*member) const
-    {
+    bool commonIsConnected(T LambertParameters::* member) const {
         return this->isConnectedAddress(&(surface().*member));
     }
 
@@ -88,8 +85,7 @@ public:
 
     /* For the functions of the SDK that read a parameter themselves. */
     template <class T>
-    const T* commonAddress(T LambertParameters::*member) const
-    {
+    const T* commonAddress(T LambertParameters::* member) const {
         return &(surface().*member);
     }
 
@@ -97,8 +93,7 @@ public:
     bool isHandled() const { return miRAY_PHOTON(this->state()->type); }
 
 private:
-    LambertParameters& surface() const
-    {
+    LambertParameters& surface() const {
         if constexpr (std::same_as<P, LambertParameters>)
             return *this->block();
         else
@@ -106,4 +101,4 @@ private:
     }
 };
 
-} // namespace lumo
+}  // namespace lumo

@@ -19,9 +19,9 @@ struct SurfacePoint {
     miInteger matteMode;
     miBoolean hideSource;
 
-    miVector normal; /* shading normal, bumped, turned to the eye as a rule */
+    miVector normal;    /* shading normal, bumped, turned to the eye as a rule */
     miScalar normalEye; /* cosine of it and the direction to the eye */
-    miVector mirror; /* eye ray, mirrored by the normal */
+    miVector mirror;    /* eye ray, mirrored by the normal */
 
     miColor ambientMaterial, diffuseMaterial;
     miScalar diffuse;
@@ -36,49 +36,38 @@ class PassWriter {
 public:
     PassWriter(miState* state, const FrameBuffers& buffers, miUint mode, const miCBoolean* flags,
                const miScalar* weight)
-        : state_(state), buffers_(buffers), mode_(mode), flags_(flags), weight_(weight)
-    {
-    }
+        : state_(state), buffers_(buffers), mode_(mode), flags_(flags), weight_(weight) {}
 
     /* From now on nothing is written. */
     void close() { mode_ = kWriteNone; }
     bool isOpen() const { return mode_ != kWriteNone && !buffers_.empty(); }
 
     /* Whole values. */
-    void write(PassType type, const miColor& value) const
-    {
+    void write(PassType type, const miColor& value) const {
         if (isOpen())
-            for (FrameBufferInfo& entry : buffers_.ofType(type))
-                writeEntry(entry, opaque(value));
+            for (FrameBufferInfo& entry : buffers_.ofType(type)) writeEntry(entry, opaque(value));
     }
-    void writeScalar(PassType type, miScalar value) const
-    {
+    void writeScalar(PassType type, miScalar value) const {
         if (isOpen())
-            for (FrameBufferInfo& entry : buffers_.ofType(type))
-                writeFirstWord(entry, value);
+            for (FrameBufferInfo& entry : buffers_.ofType(type)) writeFirstWord(entry, value);
     }
 
     /* Terms of a light sample, which the light that each entry gets multiplies. */
-    void addLit(PassType type, const miColor& term) const
-    {
+    void addLit(PassType type, const miColor& term) const {
         if (isOpen())
             for (FrameBufferInfo& entry : buffers_.ofType(type))
                 entry.lightSum = entry.lightSum + entry.lightValue * opaque(term);
     }
-    void addLitLuminance(PassType type, const miColor& term) const
-    {
+    void addLitLuminance(PassType type, const miColor& term) const {
         if (isOpen())
-            for (FrameBufferInfo& entry : buffers_.ofType(type))
-                entry.lightSum.r += luminance(entry.lightValue * term);
+            for (FrameBufferInfo& entry : buffers_.ofType(type)) entry.lightSum.r += luminance(entry.lightValue * term);
     }
 
     void beginLight() const { sampleLightBegin(buffers_.count(), buffers_.entries.data()); }
-    void takeForeignLight(const miColor& color, miTag light) const
-    {
+    void takeForeignLight(const miColor& color, miTag light) const {
         handleNonLumoLights(buffers_.count(), buffers_.entries.data(), &color, light, state_);
     }
-    void endLight(int samples) const
-    {
+    void endLight(int samples) const {
         sampleLightEnd(state_, buffers_.count(), buffers_.entries.data(), samples, &mode_, flags_, weight_);
     }
 
@@ -88,17 +77,14 @@ public:
 private:
     static miColor opaque(const miColor& value) { return {value.r, value.g, value.b, 1}; }
 
-    void writeEntry(FrameBufferInfo& entry, const miColor& value) const
-    {
+    void writeEntry(FrameBufferInfo& entry, const miColor& value) const {
         passWriteColor(state_, &value, &entry, &mode_, flags_, weight_, nullptr, nullptr);
     }
 
     /* Scalar buffers have one word; what lies behind it is not theirs. */
-    void writeFirstWord(FrameBufferInfo& entry, miScalar value) const
-    {
+    void writeFirstWord(FrameBufferInfo& entry, miScalar value) const {
         FrameBufferSlot* slot = currentSlot(entry, state_);
-        if (!slot)
-            return;
+        if (!slot) return;
         const miColor before = slot->contribution;
         writeEntry(entry, {value, 0, 0, 0});
         slot->contribution = {slot->contribution.r, before.g, before.b, before.a};
@@ -111,4 +97,4 @@ private:
     const miScalar* const weight_;
 };
 
-} // namespace lumo
+}  // namespace lumo

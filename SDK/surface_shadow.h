@@ -13,8 +13,7 @@ namespace lumo {
  * of the eye's hit are back afterwards. */
 class ShadowFootprint {
 public:
-    explicit ShadowFootprint(Vexabase& record) : footprint_(record.footprint), before_(footprint_)
-    {
+    explicit ShadowFootprint(Vexabase& record) : footprint_(record.footprint), before_(footprint_) {
         // The cross terms are 0, not next to 0.
         footprint_ = {1e-8f, 1e-8f, 0, 1e-8f, 1e-8f, 0};
     }
@@ -31,30 +30,24 @@ private:
 /* How much of the light passes. `Source` has transparency(), shadowAttenuation() and transparencyDepth(), which are
  * read only when needed. In segmented mode dot_nd comes with the state, and `dist` is the way that ends here. */
 template <class Source>
-miColor shadowTransmission(miState* state, Vexabase& record, const Source& source)
-{
+miColor shadowTransmission(miState* state, Vexabase& record, const Source& source) {
     const ShadowFootprint footprint(record);
     const bool segmented = state->options->shadow == 's';
     miColor t = source.transparency();
-    if (!segmented)
-        state->dot_nd = mi_vector_dot(&state->normal, &state->dir);
+    if (!segmented) state->dot_nd = mi_vector_dot(&state->normal, &state->dir);
 
     // Less at grazing angles.
     const miScalar f = 1 - (1 - std::fabs(state->dot_nd)) * source.shadowAttenuation();
     scaleRgb(t, f < 0 ? 0 : f);
 
     // Where the ray leaves the object its way inside is known: only a way of the full depth takes the full tint.
-    if (!segmented || !(state->dot_nd < 0))
-        return t;
+    if (!segmented || !(state->dot_nd < 0)) return t;
     const miScalar depth = source.transparencyDepth();
-    if (depth == 0)
-        return t;
+    if (depth == 0) return t;
     const miScalar k = static_cast<miScalar>(state->dist) / depth;
     for (miScalar* channel : {&t.r, &t.g, &t.b}) {
-        if (k < 1)
-            *channel = *channel * k + (1 - k);
-        if (*channel > 1)
-            *channel = 1;
+        if (k < 1) *channel = *channel * k + (1 - k);
+        if (*channel > 1) *channel = 1;
     }
     return t;
 }
@@ -63,8 +56,7 @@ miColor shadowTransmission(miState* state, Vexabase& record, const Source& sourc
  * segmented mode the rest of the ray is traced from here, unless the caller does it. Returns whether light is left for
  * the picture or for some pass. */
 template <class Source>
-miBoolean passShadow(miColor* result, miState* state, Vexabase& record, const Source& source, bool continuesSegment)
-{
+miBoolean passShadow(miColor* result, miState* state, Vexabase& record, const Source& source, bool continuesSegment) {
     const bool segment = continuesSegment && state->options->shadow == 's';
     if (state->dist == 0) {
         if (segment) {
@@ -95,8 +87,7 @@ miBoolean passShadow(miColor* result, miState* state, Vexabase& record, const So
 
 /* The shadow of a surface material, when it serves as its own shadow shader. */
 template <class H>
-void castShadow(miColor* result, const H& in, Vexabase& record)
-{
+void castShadow(miColor* result, const H& in, Vexabase& record) {
     struct Source {
         const H& in;
         miColor transparency() const { return in.transparency(); }
@@ -112,4 +103,4 @@ void castShadow(miColor* result, const H& in, Vexabase& record)
     }
 }
 
-} // namespace lumo
+}  // namespace lumo

@@ -8,8 +8,7 @@
 namespace lumo {
 
 /* Two unit vectors at right angles to each other and to `direction`; the x and y axes for what is no direction. */
-inline void tangentsOf(const miVector& direction, miVector& u, miVector& v)
-{
+inline void tangentsOf(const miVector& direction, miVector& u, miVector& v) {
     const miVector axis = std::fabs(direction.x) < 0.5f ? miVector{1, 0, 0} : miVector{0, 1, 0};
     mi_vector_prod(&u, &axis, &direction);
     const miScalar length = mi_vector_norm(&u);
@@ -23,4 +22,4 @@ inline void tangentsOf(const miVector& direction, miVector& u, miVector& v)
     mi_vector_normalize(&v);
 }
 
-} // namespace lumo
+}  // namespace lumo

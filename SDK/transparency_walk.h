@@ -25,4 +25,4 @@ bool isWalkTooDeep(const miState* state);
  * merged with what these left there. The state is as before, except for `child`. */
 miColor lookBehind(const LevelSlots& slots, miState* state, const WalkSettings& walk);
 
-} // namespace lumo
+}  // namespace lumo

@@ -16,8 +16,7 @@ constexpr int kAxisMask = (1 << kAxisBits) - 1;
 /* Cell and place in the cell, along four axes. */
 struct LatticePoint {
     /* `cells` is the number of cells in a period of each axis. */
-    LatticePoint(Float4 coordinates, Float4 cells)
-    {
+    LatticePoint(Float4 coordinates, Float4 cells) {
         const Float4 scaled = fraction4(coordinates) * cells;
         cell = truncate4(scaled);
         t = scaled - toFloat4(cell);
@@ -30,8 +29,7 @@ struct LatticePoint {
 float cubeSide() { return static_cast<float>(VEXA_CUBE_SIDE); }
 
 /* Splines along three rows at once, one result per row. The fourth elements mean nothing. */
-Float4 splineAlongRows(Float4 row0, Float4 row1, Float4 row2, float t)
-{
+Float4 splineAlongRows(Float4 row0, Float4 row1, Float4 row2, float t) {
     const Float4 low = __builtin_shufflevector(row0, row1, 0, 4, 1, 5);
     const Float4 high = __builtin_shufflevector(row0, row1, 2, 6, 3, 7);
     const Float4 a = __builtin_shufflevector(low, row2, 0, 1, 4, 4);
@@ -42,8 +40,7 @@ Float4 splineAlongRows(Float4 row0, Float4 row1, Float4 row2, float t)
 
 /* Offsets of a cell and its neighbours along the axis whose cells lie 1 << shift values apart. */
 struct Neighbours {
-    Neighbours(int cell, int shift)
-    {
+    Neighbours(int cell, int shift) {
         const int axis = kAxisMask << shift;
         at[1] = (cell << shift) & axis;
         at[0] = (at[1] - (1 << shift)) & axis;
@@ -67,8 +64,7 @@ constexpr auto kValuesAround = [](const float* plane, std::ptrdiff_t row, int x)
 
 /* Twice the B-spline per axis. `values` is one of the two functions above, `evaluate` makes lattice values of them. */
 template <class Values>
-float spline2(const LatticePoint& point, Values values)
-{
+float spline2(const LatticePoint& point, Values values) {
     const Neighbours y(point.cell[1], kAxisBits);
     const int x = point.cell[0] & kAxisMask;
     const auto row = [&](int j) { return values(kNoiseValues.data(), y.at[j], x); };
@@ -77,8 +73,7 @@ float spline2(const LatticePoint& point, Values values)
 }
 
 template <class Values, class Evaluate>
-float spline3(const LatticePoint& point, Values values, Evaluate evaluate)
-{
+float spline3(const LatticePoint& point, Values values, Evaluate evaluate) {
     const Neighbours y(point.cell[1], kAxisBits), z(point.cell[2], 2 * kAxisBits);
     const int x = point.cell[0] & kAxisMask;
     const auto row = [&](int l, int j) { return evaluate(values(kNoiseValues.data() + z.at[l], y.at[j], x)); };
@@ -91,21 +86,18 @@ float spline3(const LatticePoint& point, Values values, Evaluate evaluate)
 [[gnu::cold, gnu::noinline]] float spline2AtEnd(const LatticePoint& point) { return spline2(point, kValuesAround); }
 
 template <class Evaluate>
-[[gnu::cold, gnu::noinline]] float spline3AtEnd(const LatticePoint& point, Evaluate evaluate)
-{
+[[gnu::cold, gnu::noinline]] float spline3AtEnd(const LatticePoint& point, Evaluate evaluate) {
     return spline3(point, kValuesAround, evaluate);
 }
 
 bool isAtEnd(int cell) { return ((cell + 1) & kAxisMask) < 2; }
 
-float spline2(const LatticePoint& point)
-{
+float spline2(const LatticePoint& point) {
     return isAtEnd(point.cell[0]) ? spline2AtEnd(point) : spline2(point, kValuesBeside);
 }
 
 template <class Evaluate>
-float spline3(const LatticePoint& point, Evaluate evaluate)
-{
+float spline3(const LatticePoint& point, Evaluate evaluate) {
     return isAtEnd(point.cell[0]) ? spline3AtEnd(point, evaluate) : spline3(point, kValuesBeside, evaluate);
 }
 
@@ -115,14 +107,11 @@ constexpr miInteger kMostTimeSteps = 60000;
 class Motion {
 public:
     /* Cell and place in the cell of time. */
-    Motion(int step, float t) : t_(t)
-    {
-        for (int e = 0; e < 3; ++e)
-            multipliers_[e] = (noise_table_scalar(step + e) + 1) * kMultiplier;
+    Motion(int step, float t) : t_(t) {
+        for (int e = 0; e < 3; ++e) multipliers_[e] = (noise_table_scalar(step + e) + 1) * kMultiplier;
     }
 
-    Float4 operator()(Float4 tableValues) const
-    {
+    Float4 operator()(Float4 tableValues) const {
         const Float4 g = tableValues + 2;
         return spline(part(g * multipliers_[0]), part(g * multipliers_[1]), part(g * multipliers_[2]), t_);
     }
@@ -136,11 +125,10 @@ private:
     float multipliers_[3];
 };
 
-} // namespace
-} // namespace lumo
+}  // namespace
+}  // namespace lumo
 
-miScalar noise_scalar_1d(double x)
-{
+miScalar noise_scalar_1d(double x) {
     using namespace lumo;
     const float scaled = fraction(static_cast<float>(placeable(x))) * cubeSide();
     // No lattice point lies before the first one: the first cell is the second one's parabola drawn out, at t < 0. The
@@ -150,23 +138,20 @@ miScalar noise_scalar_1d(double x)
     return 0.25f * spline(values[-1], values[0], values[1], scaled - static_cast<float>(cell));
 }
 
-miScalar noise_scalar_2d(double x, double y)
-{
+miScalar noise_scalar_2d(double x, double y) {
     using namespace lumo;
     const LatticePoint point(placeable4(x, y, 0, 0), broadcast4(cubeSide()));
     return 0.25f * spline2(point);
 }
 
-miScalar noise_scalar_3d(double x, double y, double z)
-{
+miScalar noise_scalar_3d(double x, double y, double z) {
     using namespace lumo;
     const LatticePoint point(placeable4(x, y, z, 0), broadcast4(cubeSide()));
     const auto still = [](Float4 values) { return values; };
     return 0.125f * spline3(point, still);
 }
 
-miScalar noise_scalar_4d(double x, double y, double z, double w, miInteger n)
-{
+miScalar noise_scalar_4d(double x, double y, double z, double w, miInteger n) {
     using namespace lumo;
     const float steps = static_cast<float>(std::min(n, kMostTimeSteps));
     const LatticePoint point(placeable4(x, y, z, w), Float4{cubeSide(), cubeSide(), cubeSide(), steps});
@@ -174,8 +159,7 @@ miScalar noise_scalar_4d(double x, double y, double z, double w, miInteger n)
     return 0.125f * spline3(point, motion) - 1;
 }
 
-miVector* noise_vector_2d(miVector* result, double x, double y)
-{
+miVector* noise_vector_2d(miVector* result, double x, double y) {
     using namespace lumo;
     const double scaledX = fraction(placeable(x)) * VEXA_CUBE_SIDE, scaledY = fraction(placeable(y)) * VEXA_CUBE_SIDE;
     const int cellX = static_cast<int>(scaledX), cellY = static_cast<int>(scaledY);

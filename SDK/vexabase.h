@@ -16,8 +16,8 @@ struct LightData {
     miInteger isAmbient = 0;
     miInteger emitsDiffuse = 1;
     miInteger emitsSpecular = 1;
-    miScalar shadowFraction = 0; /* 0 unshadowed .. 1 fully blocked */
-    miColor color = {0, 0, 0, 0}; /* after intensity and decay, before shadows */
+    miScalar shadowFraction = 0;       /* 0 unshadowed .. 1 fully blocked */
+    miColor color = {0, 0, 0, 0};      /* after intensity and decay, before shadows */
     const miVector* corners = nullptr; /* four of a quadrilateral area light, else null */
     miInteger flipsCosine = 0;
     miInteger withoutSampleTerms = 0; /* set by the material before each light */
@@ -26,8 +26,8 @@ struct LightData {
 /* Size of the sampled region at the hit. Lengths are half-widths (0.45 of a pixel's width, so that neighbouring samples
  * overlap a little) of the ellipse that a pixel, seen along the ray, covers on the surface's tangent plane. */
 struct Footprint {
-    miScalar u = 0; /* half extent in the first texture space, along u and v; without surface derivatives the */
-    miScalar v = 0; /* lengths below times 1.5e-5 */
+    miScalar u = 0;       /* half extent in the first texture space, along u and v; without surface derivatives the */
+    miScalar v = 0;       /* lengths below times 1.5e-5 */
     miScalar uvCross = 0; /* always 0: the extents are those of the box around the ellipse */
     miScalar along = 0;   /* half axis in internal space along the tilt: grows as the surface turns away */
     miScalar across = 0;  /* half axis at right angles to it; in the rough estimate the same as `along` */
@@ -41,7 +41,7 @@ struct Vexabase {
     miUint spare1 = 0;
     miInteger footprintMode = kFootprintComputed;
     miScalar constantFootprint = 0;
-    miInteger compositionMode = 0; /* 4: 0 to 6 */
+    miInteger compositionMode = 0;     /* 4: 0 to 6 */
     miInteger shadowDepthLimit = 1000; /* 0 would switch all traced shadows off */
     miInteger evaluatesFog = 0;
     miScalar lowerImportance = -1; /* nothing is cut off; at 0 a black surface would lose its shadows */
@@ -49,12 +49,12 @@ struct Vexabase {
     miInteger lightsBackSide = 0;
     miScalar footprintScale = 0; /* 10: a pixel's size at distance 1 */
     miScalar refractionValue = 0;
-    LightData light; /* 12 */
+    LightData light;                                                     /* 12 */
     miColor lightOutput[3] = {{0, 0, 0, 0}, {1, 1, 1, 1}, {0, 0, 0, 0}}; /* 24 */
     miVector areaCorners[4] = {}; /* 36: what LightData::corners points to, so that it outlives the light shader */
     miUint spare48[66] = {};
-    miInteger surfaceMark = 0; /* 114: cleared before a surface is called */
-    miColor glow = {0, 0, 0, 0}; /* 115 */
+    miInteger surfaceMark = 0;            /* 114: cleared before a surface is called */
+    miColor glow = {0, 0, 0, 0};          /* 115 */
     miScalar surfaceAlpha[3] = {0, 0, 0}; /* 119 */
     miUint spare122[5] = {};
     Footprint footprint; /* 127 */
@@ -78,4 +78,4 @@ static_assert(offsetof(Vexabase, surfaceAlpha) == 119 * 4);
 static_assert(offsetof(Vexabase, footprint) == 127 * 4);
 static_assert(offsetof(Vexabase, contributionWeight) == 140 * 4);
 
-} // namespace lumo
+}  // namespace lumo

@@ -36,15 +36,11 @@ struct WriteToFrameBufferReturnType {
  * one must not write as well. */
 class WritePhase {
 public:
-    WritePhase(FrameBufferInfo& first, bool enabled) : flags_(enabled ? &first.flags : nullptr)
-    {
-        if (flags_)
-            *flags_ |= kEntryWritePhase;
+    WritePhase(FrameBufferInfo& first, bool enabled) : flags_(enabled ? &first.flags : nullptr) {
+        if (flags_) *flags_ |= kEntryWritePhase;
     }
-    ~WritePhase()
-    {
-        if (flags_)
-            *flags_ &= ~static_cast<miUint>(kEntryWritePhase);
+    ~WritePhase() {
+        if (flags_) *flags_ &= ~static_cast<miUint>(kEntryWritePhase);
     }
 
     WritePhase(const WritePhase&) = delete;
@@ -61,20 +57,17 @@ public:
 
     explicit WriteToFrameBufferShader(const H& in) : Shader<P, H, version>(in) {}
 
-    miBoolean shade(Return* result, const H& in) const
-    {
+    miBoolean shade(Return* result, const H& in) const {
         miState* state = in.state();
         if (!vexabaseOf(state)) {
             reportWarning("LumoShaderSDK(): Internal state error.");
             return miFALSE;
         }
         const miInteger evaluation = in(&P::header, &WriteHeader::evaluationMode);
-        if (evaluation == kEvaluateNever)
-            return miTRUE;
+        if (evaluation == kEvaluateNever) return miTRUE;
         // Without buffers the color is not handed on either. Scenes are built around that.
         const FrameBuffers buffers = rendersTiles(state) ? publishedFrameBuffers(state) : FrameBuffers{};
-        if (buffers.empty())
-            return miTRUE;
+        if (buffers.empty()) return miTRUE;
 
         FrameBufferInfo& first = buffers.entries.front();
         const bool waits = evaluation == kEvaluateBeforeSurface;
@@ -88,11 +81,9 @@ public:
     }
 
 private:
-    static void writeInto(const H& in, std::span<FrameBufferInfo> userBuffers)
-    {
+    static void writeInto(const H& in, std::span<FrameBufferInfo> userBuffers) {
         const miInteger number = in(&P::header, &WriteHeader::buffer);
-        if (number < 0 || static_cast<std::size_t>(number) >= userBuffers.size())
-            return;
+        if (number < 0 || static_cast<std::size_t>(number) >= userBuffers.size()) return;
         // This write is meant: it passes although the buffers are closed to materials.
         FrameBufferInfo& entry = userBuffers[static_cast<std::size_t>(number)];
         const miUint flags = entry.flags;
@@ -106,4 +97,4 @@ private:
     }
 };
 
-} // namespace lumo
+}  // namespace lumo

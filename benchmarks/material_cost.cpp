@@ -190,10 +190,15 @@ const std::array kMaterials = {
     Material{"lumoVexaAnisotropic", true, surface({30, 4, 1, 0.7F, 6})},
     Material{"lumoVexaHairTubeShader", true, surface({0, 40, -0.05F, 0.25F, 0.25F, 0.25F, 1, 15, 0.1F, 1, 1, 1, 1})},
     // Two layers without shaders behind them: what remains is the layering itself, of the color and of each pass.
-    Material{"lumoVexaLayeredShader", false,
-             operation(1, {none, none, Word{.integer = 2},                                     //
-                           half, half, half, one, half, half, half, one, none, none, none, none,  //
-                           half, half, half, one, none, none, none, none, none, none, none, none})},
+    Material{"lumoVexaLayeredShader", false, operation(1, {none, none, Word{.integer = 2},  //
+                                                           half, half, half,
+                                                           one,  half, half,
+                                                           half, one,  none,
+                                                           none, none, none,  //
+                                                           half, half, half,
+                                                           one,  none, none,
+                                                           none, none, none,
+                                                           none, none, none})},
     Material{"lumoVexaSurfaceShader", false,
              operation(3, {half, half, half, one, none, none, none, none, none, none, none, none, one, one, one, one})},
 };
@@ -225,11 +230,9 @@ struct Module {
 void material(benchmark::State& run, const Material& what) {
     static const Module module;
     const std::string name = what.name;
-    const auto init =
-        reinterpret_cast<void (*)(miState*, Parameters*, miBoolean*)>(module.symbol(name + "_init"));
+    const auto init = reinterpret_cast<void (*)(miState*, Parameters*, miBoolean*)>(module.symbol(name + "_init"));
     const auto exit = reinterpret_cast<void (*)(miState*, Parameters*)>(module.symbol(name + "_exit"));
-    const auto call =
-        reinterpret_cast<miBoolean (*)(void*, miState*, Parameters*, void*)>(module.symbol(name));
+    const auto call = reinterpret_cast<miBoolean (*)(void*, miState*, Parameters*, void*)>(module.symbol(name));
     answers.lights.assign(static_cast<std::size_t>(run.range(0)), 1);
     usePasses(static_cast<std::size_t>(run.range(1)));
 

@@ -10,12 +10,10 @@ namespace {
 
 std::atomic<void*> rendererModule{nullptr};
 
-} // namespace
+}  // namespace
 
-void* RendererSymbol::resolve(std::uintptr_t known) const
-{
-    if (known == kMissing)
-        return nullptr;
+void* RendererSymbol::resolve(std::uintptr_t known) const {
+    if (known == kMissing) return nullptr;
 
     // Without a handle the function stays open: the renderer may still hand one over.
     void* module = rendererModule.load(std::memory_order_acquire);
@@ -37,9 +35,8 @@ void* RendererSymbol::resolve(std::uintptr_t known) const
     return found;
 }
 
-} // namespace lumo
+}  // namespace lumo
 
-extern "C" __attribute__((visibility("default"))) void miSetModuleHandle(void* handle)
-{
+extern "C" __attribute__((visibility("default"))) void miSetModuleHandle(void* handle) {
     lumo::rendererModule.store(handle, std::memory_order_release);
 }

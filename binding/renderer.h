@@ -225,4 +225,4 @@ LUMO_RENDERER_FUNCTION(mi_get_shader_interface)
 
 #undef LUMO_RENDERER_FUNCTION
 
-} // namespace lumo
+}  // namespace lumo

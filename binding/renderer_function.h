@@ -16,8 +16,7 @@ public:
 
 protected:
     /* The function's address, or null when the renderer does not have it. Costs one load once resolved. */
-    void* address() const
-    {
+    void* address() const {
         const std::uintptr_t known = address_.load(std::memory_order_acquire);
         return known > kLastMarker ? reinterpret_cast<void*>(known) : resolve(known);
     }
@@ -40,8 +39,7 @@ class RendererFunction<Result(Arguments...)> : RendererSymbol {
 public:
     using RendererSymbol::RendererSymbol;
 
-    Result operator()(Arguments... arguments) const
-    {
+    Result operator()(Arguments... arguments) const {
         const auto function = reinterpret_cast<Result (*)(Arguments...)>(address());
         return function ? function(arguments...) : Result();
     }
@@ -57,11 +55,10 @@ public:
     using RendererSymbol::RendererSymbol;
 
     template <class... Rest>
-    Result operator()(Arguments... arguments, Rest... rest) const
-    {
+    Result operator()(Arguments... arguments, Rest... rest) const {
         const auto function = reinterpret_cast<Result (*)(Arguments..., ...)>(address());
         return function ? function(arguments..., rest...) : Result();
     }
 };
 
-} // namespace lumo
+}  // namespace lumo

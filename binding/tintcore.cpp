@@ -19,8 +19,7 @@ std::atomic<void*> colorLibrary{nullptr};
 
 /* Loaded once for all, and never closed: transforms live in it. Threads that come first together get the same handle.
  * After a failure the next call tries again; calls are as rare as shader instances. */
-void* loadedLibrary()
-{
+void* loadedLibrary() {
     void* library = colorLibrary.load(std::memory_order_acquire);
     if (!library) {
         library = dlopen(kLibrary, RTLD_NOW | RTLD_LOCAL);
@@ -30,28 +29,24 @@ void* loadedLibrary()
 }
 
 template <class Function, class... Arguments>
-TintCore::TintStatus call(const char* name, Arguments&&... arguments)
-{
+TintCore::TintStatus call(const char* name, Arguments&&... arguments) {
     void* library = loadedLibrary();
     auto* function = library ? reinterpret_cast<Function*>(dlsym(library, name)) : nullptr;
-    if (function)
-        return function(std::forward<Arguments>(arguments)...);
+    if (function) return function(std::forward<Arguments>(arguments)...);
     const char* why = dlerror();
     return TintCore::TintStatus(std::string("There is no color-management library: ") + (why ? why : kLibrary));
 }
 
-} // namespace
+}  // namespace
 
-TintCore::TintStatus getTransform(const char* name, TintCore::TransformPtr& result)
-{
+TintCore::TintStatus getTransform(const char* name, TintCore::TransformPtr& result) {
     return call<decltype(TintCore::TransformCache::getTransform)>(kGetTransform, name, result);
 }
 
 TintCore::TintStatus finalize(const TintCore::TransformPtr& transform, TintCore::PixelFormat source,
                               TintCore::PixelFormat destination, TintCore::OptimizerFlags optimizer,
-                              TintCore::ResolveFlags resolve, TintCore::TransformPtr& result)
-{
+                              TintCore::ResolveFlags resolve, TintCore::TransformPtr& result) {
     return call<decltype(TintCore::finalize)>(kFinalize, transform, source, destination, optimizer, resolve, result);
 }
 
-} // namespace lumo::tintcore
+}  // namespace lumo::tintcore

@@ -12,4 +12,4 @@ TintCore::TintStatus finalize(const TintCore::TransformPtr& transform, TintCore:
                               TintCore::PixelFormat destination, TintCore::OptimizerFlags optimizer,
                               TintCore::ResolveFlags resolve, TintCore::TransformPtr& result);
 
-} // namespace lumo::tintcore
+}  // namespace lumo::tintcore

@@ -37,11 +37,10 @@ struct example_clay {
 };
 
 DLLEXPORT int example_clay_version(void);
-DLLEXPORT miBoolean example_clay(miColor *result, miState *state, struct example_clay *parameters);
+DLLEXPORT miBoolean example_clay(miColor* result, miState* state, struct example_clay* parameters);
 
 /* Two unit vectors that stand at right angles to a unit vector and to each other. */
-static void tangents(const miVector *normal, miVector *u, miVector *v)
-{
+static void tangents(const miVector* normal, miVector* u, miVector* v) {
     miVector axis = {0.0f, 0.0f, 0.0f};
     if (fabsf(normal->x) < 0.7f)
         axis.x = 1.0f;
@@ -53,8 +52,7 @@ static void tangents(const miVector *normal, miVector *u, miVector *v)
 }
 
 /* True when something stands before the sun. One point of its disk is looked at; samples of a pixel take others. */
-static miBoolean in_shadow(miState *state, const miVector *key, miScalar softness)
-{
+static miBoolean in_shadow(miState* state, const miVector* key, miScalar softness) {
     miVector u, v, dir = *key;
 
     if (softness > 0.0f) {
@@ -75,8 +73,7 @@ static miBoolean in_shadow(miState *state, const miVector *key, miScalar softnes
 }
 
 /* Share of the hemisphere over the surface that is open, weighted by the cosine. */
-static miScalar open_sky(miState *state, miInteger rays)
-{
+static miScalar open_sky(miState* state, miInteger rays) {
     const miUint wanted = (miUint)rays;
     miVector u, v, dir;
     double sample[2];
@@ -92,22 +89,17 @@ static miScalar open_sky(miState *state, miInteger rays)
         dir.x = x * u.x + y * v.x + z * state->normal.x;
         dir.y = x * u.y + y * v.y + z * state->normal.y;
         dir.z = x * u.z + y * v.z + z * state->normal.z;
-        if (mi_vector_dot(&dir, &state->normal_geom) > 0.0f && !mi_trace_probe(state, &dir, &state->point))
-            open++;
+        if (mi_vector_dot(&dir, &state->normal_geom) > 0.0f && !mi_trace_probe(state, &dir, &state->point)) open++;
     }
     return taken ? (miScalar)open / (miScalar)taken : 1.0f;
 }
 
-DLLEXPORT int example_clay_version(void)
-{
-    return 1;
-}
+DLLEXPORT int example_clay_version(void) { return 1; }
 
-DLLEXPORT miBoolean example_clay(miColor *result, miState *state, struct example_clay *parameters)
-{
-    const miColor *color = mi_eval_color(&parameters->color);
-    const miColor *light = mi_eval_color(&parameters->light);
-    const miColor *shade = mi_eval_color(&parameters->shade);
+DLLEXPORT miBoolean example_clay(miColor* result, miState* state, struct example_clay* parameters) {
+    const miColor* color = mi_eval_color(&parameters->color);
+    const miColor* light = mi_eval_color(&parameters->light);
+    const miColor* shade = mi_eval_color(&parameters->shade);
     const miScalar softness = *mi_eval_scalar(&parameters->softness);
     const miScalar wrap = miCLAMP(*mi_eval_scalar(&parameters->wrap), 0.0f, 1.0f);
     const miScalar rim = *mi_eval_scalar(&parameters->rim);
@@ -118,8 +110,7 @@ DLLEXPORT miBoolean example_clay(miColor *result, miState *state, struct example
     mi_vector_from_world(state, &key, &key);
     mi_vector_normalize(&key);
     lit = miMAX(0.0f, (mi_vector_dot(&state->normal, &key) + wrap) / (1.0f + wrap));
-    if (lit > 0.0f && *mi_eval_boolean(&parameters->shadow) && in_shadow(state, &key, softness))
-        lit = 0.0f;
+    if (lit > 0.0f && *mi_eval_boolean(&parameters->shadow) && in_shadow(state, &key, softness)) lit = 0.0f;
 
     mi_normal_to_world(state, &up, &state->normal);
     sky = sky_rays > 0 ? open_sky(state, sky_rays) : 0.5f + 0.5f * up.y;

@@ -25,36 +25,28 @@ struct example_vector_to_color {
 };
 
 DLLEXPORT int example_color_to_vector_version(void);
-DLLEXPORT miBoolean example_color_to_vector(miVector *result, miState *state,
-                                            struct example_color_to_vector *parameters);
+DLLEXPORT miBoolean example_color_to_vector(miVector* result, miState* state,
+                                            struct example_color_to_vector* parameters);
 DLLEXPORT int example_vector_to_color_version(void);
-DLLEXPORT miBoolean example_vector_to_color(miColor *result, miState *state,
-                                            struct example_vector_to_color *parameters);
+DLLEXPORT miBoolean example_vector_to_color(miColor* result, miState* state,
+                                            struct example_vector_to_color* parameters);
 
-DLLEXPORT int example_color_to_vector_version(void)
-{
-    return 1;
-}
+DLLEXPORT int example_color_to_vector_version(void) { return 1; }
 
-DLLEXPORT miBoolean example_color_to_vector(miVector *result, miState *state,
-                                            struct example_color_to_vector *parameters)
-{
-    const miColor *color = mi_eval_color(&parameters->color);
+DLLEXPORT miBoolean example_color_to_vector(miVector* result, miState* state,
+                                            struct example_color_to_vector* parameters) {
+    const miColor* color = mi_eval_color(&parameters->color);
     result->x = color->r;
     result->y = color->g;
     result->z = color->b;
     return miTRUE;
 }
 
-DLLEXPORT int example_vector_to_color_version(void)
-{
-    return 1;
-}
+DLLEXPORT int example_vector_to_color_version(void) { return 1; }
 
-DLLEXPORT miBoolean example_vector_to_color(miColor *result, miState *state,
-                                            struct example_vector_to_color *parameters)
-{
-    const miVector *vector = mi_eval_vector(&parameters->vector);
+DLLEXPORT miBoolean example_vector_to_color(miColor* result, miState* state,
+                                            struct example_vector_to_color* parameters) {
+    const miVector* vector = mi_eval_vector(&parameters->vector);
     result->r = vector->x;
     result->g = vector->y;
     result->b = vector->z;

@@ -34,12 +34,11 @@ struct example_glaze {
 };
 
 DLLEXPORT int example_glaze_version(void);
-DLLEXPORT miBoolean example_glaze(miColor *result, miState *state, struct example_glaze *parameters);
+DLLEXPORT miBoolean example_glaze(miColor* result, miState* state, struct example_glaze* parameters);
 
 /* The mirrored direction on a surface that noise tilts. The state's normal is put back: shaders that follow in the
  * material's list want the surface as it is. */
-static void rippled_reflection(miVector *dir, miState *state, miScalar ripple, miScalar size)
-{
+static void rippled_reflection(miVector* dir, miState* state, miScalar ripple, miScalar size) {
     const miVector normal = state->normal;
     miVector point, slope;
 
@@ -72,8 +71,7 @@ struct surface {
     miUint label;
 };
 
-static void keep_surface(struct surface *surface, const miState *state)
-{
+static void keep_surface(struct surface* surface, const miState* state) {
     surface->point = state->point;
     surface->normal = state->normal;
     surface->motion = state->motion;
@@ -81,8 +79,7 @@ static void keep_surface(struct surface *surface, const miState *state)
     surface->label = state->label;
 }
 
-static void put_back(miState *state, const struct surface *surface)
-{
+static void put_back(miState* state, const struct surface* surface) {
     state->point = surface->point;
     state->normal = surface->normal;
     state->motion = surface->motion;
@@ -90,13 +87,9 @@ static void put_back(miState *state, const struct surface *surface)
     state->label = surface->label;
 }
 
-DLLEXPORT int example_glaze_version(void)
-{
-    return 1;
-}
+DLLEXPORT int example_glaze_version(void) { return 1; }
 
-DLLEXPORT miBoolean example_glaze(miColor *result, miState *state, struct example_glaze *parameters)
-{
+DLLEXPORT miBoolean example_glaze(miColor* result, miState* state, struct example_glaze* parameters) {
     const miColor transparency = *mi_eval_color(&parameters->transparency);
     const miColor tint = *mi_eval_color(&parameters->reflection);
     const miScalar ior = miMAX(1.0f, *mi_eval_scalar(&parameters->ior));

@@ -27,15 +27,11 @@ struct example_halftone {
 };
 
 DLLEXPORT int example_halftone_version(void);
-DLLEXPORT miBoolean example_halftone(miColor *result, miState *state, struct example_halftone *parameters);
+DLLEXPORT miBoolean example_halftone(miColor* result, miState* state, struct example_halftone* parameters);
 
-DLLEXPORT int example_halftone_version(void)
-{
-    return 1;
-}
+DLLEXPORT int example_halftone_version(void) { return 1; }
 
-DLLEXPORT miBoolean example_halftone(miColor *result, miState *state, struct example_halftone *parameters)
-{
+DLLEXPORT miBoolean example_halftone(miColor* result, miState* state, struct example_halftone* parameters) {
     miColor tone = *mi_eval_color(&parameters->tone);
     const miScalar dots = *mi_eval_scalar(&parameters->dots);
     const miScalar angle = *mi_eval_scalar(&parameters->angle) * 0.01745329f;

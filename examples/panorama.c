@@ -22,17 +22,13 @@ struct example_panorama {
 };
 
 DLLEXPORT int example_panorama_version(void);
-DLLEXPORT miBoolean example_panorama(miColor *result, miState *state, struct example_panorama *parameters);
+DLLEXPORT miBoolean example_panorama(miColor* result, miState* state, struct example_panorama* parameters);
 
-DLLEXPORT int example_panorama_version(void)
-{
-    return 1;
-}
+DLLEXPORT int example_panorama_version(void) { return 1; }
 
-DLLEXPORT miBoolean example_panorama(miColor *result, miState *state, struct example_panorama *parameters)
-{
+DLLEXPORT miBoolean example_panorama(miColor* result, miState* state, struct example_panorama* parameters) {
     const miTag tex = *mi_eval_tag(&parameters->tex);
-    const miColor *gain = mi_eval_color(&parameters->gain);
+    const miColor* gain = mi_eval_color(&parameters->gain);
     const float turn = *mi_eval_scalar(&parameters->turn) / 360.0f;
     miVector dir, coord;
 
@@ -44,11 +40,10 @@ DLLEXPORT miBoolean example_panorama(miColor *result, miState *state, struct exa
     coord.z = 0.0f;
 
     result->r = result->g = result->b = 0.0f;
-    if (tex && !mi_lookup_color_texture(result, state, tex, &coord))
-        result->r = result->g = result->b = 0.0f;
+    if (tex && !mi_lookup_color_texture(result, state, tex, &coord)) result->r = result->g = result->b = 0.0f;
     result->r *= gain->r;
     result->g *= gain->g;
     result->b *= gain->b;
-    result->a = 0.0f;  /* nothing was hit: compositors put their own background here */
+    result->a = 0.0f; /* nothing was hit: compositors put their own background here */
     return miTRUE;
 }

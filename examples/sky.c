@@ -23,23 +23,18 @@ struct example_sky {
 };
 
 DLLEXPORT int example_sky_version(void);
-DLLEXPORT miBoolean example_sky(miColor *result, miState *state, struct example_sky *parameters);
+DLLEXPORT miBoolean example_sky(miColor* result, miState* state, struct example_sky* parameters);
 
-static void mix(miColor *color, const miColor *other, miScalar share)
-{
+static void mix(miColor* color, const miColor* other, miScalar share) {
     color->r += (other->r - color->r) * share;
     color->g += (other->g - color->g) * share;
     color->b += (other->b - color->b) * share;
 }
 
-DLLEXPORT int example_sky_version(void)
-{
-    return 1;
-}
+DLLEXPORT int example_sky_version(void) { return 1; }
 
-DLLEXPORT miBoolean example_sky(miColor *result, miState *state, struct example_sky *parameters)
-{
-    const miColor *sun = mi_eval_color(&parameters->sun);
+DLLEXPORT miBoolean example_sky(miColor* result, miState* state, struct example_sky* parameters) {
+    const miColor* sun = mi_eval_color(&parameters->sun);
     miVector dir, direction = *mi_eval_vector(&parameters->direction);
     miColor sky = *mi_eval_color(&parameters->horizon);
     miScalar near_sun;
@@ -52,9 +47,10 @@ DLLEXPORT miBoolean example_sky(miColor *result, miState *state, struct example_
     mi_vector_normalize(&direction);
     near_sun = miMAX(0.0f, mi_vector_dot(&dir, &direction));
     if (dir.y > 0.0f)
-        miColorAddScaled(&sky, sun, near_sun > 0.9994f ? 1.0f : 0.2f * powf(near_sun, 180.0f) + 0.06f * powf(near_sun, 8.0f));
+        miColorAddScaled(&sky, sun,
+                         near_sun > 0.9994f ? 1.0f : 0.2f * powf(near_sun, 180.0f) + 0.06f * powf(near_sun, 8.0f));
 
     *result = sky;
-    result->a = 0.0f;  /* nothing was hit: compositors put their own background here */
+    result->a = 0.0f; /* nothing was hit: compositors put their own background here */
     return miTRUE;
 }

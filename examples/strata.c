@@ -28,24 +28,21 @@ struct example_strata {
 };
 
 DLLEXPORT int example_strata_version(void);
-DLLEXPORT miBoolean example_strata(miColor *result, miState *state, struct example_strata *parameters);
+DLLEXPORT miBoolean example_strata(miColor* result, miState* state, struct example_strata* parameters);
 
-static miScalar step_between(miScalar low, miScalar high, miScalar x)
-{
+static miScalar step_between(miScalar low, miScalar high, miScalar x) {
     const miScalar t = miCLAMP((x - low) / miMAX(high - low, 1e-6f), 0.0f, 1.0f);
     return t * t * (3.0f - 2.0f * t);
 }
 
-static void mix(miColor *color, const miColor *other, miScalar share)
-{
+static void mix(miColor* color, const miColor* other, miScalar share) {
     color->r += (other->r - color->r) * share;
     color->g += (other->g - color->g) * share;
     color->b += (other->b - color->b) * share;
 }
 
 /* Four octaves of noise, about -1 to 1. */
-static miScalar rough(const miVector *point, miScalar grain)
-{
+static miScalar rough(const miVector* point, miScalar grain) {
     miVector p = *point;
     miScalar sum = 0.0f, weight = 0.5f;
     int octave;
@@ -58,13 +55,9 @@ static miScalar rough(const miVector *point, miScalar grain)
     return sum;
 }
 
-DLLEXPORT int example_strata_version(void)
-{
-    return 1;
-}
+DLLEXPORT int example_strata_version(void) { return 1; }
 
-DLLEXPORT miBoolean example_strata(miColor *result, miState *state, struct example_strata *parameters)
-{
+DLLEXPORT miBoolean example_strata(miColor* result, miState* state, struct example_strata* parameters) {
     const miScalar softness = *mi_eval_scalar(&parameters->softness);
     const miScalar middle_height = *mi_eval_scalar(&parameters->middle_height);
     const miScalar high_height = *mi_eval_scalar(&parameters->high_height);

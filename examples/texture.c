@@ -34,24 +34,19 @@ struct example_checker {
 };
 
 DLLEXPORT int example_texture_version(void);
-DLLEXPORT miBoolean example_texture(miColor *result, miState *state, struct example_texture *parameters);
+DLLEXPORT miBoolean example_texture(miColor* result, miState* state, struct example_texture* parameters);
 DLLEXPORT int example_checker_version(void);
-DLLEXPORT miBoolean example_checker(miColor *result, miState *state, struct example_checker *parameters);
+DLLEXPORT miBoolean example_checker(miColor* result, miState* state, struct example_checker* parameters);
 
-static void place(miVector *coord, const miVector *repeat, const miVector *offset)
-{
+static void place(miVector* coord, const miVector* repeat, const miVector* offset) {
     coord->x = coord->x * repeat->x + offset->x;
     coord->y = coord->y * repeat->y + offset->y;
     coord->z = coord->z * repeat->z + offset->z;
 }
 
-DLLEXPORT int example_texture_version(void)
-{
-    return 1;
-}
+DLLEXPORT int example_texture_version(void) { return 1; }
 
-DLLEXPORT miBoolean example_texture(miColor *result, miState *state, struct example_texture *parameters)
-{
+DLLEXPORT miBoolean example_texture(miColor* result, miState* state, struct example_texture* parameters) {
     const miTag tex = *mi_eval_tag(&parameters->tex);
 
     if (tex && state->tex_list) {
@@ -60,20 +55,15 @@ DLLEXPORT miBoolean example_texture(miColor *result, miState *state, struct exam
         /* The image covers 0 to 1; take the fraction, so that any coordinate finds a place in it. */
         coord.x -= floorf(coord.x);
         coord.y -= floorf(coord.y);
-        if (mi_lookup_color_texture(result, state, tex, &coord))
-            return miTRUE;
+        if (mi_lookup_color_texture(result, state, tex, &coord)) return miTRUE;
     }
     *result = *mi_eval_color(&parameters->otherwise);
     return miTRUE;
 }
 
-DLLEXPORT int example_checker_version(void)
-{
-    return 1;
-}
+DLLEXPORT int example_checker_version(void) { return 1; }
 
-DLLEXPORT miBoolean example_checker(miColor *result, miState *state, struct example_checker *parameters)
-{
+DLLEXPORT miBoolean example_checker(miColor* result, miState* state, struct example_checker* parameters) {
     miVector coord = {0.0f, 0.0f, 0.0f};
     int square;
 

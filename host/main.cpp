@@ -1,5 +1,3 @@
 #include "application/application.h"
 
-int main(int argumentCount, char** arguments) {
-    return lumorender::runApplication(argumentCount, arguments);
-}
+int main(int argumentCount, char** arguments) { return lumorender::runApplication(argumentCount, arguments); }

@@ -23,25 +23,25 @@ namespace shader_v3 {
 class Options {
 public:
     /* places 0 to 6: create or replace */
-    virtual void set(const char *name, bool value) = 0;
-    virtual void set(const char *name, const char *value) = 0;
-    virtual void set(const char *name, int value) = 0;
-    virtual void set(const char *name, float value) = 0;
-    virtual void set(const char *name, float x, float y) = 0;
-    virtual void set(const char *name, float x, float y, float z) = 0;
-    virtual void set(const char *name, float x, float y, float z, float w) = 0;
+    virtual void set(const char* name, bool value) = 0;
+    virtual void set(const char* name, const char* value) = 0;
+    virtual void set(const char* name, int value) = 0;
+    virtual void set(const char* name, float value) = 0;
+    virtual void set(const char* name, float x, float y) = 0;
+    virtual void set(const char* name, float x, float y, float z) = 0;
+    virtual void set(const char* name, float x, float y, float z, float w) = 0;
 
     /* places 7 to 13: true, and value written, when the option exists with this type; an int may be read as float */
-    virtual bool get(const char *name, bool *value) const = 0;
-    virtual bool get(const char *name, const char **value) const = 0;
-    virtual bool get(const char *name, int *value) const = 0;
-    virtual bool get(const char *name, float *value) const = 0;
-    virtual bool get(const char *name, float *x, float *y) const = 0;
-    virtual bool get(const char *name, float *x, float *y, float *z) const = 0;
-    virtual bool get(const char *name, float *x, float *y, float *z, float *w) const = 0;
+    virtual bool get(const char* name, bool* value) const = 0;
+    virtual bool get(const char* name, const char** value) const = 0;
+    virtual bool get(const char* name, int* value) const = 0;
+    virtual bool get(const char* name, float* value) const = 0;
+    virtual bool get(const char* name, float* x, float* y) const = 0;
+    virtual bool get(const char* name, float* x, float* y, float* z) const = 0;
+    virtual bool get(const char* name, float* x, float* y, float* z, float* w) const = 0;
 
     /* places 14, 15 */
-    virtual bool remove(const char *name) = 0;
+    virtual bool remove(const char* name) = 0;
     virtual void release() = 0;
 
 protected:
@@ -52,28 +52,28 @@ protected:
 class Framebuffer {
 public:
     /* places 0 to 3 */
-    virtual bool set(const char *buffer, const char *parameter, bool value) = 0;
-    virtual bool set(const char *buffer, const char *parameter, float value) = 0;
-    virtual bool set(const char *buffer, const char *parameter, int value) = 0;
-    virtual bool set(const char *buffer, const char *parameter, const char *value) = 0;
+    virtual bool set(const char* buffer, const char* parameter, bool value) = 0;
+    virtual bool set(const char* buffer, const char* parameter, float value) = 0;
+    virtual bool set(const char* buffer, const char* parameter, int value) = 0;
+    virtual bool set(const char* buffer, const char* parameter, const char* value) = 0;
 
     /* places 4 to 7 */
-    virtual bool get(const char *buffer, const char *parameter, bool &value) const = 0;
-    virtual bool get(const char *buffer, const char *parameter, float &value) const = 0;
-    virtual bool get(const char *buffer, const char *parameter, int &value) const = 0;
-    virtual bool get(const char *buffer, const char *parameter, const char *&value) const = 0;
+    virtual bool get(const char* buffer, const char* parameter, bool& value) const = 0;
+    virtual bool get(const char* buffer, const char* parameter, float& value) const = 0;
+    virtual bool get(const char* buffer, const char* parameter, int& value) const = 0;
+    virtual bool get(const char* buffer, const char* parameter, const char*& value) const = 0;
 
     /* place 8: the number that mi_fb_put and mi_fb_get take; false when there is no such buffer */
-    virtual bool get_index(const char *buffer, size_t &index) const = 0;
+    virtual bool get_index(const char* buffer, size_t& index) const = 0;
 
     /* places 9 to 15 */
     virtual bool reset() = 0;
-    virtual void echo(FILE *file) const = 0;
-    virtual bool get_buffercount(size_t &count) const = 0;
-    virtual bool get_buffername(size_t index, const char *&name) const = 0;
-    virtual bool remove(const char *buffer) = 0;
-    virtual bool map_old_index(unsigned int old_index, int &index) const = 0;
-    virtual bool get_datatype(size_t index, miImg_type &type) const = 0;
+    virtual void echo(FILE* file) const = 0;
+    virtual bool get_buffercount(size_t& count) const = 0;
+    virtual bool get_buffername(size_t index, const char*& name) const = 0;
+    virtual bool remove(const char* buffer) = 0;
+    virtual bool map_old_index(unsigned int old_index, int& index) const = 0;
+    virtual bool get_datatype(size_t index, miImg_type& type) const = 0;
 
 protected:
     ~Framebuffer() = default;
@@ -98,64 +98,64 @@ class Subdivision;
 class Interface {
 public:
     /* place 0: of miOptions.string_options */
-    virtual Options *getOptions(miTag options) = 0;
+    virtual Options* getOptions(miTag options) = 0;
 
     /* places 1, 2 */
     virtual miTag createFramebuffer() = 0;
     virtual miTag copyFramebuffer(miTag framebuffer) = 0;
 
     /* place 3: the lights that apply in this state, or the given ones */
-    virtual Light_list *createLightList(miState *state, miTag *lights = 0, int count = 0) = 0;
+    virtual Light_list* createLightList(miState* state, miTag* lights = 0, int count = 0) = 0;
 
     /* place 4 */
     virtual void release() = 0;
 
     /* place 5: only lights inside a cone around the axis */
-    virtual Light_list *createLightList(
-        miState *state, const miVector &axis, miScalar spread_cos, miTag *lights, int count) = 0;
+    virtual Light_list* createLightList(miState* state, const miVector& axis, miScalar spread_cos, miTag* lights,
+                                        int count) = 0;
 
     /* places 6 to 20, reserved: maps, their declarations, elements, iterators and look-ups */
     virtual miTag createMap(miTag declaration) = 0;
-    virtual const Map *accessMap(miTag map) = 0;
-    virtual Map *editMap(miTag map) = 0;
-    virtual const Map *accessMap(const char *name, miTag *map) = 0;
-    virtual Map *editMap(const char *name, miTag *map) = 0;
-    virtual Map_declaration *createMapDeclaration(miUint dimension) = 0;
-    virtual Map_declaration *copyMapDeclaration(const Map_declaration *declaration) = 0;
-    virtual Map_declaration *copyMapDeclaration(const Map *map) = 0;
-    virtual Map_declaration *copyMapDeclaration(miTag declaration) = 0;
-    virtual Map_element *createMapElement(const Map_declaration *declaration) = 0;
-    virtual Map_element *copyMapElement(const Map_element *element) = 0;
-    virtual Map_iterator *createMapIterator(const Map *map) = 0;
-    virtual Map_iterator *copyMapIterator(const Map_iterator *iterator) = 0;
-    virtual Map_lookup *createMapLookup(const Map *map) = 0;
-    virtual Map_lookup *copyMapLookup(const Map_lookup *lookup) = 0;
+    virtual const Map* accessMap(miTag map) = 0;
+    virtual Map* editMap(miTag map) = 0;
+    virtual const Map* accessMap(const char* name, miTag* map) = 0;
+    virtual Map* editMap(const char* name, miTag* map) = 0;
+    virtual Map_declaration* createMapDeclaration(miUint dimension) = 0;
+    virtual Map_declaration* copyMapDeclaration(const Map_declaration* declaration) = 0;
+    virtual Map_declaration* copyMapDeclaration(const Map* map) = 0;
+    virtual Map_declaration* copyMapDeclaration(miTag declaration) = 0;
+    virtual Map_element* createMapElement(const Map_declaration* declaration) = 0;
+    virtual Map_element* copyMapElement(const Map_element* element) = 0;
+    virtual Map_iterator* createMapIterator(const Map* map) = 0;
+    virtual Map_iterator* copyMapIterator(const Map_iterator* iterator) = 0;
+    virtual Map_lookup* createMapLookup(const Map* map) = 0;
+    virtual Map_lookup* copyMapLookup(const Map_lookup* lookup) = 0;
 
     /* places 21 to 24: of miCamera.buffertag, null when it is no frame-buffer object; release with the same tag */
-    virtual const Framebuffer *accessFramebuffer(miTag framebuffer) = 0;
-    virtual bool releaseFramebuffer(const Framebuffer *framebuffer, miTag tag) = 0;
-    virtual Framebuffer *editFramebuffer(miTag framebuffer) = 0;
-    virtual bool releaseFramebuffer(Framebuffer *framebuffer, miTag tag) = 0;
+    virtual const Framebuffer* accessFramebuffer(miTag framebuffer) = 0;
+    virtual bool releaseFramebuffer(const Framebuffer* framebuffer, miTag tag) = 0;
+    virtual Framebuffer* editFramebuffer(miTag framebuffer) = 0;
+    virtual bool releaseFramebuffer(Framebuffer* framebuffer, miTag tag) = 0;
 
     /* places 25 to 28, reserved */
-    virtual Bsdf *allocBsdf(miState *state) = 0;
-    virtual void releaseBsdf(Bsdf *bsdf) = 0;
-    virtual Subdivision *accessSubdivision34(miTag subdivision) = 0;
-    virtual void releaseSubdivision34(Subdivision *subdivision) = 0;
+    virtual Bsdf* allocBsdf(miState* state) = 0;
+    virtual void releaseBsdf(Bsdf* bsdf) = 0;
+    virtual Subdivision* accessSubdivision34(miTag subdivision) = 0;
+    virtual void releaseSubdivision34(Subdivision* subdivision) = 0;
 
     /* place 29, reserved: look-up over a footprint, with remapped mip levels */
-    virtual bool lookupFilteredTexture(
-        miColor *result, miState *state, miTag texture, void *filter, const miScalar *pixel_to_texture) = 0;
+    virtual bool lookupFilteredTexture(miColor* result, miState* state, miTag texture, void* filter,
+                                       const miScalar* pixel_to_texture) = 0;
 
     /* places 30, 31, reserved: image files written by shaders */
-    virtual void *open_output_image(const char *name, miImg_type type, int width, int height) = 0;
-    virtual void close_output_image(void *image) = 0;
+    virtual void* open_output_image(const char* name, miImg_type type, int width, int height) = 0;
+    virtual void close_output_image(void* image) = 0;
 
     /* places 32 to 35, reserved: samples of render passes, and the number of the pass */
-    virtual bool getPassSample(miState *state, int pass, void *sample) = 0;
-    virtual bool getPassSampleInput(miState *state, int pass, void *sample) = 0;
-    virtual bool setPassSample(miState *state, void *sample) = 0;
-    virtual int getPassNumber(miState *state) = 0;
+    virtual bool getPassSample(miState* state, int pass, void* sample) = 0;
+    virtual bool getPassSampleInput(miState* state, int pass, void* sample) = 0;
+    virtual bool setPassSample(miState* state, void* sample) = 0;
+    virtual int getPassNumber(miState* state) = 0;
 
 protected:
     ~Interface() = default;
@@ -168,4 +168,4 @@ namespace shader = shader_v3;
 }  // namespace mi
 
 /* Null when the host does not know the version. */
-extern "C" mi::shader_v3::Interface *mi_get_shader_interface(int version = miSHADER_IF_VERSION);
+extern "C" mi::shader_v3::Interface* mi_get_shader_interface(int version = miSHADER_IF_VERSION);

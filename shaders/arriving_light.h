@@ -14,8 +14,7 @@ struct ArrivingLight {
     /* Of normal and light, -1 to 1, weighted by what the lights emit. Without light it is -1. */
     miScalar meanCosine() const { return luminances > VEXA_EPS ? cosines / luminances : -1; }
 
-    void add(const ArrivingLight& other, miScalar share)
-    {
+    void add(const ArrivingLight& other, miScalar share) {
         diffuse = diffuse + other.diffuse * share;
         whole = whole + other.whole * share;
         cosines += other.cosines * share;
@@ -27,15 +26,13 @@ class LightMeter {
 public:
     LightMeter(const SurfacePoint& point, bool shadows) : point_(point), shadows_(shadows) {}
 
-    ArrivingLight measure()
-    {
+    ArrivingLight measure() {
         const InUseGuard closed(publishedFrameBuffers(point_.state).entries);
         int count = 0;
         miTag* lights = nullptr;
         mi_instance_lightlist(&count, &lights, point_.state);
         for (int i = 0; lights && i < count; ++i) {
-            if (lights[i] == miNULLTAG || sampleLight(lights[i], false))
-                continue;
+            if (lights[i] == miNULLTAG || sampleLight(lights[i], false)) continue;
             // Renderers reject lights behind a surface, so it is turned around for them.
             const BackSideScope turned(point_.state);
             sampleLight(lights[i], true);
@@ -45,8 +42,7 @@ public:
 
 private:
     /* Returns whether the light gave samples. */
-    bool sampleLight(miTag light, bool fromBehind)
-    {
+    bool sampleLight(miTag light, bool fromBehind) {
         LightData& data = point_.record->light;
         data = LightData{};
         data.flipsCosine = fromBehind;
@@ -61,25 +57,20 @@ private:
             addSample(data, color, fromBehind ? -cosine : cosine, here);
             hasSamples = true;
         }
-        if (hasSamples && samples > 0)
-            sum_.add(here, 1 / static_cast<miScalar>(samples));
+        if (hasSamples && samples > 0) sum_.add(here, 1 / static_cast<miScalar>(samples));
         return hasSamples;
     }
 
-    void addSample(const LightData& data, const miColor& color, miScalar cosine, ArrivingLight& here) const
-    {
+    void addSample(const LightData& data, const miColor& color, miScalar cosine, ArrivingLight& here) const {
         // Lights of other libraries do not tell what they emit.
         const miColor emitted = isBlack(data.color) ? color : data.color;
         if (data.isAmbient) {
             here.diffuse = here.diffuse + color;
             here.whole = here.whole + emitted;
         }
-        if (!data.emitsDiffuse)
-            return;
-        if (data.corners)
-            cosine = arealight_lambertian_reflect(&point_.state->point, &point_.normal, data.corners);
-        if (cosine > 0)
-            here.diffuse = here.diffuse + color * cosine;
+        if (!data.emitsDiffuse) return;
+        if (data.corners) cosine = arealight_lambertian_reflect(&point_.state->point, &point_.normal, data.corners);
+        if (cosine > 0) here.diffuse = here.diffuse + color * cosine;
         here.whole = here.whole + emitted;
         here.cosines += luminance(emitted) * cosine;
         here.luminances += luminance(emitted);
@@ -90,9 +81,8 @@ private:
     ArrivingLight sum_;
 };
 
-inline ArrivingLight measureLight(const SurfacePoint& point, bool shadows)
-{
+inline ArrivingLight measureLight(const SurfacePoint& point, bool shadows) {
     return LightMeter(point, shadows).measure();
 }
 
-} // namespace lumo
+}  // namespace lumo

@@ -7,8 +7,7 @@
 namespace lumo {
 
 /* A surface without light of its own. The opacity is what its transparency leaves. */
-inline SurfaceShaderReturnType surfaceOf(const miColor& color, const miColor& transparency, const miColor& glow)
-{
+inline SurfaceShaderReturnType surfaceOf(const miColor& color, const miColor& transparency, const miColor& glow) {
     SurfaceShaderReturnType surface{};
     surface.color = color;
     surface.glowColor = {glow.r, glow.g, glow.b, 0};
@@ -19,8 +18,7 @@ inline SurfaceShaderReturnType surfaceOf(const miColor& color, const miColor& tr
 }
 
 /* The shadow of a surface of this transparency, the same at all angles. */
-inline void castPlainShadow(miState* state, miColor* light, Vexabase& record, const miColor& transparency)
-{
+inline void castPlainShadow(miState* state, miColor* light, Vexabase& record, const miColor& transparency) {
     struct Source {
         const miColor& color;
         miColor transparency() const { return color; }
@@ -30,4 +28,4 @@ inline void castPlainShadow(miState* state, miColor* light, Vexabase& record, co
     passShadow(light, state, record, Source{transparency}, true);
 }
 
-} // namespace lumo
+}  // namespace lumo

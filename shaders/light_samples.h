@@ -21,12 +21,10 @@ struct DiscPoint {
 };
 
 /* From the unit square, rings of equal area for squares around its center (Shirley and Chiu 1997). */
-inline DiscPoint toDisc(const SquarePoint& at)
-{
+inline DiscPoint toDisc(const SquarePoint& at) {
     constexpr double kQuarter = std::numbers::pi / 4;
     const double a = 2 * at.u - 1, b = 2 * at.v - 1;
-    if (a == 0 && b == 0)
-        return {0, 0};
+    if (a == 0 && b == 0) return {0, 0};
     const bool wide = std::fabs(a) > std::fabs(b);
     const double radius = wide ? a : b;
     const double angle = wide ? kQuarter * (b / a) : 2 * kQuarter - kQuarter * (a / b);
@@ -41,8 +39,7 @@ public:
     /* For one sample of a light with so many rays. Where eye rays end, the samples that the renderer numbers go on with
      * one sequence in all of the pixel, so that together they cover the light evenly. Of other points one eye sample may
      * have many, which must not repeat each other: they are told apart by where they are. */
-    LightSamples(const miState* state, std::uint32_t rays)
-    {
+    LightSamples(const miState* state, std::uint32_t rays) {
         if (state->qmc_instance != 0 && state->parent && isEndOfEyeRay(*state->parent)) {
             first_ = state->qmc_instance * rays;
             stir(std::floor(state->raster_x));
@@ -57,8 +54,7 @@ public:
         stir(static_cast<std::uint32_t>(state->count));
     }
 
-    SquarePoint operator[](std::uint32_t number) const
-    {
+    SquarePoint operator[](std::uint32_t number) const {
         const std::uint32_t index = first_ + number;
         const std::uint32_t x = scrambled(reversed(index), seed_);
         const std::uint32_t y = scrambled(secondDimension(index), hash(seed_ ^ 0x9e3779b9u));
@@ -67,11 +63,9 @@ public:
 
 private:
     /* Light below surfaces is asked for elsewhere, with the state of the ray that met the surface. */
-    static bool isEndOfEyeRay(const miState& lit)
-    {
+    static bool isEndOfEyeRay(const miState& lit) {
         constexpr double kNear = 1e-3;
-        if (lit.type != miRAY_EYE)
-            return false;
+        if (lit.type != miRAY_EYE) return false;
         const double x = lit.org.x + lit.dist * lit.dir.x - lit.point.x;
         const double y = lit.org.y + lit.dist * lit.dir.y - lit.point.y;
         const double z = lit.org.z + lit.dist * lit.dir.z - lit.point.z;
@@ -82,36 +76,30 @@ private:
     void stir(std::uint32_t word) { seed_ = hash(seed_ * 0x01000193u ^ word); }
 
     /* Every bit of the result depends on every bit of the argument. */
-    static constexpr std::uint32_t hash(std::uint32_t x)
-    {
+    static constexpr std::uint32_t hash(std::uint32_t x) {
         x = (x ^ (x >> 16)) * 0x7feb352du;
         x = (x ^ (x >> 15)) * 0x846ca68bu;
         return x ^ (x >> 16);
     }
 
-    static constexpr std::uint32_t reversed(std::uint32_t x)
-    {
+    static constexpr std::uint32_t reversed(std::uint32_t x) {
         x = (x & 0x55555555u) << 1 | (x >> 1 & 0x55555555u);
         x = (x & 0x33333333u) << 2 | (x >> 2 & 0x33333333u);
         x = (x & 0x0f0f0f0fu) << 4 | (x >> 4 & 0x0f0f0f0fu);
         return __builtin_bswap32(x);
     }
 
-    static constexpr std::uint32_t secondDimension(std::uint32_t index)
-    {
+    static constexpr std::uint32_t secondDimension(std::uint32_t index) {
         std::uint32_t result = 0;
         for (std::uint32_t column = 1u << 31; index; index >>= 1, column ^= column >> 1)
-            if (index & 1)
-                result ^= column;
+            if (index & 1) result ^= column;
         return result;
     }
 
     /* Flips each binary digit by a hash of the digits before it. */
-    static constexpr std::uint32_t scrambled(std::uint32_t x, std::uint32_t seed)
-    {
+    static constexpr std::uint32_t scrambled(std::uint32_t x, std::uint32_t seed) {
         x = reversed(x) + seed;
-        for (const std::uint32_t factor : {0x6c50b47cu, 0xb82f1e52u, 0xc7afe638u, 0x8d22f6e6u})
-            x ^= x * factor;
+        for (const std::uint32_t factor : {0x6c50b47cu, 0xb82f1e52u, 0xc7afe638u, 0x8d22f6e6u}) x ^= x * factor;
         return reversed(x);
     }
 
@@ -120,4 +108,4 @@ private:
     std::uint32_t seed_ = 0, first_ = 0;
 };
 
-} // namespace lumo
+}  // namespace lumo

@@ -28,25 +28,21 @@ namespace {
 using Helper = ShaderHelper<AmbientLightParameters>;
 
 /* 1 where the surface faces the light, less the further it is turned away. */
-miScalar shade(const LightCall& call, const Helper& in)
-{
+miScalar shade(const LightCall& call, const Helper& in) {
     const miScalar cosine = call.state()->dot_nd;
     const bool flips = call.record().light.flipsCosine != 0;
     return 1 + in(&AmbientLightParameters::ambientShade) * ((flips ? -cosine : cosine) - 1);
 }
 
 /* The light has no direction: what the material gets instead is this one. */
-void leaveNeutralDirection(miState* state)
-{
+void leaveNeutralDirection(miState* state) {
     state->dir = {0, 0, -1};
     state->dot_nd = -state->normal.z;
 }
 
-miBoolean shine(miColor* result, const Helper& in)
-{
+miBoolean shine(miColor* result, const Helper& in) {
     const LightCall call(in.state(), "vexa_ambientlight(): Internal state error.");
-    if (!call)
-        return miFALSE;
+    if (!call) return miFALSE;
 
     const LightTexture texture(call.state(), [&] { return sphericalCoordinate(pointInLight(call.state())); });
     const miScalar intensity = in(&AmbientLightParameters::intensity);
@@ -69,8 +65,8 @@ miBoolean shine(miColor* result, const Helper& in)
     return miTRUE;
 }
 
-} // namespace
+}  // namespace
 
 LUMO_EXPORT_FUNCTION_SHADER(lumoVexaAmbientLight, shine, miColor, AmbientLightParameters)
 
-} // namespace lumo
+}  // namespace lumo

@@ -32,8 +32,7 @@ namespace {
 
 template <class P>
 struct AOShaderEyeRayFilter {
-    static bool accepts(const miState* state, miInteger stage)
-    {
+    static bool accepts(const miState* state, miInteger stage) {
         return state->type == miRAY_EYE && (stage == miSTAGE_TILE || stage == miSTAGE_AMBOCCL);
     }
 };
@@ -45,8 +44,7 @@ class AmbientOcclusionComputation {
 public:
     explicit AmbientOcclusionComputation(const ShaderHelper<P>&) {}
 
-    void compute(const ShaderHelper<P>& in, Result& value) const
-    {
+    void compute(const ShaderHelper<P>& in, Result& value) const {
         miState* state = in.state();
         miAmboccl_options options;
         miAMBOCCL_DEFAULT(&options, state);
@@ -66,18 +64,13 @@ private:
     };
 
     template <class T>
-    static void replaceIfAboveZero(T& setting, T value)
-    {
-        if (value > 0)
-            setting = value;
+    static void replaceIfAboveZero(T& setting, T value) {
+        if (value > 0) setting = value;
     }
 
-    static Look customised(const ShaderHelper<P>& in, miAmboccl_options& options)
-    {
-        if (const miInteger rays = in(&P::rays))
-            options.rays = rays;
-        if (in(&P::reflective))
-            mi_reflection_dir(&options.axis, in.state());
+    static Look customised(const ShaderHelper<P>& in, miAmboccl_options& options) {
+        if (const miInteger rays = in(&P::rays)) options.rays = rays;
+        if (in(&P::reflective)) mi_reflection_dir(&options.axis, in.state());
         replaceIfAboveZero(options.spread, in(&P::spread));
         replaceIfAboveZero(options.spread_exp, in(&P::spreadExponent));
         replaceIfAboveZero(options.maxdist, in(&P::maximumDistance));
@@ -89,32 +82,27 @@ private:
         return look;
     }
 
-    static Result outputOf(const Look& look, miState* state, miScalar open, const miVector& bent)
-    {
+    static Result outputOf(const Look& look, miState* state, miScalar open, const miVector& bent) {
         switch (look.output) {
-        case kTintedSurroundings: return tinted(look, state, open, bent);
-        case kWorldNormal: return shown(bent, look.alphaOf(open));
-        case kCameraNormal: return shown(inSpace(state, bent, mi_normal_to_camera), look.alphaOf(open));
-        case kObjectNormal: return shown(inSpace(state, bent, mi_normal_to_object), look.alphaOf(open));
-        default: return mixed(look, open);
+            case kTintedSurroundings: return tinted(look, state, open, bent);
+            case kWorldNormal: return shown(bent, look.alphaOf(open));
+            case kCameraNormal: return shown(inSpace(state, bent, mi_normal_to_camera), look.alphaOf(open));
+            case kObjectNormal: return shown(inSpace(state, bent, mi_normal_to_object), look.alphaOf(open));
+            default: return mixed(look, open);
         }
     }
 
     /* Both ends keep the alpha of their colors, whether alpha tells the openness or not: what is hidden wholly stays
      * transparent. */
-    static Result mixed(const Look& look, miScalar open)
-    {
-        if (open == 0)
-            return look.dark;
-        if (open >= 1)
-            return look.bright;
+    static Result mixed(const Look& look, miScalar open) {
+        if (open == 0) return look.dark;
+        if (open >= 1) return look.bright;
         Result color = look.dark * (1 - open) + look.bright * open;
         color.a = look.alphaOf(open);
         return color;
     }
 
-    static Result tinted(const Look& look, miState* state, miScalar open, const miVector& bent)
-    {
+    static Result tinted(const Look& look, miState* state, miScalar open, const miVector& bent) {
         Result surroundings = kBlack;
         mi_trace_environment(&surroundings, state, &bent);
         Result color = surroundings * look.bright * open + look.dark;
@@ -123,18 +111,15 @@ private:
     }
 
     template <class Transform>
-    static miVector inSpace(const miState* state, const miVector& world, const Transform& transform)
-    {
+    static miVector inSpace(const miState* state, const miVector& world, const Transform& transform) {
         miVector internal, result;
         mi_normal_from_world(state, &internal, &world);
         transform(state, &result, &internal);
-        if (mi_vector_norm(&result) > 0)
-            mi_vector_normalize(&result);
+        if (mi_vector_norm(&result) > 0) mi_vector_normalize(&result);
         return result;
     }
 
-    static Result shown(const miVector& v, miScalar alpha)
-    {
+    static Result shown(const miVector& v, miScalar alpha) {
         return {(v.x + 1) * 0.5f, (v.y + 1) * 0.5f, (v.z + 1) * 0.5f, alpha};
     }
 };
@@ -143,8 +128,8 @@ using AmbientOcclusion =
     PassShader<miColor, AmbientOcclusionParameters, AmbientOcclusionComputation<miColor, AmbientOcclusionParameters>,
                AOShaderEyeRayFilter<AmbientOcclusionParameters>>;
 
-} // namespace
+}  // namespace
 
 LUMO_EXPORT_SHADER(lumoPassAmbientOcclusion, AmbientOcclusion, "shaders/lumoAmbientOcclusion")
 
-} // namespace lumo
+}  // namespace lumo

@@ -36,8 +36,7 @@ miScalar positive(miScalar value, miScalar least) { return value > least && std:
 struct Grain {
     miVector x, y;
 
-    Grain(const SurfacePoint& point, miScalar degrees)
-    {
+    Grain(const SurfacePoint& point, miScalar degrees) {
         miVector u, v;
         get_derivs(point.state, &u, &v);
         const miScalar height = mi_vector_dot(&u, &point.normal);
@@ -46,10 +45,8 @@ struct Grain {
         miVector ahead = flat, left;
         mi_vector_normalize(&ahead);
         mi_vector_prod(&left, &point.normal, &ahead);
-        if (!(mi_vector_norm(&left) > 0.5f))
-            tangentsOf(point.normal, ahead, left);
-        if (mi_vector_dot(&left, &v) < 0)
-            mi_vector_neg(&left);
+        if (!(mi_vector_norm(&left) > 0.5f)) tangentsOf(point.normal, ahead, left);
+        if (mi_vector_dot(&left, &v) < 0) mi_vector_neg(&left);
         const miScalar angle = degrees * (std::numbers::pi_v<miScalar> / 180);
         const miScalar c = std::cos(angle), s = std::sin(angle);
         x = {c * ahead.x + s * left.x, c * ahead.y + s * left.y, c * ahead.z + s * left.z};
@@ -62,18 +59,15 @@ public:
     using GlossHelper::GlossHelper;
     using P = AnisotropicParameters;
 
-    miScalar reflectivity(const SurfacePoint& point) const
-    {
-        if (!(*this)(&P::anisotropicReflectivity))
-            return GlossHelper::reflectivity(point);
+    miScalar reflectivity(const SurfacePoint& point) const {
+        if (!(*this)(&P::anisotropicReflectivity)) return GlossHelper::reflectivity(point);
         return std::clamp(1 - (*this)(&P::roughness), 0.0f, 1.0f);
     }
 
     Grain grain(const SurfacePoint& point) const { return Grain(point, (*this)(&P::angle)); }
 
     /* Of the facets' slopes along x and y. A surface that is perfectly smooth would show no highlight at all. */
-    void widths(miScalar width[2]) const
-    {
+    void widths(miScalar width[2]) const {
         const miScalar roughness = positive((*this)(&P::roughness), 0);
         const miScalar x = positive((*this)(&P::spreadX), 1e-3f), y = positive((*this)(&P::spreadY), 1e-3f);
         const miScalar ratio = std::sqrt(x / y);
@@ -81,8 +75,7 @@ public:
         width[1] = positive(roughness * roughness / ratio, 1e-3f);
     }
 
-    void shapeLobe(const SurfacePoint& point, ReflectionSettings& settings) const
-    {
+    void shapeLobe(const SurfacePoint& point, ReflectionSettings& settings) const {
         settings.lobe = kLobeFacets;
         widths(settings.lobeWidth);
         settings.lobeTangent = grain(point).x;
@@ -97,8 +90,7 @@ struct AnisotropicSpecularComponent : StatelessComponent {
         AnisotropicFacets facets;
         miScalar index;
     };
-    Values values(const H& in, const SurfacePoint& point) const
-    {
+    Values values(const H& in, const SurfacePoint& point) const {
         miScalar width[2];
         in.widths(width);
         const Grain grain = in.grain(point);
@@ -108,8 +100,7 @@ struct AnisotropicSpecularComponent : StatelessComponent {
                 in(&P::fresnelIndex)};
     }
 
-    miColor term(const Values& values, const SurfacePoint& point, miScalar cosine, const miVector& light) const
-    {
+    miColor term(const Values& values, const SurfacePoint& point, miScalar cosine, const miVector& light) const {
         return values.highlight.seen(cosine, [&] {
             const miScalar s = values.facets.highlight(light, values.index);
             return highlightOnRay(s, values.highlight.secondaryScale, point.state);
@@ -119,8 +110,8 @@ struct AnisotropicSpecularComponent : StatelessComponent {
 
 using Anisotropic = GlossySurface<AnisotropicParameters, AnisotropicShaderHelper, AnisotropicSpecularComponent>;
 
-} // namespace
+}  // namespace
 
 LUMO_EXPORT_SHADER(lumoVexaAnisotropic, Anisotropic, "shaders/lumoAnisotropic")
 
-} // namespace lumo
+}  // namespace lumo

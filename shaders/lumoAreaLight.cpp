@@ -44,27 +44,21 @@ public:
     explicit AreaLight(const Helper& in)
         : Shader(in),
           light_(in.state()->light_instance),
-          shape_(light_ != miNULLTAG ? shapeOf(in.state()) : LightShape())
-    {
-    }
+          shape_(light_ != miNULLTAG ? shapeOf(in.state()) : LightShape()) {}
 
-    miBoolean shade(miColor* result, const Helper& in) const
-    {
+    miBoolean shade(miColor* result, const Helper& in) const {
         const LightCall call(in.state(), "vexa_arealight(): Internal state error.");
-        if (!call)
-            return miFALSE;
+        if (!call) return miFALSE;
         const bool isKnown = light_ != miNULLTAG && in.state()->light_instance == light_;
         const LightShape shape = isKnown ? shape_ : shapeOf(in.state());
-        if (isDarkSide(call, shape))
-            return giveNothing(call, *result);
+        if (isDarkSide(call, shape)) return giveNothing(call, *result);
 
         const LightTexture texture(call.state(), sphericalCoordinate(pointInLight(call.state())));
         const miScalar intensity =
             intensityAtPoint(call, in, in(&Parameters::emission, &EmissionParameters::intensity));
         const ShapeSampler sampler(call.state(), shape);
         ShadowEmitter emitter = {ShadowEmitter::kRadius, in(&Parameters::lightRadius)};
-        if (shape.area != miLIGHT_NONE)
-            emitter.shape = &sampler;
+        if (shape.area != miLIGHT_NONE) emitter.shape = &sampler;
         giveLight(call, *result, in, intensity, emitter);
         if (call.isLightRay() && shape.area == miLIGHT_RECTANGLE) {
             placeCorners(call.state(), shape, call.record().areaCorners);
@@ -74,12 +68,10 @@ public:
     }
 
 private:
-    LightShape shapeOf(miState* state) const
-    {
+    LightShape shapeOf(miState* state) const {
         miInteger area = miLIGHT_NONE;
         const bool isAnswered = mi_query(miQ_LIGHT_AREA, state, state->light_instance, &area);
-        if (isAnswered && area == miLIGHT_NONE)
-            return unitSquare();
+        if (isAnswered && area == miLIGHT_NONE) return unitSquare();
         const LightShape shape = lightShape(state);
         // Told once, not at each sample.
         if (shape.area == miLIGHT_NONE && !hasWarned_.test(std::memory_order_relaxed) && !hasWarned_.test_and_set())
@@ -92,8 +84,8 @@ private:
     const LightShape shape_;
 };
 
-} // namespace
+}  // namespace
 
 LUMO_EXPORT_SHADER(lumoVexaAreaLight, AreaLight, "shaders/lumoAreaLight")
 
-} // namespace lumo
+}  // namespace lumo

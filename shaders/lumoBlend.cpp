@@ -22,19 +22,16 @@ namespace {
 
 class BlendComputation {
 public:
-    bool evaluateInputs(const OperationInputs<BlendParameters>& in, int index, OperationRecord& record)
-    {
+    bool evaluateInputs(const OperationInputs<BlendParameters>& in, int index, OperationRecord& record) {
         const bool first = index == 0;
-        if (first)
-            blender_ = in.setting(&BlendParameters::blender);
+        if (first) blender_ = in.setting(&BlendParameters::blender);
         weight_ = first ? blender_ : 1 - blender_;
         const bool counts = first ? blender_ != 0 : blender_ != 1;
         record.input = counts ? in.input(first ? &BlendParameters::color1 : &BlendParameters::color2) : kBlack;
         return first;
     }
 
-    void compute(OperationRecord& record) const
-    {
+    void compute(OperationRecord& record) const {
         record.output = record.output + record.input * weight_;
         record.auxiliaryOutput = record.auxiliaryOutput + record.auxiliaryInput * weight_;
     }
@@ -47,8 +44,8 @@ private:
 
 using Blend = ColorOperationShader<BlendParameters, miColor, BlendComputation>;
 
-} // namespace
+}  // namespace
 
 LUMO_EXPORT_SHADER(lumoVexaBlend, Blend, "shaders/lumoBlend")
 
-} // namespace lumo
+}  // namespace lumo

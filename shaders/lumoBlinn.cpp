@@ -28,16 +28,15 @@ struct BlinnSpecularComponent : StatelessComponent {
     using Values = FacetHighlight;
     Values values(const H& in, const SurfacePoint&) const { return Values(in); }
 
-    miColor term(const Values& values, const SurfacePoint& point, miScalar cosine, const miVector& light) const
-    {
+    miColor term(const Values& values, const SurfacePoint& point, miScalar cosine, const miVector& light) const {
         return values.seen(cosine, [&] { return values.strength(point, cosine, light); });
     }
 };
 
 using Blinn = GlossySurface<BlinnParameters, BlinnShaderHelper, BlinnSpecularComponent>;
 
-} // namespace
+}  // namespace
 
 LUMO_EXPORT_SHADER(lumoVexaBlinn, Blinn, "shaders/lumoBlinn")
 
-} // namespace lumo
+}  // namespace lumo

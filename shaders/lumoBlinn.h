@@ -12,8 +12,7 @@ public:
     using GlossHelper<P>::GlossHelper;
 
     /* The squared distribution of the highlight is that of facets with slopes of this width. */
-    void shapeLobe(const SurfacePoint& point, ReflectionSettings& settings) const
-    {
+    void shapeLobe(const SurfacePoint& point, ReflectionSettings& settings) const {
         miVector across;
         settings.lobe = kLobeFacets;
         settings.lobeWidth[0] = settings.lobeWidth[1] = (*this)(&P::eccentricity);
@@ -24,13 +23,10 @@ public:
 struct FacetHighlight : Highlight {
     template <class P>
     explicit FacetHighlight(const FacetHelper<P>& in)
-        : Highlight(in), eccentricity(in(&P::eccentricity)), specularRollOff(in(&P::specularRollOff))
-    {
-    }
+        : Highlight(in), eccentricity(in(&P::eccentricity)), specularRollOff(in(&P::specularRollOff)) {}
 
     /* Not above 0 there is none. */
-    miScalar strength(const SurfacePoint& point, miScalar cosine, const miVector& light) const
-    {
+    miScalar strength(const SurfacePoint& point, miScalar cosine, const miVector& light) const {
         return compute_blinn_specular(cosine, point.normalEye, &light, eccentricity, specularRollOff, secondaryScale,
                                       &point.normal, point.state);
     }
@@ -38,4 +34,4 @@ struct FacetHighlight : Highlight {
     miScalar eccentricity, specularRollOff;
 };
 
-} // namespace lumo
+}  // namespace lumo

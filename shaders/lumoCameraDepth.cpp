@@ -22,13 +22,13 @@ class CameraDepthComputation {
 public:
     /* Ends in the wrong order are pulled together, not exchanged: everything then maps to one end. */
     explicit CameraDepthComputation(const ShaderHelper<P>& in)
-        : remap_(in(&P::remap)), far_(in(&P::far)), near_(notAbove(in(&P::near), far_)), maximum_(in(&P::maximum)),
-          minimum_(notAbove(in(&P::minimum), maximum_))
-    {
-    }
+        : remap_(in(&P::remap)),
+          far_(in(&P::far)),
+          near_(notAbove(in(&P::near), far_)),
+          maximum_(in(&P::maximum)),
+          minimum_(notAbove(in(&P::minimum), maximum_)) {}
 
-    void compute(const ShaderHelper<P>& in, Result& value) const
-    {
+    void compute(const ShaderHelper<P>& in, Result& value) const {
         miVector point;
         mi_point_to_camera(in.state(), &point, &in.state()->point);
         const Result distance = mi_vector_norm(&point);
@@ -39,8 +39,7 @@ private:
     static miScalar notAbove(miScalar value, miScalar limit) { return value > limit ? limit : value; }
 
     /* With near = far this divides by zero on purpose; infinities are clamped and NaN stays visible. */
-    Result remapped(Result distance) const
-    {
+    Result remapped(Result distance) const {
         const Result mapped = (distance - near_) / (far_ - near_) * (maximum_ - minimum_) + minimum_;
         return miCLAMP(mapped, minimum_, maximum_);
     }
@@ -53,8 +52,8 @@ private:
 using CameraDepth =
     PassShader<miScalar, CameraDepthParameters, CameraDepthComputation<miScalar, CameraDepthParameters>>;
 
-} // namespace
+}  // namespace
 
 LUMO_EXPORT_SHADER(lumoPassCameraDepth, CameraDepth, "shaders/lumoCameraDepth")
 
-} // namespace lumo
+}  // namespace lumo

@@ -20,24 +20,20 @@ struct ClampParameters {
 namespace {
 
 /* Not std::clamp: limits may be the wrong way round, and what is not a number stays so. */
-miScalar clamped(miScalar value, miScalar min, miScalar max)
-{
-    if (min > max)
-        return value;
+miScalar clamped(miScalar value, miScalar min, miScalar max) {
+    if (min > max) return value;
     return min > value ? min : value > max ? max : value;
 }
 
 class ClampComputation {
 public:
-    void evaluateInputs(const OperationInputs<ClampParameters>& in, OperationRecord& record)
-    {
+    void evaluateInputs(const OperationInputs<ClampParameters>& in, OperationRecord& record) {
         record.input = in.input(&ClampParameters::input);
         min_ = in.setting(&ClampParameters::min);
         max_ = in.setting(&ClampParameters::max);
     }
 
-    miColor compute(const miColor& c) const
-    {
+    miColor compute(const miColor& c) const {
         return {clamped(c.r, min_.r, max_.r), clamped(c.g, min_.g, max_.g), clamped(c.b, min_.b, max_.b),
                 clamped(c.a, min_.a, max_.a)};
     }
@@ -50,8 +46,8 @@ private:
 
 using Clamp = ColorOperationShader<ClampParameters, miColor, ClampComputation>;
 
-} // namespace
+}  // namespace
 
 LUMO_EXPORT_SHADER(lumoVexaClamp, Clamp, "shaders/lumoClamp")
 
-} // namespace lumo
+}  // namespace lumo

@@ -23,10 +23,8 @@ struct ContrastParameters {
 
 namespace {
 
-miScalar contrasted(miScalar value, miScalar contrast, miScalar bias)
-{
-    if (value <= 0)
-        return 0;
+miScalar contrasted(miScalar value, miScalar contrast, miScalar bias) {
+    if (value <= 0) return 0;
     const miScalar b = std::clamp(bias, 0.00001f, 0.99999f);
     const miScalar w = 2 * std::pow(value, -std::numbers::ln2_v<miScalar> / std::log(b));
     return w <= 1 ? 0.5f * std::pow(w, contrast) : 1 - 0.5f * std::pow(2 - w, contrast);
@@ -34,15 +32,13 @@ miScalar contrasted(miScalar value, miScalar contrast, miScalar bias)
 
 class ContrastComputation {
 public:
-    void evaluateInputs(const OperationInputs<ContrastParameters>& in, OperationRecord& record)
-    {
+    void evaluateInputs(const OperationInputs<ContrastParameters>& in, OperationRecord& record) {
         record.input = colorOf(in.input(&ContrastParameters::value));
         contrast_ = in.setting(&ContrastParameters::contrast);
         bias_ = in.setting(&ContrastParameters::bias);
     }
 
-    miColor compute(const miColor& c) const
-    {
+    miColor compute(const miColor& c) const {
         return {contrasted(c.r, contrast_.x, bias_.x), contrasted(c.g, contrast_.y, bias_.y),
                 contrasted(c.b, contrast_.z, bias_.z), 0};
     }
@@ -55,8 +51,8 @@ private:
 
 using Contrast = ColorOperationShader<ContrastParameters, miVector, ContrastComputation>;
 
-} // namespace
+}  // namespace
 
 LUMO_EXPORT_SHADER(lumoVexaContrast, Contrast, "shaders/lumoContrast")
 
-} // namespace lumo
+}  // namespace lumo

@@ -18,8 +18,8 @@ struct CoverageComputation {
 
 using Coverage = PassShader<miScalar, CoverageParameters, CoverageComputation<miScalar, CoverageParameters>>;
 
-} // namespace
+}  // namespace
 
 LUMO_EXPORT_SHADER(lumoPassCoverage, Coverage, "shaders/lumoCoverage")
 
-} // namespace lumo
+}  // namespace lumo

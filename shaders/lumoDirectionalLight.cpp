@@ -31,8 +31,7 @@ namespace {
 using Helper = ShaderHelper<DirectionalLightParameters>;
 
 /* Whether the point lies behind the light. */
-bool isBehindLight(miState* state)
-{
+bool isBehindLight(miState* state) {
     miVector origin = {0, 0, 0};
     mi_query(miQ_LIGHT_ORIGIN, state, state->light_instance, &origin);
     mi_point_from_light(state, &origin, &origin);
@@ -40,13 +39,10 @@ bool isBehindLight(miState* state)
     return mi_vector_dot(&origin, &state->dir) > 0;
 }
 
-miBoolean shineInParallel(miColor* result, const Helper& in, const char* warning)
-{
+miBoolean shineInParallel(miColor* result, const Helper& in, const char* warning) {
     const LightCall call(in.state(), warning);
-    if (!call)
-        return miFALSE;
-    if (in(&DirectionalLightParameters::useLightPosition) && isBehindLight(call.state()))
-        return miFALSE;
+    if (!call) return miFALSE;
+    if (in(&DirectionalLightParameters::useLightPosition) && isBehindLight(call.state())) return miFALSE;
 
     const LightTexture texture(call.state(), pointInLight(call.state()));
     const miScalar intensity = in(&DirectionalLightParameters::emission, &EmissionParameters::intensity);
@@ -54,29 +50,25 @@ miBoolean shineInParallel(miColor* result, const Helper& in, const char* warning
                      {ShadowEmitter::kAngle, in(&DirectionalLightParameters::lightAngle)});
 }
 
-miBoolean shine(miColor* result, const Helper& in)
-{
+miBoolean shine(miColor* result, const Helper& in) {
     return shineInParallel(result, in, "vexa_directionallight(): Internal state error.");
 }
 
 /* All lights but none: the list of those that apply to the material, this one among them. */
-int lightsOfMaterial(miState* state)
-{
+int lightsOfMaterial(miState* state) {
     int count = 0;
     miTag* lights = nullptr;
     return mi_exclusive_lightlist(&count, &lights, state) ? count : 0;
 }
 
-miBoolean shineAlone(miColor* result, const Helper& in)
-{
-    if (lightsOfMaterial(in.state()) >= 2)
-        return miFALSE;
+miBoolean shineAlone(miColor* result, const Helper& in) {
+    if (lightsOfMaterial(in.state()) >= 2) return miFALSE;
     return shineInParallel(result, in, "vexa_defaultlight(): Internal state error.");
 }
 
-} // namespace
+}  // namespace
 
 LUMO_EXPORT_FUNCTION_SHADER(lumoVexaDirectionalLight, shine, miColor, DirectionalLightParameters)
 LUMO_EXPORT_FUNCTION_SHADER(lumoVexaDefaultLight, shineAlone, miColor, DirectionalLightParameters)
 
-} // namespace lumo
+}  // namespace lumo

@@ -9,27 +9,22 @@
 namespace lumo {
 namespace {
 
-void enterBackground(miState* state, const miColor& color)
-{
-    if (!rendersTiles(state))
-        return;
+void enterBackground(miState* state, const miColor& color) {
+    if (!rendersTiles(state)) return;
     const FrameBuffers buffers = publishedFrameBuffers(state);
     for (const miUint type : {kPassBeauty, kPassBeautyNoShadow})
-        for (FrameBufferInfo& entry : buffers.ofType(type))
-            entry.slots->color = color;
+        for (FrameBufferInfo& entry : buffers.ofType(type)) entry.slots->color = color;
 }
 
-miBoolean traceEyeRay(miColor* result, const ShaderHelper<NoParameters>& in)
-{
+miBoolean traceEyeRay(miColor* result, const ShaderHelper<NoParameters>& in) {
     miState* state = in.state();
     const miBoolean traced = mi_trace_eye(result, state, &state->org, &state->dir);
-    if (traced && state->instance == miNULLTAG)
-        enterBackground(state, *result);
+    if (traced && state->instance == miNULLTAG) enterBackground(state, *result);
     return traced;
 }
 
-} // namespace
+}  // namespace
 
 LUMO_EXPORT_FUNCTION_SHADER(lumoFrameBufferLens, traceEyeRay, miColor, NoParameters)
 
-} // namespace lumo
+}  // namespace lumo

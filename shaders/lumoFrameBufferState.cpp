@@ -24,13 +24,11 @@ constexpr std::size_t kMostSlots = std::size_t{1} << 24;
 /* ---- State init and exit ---- */
 
 /* Key and value of a shader-state entry; the renderer keeps a copy. No size removes it. */
-bool publish(miState* state, const char* key, void* value, std::size_t size)
-{
+bool publish(miState* state, const char* key, void* value, std::size_t size) {
     return mi_shaderstate_set(state, key, value, static_cast<int>(size), miSS_LIFETIME_RECT);
 }
 
-PassState passStateOf(const FrameBufferBlock& block)
-{
+PassState passStateOf(const FrameBufferBlock& block) {
     PassState passes;
     miUint first = 0;
     for (miUint type = 0; type < kPassTypeCount; ++type) {
@@ -41,10 +39,8 @@ PassState passStateOf(const FrameBufferBlock& block)
 }
 
 /* Publishes one empty entry per buffer. False when there is no memory for them or their slots. */
-bool publishEntries(miState* state, miUint count)
-{
-    if (count == 0)
-        return true;
+bool publishEntries(miState* state, miUint count) {
+    if (count == 0) return true;
     const std::size_t slotsPerEntry = static_cast<std::size_t>(traceDepth(state)) + 2;
     if (slotsPerEntry * count > kMostSlots) {
         reportError("lumoFrameBufferState(): The trace depth is too large for so many frame buffers.");
@@ -63,33 +59,26 @@ bool publishEntries(miState* state, miUint count)
         entries->index = kNamesUnresolved;
         kept = publish(state, FRAME_BUFFER_INFO_KEY, entries, entryBytes);
     }
-    if (slots && !kept)
-        mi_mem_int_release(kSource, 260, slots);
-    if (entries)
-        mi_mem_int_release(kSource, 260, entries);
+    if (slots && !kept) mi_mem_int_release(kSource, 260, slots);
+    if (entries) mi_mem_int_release(kSource, 260, entries);
     return kept;
 }
 
-miBoolean initState(miState* state)
-{
+miBoolean initState(miState* state) {
     const FrameBufferBlock block(state);
-    if (!block.present())
-        return miFALSE;
+    if (!block.present()) return miFALSE;
     FrameBufferState frame = {};
-    if (renderOptionIsOn(state, "vexa allocate temp data on heap"))
-        frame.flags = kFrameTempOnHeap;
+    if (renderOptionIsOn(state, "vexa allocate temp data on heap")) frame.flags = kFrameTempOnHeap;
     block.report(kName);
 
-    if (!publishEntries(state, block.recordCount()))
-        return miFALSE;
+    if (!publishEntries(state, block.recordCount())) return miFALSE;
     PassState passes = passStateOf(block);
     publish(state, PASS_TYPE_INFO_KEY, &passes, sizeof passes);
     publish(state, FRAME_BUFFER_STATE_KEY, &frame, sizeof frame);
     return miTRUE;
 }
 
-miBoolean exitState(miState* state)
-{
+miBoolean exitState(miState* state) {
     // Slots of a state that never saw a sample are deliberately left to the renderer, which frees what modules leave
     // behind: only resolved entries are sure to be complete.
     const FrameBuffers buffers = rendersTiles(state) ? publishedFrameBuffers(state) : FrameBuffers{};
@@ -102,12 +91,16 @@ miBoolean exitState(miState* state)
 
 /* ---- First sample of a state ---- */
 
-miUint flagsOf(const FrameBufferRecord& record)
-{
+miUint flagsOf(const FrameBufferRecord& record) {
     miUint flags = record.composited ? kEntryComposited : 0;
-    const miInteger switches[] = {record.matte,             record.user4,           record.user8,
-                                  record.throughReflection, record.throughRefraction, record.timesSurfaceColor,
-                                  record.shadowed,          record.ignoresOccluderMask};
+    const miInteger switches[] = {record.matte,
+                                  record.user4,
+                                  record.user8,
+                                  record.throughReflection,
+                                  record.throughRefraction,
+                                  record.timesSurfaceColor,
+                                  record.shadowed,
+                                  record.ignoresOccluderMask};
     miUint flag = kEntryMatte;
     for (const miInteger value : switches) {
         flags |= value > 0 ? flag : 0;
@@ -117,8 +110,7 @@ miUint flagsOf(const FrameBufferRecord& record)
 }
 
 /* What follows from the pass type alone, whatever the scene says. */
-void applyPassTypeRules(const FrameBuffers& buffers)
-{
+void applyPassTypeRules(const FrameBuffers& buffers) {
     for (const miUint type : {kPassShadow, kPassShadowLuminance, kPassShadowIrradiance, kPassShadowCosine})
         setPassFlags(buffers, type, kEntryShadowInverted | kEntryShadowed);
     for (const miUint type : {kPassTranslucenceNoShadow, kPassDiffuseNoShadow, kPassSpecularNoShadow,
@@ -131,19 +123,16 @@ void applyPassTypeRules(const FrameBuffers& buffers)
 
 /* The index of a record's buffer. One that the camera does not have gets 0, the primary buffer: that takes the surface's
  * result after the sample, whatever is written before. */
-miUint resolveName(miState* state, const FrameBufferRecord& record)
-{
+miUint resolveName(miState* state, const FrameBufferRecord& record) {
     if (record.frameBufferName == miNULLTAG)
         reportError("Missing frameBufferName parameter in frameBufferInfo record.");
     const PinnedText name(record.frameBufferName);
     const std::optional<miUint> index = name ? frameBufferIndex(state, name.get()) : std::nullopt;
-    if (name && !index)
-        mi_warning("lumoFrameBufferState(): The camera has no frame buffer named \"%s\".", name.get());
+    if (name && !index) mi_warning("lumoFrameBufferState(): The camera has no frame buffer named \"%s\".", name.get());
     return index.value_or(0);
 }
 
-void resolveNames(miState* state, const FrameBuffers& buffers)
-{
+void resolveNames(miState* state, const FrameBuffers& buffers) {
     const FrameBufferBlock block(state);
     const miUint count = std::min(buffers.count(), block.recordCount());
     for (miUint k = 0; k < count; ++k) {
@@ -162,18 +151,13 @@ void resolveNames(miState* state, const FrameBuffers& buffers)
 
 /* ---- Each sample ---- */
 
-miBoolean initSample(miState* state)
-{
-    if (!rendersTiles(state))
-        return miTRUE;
-    if (FrameBufferState* frame = publishedFrameBufferState(state))
-        *frame = {frame->flags & kFrameTempOnHeap, kBlack};
+miBoolean initSample(miState* state) {
+    if (!rendersTiles(state)) return miTRUE;
+    if (FrameBufferState* frame = publishedFrameBufferState(state)) *frame = {frame->flags & kFrameTempOnHeap, kBlack};
     const FrameBuffers buffers = publishedFrameBuffers(state);
-    if (buffers.empty())
-        return miTRUE;
+    if (buffers.empty()) return miTRUE;
 
-    if (buffers.entries.front().index == kNamesUnresolved)
-        resolveNames(state, buffers);
+    if (buffers.entries.front().index == kNamesUnresolved) resolveNames(state, buffers);
     for (FrameBufferInfo& entry : buffers.entries) {
         entry.slots->levelFlags = 0;
         entry.slots->transparency = kBlack;
@@ -188,32 +172,26 @@ miColor withForcedAlpha(const miColor& c, bool forces) { return {c.r, c.g, c.b, 
 bool wasRasterized(const miState* state) { return state->options->scanline == 'r' && state->scanline; }
 
 /* Writes one entry, unless a shader already wrote its buffer for this sample. */
-void flushEntry(miState* state, FrameBufferInfo& entry, bool forcesAlpha)
-{
+void flushEntry(miState* state, FrameBufferInfo& entry, bool forcesAlpha) {
     FrameBufferSlot& slot = *entry.slots;
     const int buffer = static_cast<int>(entry.index);
     miColor current = kBlack;
 
     if (wasRasterized(state)) {
-        if (!mi_fb_get(state, buffer, &current) || !isExactlyZero(current))
-            return;
+        if (!mi_fb_get(state, buffer, &current) || !isExactlyZero(current)) return;
         miColor out = withForcedAlpha((1 - slot.transparency) * current + slot.color, forcesAlpha);
         mi_fb_put(state, buffer, &out);
         return;
     }
 
     slot.color = withForcedAlpha(slot.color, forcesAlpha);
-    if (mi_fb_get(state, buffer, &current) && isExactlyZero(current))
-        mi_fb_put(state, buffer, &slot.color);
+    if (mi_fb_get(state, buffer, &current) && isExactlyZero(current)) mi_fb_put(state, buffer, &slot.color);
 }
 
-miBoolean exitSample(miState* state, miBoolean shaderReturn)
-{
-    if (state->type != miRAY_EYE || !shaderReturn || !rendersTiles(state))
-        return miTRUE;
+miBoolean exitSample(miState* state, miBoolean shaderReturn) {
+    if (state->type != miRAY_EYE || !shaderReturn || !rendersTiles(state)) return miTRUE;
     const FrameBuffers buffers = publishedFrameBuffers(state);
-    if (buffers.empty())
-        return miTRUE;
+    if (buffers.empty()) return miTRUE;
 
     // What is partly covered counts as covered, but for the passes that decide their own alpha.
     const miUint ownAlphaBegin = buffers.passes->types[kPassOwnAlpha16].first;
@@ -224,20 +202,19 @@ miBoolean exitSample(miState* state, miBoolean shaderReturn)
     return miTRUE;
 }
 
-miBoolean runPasses(const ShaderHelper<NoParameters>& in, const miState_shader_arg& argument)
-{
+miBoolean runPasses(const ShaderHelper<NoParameters>& in, const miState_shader_arg& argument) {
     switch (operationOf(argument)) {
-    case miSTATE_SHADER_STATE_INIT: return initState(in.state());
-    case miSTATE_SHADER_STATE_EXIT: return exitState(in.state());
-    case miSTATE_SHADER_SAMPLE_INIT: return initSample(in.state());
-    case miSTATE_SHADER_SAMPLE_EXIT: return exitSample(in.state(), argument.shader_return);
+        case miSTATE_SHADER_STATE_INIT: return initState(in.state());
+        case miSTATE_SHADER_STATE_EXIT: return exitState(in.state());
+        case miSTATE_SHADER_SAMPLE_INIT: return initSample(in.state());
+        case miSTATE_SHADER_SAMPLE_EXIT: return exitSample(in.state(), argument.shader_return);
     }
     reportWarning("vexa_state(): Invoked with invalid opcode.");
     return miFALSE;
 }
 
-} // namespace
+}  // namespace
 
 LUMO_EXPORT_STATE_SHADER(lumoFrameBufferState, runPasses, NoParameters)
 
-} // namespace lumo
+}  // namespace lumo

@@ -20,14 +20,12 @@ namespace {
 
 class GammaComputation {
 public:
-    void evaluateInputs(const OperationInputs<GammaParameters>& in, OperationRecord& record)
-    {
+    void evaluateInputs(const OperationInputs<GammaParameters>& in, OperationRecord& record) {
         record.input = colorOf(in.input(&GammaParameters::value));
         gamma_ = in.setting(&GammaParameters::gamma);
     }
 
-    miColor compute(const miColor& c) const
-    {
+    miColor compute(const miColor& c) const {
         return {std::pow(c.r, 1 / gamma_.x), std::pow(c.g, 1 / gamma_.y), std::pow(c.b, 1 / gamma_.z), 0};
     }
 
@@ -39,8 +37,8 @@ private:
 
 using Gamma = ColorOperationShader<GammaParameters, miVector, GammaComputation>;
 
-} // namespace
+}  // namespace
 
 LUMO_EXPORT_SHADER(lumoVexaGamma, Gamma, "shaders/lumoGamma")
 
-} // namespace lumo
+}  // namespace lumo

@@ -45,23 +45,19 @@ public:
     bool runsAlongV() const { return (*this)(&P::tubeDirection) != 0; }
 
     /* Where on the tube: 0 root, 1 tip. Without texture coordinates all of it is root. */
-    miScalar along() const
-    {
+    miScalar along() const {
         const miVector* place = state()->tex_list;
-        if (!place)
-            return 0;
+        if (!place) return 0;
         return std::clamp(runsAlongV() ? place->y : place->x, 0.0f, 1.0f);
     }
 
     /* Share of the surface that is still there, so close to the tip. */
-    miScalar presence() const
-    {
+    miScalar presence() const {
         const miScalar fade = (*this)(&P::tipFade);
         return fade > 0 ? std::clamp((1 - along()) / fade, 0.0f, 1.0f) : 1;
     }
 
-    miColor transparency() const
-    {
+    miColor transparency() const {
         const miColor t = GlossHelper::transparency();
         const miScalar here = presence();
         return {1 - (1 - t.r) * here, 1 - (1 - t.g) * here, 1 - (1 - t.b) * here, t.a};
@@ -71,8 +67,7 @@ public:
     /* The mirror of a tube is too small for a shape of its own. */
     void shapeLobe(const SurfacePoint&, ReflectionSettings& settings) const { settings.lobe = kLobeCone; }
 
-    miVector tangent(const SurfacePoint& point) const
-    {
+    miVector tangent(const SurfacePoint& point) const {
         miVector u, v;
         get_derivs(point.state, &u, &v);
         return runsAlongV() ? v : u;
@@ -83,8 +78,7 @@ public:
 template <class P, class H>
 struct HairTubeDiffuseMaterialColorComponent : StatelessComponent {
     using StatelessComponent::StatelessComponent;
-    miColor term(const H& in, const SurfacePoint& point) const
-    {
+    miColor term(const H& in, const SurfacePoint& point) const {
         const miColor tip = in(&P::tipColor), &c = point.color;
         const miScalar t = in.along();
         return {c.r * (1 + t * (tip.r - 1)), c.g * (1 + t * (tip.g - 1)), c.b * (1 + t * (tip.b - 1)), c.a};
@@ -103,8 +97,7 @@ struct HairTubeSpecularComponent : StatelessComponent {
         miScalar secondaryScale;
         Band bands[2];
     };
-    Values values(const H& in, const SurfacePoint& point) const
-    {
+    Values values(const H& in, const SurfacePoint& point) const {
         const miVector tangent = in.tangent(point);
         const miScalar here = in.presence();
         const miColor first = in.gloss(&GlossParameters::specularColor) * here;
@@ -115,11 +108,9 @@ struct HairTubeSpecularComponent : StatelessComponent {
                  {second, in(&P::secondSpecularPower), tilted(tangent, n, in(&P::secondSpecularShift))}}};
     }
 
-    miColor term(const Values& values, const SurfacePoint& point, miScalar cosine, const miVector& light) const
-    {
+    miColor term(const Values& values, const SurfacePoint& point, miScalar cosine, const miVector& light) const {
         miColor sum = kBlack;
-        if (cosine <= 0)
-            return sum;
+        if (cosine <= 0) return sum;
         for (const Band& band : values.bands) {
             const miScalar s = compute_hairtubeshader_specular(band.power, &light, &point.state->dir, &band.tangent);
             sum = sum + tinted(highlightOnRay(s, values.secondaryScale, point.state), band.color);
@@ -128,8 +119,7 @@ struct HairTubeSpecularComponent : StatelessComponent {
     }
 
 private:
-    static miVector tilted(const miVector& tangent, const miVector& normal, miScalar shift)
-    {
+    static miVector tilted(const miVector& tangent, const miVector& normal, miScalar shift) {
         miVector t = {tangent.x + shift * normal.x, tangent.y + shift * normal.y, tangent.z + shift * normal.z};
         mi_vector_normalize(&t);
         return t;
@@ -140,8 +130,7 @@ private:
 template <class P, class H>
 struct HairTubeScatterComponent : DefaultScatterComponent<P, H> {
     using DefaultScatterComponent<P, H>::DefaultScatterComponent;
-    miColor term(const H& in, const SurfacePoint& point, ScatterCache*& cache) const
-    {
+    miColor term(const H& in, const SurfacePoint& point, ScatterCache*& cache) const {
         SurfacePoint inside = point;
         inside.color = point.diffuseMaterial;
         return DefaultScatterComponent<P, H>::term(in, inside, cache);
@@ -151,8 +140,8 @@ struct HairTubeScatterComponent : DefaultScatterComponent<P, H> {
 using HairTube = GlossySurface<HairTubeShaderParameters, HairTubeShaderHelper, HairTubeSpecularComponent,
                                HairTubeDiffuseMaterialColorComponent, HairTubeScatterComponent>;
 
-} // namespace
+}  // namespace
 
 LUMO_EXPORT_SHADER(lumoVexaHairTubeShader, HairTube, "shaders/lumoHairTube")
 
-} // namespace lumo
+}  // namespace lumo

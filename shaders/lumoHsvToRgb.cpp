@@ -17,13 +17,11 @@ struct HsvToRgbParameters {
 namespace {
 
 struct HsvToRgbComputation {
-    void evaluateInputs(const OperationInputs<HsvToRgbParameters>& in, OperationRecord& record)
-    {
+    void evaluateInputs(const OperationInputs<HsvToRgbParameters>& in, OperationRecord& record) {
         record.input = in.input(&HsvToRgbParameters::inHsv);
     }
 
-    miColor compute(miColor hsv) const
-    {
+    miColor compute(miColor hsv) const {
         hsv.r /= 360;
         miColor rgb = kBlack;
         hsv_to_rgb(&hsv, &rgb);
@@ -35,8 +33,8 @@ struct HsvToRgbComputation {
 
 using HsvToRgb = ColorOperationShader<HsvToRgbParameters, miColor, HsvToRgbComputation>;
 
-} // namespace
+}  // namespace
 
 LUMO_EXPORT_SHADER(lumoVexaHsvToRgb, HsvToRgb, "shaders/lumoHsvToRgb")
 
-} // namespace lumo
+}  // namespace lumo

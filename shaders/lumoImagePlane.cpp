@@ -68,8 +68,7 @@ struct PictureSize {
     double ratio() const { return width > 0 ? static_cast<double>(width) / height : 0; }
 };
 
-PictureSize sizeOf(miState* state, miTag texture)
-{
+PictureSize sizeOf(miState* state, miTag texture) {
     PictureSize size;
     const bool known = texture != miNULLTAG && mi_query(miQ_IMAGE_WIDTH, state, texture, &size.width) &&
                        mi_query(miQ_IMAGE_HEIGHT, state, texture, &size.height);
@@ -77,47 +76,37 @@ PictureSize sizeOf(miState* state, miTag texture)
 }
 
 /* A coordinate that filters do not bring beyond the picture's edge: renderers go on at the opposite one. */
-miScalar withinPixels(double coordinate, int pixels)
-{
+miScalar withinPixels(double coordinate, int pixels) {
     const double half = pixels > 0 ? 0.5 / pixels : 0;
-    return static_cast<miScalar>(std::fmax(half, std::fmin(coordinate, 1 - half))); // also of what is no number
+    return static_cast<miScalar>(std::fmax(half, std::fmin(coordinate, 1 - half)));  // also of what is no number
 }
 
 /* Nothing has turned the ray on its way from the camera. */
-bool isSeenStraight(const miState* state)
-{
+bool isSeenStraight(const miState* state) {
     for (; state; state = state->parent)
-        if (state->type != miRAY_EYE && state->type != miRAY_TRANSPARENT)
-            return false;
+        if (state->type != miRAY_EYE && state->type != miRAY_TRANSPARENT) return false;
     return true;
 }
 
-FilmVector sampleOnFilm(const miState* state, const miCamera& camera)
-{
+FilmVector sampleOnFilm(const miState* state, const miCamera& camera) {
     return {(double{state->raster_x} - camera.x_offset) / camera.x_resolution - 0.5,
             ((double{state->raster_y} - camera.y_offset) / camera.y_resolution - 0.5) / camera.aspect};
 }
 
 /* Where a camera sees a point of its space; nothing is seen behind it. */
-std::optional<FilmVector> projected(const miVector& point, const miCamera& camera)
-{
+std::optional<FilmVector> projected(const miVector& point, const miCamera& camera) {
     double scale = 1 / double{camera.aperture};
-    if (!camera.orthographic)
-        scale *= camera.focal / -double{point.z};
-    if (!(point.z < 0))
-        return {};
+    if (!camera.orthographic) scale *= camera.focal / -double{point.z};
+    if (!(point.z < 0)) return {};
     return FilmVector{point.x * scale, point.y * scale};
 }
 
 /* Where the sample looks at the picture. */
-std::optional<FilmVector> placeOnFilm(miState* state, const miCamera& camera)
-{
-    if (isSeenStraight(state))
-        return sampleOnFilm(state, camera);
+std::optional<FilmVector> placeOnFilm(miState* state, const miCamera& camera) {
+    if (isSeenStraight(state)) return sampleOnFilm(state, camera);
     miVector point;
     const bool hitsNothing = state->type == miRAY_ENVIRONMENT || !state->pri;
-    if (hitsNothing && camera.orthographic)
-        return {}; // all that such a camera sees lies in one direction
+    if (hitsNothing && camera.orthographic) return {};  // all that such a camera sees lies in one direction
     if (hitsNothing)
         mi_vector_to_camera(state, &point, &state->dir);
     else
@@ -126,11 +115,9 @@ std::optional<FilmVector> placeOnFilm(miState* state, const miCamera& camera)
 }
 
 /* Size of a picture of this ratio within a frame. */
-FilmVector fitted(miInteger fit, const FilmVector& frame, double ratio)
-{
-    if (!(ratio > 0) || fit == kToSize)
-        return frame;
-    const double filling = frame.y * ratio; // width of a picture that is as high as the frame
+FilmVector fitted(miInteger fit, const FilmVector& frame, double ratio) {
+    if (!(ratio > 0) || fit == kToSize) return frame;
+    const double filling = frame.y * ratio;  // width of a picture that is as high as the frame
     double width = frame.x;
     if (fit == kBest)
         width = std::min(width, filling);
@@ -146,13 +133,11 @@ public:
     using Result = miColor;
 
     explicit ImagePlaneClass(const Helper& in)
-        : Shader(in), texture_(in(&P::texture)), picture_(sizeOf(in.state(), texture_))
-    {
+        : Shader(in), texture_(in(&P::texture)), picture_(sizeOf(in.state(), texture_)) {
         LumoColorTransformCache::initTransform(in, &P::colorTransform, transform_);
     }
 
-    miBoolean shade(miColor* result, const Helper& in) const
-    {
+    miBoolean shade(miColor* result, const Helper& in) const {
         miState* state = in.state();
         if (!vexabaseOf(state)) {
             reportWarning("vexa_imageplane(): Internal state error.");
@@ -169,14 +154,11 @@ public:
 
 private:
     /* False beside the picture. */
-    bool findCoordinate(const Helper& in, miVector& coordinate) const
-    {
+    bool findCoordinate(const Helper& in, miVector& coordinate) const {
         const miCamera* camera = in.state()->camera;
-        if (!camera || texture_ == miNULLTAG)
-            return false;
+        if (!camera || texture_ == miNULLTAG) return false;
         const std::optional<FilmVector> place = placeOnFilm(in.state(), *camera);
-        if (!place)
-            return false;
+        if (!place) return false;
 
         const double gateHeight = 1 / double{camera->aspect};
         const double x = place->x - in(&P::offsetX), y = place->y - in(&P::offsetY) * gateHeight;
@@ -185,15 +167,13 @@ private:
         const double ratio = picture_.ratio() * in(&P::pixelAspect) * coverX / coverY;
         const FilmVector size = fitted(in(&P::fit), {in(&P::sizeX), in(&P::sizeY) * gateHeight}, ratio);
         const double u = (x * c + y * s) / size.x + 0.5, v = (y * c - x * s) / size.y + 0.5;
-        if (!(u >= 0 && u <= 1 && v >= 0 && v <= 1))
-            return false;
+        if (!(u >= 0 && u <= 1 && v >= 0 && v <= 1)) return false;
         coordinate = {withinPixels(in(&P::coverageOriginX) + u * coverX, picture_.width),
                       withinPixels(in(&P::coverageOriginY) + v * coverY, picture_.height), 0};
         return true;
     }
 
-    static miColor graded(const Helper& in, const miColor& color)
-    {
+    static miColor graded(const Helper& in, const miColor& color) {
         miColor result = color * in(&P::colorGain) + in(&P::colorOffset);
         result.a = color.a * in(&P::alphaGain);
         return result;
@@ -204,8 +184,8 @@ private:
     ColorTransform transform_;
 };
 
-} // namespace
+}  // namespace
 
 LUMO_EXPORT_SHADER(lumoVexaImagePlane, ImagePlaneClass, "shaders/lumoImagePlane")
 
-} // namespace lumo
+}  // namespace lumo

@@ -16,19 +16,17 @@ template <class Result, class P>
 struct IncidenceCameraNormalComputation {
     explicit IncidenceCameraNormalComputation(const ShaderHelper<P>&) {}
 
-    void compute(const ShaderHelper<P>& in, Result& value) const
-    {
+    void compute(const ShaderHelper<P>& in, Result& value) const {
         const miScalar cosine = -in.state()->dot_nd;
         value = cosine < 0 ? 1.0f : 1 - cosine;
     }
 };
 
-using IncidenceCameraNormal =
-    PassShader<miScalar, IncidenceCameraNormalParameters,
-               IncidenceCameraNormalComputation<miScalar, IncidenceCameraNormalParameters>>;
+using IncidenceCameraNormal = PassShader<miScalar, IncidenceCameraNormalParameters,
+                                         IncidenceCameraNormalComputation<miScalar, IncidenceCameraNormalParameters>>;
 
-} // namespace
+}  // namespace
 
 LUMO_EXPORT_SHADER(lumoPassIncidenceCameraNormal, IncidenceCameraNormal, "shaders/lumoIncidenceCameraNormal")
 
-} // namespace lumo
+}  // namespace lumo

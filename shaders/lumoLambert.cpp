@@ -17,15 +17,14 @@ using P = LambertParameters;
 using LambertianShaderHelper = SurfaceHelper<P>;
 using H = LambertianShaderHelper;
 
-using Lambert =
-    Surface<P, SurfaceShaderReturnType, H, DefaultAmbientMaterialColorComponent<P, H>, DefaultAmbientComponent<P, H>,
-            DefaultDiffuseMaterialColorComponent<P, H>, DefaultDiffuseComponent<P, H>, DefaultSpecularComponent<P, H>,
-            DefaultReflectionComponent<P, H>, DefaultRefractionComponent<P, H>, DefaultScatterComponent<P, H>,
-            DefaultIndirectComponent<P, H>, DefaultIncandescenceComponent<P, H>,
-            DefaultCustomComponent<P, SurfaceShaderReturnType, H>>;
+using Lambert = Surface<P, SurfaceShaderReturnType, H, DefaultAmbientMaterialColorComponent<P, H>,
+                        DefaultAmbientComponent<P, H>, DefaultDiffuseMaterialColorComponent<P, H>,
+                        DefaultDiffuseComponent<P, H>, DefaultSpecularComponent<P, H>, DefaultReflectionComponent<P, H>,
+                        DefaultRefractionComponent<P, H>, DefaultScatterComponent<P, H>, DefaultIndirectComponent<P, H>,
+                        DefaultIncandescenceComponent<P, H>, DefaultCustomComponent<P, SurfaceShaderReturnType, H>>;
 
-} // namespace
+}  // namespace
 
 LUMO_EXPORT_SHADER(lumoVexaLambert, Lambert, "shaders/lumoLambert")
 
-} // namespace lumo
+}  // namespace lumo

@@ -35,16 +35,14 @@ public:
     using P = LayeredShaderParameters;
     using Inputs = OperationInputs<P>;
 
-    bool evaluateInputs(const Inputs& in, int index, OperationRecord& record)
-    {
+    bool evaluateInputs(const Inputs& in, int index, OperationRecord& record) {
         record.input = kBlack;
         weight_ = kBlack;
         if (index == 0) {
             count_ = in.setting(&P::n_layers);
             lessens_ = in.setting(&P::compositingFlag) != 0;
         }
-        if (index >= count_)
-            return false;
+        if (index >= count_) return false;
         const miColor t = setting(in, index, &ShaderLayer::transparency);
         weight_ = lessens_ ? left_ * (1 - t) : left_;
         weight_.a = luminance(weight_);
@@ -54,19 +52,16 @@ public:
         return index + 1 < count_ && !isBlack(left_);
     }
 
-    void compute(OperationRecord& record) const
-    {
+    void compute(OperationRecord& record) const {
         record.output = record.output + record.input * weight_;
         record.auxiliaryOutput = record.auxiliaryOutput + record.auxiliaryInput * weight_;
     }
 
-    void storeResult(SurfaceShaderReturnType& result, const OperationRecord& record) const
-    {
+    void storeResult(SurfaceShaderReturnType& result, const OperationRecord& record) const {
         result = surfaceOf(record.output, {left_.r, left_.g, left_.b, 0}, glow_);
     }
 
-    void castShadow(const Inputs& in, miColor* light, Vexabase& record)
-    {
+    void castShadow(const Inputs& in, miColor* light, Vexabase& record) {
         const miInteger count = in.setting(&P::n_layers);
         for (miInteger i = 0; i < count && !isBlack(left_); ++i)
             left_ = left_ * setting(in, i, &ShaderLayer::transparency);
@@ -74,8 +69,7 @@ public:
     }
 
 private:
-    static miColor setting(const Inputs& in, int index, miColor ShaderLayer::*member)
-    {
+    static miColor setting(const Inputs& in, int index, miColor ShaderLayer::* member) {
         return in.setting(&P::i_layers, &P::layers, index, member);
     }
 
@@ -88,8 +82,8 @@ private:
 
 using LayeredShader = ColorOperationShader<LayeredShaderParameters, SurfaceShaderReturnType, LayeredShaderComputation>;
 
-} // namespace
+}  // namespace
 
 LUMO_EXPORT_SHADER(lumoVexaLayeredShader, LayeredShader, "shaders/lumoLayeredShader")
 
-} // namespace lumo
+}  // namespace lumo

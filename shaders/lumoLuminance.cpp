@@ -16,13 +16,11 @@ struct LuminanceParameters {
 namespace {
 
 struct LuminanceComputation {
-    void evaluateInputs(const OperationInputs<LuminanceParameters>& in, OperationRecord& record)
-    {
+    void evaluateInputs(const OperationInputs<LuminanceParameters>& in, OperationRecord& record) {
         record.input = in.input(&LuminanceParameters::value);
     }
 
-    miColor compute(const miColor& color) const
-    {
+    miColor compute(const miColor& color) const {
         const miScalar l = luminance(color);
         return {l, l, l, l};
     }
@@ -32,8 +30,8 @@ struct LuminanceComputation {
 
 using Luminance = ColorOperationShader<LuminanceParameters, miScalar, LuminanceComputation>;
 
-} // namespace
+}  // namespace
 
 LUMO_EXPORT_SHADER(lumoVexaLuminance, Luminance, "shaders/lumoLuminance")
 
-} // namespace lumo
+}  // namespace lumo

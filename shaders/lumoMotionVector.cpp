@@ -34,18 +34,15 @@ struct MotionVector2DNormalizedParameters {
 namespace {
 
 /* By how much x is stretched: the window's aspect over that of the resolution. */
-miScalar pixelAspect(const miCamera* camera)
-{
-    if (!camera)
-        return 1;
+miScalar pixelAspect(const miCamera* camera) {
+    if (!camera) return 1;
     const auto width = static_cast<miScalar>(camera->x_resolution);
     const auto height = static_cast<miScalar>(camera->y_resolution);
     return camera->aspect / (width / height);
 }
 
 /* The motion at the hit in the image: x and y in pixels, x times the pixels' aspect, z = 0. */
-miVector rasterMotion(const miState* state)
-{
+miVector rasterMotion(const miState* state) {
     const miVector& p = state->point;
     const miVector& motion = state->motion;
     const miVector end = {p.x + motion.x, p.y + motion.y, p.z + motion.z};
@@ -71,13 +68,12 @@ template <class Result, class P>
 class MotionVector2DNormalizedComputation {
 public:
     explicit MotionVector2DNormalizedComputation(const ShaderHelper<P>& in)
-        : minimum_(in(&P::minimum)), maximum_(in(&P::maximum)), range_(displacementRange(in)),
-          magnitude_(in(&P::magnitude))
-    {
-    }
+        : minimum_(in(&P::minimum)),
+          maximum_(in(&P::maximum)),
+          range_(displacementRange(in)),
+          magnitude_(in(&P::magnitude)) {}
 
-    void compute(const ShaderHelper<P>& in, Result& value) const
-    {
+    void compute(const ShaderHelper<P>& in, Result& value) const {
         const miVector motion = rasterMotion(in.state());
         value.x = mapped(motion.x);
         value.y = mapped(motion.y);
@@ -85,16 +81,13 @@ public:
     }
 
 private:
-    static miScalar displacementRange(const ShaderHelper<P>& in)
-    {
-        if (!in(&P::automaticRange))
-            return in(&P::maximumDisplacement);
+    static miScalar displacementRange(const ShaderHelper<P>& in) {
+        if (!in(&P::automaticRange)) return in(&P::maximumDisplacement);
         const miCamera* camera = in.state()->camera;
         return camera ? static_cast<miScalar>(std::max(camera->x_resolution, camera->y_resolution)) : 256.0f;
     }
 
-    miScalar mapped(miScalar pixels) const
-    {
+    miScalar mapped(miScalar pixels) const {
         const miScalar v = (pixels + range_) / (2 * range_) * (maximum_ - minimum_) + minimum_;
         return miCLAMP(v, minimum_, maximum_);
     }
@@ -112,10 +105,10 @@ using MotionVector2DNormalized =
     PassShader<miVector, MotionVector2DNormalizedParameters,
                MotionVector2DNormalizedComputation<miVector, MotionVector2DNormalizedParameters>>;
 
-} // namespace
+}  // namespace
 
 LUMO_EXPORT_SHADER(lumoPassMotionVector3D, MotionVector3D, "shaders/lumoMotionVector")
 LUMO_EXPORT_SHADER(lumoPassMotionVector2D, MotionVector2D, "shaders/lumoMotionVector")
 LUMO_EXPORT_SHADER(lumoPassMotionVector2DNormalized, MotionVector2DNormalized, "shaders/lumoMotionVector")
 
-} // namespace lumo
+}  // namespace lumo

@@ -16,13 +16,12 @@ class NormalComputation {
 public:
     explicit NormalComputation(const ShaderHelper<P>& in) : space_(in(&P::space)) {}
 
-    void compute(const ShaderHelper<P>& in, Result& value) const
-    {
+    void compute(const ShaderHelper<P>& in, Result& value) const {
         const miState* state = in.state();
         switch (space_) {
-        case 1: mi_normal_to_camera(state, &value, &state->normal); break;
-        case 2: mi_normal_to_object(state, &value, &state->normal); break;
-        default: mi_normal_to_world(state, &value, &state->normal); break;
+            case 1: mi_normal_to_camera(state, &value, &state->normal); break;
+            case 2: mi_normal_to_object(state, &value, &state->normal); break;
+            default: mi_normal_to_world(state, &value, &state->normal); break;
         }
     }
 
@@ -32,8 +31,8 @@ private:
 
 using Normal = PassShader<miVector, NormalParameters, NormalComputation<miVector, NormalParameters>>;
 
-} // namespace
+}  // namespace
 
 LUMO_EXPORT_SHADER(lumoPassNormal, Normal, "shaders/lumoNormal")
 
-} // namespace lumo
+}  // namespace lumo

@@ -21,21 +21,17 @@ namespace {
 using Helper = ShaderHelper<PassThroughEngineParameters>;
 
 /* The first texture coordinate becomes the position of the pixel's center; without a camera it stays. */
-void useScreenAsTexture(miState* state)
-{
+void useScreenAsTexture(miState* state) {
     const miCamera* camera = state->camera;
-    if (!camera || !state->tex_list)
-        return;
+    if (!camera || !state->tex_list) return;
     const double u = (static_cast<double>(state->raster_x) + 0.5) / camera->x_resolution;
     const double v = (static_cast<double>(state->raster_y) + 0.5) / camera->y_resolution;
     *state->tex_list = {static_cast<miScalar>(u), static_cast<miScalar>(v), 0};
 }
 
-miBoolean shadeWith(miColor* result, const Helper& in, void (*prepareTexture)(miState*))
-{
+miBoolean shadeWith(miColor* result, const Helper& in, void (*prepareTexture)(miState*)) {
     miState* state = in.state();
-    if (state->type != miRAY_EYE)
-        return miFALSE;
+    if (state->type != miRAY_EYE) return miFALSE;
     Vexabase* record = vexabaseOf(state);
     if (!record) {
         reportWarning("vexa_shadingengine(): Internal state error.");
@@ -50,19 +46,15 @@ miBoolean shadeWith(miColor* result, const Helper& in, void (*prepareTexture)(mi
     return miTRUE;
 }
 
-miBoolean simpleEngine(miColor* result, const Helper& in)
-{
+miBoolean simpleEngine(miColor* result, const Helper& in) {
     return shadeWith(result, in, [](miState*) {});
 }
 
-miBoolean renderTargetEngine(miColor* result, const Helper& in)
-{
-    return shadeWith(result, in, useScreenAsTexture);
-}
+miBoolean renderTargetEngine(miColor* result, const Helper& in) { return shadeWith(result, in, useScreenAsTexture); }
 
-} // namespace
+}  // namespace
 
 LUMO_EXPORT_ENGINE(lumoVexaSimpleShadingEngine, simpleEngine, miColor, PassThroughEngineParameters)
 LUMO_EXPORT_ENGINE(lumoVexaRenderTargetShadingEngine, renderTargetEngine, miColor, PassThroughEngineParameters)
 
-} // namespace lumo
+}  // namespace lumo

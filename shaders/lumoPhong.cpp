@@ -23,8 +23,7 @@ class SpecularShaderHelper : public GlossHelper<PhongParameters> {
 public:
     using GlossHelper::GlossHelper;
 
-    void shapeLobe(const SurfacePoint&, ReflectionSettings& settings) const
-    {
+    void shapeLobe(const SurfacePoint&, ReflectionSettings& settings) const {
         settings.lobe = kLobePower;
         settings.lobeWidth[0] = (*this)(&PhongParameters::cosinePower);
     }
@@ -39,8 +38,7 @@ struct PhongSpecularComponent : StatelessComponent {
     };
     Values values(const H& in, const SurfacePoint&) const { return {Highlight(in), in(&P::cosinePower)}; }
 
-    miColor term(const Values& values, const SurfacePoint& point, miScalar cosine, const miVector& light) const
-    {
+    miColor term(const Values& values, const SurfacePoint& point, miScalar cosine, const miVector& light) const {
         return values.highlight.seen(cosine, [&] {
             return compute_phong_specular(&point.mirror, values.cosinePower, values.highlight.secondaryScale, &light,
                                           point.state);
@@ -50,8 +48,8 @@ struct PhongSpecularComponent : StatelessComponent {
 
 using Phong = GlossySurface<PhongParameters, SpecularShaderHelper, PhongSpecularComponent>;
 
-} // namespace
+}  // namespace
 
 LUMO_EXPORT_SHADER(lumoVexaPhong, Phong, "shaders/lumoPhong")
 
-} // namespace lumo
+}  // namespace lumo

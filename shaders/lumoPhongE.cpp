@@ -29,8 +29,7 @@ class PhongEShaderHelper : public GlossHelper<PhongEParameters> {
 public:
     using GlossHelper::GlossHelper;
 
-    void shapeLobe(const SurfacePoint&, ReflectionSettings& settings) const
-    {
+    void shapeLobe(const SurfacePoint&, ReflectionSettings& settings) const {
         settings.lobe = kLobeSoft;
         settings.lobeWidth[0] = (*this)(&PhongEParameters::roughness);
         settings.lobeWidth[1] = (*this)(&PhongEParameters::highlightSize);
@@ -44,15 +43,13 @@ struct PhongESpecularComponent : StatelessComponent {
         Highlight highlight;
         miScalar roughness, highlightSize;
     };
-    Values values(const H& in, const SurfacePoint&) const
-    {
+    Values values(const H& in, const SurfacePoint&) const {
         Values values{Highlight(in), in(&P::roughness), in(&P::highlightSize)};
         values.highlight.color = values.highlight.color * in(&P::whiteness);
         return values;
     }
 
-    miColor term(const Values& values, const SurfacePoint& point, miScalar cosine, const miVector& light) const
-    {
+    miColor term(const Values& values, const SurfacePoint& point, miScalar cosine, const miVector& light) const {
         return values.highlight.seen(cosine, [&] {
             const miScalar s = intensity(values, point.mirror, cosine, light);
             return highlightOnRay(s, values.highlight.secondaryScale, point.state);
@@ -60,11 +57,9 @@ struct PhongESpecularComponent : StatelessComponent {
     }
 
 private:
-    static miScalar intensity(const Values& values, const miVector& mirror, miScalar cosine, const miVector& light)
-    {
+    static miScalar intensity(const Values& values, const miVector& mirror, miScalar cosine, const miVector& light) {
         const miScalar u = 1 - mi_vector_dot(&light, &mirror) / mi_vector_norm(&light);
-        if (values.highlightSize <= u)
-            return 0;
+        if (values.highlightSize <= u) return 0;
         const miScalar t = 1 - u / values.highlightSize;
         const miScalar q = t * t * (values.roughness - 1) + 1;
         const miScalar s = std::fabs(q) < VEXA_EPS ? 0 : t * values.roughness / q;
@@ -75,8 +70,8 @@ private:
 
 using PhongE = GlossySurface<PhongEParameters, PhongEShaderHelper, PhongESpecularComponent>;
 
-} // namespace
+}  // namespace
 
 LUMO_EXPORT_SHADER(lumoVexaPhongE, PhongE, "shaders/lumoPhongE")
 
-} // namespace lumo
+}  // namespace lumo

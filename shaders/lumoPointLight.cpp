@@ -30,13 +30,10 @@ namespace {
 
 using Helper = ShaderHelper<PointLightParameters>;
 
-miBoolean shine(miColor* result, const Helper& in)
-{
+miBoolean shine(miColor* result, const Helper& in) {
     const LightCall call(in.state(), "vexa_pointlight(): Internal state error.");
-    if (!call)
-        return miFALSE;
-    if (isDarkSide(call, lightShape(call.state())))
-        return giveNothing(call, *result);
+    if (!call) return miFALSE;
+    if (isDarkSide(call, lightShape(call.state()))) return giveNothing(call, *result);
 
     const LightTexture texture(call.state(), [&] { return sphericalCoordinate(pointInLight(call.state())); });
     const miScalar intensity =
@@ -44,8 +41,8 @@ miBoolean shine(miColor* result, const Helper& in)
     return giveLight(call, *result, in, intensity, {ShadowEmitter::kRadius, in(&PointLightParameters::lightRadius)});
 }
 
-} // namespace
+}  // namespace
 
 LUMO_EXPORT_FUNCTION_SHADER(lumoVexaPointLight, shine, miColor, PointLightParameters)
 
-} // namespace lumo
+}  // namespace lumo

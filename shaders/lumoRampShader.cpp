@@ -58,40 +58,34 @@ public:
     using FacetHelper::FacetHelper;
     using P = RampShaderParameters;
 
-    void read(ColorRampParameter P::*group, LumoRamp& ramp) const
-    {
+    void read(ColorRampParameter P::* group, LumoRamp& ramp) const {
         ramp_constructor(&ramp, state(), &(block()->*group), 1);
     }
 
-    miColor color(const SurfacePoint& point) const
-    {
+    miColor color(const SurfacePoint& point) const {
         read(&P::colorRamp, colorRamp_);
         const miInteger input = (*this)(&P::colorInput);
         tintsEachLight_ = colorRamp_.count > 0 && input == kByLightAngle;
         const miColor given = FacetHelper::color(point);
-        if (colorRamp_.count < 1)
-            return given;
+        if (colorRamp_.count < 1) return given;
         return tintsEachLight_ ? colorAt(1, given) : colorAt(position(input, point), given);
     }
 
     /* Of light that comes in at this cosine. `color` is that from straight before. */
-    miColor colorOfLight(const miColor& color, miScalar cosine) const
-    {
+    miColor colorOfLight(const miColor& color, miScalar cosine) const {
         return tintsEachLight_ ? colorAt(positionOfCosine(cosine), color) : color;
     }
 
     miColor transparency() const { return facingColor(&P::transparencyRamp, FacetHelper::transparency()); }
 
-    miColor incandescence(const SurfacePoint& point) const
-    {
+    miColor incandescence(const SurfacePoint& point) const {
         LumoRamp ramp;
         read(&P::incandescenceRamp, ramp);
         const miColor given = common(&LambertParameters::incandescence);
         return ramp.count < 1 ? given : rampColor(ramp, position((*this)(&P::incandescenceInput), point), given);
     }
 
-    miScalar reflectivity(const SurfacePoint& point) const
-    {
+    miScalar reflectivity(const SurfacePoint& point) const {
         LumoRamp ramp;
         ramp_constructor(&ramp, state(), &block()->reflectivityRamp, 0);
         return ramp.count < 1 ? FacetHelper::reflectivity(point) : ramp_get_interp_float(&ramp, facing());
@@ -100,8 +94,7 @@ public:
 private:
     miColor colorAt(miScalar position, const miColor& given) const { return rampColor(colorRamp_, position, given); }
 
-    miColor facingColor(ColorRampParameter P::*group, const miColor& given) const
-    {
+    miColor facingColor(ColorRampParameter P::* group, const miColor& given) const {
         LumoRamp ramp;
         read(group, ramp);
         return rampColor(ramp, facing(), given);
@@ -110,20 +103,16 @@ private:
     /* Of the normal and the eye, from either side: shadow rays see normals as they are. */
     miScalar facing() const { return std::fabs(mi_vector_dot(&state()->normal, &state()->dir)); }
 
-    miScalar position(miInteger input, const SurfacePoint& point) const
-    {
-        if (input == kByFacingAngle)
-            return facing();
+    miScalar position(miInteger input, const SurfacePoint& point) const {
+        if (input == kByFacingAngle) return facing();
         const ArrivingLight& light = arrivingLight(point);
-        if (input == kByBrightness)
-            return sum(light.diffuse) / 3;
+        if (input == kByBrightness) return sum(light.diffuse) / 3;
         if (input == kByNormalisedBrightness)
             return sum(light.whole) > VEXA_EPS ? sum(light.diffuse) / sum(light.whole) : 0;
         return positionOfCosine(light.meanCosine());
     }
 
-    const ArrivingLight& arrivingLight(const SurfacePoint& point) const
-    {
+    const ArrivingLight& arrivingLight(const SurfacePoint& point) const {
         if (!isMeasured_) {
             const auto asksShadows = [](miInteger input) {
                 return input == kByBrightness || input == kByNormalisedBrightness;
@@ -145,8 +134,7 @@ using H = RampShaderHelper;
 
 struct RampDiffuseComponent : DefaultDiffuseComponent<P, H> {
     using DefaultDiffuseComponent::DefaultDiffuseComponent;
-    miColor term(const H& in, const SurfacePoint& point, const miColor& color, miScalar cosine) const
-    {
+    miColor term(const H& in, const SurfacePoint& point, const miColor& color, miScalar cosine) const {
         return DefaultDiffuseComponent::term(in, point, in.colorOfLight(color, cosine), cosine);
     }
 };
@@ -161,10 +149,8 @@ struct RampSpecularComponent : StatelessComponent {
     };
     Values values(const H& in, const SurfacePoint&) const { return Values(in); }
 
-    miColor term(const Values& values, const SurfacePoint& point, miScalar cosine, const miVector& light) const
-    {
-        if (cosine <= 0)
-            return kBlack;
+    miColor term(const Values& values, const SurfacePoint& point, miScalar cosine, const miVector& light) const {
+        if (cosine <= 0) return kBlack;
         const miScalar strength = values.highlight.strength(point, cosine, light);
         return tinted(strength, rampColor(values.ramp, strength, values.highlight.color));
     }
@@ -172,20 +158,17 @@ struct RampSpecularComponent : StatelessComponent {
 
 struct RampReflectionComponent : DefaultSpecularReflectionComponent<P, H> {
     using DefaultSpecularReflectionComponent::DefaultSpecularReflectionComponent;
-    miColor term(const H& in, SurfacePoint& point, const PassWriter& passes) const
-    {
+    miColor term(const H& in, SurfacePoint& point, const PassWriter& passes) const {
         LumoRamp ramp;
         in.read(&P::environmentRamp, ramp);
-        if (ramp.count < 1)
-            return DefaultSpecularReflectionComponent::term(in, point, passes);
+        if (ramp.count < 1) return DefaultSpecularReflectionComponent::term(in, point, passes);
 
         // A picture of the surroundings, which no ray gets past.
         ReflectionSettings settings{};
         settings.colorIsMap = true;
         settings.reflectionLimit = 0;
         settings.reflectivity = in.reflectivity(point);
-        if (!(settings.reflectivity > 0))
-            return kBlack;
+        if (!(settings.reflectivity > 0)) return kBlack;
         settings.normal = point.normal;
         settings.normalEye = point.normalEye;
         settings.color = in.gloss(&GlossParameters::reflectedColor) * rampColor(ramp, height(point), WHITE);
@@ -196,8 +179,7 @@ struct RampReflectionComponent : DefaultSpecularReflectionComponent<P, H> {
     }
 
 private:
-    static miScalar height(const SurfacePoint& point)
-    {
+    static miScalar height(const SurfacePoint& point) {
         miVector mirror;
         mi_vector_to_world(point.state, &mirror, &point.mirror);
         mi_vector_normalize(&mirror);
@@ -217,8 +199,8 @@ using RampShaderClass =
             DefaultIndirectComponent<P, H>, RampIncandescenceComponent,
             DefaultCustomComponent<P, SurfaceShaderReturnType, H>>;
 
-} // namespace
+}  // namespace
 
 LUMO_EXPORT_SHADER(lumoVexaRampShader, RampShaderClass, "shaders/lumoRampShader")
 
-} // namespace lumo
+}  // namespace lumo

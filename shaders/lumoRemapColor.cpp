@@ -28,8 +28,7 @@ namespace {
 
 class RemapColorComputation : public Remapping {
 public:
-    void evaluateInputs(const OperationInputs<RemapColorParameters>& in, OperationRecord& record)
-    {
+    void evaluateInputs(const OperationInputs<RemapColorParameters>& in, OperationRecord& record) {
         using P = RemapColorParameters;
         evaluate(in, record, {&P::red, &P::green, &P::blue});
     }
@@ -39,8 +38,8 @@ public:
 
 using RemapColor = ColorOperationShader<RemapColorParameters, miColor, RemapColorComputation>;
 
-} // namespace
+}  // namespace
 
 LUMO_EXPORT_SHADER(lumoVexaRemapColor, RemapColor, "shaders/lumoRemapColor")
 
-} // namespace lumo
+}  // namespace lumo

@@ -22,14 +22,12 @@ namespace {
 
 class RemapHsvComputation : public Remapping {
 public:
-    void evaluateInputs(const OperationInputs<RemapHsvParameters>& in, OperationRecord& record)
-    {
+    void evaluateInputs(const OperationInputs<RemapHsvParameters>& in, OperationRecord& record) {
         using P = RemapHsvParameters;
         evaluate(in, record, {&P::hue, &P::saturation, &P::value});
     }
 
-    miColor compute(const miColor& c) const
-    {
+    miColor compute(const miColor& c) const {
         miColor color = normalised(c);
         rgb_to_hsv(&color, &color);
         const miColor hsv = ramped(color);
@@ -42,8 +40,8 @@ public:
 
 using RemapHsv = ColorOperationShader<RemapHsvParameters, miColor, RemapHsvComputation>;
 
-} // namespace
+}  // namespace
 
 LUMO_EXPORT_SHADER(lumoVexaRemapHsv, RemapHsv, "shaders/lumoRemapHsv")
 
-} // namespace lumo
+}  // namespace lumo

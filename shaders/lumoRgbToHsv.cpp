@@ -17,13 +17,11 @@ struct RgbToHsvParameters {
 namespace {
 
 struct RgbToHsvComputation {
-    void evaluateInputs(const OperationInputs<RgbToHsvParameters>& in, OperationRecord& record)
-    {
+    void evaluateInputs(const OperationInputs<RgbToHsvParameters>& in, OperationRecord& record) {
         record.input = in.input(&RgbToHsvParameters::inRgb);
     }
 
-    miColor compute(const miColor& rgb) const
-    {
+    miColor compute(const miColor& rgb) const {
         miColor hsv;
         rgb_to_hsv(&rgb, &hsv);
         hsv.r *= 360;
@@ -35,8 +33,8 @@ struct RgbToHsvComputation {
 
 using RgbToHsv = ColorOperationShader<RgbToHsvParameters, miColor, RgbToHsvComputation>;
 
-} // namespace
+}  // namespace
 
 LUMO_EXPORT_SHADER(lumoVexaRgbToHsv, RgbToHsv, "shaders/lumoRgbToHsv")
 
-} // namespace lumo
+}  // namespace lumo

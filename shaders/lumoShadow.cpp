@@ -29,19 +29,16 @@ struct ShadowShaderSource {
 };
 
 /* A caller that hands over an argument continues the segmented ray itself. */
-miBoolean letThrough(miColor* result, const ShaderHelper<ShadowShaderParameters>& in, const void* argument)
-{
+miBoolean letThrough(miColor* result, const ShaderHelper<ShadowShaderParameters>& in, const void* argument) {
     miState* state = in.state();
     const ShadowShaderSource source{in};
-    if (Vexabase* record = vexabaseOf(state))
-        return passShadow(result, state, *record, source, !argument);
+    if (Vexabase* record = vexabaseOf(state)) return passShadow(result, state, *record, source, !argument);
     // Only the footprint of connected textures would be kept there.
     Vexabase spare;
     return passShadow(result, state, spare, source, !argument);
 }
 
-miBoolean block(miColor* result, const ShaderHelper<NoParameters>& in, const void*)
-{
+miBoolean block(miColor* result, const ShaderHelper<NoParameters>& in, const void*) {
     PassState* passes = nullptr;
     FrameBufferInfo* entries = nullptr;
     const miUint count = getFrameBufferInfo(in.state(), &passes, &entries);
@@ -49,9 +46,9 @@ miBoolean block(miColor* result, const ShaderHelper<NoParameters>& in, const voi
     return applyShadowTransparencyToFrameBuffers(count, entries, &BLACK, miFALSE, in.state());
 }
 
-} // namespace
+}  // namespace
 
 LUMO_EXPORT_SHADOW_SHADER(lumoVexaShadow, letThrough, ShadowShaderParameters)
 LUMO_EXPORT_SHADOW_SHADER(lumoVexaFastShadow, block, NoParameters)
 
-} // namespace lumo
+}  // namespace lumo

@@ -34,37 +34,30 @@ namespace {
 using Helper = ShaderHelper<ShapeLightParameters>;
 
 /* Between the normal of the sampled piece and the light's way; 1 where there is no normal. */
-double emissionCosine(const LightCall& call, bool twoSided)
-{
+double emissionCosine(const LightCall& call, bool twoSided) {
     miVector normal = {0, 0, 0};
-    if (!mi_query(miQ_LIGHT_NORMAL, call.state(), call.state()->light_instance, &normal))
-        return 1;
+    if (!mi_query(miQ_LIGHT_NORMAL, call.state(), call.state()->light_instance, &normal)) return 1;
     const DoubleVector n = normalised(DoubleVector(normal));
-    if (!(dot(n, n) > 0))
-        return 1;
+    if (!(dot(n, n) > 0)) return 1;
     const double cosine = dot(n, DoubleVector(lightDirection(call)));
     return twoSided ? std::fabs(cosine) : cosine;
 }
 
-miBoolean shine(miColor* result, const Helper& in)
-{
+miBoolean shine(miColor* result, const Helper& in) {
     const LightCall call(in.state(), "vexa_shapelight(): Internal state error.");
-    if (!call)
-        return miFALSE;
+    if (!call) return miFALSE;
     const auto cosine = static_cast<miScalar>(emissionCosine(call, in(&ShapeLightParameters::twoSided) != 0));
-    if (!(cosine > 0))
-        return giveNothing(call, *result);
+    if (!(cosine > 0)) return giveNothing(call, *result);
 
     const LightTexture texture(call.state(), [&] { return sphericalCoordinate(pointInLight(call.state())); });
     miScalar intensity = in(&ShapeLightParameters::emission, &EmissionParameters::intensity);
     // A surface that shines evenly looks the same from all sides, so only what it sends falls with the cosine.
-    if (call.isLightRay())
-        intensity = intensityAtPoint(call, in, intensity * cosine);
+    if (call.isLightRay()) intensity = intensityAtPoint(call, in, intensity * cosine);
     return giveLight(call, *result, in, intensity, {ShadowEmitter::kRadius, in(&ShapeLightParameters::lightRadius)});
 }
 
-} // namespace
+}  // namespace
 
 LUMO_EXPORT_FUNCTION_SHADER(lumoVexaShapeLight, shine, miColor, ShapeLightParameters)
 
-} // namespace lumo
+}  // namespace lumo

@@ -24,8 +24,7 @@ class SurfaceShaderComputation {
 public:
     using P = SurfaceShaderParameters;
 
-    void evaluateInputs(const OperationInputs<P>& in, OperationRecord& record)
-    {
+    void evaluateInputs(const OperationInputs<P>& in, OperationRecord& record) {
         record.input = in.input(&P::color);
         surface_ = surfaceOf(kBlack, in.setting(&P::transparency), in.setting(&P::glowColor));
         surface_.matteOpacity = surface_.opacity * in.setting(&P::matteOpacity);
@@ -33,14 +32,12 @@ public:
 
     miColor compute(const miColor& color) const { return color; }
 
-    void storeResult(SurfaceShaderReturnType& result, const OperationRecord& record) const
-    {
+    void storeResult(SurfaceShaderReturnType& result, const OperationRecord& record) const {
         result = surface_;
         result.color = record.output;
     }
 
-    void castShadow(const OperationInputs<P>& in, miColor* light, Vexabase& record) const
-    {
+    void castShadow(const OperationInputs<P>& in, miColor* light, Vexabase& record) const {
         castPlainShadow(in.state(), light, record, in.setting(&P::transparency));
     }
 
@@ -50,8 +47,8 @@ private:
 
 using SurfaceShader = ColorOperationShader<SurfaceShaderParameters, SurfaceShaderReturnType, SurfaceShaderComputation>;
 
-} // namespace
+}  // namespace
 
 LUMO_EXPORT_SHADER(lumoVexaSurfaceShader, SurfaceShader, "shaders/lumoSurfaceShader")
 
-} // namespace lumo
+}  // namespace lumo

@@ -10,8 +10,8 @@ namespace {
 
 miBoolean leaveAsIs(void*, const ShaderHelper<NoParameters>&) { return miTRUE; }
 
-} // namespace
+}  // namespace
 
 LUMO_EXPORT_FUNCTION_SHADER(lumoTraversal, leaveAsIs, void, NoParameters)
 
-} // namespace lumo
+}  // namespace lumo

@@ -18,8 +18,7 @@ class UVComputation {
 public:
     explicit UVComputation(const ShaderHelper<P>& in) : objectLabel_(in(&P::objectLabel)) {}
 
-    void compute(const ShaderHelper<P>& in, Result& value) const
-    {
+    void compute(const ShaderHelper<P>& in, Result& value) const {
         const miState* state = in.state();
         value.x = state->tex_list ? state->tex_list->x : 0;
         value.y = state->tex_list ? state->tex_list->y : 0;
@@ -32,8 +31,8 @@ private:
 
 using UV = PassShader<miVector, UVParameters, UVComputation<miVector, UVParameters>>;
 
-} // namespace
+}  // namespace
 
 LUMO_EXPORT_SHADER(lumoPassUV, UV, "shaders/lumoUV")
 
-} // namespace lumo
+}  // namespace lumo

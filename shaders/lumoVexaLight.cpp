@@ -8,8 +8,7 @@
 
 namespace lumo {
 
-LightCall::LightCall(miState* state, const char* warning) : state_(state), record_(vexabaseOf(state))
-{
+LightCall::LightCall(miState* state, const char* warning) : state_(state), record_(vexabaseOf(state)) {
     if (!record_) {
         reportWarning(warning);
         return;
@@ -18,23 +17,20 @@ LightCall::LightCall(miState* state, const char* warning) : state_(state), recor
     setupLightContributions(count_, entries_, state);
 }
 
-bool LightCall::wantsShadow() const
-{
+bool LightCall::wantsShadow() const {
     const bool counts = largestChannel(record_->contributionWeight) > record_->lowerImportance;
     const bool inShadowRay = state_->parent && state_->parent->type == miRAY_SHADOW;
     return counts && !record_->light.withoutSampleTerms && !inShadowRay;
 }
 
-bool LightCall::tracesShadow(miInteger shadowRays, miInteger rayDepthLimit) const
-{
+bool LightCall::tracesShadow(miInteger shadowRays, miInteger rayDepthLimit) const {
     return state_->options->trace && shadowRays != 0 &&
            rayLevel(state_) < std::min(rayDepthLimit, record_->shadowDepthLimit);
 }
 
 /* Between the two importance thresholds the number of rays rises from 1 to all. */
-miUint LightCall::rayCount(miInteger shadowRays) const
-{
-    constexpr double kMost = 65536; // so that a slip of the keyboard does not stop the render
+miUint LightCall::rayCount(miInteger shadowRays) const {
+    constexpr double kMost = 65536;  // so that a slip of the keyboard does not stop the render
     const double m = static_cast<double>(largestChannel(record_->contributionWeight));
     const double aboveLower = m - static_cast<double>(record_->lowerImportance);
     const double aboveUpper = m - static_cast<double>(record_->upperImportance);
@@ -46,16 +42,14 @@ miUint LightCall::rayCount(miInteger shadowRays) const
 
 void LightCall::leaveUnshadowed(const miColor& result) const { setLightIrradiance(count_, entries_, &result); }
 
-void LightCall::shadowFromMaps(miColor& result, const miColor& shadowColor) const
-{
+void LightCall::shadowFromMaps(miColor& result, const miColor& shadowColor) const {
     Transmission t;
     t.isLit = traceShadow(count_, entries_, &t.color, &result, &shadowColor, miTRUE, state_);
     shadow(result, shadowColor, t);
 }
 
 void LightCall::shadowFromRays(miColor& result, const miColor& shadowColor, const ShadowEmitter& emitter,
-                               miInteger shadowRays) const
-{
+                               miInteger shadowRays) const {
     Transmission t;
     if (isSoft(emitter, state_)) {
         const miUint rays = rayCount(shadowRays);
@@ -68,8 +62,7 @@ void LightCall::shadowFromRays(miColor& result, const miColor& shadowColor, cons
     shadow(result, shadowColor, t);
 }
 
-void LightCall::shadow(miColor& result, const miColor& shadowColor, const Transmission& t) const
-{
+void LightCall::shadow(miColor& result, const miColor& shadowColor, const Transmission& t) const {
     LightData& data = record_->light;
     if (!t.isLit) {
         result = shadowColor;
@@ -82,8 +75,7 @@ void LightCall::shadow(miColor& result, const miColor& shadowColor, const Transm
     data.shadowFraction = 1 - (t.color.r + t.color.g + t.color.b) / 3;
 }
 
-void LightCall::describe(bool isAmbient, bool emitsDiffuse, bool emitsSpecular) const
-{
+void LightCall::describe(bool isAmbient, bool emitsDiffuse, bool emitsSpecular) const {
     LightData& data = record_->light;
     data.isAmbient = isAmbient;
     data.emitsDiffuse = emitsDiffuse;
@@ -91,25 +83,21 @@ void LightCall::describe(bool isAmbient, bool emitsDiffuse, bool emitsSpecular) 
     data.corners = nullptr;
 }
 
-void LightCall::showEmitter(miColor& result) const
-{
+void LightCall::showEmitter(miColor& result) const {
     result.a = 1;
     record_->lightOutput[0] = BLACK;
     record_->lightOutput[1] = WHITE;
     record_->lightOutput[2] = BLACK;
 }
 
-miBoolean giveNothing(const LightCall& call, miColor& result)
-{
+miBoolean giveNothing(const LightCall& call, miColor& result) {
     result = BLACK;
-    if (call.isLightRay())
-        return miFALSE;
+    if (call.isLightRay()) return miFALSE;
     call.showEmitter(result);
     return miTRUE;
 }
 
-void LightTexture::place(miState* state, const miVector& coordinate)
-{
+void LightTexture::place(miState* state, const miVector& coordinate) {
     state_ = state;
     list_ = state->tex_list;
     own_ = list_ ? *list_ : coordinate;
@@ -119,32 +107,25 @@ void LightTexture::place(miState* state, const miVector& coordinate)
         state_->tex_list = &own_;
 }
 
-LightTexture::~LightTexture()
-{
-    if (!state_)
-        return;
-    if (list_)
-        *list_ = own_;
+LightTexture::~LightTexture() {
+    if (!state_) return;
+    if (list_) *list_ = own_;
     state_->tex_list = list_;
 }
 
-miVector pointInLight(miState* state)
-{
+miVector pointInLight(miState* state) {
     miVector point = state->point;
     mi_point_to_light(state, &point, &state->point);
     return point;
 }
 
-miVector lightDirection(const LightCall& call)
-{
+miVector lightDirection(const LightCall& call) {
     miVector dir = call.state()->dir;
-    if (!call.isLightRay())
-        mi_vector_neg(&dir);
+    if (!call.isLightRay()) mi_vector_neg(&dir);
     return dir;
 }
 
-miVector sphericalCoordinate(const miVector& p)
-{
+miVector sphericalCoordinate(const miVector& p) {
     constexpr miScalar kPi = std::numbers::pi_v<miScalar>;
     const miScalar fromAxis = std::hypot(p.x, p.z);
     // Next to the plane z = 0 the longitude is that of the front, though the angle is defined there: textures have been
@@ -154,4 +135,4 @@ miVector sphericalCoordinate(const miVector& p)
     return {u, v, p.z};
 }
 
-} // namespace lumo
+}  // namespace lumo

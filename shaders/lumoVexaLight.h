@@ -94,40 +94,34 @@ struct ShadowSource {
 };
 
 /* The same; black where a channel is not a number or not finite, so that a broken parameter darkens one light only. */
-inline miColor finiteOrBlack(const miColor& c)
-{
+inline miColor finiteOrBlack(const miColor& c) {
     return std::isfinite(c.r) && std::isfinite(c.g) && std::isfinite(c.b) ? c : BLACK;
 }
 
 /* The shadow of one sample, of a light with `ShadowParameters shadow`. */
 template <class P>
-void castShadows(const LightCall& call, miColor& result, const ShaderHelper<P>& in, const ShadowSource& source)
-{
+void castShadows(const LightCall& call, miColor& result, const ShaderHelper<P>& in, const ShadowSource& source) {
     const auto shadow = [&in](auto member) { return in(&P::shadow, member); };
     LightData& data = call.record().light;
     data.shadowFraction = 0;
     data.color = result;
-    if (!call.wantsShadow())
-        return call.leaveUnshadowed(result);
+    if (!call.wantsShadow()) return call.leaveUnshadowed(result);
 
     if (source.usesMaps && call.state()->options->use_shadow_maps) {
         miColor color = shadow(&ShadowParameters::shadowColor);
         scaleRgb(color, source.intensity);
         return call.shadowFromMaps(result, finiteOrBlack(color));
     }
-    if (!shadow(&ShadowParameters::useRayTraceShadows))
-        return call.leaveUnshadowed(result);
+    if (!shadow(&ShadowParameters::useRayTraceShadows)) return call.leaveUnshadowed(result);
     const miInteger rays = shadow(&ShadowParameters::shadowRays);
-    if (!call.tracesShadow(rays, shadow(&ShadowParameters::rayDepthLimit)))
-        return call.leaveUnshadowed(result);
+    if (!call.tracesShadow(rays, shadow(&ShadowParameters::rayDepthLimit))) return call.leaveUnshadowed(result);
     call.shadowFromRays(result, finiteOrBlack(shadow(&ShadowParameters::shadowColor)), source.emitter, rays);
 }
 
 /* The end of a call, of a light with `EmissionParameters emission` too: its color times `intensity`, and its shadow. */
 template <class P>
 miBoolean giveLight(const LightCall& call, miColor& result, const ShaderHelper<P>& in, miScalar intensity,
-                    const ShadowEmitter& emitter)
-{
+                    const ShadowEmitter& emitter) {
     const auto emission = [&in](auto member) { return in(&P::emission, member); };
     result = emission(&EmissionParameters::color);
     scaleRgb(result, intensity);
@@ -148,17 +142,12 @@ miBoolean giveNothing(const LightCall& call, miColor& result);
 /* The first texture coordinate while it lives, for textures that are connected to the light's parameters. */
 class LightTexture {
 public:
-    LightTexture(miState* state, const miVector& coordinate)
-        : LightTexture(state, [&] { return coordinate; })
-    {
-    }
+    LightTexture(miState* state, const miVector& coordinate) : LightTexture(state, [&] { return coordinate; }) {}
 
     /* Calls `coordinate` only where something is connected that could look at it. */
     template <class Coordinate>
-    LightTexture(miState* state, const Coordinate& coordinate)
-    {
-        if (state->shader && state->shader->has_connections)
-            place(state, coordinate());
+    LightTexture(miState* state, const Coordinate& coordinate) {
+        if (state->shader && state->shader->has_connections) place(state, coordinate());
     }
     ~LightTexture();
 
@@ -182,4 +171,4 @@ miVector lightDirection(const LightCall& call);
 /* Directions around the light, unrolled: longitude, latitude (0 to 1 each) and the z of the point itself. */
 miVector sphericalCoordinate(const miVector& pointInLightSpace);
 
-} // namespace lumo
+}  // namespace lumo

@@ -15,8 +15,7 @@ miScalar fogFactor(const miState* state, miScalar radius, miInteger type, miInte
 
 /* Of a light with `decayRate` and `FogParameters fog`. */
 template <class P>
-miScalar intensityAtPoint(const LightCall& call, const ShaderHelper<P>& in, miScalar intensity)
-{
+miScalar intensityAtPoint(const LightCall& call, const ShaderHelper<P>& in, miScalar intensity) {
     const auto fog = [&in](auto member) { return in(&P::fog, member); };
     const miInteger rate = in(&P::decayRate);
     if (call.record().evaluatesFog)
@@ -29,4 +28,4 @@ miScalar intensityAtPoint(const LightCall& call, const ShaderHelper<P>& in, miSc
     return intensity;
 }
 
-} // namespace lumo
+}  // namespace lumo

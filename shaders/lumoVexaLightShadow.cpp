@@ -16,8 +16,7 @@ namespace {
 class RayScope {
 public:
     explicit RayScope(miState* state) : state_(state), org_(state->org), dir_(state->dir), dist_(state->dist) {}
-    ~RayScope()
-    {
+    ~RayScope() {
         state_->org = org_;
         state_->dir = dir_;
         state_->dist = dist_;
@@ -33,12 +32,10 @@ private:
 };
 
 /* A ray from there to the state's point. From a place that is nowhere the ray stays as it is. */
-void aimFrom(const DoubleVector& place, miState* state)
-{
+void aimFrom(const DoubleVector& place, miState* state) {
     const DoubleVector way = DoubleVector(state->point) - place;
     const double dist = length(way);
-    if (!std::isfinite(dist))
-        return;
+    if (!std::isfinite(dist)) return;
     state->org = place.rounded();
     state->dir = normalised(way).rounded();
     state->dist = dist;
@@ -53,8 +50,7 @@ public:
           axis_(normalised(DoubleVector(state->dir))),
           center_(state->org),
           distance_(length(point_ - center_)),
-          radius_(radiusOf(emitter))
-    {
+          radius_(radiusOf(emitter)) {
         // Two axes at right angles to the ray; the coordinate axis that the ray follows least gives the first.
         const double x = std::fabs(axis_.x), y = std::fabs(axis_.y), z = std::fabs(axis_.z);
         const DoubleVector least = x <= y && x <= z ? DoubleVector(1, 0, 0)
@@ -65,8 +61,7 @@ public:
     }
 
     /* The ray from a point of the disc, given in a disc of radius 1. */
-    void aim(miState* state, const DiscPoint& at) const
-    {
+    void aim(miState* state, const DiscPoint& at) const {
         const DoubleVector offset = (u_ * at.x + v_ * at.y) * radius_;
         if (kind_ == ShadowEmitter::kAngle) {
             // A distant light's way has a direction only. What length it has stays.
@@ -80,9 +75,8 @@ public:
 
 private:
     /* For angles that at distance 1. */
-    static double radiusOf(const ShadowEmitter& emitter)
-    {
-        constexpr double kWidest = 1.55; // half of it; just below a right angle
+    static double radiusOf(const ShadowEmitter& emitter) {
+        constexpr double kWidest = 1.55;  // half of it; just below a right angle
         const double size = static_cast<double>(emitter.size);
         return emitter.kind == ShadowEmitter::kAngle ? std::tan(std::min(size / 2, kWidest)) : size;
     }
@@ -93,19 +87,16 @@ private:
     DoubleVector u_, v_;
 };
 
-} // namespace
+}  // namespace
 
-bool isSoft(const ShadowEmitter& emitter, miState* state)
-{
-    if (!emitter.shape && !(emitter.size > 0 && std::isfinite(emitter.size)))
-        return false;
+bool isSoft(const ShadowEmitter& emitter, miState* state) {
+    if (!emitter.shape && !(emitter.size > 0 && std::isfinite(emitter.size))) return false;
     miInteger gathering = 0;
     return !mi_query(miQ_FINALGATHER_STATE, state, miNULLTAG, &gathering) || gathering == 0;
 }
 
 Transmission traceSoftShadow(miUint count, FrameBufferInfo* entries, miState* state, const ShadowEmitter& emitter,
-                             miUint rays)
-{
+                             miUint rays) {
     const RayScope scope(state);
     const EmitterDisc disc(state, emitter);
     const LightSamples samples(state, rays);
@@ -116,8 +107,7 @@ Transmission traceSoftShadow(miUint count, FrameBufferInfo* entries, miState* st
         else
             disc.aim(state, toDisc(samples[i]));
         miColor through;
-        if (!traceShadowAccumulate(count, entries, &through, state))
-            continue;
+        if (!traceShadowAccumulate(count, entries, &through, state)) continue;
         sum.color = sum.color + through;
         sum.isLit = true;
     }
@@ -126,4 +116,4 @@ Transmission traceSoftShadow(miUint count, FrameBufferInfo* entries, miState* st
     return sum;
 }
 
-} // namespace lumo
+}  // namespace lumo

@@ -34,4 +34,4 @@ bool isSoft(const ShadowEmitter& emitter, miState* state);
 Transmission traceSoftShadow(miUint count, FrameBufferInfo* entries, miState* state, const ShadowEmitter& emitter,
                              miUint rays);
 
-} // namespace lumo
+}  // namespace lumo

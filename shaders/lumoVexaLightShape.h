@@ -49,4 +49,4 @@ private:
     DoubleVector origin_, x_, y_, z_; /* of the light's space, in internal space */
 };
 
-} // namespace lumo
+}  // namespace lumo

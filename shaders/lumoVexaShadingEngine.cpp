@@ -49,19 +49,16 @@ public:
     explicit EngineHelper(const ShaderHelper<P>& in) : ShaderHelper<P>(in) {}
 
     /* The connected surface, null when there is none. */
-    miTag surfaceTag() const
-    {
+    miTag surfaceTag() const {
         const miColor* surface = &block()->surfaceShader;
-        if (!isConnectedAddress(surface))
-            return miNULLTAG;
+        if (!isConnectedAddress(surface)) return miNULLTAG;
         miTag tag;
         std::memcpy(&tag, reinterpret_cast<const char*>(surface) + state()->shader->ghost_offs, sizeof tag);
         return tag == ~miTag{0} ? miNULLTAG : tag;
     }
 
     /* What the surface gives, as far as its result goes: a shader with a color alone, say a texture, is opaque. */
-    SurfaceShaderReturnType evaluateSurface(miTag tag) const
-    {
+    SurfaceShaderReturnType evaluateSurface(miTag tag) const {
         SurfaceShaderReturnType surface{};
         constexpr miInteger kWhole = sizeof surface;
         miInteger size = kWhole;
@@ -73,26 +70,20 @@ public:
         return surface;
     }
 
-    void evaluatePreSurfaceShaders(miInteger count) const
-    {
+    void evaluatePreSurfaceShaders(miInteger count) const {
         miColor* first = block()->preSurfaceShaders + (*this)(&P::i_preSurfaceShaders);
-        for (miInteger i = 0; i < count; ++i)
-            evaluated(first + i);
+        for (miInteger i = 0; i < count; ++i) evaluated(first + i);
     }
 };
 
 /* Shuts all buffers but to shaders that open the one they write. */
 class ClosedBuffers {
 public:
-    explicit ClosedBuffers(std::span<FrameBufferInfo> entries) : entries_(entries)
-    {
-        for (FrameBufferInfo& entry : entries_)
-            entry.flags |= kEntryClosed;
+    explicit ClosedBuffers(std::span<FrameBufferInfo> entries) : entries_(entries) {
+        for (FrameBufferInfo& entry : entries_) entry.flags |= kEntryClosed;
     }
-    ~ClosedBuffers()
-    {
-        for (FrameBufferInfo& entry : entries_)
-            entry.flags &= ~static_cast<miUint>(kEntryClosed);
+    ~ClosedBuffers() {
+        for (FrameBufferInfo& entry : entries_) entry.flags &= ~static_cast<miUint>(kEntryClosed);
     }
 
     ClosedBuffers(const ClosedBuffers&) = delete;
@@ -102,20 +93,16 @@ private:
     const std::span<FrameBufferInfo> entries_;
 };
 
-void runPreSurfaceShaders(const EngineHelper& in, const FrameBuffers& buffers)
-{
+void runPreSurfaceShaders(const EngineHelper& in, const FrameBuffers& buffers) {
     const miInteger count = in(&P::n_preSurfaceShaders);
     const bool isWriting = !buffers.empty() && (buffers.entries.front().flags & kEntryWritePhase);
-    if (count <= 0 || isWriting)
-        return;
+    if (count <= 0 || isWriting) return;
     const ClosedBuffers closed(buffers.entries);
     in.evaluatePreSurfaceShaders(count);
 }
 
-void tiltGrazingNormal(miState* state)
-{
-    if (!(std::fabs(state->dot_nd) < kGrazing))
-        return;
+void tiltGrazingNormal(miState* state) {
+    if (!(std::fabs(state->dot_nd) < kGrazing)) return;
     miVector away = state->dir;
     mi_vector_mul(&away, state->dot_nd + kTilt);
     mi_vector_sub(&state->normal, &state->normal, &away);
@@ -124,20 +111,16 @@ void tiltGrazingNormal(miState* state)
 }
 
 /* What pass shaders are told about the surface, also after surfaces behind have used the same words. */
-void tell(FrameBufferState* frame, const SurfaceShaderReturnType& surface, bool counts)
-{
-    if (!frame)
-        return;
+void tell(FrameBufferState* frame, const SurfaceShaderReturnType& surface, bool counts) {
+    if (!frame) return;
     frame->flags &= ~static_cast<miUint>(kFrameSurfaceClear);
-    if (!counts)
-        frame->flags |= kFrameSurfaceClear;
+    if (!counts) frame->flags |= kFrameSurfaceClear;
     frame->transparency = surface.transparency;
 }
 
 /* What was written at this level becomes what is handed up. Without a factor it is copied, not multiplied by 1: labels
  * travel as the bits of an integer. */
-void handUp(const LevelSlots& slots, const SurfaceShaderReturnType& surface)
-{
+void handUp(const LevelSlots& slots, const SurfaceShaderReturnType& surface) {
     for (const FrameBufferInfo& entry : slots.entries()) {
         FrameBufferSlot& slot = slots.of(entry);
         // The field holds opacity. Nothing may be left of another eye ray of the sample.
@@ -150,17 +133,13 @@ void handUp(const LevelSlots& slots, const SurfaceShaderReturnType& surface)
 /* Says, while it lives, that a ray goes through a fully clear surface: to what lies behind, nothing is in front. */
 class GoingOn {
 public:
-    GoingOn(FrameBufferState* frame, bool clear) : flags_(frame && clear ? &frame->flags : nullptr)
-    {
-        if (!flags_)
-            return;
+    GoingOn(FrameBufferState* frame, bool clear) : flags_(frame && clear ? &frame->flags : nullptr) {
+        if (!flags_) return;
         before_ = *flags_ & kFrameContinuing;
         *flags_ |= kFrameContinuing;
     }
-    ~GoingOn()
-    {
-        if (flags_)
-            *flags_ = (*flags_ & ~static_cast<miUint>(kFrameContinuing)) | before_;
+    ~GoingOn() {
+        if (flags_) *flags_ = (*flags_ & ~static_cast<miUint>(kFrameContinuing)) | before_;
     }
 
     GoingOn(const GoingOn&) = delete;
@@ -171,13 +150,11 @@ private:
     miUint before_ = 0;
 };
 
-bool isWorthARay(const miColor& transparency, const Vexabase& record)
-{
+bool isWorthARay(const miColor& transparency, const Vexabase& record) {
     return !isBlack(transparency) && largestChannel(transparency * record.contributionWeight) > record.lowerImportance;
 }
 
-void putUnder(miColor& result, const miColor& transparency, const miColor& behind)
-{
+void putUnder(miColor& result, const miColor& transparency, const miColor& behind) {
     result.r += transparency.r * behind.r;
     result.g += transparency.g * behind.g;
     result.b += transparency.b * behind.b;
@@ -185,24 +162,19 @@ void putUnder(miColor& result, const miColor& transparency, const miColor& behin
 }
 
 /* The rasterizer composites samples by an opacity of their own. */
-void handOverOpacity(miState* state, const miColor& transparency)
-{
-    if (state->options->scanline != 'r' || !state->scanline)
-        return;
+void handOverOpacity(miState* state, const miColor& transparency) {
+    if (state->options->scanline != 'r' || !state->scanline) return;
     miColor opacity = 1 - transparency;
     opacity.a = luminance(opacity);
     mi_opacity_set(state, &opacity);
 }
 
 /* The host's effects behind the render take glow and alpha from the record. */
-void leaveGlowAndAlpha(Vexabase& record, const SurfaceShaderReturnType& surface)
-{
+void leaveGlowAndAlpha(Vexabase& record, const SurfaceShaderReturnType& surface) {
     const miColor& glow = surface.glowColor;
-    if (largestChannel(glow) > kFaintestGlow)
-        record.glow = {glow.r, glow.g, glow.b, 1};
+    if (largestChannel(glow) > kFaintestGlow) record.glow = {glow.r, glow.g, glow.b, 1};
     const miScalar alpha = luminance(surface.matteOpacity);
-    for (miScalar& copy : record.surfaceAlpha)
-        copy = alpha;
+    for (miScalar& copy : record.surfaceAlpha) copy = alpha;
 }
 
 /* One call of the engine, once everything is found. */
@@ -216,12 +188,10 @@ struct GroupCall {
 };
 
 /* Traces on where something is to be seen behind, and adds it to the result. */
-void lookThrough(miColor& result, const GroupCall& call, const SurfaceShaderReturnType& surface, bool counts)
-{
+void lookThrough(miColor& result, const GroupCall& call, const SurfaceShaderReturnType& surface, bool counts) {
     miState* state = call.in.state();
     const miColor& t = surface.transparency;
-    if (!(call.looksBehind || isWorthARay(t, call.record)) || isWalkTooDeep(state))
-        return;
+    if (!(call.looksBehind || isWorthARay(t, call.record)) || isWalkTooDeep(state)) return;
     const WalkSettings walk = {.kind = counts ? WalkKind::kTransparent : WalkKind::kContinued,
                                .opaquePasses = call.in(&P::opaquePasses) != miFALSE,
                                .tempOnHeap = call.frame && (call.frame->flags & kFrameTempOnHeap)};
@@ -236,12 +206,10 @@ void lookThrough(miColor& result, const GroupCall& call, const SurfaceShaderRetu
     tell(call.frame, surface, counts);
 }
 
-void shadeSurface(miColor& result, const GroupCall& call, SurfaceShaderReturnType surface)
-{
+void shadeSurface(miColor& result, const GroupCall& call, SurfaceShaderReturnType surface) {
     const bool counts = !(luminance(surface.transparency) > 1 - call.threshold);
     // The mark of a black hole is no opacity: the picture gets an alpha of 0 there.
-    if (surface.matteOpacity.r == kBlackHole)
-        surface.matteOpacity = kBlack;
+    if (surface.matteOpacity.r == kBlackHole) surface.matteOpacity = kBlack;
     result = surface.color;
     result.a = luminance(surface.matteOpacity);
     tell(call.frame, surface, counts);
@@ -251,8 +219,7 @@ void shadeSurface(miColor& result, const GroupCall& call, SurfaceShaderReturnTyp
     leaveGlowAndAlpha(call.record, surface);
 }
 
-miBoolean shadeGroup(miColor* result, const ShaderHelper<P>& parameters)
-{
+miBoolean shadeGroup(miColor* result, const ShaderHelper<P>& parameters) {
     const EngineHelper in(parameters);
     miState* state = in.state();
     Vexabase* record = vexabaseOf(state);
@@ -270,8 +237,7 @@ miBoolean shadeGroup(miColor* result, const ShaderHelper<P>& parameters)
         return miFALSE;
     }
     // In place of a shadow or photon shader an engine is opaque: such calls give no surface record.
-    if (state->type == miRAY_SHADOW || miRAY_PHOTON(state->type))
-        return miFALSE;
+    if (state->type == miRAY_SHADOW || miRAY_PHOTON(state->type)) return miFALSE;
 
     prepareShading(state, *record, EngineRays::kAll);
     const FrameBuffers buffers = tiles ? publishedFrameBuffers(state) : FrameBuffers{};
@@ -283,8 +249,8 @@ miBoolean shadeGroup(miColor* result, const ShaderHelper<P>& parameters)
     return miTRUE;
 }
 
-} // namespace
+}  // namespace
 
 LUMO_EXPORT_ENGINE(lumoVexaShadingEngine, shadeGroup, miColor, ShadingEngineParameters)
 
-} // namespace lumo
+}  // namespace lumo

@@ -45,8 +45,7 @@ enum Direction : miInteger { kInward = 1, kAlong = 2 };
 /* In the light's space; the axis is z. */
 class Volume {
 public:
-    explicit Volume(const Helper& in) : shape_(in(&VolumeLightParameters::volumeShape))
-    {
+    explicit Volume(const Helper& in) : shape_(in(&VolumeLightParameters::volumeShape)) {
         // Half the sum and the difference of the radii at both ends; fmax also makes 0 of NaN.
         const double tip = std::fmax(0, static_cast<double>(in(&VolumeLightParameters::tipRadius)));
         mean_ = (1 + tip) / 2;
@@ -54,29 +53,21 @@ public:
     }
 
     /* 0 in the middle, 1 on the boundary; the same share all the way along each line out of the middle. */
-    double depth(const DoubleVector& p) const
-    {
+    double depth(const DoubleVector& p) const {
         const double fromAxis = std::hypot(p.x, p.y), alongAxis = std::fabs(p.z);
         switch (shape_) {
-            case kBox:
-                return std::max({std::fabs(p.x), std::fabs(p.y), alongAxis});
-            case kCylinder:
-                return std::max(fromAxis, alongAxis);
-            case kCone:
-                return std::max((fromAxis + slope_ * p.z) / mean_, alongAxis);
-            default:
-                return length(p);
+            case kBox: return std::max({std::fabs(p.x), std::fabs(p.y), alongAxis});
+            case kCylinder: return std::max(fromAxis, alongAxis);
+            case kCone: return std::max((fromAxis + slope_ * p.z) / mean_, alongAxis);
+            default: return length(p);
         }
     }
 
     /* Height at which the line along the axis through a point inside enters, from above. */
-    double entry(const DoubleVector& p) const
-    {
+    double entry(const DoubleVector& p) const {
         const double fromAxis = std::hypot(p.x, p.y);
-        if (shape_ == kBox || shape_ == kCylinder)
-            return 1;
-        if (shape_ == kCone)
-            return slope_ > 0 ? std::min(1.0, (mean_ - fromAxis) / slope_) : 1;
+        if (shape_ == kBox || shape_ == kCylinder) return 1;
+        if (shape_ == kCone) return slope_ > 0 ? std::min(1.0, (mean_ - fromAxis) / slope_) : 1;
         return std::sqrt(std::max(0.0, 1 - fromAxis * fromAxis));
     }
 
@@ -88,34 +79,29 @@ private:
 };
 
 /* The light's way to the point, from a place in the light's space on. */
-void aim(miState* state, const DoubleVector& place, const DoubleVector& direction)
-{
-    constexpr double kNearest = 1e-6; // a distance of 0 would mean infinitely far
+void aim(miState* state, const DoubleVector& place, const DoubleVector& direction) {
+    constexpr double kNearest = 1e-6;  // a distance of 0 would mean infinitely far
     miVector origin = place.rounded(), way = direction.rounded();
     mi_point_from_light(state, &origin, &origin);
     mi_vector_from_light(state, &way, &way);
     const DoubleVector dir = normalised(DoubleVector(way));
     const double dist = length(DoubleVector(state->point) - DoubleVector(origin));
-    if (!std::isfinite(dist) || !(dot(dir, dir) > 0))
-        return;
+    if (!std::isfinite(dist) || !(dot(dir, dir) > 0)) return;
     state->org = origin;
     state->dir = dir.rounded();
     state->dist = std::max(dist, kNearest);
     state->dot_nd = -mi_vector_dot(&state->normal, &state->dir);
 }
 
-miBoolean shine(miColor* result, const Helper& in)
-{
+miBoolean shine(miColor* result, const Helper& in) {
     const LightCall call(in.state(), "vexa_volumelight(): Internal state error.");
-    if (!call)
-        return miFALSE;
+    if (!call) return miFALSE;
     const miVector inLight = pointInLight(call.state());
     const LightTexture texture(call.state(), inLight);
     const Volume volume(in);
     const DoubleVector point(inLight);
     const double depth = volume.depth(point);
-    if (!(depth <= 1))
-        return giveNothing(call, *result);
+    if (!(depth <= 1)) return giveNothing(call, *result);
 
     const double falloff = std::fmax(0, static_cast<double>(in(&VolumeLightParameters::volumeFalloff)));
     const auto share = static_cast<miScalar>(std::pow(1 - depth, falloff));
@@ -129,8 +115,8 @@ miBoolean shine(miColor* result, const Helper& in)
     return giveLight(call, *result, in, intensity, {ShadowEmitter::kRadius, in(&VolumeLightParameters::lightRadius)});
 }
 
-} // namespace
+}  // namespace
 
 LUMO_EXPORT_FUNCTION_SHADER(lumoVexaVolumeLight, shine, miColor, VolumeLightParameters)
 
-} // namespace lumo
+}  // namespace lumo

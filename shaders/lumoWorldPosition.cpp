@@ -14,8 +14,7 @@ template <class Result, class P>
 struct WorldPositionComputation {
     explicit WorldPositionComputation(const ShaderHelper<P>&) {}
 
-    void compute(const ShaderHelper<P>& in, Result& value) const
-    {
+    void compute(const ShaderHelper<P>& in, Result& value) const {
         mi_point_to_world(in.state(), &value, &in.state()->point);
     }
 };
@@ -23,8 +22,8 @@ struct WorldPositionComputation {
 using WorldPosition =
     PassShader<miVector, WorldPositionParameters, WorldPositionComputation<miVector, WorldPositionParameters>>;
 
-} // namespace
+}  // namespace
 
 LUMO_EXPORT_SHADER(lumoPassWorldPosition, WorldPosition, "shaders/lumoWorldPosition")
 
-} // namespace lumo
+}  // namespace lumo

@@ -42,32 +42,26 @@ namespace {
 constexpr miCBoolean kWeighted = kWriteWeighted;
 
 /* The contribution that may be written now; null where the surface is filtered, for environment rays, and in mode 0. */
-miColor* writableContribution(const miState* state, const FrameBufferInfo& entry, miUint mode)
-{
-    if (mode == kWriteNone || state->type == miRAY_ENVIRONMENT)
-        return nullptr;
+miColor* writableContribution(const miState* state, const FrameBufferInfo& entry, miUint mode) {
+    if (mode == kWriteNone || state->type == miRAY_ENVIRONMENT) return nullptr;
     FrameBufferSlot* slot = currentSlot(entry, state);
     return slot && !(slot->levelFlags & kLevelFiltered) ? &slot->contribution : nullptr;
 }
 
-miScalar combined(miScalar old, miScalar value, miUint mode)
-{
-    if (mode == kWriteReplace)
-        return value;
+miScalar combined(miScalar old, miScalar value, miUint mode) {
+    if (mode == kWriteReplace) return value;
     return mode == kWriteMultiply ? value * old : value + old;
 }
 
 struct WriteToColorBufferHelper : ShaderHelper<WriteToColorBufferParameters> {
     using ShaderHelper::ShaderHelper;
 
-    miColor value() const
-    {
+    miColor value() const {
         miColor value = (*this)(&Parameters::value);
         value.a = (*this)(&Parameters::alpha);
         return value;
     }
-    static void write(miState* state, const miColor& value, FrameBufferInfo& entry, miUint mode, miScalar weight)
-    {
+    static void write(miState* state, const miColor& value, FrameBufferInfo& entry, miUint mode, miScalar weight) {
         passWriteColor(state, &value, &entry, &mode, &kWeighted, &weight, nullptr, nullptr);
     }
 };
@@ -76,11 +70,9 @@ struct WriteToVectorBufferHelper : ShaderHelper<WriteToVectorBufferParameters> {
     using ShaderHelper::ShaderHelper;
 
     miVector value() const { return (*this)(&Parameters::value); }
-    static void write(miState* state, const miVector& value, FrameBufferInfo& entry, miUint mode, miScalar weight)
-    {
+    static void write(miState* state, const miVector& value, FrameBufferInfo& entry, miUint mode, miScalar weight) {
         miColor* words = writableContribution(state, entry, mode);
-        if (!words)
-            return;
+        if (!words) return;
         words->r = combined(words->r, value.x * weight, mode);
         words->g = combined(words->g, value.y * weight, mode);
         words->b = combined(words->b, value.z * weight, mode);
@@ -91,8 +83,7 @@ struct WriteToDepthBufferHelper : ShaderHelper<WriteToDepthBufferParameters> {
     using ShaderHelper::ShaderHelper;
 
     miScalar value() const { return (*this)(&Parameters::value); }
-    static void write(miState* state, miScalar value, FrameBufferInfo& entry, miUint mode, miScalar weight)
-    {
+    static void write(miState* state, miScalar value, FrameBufferInfo& entry, miUint mode, miScalar weight) {
         if (miColor* words = writableContribution(state, entry, mode))
             words->r = combined(words->r, value * weight, mode);
     }
@@ -102,8 +93,7 @@ struct WriteToLabelBufferHelper : ShaderHelper<WriteToLabelBufferParameters> {
     using ShaderHelper::ShaderHelper;
 
     miInteger value() const { return (*this)(&Parameters::value); }
-    static void write(miState* state, miInteger value, FrameBufferInfo& entry, miUint mode, miScalar weight)
-    {
+    static void write(miState* state, miInteger value, FrameBufferInfo& entry, miUint mode, miScalar weight) {
         passWriteInteger(state, &value, &entry, &mode, &kWeighted, &weight);
     }
 };
@@ -116,11 +106,11 @@ using WriteToVectorBuffer = WriteShader<WriteToVectorBufferHelper>;
 using WriteToDepthBuffer = WriteShader<WriteToDepthBufferHelper>;
 using WriteToLabelBuffer = WriteShader<WriteToLabelBufferHelper>;
 
-} // namespace
+}  // namespace
 
 LUMO_EXPORT_SHADER(lumoVexaWriteToColorBuffer, WriteToColorBuffer, "shaders/lumoWriteToFrameBuffer")
 LUMO_EXPORT_SHADER(lumoVexaWriteToVectorBuffer, WriteToVectorBuffer, "shaders/lumoWriteToFrameBuffer")
 LUMO_EXPORT_SHADER(lumoVexaWriteToDepthBuffer, WriteToDepthBuffer, "shaders/lumoWriteToFrameBuffer")
 LUMO_EXPORT_SHADER(lumoVexaWriteToLabelBuffer, WriteToLabelBuffer, "shaders/lumoWriteToFrameBuffer")
 
-} // namespace lumo
+}  // namespace lumo

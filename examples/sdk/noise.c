@@ -42,46 +42,34 @@ enum { SCALAR_1D, SCALAR_2D, SCALAR_3D, SCALAR_4D, SLOPE_2D, GRADIENT_3D };
 #define TIME_STEPS 16
 
 DLLEXPORT int example_noise_version(void);
-DLLEXPORT void example_noise_init(miState *state, struct example_noise *parameters, miBoolean *wants_instances);
-DLLEXPORT miBoolean example_noise(miColor *result, miState *state, struct example_noise *parameters);
+DLLEXPORT void example_noise_init(miState* state, struct example_noise* parameters, miBoolean* wants_instances);
+DLLEXPORT miBoolean example_noise(miColor* result, miState* state, struct example_noise* parameters);
 
-DLLEXPORT int example_noise_version(void)
-{
-    return 1;
-}
+DLLEXPORT int example_noise_version(void) { return 1; }
 
 /* The gradients are drawn before shading starts. */
-DLLEXPORT void example_noise_init(miState *state, struct example_noise *parameters, miBoolean *wants_instances)
-{
+DLLEXPORT void example_noise_init(miState* state, struct example_noise* parameters, miBoolean* wants_instances) {
     (void)parameters;
     (void)wants_instances;
     noise_gradient_init(state);
 }
 
 /* p in cells. The value noises have VEXA_CUBE_SIDE cells in a period of 1. */
-static miScalar noise(int kind, const miVector *p, miScalar time)
-{
+static miScalar noise(int kind, const miVector* p, miScalar time) {
     const double cell = 1.0 / VEXA_CUBE_SIDE;
     const double x = p->x * cell, y = p->y * cell, z = p->z * cell;
     miVector slopes;
     switch (kind) {
-    case SCALAR_1D:
-        return 2.0f * noise_scalar_1d(x);
-    case SCALAR_2D:
-        return noise_scalar_2d(x, y);
-    case SCALAR_4D:
-        return noise_scalar_4d(x, y, z, time, TIME_STEPS);
-    case SLOPE_2D:
-        return noise_vector_2d(&slopes, x, y)->x;
-    case GRADIENT_3D:
-        return noise_gradient_3d(p->x, p->y, p->z);
-    default:
-        return noise_scalar_3d(x, y, z);
+        case SCALAR_1D: return 2.0f * noise_scalar_1d(x);
+        case SCALAR_2D: return noise_scalar_2d(x, y);
+        case SCALAR_4D: return noise_scalar_4d(x, y, z, time, TIME_STEPS);
+        case SLOPE_2D: return noise_vector_2d(&slopes, x, y)->x;
+        case GRADIENT_3D: return noise_gradient_3d(p->x, p->y, p->z);
+        default: return noise_scalar_3d(x, y, z);
     }
 }
 
-static miScalar octaves(miState *state, struct example_noise *parameters, int kind, miVector p)
-{
+static miScalar octaves(miState* state, struct example_noise* parameters, int kind, miVector p) {
     const int asked = *mi_eval_integer(&parameters->octaves), count = miCLAMP(asked, 1, 10);
     const miScalar roughness = *mi_eval_scalar(&parameters->roughness);
     const miScalar time = *mi_eval_scalar(&parameters->time);
@@ -101,13 +89,11 @@ static miScalar octaves(miState *state, struct example_noise *parameters, int ki
 }
 
 /* In cells. */
-static miVector place(miState *state, struct example_noise *parameters, int kind)
-{
+static miVector place(miState* state, struct example_noise* parameters, int kind) {
     const miScalar size = *mi_eval_scalar(&parameters->size);
     miVector p = {0.0f, 0.0f, 0.0f};
     if (kind == SCALAR_2D || kind == SLOPE_2D || kind == SCALAR_1D) {
-        if (state->tex_list)
-            p = state->tex_list[0];
+        if (state->tex_list) p = state->tex_list[0];
     } else {
         mi_point_to_object(state, &p, &state->point);
     }
@@ -115,8 +101,7 @@ static miVector place(miState *state, struct example_noise *parameters, int kind
     return p;
 }
 
-DLLEXPORT miBoolean example_noise(miColor *result, miState *state, struct example_noise *parameters)
-{
+DLLEXPORT miBoolean example_noise(miColor* result, miState* state, struct example_noise* parameters) {
     const int kind = *mi_eval_integer(&parameters->kind);
     const miVector p = place(state, parameters, kind);
     const miScalar bands = *mi_eval_scalar(&parameters->bands);

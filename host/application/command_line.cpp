@@ -57,8 +57,8 @@ public:
     explicit Spelling(std::vector<std::string> names) : names_(std::move(names)) {}
 
     std::string full(const std::string& argument) const {
-        const bool isOption = argument.size() > 1 && argument[0] == '-' && std::isalpha(static_cast<unsigned char>(
-                                                                               argument[1])) != 0;
+        const bool isOption =
+            argument.size() > 1 && argument[0] == '-' && std::isalpha(static_cast<unsigned char>(argument[1])) != 0;
         if (!isOption) return argument;
         const std::string name = argument.substr(1);
         std::vector<std::string> matches;
@@ -146,19 +146,24 @@ std::optional<int> readCommandLine(int argumentCount, const char* const* argumen
     app.add_option("--file_name,--o", fileName, "Name of the first image file");
     app.add_option("--file_dir", fileDirectory, "Folder in which relative file names begin");
     app.add_option("--link", result.links, "Shader module to load before the scene; a list ends with --")
-        ->expected(1)->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
-        ->allow_extra_args(false);
-    app.add_option("--ld_path,--L", libraries, "Folders with shader modules, separated by colons")->expected(1)
+        ->expected(1)
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
         ->allow_extra_args(false);
-    app.add_option("--I", includes, "Folders for $include, separated by colons")->expected(1)
+    app.add_option("--ld_path,--L", libraries, "Folders with shader modules, separated by colons")
+        ->expected(1)
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
         ->allow_extra_args(false);
-    app.add_option("--T", textures, "Folders with textures, separated by colons")->expected(1)
+    app.add_option("--I", includes, "Folders for $include, separated by colons")
+        ->expected(1)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
+        ->allow_extra_args(false);
+    app.add_option("--T", textures, "Folders with textures, separated by colons")
+        ->expected(1)
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
         ->allow_extra_args(false);
     app.add_flag("--texture_continue", result.render.continueWithoutTextures, "Render although a texture is missing");
-    app.add_flag("--allow_paths", result.allowPaths, "Let scenes link modules from anywhere, not only from the module folders");
+    app.add_flag("--allow_paths", result.allowPaths,
+                 "Let scenes link modules from anywhere, not only from the module folders");
     app.add_flag("--preview", result.render.previews, "Write a PNG of the picture and a sheet of all passes beside it");
 
     std::vector<std::string> names;

@@ -12,13 +12,13 @@
 namespace lumorender {
 
 struct CommandLine {
-    std::filesystem::path scene;                      ///< empty = standard input
+    std::filesystem::path scene;  ///< empty = standard input
     std::optional<int> verbosity;
     RenderSettings render;
     ReaderSettings reader;
     std::vector<std::string> links;
     std::vector<std::filesystem::path> libraryPath;
-    bool allowPaths = false;                          ///< scenes may link modules from anywhere
+    bool allowPaths = false;  ///< scenes may link modules from anywhere
 };
 
 /// Reads the arguments. Prints help or version and returns an exit code where they ask for it or are wrong, else

@@ -21,9 +21,7 @@ std::string duration(double seconds) {
 
 ProgressLine::ProgressLine() : terminal_(isatty(STDERR_FILENO) == 1) {}
 
-ProgressLine::~ProgressLine() {
-    clear();
-}
+ProgressLine::~ProgressLine() { clear(); }
 
 void ProgressLine::clear() {
     if (shown_) std::fputs("\r\033[K", stderr);

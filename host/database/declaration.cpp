@@ -50,65 +50,38 @@ std::size_t sizeOfType(miParam_type type) {
     switch (type) {
         case miTYPE_INVALID:
         case miTYPE_STRUCT:
-        case miTYPE_ARRAY:
-            return 0;  // these have no size of their own
-        case miTYPE_COLOR:
-            return sizeof(miColor);
-        case miTYPE_VECTOR:
-            return sizeof(miVector);
-        case miTYPE_TRANSFORM:
-            return sizeof(miMatrix);
-        default:
-            return sizeof(miTag);  // numbers, truth values and all references
+        case miTYPE_ARRAY: return 0;  // these have no size of their own
+        case miTYPE_COLOR: return sizeof(miColor);
+        case miTYPE_VECTOR: return sizeof(miVector);
+        case miTYPE_TRANSFORM: return sizeof(miMatrix);
+        default: return sizeof(miTag);  // numbers, truth values and all references
     }
 }
 
 const char* nameOfType(miParam_type type) {
     switch (type) {
-        case miTYPE_INVALID:
-            return "invalid";
-        case miTYPE_BOOLEAN:
-            return "boolean";
-        case miTYPE_INTEGER:
-            return "integer";
-        case miTYPE_SCALAR:
-            return "scalar";
-        case miTYPE_STRING:
-            return "string";
-        case miTYPE_COLOR:
-            return "color";
-        case miTYPE_VECTOR:
-            return "vector";
-        case miTYPE_TRANSFORM:
-            return "transform";
-        case miTYPE_SHADER:
-            return "shader";
-        case miTYPE_SCALAR_TEX:
-            return "scalar texture";
-        case miTYPE_COLOR_TEX:
-            return "color texture";
-        case miTYPE_VECTOR_TEX:
-            return "vector texture";
-        case miTYPE_LIGHT:
-            return "light";
-        case miTYPE_STRUCT:
-            return "struct";
-        case miTYPE_ARRAY:
-            return "array";
-        case miTYPE_TEX:
-            return "texture";
-        case miTYPE_MATERIAL:
-            return "material";
-        case miTYPE_GEOMETRY:
-            return "geometry";
-        case miTYPE_LIGHTPROFILE:
-            return "lightprofile";
-        case miTYPE_DATA:
-            return "data";
-        case miTYPE_SPECTRUM:
-            return "spectrum";
-        case miTYPE_MAP:
-            return "map";
+        case miTYPE_INVALID: return "invalid";
+        case miTYPE_BOOLEAN: return "boolean";
+        case miTYPE_INTEGER: return "integer";
+        case miTYPE_SCALAR: return "scalar";
+        case miTYPE_STRING: return "string";
+        case miTYPE_COLOR: return "color";
+        case miTYPE_VECTOR: return "vector";
+        case miTYPE_TRANSFORM: return "transform";
+        case miTYPE_SHADER: return "shader";
+        case miTYPE_SCALAR_TEX: return "scalar texture";
+        case miTYPE_COLOR_TEX: return "color texture";
+        case miTYPE_VECTOR_TEX: return "vector texture";
+        case miTYPE_LIGHT: return "light";
+        case miTYPE_STRUCT: return "struct";
+        case miTYPE_ARRAY: return "array";
+        case miTYPE_TEX: return "texture";
+        case miTYPE_MATERIAL: return "material";
+        case miTYPE_GEOMETRY: return "geometry";
+        case miTYPE_LIGHTPROFILE: return "lightprofile";
+        case miTYPE_DATA: return "data";
+        case miTYPE_SPECTRUM: return "spectrum";
+        case miTYPE_MAP: return "map";
     }
     return "unknown";
 }

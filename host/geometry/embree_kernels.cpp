@@ -50,9 +50,7 @@ void cullFaces(const RTCFilterFunctionNArguments* arguments) {
     }
 }
 
-float timeOf(const Ray& ray, bool timed) {
-    return timed && ray.time > 0 ? std::min(ray.time, 1.0F) : 0.0F;
-}
+float timeOf(const Ray& ray, bool timed) { return timed && ray.time > 0 ? std::min(ray.time, 1.0F) : 0.0F; }
 
 /// The kernels end the program over numbers whose square a float cannot hold, and over what is no number.
 bool isInReach(const miVector& v) {

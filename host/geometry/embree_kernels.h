@@ -43,8 +43,8 @@ private:
     struct Use {
         const Mesh* mesh = nullptr;
         std::vector<std::uint32_t> instances;
-        Scene scene;        ///< of its own, or
-        Geometry baked;     ///< its triangles in world space
+        Scene scene;     ///< of its own, or
+        Geometry baked;  ///< its triangles in world space
     };
 
     std::span<const FlatInstance> instances_;

@@ -32,7 +32,7 @@ struct Inheritance {
     Motion motion;
     TraceFlags flags;
     const std::vector<miTag>* materials = nullptr;
-    miTag material = 0;          ///< where there is no list
+    miTag material = 0;  ///< where there is no list
     bool overridesMaterial = false;
     miTag lightListInstance = 0, shadowListInstance = 0, parameterInstance = 0;
 };
@@ -64,8 +64,10 @@ private:
         groups_.push_back(group);
         for (const miTag instance : detail->instances) {
             const auto* record = database_.as<miInstance>(instance, miSCENE_INSTANCE);
-            if (record) visitInstance(instance, *record, above);
-            else error("GEOM", "group {}: {} is not an instance, left out", name(group), name(instance));
+            if (record)
+                visitInstance(instance, *record, above);
+            else
+                error("GEOM", "group {}: {} is not an instance, left out", name(group), name(instance));
         }
         groups_.pop_back();
     }
@@ -171,8 +173,10 @@ private:
         flat.object = instance.item;
         flat.path = path_;
         place(below.motion, flat);
-        if (below.materials) flat.materials = *below.materials;
-        else if (below.material) flat.materials = {below.material};
+        if (below.materials)
+            flat.materials = *below.materials;
+        else if (below.material)
+            flat.materials = {below.material};
         flat.overridesMaterial = below.overridesMaterial;
         flat.flags = below.flags.resolve(object);
         flat.gathers = below.flags.gathers(object);

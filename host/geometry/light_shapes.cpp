@@ -103,13 +103,11 @@ std::unique_ptr<Mesh> lightShape(const miLight& light) {
         case miLIGHT_DISC:
             if (!hasExtent(p.disc.normal) || !hasExtent(p.disc.radius)) return nullptr;
             return disc(centre, unit(p.disc.normal), p.disc.radius);
-        case miLIGHT_SPHERE:
-            return hasExtent(p.sphere.radius) ? sphere(centre, p.sphere.radius) : nullptr;
+        case miLIGHT_SPHERE: return hasExtent(p.sphere.radius) ? sphere(centre, p.sphere.radius) : nullptr;
         case miLIGHT_CYLINDER:
             if (!hasExtent(p.cylinder.axis) || !hasExtent(p.cylinder.radius)) return nullptr;
             return cylinder(centre, p.cylinder.axis, p.cylinder.radius);
-        default:
-            return nullptr;
+        default: return nullptr;
     }
 }
 

@@ -15,15 +15,11 @@ namespace {
 /// files carry seven digits, so what is flatter than this was meant to be flat.
 constexpr double kFlat = 1e-12;
 
-miGeoVector row(const double* m, int i) {
-    return {m[4 * i], m[4 * i + 1], m[4 * i + 2]};
-}
+miGeoVector row(const double* m, int i) { return {m[4 * i], m[4 * i + 1], m[4 * i + 2]}; }
 
 }  // namespace
 
-AffineMatrix identityMatrix() {
-    return {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
-}
+AffineMatrix identityMatrix() { return {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1}; }
 
 AffineMatrix affineMatrix(const miScalar* m) {
     const double corner = m[15];
@@ -45,9 +41,7 @@ AffineMatrix product(const double* a, const double* b) {
     return result;
 }
 
-double determinant(const double* m) {
-    return dot(row(m, 0), cross(row(m, 1), row(m, 2)));
-}
+double determinant(const double* m) { return dot(row(m, 0), cross(row(m, 1), row(m, 2))); }
 
 bool invert(const double* m, AffineMatrix& inverse) {
     const miGeoVector x = row(m, 0), y = row(m, 1), z = row(m, 2);

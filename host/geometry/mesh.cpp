@@ -114,12 +114,8 @@ private:
         return at < group.extras.size() ? vectorAt(group, group.extras[at]) : miVector{0, 0, 0};
     }
 
-    miVector asPoint(const miVector& p) const {
-        return baked_ ? narrow(transformPoint(wide(p), matrix_.data())) : p;
-    }
-    miVector asVector(const miVector& v) const {
-        return baked_ ? narrow(transformVector(wide(v), matrix_.data())) : v;
-    }
+    miVector asPoint(const miVector& p) const { return baked_ ? narrow(transformPoint(wide(p), matrix_.data())) : p; }
+    miVector asVector(const miVector& v) const { return baked_ ? narrow(transformVector(wide(v), matrix_.data())) : v; }
     miVector asNormal(const miVector& n) const {
         const miVector turned = unit(baked_ ? narrow(transformNormal(wide(n), inverse_.data())) : n);
         return isFinite(turned) ? turned : miVector{0, 0, 0};
@@ -167,8 +163,10 @@ private:
         bool finite = true;
         for (std::uint32_t i = 0; i < contents_.motions; ++i) {
             const miVector moved = position + (i < vertex.motions ? asVector(extraAt(group, extra + i)) : miVector{});
-            if (isFinite(moved)) position = moved;
-            else finite = false;
+            if (isFinite(moved))
+                position = moved;
+            else
+                finite = false;
             mesh_->laterPositions[i].push_back(position);
         }
         return finite;
@@ -208,8 +206,10 @@ private:
         for (const CornerTriple& t : triangles)
             if (hasArea(points_[t[0]], points_[t[1]], points_[t[2]]))
                 for (const std::uint32_t corner : t) mesh_->indices.push_back(numbers_[corner]);
-        if (mesh_->indices.size() == before) ++flat_;
-        else mesh_->surfaceOfTriangle.resize(mesh_->triangles(), surfaceNumber(polygon));
+        if (mesh_->indices.size() == before)
+            ++flat_;
+        else
+            mesh_->surfaceOfTriangle.resize(mesh_->triangles(), surfaceNumber(polygon));
     }
 
     std::uint32_t surfaceNumber(const PolygonSource& polygon) {

@@ -53,8 +53,7 @@ miGeoVector pointOfWeights(const Hit& hit, const TriangleCorners& corners) {
     const miGeoVector local = corners.a * (1.0 - hit.u - hit.v) + corners.b * hit.u + corners.c * hit.v;
     if (!instance.moves || hit.time == 0) return transformPoint(local, instance.placement.localToWorld);
     return transformPoint(
-        local,
-        interpolate(instance.placement.localToWorld, instance.placementAtClose.localToWorld, hit.time).data());
+        local, interpolate(instance.placement.localToWorld, instance.placementAtClose.localToWorld, hit.time).data());
 }
 
 /// What the surface needs of the hit's triangle is far away in memory: the way there starts while the hit is computed.

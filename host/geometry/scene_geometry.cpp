@@ -74,7 +74,8 @@ private:
         std::vector<miTag> objects;
         for (const FlatInstance& instance : scene_.instances)
             if ((instance.flags & EmbreeKernels::kCastBits) != 0 &&
-                numbers.try_emplace(instance.object, objects.size()).second) objects.push_back(instance.object);
+                numbers.try_emplace(instance.object, objects.size()).second)
+                objects.push_back(instance.object);
 
         std::vector<std::unique_ptr<Mesh>> built(objects.size());
         tbb::parallel_for(std::size_t{0}, objects.size(),

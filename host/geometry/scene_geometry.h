@@ -25,24 +25,24 @@ struct Placement {
 
 /// One use of an object, reached from the root group by one path of instances.
 struct FlatInstance {
-    miTag instance = 0;                ///< the instance nearest to the object: miState::instance
+    miTag instance = 0;  ///< the instance nearest to the object: miState::instance
     miTag object = 0;
-    std::vector<miTag> path;           ///< instances from the root group down to `instance`
-    Placement placement;               ///< at shutter open
-    bool moves = false;                ///< instance motion transform or vertex motion vectors
-    Placement placementAtClose;        ///< equals `placement` where only vertices move
+    std::vector<miTag> path;     ///< instances from the root group down to `instance`
+    Placement placement;         ///< at shutter open
+    bool moves = false;          ///< instance motion transform or vertex motion vectors
+    Placement placementAtClose;  ///< equals `placement` where only vertices move
     const Mesh* mesh = nullptr;
-    std::vector<miTag> materials;      ///< inherited; indexed by polygon label in tagged objects
-    bool overridesMaterial = false;    ///< `materials` beats the polygons' own
+    std::vector<miTag> materials;         ///< inherited; indexed by polygon label in tagged objects
+    bool overridesMaterial = false;       ///< `materials` beats the polygons' own
     std::vector<miTag> surfaceMaterials;  ///< what that comes to: miState::material for each surface of the mesh
-    miUint label = 0;                  ///< miState::label: the instance's, or the object's where it has none
-    std::uint32_t flags = 0;           ///< resolved miTRACE_* bits
-    bool gathers = true;               ///< takes light from final gathering
-    char face = 'a';                   ///< which side rays may hit: 'f', 'b', 'a'
-    miTag lightListInstance = 0;       ///< nearest instance that gives a light list, 0 = all lights apply
+    miUint label = 0;                     ///< miState::label: the instance's, or the object's where it has none
+    std::uint32_t flags = 0;              ///< resolved miTRACE_* bits
+    bool gathers = true;                  ///< takes light from final gathering
+    char face = 'a';                      ///< which side rays may hit: 'f', 'b', 'a'
+    miTag lightListInstance = 0;          ///< nearest instance that gives a light list, 0 = all lights apply
     miTag shadowListInstance = 0;
-    miTag parameterInstance = 0;       ///< nearest instance with an inherited parameter block, or 0
-    bool isLight = false;              ///< shape of a visible area light: `instance` is the light's, there is no object
+    miTag parameterInstance = 0;  ///< nearest instance with an inherited parameter block, or 0
+    bool isLight = false;         ///< shape of a visible area light: `instance` is the light's, there is no object
 };
 
 /// A light, camera or empty instance found while flattening.
@@ -67,27 +67,27 @@ enum class RayVisibility : std::uint32_t {
 
 struct Ray {
     miVector org;
-    miVector dir;          ///< unit length
-    double near = 0;       ///< distances from org along dir
+    miVector dir;     ///< unit length
+    double near = 0;  ///< distances from org along dir
     double far = 1e30;
-    float time = 0;        ///< shutter time as fraction 0..1 of the shutter interval
+    float time = 0;  ///< shutter time as fraction 0..1 of the shutter interval
     RayVisibility visibility = RayVisibility::Eye;
-    char face = 0;         ///< 'f', 'b' or 'a' hits that side of everything; 0 leaves it to the instances
+    char face = 0;  ///< 'f', 'b' or 'a' hits that side of everything; 0 leaves it to the instances
 };
 
 /// The place where a ray met a surface; enough to find everything about it. What miState::pri points to.
 struct Hit {
     const FlatInstance* instance = nullptr;
-    std::uint32_t primitive = 0;   ///< triangle of the mesh
-    float u = 0, v = 0;            ///< barycentric: p = (1-u-v) a + u b + v c
+    std::uint32_t primitive = 0;  ///< triangle of the mesh
+    float u = 0, v = 0;           ///< barycentric: p = (1-u-v) a + u b + v c
     double dist = 0;
-    float time = 0;                ///< 0 where nothing moves during the exposure
-    miGeoVector point = {};        ///< world space, exact to double precision: the ray's and the surface's
+    float time = 0;          ///< 0 where nothing moves during the exposure
+    miGeoVector point = {};  ///< world space, exact to double precision: the ray's and the surface's
 };
 
 /// Memory that a hit's lists are written to: tex_list, bump lists and derivs of the state. Sized by the mesh.
 struct HitLists {
-    miVector* textures = nullptr;   ///< Mesh::textureSpaces of them (may be null when 0)
+    miVector* textures = nullptr;  ///< Mesh::textureSpaces of them (may be null when 0)
     miVector* bumpX = nullptr;
     miVector* bumpY = nullptr;
     miVector* derivatives = nullptr;  ///< 5: du dv duu dvv duv

@@ -85,7 +85,11 @@ bool tangentsOf(const Mesh& mesh, const Mix& mix, std::uint32_t space, const miV
 class SurfaceHit {
 public:
     SurfaceHit(const Hit& hit, miState& state)
-        : hit_(hit), state_(state), instance_(*hit.instance), mesh_(*instance_.mesh), mix_(mesh_, hit),
+        : hit_(hit),
+          state_(state),
+          instance_(*hit.instance),
+          mesh_(*instance_.mesh),
+          mix_(mesh_, hit),
           placement_(instance_, hit.time) {
         const TriangleCorners corners = cornersAt(mesh_, hit.primitive, hit.time);
         const miGeoVector ab = corners.b - corners.a, ac = corners.c - corners.a;
@@ -156,8 +160,8 @@ private:
     Mix mix_;
     PlacementAt placement_;
     miGeoVector geometricNormal_;
-    miVector ab_, ac_;            ///< sides of the triangle, object space
-    miVector normal_ = {0, 0, 0}; ///< interpolated, object space, any length
+    miVector ab_, ac_;             ///< sides of the triangle, object space
+    miVector normal_ = {0, 0, 0};  ///< interpolated, object space, any length
 
     /// Along the texture coordinates; where they say nothing, any two at right angles on the surface.
     Tangents tangentsIn(std::uint32_t space) const {

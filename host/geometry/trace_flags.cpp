@@ -13,13 +13,9 @@ constexpr int kDontReceive = 8;
 constexpr int kOff = kDontCast | kDontReceive;
 
 /// These three are switches too: a plain 0 says off, where for the others it says nothing.
-int asSwitch(int value) {
-    return value == 0 ? kOff : value;
-}
+int asSwitch(int value) { return value == 0 ? kOff : value; }
 
-bool isSide(char face) {
-    return face == 'f' || face == 'b' || face == 'a';
-}
+bool isSide(char face) { return face == 'f' || face == 'b' || face == 'a'; }
 
 }  // namespace
 

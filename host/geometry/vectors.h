@@ -18,9 +18,7 @@ concept Vector = requires(V v) {
 template <Vector V>
 using Component = decltype(V::x);
 
-inline miGeoVector wide(const miVector& v) {
-    return {v.x, v.y, v.z};
-}
+inline miGeoVector wide(const miVector& v) { return {v.x, v.y, v.z}; }
 
 inline miVector narrow(const miGeoVector& v) {
     return {static_cast<float>(v.x), static_cast<float>(v.y), static_cast<float>(v.z)};

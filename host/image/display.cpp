@@ -23,24 +23,18 @@ Look lookOf(miImg_type type) {
         case miIMG_TYPE_A_FP:
         case miIMG_TYPE_A_H:
         case miIMG_TYPE_BIT:
-        case miIMG_TYPE_COVERAGE:
-            return Look::Fraction;
+        case miIMG_TYPE_COVERAGE: return Look::Fraction;
         case miIMG_TYPE_S:
         case miIMG_TYPE_S_16:
         case miIMG_TYPE_S_FP:
         case miIMG_TYPE_S_H:
-        case miIMG_TYPE_Z:
-            return Look::Scaled;
-        case miIMG_TYPE_N:
-            return Look::Normal;
+        case miIMG_TYPE_Z: return Look::Scaled;
+        case miIMG_TYPE_N: return Look::Normal;
         case miIMG_TYPE_M:
         case miIMG_TYPE_VTA:
-        case miIMG_TYPE_VTS:
-            return Look::Vector;
-        case miIMG_TYPE_TAG:
-            return Look::Label;
-        default:
-            return Look::Color;
+        case miIMG_TYPE_VTS: return Look::Vector;
+        case miIMG_TYPE_TAG: return Look::Label;
+        default: return Look::Color;
     }
 }
 
@@ -74,18 +68,14 @@ float scaled(float value, const ValueRange& range) {
 /// One value of a layer that is shown as numbers.
 float shown(Look look, float value, const ValueRange& range) {
     switch (look) {
-        case Look::Color:
-            return srgb(value);
-        case Look::Scaled:
-            return scaled(value, range);
-        case Look::Normal:
-            return value * 0.5f + 0.5f;
+        case Look::Color: return srgb(value);
+        case Look::Scaled: return scaled(value, range);
+        case Look::Normal: return value * 0.5f + 0.5f;
         case Look::Vector: {
             const float largest = std::max(std::abs(range.low), std::abs(range.high));
             return largest > 0 ? value / largest * 0.5f + 0.5f : 0.5f;
         }
-        default:
-            return value;
+        default: return value;
     }
 }
 

@@ -86,21 +86,14 @@ Imf::Compression compressionOf(const ImageFile& file) {
 void insertVector(Imf::Header& header, const std::string& name, const std::vector<float>& values) {
     const float* v = values.data();
     switch (values.size()) {
-        case 2:
-            header.insert(name, Imf::V2fAttribute({v[0], v[1]}));
-            break;
-        case 3:
-            header.insert(name, Imf::V3fAttribute({v[0], v[1], v[2]}));
-            break;
-        case 9:
-            header.insert(name, Imf::M33fAttribute({v[0], v[1], v[2], v[3], v[4], v[5], v[6], v[7], v[8]}));
-            break;
+        case 2: header.insert(name, Imf::V2fAttribute({v[0], v[1]})); break;
+        case 3: header.insert(name, Imf::V3fAttribute({v[0], v[1], v[2]})); break;
+        case 9: header.insert(name, Imf::M33fAttribute({v[0], v[1], v[2], v[3], v[4], v[5], v[6], v[7], v[8]})); break;
         case 16:
             header.insert(name, Imf::M44fAttribute({v[0], v[1], v[2], v[3], v[4], v[5], v[6], v[7], v[8], v[9], v[10],
                                                     v[11], v[12], v[13], v[14], v[15]}));
             break;
-        default:
-            header.insert(name, Imf::FloatVectorAttribute(values));
+        default: header.insert(name, Imf::FloatVectorAttribute(values));
     }
 }
 

@@ -33,14 +33,10 @@ inline float usableDerivative(float derivative) {
 /// Colors from what a texture has.
 inline miColor colorOf(const float* values, int components) {
     switch (components) {
-        case 1:
-            return {values[0], values[0], values[0], 1};
-        case 2:
-            return {values[0], values[0], values[0], values[1]};
-        case 3:
-            return {values[0], values[1], values[2], 1};
-        default:
-            return {values[0], values[1], values[2], values[3]};
+        case 1: return {values[0], values[0], values[0], 1};
+        case 2: return {values[0], values[0], values[0], values[1]};
+        case 3: return {values[0], values[1], values[2], 1};
+        default: return {values[0], values[1], values[2], values[3]};
     }
 }
 

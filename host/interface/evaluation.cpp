@@ -8,11 +8,9 @@ using namespace lumorender;
 
 namespace {
 
-const miMaterial* materialOf(const miState* state) {
-    return contextOf(state).scene->slots->material(state->material);
-}
+const miMaterial* materialOf(const miState* state) { return contextOf(state).scene->slots->material(state->material); }
 
-miBoolean callSlot(miColor* result, miState* state, miTag miMaterial::*slot, miShader_type type) {
+miBoolean callSlot(miColor* result, miState* state, miTag miMaterial::* slot, miShader_type type) {
     const miMaterial* material = materialOf(state);
     if (!material) return miFALSE;
     return callShader(contextOf(state), state, material->*slot, type, result, nullptr, true);
@@ -22,13 +20,9 @@ miBoolean callSlot(miColor* result, miState* state, miTag miMaterial::*slot, miS
 
 extern "C" {
 
-void* mi_phen_eval(miState* state, void* parameter) {
-    return evaluateParameter(state, parameter, false);
-}
+void* mi_phen_eval(miState* state, void* parameter) { return evaluateParameter(state, parameter, false); }
 
-void* mi_phen_call(miState* state, void* parameter) {
-    return evaluateParameter(state, parameter, true);
-}
+void* mi_phen_call(miState* state, void* parameter) { return evaluateParameter(state, parameter, true); }
 
 miBoolean mi_call_shader_x(miColor* result, miShader_type type, miState* state, miTag shader, void* argument) {
     // The caller knows how large the shader's result is: it named the shader.

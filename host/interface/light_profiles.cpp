@@ -55,22 +55,14 @@ bool answerAboutLightProfile(const Query& query) {
         return static_cast<miScalar>(std::cos(degrees * std::numbers::pi / 180));
     };
     switch (query.code) {
-        case miQ_LIGHTPROFILE_PHI_MIN:
-            return query.answer(miScalar{0});
-        case miQ_LIGHTPROFILE_PHI_MAX:
-            return query.answer(static_cast<miScalar>(2 * std::numbers::pi));
-        case miQ_LIGHTPROFILE_COSTHETA_MIN:
-            return query.answer(cosine(grid.vertical.back()));
-        case miQ_LIGHTPROFILE_COSTHETA_MAX:
-            return query.answer(cosine(grid.vertical.front()));
-        case miQ_LIGHTPROFILE_INTENSITY_MAX:
-            return query.answer(static_cast<miScalar>(distribution->peak()));
-        case miQ_LIGHTPROFILE_PHI_RES:
-            return query.answer(static_cast<int>(grid.horizontal.size()));
-        case miQ_LIGHTPROFILE_THETA_RES:
-            return query.answer(static_cast<int>(grid.vertical.size()));
-        default:
-            return false;
+        case miQ_LIGHTPROFILE_PHI_MIN: return query.answer(miScalar{0});
+        case miQ_LIGHTPROFILE_PHI_MAX: return query.answer(static_cast<miScalar>(2 * std::numbers::pi));
+        case miQ_LIGHTPROFILE_COSTHETA_MIN: return query.answer(cosine(grid.vertical.back()));
+        case miQ_LIGHTPROFILE_COSTHETA_MAX: return query.answer(cosine(grid.vertical.front()));
+        case miQ_LIGHTPROFILE_INTENSITY_MAX: return query.answer(static_cast<miScalar>(distribution->peak()));
+        case miQ_LIGHTPROFILE_PHI_RES: return query.answer(static_cast<int>(grid.horizontal.size()));
+        case miQ_LIGHTPROFILE_THETA_RES: return query.answer(static_cast<int>(grid.vertical.size()));
+        default: return false;
     }
 }
 

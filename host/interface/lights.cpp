@@ -38,17 +38,11 @@ miBoolean mi_trace_light(miColor* result, miVector* dir, miScalar* dot_nl, miSta
     return sampleLightOnce(result, dir, dot_nl, state, light_instance);
 }
 
-miBoolean mi_trace_shadow(miColor* result, miState* state) {
-    return traceShadow(result, state);
-}
+miBoolean mi_trace_shadow(miColor* result, miState* state) { return traceShadow(result, state); }
 
-miBoolean mi_trace_shadow_seg(miColor* result, miState* state) {
-    return traceShadowSegment(result, state);
-}
+miBoolean mi_trace_shadow_seg(miColor* result, miState* state) { return traceShadowSegment(result, state); }
 
-miBoolean mi_continue_shadow_seg(miColor* result, miState* state) {
-    return continueShadowSegment(result, state);
-}
+miBoolean mi_continue_shadow_seg(miColor* result, miState* state) { return continueShadowSegment(result, state); }
 
 miBoolean mi_instance_lightlist(int* n, miTag** lights, miState* state) {
     const LightTable* table = contextOf(state).scene->lights;
@@ -84,12 +78,8 @@ void mi_light_info(miTag light, miVector* origin, miVector* dir, void** paramete
     if (parameters) *parameters = function ? function->parameters : nullptr;
 }
 
-miBoolean mi_inclusive_lightlist(int* n, miTag** lights, miState* state) {
-    return shaderList(n, lights, state, false);
-}
+miBoolean mi_inclusive_lightlist(int* n, miTag** lights, miState* state) { return shaderList(n, lights, state, false); }
 
-miBoolean mi_exclusive_lightlist(int* n, miTag** lights, miState* state) {
-    return shaderList(n, lights, state, true);
-}
+miBoolean mi_exclusive_lightlist(int* n, miTag** lights, miState* state) { return shaderList(n, lights, state, true); }
 
 }  // extern "C"

@@ -105,7 +105,7 @@ private:
     template <class T>
     struct Setting {
         std::string_view name;
-        T FrameBufferDescription::*member;
+        T FrameBufferDescription::* member;
     };
 
     static bool fixed() noexcept { return unsupported<bool>("change of frame buffers"); }

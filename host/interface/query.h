@@ -13,7 +13,7 @@ struct Query {
     miState* state = nullptr;
     miTag tag = 0;
     void* result = nullptr;
-    int index = 0;                       ///< the first optional argument, for codes that have one
+    int index = 0;  ///< the first optional argument, for codes that have one
     const Database& database;
 
     template <class T>

@@ -29,8 +29,10 @@ bool answerAboutPlacement(const Query& query, const miInstance& instance) {
     const Placement* placement = geometry ? geometry->placement(query.tag) : nullptr;
     const bool toLocal = query.code == miQ_INST_GLOBAL_TO_LOCAL;
     const miScalar* matrix = nullptr;
-    if (placement) matrix = toLocal ? placement->worldToLocalFloat : placement->localToWorldFloat;
-    else matrix = toLocal ? instance.tf.global_to_local : instance.tf.local_to_global;
+    if (placement)
+        matrix = toLocal ? placement->worldToLocalFloat : placement->localToWorldFloat;
+    else
+        matrix = toLocal ? instance.tf.global_to_local : instance.tf.local_to_global;
     return query.answer(matrix);
 }
 

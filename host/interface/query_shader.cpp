@@ -103,8 +103,7 @@ int gatherState(const ThreadContext& context) {
 bool answerAboutScene(const Query& query, const ThreadContext& context) {
     const RenderScene& scene = *context.scene;
     switch (query.code) {
-        case miQ_NUM_GLOBAL_LIGHTS:
-            return scene.lights && query.answer(static_cast<int>(scene.lights->all().size()));
+        case miQ_NUM_GLOBAL_LIGHTS: return scene.lights && query.answer(static_cast<int>(scene.lights->all().size()));
         case miQ_GLOBAL_LIGHTS: return scene.lights && query.answer(scene.lights->all().data());
         case miQ_SCENE_ROOT_GROUP: return query.answer(scene.rootGroup);
         // Two numbers: callers have room for two or for three.

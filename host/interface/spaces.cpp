@@ -29,24 +29,24 @@ void convert(const miState* state, miVector* result, const miVector* input, Spac
 
 }  // namespace
 
-#define LUMO_SPACE(name, space)                                                                                  \
-    void mi_point_to_##name(const miState* state, miVector* result, const miVector* point) {                     \
-        convert(state, result, point, space, Kind::Point, true);                                                 \
-    }                                                                                                            \
-    void mi_point_from_##name(const miState* state, miVector* result, const miVector* point) {                   \
-        convert(state, result, point, space, Kind::Point, false);                                                \
-    }                                                                                                            \
-    void mi_vector_to_##name(const miState* state, miVector* result, const miVector* vector) {                   \
-        convert(state, result, vector, space, Kind::Vector, true);                                               \
-    }                                                                                                            \
-    void mi_vector_from_##name(const miState* state, miVector* result, const miVector* vector) {                 \
-        convert(state, result, vector, space, Kind::Vector, false);                                              \
-    }                                                                                                            \
-    void mi_normal_to_##name(const miState* state, miVector* result, const miVector* normal) {                   \
-        convert(state, result, normal, space, Kind::Normal, true);                                               \
-    }                                                                                                            \
-    void mi_normal_from_##name(const miState* state, miVector* result, const miVector* normal) {                 \
-        convert(state, result, normal, space, Kind::Normal, false);                                              \
+#define LUMO_SPACE(name, space)                                                                  \
+    void mi_point_to_##name(const miState* state, miVector* result, const miVector* point) {     \
+        convert(state, result, point, space, Kind::Point, true);                                 \
+    }                                                                                            \
+    void mi_point_from_##name(const miState* state, miVector* result, const miVector* point) {   \
+        convert(state, result, point, space, Kind::Point, false);                                \
+    }                                                                                            \
+    void mi_vector_to_##name(const miState* state, miVector* result, const miVector* vector) {   \
+        convert(state, result, vector, space, Kind::Vector, true);                               \
+    }                                                                                            \
+    void mi_vector_from_##name(const miState* state, miVector* result, const miVector* vector) { \
+        convert(state, result, vector, space, Kind::Vector, false);                              \
+    }                                                                                            \
+    void mi_normal_to_##name(const miState* state, miVector* result, const miVector* normal) {   \
+        convert(state, result, normal, space, Kind::Normal, true);                               \
+    }                                                                                            \
+    void mi_normal_from_##name(const miState* state, miVector* result, const miVector* normal) { \
+        convert(state, result, normal, space, Kind::Normal, false);                              \
     }
 
 extern "C" {

@@ -34,13 +34,11 @@ miBoolean mi_shaderstate_set(miState* state, const char* key, void* value, int s
     return context.states.set(key, value, size, lifetime, context.ray);
 }
 
-void* mi_shaderstate_get(miState* state, const char* key, int* size) {
-    return contextOf(state).states.get(key, size);
-}
+void* mi_shaderstate_get(miState* state, const char* key, int* size) { return contextOf(state).states.get(key, size); }
 
-void mi_shaderstate_enumerate(
-    miState* state, miBoolean (*callback)(void* argument, char* key, void* value, int size, int lifetime),
-    void* argument) {
+void mi_shaderstate_enumerate(miState* state,
+                              miBoolean (*callback)(void* argument, char* key, void* value, int size, int lifetime),
+                              void* argument) {
     contextOf(state).states.enumerate([&](char* key, void* value, int size, int lifetime) {
         return callback(argument, key, value, size, lifetime) != miFALSE;
     });

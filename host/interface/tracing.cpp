@@ -19,13 +19,9 @@ miBoolean mi_trace_refraction(miColor* result, miState* state, const miVector* d
     return traceRefraction(result, state, *dir);
 }
 
-miBoolean mi_trace_transparent(miColor* result, miState* state) {
-    return traceTransparent(result, state);
-}
+miBoolean mi_trace_transparent(miColor* result, miState* state) { return traceTransparent(result, state); }
 
-miBoolean mi_trace_continue(miColor* result, miState* state) {
-    return traceContinue(result, state);
-}
+miBoolean mi_trace_continue(miColor* result, miState* state) { return traceContinue(result, state); }
 
 miBoolean mi_trace_environment(miColor* result, miState* state, const miVector* dir) {
     return traceEnvironment(result, state, *dir);
@@ -37,8 +33,8 @@ miBoolean mi_trace_probe(miState* state, const miVector* dir, const miVector* or
 
 miBoolean mi_trace_probe_x(miState* state, const miVector* dir, const miVector* origin, miUint flag) {
     // What any of these trace flags shows; without one of them the probe is as the plain one.
-    constexpr miUint kShown = miTRACE_VISIBLE | miTRACE_SHADOW_CAST | miTRACE_REFLECTION_CAST | miTRACE_REFRACTION_CAST |
-                              miTRACE_TRANSPARENCY_CAST | miTRACE_FINALGATHER;
+    constexpr miUint kShown = miTRACE_VISIBLE | miTRACE_SHADOW_CAST | miTRACE_REFLECTION_CAST |
+                              miTRACE_REFRACTION_CAST | miTRACE_TRANSPARENCY_CAST | miTRACE_FINALGATHER;
     const miUint shown = flag & kShown;
     return traceProbe(state, *dir, *origin, shown ? static_cast<RayVisibility>(shown) : RayVisibility::Reflection);
 }

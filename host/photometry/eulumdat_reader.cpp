@@ -22,16 +22,11 @@ struct PlaneRange {
 
 PlaneRange measuredPlanes(int symmetry, int planes) {
     switch (symmetry) {
-        case kAxis:
-            return {0, 1};
-        case kPlaneC0:
-            return {0, planes / 2 + 1};
-        case kPlaneC90:
-            return {3 * planes / 4, planes / 2 + 1};
-        case kBothPlanes:
-            return {0, planes / 4 + 1};
-        default:
-            return {0, planes};
+        case kAxis: return {0, 1};
+        case kPlaneC0: return {0, planes / 2 + 1};
+        case kPlaneC90: return {3 * planes / 4, planes / 2 + 1};
+        case kBothPlanes: return {0, planes / 4 + 1};
+        default: return {0, planes};
     }
 }
 

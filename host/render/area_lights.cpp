@@ -141,16 +141,11 @@ LightPoint pointOnLight(const miLight& light, const Placement& placement, const 
     }
     const auto local = [&] { return transformPoint(wide(lit), placement.worldToLocal); };
     switch (light.area) {
-        case miLIGHT_RECTANGLE:
-            return inWorld(onRectangle(light, u, v), placement);
-        case miLIGHT_DISC:
-            return inWorld(onDisc(light, u, v), placement);
-        case miLIGHT_SPHERE:
-            return inWorld(onSphere(light, local(), u, v), placement);
-        case miLIGHT_CYLINDER:
-            return inWorld(onCylinder(light, local(), u, v), placement);
-        default:
-            return {narrow(transformPoint(wide(light.origin), placement.localToWorld)), {}};
+        case miLIGHT_RECTANGLE: return inWorld(onRectangle(light, u, v), placement);
+        case miLIGHT_DISC: return inWorld(onDisc(light, u, v), placement);
+        case miLIGHT_SPHERE: return inWorld(onSphere(light, local(), u, v), placement);
+        case miLIGHT_CYLINDER: return inWorld(onCylinder(light, local(), u, v), placement);
+        default: return {narrow(transformPoint(wide(light.origin), placement.localToWorld)), {}};
     }
 }
 

@@ -7,14 +7,18 @@
 
 namespace lumorender {
 
-Camera::Camera(const miCamera& camera, const FlatElement& element) : camera_(camera), element_(element), pixelWidth_(1.0 * camera.aperture / camera.x_resolution),
+Camera::Camera(const miCamera& camera, const FlatElement& element)
+    : camera_(camera),
+      element_(element),
+      pixelWidth_(1.0 * camera.aperture / camera.x_resolution),
       pixelHeight_(1.0 * camera.aperture / camera.aspect / camera.y_resolution) {
     if (camera.x_resolution < 1 || camera.y_resolution < 1)
         throw Failure(fmt::format("camera: resolution {} x {} is not an image; expected at least 1 x 1",
                                   camera.x_resolution, camera.y_resolution));
     if (!(camera.aperture > 0) || !(camera.aspect > 0) || !std::isfinite(camera.aperture) ||
         !std::isfinite(camera.aspect))
-        throw Failure(fmt::format("camera: aperture {} and aspect {} must be positive", camera.aperture, camera.aspect));
+        throw Failure(
+            fmt::format("camera: aperture {} and aspect {} must be positive", camera.aperture, camera.aspect));
     if (!camera.orthographic && !(camera.focal > 0 && std::isfinite(camera.focal)))
         throw Failure(fmt::format("camera: focal length {} must be positive", camera.focal));
 }
@@ -62,8 +66,7 @@ miVector Camera::worldToRaster(const miVector& point) const {
         y *= camera_.focal / -p.z;
     }
     return {static_cast<float>((x / camera_.aperture + 0.5) * camera_.x_resolution + camera_.x_offset),
-            static_cast<float>((y * camera_.aspect / camera_.aperture + 0.5) * camera_.y_resolution +
-                               camera_.y_offset),
+            static_cast<float>((y * camera_.aspect / camera_.aperture + 0.5) * camera_.y_resolution + camera_.y_offset),
             0};
 }
 

@@ -39,7 +39,7 @@ struct RenderScene {
     const BufferLayout* buffers = nullptr;
     const SlotTable* slots = nullptr;
     const LightTable* lights = nullptr;
-    const FinalGather* gather = nullptr;     ///< null where final gathering is off
+    const FinalGather* gather = nullptr;  ///< null where final gathering is off
     OcclusionSettings occlusion;
     const OcclusionCache* occlusionCache = nullptr;  ///< null where every call computes anew
     miLock globalLock = {};
@@ -56,7 +56,7 @@ struct CallFrame {
     CallFrame* caller = nullptr;
     const miFunction* function = nullptr;
     miShader_type type = miSHADER_OTHER;
-    bool isRoot = false;                 ///< called by the renderer itself, not by a shader
+    bool isRoot = false;  ///< called by the renderer itself, not by a shader
     EvaluatedParameter* evaluated = nullptr;
     std::uint32_t evaluatedCount = 0;
     std::uint32_t evaluatedCapacity = 0;
@@ -102,30 +102,26 @@ struct ThreadContext {
     Arena arena;
     ShaderStates states;
     CallFrame* frame = nullptr;
-    RayRecord* root = nullptr;           ///< of the eye sample
-    miState fresh = {};                  ///< the root state before a sample
-    std::vector<SampleValue> values;     ///< by shader index of the frame buffer
-    int ray = 0;                         ///< depth of the running ray
-    std::size_t lens = 0;                ///< position in the camera's lens list
+    RayRecord* root = nullptr;        ///< of the eye sample
+    miState fresh = {};               ///< the root state before a sample
+    std::vector<SampleValue> values;  ///< by shader index of the frame buffer
+    int ray = 0;                      ///< depth of the running ray
+    std::size_t lens = 0;             ///< position in the camera's lens list
     miStage stage = miSTAGE_UNKNOWN;
-    bool sampling = false;               ///< frame buffers may be written
-    bool sampleMoves = false;            ///< the sample's ray met moving geometry
+    bool sampling = false;     ///< frame buffers may be written
+    bool sampleMoves = false;  ///< the sample's ray met moving geometry
     RunningHit shading;
     bool opacityIsSet = false;
     miColor opacity = {};
     GatherPath gather;
-    NewPoints newLight, newOcclusion;    ///< of the running stage
+    NewPoints newLight, newOcclusion;  ///< of the running stage
     LightPlace lightSample;
     RayCounters counters;
     std::unordered_map<const miFunction*, void*> threadPointers;  ///< of shader instances that ask for one
 };
 
-inline ThreadContext& contextOf(const miState* state) {
-    return *static_cast<ThreadContext*>(state->ts);
-}
+inline ThreadContext& contextOf(const miState* state) { return *static_cast<ThreadContext*>(state->ts); }
 
-inline Hit* hitOf(const miState* state) {
-    return reinterpret_cast<Hit*>(state->pri);
-}
+inline Hit* hitOf(const miState* state) { return reinterpret_cast<Hit*>(state->pri); }
 
 }  // namespace lumorender

@@ -50,9 +50,8 @@ void addOutputBuffers(BufferLayout& layout, const CameraDetail& camera) {
         if (!type.empty() && (type[0] == '+' || type[0] == '-')) type.erase(0, 1);
         const miImg_type datatype = imageTypeByName(type);
         if (datatype == miIMG_TYPE_COUNT || isColorRecord(datatype)) continue;
-        const bool known = std::any_of(layout.slots.begin(), layout.slots.end(), [&](const BufferSlot& slot) {
-            return slot.description.name == type;
-        });
+        const bool known = std::any_of(layout.slots.begin(), layout.slots.end(),
+                                       [&](const BufferSlot& slot) { return slot.description.name == type; });
         if (known) continue;
         FrameBufferDescription description;
         description.name = type;
@@ -201,8 +200,10 @@ void TileBuffers::endPixel(int x, int y) {
         } else {
             const float scale = sum.weight > 0 ? 1 / sum.weight : 0;
             for (float& v : sum.value) v *= scale;
-            if (channels == 4) std::memcpy(target, sum.value, 4 * sizeof(float));
-            else std::memcpy(target, sum.value, channels * sizeof(float));
+            if (channels == 4)
+                std::memcpy(target, sum.value, 4 * sizeof(float));
+            else
+                std::memcpy(target, sum.value, channels * sizeof(float));
         }
         sum = {};
     }
@@ -216,8 +217,8 @@ void TileBuffers::finish(int x0, int y0, std::vector<LayerImage>& images) const 
         const std::size_t words = static_cast<std::size_t>(width_) * channels;
         void* pixels = plane.integer ? static_cast<void*>(image.labels.data()) : image.pixels.data();
         for (int y = 0; y < height_; ++y) {
-            const auto target = static_cast<std::size_t>(y0 + y) * static_cast<std::size_t>(image.width) +
-                                static_cast<std::size_t>(x0);
+            const auto target =
+                static_cast<std::size_t>(y0 + y) * static_cast<std::size_t>(image.width) + static_cast<std::size_t>(x0);
             std::memcpy(static_cast<std::uint32_t*>(pixels) + target * channels,
                         &pixels_[plane.first + static_cast<std::size_t>(y) * words], words * sizeof(std::uint32_t));
         }
@@ -250,8 +251,10 @@ std::vector<LayerImage> makeImages(const BufferLayout& layout, const DataWindow&
         image.type = slot.description.datatype;
         image.width = window.width;
         image.height = window.height;
-        if (slot.format.integer) fillOnLargePages(image.labels, pixels);
-        else fillOnLargePages(image.pixels, pixels * static_cast<std::size_t>(slot.format.channels));
+        if (slot.format.integer)
+            fillOnLargePages(image.labels, pixels);
+        else
+            fillOnLargePages(image.pixels, pixels * static_cast<std::size_t>(slot.format.channels));
     }
     return images;
 }

@@ -17,14 +17,14 @@ struct BufferSlot {
     FrameBufferDescription description;
     PixelFormat format;
     AutomaticValue automatic = AutomaticValue::None;
-    int shaderIndex = 0;           ///< 0 = the primary color: takes the sample's result
+    int shaderIndex = 0;  ///< 0 = the primary color: takes the sample's result
 };
 
 /// The buffers of a render. Shader index 0 is the primary color; named user buffers start at 1.
 struct BufferLayout {
     std::vector<BufferSlot> slots;
-    int primary = 0;               ///< position of the primary color in slots
-    std::vector<int> words;        ///< by shader index: 32-bit words that mi_fb_put and mi_fb_get move
+    int primary = 0;         ///< position of the primary color in slots
+    std::vector<int> words;  ///< by shader index: 32-bit words that mi_fb_put and mi_fb_get move
 };
 
 /// From the camera's named buffers and its `output` statements.
@@ -56,18 +56,18 @@ private:
     /// What a buffer does with each sample, looked up once.
     struct Plane {
         int shaderIndex;
-        int channels;                    ///< words per pixel; a label is one
+        int channels;  ///< words per pixel; a label is one
         bool filtered, integer, alphaOnly;
         AutomaticValue automatic;
-        bool sumsValues = false;         ///< filtered, and nothing but what shaders put
+        bool sumsValues = false;                      ///< filtered, and nothing but what shaders put
         alignas(16) std::uint32_t exponents[4] = {};  ///< bits by channel that tell whether a color is finite
-        std::size_t first = 0;           ///< its words in pixels_
+        std::size_t first = 0;                        ///< its words in pixels_
     };
     /// The pixel that is being sampled.
     struct Sum {
         alignas(16) float value[4] = {};
         std::uint32_t label = 0;
-        float weight = 0;                ///< samples that count
+        float weight = 0;  ///< samples that count
     };
 
     void addFiltered(const Plane& plane, Sum& sum, const SampleValue& value);

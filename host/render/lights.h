@@ -17,8 +17,8 @@ struct LightSource {
     miTag instance = 0;
     const miLight* light = nullptr;
     miVector origin = {};
-    miVector direction = {};    ///< unit length; where a directional light or a spot shines to
-    bool directional = false;   ///< infinitely far away
+    miVector direction = {};   ///< unit length; where a directional light or a spot shines to
+    bool directional = false;  ///< infinitely far away
     const Placement* placement = nullptr;
     const LightSurface* surface = nullptr;  ///< of lights in the shape of an object
 };
@@ -53,7 +53,7 @@ private:
     std::vector<LightSource> sources_;
     std::deque<LightSurface> surfaces_;
     std::vector<std::vector<miTag>> paths_;
-    std::vector<std::uint32_t> byTag_;      ///< 1 + position in sources_, 0 = no light
+    std::vector<std::uint32_t> byTag_;  ///< 1 + position in sources_, 0 = no light
     std::vector<miTag> all_;
     std::vector<List> lists_;
     std::vector<List> shadowLists_;

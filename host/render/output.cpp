@@ -105,8 +105,10 @@ bool checkFolders(const std::vector<ImageFile>& files) {
 namespace {
 
 bool report(const std::filesystem::path& path, const std::string& reason) {
-    if (reason.empty()) info("IMG", "wrote {}", path.string());
-    else error("IMG", "cannot write \"{}\": {}", path.string(), reason);
+    if (reason.empty())
+        info("IMG", "wrote {}", path.string());
+    else
+        error("IMG", "cannot write \"{}\": {}", path.string(), reason);
     return reason.empty();
 }
 

@@ -11,7 +11,7 @@
 namespace lumorender {
 
 struct OutputSettings {
-    std::filesystem::path fileName;       ///< replaces the name of the first file
+    std::filesystem::path fileName;  ///< replaces the name of the first file
     std::filesystem::path fileDirectory;
     float gamma = 1;
 };

@@ -11,9 +11,9 @@ namespace lumorender {
 /// Which points a stage of the render makes.
 struct PointStage {
     miStage stage;
-    const char* name;                     ///< in messages
-    NewPoints ThreadContext::*newPoints;  ///< where calls of shaders leave them
-    double spacing;                       ///< pixels from point to point in the coarsest grid; above 0
+    const char* name;                      ///< in messages
+    NewPoints ThreadContext::* newPoints;  ///< where calls of shaders leave them
+    double spacing;                        ///< pixels from point to point in the coarsest grid; above 0
 };
 
 /// Adds what eye rays of ever finer grids see where the points before do not reach, until a grid finds hardly a place.

@@ -98,7 +98,8 @@ private:
         }
         if (settings_.tiles.tileSize == 0) settings_.tiles.tileSize = options_->task_size;
         if (options_->filter != 'b')
-            warning("RC", "options \"{}\": only the box filter is supported so far; samples are averaged in their pixel",
+            warning("RC",
+                    "options \"{}\": only the box filter is supported so far; samples are averaged in their pixel",
                     database_.name(scene_.optionsTag));
         if (options_->use_shadow_maps)
             warning("RC", "{}: shadow maps are not made, rays are traced for their shadows", where_);
@@ -154,18 +155,19 @@ private:
         window.width = clip(camera_->window.xh, xResolution) - window.x0 + 1;
         window.height = clip(camera_->window.yh, yResolution) - window.y0 + 1;
         if (window.width < 1 || window.height < 1)
-            throw Failure(fmt::format("camera \"{}\": the window {} {} {} {} holds no pixel", database_.name(cameraTag_),
-                                      camera_->window.xl, camera_->window.yl, camera_->window.xh, camera_->window.yh));
+            throw Failure(fmt::format("camera \"{}\": the window {} {} {} {} holds no pixel",
+                                      database_.name(cameraTag_), camera_->window.xl, camera_->window.yl,
+                                      camera_->window.xh, camera_->window.yh));
 
         double bytes = 0;
-        for (const BufferSlot& slot : layout_.slots)
-            bytes += 4.0 * slot.format.channels * window.width * window.height;
+        for (const BufferSlot& slot : layout_.slots) bytes += 4.0 * slot.format.channels * window.width * window.height;
         const double memory =
             static_cast<double>(sysconf(_SC_PHYS_PAGES)) * static_cast<double>(sysconf(_SC_PAGE_SIZE));
         if (bytes > 0.8 * memory)
-            throw Failure(fmt::format("camera \"{}\": {} buffers of {} x {} pixels take {:.0f} GB, this machine has {:.0f}",
-                                      database_.name(cameraTag_), layout_.slots.size(), window.width, window.height,
-                                      bytes / 1e9, memory / 1e9));
+            throw Failure(
+                fmt::format("camera \"{}\": {} buffers of {} x {} pixels take {:.0f} GB, this machine has {:.0f}",
+                            database_.name(cameraTag_), layout_.slots.size(), window.width, window.height, bytes / 1e9,
+                            memory / 1e9));
         return window;
     }
 
@@ -208,8 +210,7 @@ private:
         GatherFiles files;
         files.rebuild = static_cast<GatherFiles::Rebuild>(options_->finalgather_rebuild);
         if (const auto* detail = database_.detail<OptionsDetail>(scene_.optionsTag))
-            for (const std::string& name : detail->gatherFiles)
-                files.names.push_back(settings_.fileDirectory / name);
+            for (const std::string& name : detail->gatherFiles) files.names.push_back(settings_.fileDirectory / name);
         return prepareFinalGather(scene_, *gather_, window_, files, threads);
     }
 

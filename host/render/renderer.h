@@ -16,10 +16,10 @@ namespace lumorender {
 struct RenderSettings {
     TileSettings tiles;
     std::optional<std::pair<int, int>> resolution;
-    std::optional<std::pair<int, int>> samples;     ///< minimum, maximum level
-    std::filesystem::path fileName;                 ///< replaces the name of the first image file
-    std::filesystem::path fileDirectory;            ///< where relative file names begin
-    bool previews = false;                          ///< a PNG of the picture and a sheet of all passes beside it
+    std::optional<std::pair<int, int>> samples;  ///< minimum, maximum level
+    std::filesystem::path fileName;              ///< replaces the name of the first image file
+    std::filesystem::path fileDirectory;         ///< where relative file names begin
+    bool previews = false;                       ///< a PNG of the picture and a sheet of all passes beside it
     bool continueWithoutTextures = false;
     std::function<void(const RenderProgress&)> progress = [](const RenderProgress&) {};
 };

@@ -15,13 +15,11 @@ constexpr std::uint32_t hashOf(std::uint32_t a, std::uint32_t b, std::uint32_t c
     return h ^ (h >> 16);
 }
 
-constexpr double unitOf(std::uint32_t bits) {
-    return bits * 0x1p-32;
-}
+constexpr double unitOf(std::uint32_t bits) { return bits * 0x1p-32; }
 
 struct SamplePosition {
-    double x = 0.5, y = 0.5;   ///< in the pixel, 0..1
-    double time = 0;           ///< fraction of the shutter interval
+    double x = 0.5, y = 0.5;  ///< in the pixel, 0..1
+    double time = 0;          ///< fraction of the shutter interval
 };
 
 /// The samples of a pixel: a grid of n x n, moved inside its cells by `jitter` (0..1), with low-discrepancy times.

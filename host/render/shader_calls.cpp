@@ -15,8 +15,7 @@ namespace {
 class Invocation {
 public:
     Invocation(ThreadContext& context, miState* state, const miFunction* function, miShader_type type, bool isRoot)
-        : context_(context), state_(state), shader_(state->shader), child_(state->child),
-          mark_(context.arena.mark()) {
+        : context_(context), state_(state), shader_(state->shader), child_(state->child), mark_(context.arena.mark()) {
         frame_.caller = context.frame;
         frame_.function = function;
         frame_.type = type;
@@ -117,8 +116,10 @@ void* evaluateParameter(miState* state, void* parameter, bool again) {
         if (!runtime) return parameter;
     }
 
-    if (!entry) entry = &remember(context, frame, parameter, runtime->resultSize);
-    else entry->value = static_cast<std::byte*>(entry->value) - offset;
+    if (!entry)
+        entry = &remember(context, frame, parameter, runtime->resultSize);
+    else
+        entry->value = static_cast<std::byte*>(entry->value) - offset;
     void* value = entry->value;
     std::memset(value, 0, runtime->resultSize);
     callFunction(context, state, *runtime, miSHADER_TEXTURE, value, nullptr, false, true);

@@ -22,9 +22,8 @@ std::size_t hintOf(const char* key, std::size_t bits) noexcept {
 const ShaderStates::Entry* ShaderStates::find(const char* key) const noexcept {
     const Entry*& hint = hints_[hintOf(key, kHintBits)];
     if (rayEntries_ == 0 && hint && hint->live && sameText(hint->key, key)) return hint;
-    const auto found = std::find_if(entries_.rbegin(), entries_.rend(), [key](const Entry& entry) {
-        return entry.live && sameText(entry.key, key);
-    });
+    const auto found = std::find_if(entries_.rbegin(), entries_.rend(),
+                                    [key](const Entry& entry) { return entry.live && sameText(entry.key, key); });
     return found == entries_.rend() ? nullptr : hint = &*found;
 }
 
@@ -48,8 +47,7 @@ bool ShaderStates::set(const char* key, const void* value, int size, int lifetim
     }
 
     // A sub-ray's entry hides one that lives longer or belongs to another ray; otherwise the entry itself changes.
-    const bool hides = entry && lifetime == miSS_LIFETIME_RAY &&
-                       (entry->lifetime != lifetime || entry->ray != ray);
+    const bool hides = entry && lifetime == miSS_LIFETIME_RAY && (entry->lifetime != lifetime || entry->ray != ray);
     if (!entry || hides) entry = &slotFor(key);
     if (entry->live) count(*entry, -1);
     if (entry->capacity < size) {

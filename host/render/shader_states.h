@@ -42,7 +42,7 @@ private:
     struct Entry {
         std::string key;
         std::unique_ptr<std::byte[]> memory;
-        void* value = nullptr;               ///< 16-byte aligned, inside memory
+        void* value = nullptr;  ///< 16-byte aligned, inside memory
         int size = 0;
         int capacity = 0;
         int lifetime = 0;
@@ -59,7 +59,7 @@ private:
 
     static constexpr std::size_t kHintBits = 6;
 
-    std::deque<Entry> entries_;  ///< they stay where they are
+    std::deque<Entry> entries_;                                 ///< they stay where they are
     mutable std::array<const Entry*, 1 << kHintBits> hints_{};  ///< by address of the key text: what was found last
     int rayEntries_ = 0;
     int eyeEntries_ = 0;

@@ -59,8 +59,7 @@ void ShaderTable::add(miTag slot, miShader_type type) {
 }
 
 void ShaderTable::addFunction(miTag tag, miShader_type type) {
-    if (open_.contains(tag))
-        throw Failure(fmt::format("shader \"{}\" is connected to itself", database_.name(tag)));
+    if (open_.contains(tag)) throw Failure(fmt::format("shader \"{}\" is connected to itself", database_.name(tag)));
     if (!seen_.insert(tag).second) return;
     if (open_.size() >= kMaxConnectionDepth)
         throw Failure(fmt::format("shader \"{}\" lies behind a chain of more than {} connections", database_.name(tag),
@@ -115,8 +114,9 @@ void ShaderTable::addNamedShaders(const std::vector<Parameter>& parameters, cons
         int array[2] = {};
         std::memcpy(array, function.parameters + base + parameter.offset, sizeof array);
         for (int k = 0; k < array[1]; ++k)
-            addNamedShader(parameter, function, base + parameter.elementOffset +
-                           static_cast<std::size_t>(k + array[0]) * parameter.elementSize);
+            addNamedShader(
+                parameter, function,
+                base + parameter.elementOffset + static_cast<std::size_t>(k + array[0]) * parameter.elementSize);
     }
 }
 

@@ -22,8 +22,8 @@ struct FunctionRuntime {
     const Declaration* declaration = nullptr;
     const MemberConnection* member = nullptr;  ///< set for a connection to one member of a struct result
     ShaderEntry call = nullptr;
-    std::size_t resultSize = 16;               ///< at least 16
-    void* userPointer = nullptr;               ///< what query 51 gives the address of
+    std::size_t resultSize = 16;  ///< at least 16
+    void* userPointer = nullptr;  ///< what query 51 gives the address of
     miLock lock = {};
     bool instanceInitialised = false;
 };

@@ -51,8 +51,8 @@ bool findOccluder(ThreadContext& context, RayRecord& record, Ray ray, double& di
         fillHit(context, record, false);
         record.state.org = org;
         record.state.dir = dir;
-        record.state.dot_nd = record.state.normal.x * dir.x + record.state.normal.y * dir.y +
-                              record.state.normal.z * dir.z;
+        record.state.dot_nd =
+            record.state.normal.x * dir.x + record.state.normal.y * dir.y + record.state.normal.z * dir.z;
         return true;
     }
     return false;
@@ -135,9 +135,7 @@ bool traceSegment(ThreadContext& context, miColor* result, miState* from, miTag 
 }
 
 /// What shadow maps would do is done by rays, also where only maps were asked for.
-bool shadowsAreOn(const miOptions& options) {
-    return options.shadow && (options.trace || options.use_shadow_maps);
-}
+bool shadowsAreOn(const miOptions& options) { return options.shadow && (options.trace || options.use_shadow_maps); }
 
 bool receivesShadows(const miState* light) {
     const Hit* lit = light->parent ? hitOf(light->parent) : nullptr;
@@ -146,9 +144,7 @@ bool receivesShadows(const miState* light) {
 
 }  // namespace
 
-bool shadowsHaveSegments(const miOptions& options) {
-    return options.shadow == 's' && shadowsAreOn(options);
-}
+bool shadowsHaveSegments(const miOptions& options) { return options.shadow == 's' && shadowsAreOn(options); }
 
 bool traceShadow(miColor* result, miState* light) {
     if (!shadowsAreOn(*light->options)) return true;

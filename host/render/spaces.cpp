@@ -28,8 +28,10 @@ void usePlacement(const Placement& placement, SpaceMatrices& matrices) {
 bool objectMatrices(const miState& state, SpaceMatrices& matrices) {
     const Hit* hit = hitOf(&state);
     if (hit && hit->instance->instance == state.instance) {
-        if (hit->instance->moves) placementAt(*hit->instance, hit->time, matrices);
-        else usePlacement(hit->instance->placement, matrices);
+        if (hit->instance->moves)
+            placementAt(*hit->instance, hit->time, matrices);
+        else
+            usePlacement(hit->instance->placement, matrices);
         return true;
     }
     const Placement* placement = contextOf(&state).scene->geometry->placement(state.instance);

@@ -8,9 +8,9 @@ namespace lumorender {
 
 /// A space other than internal, with the matrices of the state's moment. Null members: the space is unknown there.
 struct SpaceMatrices {
-    const double* toSpace = nullptr;    ///< internal to the space
+    const double* toSpace = nullptr;  ///< internal to the space
     const double* fromSpace = nullptr;
-    double storage[2][16];              ///< used where the placement moves
+    double storage[2][16];  ///< used where the placement moves
 };
 
 enum class Space { World, Camera, Object, Light };

@@ -38,7 +38,8 @@ std::vector<Tile> tilesOf(const DataWindow& window, int size) {
 class Worker {
 public:
     Worker(const RenderScene& scene, short index)
-        : samples_(scene, index, miSTAGE_TILE), buffers_(*scene.buffers),
+        : samples_(scene, index, miSTAGE_TILE),
+          buffers_(*scene.buffers),
           sampler_(scene.options->max_samples, scene.options->jitter) {}
 
     void finish() { samples_.finish(); }
@@ -66,8 +67,8 @@ private:
         const std::uint32_t seed = mixSeeds(static_cast<std::uint32_t>(x), static_cast<std::uint32_t>(y));
         for (int i = 0; i < sampler_.count(); ++i) {
             const SamplePosition position = sampler_.position(x, y, i);
-            const miColor result = samples_.trace(
-                {x + position.x, y + position.y, position.time, seed, static_cast<std::uint32_t>(i)});
+            const miColor result =
+                samples_.trace({x + position.x, y + position.y, position.time, seed, static_cast<std::uint32_t>(i)});
             buffers_.add(result, context().root->state, context().values, i == sampler_.standing());
         }
     }

@@ -12,21 +12,21 @@
 namespace lumorender {
 
 struct TileSettings {
-    int threads = 0;      ///< 0 = one per core
-    int tileSize = 0;     ///< 0 = automatic
+    int threads = 0;   ///< 0 = one per core
+    int tileSize = 0;  ///< 0 = automatic
 };
 
 struct RenderProgress {
-    int done = 0, total = 0;    ///< tiles
+    int done = 0, total = 0;  ///< tiles
     double seconds = 0;
-    std::uint64_t rays = 0;     ///< of the finished tiles
+    std::uint64_t rays = 0;  ///< of the finished tiles
 };
 
 struct RenderCounts {
     RayCounters rays;
     long droppedSamples = 0;
     double seconds = 0;
-    bool complete = true;       ///< false when the render was stopped
+    bool complete = true;  ///< false when the render was stopped
 };
 
 /// Renders the window into the images. Results do not depend on the number of threads or on the order of tiles.

@@ -67,7 +67,7 @@ bool shade(ThreadContext& context, miState* state, miColor* result) {
     const double dist = state->dist;
     const RunningHit callers = std::exchange(context.shading, {state->environment, false});
     const Hit* hit = hitOf(state);
-    const bool ok = !hit                    ? shadeSurroundings(context, state, result)
+    const bool ok = !hit                     ? shadeSurroundings(context, state, result)
                     : hit->instance->isLight ? shadeLight(context, state, *hit, result)
                                              : shadeSurface(context, state, result);
     const bool wentOn = std::exchange(context.shading, callers).wentOn;
@@ -101,7 +101,8 @@ bool traceSecondary(miColor* result, miState* state, RayRecord& record, RayVisib
     // What lies straight behind a surface is seen without ray tracing too.
     if (state->options->trace || visibility == RayVisibility::Transparency)
         findHit(context, record, visibility, surfaceOffset(state->point));
-    else clearHit(record.state);
+    else
+        clearHit(record.state);
     return shade(context, &record.state, result);
 }
 
@@ -207,8 +208,8 @@ bool traceEye(miColor* result, miState* state, const miVector& org, const miVect
     RayRecord& record = childRay(context, state);
     const RayInFlight inFlight(context, record);
     *result = {0, 0, 0, 0};
-    const bool ok = hasLens(context, context.lens) ? callLens(context, &record.state, result)
-                                                       : traceScene(context, record, result);
+    const bool ok =
+        hasLens(context, context.lens) ? callLens(context, &record.state, result) : traceScene(context, record, result);
     handBack(state, record.state);
     state->instance = record.state.instance;
     return ok;

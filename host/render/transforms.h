@@ -13,9 +13,7 @@ struct Vector3 {
     double x = 0, y = 0, z = 0;
 };
 
-inline Vector3 fromVector(const miVector& v) {
-    return {v.x, v.y, v.z};
-}
+inline Vector3 fromVector(const miVector& v) { return {v.x, v.y, v.z}; }
 
 inline miVector toVector(const Vector3& v) {
     return {static_cast<float>(v.x), static_cast<float>(v.y), static_cast<float>(v.z)};
@@ -65,8 +63,8 @@ inline void invertAffine(Matrix4& result, const double* m) {
                                c02 * s, (m[1] * m[8] - m[0] * m[9]) * s,  (m[0] * m[5] - m[1] * m[4]) * s};
     for (int row = 0; row < 4; ++row)
         for (int column = 0; column < 4; ++column)
-            result[4 * row + column] = row < 3 && column < 3 && det != 0 ? inverse[3 * row + column]
-                                                                         : (row == column ? 1.0 : 0.0);
+            result[4 * row + column] =
+                row < 3 && column < 3 && det != 0 ? inverse[3 * row + column] : (row == column ? 1.0 : 0.0);
     if (det == 0) return;
     for (int column = 0; column < 3; ++column)
         result[12 + column] = -(m[12] * inverse[column] + m[13] * inverse[3 + column] + m[14] * inverse[6 + column]);

@@ -74,6 +74,7 @@ struct CameraReader {
 using Reader = CameraReader;
 
 const StatementTable<Reader>& statements() {
+    // clang-format off
     static const StatementTable<Reader> table = {
         {"focal", [](Reader& r) { r.readFocal(); }},
         {"aperture", [](Reader& r) { r.camera.aperture = r.in.readFloat(); }},
@@ -98,6 +99,7 @@ const StatementTable<Reader>& statements() {
         {"data", [](Reader& r) { readDataStatement(r.scene, r.camera.userdata); }},
         {"attribute", [](Reader& r) { skipAttribute(r.scene); }},
     };
+    // clang-format on
     return table;
 }
 

@@ -166,10 +166,11 @@ const StatementTable<Scene>& commands() {
         {"touch", [](Scene& s) { s.in.readName("the name of an element"); }},
         {"namespace", &readNamespace},
         {"end", &readEnd},
-        {"root", [](Scene& s) {
-            s.problems.unsupported(s.in.place(), "\"root\" belongs into assemblies, which are not supported yet");
-            s.in.readName("the name of a group");
-        }},
+        {"root",
+         [](Scene& s) {
+             s.problems.unsupported(s.in.place(), "\"root\" belongs into assemblies, which are not supported yet");
+             s.in.readName("the name of a group");
+         }},
         {"render", &readRender},
         {"gui", &skipGui},
         {"frame", &readFrame},

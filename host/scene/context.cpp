@@ -11,7 +11,10 @@ namespace lumorender {
 
 SceneContext::SceneContext(Database& itsDatabase, Modules& itsModules, SceneActions& itsActions,
                            const ReaderSettings& itsSettings)
-    : database(itsDatabase), modules(itsModules), actions(itsActions), settings(itsSettings),
+    : database(itsDatabase),
+      modules(itsModules),
+      actions(itsActions),
+      settings(itsSettings),
       in(problems, registry, itsSettings) {
     in.onLink = [this](const std::string& file) { link(in.place(), file); };
 }

@@ -25,7 +25,8 @@ void lookUpFunctions(SceneContext& scene, Declaration& declaration) {
     if (version != declaration.version)
         scene.problems.versionMismatch(scene.in.place(),
                                        fmt::format("shader \"{}\" is declared with version {}, its module has "
-                                                   "version {}", declaration.name, declaration.version, version));
+                                                   "version {}",
+                                                   declaration.name, declaration.version, version));
 }
 
 /// What a declaration says behind its parameters. Only the version matters to this host; the rest informs.
@@ -67,7 +68,8 @@ void storeDeclaration(SceneContext& scene, std::unique_ptr<Declaration> declarat
         if (isSame(*former, *declaration)) return;
         if (former->used)
             return scene.problems.error(place, fmt::format("\"{}\" is declared differently while shaders use "
-                                                           "the former declaration", name));
+                                                           "the former declaration",
+                                                           name));
         scene.problems.warning(place, fmt::format("\"{}\" is declared again and differently", name));
     }
     if (declaration->kind == DeclarationKind::Shader) {

@@ -19,18 +19,30 @@ struct TypeName {
 };
 
 constexpr TypeName kTypes[] = {
-    {"rgba", miIMG_TYPE_RGBA, true},       {"rgba_16", miIMG_TYPE_RGBA_16, true},
-    {"rgba_fp", miIMG_TYPE_RGBA_FP, true}, {"rgba_h", miIMG_TYPE_RGBA_H, true},
-    {"rgb", miIMG_TYPE_RGB, true},         {"rgb_16", miIMG_TYPE_RGB_16, true},
-    {"rgb_fp", miIMG_TYPE_RGB_FP, true},   {"rgb_h", miIMG_TYPE_RGB_H, true},
-    {"rgbe", miIMG_TYPE_RGBE, true},       {"a", miIMG_TYPE_A, true},
-    {"a_16", miIMG_TYPE_A_16, true},       {"a_fp", miIMG_TYPE_A_FP, true},
-    {"a_h", miIMG_TYPE_A_H, true},         {"s", miIMG_TYPE_S, true},
-    {"s_16", miIMG_TYPE_S_16, true},       {"s_fp", miIMG_TYPE_S_FP, true},
-    {"s_h", miIMG_TYPE_S_H, true},         {"vta", miIMG_TYPE_VTA, false},
-    {"vts", miIMG_TYPE_VTS, false},        {"z", miIMG_TYPE_Z, false},
-    {"n", miIMG_TYPE_N, false},            {"m", miIMG_TYPE_M, false},
-    {"tag", miIMG_TYPE_TAG, false},        {"bit", miIMG_TYPE_BIT, false},
+    {"rgba", miIMG_TYPE_RGBA, true},
+    {"rgba_16", miIMG_TYPE_RGBA_16, true},
+    {"rgba_fp", miIMG_TYPE_RGBA_FP, true},
+    {"rgba_h", miIMG_TYPE_RGBA_H, true},
+    {"rgb", miIMG_TYPE_RGB, true},
+    {"rgb_16", miIMG_TYPE_RGB_16, true},
+    {"rgb_fp", miIMG_TYPE_RGB_FP, true},
+    {"rgb_h", miIMG_TYPE_RGB_H, true},
+    {"rgbe", miIMG_TYPE_RGBE, true},
+    {"a", miIMG_TYPE_A, true},
+    {"a_16", miIMG_TYPE_A_16, true},
+    {"a_fp", miIMG_TYPE_A_FP, true},
+    {"a_h", miIMG_TYPE_A_H, true},
+    {"s", miIMG_TYPE_S, true},
+    {"s_16", miIMG_TYPE_S_16, true},
+    {"s_fp", miIMG_TYPE_S_FP, true},
+    {"s_h", miIMG_TYPE_S_H, true},
+    {"vta", miIMG_TYPE_VTA, false},
+    {"vts", miIMG_TYPE_VTS, false},
+    {"z", miIMG_TYPE_Z, false},
+    {"n", miIMG_TYPE_N, false},
+    {"m", miIMG_TYPE_M, false},
+    {"tag", miIMG_TYPE_TAG, false},
+    {"bit", miIMG_TYPE_BIT, false},
     {"coverage", miIMG_TYPE_COVERAGE, false},
 };
 
@@ -53,8 +65,8 @@ struct FrameBufferReader {
             filtering = name.front() == '+';
             name.remove_prefix(1);
         }
-        const auto* known = std::find_if(std::begin(kTypes), std::end(kTypes),
-                                         [&](const TypeName& t) { return t.name == name; });
+        const auto* known =
+            std::find_if(std::begin(kTypes), std::end(kTypes), [&](const TypeName& t) { return t.name == name; });
         if (known == std::end(kTypes)) {
             scene.problems.error(in.place(), fmt::format("found data type \"{}\", expected one like rgba_fp", name));
             return;
@@ -73,6 +85,7 @@ struct FrameBufferReader {
 using Reader = FrameBufferReader;
 
 const StatementTable<Reader>& items() {
+    // clang-format off
     static const StatementTable<Reader> table = {
         {"datatype", [](Reader& r) { r.readType(); }},
         {"filetype", [](Reader& r) { r.buffer.filetype = r.in.readName("a file format"); }},
@@ -89,6 +102,7 @@ const StatementTable<Reader>& items() {
         {"useprimary", [](Reader& r) { r.ignore(&Cursor::readBoolean); }},
         {"useopacity", [](Reader& r) { r.ignore(&Cursor::readBoolean); }},
     };
+    // clang-format on
     return table;
 }
 

@@ -119,8 +119,8 @@ bool isConnectable(const Parameter& parameter, const Parameter& result) {
                std::equal(parameter.members.begin(), parameter.members.end(), result.members.begin(), fits);
     }
     if (parameter.type == result.type || (isWord(parameter.type) && isWord(result.type))) return true;
-    return result.type == miTYPE_STRUCT && !result.members.empty() &&
-           !result.members.front().isArray && isConnectable(parameter, result.members.front());
+    return result.type == miTYPE_STRUCT && !result.members.empty() && !result.members.front().isArray &&
+           isConnectable(parameter, result.members.front());
 }
 
 ConnectedShader findConnected(SceneContext& scene, const std::string& name) {

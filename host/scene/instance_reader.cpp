@@ -39,8 +39,8 @@ struct InstanceReader {
 
     void readTransform();
     void readMotion();
-    void setFlag(int InstanceDetail::*flag, miUint1 miInstance::*byte, int value);
-    void readFlag(int InstanceDetail::*flag, miUint1 miInstance::*byte);
+    void setFlag(int InstanceDetail::* flag, miUint1 miInstance::* byte, int value);
+    void readFlag(int InstanceDetail::* flag, miUint1 miInstance::* byte);
     void readTrace();
     void readVisible();
     void readFace();
@@ -58,6 +58,7 @@ using D = InstanceDetail;
 using I = miInstance;
 
 const StatementTable<Reader>& statements() {
+    // clang-format off
     static const StatementTable<Reader> table = {
         {"transform", [](Reader& r) { r.readTransform(); }},
         {"motion", [](Reader& r) { r.readMotion(); }},
@@ -84,6 +85,7 @@ const StatementTable<Reader>& statements() {
         {"data", [](Reader& r) { readDataStatement(r.scene, r.instance.userdata); }},
         {"attribute", [](Reader& r) { skipAttribute(r.scene); }},
     };
+    // clang-format on
     return table;
 }
 
@@ -157,12 +159,12 @@ void InstanceReader::readMotion() {
     std::copy_n(matrix, 16, instance.motion_transform);
 }
 
-void InstanceReader::setFlag(int InstanceDetail::*flag, miUint1 miInstance::*byte, int value) {
+void InstanceReader::setFlag(int InstanceDetail::* flag, miUint1 miInstance::* byte, int value) {
     detail.*flag = value;
     instance.*byte = static_cast<miUint1>(value);
 }
 
-void InstanceReader::readFlag(int InstanceDetail::*flag, miUint1 miInstance::*byte) {
+void InstanceReader::readFlag(int InstanceDetail::* flag, miUint1 miInstance::* byte) {
     // What no longer casts shadows (4) still receives them (2).
     const int off = flag == &D::shadow ? 6 : kInstanceFlagOff;
     setFlag(flag, byte, readTraceFlag(in, off));

@@ -61,8 +61,9 @@ struct LightReader {
     void readProfile() {
         const Place place = in.place();
         light.lightprofile = scene.readReference({miSCENE_LIGHTPROFILE}, "a light profile");
-        scene.problems.unsupported(place, "the light profile of a light element is not applied: give it to a parameter "
-                                          "of the light's shader");
+        scene.problems.unsupported(place,
+                                   "the light profile of a light element is not applied: give it to a parameter "
+                                   "of the light's shader");
     }
 
     void readEnergy() {
@@ -150,6 +151,7 @@ struct LightReader {
 using Reader = LightReader;
 
 const StatementTable<Reader>& statements() {
+    // clang-format off
     static const StatementTable<Reader> table = {
         {"origin", [](Reader& r) { r.light.origin = r.in.readVector(); r.hasOrigin = true; }},
         {"direction", [](Reader& r) { r.readDirection(); }},
@@ -173,10 +175,12 @@ const StatementTable<Reader>& statements() {
         {"data", [](Reader& r) { readDataStatement(r.scene, r.light.userdata); }},
         {"attribute", [](Reader& r) { skipAttribute(r.scene); }},
     };
+    // clang-format on
     return table;
 }
 
 const StatementTable<Reader>& shadowmapStatements() {
+    // clang-format off
     static const StatementTable<Reader> table = {
         {"detail", [](Reader& r) {
             r.light.shmap.type = 1;
@@ -202,6 +206,7 @@ const StatementTable<Reader>& shadowmapStatements() {
         {"trace", [](Reader& r) { r.in.readBoolean(); }},
         {"window", [](Reader& r) { r.in.readFloats(4); }},
     };
+    // clang-format on
     return table;
 }
 

@@ -32,7 +32,8 @@ bool scanFormerNotation(const char*& at, const char* end, bool negative, Token& 
     if (word != "INF" && word != "IND" && word != "QNA" && word != "SNA") return false;
     token.number = notFinite(word == "INF" ? "inf" : "nan");
     if (negative) token.number = -token.number;
-    for (++at; at != end && (isDigit(*at) || (*at >= 'A' && *at <= 'Z')); ++at) {}
+    for (++at; at != end && (isDigit(*at) || (*at >= 'A' && *at <= 'Z')); ++at) {
+    }
     return true;
 }
 

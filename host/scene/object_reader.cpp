@@ -98,6 +98,7 @@ struct ObjectReader {
 using Reader = ObjectReader;
 
 const StatementTable<Reader>& statements() {
+    // clang-format off
     static const StatementTable<Reader> table = {
         {"visible", [](Reader& r) { r.object.visible = r.in.readFlag(); }},
         {"shadow", [](Reader& r) { r.object.shadow = r.readFlag(); }},
@@ -134,6 +135,7 @@ const StatementTable<Reader>& statements() {
         {"intersection", [](Reader& r) { r.leaveOut("an intersection shader"); readShaderList(r.scene); }},
         {"approximate", [](Reader& r) { skipApproximation(r.scene); }},
     };
+    // clang-format on
     return table;
 }
 

@@ -115,8 +115,8 @@ void OptionsReader::readFilter() {
         char code;
         float width;
     };
-    static constexpr Kind kKinds[] = {{"box", 'b', 1},      {"triangle", 't', 2}, {"gauss", 'g', 3},
-                                      {"mitchell", 'm', 4}, {"lanczos", 'l', 4}};
+    static constexpr Kind kKinds[] = {
+        {"box", 'b', 1}, {"triangle", 't', 2}, {"gauss", 'g', 3}, {"mitchell", 'm', 4}, {"lanczos", 'l', 4}};
     const bool clips = in.accept("clip");
     const auto* kind = std::find_if(std::begin(kKinds), std::end(kKinds), [&](const Kind& k) { return in.at(k.word); });
     if (kind == std::end(kKinds)) in.fail("box, triangle, gauss, mitchell or lanczos");

@@ -38,6 +38,7 @@ void skipDiagnostic(Reader& r) {
 }  // namespace
 
 const StatementTable<OptionsReader>& optionStatements() {
+    // clang-format off
     static const StatementTable<OptionsReader> table = {
         {"samples", [](Reader& r) { r.readSamples(); }},
         {"shading", [](Reader& r) { r.in.expect("samples"); r.options.rast_shading_samples = r.in.readFloat(); }},
@@ -96,6 +97,7 @@ const StatementTable<OptionsReader>& optionStatements() {
         {"data", [](Reader& r) { readDataStatement(r.scene, r.options.userdata); }},
         {"attribute", [](Reader& r) { readOptionAttribute(r.scene, r.strings); }},
     };
+    // clang-format on
     return table;
 }
 
@@ -229,7 +231,8 @@ void OptionsReader::readFinalgatherFiles() {
         names.push_back(scene.readFileName());
     }
     detail.gatherFiles = std::move(names);
-    options.finalgather_file = detail.gatherFiles.empty() ? miNULLTAG : scene.database.addString(detail.gatherFiles.front());
+    options.finalgather_file =
+        detail.gatherFiles.empty() ? miNULLTAG : scene.database.addString(detail.gatherFiles.front());
 }
 
 void OptionsReader::switchFinalgather(int mode, bool only) {
@@ -239,6 +242,7 @@ void OptionsReader::switchFinalgather(int mode, bool only) {
 
 void OptionsReader::readFinalgather() {
     using Setting = void (*)(Reader&);
+    // clang-format off
     static const StatementTable<OptionsReader> settings = {
         {"accuracy", [](Reader& r) {
             r.options.finalgather_view = r.in.accept("view");
@@ -261,6 +265,7 @@ void OptionsReader::readFinalgather() {
         {"fastlookup", [](Reader& r) { r.switchFinalgather('f'); }},
         {"only", [](Reader& r) { r.switchFinalgather(miTRUE, true); }},
     };
+    // clang-format on
     if (const Setting setting = settings.find(in.current())) {
         in.advance();
         return setting(*this);

@@ -75,8 +75,8 @@ void ParameterBlock::copyFrom(const ParameterBlock& other, std::size_t at) {
     hasConnections_ = hasConnections_ || other.hasConnections_;
 }
 
-void ParameterBlock::takeRecord(const std::vector<Parameter>& parameters, std::size_t base,
-                                const ParameterBlock& other, std::size_t otherBase) {
+void ParameterBlock::takeRecord(const std::vector<Parameter>& parameters, std::size_t base, const ParameterBlock& other,
+                                std::size_t otherBase) {
     for (const Parameter& parameter : parameters) {
         if (!parameter.isArray) {
             takeElement(parameter, base + parameter.elementOffset, other, otherBase + parameter.elementOffset);

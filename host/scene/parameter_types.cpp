@@ -11,14 +11,12 @@ namespace {
 
 const std::unordered_map<std::string_view, miParam_type>& typesByWord() {
     static const std::unordered_map<std::string_view, miParam_type> types = {
-        {"boolean", miTYPE_BOOLEAN},   {"integer", miTYPE_INTEGER},
-        {"scalar", miTYPE_SCALAR},     {"string", miTYPE_STRING},
-        {"color", miTYPE_COLOR},       {"vector", miTYPE_VECTOR},
-        {"transform", miTYPE_TRANSFORM}, {"shader", miTYPE_SHADER},
-        {"light", miTYPE_LIGHT},       {"material", miTYPE_MATERIAL},
-        {"geometry", miTYPE_GEOMETRY}, {"lightprofile", miTYPE_LIGHTPROFILE},
-        {"spectrum", miTYPE_SPECTRUM}, {"data", miTYPE_DATA},
-        {"struct", miTYPE_STRUCT},     {"texture", miTYPE_TEX},
+        {"boolean", miTYPE_BOOLEAN},     {"integer", miTYPE_INTEGER},   {"scalar", miTYPE_SCALAR},
+        {"string", miTYPE_STRING},       {"color", miTYPE_COLOR},       {"vector", miTYPE_VECTOR},
+        {"transform", miTYPE_TRANSFORM}, {"shader", miTYPE_SHADER},     {"light", miTYPE_LIGHT},
+        {"material", miTYPE_MATERIAL},   {"geometry", miTYPE_GEOMETRY}, {"lightprofile", miTYPE_LIGHTPROFILE},
+        {"spectrum", miTYPE_SPECTRUM},   {"data", miTYPE_DATA},         {"struct", miTYPE_STRUCT},
+        {"texture", miTYPE_TEX},
     };
     return types;
 }
@@ -29,8 +27,8 @@ miParam_type textureOf(miParam_type type) {
 }
 
 miParam_type readType(Cursor& in) {
-    const auto known = in.current().kind == TokenKind::Symbol ? typesByWord().find(in.current().text)
-                                                              : typesByWord().end();
+    const auto known =
+        in.current().kind == TokenKind::Symbol ? typesByWord().find(in.current().text) : typesByWord().end();
     if (known == typesByWord().end()) in.fail("a parameter type");
     in.advance();
     const miParam_type type = known->second;

@@ -179,12 +179,12 @@ void ParameterReader::readConnection(const Parameter& parameter, std::size_t at)
     const ConnectedShader source = readConnectedShader(scene_);
     if (source.tag == miNULLTAG) return;  // has been reported
     if (!connectable_)
-        return scene_.problems.error(place, fmt::format("parameter \"{}\" of {} cannot be connected to a shader",
-                                                        parameter.name, owner_));
+        return scene_.problems.error(
+            place, fmt::format("parameter \"{}\" of {} cannot be connected to a shader", parameter.name, owner_));
     if (!isConnectable(parameter, source.result))
         return scene_.problems.error(place, fmt::format("parameter \"{}\" of {} has the type {}, the shader \"{}\" "
-                                                        "returns {}", parameter.name, owner_,
-                                                        nameOfType(parameter.type), source.name,
+                                                        "returns {}",
+                                                        parameter.name, owner_, nameOfType(parameter.type), source.name,
                                                         nameOfType(source.result.type)));
     block_.connect(at, source.tag);
 }

@@ -15,8 +15,8 @@ void readRender(SceneContext& scene) {
     command.cameraInstance = scene.readReference({miSCENE_INSTANCE}, "a camera instance");
     if (const auto* instance = scene.database.as<miInstance>(command.cameraInstance, miSCENE_INSTANCE))
         if (scene.database.type(instance->item) != miSCENE_CAMERA)
-            scene.problems.error(place, fmt::format("instance \"{}\" places no camera",
-                                                    scene.database.name(command.cameraInstance)));
+            scene.problems.error(
+                place, fmt::format("instance \"{}\" places no camera", scene.database.name(command.cameraInstance)));
     command.options = scene.readReference({miSCENE_OPTIONS}, "options");
     if (scene.problems.errors() > 0)
         return scene.problems.warning(place, "nothing is rendered because of the errors above");

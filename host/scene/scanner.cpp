@@ -121,8 +121,8 @@ void Scanner::scanString(Token& token) {
 }
 
 void Scanner::scanBytes(Token& token) {
-    const auto* closing = static_cast<const char*>(
-        std::memchr(cursor_ + 1, '\'', static_cast<std::size_t>(end_ - cursor_ - 1)));
+    const auto* closing =
+        static_cast<const char*>(std::memchr(cursor_ + 1, '\'', static_cast<std::size_t>(end_ - cursor_ - 1)));
     token.kind = TokenKind::Bytes;
     if (!closing) token.complaint = "found the end of the file, expected the closing quote of a byte string";
     token.text = std::string_view(cursor_ + 1, closing ? closing : end_);

@@ -12,10 +12,10 @@ namespace {
 
 bool isApproximationWord(const Token& token) {
     static const std::unordered_set<std::string_view> words = {
-        "surface", "subdivision", "ccmesh", "displace", "curve",      "space",   "trim",      "trilist", "view",
-        "offscreen", "any",     "tree",    "grid",     "delaunay",    "fine",    "nosmoothing", "regular", "parametric",
-        "length",  "distance",  "angle",   "spatial",  "curvature",   "sharp",   "grading",   "implicit", "max",
-        "samples"};
+        "surface", "subdivision", "ccmesh",    "displace",   "curve",    "space",    "trim",
+        "trilist", "view",        "offscreen", "any",        "tree",     "grid",     "delaunay",
+        "fine",    "nosmoothing", "regular",   "parametric", "length",   "distance", "angle",
+        "spatial", "curvature",   "sharp",     "grading",    "implicit", "max",      "samples"};
     return token.kind == TokenKind::Symbol && words.contains(token.text);
 }
 

@@ -8,9 +8,9 @@
 namespace lumorender {
 
 enum class TokenKind : std::uint8_t {
-    End,          ///< of the text
-    Symbol,       ///< bare word: a keyword or an unquoted name
-    String,       ///< quoted
+    End,     ///< of the text
+    Symbol,  ///< bare word: a keyword or an unquoted name
+    String,  ///< quoted
     Integer,
     Float,
     Bytes,        ///< hexadecimal digits between single quotes

@@ -192,8 +192,8 @@ void TrilistReader::addTriangle(const std::uint32_t (&corners)[3], const Place& 
     const auto first = static_cast<std::uint32_t>(group_.corners.size());
     for (const std::uint32_t corner : corners) {
         if (corner >= group_.vertices.size())
-            throw SyntaxError{place, fmt::format("found vertex number {}, expected less than {}", corner,
-                                                 group_.vertices.size())};
+            throw SyntaxError{
+                place, fmt::format("found vertex number {}, expected less than {}", corner, group_.vertices.size())};
         group_.corners.push_back(static_cast<int>(corner));
     }
     group_.polygons.push_back({first, 3, material_, label_, true});

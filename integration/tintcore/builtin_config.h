@@ -57,4 +57,4 @@ colorspaces:
         - !<BuiltinTransform> {style: DISPLAY - CIE-XYZ-D65_to_sRGB}
 )";
 
-} // namespace TintCore
+}  // namespace TintCore

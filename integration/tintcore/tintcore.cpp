@@ -29,30 +29,25 @@ namespace {
 /* Four floats per pixel, the only format there is so far. */
 constexpr PixelFormat kFourFloats{0x2001f};
 
-ocio::ConstConfigRcPtr readConfig()
-{
+ocio::ConstConfigRcPtr readConfig() {
     const char* file = std::getenv("OCIO");
-    if (file && *file)
-        return ocio::Config::CreateFromFile(file);
+    if (file && *file) return ocio::Config::CreateFromFile(file);
     std::istringstream text(kBuiltinConfig);
     return ocio::Config::CreateFromStream(text);
 }
 
 /* A configuration that cannot be read throws, each time. */
-const ocio::ConstConfigRcPtr& config()
-{
+const ocio::ConstConfigRcPtr& config() {
     static const ocio::ConstConfigRcPtr config = readConfig();
     return config;
 }
 
-std::string trimmed(std::string_view text)
-{
+std::string trimmed(std::string_view text) {
     const std::size_t first = text.find_first_not_of(' ');
     return first == text.npos ? std::string() : std::string(text.substr(first, text.find_last_not_of(' ') + 1 - first));
 }
 
-ocio::ConstTransformRcPtr lookTransform(const ocio::ConstLookRcPtr& look)
-{
+ocio::ConstTransformRcPtr lookTransform(const ocio::ConstLookRcPtr& look) {
     const auto transform = ocio::LookTransform::Create();
     transform->setSrc(look->getProcessSpace());
     transform->setDst(look->getProcessSpace());
@@ -61,24 +56,19 @@ ocio::ConstTransformRcPtr lookTransform(const ocio::ConstLookRcPtr& look)
 }
 
 /* A named transform may be given by its inverse alone. */
-ocio::ConstProcessorRcPtr namedProcessor(const ocio::NamedTransform& named)
-{
-    if (const auto forward = named.getTransform(ocio::TRANSFORM_DIR_FORWARD))
-        return config()->getProcessor(forward);
+ocio::ConstProcessorRcPtr namedProcessor(const ocio::NamedTransform& named) {
+    if (const auto forward = named.getTransform(ocio::TRANSFORM_DIR_FORWARD)) return config()->getProcessor(forward);
     return config()->getProcessor(named.getTransform(ocio::TRANSFORM_DIR_INVERSE), ocio::TRANSFORM_DIR_INVERSE);
 }
 
-ocio::ConstProcessorRcPtr processorOf(const std::string& name)
-{
+ocio::ConstProcessorRcPtr processorOf(const std::string& name) {
     constexpr std::string_view kArrow = "->";
     const std::size_t arrow = name.find(kArrow);
     if (arrow != name.npos)
         return config()->getProcessor(trimmed(std::string_view(name).substr(0, arrow)).c_str(),
                                       trimmed(std::string_view(name).substr(arrow + kArrow.size())).c_str());
-    if (const auto named = config()->getNamedTransform(name.c_str()))
-        return namedProcessor(*named);
-    if (const auto look = config()->getLook(name.c_str()))
-        return config()->getProcessor(lookTransform(look));
+    if (const auto named = config()->getNamedTransform(name.c_str())) return namedProcessor(*named);
+    if (const auto look = config()->getLook(name.c_str())) return config()->getProcessor(lookTransform(look));
     if (!std::filesystem::is_regular_file(name))
         throw ocio::Exception(
             ("'" + name + "' is no pair of color spaces (a -> b), named transform, look or LUT file.").c_str());
@@ -90,8 +80,7 @@ ocio::ConstProcessorRcPtr processorOf(const std::string& name)
 
 /* Runs code that throws, and tells what it threw. */
 template <class Code>
-TintStatus statusOf(Code&& code)
-{
+TintStatus statusOf(Code&& code) {
     try {
         code();
         return {};
@@ -106,12 +95,10 @@ TintStatus statusOf(Code&& code)
 class ProcessorTransform : public Transform {
 public:
     explicit ProcessorTransform(ocio::ConstProcessorRcPtr processor)
-        : processor_(std::move(processor)), pixels_(processor_->getOptimizedCPUProcessor(ocio::OPTIMIZATION_LOSSLESS))
-    {
-    }
+        : processor_(std::move(processor)),
+          pixels_(processor_->getOptimizedCPUProcessor(ocio::OPTIMIZATION_LOSSLESS)) {}
 
-    TintStatus apply(const void* source, const ROI& region, void* destination) const override
-    {
+    TintStatus apply(const void* source, const ROI& region, void* destination) const override {
         return statusOf([&] {
             const auto describe = [&](const void* pixels) {
                 return ocio::PackedImageDesc(const_cast<void*>(pixels), region.width(), region.height(),
@@ -133,12 +120,10 @@ private:
 /* By name. */
 class Transforms {
 public:
-    TransformPtr find(const std::string& name)
-    {
+    TransformPtr find(const std::string& name) {
         const std::lock_guard lock(mutex_);
         const auto found = transforms_.find(name);
-        if (found != transforms_.end())
-            return found->second;
+        if (found != transforms_.end()) return found->second;
         return transforms_[name] = TransformPtr(std::make_shared<const ProcessorTransform>(processorOf(name)));
     }
 
@@ -147,29 +132,25 @@ private:
     std::map<std::string, TransformPtr> transforms_;
 };
 
-Transforms& transforms()
-{
+Transforms& transforms() {
     static Transforms all;
     return all;
 }
 
-} // namespace
+}  // namespace
 
-TintStatus TransformCache::getTransform(const char* name, TransformPtr& result)
-{
+TintStatus TransformCache::getTransform(const char* name, TransformPtr& result) {
     return statusOf([&] { result = transforms().find(name); });
 }
 
 /* Transforms are final as they are; the flags are for libraries that choose between several ways. */
 TintStatus finalize(const TransformPtr& transform, PixelFormat source, PixelFormat destination, OptimizerFlags,
-                    ResolveFlags, TransformPtr& result)
-{
-    if (!transform.get())
-        return TintStatus("There is no transform to finalize.");
+                    ResolveFlags, TransformPtr& result) {
+    if (!transform.get()) return TintStatus("There is no transform to finalize.");
     if (source != kFourFloats || destination != kFourFloats)
         return TintStatus("Only pixels of four floats can be transformed.");
     result = transform;
     return {};
 }
 
-} // namespace TintCore
+}  // namespace TintCore

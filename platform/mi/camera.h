@@ -28,13 +28,13 @@ struct miCamera {
     int frame;
     miScalar frame_time;
     int spare2;
-    miScalar x_offset;  /* of the film, in pixels */
+    miScalar x_offset; /* of the film, in pixels */
     miScalar y_offset;
-    miTag userdata;     /* first user data block */
+    miTag userdata; /* first user data block */
     miTag pass;
     miUint spare3[2];
     miBoolean pass_mask;
-    miTag buffertag;    /* frame-buffer object, see the C++ interface */
+    miTag buffertag; /* frame-buffer object, see the C++ interface */
     miCamera_stereo stereo;
     miScalar eye_separation;
     miTag filter;

@@ -37,9 +37,9 @@ typedef enum miRay_type {
 } miRay_type;
 
 #define miRAY_PRIMARY(type) ((type) == miRAY_EYE)
-#define miRAY_SECONDARY(type)                                                                                \
+#define miRAY_SECONDARY(type) \
     (((type) >= miRAY_TRANSPARENT && (type) <= miRAY_NONE) || (type) == miRAY_FINALGATHER || (type) == miRAY_HULL)
-#define miRAY_PHOTON(type)                                                                                   \
+#define miRAY_PHOTON(type)                                                                                      \
     (((type) >= miPHOTON_ABSORB && (type) <= miPHOTON_TRANSMIT_DIFFUSE) || (type) == miPHOTON_SCATTER_VOLUME || \
      (type) == miPHOTON_TRANSPARENT || (type) == miPHOTON_EMIT_GLOBILLUM || (type) == miPHOTON_EMIT_CAUSTIC ||  \
      (type) == miPHOTON_HULL)
@@ -124,12 +124,12 @@ typedef enum miScene_types {
 /* What the renderer is busy with: bits of the answer of miQ_STAGE. */
 typedef enum miStage {
     miSTAGE_UNKNOWN = 0,
-    miSTAGE_TILE = 1,                 /* the picture itself */
-    miSTAGE_FINALGATHER = 2,          /* precomputation of final-gather points */
-    miSTAGE_AMBOCCL = 4,              /* precomputation of ambient occlusion */
-    miSTAGE_CAUSTIC = 8,              /* photon emission, caustics */
-    miSTAGE_GLOBILLUM = 16,           /* photon emission, global illumination */
-    miSTAGE_PHOTON = 24,              /* both emissions at once */
+    miSTAGE_TILE = 1,        /* the picture itself */
+    miSTAGE_FINALGATHER = 2, /* precomputation of final-gather points */
+    miSTAGE_AMBOCCL = 4,     /* precomputation of ambient occlusion */
+    miSTAGE_CAUSTIC = 8,     /* photon emission, caustics */
+    miSTAGE_GLOBILLUM = 16,  /* photon emission, global illumination */
+    miSTAGE_PHOTON = 24,     /* both emissions at once */
     miSTAGE_IMPORTON = 32,
     miSTAGE_LIGHTMAP = 64,
     miSTAGE_IRRADIANCE_PARTICLES = 128
@@ -137,17 +137,17 @@ typedef enum miStage {
 
 /* Occasion on which a state shader is called: miState_shader_arg.operation. */
 typedef enum miState_shader_op {
-    miSTATE_SHADER_STATE_INIT = 0,   /* a state begins to serve samples, for instance those of a tile */
+    miSTATE_SHADER_STATE_INIT = 0, /* a state begins to serve samples, for instance those of a tile */
     miSTATE_SHADER_STATE_EXIT = 1,
-    miSTATE_SHADER_SAMPLE_INIT = 2,  /* before a primary shader call */
-    miSTATE_SHADER_SAMPLE_EXIT = 3   /* right after it, with the same result pointer */
+    miSTATE_SHADER_SAMPLE_INIT = 2, /* before a primary shader call */
+    miSTATE_SHADER_SAMPLE_EXIT = 3  /* right after it, with the same result pointer */
 } miState_shader_op;
 
 /* How long an entry made by mi_shaderstate_set lives. */
 typedef enum miSs_lifetime {
-    miSS_LIFETIME_RAY = 0,     /* for the sub-rays of this state only */
-    miSS_LIFETIME_EYERAY = 1,  /* for the whole tree of the eye ray */
-    miSS_LIFETIME_RECT = 2     /* for all samples of the rectangle */
+    miSS_LIFETIME_RAY = 0,    /* for the sub-rays of this state only */
+    miSS_LIFETIME_EYERAY = 1, /* for the whole tree of the eye ray */
+    miSS_LIFETIME_RECT = 2    /* for all samples of the rectangle */
 } miSs_lifetime;
 
 /* Visibility bits of instances and objects, and the mask of miAmboccl_options.flags. */

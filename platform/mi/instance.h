@@ -18,19 +18,19 @@ typedef struct miTransform {
 typedef struct miInstance {
     miTransform tf;
     miMatrix motion_transform;
-    miTag item;           /* what is placed */
-    miTag material;       /* inherited by what is below */
+    miTag item;     /* what is placed */
+    miTag material; /* inherited by what is below */
     miTag parent;
     miTag boxes;
     miTag next;
     miTag prev;
     int mtl_array_size;
     miTag light_obj_ring;
-    miTag userdata;       /* first user data block */
+    miTag userdata; /* first user data block */
     miUint label;
     miTag geogroup;
 
-    miUint1 off;          /* hidden */
+    miUint1 off; /* hidden */
     miUint1 gen_motion;
     miUint1 visible;
     miUint1 shadow;
@@ -50,12 +50,12 @@ typedef struct miInstance {
     miUint1 approx_override;
     miUint1 spare2;
     miUint1 shadowmap;
-    miUint1 exclusive;    /* the light list names the lights that do not apply */
+    miUint1 exclusive; /* the light list names the lights that do not apply */
     miTag light_list;
     miUint1 finalgather_force;
     miUint1 spare1;
     miUint1 builtin;
-    miUint1 shadow_excl;  /* same for the shadow list */
+    miUint1 shadow_excl; /* same for the shadow list */
     miTag shadow_list;
     miScalar shading_samples;
     miScalar sample_limits[2];
@@ -64,6 +64,6 @@ typedef struct miInstance {
 
     /* parameters that are inherited down the scene graph */
     miTag param_decl;
-    int param_size;       /* bytes */
-    char param[8];        /* longer than declared */
+    int param_size; /* bytes */
+    char param[8];  /* longer than declared */
 } miInstance;

@@ -40,7 +40,7 @@ typedef struct miLight_shmap {
 typedef struct miLight {
     miLight_type type;
     miLight_area area;
-    miScalar exponent;       /* of the photons' fall-off with distance */
+    miScalar exponent; /* of the photons' fall-off with distance */
 
     /* photons */
     miUint caustic_store_photons;
@@ -51,7 +51,7 @@ typedef struct miLight {
 
     miVector origin;
     miVector direction;
-    miScalar spread;         /* cosine of the spot's half angle */
+    miScalar spread; /* cosine of the spot's half angle */
 
     /* area lights; the low counts serve rays deeper than low_level */
     miLight_primitive primitive;
@@ -70,13 +70,13 @@ typedef struct miLight {
     miScalar shadowmap_softness;
     int shadowmap_samples;
 
-    miBoolean visible;       /* area lights: seen by rays */
+    miBoolean visible; /* area lights: seen by rays */
     miUint label;
-    miTag userdata;          /* first user data block */
+    miTag userdata; /* first user data block */
     miUint caustic_emit;
     miUint global_emit;
     miTag spare;
-    short h_min, h_max;      /* window of the shadow map */
+    short h_min, h_max; /* window of the shadow map */
     short v_min, v_max;
     miTag emitter_spectrum;
     miScalar shadowmap_bias;

@@ -25,22 +25,19 @@ namespace shader_v3 {
 class LightIterator {
 public:
     /* The lights of the instance that is being shaded. */
-    explicit LightIterator(miState *state) : state_(state) { take_instance_lights(); }
+    explicit LightIterator(miState* state) : state_(state) { take_instance_lights(); }
 
     /* Light instances of the shader's own; those of the instance where there are none. The list is not copied. */
-    LightIterator(miState *state, const miTag *lights, int count) : state_(state), light_(lights), left_(count)
-    {
-        if (!lights || count <= 0)
-            take_instance_lights();
+    LightIterator(miState* state, const miTag* lights, int count) : state_(state), light_(lights), left_(count) {
+        if (!lights || count <= 0) take_instance_lights();
     }
 
-    LightIterator *operator->() { return this; }
-    const LightIterator *operator->() const { return this; }
+    LightIterator* operator->() { return this; }
+    const LightIterator* operator->() const { return this; }
 
     bool at_end() const { return left_ <= 0; }
 
-    LightIterator &operator++()
-    {
+    LightIterator& operator++() {
         ++light_;
         --left_;
         samples_ = 0;
@@ -55,22 +52,21 @@ public:
     int get_number_of_samples() const { return samples_; }
 
     /* Of the latest sample. The direction leads towards the light. */
-    void get_contribution(miColor *color) const { *color = color_; }
+    void get_contribution(miColor* color) const { *color = color_; }
     miVector get_direction() const { return dir_; }
     miScalar get_dot_nl() const { return dot_nl_; }
 
 private:
-    void take_instance_lights()
-    {
-        miTag *lights = 0;
+    void take_instance_lights() {
+        miTag* lights = 0;
         int count = 0;
         mi_instance_lightlist(&count, &lights, state_);
         light_ = lights;
         left_ = count;
     }
 
-    miState *state_;
-    const miTag *light_ = 0;
+    miState* state_;
+    const miTag* light_ = 0;
     int left_ = 0;
     int samples_ = 0;
     miColor color_ = {0, 0, 0, 0};

@@ -5,7 +5,7 @@
 
 /* Each tag names a function, or the first of a list of functions; 0 = none. */
 typedef struct miMaterial {
-    miBoolean opaque;  /* shadow rays need no shader call to know the surface blocks them */
+    miBoolean opaque; /* shadow rays need no shader call to know the surface blocks them */
     miTag shader;
     miTag displace;
     miTag shadow;

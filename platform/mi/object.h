@@ -31,7 +31,7 @@ typedef struct miObject {
     int mtl_is_label;
     miScalar maxdisplace;
     miUint spare_4;
-    miTag userdata;       /* first user data block */
+    miTag userdata; /* first user data block */
     miUint label;
 
     /* bounding box in object space, now and moved by the motion vectors */
@@ -53,5 +53,5 @@ typedef struct miObject {
     miUint tri_est;
     miUint spare[1];
     miTag vertex_info;
-    miPointer geometry;   /* where the part that depends on the type begins */
+    miPointer geometry; /* where the part that depends on the type begins */
 } miObject;

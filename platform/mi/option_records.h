@@ -6,51 +6,50 @@
 
 /* Settings of mi_compute_avg_radiance. */
 typedef struct miIrrad_options {
-    miUint size;                   /* bytes of this record */
+    miUint size; /* bytes of this record */
     int finalgather_rays;
     miScalar finalgather_maxradius;
     miScalar finalgather_minradius;
-    miUint1 finalgather_view;      /* radii are in pixels */
+    miUint1 finalgather_view; /* radii are in pixels */
     miUint1 finalgather_filter;
     miUint1 padding[2];
-    int globillum_accuracy;        /* photons per look-up */
+    int globillum_accuracy; /* photons per look-up */
     miScalar globillum_radius;
     int caustic_accuracy;
     miScalar caustic_radius;
     miUint finalgather_points;
-    miScalar importance;           /* -1: as the state says */
+    miScalar importance; /* -1: as the state says */
     miUint id;
-    miUint finalgather_force;      /* 0 as instance and object say, 1 on, 2 off */
+    miUint finalgather_force; /* 0 as instance and object say, 1 on, 2 off */
     miUint finalgather_points_test;
 } miIrrad_options;
 
 /* Settings of mi_ambient_occlusion; a negative value leaves the choice to the render options. */
 typedef struct miAmboccl_options {
-    miUint size;                   /* bytes of this record */
+    miUint size; /* bytes of this record */
     int rays;
-    miVector axis;                 /* of the cone of rays, unit length, internal space */
-    miScalar spread;               /* cosine of the cone's half angle */
+    miVector axis;   /* of the cone of rays, unit length, internal space */
+    miScalar spread; /* cosine of the cone's half angle */
     miScalar spread_exp;
     miScalar mindist;
     miScalar maxdist;
     int cache_points;
-    int flags;                     /* miTrace_flag bits, of which occluders must have one */
+    int flags; /* miTrace_flag bits, of which occluders must have one */
     miScalar falloff;
 } miAmboccl_options;
 
 /* Settings of mi_lookup_filter_color_texture. */
 typedef struct miTexfilter {
-    miScalar eccmax;               /* longest by shortest axis of the footprint */
-    miScalar max_minor;            /* limit of the shortest half axis, in texels of the pyramid level that is read */
-    miScalar circle_radius;        /* in pixels: 0.5 is as wide as one */
+    miScalar eccmax;        /* longest by shortest axis of the footprint */
+    miScalar max_minor;     /* limit of the shortest half axis, in texels of the pyramid level that is read */
+    miScalar circle_radius; /* in pixels: 0.5 is as wide as one */
     miBoolean bilinear;
     miScalar spare[10];
 } miTexfilter;
 
 /* Takes the settings of the render options over into the record. */
-miINLINE void miIrradDefaults(miIrrad_options *irrad, const miState *state)
-{
-    const miOptions *options = state->options;
+miINLINE void miIrradDefaults(miIrrad_options* irrad, const miState* state) {
+    const miOptions* options = state->options;
     irrad->size = (miUint)sizeof *irrad;
     irrad->finalgather_rays = options->finalgather_rays;
     irrad->finalgather_maxradius = options->finalgather_maxradius;
@@ -70,8 +69,7 @@ miINLINE void miIrradDefaults(miIrrad_options *irrad, const miState *state)
 }
 
 /* Around the shading normal, everything else as the render options say. */
-miINLINE void miAmbocclDefaults(miAmboccl_options *amboccl, const miState *state)
-{
+miINLINE void miAmbocclDefaults(miAmboccl_options* amboccl, const miState* state) {
     amboccl->size = (miUint)sizeof *amboccl;
     amboccl->rays = -1;
     amboccl->axis = state->normal;

@@ -23,8 +23,8 @@
 #define miFALSE 0
 #define miTRUE 1
 
-typedef int miBoolean;             /* truth value in records and parameters: 4 bytes */
-typedef unsigned char miCBoolean;  /* truth value packed into one byte */
+typedef int miBoolean;            /* truth value in records and parameters: 4 bytes */
+typedef unsigned char miCBoolean; /* truth value packed into one byte */
 typedef unsigned char miUchar;
 typedef unsigned char miUint1;
 typedef signed char miSchar;
@@ -38,7 +38,7 @@ typedef int miSint4;
 typedef unsigned int miUint;
 typedef unsigned int miUint4;
 typedef unsigned int miGeoIndex;
-typedef unsigned int miTag;  /* handle of a database element */
+typedef unsigned int miTag; /* handle of a database element */
 typedef float miScalar;
 typedef double miGeoScalar;
 typedef int miThreadID;
@@ -80,13 +80,13 @@ typedef struct miGeoRange {
 typedef miScalar miMatrix[16];
 
 typedef union miPointer {
-    void *p;
+    void* p;
     miUint4 i[2];
 } miPointer;
 
 /* Handle of a lock that the renderer owns; small enough to go by value. */
 typedef union miLock {
-    struct miLock_s *ptr;
+    struct miLock_s* ptr;
     int i[2];
 } miLock;
 
@@ -114,10 +114,10 @@ typedef struct miFunction miFunction;
 #define miMAX_GEOINDEX 0xfffffffeu
 
 #define miNULLTAG 0u
-#define miNOLIGHTS 0xffffffffu  /* light list that means: no light at all */
+#define miNOLIGHTS 0xffffffffu /* light list that means: no light at all */
 #define miGHOSTTAG 0xffffffffu
-#define miPARAMTAG 0xfffffffeu  /* ghost of a parameter that is set directly, without a connection */
+#define miPARAMTAG 0xfffffffeu /* ghost of a parameter that is set directly, without a connection */
 
 /* Sizes of the per-hit lists in the state. */
 #define miMAX_TEXTURE_SPACES 64
-#define miDERIVATIVES 5  /* in the order du, dv, duu, dvv, duv */
+#define miDERIVATIVES 5 /* in the order du, dv, duu, dvv, duv */

@@ -10,19 +10,16 @@ namespace {
 
 using twin::renderer;
 
-int occurrences(const std::string& text, const std::string& part)
-{
+int occurrences(const std::string& text, const std::string& part) {
     int count = 0;
-    for (std::size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1))
-        ++count;
+    for (std::size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) ++count;
     return count;
 }
 
 class Binding : public twin::LibraryTest {
 protected:
     template <class Signature>
-    Signature* function(const char* name)
-    {
+    Signature* function(const char* name) {
         return reinterpret_cast<Signature*>(dlsym(module_, name));
     }
 
@@ -32,8 +29,7 @@ protected:
 
     /* Runs the same code in two threads that start together. */
     template <class Code>
-    static void race(Code code)
-    {
+    static void race(Code code) {
         std::atomic<int> ready{0};
         const auto body = [&] {
             ++ready;
@@ -50,8 +46,7 @@ private:
     void* module_ = twin::loadFreshLibrary();
 };
 
-TEST_F(Binding, WithoutAHandleEachFunctionSaysSoOnce)
-{
+TEST_F(Binding, WithoutAHandleEachFunctionSaysSoOnce) {
     testing::internal::CaptureStderr();
     for (int i = 0; i < 3; ++i) {
         info("never arrives");
@@ -61,8 +56,7 @@ TEST_F(Binding, WithoutAHandleEachFunctionSaysSoOnce)
     EXPECT_TRUE(renderer().messages().empty());
 }
 
-TEST_F(Binding, MissingFunctionsAreNamedOnce)
-{
+TEST_F(Binding, MissingFunctionsAreNamedOnce) {
     void* const handle = dlopen("libm.so.6", RTLD_NOW);
     setHandle(handle);
     testing::internal::CaptureStderr();
@@ -74,16 +68,17 @@ TEST_F(Binding, MissingFunctionsAreNamedOnce)
     void* saidHandle = nullptr;
     int error = 0;
     char end = 0;
-    EXPECT_EQ(std::sscanf(said.c_str(), "dlsym failed on \"mi_info\" (handle: 0x%p, error: %d)%c", &saidHandle, &error, &end),
-              3) << said;
+    EXPECT_EQ(
+        std::sscanf(said.c_str(), "dlsym failed on \"mi_info\" (handle: 0x%p, error: %d)%c", &saidHandle, &error, &end),
+        3)
+        << said;
     EXPECT_EQ(saidHandle, handle);
     EXPECT_EQ(end, '\n');
     EXPECT_EQ(occurrences(said, "dlsym failed on \"mi_warning\" ("), 1) << said;
     EXPECT_EQ(occurrences(said, "\n"), 2) << said;
 }
 
-TEST_F(Binding, MissingFunctionsGiveZeroAndNobodyCrashes)
-{
+TEST_F(Binding, MissingFunctionsGiveZeroAndNobodyCrashes) {
     setHandle(dlopen("libm.so.6", RTLD_NOW));
     testing::internal::CaptureStderr();
     miTag found = 5;
@@ -106,8 +101,7 @@ TEST_F(Binding, MissingFunctionsGiveZeroAndNobodyCrashes)
     testing::internal::GetCapturedStderr();
 }
 
-TEST_F(Binding, ParametersFallBackToStoredValuesWithoutEvaluation)
-{
+TEST_F(Binding, ParametersFallBackToStoredValuesWithoutEvaluation) {
     // This renderer has a shader-state entry (the record in state->user), but can evaluate nothing.
     setHandle(dlopen(LUMO_PARTIAL_RENDERER, RTLD_NOW));
     alignas(16) miUint record[twin::kVexabaseWords] = {};
@@ -132,18 +126,15 @@ TEST_F(Binding, ParametersFallBackToStoredValuesWithoutEvaluation)
     EXPECT_EQ(result.a, 0.125f);
 }
 
-TEST_F(Binding, TwoThreadsMayRaceAtFirstUse)
-{
+TEST_F(Binding, TwoThreadsMayRaceAtFirstUse) {
     setHandle(dlopen(nullptr, RTLD_NOW));
     race([&] {
-        for (int i = 0; i < 50; ++i)
-            info("hello");
+        for (int i = 0; i < 50; ++i) info("hello");
     });
     EXPECT_EQ(renderer().messageCount("info", "hello"), 100);
 }
 
-TEST_F(Binding, TwoThreadsMayRaceAtAMissingFunction)
-{
+TEST_F(Binding, TwoThreadsMayRaceAtAMissingFunction) {
     setHandle(dlopen("libm.so.6", RTLD_NOW));
     testing::internal::CaptureStderr();
     race([&] { info("never arrives"); });

@@ -24,30 +24,25 @@ struct Block {
 
 class ColorTransforms : public twin::LibraryTest {
 protected:
-    ColorTransforms()
-    {
-        miSetModuleHandle(dlopen(nullptr, RTLD_NOW)); // of the code in this program
+    ColorTransforms() {
+        miSetModuleHandle(dlopen(nullptr, RTLD_NOW));  // of the code in this program
     }
 
-    bool init(ColorTransform& transform, miTag name)
-    {
+    bool init(ColorTransform& transform, miTag name) {
         twin::ShaderInstance<Block> shader;
         shader->name = name;
         return init(transform, shader);
     }
-    bool init(ColorTransform& transform, twin::ShaderInstance<Block>& shader)
-    {
+    bool init(ColorTransform& transform, twin::ShaderInstance<Block>& shader) {
         miState own = *state;
         own.shader = &shader.function();
         return Cache::initTransform(lumo::ShaderHelper<Block>(&own, shader.parameters()), &Block::name, transform);
     }
-    bool init(ColorTransform& transform, const std::string& name)
-    {
+    bool init(ColorTransform& transform, const std::string& name) {
         return init(transform, renderer().database.addString(name));
     }
 
-    miColor applied(const std::string& name, miColor color)
-    {
+    miColor applied(const std::string& name, miColor color) {
         ColorTransform transform;
         EXPECT_TRUE(init(transform, name)) << name;
         EXPECT_TRUE(Cache::renderTransform(state, color, transform));
@@ -55,8 +50,7 @@ protected:
     }
 };
 
-TEST_F(ColorTransforms, GoFromAcesCgToTheDisplay)
-{
+TEST_F(ColorTransforms, GoFromAcesCgToTheDisplay) {
     // As the library's command-line tool gives them for the same two spaces.
     const struct {
         miColor color;
@@ -80,8 +74,7 @@ TEST_F(ColorTransforms, GoFromAcesCgToTheDisplay)
     EXPECT_NEAR(linear.b, -0.024003357 * 0.4 - 0.128968976 * 0.2 + 1.152972333 * 0.1, 1e-6);
 }
 
-TEST_F(ColorTransforms, ReadLutFiles)
-{
+TEST_F(ColorTransforms, ReadLutFiles) {
     const std::string file = std::filesystem::temp_directory_path() / ("lumo-" + std::to_string(getpid()) + ".cube");
     // Red and green change places; blue is inverted.
     std::ofstream(file) << "LUT_3D_SIZE 2\n0 0 1\n0 1 1\n1 0 1\n1 1 1\n0 0 0\n0 1 0\n1 0 0\n1 1 0\n";
@@ -90,8 +83,7 @@ TEST_F(ColorTransforms, ReadLutFiles)
     std::filesystem::remove(file);
 }
 
-TEST_F(ColorTransforms, AreNoneWithoutAName)
-{
+TEST_F(ColorTransforms, AreNoneWithoutAName) {
     const miColor given = {0.1f, 2, -3, 0.5f};
     for (const miTag name : {miNULLTAG, renderer().database.addString("")}) {
         ColorTransform transform;
@@ -105,8 +97,7 @@ TEST_F(ColorTransforms, AreNoneWithoutAName)
     EXPECT_TRUE(renderer().memory.allocations.empty());
 }
 
-TEST_F(ColorTransforms, FollowAConnectedName)
-{
+TEST_F(ColorTransforms, FollowAConnectedName) {
     twin::ShaderInstance<Block> shader;
     miTag name = renderer().database.addString("ACEScg -> ACES2065-1");
     shader.connect(&shader->name, &name);
@@ -115,8 +106,7 @@ TEST_F(ColorTransforms, FollowAConnectedName)
     EXPECT_TRUE(transform);
 }
 
-TEST_F(ColorTransforms, TellWhyThereIsNone)
-{
+TEST_F(ColorTransforms, TellWhyThereIsNone) {
     ColorTransform transform;
     EXPECT_FALSE(init(transform, "50%s of nothing"));
     ASSERT_EQ(renderer().messages().size(), 1u);
@@ -131,16 +121,15 @@ TEST_F(ColorTransforms, TellWhyThereIsNone)
 
     renderer().memory.fails = [](const twin::Allocation&) { return true; };
     EXPECT_FALSE(init(transform, "ACEScg -> sRGB"));
-    EXPECT_EQ(renderer().messageCount(
-                  "error", "LumoColorTransformCache::initTransform: failed to alllocate a color transform"),
+    EXPECT_EQ(renderer().messageCount("error",
+                                      "LumoColorTransformCache::initTransform: failed to alllocate a color transform"),
               1);
     EXPECT_EQ(renderer().database.pinsInAll(), 0);
     EXPECT_EQ(renderer().timesLocked, 3);
 }
 
 /* A copy of the library's loader part in a process that cannot find the library: this program, run again. */
-TEST_F(ColorTransforms, FailWithAMessageWithoutTheLibrary)
-{
+TEST_F(ColorTransforms, FailWithAMessageWithoutTheLibrary) {
     const std::string own = std::filesystem::read_symlink("/proc/self/exe");
     const std::string copy = std::filesystem::temp_directory_path() / ("lumo-alone-" + std::to_string(getpid()));
     std::filesystem::create_directory(copy);
@@ -150,13 +139,10 @@ TEST_F(ColorTransforms, FailWithAMessageWithoutTheLibrary)
     std::filesystem::remove_all(copy);
 }
 
-TEST_F(ColorTransforms, RunsAlone)
-{
-    if (!std::getenv("LUMO_ALONE"))
-        GTEST_SKIP() << "for the program that the test before starts";
+TEST_F(ColorTransforms, RunsAlone) {
+    if (!std::getenv("LUMO_ALONE")) GTEST_SKIP() << "for the program that the test before starts";
     ColorTransform transform;
-    for (int i = 0; i < 2; ++i)
-        EXPECT_FALSE(init(transform, "ACEScg -> sRGB"));
+    for (int i = 0; i < 2; ++i) EXPECT_FALSE(init(transform, "ACEScg -> sRGB"));
     ASSERT_EQ(renderer().messages().size(), 2u);
     const std::string text = renderer().messages()[0].text;
     EXPECT_EQ(text.find("LumoColorTransformCache::initTransform: There is no color-management library: "), 0u) << text;
@@ -165,8 +151,7 @@ TEST_F(ColorTransforms, RunsAlone)
     EXPECT_COLOR(same, 1, 2, 3, 4);
 }
 
-TEST_F(ColorTransforms, AreMadeByManyThreadsAtOnce)
-{
+TEST_F(ColorTransforms, AreMadeByManyThreadsAtOnce) {
     const miTag names[] = {renderer().database.addString("ACEScg -> sRGB"),
                            renderer().database.addString("ACEScct -> ACEScg")};
     miColor results[16];
@@ -180,13 +165,11 @@ TEST_F(ColorTransforms, AreMadeByManyThreadsAtOnce)
                 EXPECT_TRUE(Cache::renderTransform(state, results[i], transform));
             });
     }
-    for (std::size_t i = 2; i < 16; ++i)
-        EXPECT_EQ(std::memcmp(&results[i], &results[i - 2], sizeof(miColor)), 0) << i;
+    for (std::size_t i = 2; i < 16; ++i) EXPECT_EQ(std::memcmp(&results[i], &results[i - 2], sizeof(miColor)), 0) << i;
     EXPECT_EQ(renderer().memory.liveAllocations(), 0u);
 }
 
-TEST_F(ColorTransforms, LeakNothing)
-{
+TEST_F(ColorTransforms, LeakNothing) {
     ColorTransform transform;
     ASSERT_TRUE(init(transform, "ACEScg -> sRGB"));
     const auto apply = [&](int times) {
@@ -201,4 +184,4 @@ TEST_F(ColorTransforms, LeakNothing)
     EXPECT_LT(mallinfo2().uordblks, before + 10000);
 }
 
-} // namespace
+}  // namespace

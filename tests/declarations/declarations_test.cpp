@@ -13,30 +13,27 @@
 
 using namespace lumorender;
 
-std::ostream& operator<<(std::ostream& out, const PlainValue& value)
-{
+std::ostream& operator<<(std::ostream& out, const PlainValue& value) {
     const char* const kinds[] = {"integer", "scalar", "color", "vector", "transform", "tag"};
     return out << kinds[static_cast<int>(value.kind)] << " at " << value.offset;
 }
 
 namespace {
 
-ValueKind kindOf(miParam_type type)
-{
+ValueKind kindOf(miParam_type type) {
     switch (type) {
-    case miTYPE_BOOLEAN:
-    case miTYPE_INTEGER: return ValueKind::kInteger;
-    case miTYPE_SCALAR: return ValueKind::kScalar;
-    case miTYPE_COLOR: return ValueKind::kColor;
-    case miTYPE_VECTOR: return ValueKind::kVector;
-    case miTYPE_TRANSFORM: return ValueKind::kTransform;
-    default: return ValueKind::kTag;
+        case miTYPE_BOOLEAN:
+        case miTYPE_INTEGER: return ValueKind::kInteger;
+        case miTYPE_SCALAR: return ValueKind::kScalar;
+        case miTYPE_COLOR: return ValueKind::kColor;
+        case miTYPE_VECTOR: return ValueKind::kVector;
+        case miTYPE_TRANSFORM: return ValueKind::kTransform;
+        default: return ValueKind::kTag;
     }
 }
 
 /* An array is a start, a count and its one inline element. */
-void append(RecordLayout& layout, const std::vector<Parameter>& parameters, std::size_t offset)
-{
+void append(RecordLayout& layout, const std::vector<Parameter>& parameters, std::size_t offset) {
     for (const Parameter& each : parameters) {
         if (each.isArray) {
             layout.push_back({offset + each.offset, ValueKind::kInteger});
@@ -50,8 +47,7 @@ void append(RecordLayout& layout, const std::vector<Parameter>& parameters, std:
     }
 }
 
-RecordLayout layoutOf(const Declaration& declaration)
-{
+RecordLayout layoutOf(const Declaration& declaration) {
     RecordLayout layout;
     append(layout, declaration.parameters, 0);
     return layout;
@@ -59,16 +55,14 @@ RecordLayout layoutOf(const Declaration& declaration)
 
 class Declarations : public testing::Test, SceneActions {
 protected:
-    Declarations()
-    {
+    Declarations() {
         for (const char* file : {"lumovexa.mi", "vexabase.mi"}) {
             std::ostringstream text;
             text << std::ifstream(std::string(LUMO_DECLARATIONS) + "/" + file).rdbuf();
             EXPECT_TRUE(readSceneText(text.str(), file, database, modules, *this, {})) << file;
         }
         for (miTag tag = 1; tag < database.end(); ++tag)
-            if (const auto* each = database.detail<Declaration>(tag))
-                all[each->name] = each;
+            if (const auto* each = database.detail<Declaration>(tag)) all[each->name] = each;
     }
 
     bool render(const RenderCommand&) override { return false; }
@@ -78,19 +72,15 @@ protected:
     std::map<std::string, const Declaration*> all;
 };
 
-TEST_F(Declarations, NameEveryShaderAndNoOther)
-{
+TEST_F(Declarations, NameEveryShaderAndNoOther) {
     std::set<std::string> declared, built;
     for (const auto& [name, declaration] : all)
-        if (declaration->kind == DeclarationKind::Shader)
-            declared.insert(name);
-    for (const auto& [name, layout] : describedShaders())
-        built.insert(name);
+        if (declaration->kind == DeclarationKind::Shader) declared.insert(name);
+    for (const auto& [name, layout] : describedShaders()) built.insert(name);
     EXPECT_EQ(declared, built);
 }
 
-TEST_F(Declarations, DescribeTheRecordsThatShadersRead)
-{
+TEST_F(Declarations, DescribeTheRecordsThatShadersRead) {
     for (const auto& [name, layout] : describedShaders()) {
         if (!all.count(name) || name == "lumoTraversal")
             continue;  // lumoTraversal only gives instances their parameters, it reads none
@@ -99,8 +89,7 @@ TEST_F(Declarations, DescribeTheRecordsThatShadersRead)
     }
 }
 
-TEST_F(Declarations, DescribeTheFrameBufferData)
-{
+TEST_F(Declarations, DescribeTheFrameBufferData) {
     ASSERT_TRUE(all.count("FrameBufferData"));
     RecordLayout record = ::layoutOf<FrameBufferData>();
     record.front().kind = ValueKind::kInteger;  // the magic number, unsigned in C like a tag
@@ -108,8 +97,7 @@ TEST_F(Declarations, DescribeTheFrameBufferData)
 }
 
 /* Masks are the first word of either. */
-TEST_F(Declarations, PutPassMasksFirst)
-{
+TEST_F(Declarations, PutPassMasksFirst) {
     for (const char* name : {"lumoTraversal", "PassMask"}) {
         ASSERT_TRUE(all.count(name));
         EXPECT_EQ(layoutOf(*all[name]), (RecordLayout{{0, ValueKind::kTag}})) << name;

@@ -24,8 +24,7 @@ struct PlainValue {
 using RecordLayout = std::vector<PlainValue>;
 
 template <class T>
-void appendLayout(RecordLayout& layout, std::size_t offset)
-{
+void appendLayout(RecordLayout& layout, std::size_t offset) {
     if constexpr (std::is_array_v<T>) {
         static_assert(std::extent_v<T> == 1, "array parameters have one inline element");
         appendLayout<std::remove_extent_t<T>>(layout, offset);
@@ -50,23 +49,19 @@ void appendLayout(RecordLayout& layout, std::size_t offset)
 }
 
 template <class T>
-RecordLayout layoutOf()
-{
+RecordLayout layoutOf() {
     RecordLayout layout;
-    if constexpr (!std::is_empty_v<T>)
-        appendLayout<T>(layout, 0);
+    if constexpr (!std::is_empty_v<T>) appendLayout<T>(layout, 0);
     return layout;
 }
 
 /* By shader name. */
-inline std::map<std::string, RecordLayout>& describedShaders()
-{
+inline std::map<std::string, RecordLayout>& describedShaders() {
     static std::map<std::string, RecordLayout> shaders;
     return shaders;
 }
 
-inline bool describeShader(const std::string& name, RecordLayout layout)
-{
+inline bool describeShader(const std::string& name, RecordLayout layout) {
     describedShaders()[name] = std::move(layout);
     return true;
 }

@@ -18,14 +18,12 @@ template <class Result, class... Arguments>
 class Hook<Result(Arguments...)> {
 public:
     template <class Function>
-    Hook& operator=(Function function)
-    {
+    Hook& operator=(Function function) {
         script_ = std::move(function);
         return *this;
     }
 
-    Result operator()(Arguments... arguments)
-    {
+    Result operator()(Arguments... arguments) {
         calls_.fetch_add(1, std::memory_order_relaxed);
         return script_ ? script_(arguments...) : Result();
     }
@@ -42,14 +40,13 @@ class Evaluation {
 public:
     struct Connection {
         std::function<void*(miState*)> shader;
-        std::atomic<int> evaluations{0};  /* mi_phen_eval */
-        std::atomic<int> calls{0};        /* mi_phen_call */
+        std::atomic<int> evaluations{0}; /* mi_phen_eval */
+        std::atomic<int> calls{0};       /* mi_phen_call */
     };
 
     /* The value's address stays the caller's. */
     template <class T>
-    Connection& connect(const void* parameter, T* value)
-    {
+    Connection& connect(const void* parameter, T* value) {
         return connect(parameter, [value](miState*) { return static_cast<void*>(value); });
     }
     Connection& connect(const void* parameter, std::function<void*(miState*)> shader);

@@ -10,8 +10,7 @@
 
 namespace twin {
 
-FencedBlock::FencedBlock(std::size_t bytes) : size_(bytes)
-{
+FencedBlock::FencedBlock(std::size_t bytes) : size_(bytes) {
     const std::size_t page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
     const std::size_t content = (bytes + page - 1) / page * page;
     mapped_ = content + page;
@@ -21,26 +20,20 @@ FencedBlock::FencedBlock(std::size_t bytes) : size_(bytes)
     data_ = fence - (bytes + 3) / 4 * 4;
 }
 
-FencedBlock::~FencedBlock()
-{
-    munmap(pages_, mapped_);
-}
+FencedBlock::~FencedBlock() { munmap(pages_, mapped_); }
 
-miTag Database::add(miScene_types type, std::size_t bytes)
-{
+miTag Database::add(miScene_types type, std::size_t bytes) {
     elements_.emplace_back(type, bytes);
     return static_cast<miTag>(elements_.size());
 }
 
-miTag Database::addString(const std::string& text)
-{
+miTag Database::addString(const std::string& text) {
     const miTag tag = add(miSCENE_STRING, text.size() + 1);
     std::memcpy(recordOf(tag), text.c_str(), text.size() + 1);
     return tag;
 }
 
-miTag Database::addUserdata(const std::vector<miUint>& words, miTag next)
-{
+miTag Database::addUserdata(const std::vector<miUint>& words, miTag next) {
     const std::size_t bytes = words.size() * sizeof(miUint);
     const miTag tag = add(miSCENE_USERDATA, offsetof(miUserdata, parameters) + bytes);
     auto& block = record<miUserdata>(tag);
@@ -52,8 +45,7 @@ miTag Database::addUserdata(const std::vector<miUint>& words, miTag next)
     return tag;
 }
 
-miTag Database::addInstance(miTag item, const std::vector<miUint>& parameters)
-{
+miTag Database::addInstance(miTag item, const std::vector<miUint>& parameters) {
     const std::size_t bytes = parameters.size() * sizeof(miUint);
     const miTag tag = add(miSCENE_INSTANCE, offsetof(miInstance, param) + bytes + 4);
     auto& instance = record<miInstance>(tag);
@@ -62,30 +54,25 @@ miTag Database::addInstance(miTag item, const std::vector<miUint>& parameters)
     instance.item = item;
     instance.param_size = static_cast<int>(bytes);
     instance.param_decl = bytes ? add(miSCENE_FUNCTION_DECL, 8) : miNULLTAG;
-    if (bytes)
-        std::memcpy(static_cast<char*>(recordOf(tag)) + offsetof(miInstance, param), parameters.data(), bytes);
+    if (bytes) std::memcpy(static_cast<char*>(recordOf(tag)) + offsetof(miInstance, param), parameters.data(), bytes);
     return tag;
 }
 
-const Database::Element* Database::element(miTag tag) const
-{
+const Database::Element* Database::element(miTag tag) const {
     return tag >= 1 && tag <= elements_.size() ? &elements_[tag - 1] : nullptr;
 }
 
-void* Database::recordOf(miTag tag)
-{
+void* Database::recordOf(miTag tag) {
     const Element* found = element(tag);
     return found ? found->memory.data() : nullptr;
 }
 
-int Database::typeOf(miTag tag) const
-{
+int Database::typeOf(miTag tag) const {
     const Element* found = element(tag);
     return found ? found->type : miSCENE_NONE;
 }
 
-void* Database::pin(miTag tag)
-{
+void* Database::pin(miTag tag) {
     Element* found = element(tag);
     if (!found) {
         renderer().violation("access of tag " + std::to_string(tag) + ", which names nothing");
@@ -95,24 +82,20 @@ void* Database::pin(miTag tag)
     return found->memory.data();
 }
 
-void Database::unpin(miTag tag)
-{
+void Database::unpin(miTag tag) {
     Element* found = element(tag);
     if (!found || --found->pins < 0)
         renderer().violation("unpin of tag " + std::to_string(tag) + ", which is not pinned");
 }
 
-int Database::pins(miTag tag) const
-{
+int Database::pins(miTag tag) const {
     const Element* found = element(tag);
     return found ? found->pins.load() : 0;
 }
 
-int Database::pinsInAll() const
-{
+int Database::pinsInAll() const {
     int sum = 0;
-    for (const Element& each : elements_)
-        sum += each.pins;
+    for (const Element& each : elements_) sum += each.pins;
     return sum;
 }
 
@@ -120,8 +103,7 @@ int Database::pinsInAll() const
 
 using twin::renderer;
 
-void* mi_db_access_type(int* type, miTag tag)
-{
+void* mi_db_access_type(int* type, miTag tag) {
     *type = renderer().database.typeOf(tag);
     return renderer().database.pin(tag);
 }

@@ -42,24 +42,22 @@ public:
     miTag addInstance(miTag item, const std::vector<miUint>& parameters = {});
 
     template <class Record>
-    Record& record(miTag tag)
-    {
+    Record& record(miTag tag) {
         return *static_cast<Record*>(recordOf(tag));
     }
 
     /* The record if the element has the type, else null; nothing is pinned. */
     template <class Record>
-    Record* find(miTag tag, miScene_types type)
-    {
+    Record* find(miTag tag, miScene_types type) {
         return typeOf(tag) == type ? static_cast<Record*>(recordOf(tag)) : nullptr;
     }
 
-    void* recordOf(miTag tag);  /* null for a tag of nothing */
+    void* recordOf(miTag tag); /* null for a tag of nothing */
     int typeOf(miTag tag) const;
 
     void* pin(miTag tag);
     void unpin(miTag tag);
-    int pins(miTag tag) const;  /* accesses without their unpin */
+    int pins(miTag tag) const; /* accesses without their unpin */
     int pinsInAll() const;
 
 private:
@@ -73,7 +71,7 @@ private:
     const Element* element(miTag tag) const;
     Element* element(miTag tag) { return const_cast<Element*>(static_cast<const Database*>(this)->element(tag)); }
 
-    std::deque<Element> elements_;  /* tag n is element n - 1 */
+    std::deque<Element> elements_; /* tag n is element n - 1 */
 };
 
 }  // namespace twin

@@ -9,12 +9,10 @@ using namespace mi::shader_v3;
 using twin::renderer;
 
 template <class T>
-bool read(const char* name, T* value)
-{
+bool read(const char* name, T* value) {
     const auto found = renderer().options.find(name);
     const T* held = found == renderer().options.end() ? nullptr : std::get_if<T>(&found->second);
-    if (held)
-        *value = *held;
+    if (held) *value = *held;
     return held != nullptr;
 }
 
@@ -48,11 +46,9 @@ public:
     bool get(const char*, const char*, float&) const override { return false; }
     bool get(const char*, const char*, int&) const override { return false; }
     bool get(const char*, const char*, const char*&) const override { return false; }
-    bool get_index(const char* buffer, size_t& index) const override
-    {
+    bool get_index(const char* buffer, size_t& index) const override {
         const auto found = renderer().bufferNames.find(buffer);
-        if (found == renderer().bufferNames.end())
-            return false;
+        if (found == renderer().bufferNames.end()) return false;
         index = found->second;
         return true;
     }
@@ -70,22 +66,17 @@ DoubleFramebuffer theFramebuffer;
 
 class DoubleInterface final : public Interface {
 public:
-    Options* getOptions(miTag tag) override
-    {
-        if (tag != renderer().stringOptions)
-            return nullptr;
+    Options* getOptions(miTag tag) override {
+        if (tag != renderer().stringOptions) return nullptr;
         ++renderer().optionsOut;
         return &theOptions;
     }
-    const Framebuffer* accessFramebuffer(miTag tag) override
-    {
-        if (tag != renderer().frameBuffers)
-            return nullptr;
+    const Framebuffer* accessFramebuffer(miTag tag) override {
+        if (tag != renderer().frameBuffers) return nullptr;
         ++renderer().frameBuffersOut;
         return &theFramebuffer;
     }
-    bool releaseFramebuffer(const Framebuffer* framebuffer, miTag tag) override
-    {
+    bool releaseFramebuffer(const Framebuffer* framebuffer, miTag tag) override {
         if (framebuffer != &theFramebuffer || tag != renderer().frameBuffers)
             renderer().violation("release of a frame-buffer object with another tag");
         --renderer().frameBuffersOut;
@@ -131,10 +122,8 @@ DoubleInterface theInterface;
 
 }  // namespace
 
-Interface* mi_get_shader_interface(int version)
-{
-    if (version != miSHADER_IF_VERSION || !renderer().hasInterface)
-        return nullptr;
+Interface* mi_get_shader_interface(int version) {
+    if (version != miSHADER_IF_VERSION || !renderer().hasInterface) return nullptr;
     ++renderer().interfacesOut;
     return &theInterface;
 }

@@ -11,8 +11,7 @@ namespace twin {
 
 namespace {
 
-void* open(const std::string& path)
-{
+void* open(const std::string& path) {
     void* module = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
     if (!module) {
         std::fprintf(stderr, "%s\n", dlerror());
@@ -21,16 +20,14 @@ void* open(const std::string& path)
     return module;
 }
 
-void* library()
-{
+void* library() {
     static void* const module = loadModule(LUMO_LIBRARY);
     return module;
 }
 
 }  // namespace
 
-void* loadModule(const std::string& path)
-{
+void* loadModule(const std::string& path) {
     void* module = open(path);
     using SetHandle = void(void*);
     if (auto* setHandle = reinterpret_cast<SetHandle*>(dlsym(module, "miSetModuleHandle")))
@@ -38,8 +35,7 @@ void* loadModule(const std::string& path)
     return module;
 }
 
-void* loadFreshLibrary()
-{
+void* loadFreshLibrary() {
     // The loader tells modules apart by their files, so another instance takes another file.
     char name[] = "/tmp/lumovexa-XXXXXX";
     close(mkstemp(name));
@@ -49,13 +45,9 @@ void* loadFreshLibrary()
     return module;
 }
 
-bool libraryHas(const std::string& name)
-{
-    return dlsym(library(), name.c_str()) != nullptr;
-}
+bool libraryHas(const std::string& name) { return dlsym(library(), name.c_str()) != nullptr; }
 
-void* librarySymbol(const char* name)
-{
+void* librarySymbol(const char* name) {
     void* symbol = dlsym(library(), name);
     if (!symbol) {
         std::fprintf(stderr, "lumovexa.so does not export %s\n", name);

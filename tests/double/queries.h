@@ -16,13 +16,11 @@ class Queries {
 public:
     /* For every tag. The value's type must be the one that the code writes. */
     template <class T>
-    void answer(miQ_type code, T value)
-    {
+    void answer(miQ_type code, T value) {
         byCode_[code] = Answer::of(value);
     }
     template <class T>
-    void answerFor(miQ_type code, miTag tag, T value)
-    {
+    void answerFor(miQ_type code, miTag tag, T value) {
         byTag_[{code, tag}] = Answer::of(value);
     }
 
@@ -42,8 +40,7 @@ private:
         std::array<char, 16> bytes{};
 
         template <class T>
-        static Answer of(T value)
-        {
+        static Answer of(T value) {
             static_assert(std::is_trivially_copyable_v<T> && sizeof(T) <= 16);
             Answer answer{kValue, sizeof(T), {}};
             std::memcpy(answer.bytes.data(), &value, sizeof(T));

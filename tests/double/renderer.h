@@ -23,8 +23,8 @@
 namespace twin {
 
 struct Message {
-    std::string level;  /* fatal, error, warning, info ... */
-    std::string text;   /* formatted */
+    std::string level; /* fatal, error, warning, info ... */
+    std::string text;  /* formatted */
 };
 
 class Renderer {
@@ -63,8 +63,7 @@ public:
     void violation(const std::string& what);
 
     /* Of a shader instance; it lies in the part of the record that belongs to the renderer. */
-    static void** userPointerSlot(const miFunction* function)
-    {
+    static void** userPointerSlot(const miFunction* function) {
         return &const_cast<miFunction*>(function)->sparep1[0].p;
     }
 

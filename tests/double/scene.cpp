@@ -2,8 +2,7 @@
 
 namespace twin {
 
-Stage::Stage()
-{
+Stage::Stage() {
     options.trace = miTRUE;
     options.trace_depth = 4;
     options.reflection_depth = options.refraction_depth = 4;
@@ -36,27 +35,23 @@ Stage::Stage()
     renderer().queries.answer(miQ_STAGE, static_cast<miInteger>(miSTAGE_TILE));
 }
 
-miUint* Stage::placeVexabase()
-{
+miUint* Stage::placeVexabase() {
     miUint words[kVexabaseWords] = {};
     const miScalar never = -1, full = 1;
     words[2] = 1;
     std::memcpy(words + 7, &never, sizeof never);
-    for (int word = 140; word < 144; ++word)
-        std::memcpy(words + word, &full, sizeof full);
+    for (int word = 140; word < 144; ++word) std::memcpy(words + word, &full, sizeof full);
     rendering.entries.set("vexabase", words, sizeof words, miSS_LIFETIME_RECT);
     return static_cast<miUint*>(rendering.entries.get("vexabase", nullptr));
 }
 
-miScalar Stage::vexabaseScalar(int word) const
-{
+miScalar Stage::vexabaseScalar(int word) const {
     miScalar value;
     std::memcpy(&value, static_cast<const miUint*>(rendering.entries.get("vexabase", nullptr)) + word, sizeof value);
     return value;
 }
 
-miState Stage::child(miRay_type type)
-{
+miState Stage::child(miRay_type type) {
     miState result = state;
     result.parent = &state;
     result.type = type;
@@ -65,18 +60,15 @@ miState Stage::child(miRay_type type)
     return result;
 }
 
-LibraryTest::LibraryTest() : stage_((resetRenderer(), std::make_unique<Stage>())), stage(*stage_), state(&stage.state)
-{
-}
+LibraryTest::LibraryTest()
+    : stage_((resetRenderer(), std::make_unique<Stage>())), stage(*stage_), state(&stage.state) {}
 
-LibraryTest::~LibraryTest()
-{
+LibraryTest::~LibraryTest() {
     stage_.reset();
     resetRenderer();
 }
 
-void LibraryTest::TearDown()
-{
+void LibraryTest::TearDown() {
     EXPECT_EQ(renderer().violations(), std::vector<std::string>());
     EXPECT_EQ(renderer().database.pinsInAll(), 0);
     EXPECT_EQ(renderer().memory.liveAllocations(), expectedAllocations);

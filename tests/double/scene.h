@@ -23,8 +23,7 @@ template <class Parameters>
 class ShaderInstance {
 public:
     explicit ShaderInstance(const Parameters& values = {})
-        : memory_(std::make_unique<std::byte[]>(kParameters + 2 * kBlock + sizeof(miFunction)))
-    {
+        : memory_(std::make_unique<std::byte[]>(kParameters + 2 * kBlock + sizeof(miFunction))) {
         function().parameter_size = static_cast<int>(sizeof(Parameters));
         function().ghost_offs = static_cast<int>(kBlock);
         std::memcpy(memory_.get() + kParameters, &values, sizeof values);
@@ -34,15 +33,13 @@ public:
     Parameters* parameters() { return reinterpret_cast<Parameters*>(memory_.get() + kParameters); }
     Parameters* operator->() { return parameters(); }
 
-    void setGhost(const void* parameter, miTag tag)
-    {
+    void setGhost(const void* parameter, miTag tag) {
         std::memcpy(static_cast<char*>(const_cast<void*>(parameter)) + kBlock, &tag, sizeof tag);
     }
 
     /* Connects a parameter of this block to a value, or to a function void*(miState*). */
     template <class Source>
-    Evaluation::Connection& connect(const void* parameter, Source source)
-    {
+    Evaluation::Connection& connect(const void* parameter, Source source) {
         setGhost(parameter, 77);
         function().has_connections = 1;
         return renderer().evaluation.connect(parameter, source);
@@ -64,9 +61,8 @@ struct ShaderEntry {
     explicit ShaderEntry(const std::string& name)
         : call(reinterpret_cast<Call*>(librarySymbol(name.c_str()))),
           init(libraryHas(name + "_init") ? reinterpret_cast<Init*>(librarySymbol((name + "_init").c_str())) : nullptr),
-          exit(libraryHas(name + "_exit") ? reinterpret_cast<Exit*>(librarySymbol((name + "_exit").c_str())) : nullptr)
-    {
-    }
+          exit(libraryHas(name + "_exit") ? reinterpret_cast<Exit*>(librarySymbol((name + "_exit").c_str()))
+                                          : nullptr) {}
 
     using Call = miBoolean(Result*, miState*, Parameters*, void*);
     using Init = void(miState*, Parameters*, miBoolean*);
@@ -90,8 +86,7 @@ public:
 
     /* Makes a function the running one. */
     template <class Parameters>
-    void run(ShaderInstance<Parameters>& shader)
-    {
+    void run(ShaderInstance<Parameters>& shader) {
         state.shader = &shader.function();
     }
 

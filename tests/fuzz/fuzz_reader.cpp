@@ -26,7 +26,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     settings.filesAllowed = false;
     settings.functionsRequired = false;
     lumorender::setVerbosity(7);
-    lumorender::readSceneText({reinterpret_cast<const char*>(data), size}, "fuzz", database, modules, actions, settings);
+    lumorender::readSceneText({reinterpret_cast<const char*>(data), size}, "fuzz", database, modules, actions,
+                              settings);
     lumorender::reportRepeatedMessages();
     return 0;
 }

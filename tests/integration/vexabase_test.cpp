@@ -25,22 +25,19 @@ class VexabaseModule : public twin::LibraryTest {
 protected:
     twin::ShaderInstance<RecordDefaults> shader{RecordDefaults{}};
 
-    VexabaseModule()
-    {
+    VexabaseModule() {
         stage.run(shader);
         stage.camera.focal = 2;
         stage.camera.aperture = 1.25f;
     }
 
     template <class Signature>
-    static Signature* function(const char* name)
-    {
+    static Signature* function(const char* name) {
         static void* const module = twin::loadModule(LUMO_INTEGRATION);
         return reinterpret_cast<Signature*>(dlsym(module, name));
     }
 
-    miBoolean operate(int operation)
-    {
+    miBoolean operate(int operation) {
         struct {
             int operation;
             miBoolean shaderReturn;
@@ -52,22 +49,19 @@ protected:
 
     const miUint* record() { return static_cast<miUint*>(stage.rendering.entries.get("vexabase", nullptr)); }
     miScalar scalar(int word) { return stage.vexabaseScalar(word); }
-    miColor color(int word)
-    {
+    miColor color(int word) {
         miColor value;
         std::memcpy(&value, record() + word, sizeof value);
         return value;
     }
 };
 
-TEST_F(VexabaseModule, ExportsOneShader)
-{
+TEST_F(VexabaseModule, ExportsOneShader) {
     EXPECT_EQ(function<int()>("vexabase_version")(), 2);
     EXPECT_EQ(function<void()>("miSetModuleHandle"), nullptr) << "the loader resolves its renderer functions";
 }
 
-TEST_F(VexabaseModule, PlacesTheRecordInEveryStage)
-{
+TEST_F(VexabaseModule, PlacesTheRecordInEveryStage) {
     for (int bits : {1, 2, 4}) {
         renderer().queries.answer(miQ_STAGE, bits);
         EXPECT_EQ(operate(miSTATE_SHADER_STATE_INIT), miTRUE);
@@ -81,8 +75,7 @@ TEST_F(VexabaseModule, PlacesTheRecordInEveryStage)
     }
 }
 
-TEST_F(VexabaseModule, StartsWithTheseDefaults)
-{
+TEST_F(VexabaseModule, StartsWithTheseDefaults) {
     ASSERT_EQ(operate(miSTATE_SHADER_STATE_INIT), miTRUE);
     ASSERT_EQ(operate(miSTATE_SHADER_SAMPLE_INIT), miTRUE);
     const auto integer = [&](int word) { return static_cast<miInteger>(record()[word]); };
@@ -96,22 +89,16 @@ TEST_F(VexabaseModule, StartsWithTheseDefaults)
     EXPECT_FLOAT_EQ(scalar(10), 1.25f / (2 * 640));
     EXPECT_EQ(scalar(11), 0);
     // Light data: diffuse and specular, nothing else.
-    for (int word = 12; word < 24; ++word)
-        EXPECT_EQ(integer(word), word == 13 || word == 14) << word;
+    for (int word = 12; word < 24; ++word) EXPECT_EQ(integer(word), word == 13 || word == 14) << word;
     const miScalar white[3] = {0, 1, 0};
     for (int k = 0; k < 3; ++k)
-        for (int c = 0; c < 3; ++c)
-            EXPECT_EQ(scalar(24 + 4 * k + c), white[k]) << k;
-    for (int word = 36; word < 48; ++word)
-        EXPECT_EQ(scalar(word), 0);
-    for (int word = 114; word < 133; ++word)
-        EXPECT_EQ(scalar(word), 0) << word;
-    for (int word = 140; word < 144; ++word)
-        EXPECT_EQ(scalar(word), 1);
+        for (int c = 0; c < 3; ++c) EXPECT_EQ(scalar(24 + 4 * k + c), white[k]) << k;
+    for (int word = 36; word < 48; ++word) EXPECT_EQ(scalar(word), 0);
+    for (int word = 114; word < 133; ++word) EXPECT_EQ(scalar(word), 0) << word;
+    for (int word = 140; word < 144; ++word) EXPECT_EQ(scalar(word), 1);
 }
 
-TEST_F(VexabaseModule, TakesItsParametersOver)
-{
+TEST_F(VexabaseModule, TakesItsParametersOver) {
     miInteger mode = 3;
     shader.connect(&shader->compositionMode, &mode);
     shader->shadowDepthLimit = 7;
@@ -125,8 +112,7 @@ TEST_F(VexabaseModule, TakesItsParametersOver)
     shader->contributionWeight = {0.1f, 0.2f, 0.3f, 0.4f};
     ASSERT_EQ(operate(miSTATE_SHADER_STATE_INIT), miTRUE);
     const miUint words[] = {3, 7, 1};
-    for (int i = 0; i < 3; ++i)
-        EXPECT_EQ(record()[4 + i], words[i]);
+    for (int i = 0; i < 3; ++i) EXPECT_EQ(record()[4 + i], words[i]);
     EXPECT_EQ(scalar(7), 0.125f);
     EXPECT_EQ(scalar(8), 0.75f);
     EXPECT_EQ(record()[9], 1u);
@@ -137,8 +123,7 @@ TEST_F(VexabaseModule, TakesItsParametersOver)
     EXPECT_EQ(color(140).a, 0.4f);
 }
 
-TEST_F(VexabaseModule, ResetsEverySampleInPlace)
-{
+TEST_F(VexabaseModule, ResetsEverySampleInPlace) {
     operate(miSTATE_SHADER_STATE_INIT);
     const miUint* const place = record();
     const std::vector<miUint> fresh(place, place + 144);
@@ -153,8 +138,7 @@ TEST_F(VexabaseModule, ResetsEverySampleInPlace)
     EXPECT_EQ(operate(9), miFALSE);
 }
 
-TEST_F(VexabaseModule, SurvivesCamerasWithoutSense)
-{
+TEST_F(VexabaseModule, SurvivesCamerasWithoutSense) {
     for (int width : {0, -5}) {
         stage.camera.x_resolution = width;
         EXPECT_EQ(operate(miSTATE_SHADER_SAMPLE_INIT), miTRUE);

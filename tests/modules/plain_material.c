@@ -16,56 +16,48 @@ struct plain_material {
 };
 
 DLLEXPORT int plain_material_version(void);
-DLLEXPORT void plain_material_init(miState *state, struct plain_material *paras, miBoolean *inst_init_req);
-DLLEXPORT void plain_material_exit(miState *state, struct plain_material *paras);
-DLLEXPORT miBoolean plain_material(miColor *result, miState *state, struct plain_material *paras);
+DLLEXPORT void plain_material_init(miState* state, struct plain_material* paras, miBoolean* inst_init_req);
+DLLEXPORT void plain_material_exit(miState* state, struct plain_material* paras);
+DLLEXPORT miBoolean plain_material(miColor* result, miState* state, struct plain_material* paras);
 
-DLLEXPORT int plain_material_version(void)
-{
-    return 3;
-}
+DLLEXPORT int plain_material_version(void) { return 3; }
 
 /* Each instance counts its lights once. */
-DLLEXPORT void plain_material_init(miState *state, struct plain_material *paras, miBoolean *inst_init_req)
-{
-    void **user;
+DLLEXPORT void plain_material_init(miState* state, struct plain_material* paras, miBoolean* inst_init_req) {
+    void** user;
     if (!paras) {
         *inst_init_req = miTRUE;
         return;
     }
     mi_query(miQ_FUNC_USERPTR, state, 0, &user);
     *user = mi_mem_allocate(sizeof(int));
-    *(int *)*user = *mi_eval_integer(&paras->n_light);
+    *(int*)*user = *mi_eval_integer(&paras->n_light);
 }
 
-DLLEXPORT void plain_material_exit(miState *state, struct plain_material *paras)
-{
-    void **user;
-    if (!paras)
-        return;
+DLLEXPORT void plain_material_exit(miState* state, struct plain_material* paras) {
+    void** user;
+    if (!paras) return;
     mi_query(miQ_FUNC_USERPTR, state, 0, &user);
     mi_mem_release(*user);
     *user = 0;
 }
 
-DLLEXPORT miBoolean plain_material(miColor *result, miState *state, struct plain_material *paras)
-{
-    const miColor *diffuse = mi_eval_color(&paras->diffuse);
-    const miColor *specular = mi_eval_color(&paras->specular);
+DLLEXPORT miBoolean plain_material(miColor* result, miState* state, struct plain_material* paras) {
+    const miColor* diffuse = mi_eval_color(&paras->diffuse);
+    const miColor* specular = mi_eval_color(&paras->specular);
     const miScalar exponent = *mi_eval_scalar(&paras->exponent);
     const miScalar reflectivity = *mi_eval_scalar(&paras->reflectivity);
     miInteger i_light = *mi_eval_integer(&paras->i_light);
-    miTag *light = mi_eval_tag(paras->light) + i_light;
+    miTag* light = mi_eval_tag(paras->light) + i_light;
     miColor color, sum;
     miVector dir;
     miScalar dot_nl, shine;
-    void **user;
+    void** user;
     int n, samples;
 
     mi_query(miQ_FUNC_USERPTR, state, 0, &user);
-    n = *(const int *)*user;
-    if (n == 0)
-        mi_instance_lightlist(&n, &light, state);
+    n = *(const int*)*user;
+    if (n == 0) mi_instance_lightlist(&n, &light, state);
 
     *result = *mi_eval_color(&paras->ambience);
     for (; n > 0; n--, light++) {
@@ -108,16 +100,12 @@ struct plain_texture {
 };
 
 DLLEXPORT int plain_texture_version(void);
-DLLEXPORT miBoolean plain_texture(miColor *result, miState *state, struct plain_texture *paras);
+DLLEXPORT miBoolean plain_texture(miColor* result, miState* state, struct plain_texture* paras);
 
-DLLEXPORT int plain_texture_version(void)
-{
-    return 1;
-}
+DLLEXPORT int plain_texture_version(void) { return 1; }
 
-DLLEXPORT miBoolean plain_texture(miColor *result, miState *state, struct plain_texture *paras)
-{
-    const miVector *repeat = mi_eval_vector(&paras->repeat);
+DLLEXPORT miBoolean plain_texture(miColor* result, miState* state, struct plain_texture* paras) {
+    const miVector* repeat = mi_eval_vector(&paras->repeat);
     miVector coord = state->tex_list[0];
     coord.x *= repeat->x;
     coord.y *= repeat->y;
@@ -139,15 +127,11 @@ struct plain_parts_result {
 };
 
 DLLEXPORT int plain_parts_version(void);
-DLLEXPORT miBoolean plain_parts(struct plain_parts_result *result, miState *state, struct plain_parts *paras);
+DLLEXPORT miBoolean plain_parts(struct plain_parts_result* result, miState* state, struct plain_parts* paras);
 
-DLLEXPORT int plain_parts_version(void)
-{
-    return 1;
-}
+DLLEXPORT int plain_parts_version(void) { return 1; }
 
-DLLEXPORT miBoolean plain_parts(struct plain_parts_result *result, miState *state, struct plain_parts *paras)
-{
+DLLEXPORT miBoolean plain_parts(struct plain_parts_result* result, miState* state, struct plain_parts* paras) {
     const miScalar scale = *mi_eval_scalar(&paras->scale);
     result->weight = .25f * scale;
     miColorSet(&result->tint, .5f * scale, .25f * scale, .125f * scale, 1);
@@ -161,31 +145,23 @@ struct plain_constant {
 };
 
 DLLEXPORT int plain_constant_version(void);
-DLLEXPORT miBoolean plain_constant(miColor *result, miState *state, struct plain_constant *paras);
+DLLEXPORT miBoolean plain_constant(miColor* result, miState* state, struct plain_constant* paras);
 
-DLLEXPORT int plain_constant_version(void)
-{
-    return 1;
-}
+DLLEXPORT int plain_constant_version(void) { return 1; }
 
-DLLEXPORT miBoolean plain_constant(miColor *result, miState *state, struct plain_constant *paras)
-{
+DLLEXPORT miBoolean plain_constant(miColor* result, miState* state, struct plain_constant* paras) {
     *result = *mi_eval_color(&paras->color);
     return miTRUE;
 }
 
 /* The first texture coordinate as a color. */
 DLLEXPORT int plain_coordinate_version(void);
-DLLEXPORT miBoolean plain_coordinate(miColor *result, miState *state, void *paras);
+DLLEXPORT miBoolean plain_coordinate(miColor* result, miState* state, void* paras);
 
-DLLEXPORT int plain_coordinate_version(void)
-{
-    return 1;
-}
+DLLEXPORT int plain_coordinate_version(void) { return 1; }
 
-DLLEXPORT miBoolean plain_coordinate(miColor *result, miState *state, void *paras)
-{
-    const miVector *coord = &state->tex_list[0];
+DLLEXPORT miBoolean plain_coordinate(miColor* result, miState* state, void* paras) {
+    const miVector* coord = &state->tex_list[0];
     (void)paras;
     miColorSet(result, coord->x, coord->y, coord->z, 1);
     return miTRUE;

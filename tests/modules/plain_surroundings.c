@@ -8,27 +8,21 @@ struct plain_light {
 };
 
 DLLEXPORT int plain_light_version(void);
-DLLEXPORT miBoolean plain_light(miColor *result, miState *state, struct plain_light *paras);
+DLLEXPORT miBoolean plain_light(miColor* result, miState* state, struct plain_light* paras);
 
-DLLEXPORT int plain_light_version(void)
-{
-    return 1;
-}
+DLLEXPORT int plain_light_version(void) { return 1; }
 
-DLLEXPORT miBoolean plain_light(miColor *result, miState *state, struct plain_light *paras)
-{
+DLLEXPORT miBoolean plain_light(miColor* result, miState* state, struct plain_light* paras) {
     miScalar d;
     *result = *mi_eval_color(&paras->color);
-    if (state->type != miRAY_LIGHT)
-        return miTRUE;
+    if (state->type != miRAY_LIGHT) return miTRUE;
     if (*mi_eval_boolean(&paras->falloff)) {
         d = (miScalar)(state->dist * state->dist);
         result->r /= d;
         result->g /= d;
         result->b /= d;
     }
-    if (*mi_eval_boolean(&paras->shadow))
-        return mi_trace_shadow(result, state);
+    if (*mi_eval_boolean(&paras->shadow)) return mi_trace_shadow(result, state);
     return miTRUE;
 }
 
@@ -38,18 +32,13 @@ struct plain_shadow {
 };
 
 DLLEXPORT int plain_shadow_version(void);
-DLLEXPORT miBoolean plain_shadow(miColor *result, miState *state, struct plain_shadow *paras);
+DLLEXPORT miBoolean plain_shadow(miColor* result, miState* state, struct plain_shadow* paras);
 
-DLLEXPORT int plain_shadow_version(void)
-{
-    return 1;
-}
+DLLEXPORT int plain_shadow_version(void) { return 1; }
 
-DLLEXPORT miBoolean plain_shadow(miColor *result, miState *state, struct plain_shadow *paras)
-{
-    const miColor *transmission = mi_eval_color(&paras->transmission);
-    if (state->options->shadow == 's' && !mi_trace_shadow_seg(result, state))
-        return miFALSE;
+DLLEXPORT miBoolean plain_shadow(miColor* result, miState* state, struct plain_shadow* paras) {
+    const miColor* transmission = mi_eval_color(&paras->transmission);
+    if (state->options->shadow == 's' && !mi_trace_shadow_seg(result, state)) return miFALSE;
     result->r *= transmission->r;
     result->g *= transmission->g;
     result->b *= transmission->b;
@@ -63,15 +52,11 @@ struct plain_environment {
 };
 
 DLLEXPORT int plain_environment_version(void);
-DLLEXPORT miBoolean plain_environment(miColor *result, miState *state, struct plain_environment *paras);
+DLLEXPORT miBoolean plain_environment(miColor* result, miState* state, struct plain_environment* paras);
 
-DLLEXPORT int plain_environment_version(void)
-{
-    return 1;
-}
+DLLEXPORT int plain_environment_version(void) { return 1; }
 
-DLLEXPORT miBoolean plain_environment(miColor *result, miState *state, struct plain_environment *paras)
-{
+DLLEXPORT miBoolean plain_environment(miColor* result, miState* state, struct plain_environment* paras) {
     const miColor *down = mi_eval_color(&paras->down), *up = mi_eval_color(&paras->up);
     const miScalar t = .5f + .5f * state->dir.y;
     result->r = down->r + t * (up->r - down->r);
@@ -88,20 +73,15 @@ struct plain_fog {
 };
 
 DLLEXPORT int plain_fog_version(void);
-DLLEXPORT miBoolean plain_fog(miColor *result, miState *state, struct plain_fog *paras);
+DLLEXPORT miBoolean plain_fog(miColor* result, miState* state, struct plain_fog* paras);
 
-DLLEXPORT int plain_fog_version(void)
-{
-    return 1;
-}
+DLLEXPORT int plain_fog_version(void) { return 1; }
 
-DLLEXPORT miBoolean plain_fog(miColor *result, miState *state, struct plain_fog *paras)
-{
-    const miColor *color = mi_eval_color(&paras->color);
+DLLEXPORT miBoolean plain_fog(miColor* result, miState* state, struct plain_fog* paras) {
+    const miColor* color = mi_eval_color(&paras->color);
     const miScalar density = *mi_eval_scalar(&paras->density);
     miScalar clear;
-    if (state->type == miRAY_LIGHT)
-        return miTRUE;
+    if (state->type == miRAY_LIGHT) return miTRUE;
     clear = state->dist > 0 ? (miScalar)exp(-density * state->dist) : 0;
     result->r = color->r + clear * (result->r - color->r);
     result->g = color->g + clear * (result->g - color->g);
@@ -118,20 +98,15 @@ struct plain_placed_light {
 };
 
 DLLEXPORT int plain_placed_light_version(void);
-DLLEXPORT miBoolean plain_placed_light(miColor *result, miState *state, struct plain_placed_light *paras);
+DLLEXPORT miBoolean plain_placed_light(miColor* result, miState* state, struct plain_placed_light* paras);
 
-DLLEXPORT int plain_placed_light_version(void)
-{
-    return 1;
-}
+DLLEXPORT int plain_placed_light_version(void) { return 1; }
 
-DLLEXPORT miBoolean plain_placed_light(miColor *result, miState *state, struct plain_placed_light *paras)
-{
+DLLEXPORT miBoolean plain_placed_light(miColor* result, miState* state, struct plain_placed_light* paras) {
     const miVector *edge_u = mi_eval_vector(&paras->edge_u), *edge_v = mi_eval_vector(&paras->edge_v);
     miVector2d place;
     miScalar brightness;
-    if (!mi_query(miQ_LIGHT_SAMPLE_COORD, state, 0, &place))
-        return miFALSE;
+    if (!mi_query(miQ_LIGHT_SAMPLE_COORD, state, 0, &place)) return miFALSE;
     state->org = *mi_eval_vector(&paras->corner);
     state->org.x += place.u * edge_u->x + place.v * edge_v->x;
     state->org.y += place.u * edge_u->y + place.v * edge_v->y;

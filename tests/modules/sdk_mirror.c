@@ -18,15 +18,11 @@ struct sdk_mirror {
 };
 
 DLLEXPORT int sdk_mirror_version(void);
-DLLEXPORT miBoolean sdk_mirror(struct sdk_mirror_result *result, miState *state, struct sdk_mirror *paras);
+DLLEXPORT miBoolean sdk_mirror(struct sdk_mirror_result* result, miState* state, struct sdk_mirror* paras);
 
-DLLEXPORT int sdk_mirror_version(void)
-{
-    return 1;
-}
+DLLEXPORT int sdk_mirror_version(void) { return 1; }
 
-static void write_beauty(miState *state, const PassState *passes, FrameBufferInfo *entries, const miColor *value)
-{
+static void write_beauty(miState* state, const PassState* passes, FrameBufferInfo* entries, const miColor* value) {
     const PassRange range = passes->types[kPassBeauty];
     const miUint mode = kWriteAdd;
     const miCBoolean flags = 0;
@@ -36,8 +32,7 @@ static void write_beauty(miState *state, const PassState *passes, FrameBufferInf
         passWriteColor(state, value, entries + i, &mode, &flags, &weight, 0, 0);
 }
 
-static ReflectionSettings settings_of(const miState *state, const miColor *reflection)
-{
+static ReflectionSettings settings_of(const miState* state, const miColor* reflection) {
     ReflectionSettings settings = {0};
     settings.reflectivity = 1;
     settings.color = *reflection;
@@ -47,19 +42,17 @@ static ReflectionSettings settings_of(const miState *state, const miColor *refle
     return settings;
 }
 
-DLLEXPORT miBoolean sdk_mirror(struct sdk_mirror_result *result, miState *state, struct sdk_mirror *paras)
-{
+DLLEXPORT miBoolean sdk_mirror(struct sdk_mirror_result* result, miState* state, struct sdk_mirror* paras) {
     const miColor reflection = *mi_eval_color(&paras->reflection);
     const ReflectionSettings settings = settings_of(state, &reflection);
-    PassState *passes;
-    FrameBufferInfo *entries;
+    PassState* passes;
+    FrameBufferInfo* entries;
     const miUint count = getFrameBufferInfo(state, &passes, &entries);
     miColor mirrored;
 
     result->color = *mi_eval_color(&paras->own);
     miColorSet(&result->matteOpacity, 1, 1, 1, 0);
-    if (count > 0)
-        write_beauty(state, passes, entries, &result->color);
+    if (count > 0) write_beauty(state, passes, entries, &result->color);
     compute_reflection(&mirrored, state, &settings, passes, count, entries);
     result->color.r += reflection.r * mirrored.r;
     result->color.g += reflection.g * mirrored.g;

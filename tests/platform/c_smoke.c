@@ -13,40 +13,33 @@ struct tint {
 };
 
 DLLEXPORT int tint_version(void);
-DLLEXPORT void tint_init(miState *state, struct tint *parameters, miBoolean *instance_init);
-DLLEXPORT void tint_exit(miState *state, struct tint *parameters);
-DLLEXPORT miBoolean tint(miColor *result, miState *state, struct tint *parameters);
+DLLEXPORT void tint_init(miState* state, struct tint* parameters, miBoolean* instance_init);
+DLLEXPORT void tint_exit(miState* state, struct tint* parameters);
+DLLEXPORT miBoolean tint(miColor* result, miState* state, struct tint* parameters);
 
-DLLEXPORT int tint_version(void)
-{
-    return 1;
-}
+DLLEXPORT int tint_version(void) { return 1; }
 
-DLLEXPORT void tint_init(miState *state, struct tint *parameters, miBoolean *instance_init)
-{
-    void **user = 0;
+DLLEXPORT void tint_init(miState* state, struct tint* parameters, miBoolean* instance_init) {
+    void** user = 0;
     if (!parameters) {
         *instance_init = miTRUE;
         return;
     }
-    if (mi_query(miQ_FUNC_USERPTR, state, miNULLTAG, &user))
-        *user = mi_mem_allocate(sizeof(miColor));
+    if (mi_query(miQ_FUNC_USERPTR, state, miNULLTAG, &user)) *user = mi_mem_allocate(sizeof(miColor));
 }
 
-DLLEXPORT void tint_exit(miState *state, struct tint *parameters)
-{
-    void **user = 0;
+DLLEXPORT void tint_exit(miState* state, struct tint* parameters) {
+    void** user = 0;
     if (parameters && mi_query(miQ_FUNC_USERPTR, state, miNULLTAG, &user)) {
         mi_mem_release(*user);
         *user = 0;
     }
 }
 
-DLLEXPORT miBoolean tint(miColor *result, miState *state, struct tint *parameters)
-{
-    const miColor *color = mi_eval_color(&parameters->color);
+DLLEXPORT miBoolean tint(miColor* result, miState* state, struct tint* parameters) {
+    const miColor* color = mi_eval_color(&parameters->color);
     int n = *mi_eval_integer(&parameters->n_lights);
-    miTag *lights = mi_eval_tag(parameters->lights) + *mi_eval_integer(&parameters->i_lights);
+    miTag* lights = mi_eval_tag(parameters->lights) + *mi_eval_integer(&parameters->i_lights);
     miScalar strength = miCLAMP(*mi_eval_scalar(&parameters->strength), 0.0f, 1.0f);
     int i;
 

@@ -11,8 +11,7 @@ namespace {
 
 int failures = 0;
 
-void check(bool ok, const char *what)
-{
+void check(bool ok, const char* what) {
     if (!ok) {
         std::printf("failed: %s\n", what);
         ++failures;
@@ -21,15 +20,13 @@ void check(bool ok, const char *what)
 
 /* A pointer to a virtual method holds 1 + the byte offset of its place (Itanium C++ ABI). */
 template <class Method>
-int placeOf(Method method)
-{
+int placeOf(Method method) {
     std::size_t word;
     std::memcpy(&word, &method, sizeof word);
-    return static_cast<int>((word - 1) / sizeof(void *));
+    return static_cast<int>((word - 1) / sizeof(void*));
 }
 
-void checkPlaces()
-{
+void checkPlaces() {
     using namespace mi::shader_v3;
     check(placeOf(&Interface::getOptions) == 0, "Interface::getOptions");
     check(placeOf(&Interface::release) == 4, "Interface::release");
@@ -37,14 +34,14 @@ void checkPlaces()
     check(placeOf(&Interface::createMapDeclaration) == 11, "Interface::createMapDeclaration");
     check(placeOf(&Interface::copyMapLookup) == 20, "Interface::copyMapLookup");
     check(placeOf(&Interface::accessFramebuffer) == 21, "Interface::accessFramebuffer");
-    using ReleaseConst = bool (Interface::*)(const Framebuffer *, miTag);
+    using ReleaseConst = bool (Interface::*)(const Framebuffer*, miTag);
     check(placeOf(static_cast<ReleaseConst>(&Interface::releaseFramebuffer)) == 22, "releaseFramebuffer, const");
     check(placeOf(&Interface::editFramebuffer) == 23, "Interface::editFramebuffer");
     check(placeOf(&Interface::getPassNumber) == 35, "Interface::getPassNumber");
-    using GetBool = bool (Options::*)(const char *, bool *) const;
+    using GetBool = bool (Options::*)(const char*, bool*) const;
     check(placeOf(static_cast<GetBool>(&Options::get)) == 7, "Options::get(bool)");
     check(placeOf(&Options::release) == 15, "Options::release");
-    using GetString = bool (Framebuffer::*)(const char *, const char *, const char *&) const;
+    using GetString = bool (Framebuffer::*)(const char*, const char*, const char*&) const;
     check(placeOf(static_cast<GetString>(&Framebuffer::get)) == 7, "Framebuffer::get(string)");
     check(placeOf(&Framebuffer::get_index) == 8, "Framebuffer::get_index");
     check(placeOf(&Framebuffer::get_datatype) == 15, "Framebuffer::get_datatype");
@@ -54,15 +51,11 @@ float connectedValue = 7.0f;
 
 }  // namespace
 
-extern "C" void *mi_phen_eval(miState *, void *)
-{
-    return &connectedValue;
-}
+extern "C" void* mi_phen_eval(miState*, void*) { return &connectedValue; }
 
 namespace {
 
-void checkConnections()
-{
+void checkConnections() {
     struct Block {
         miScalar value;
         miTag ghost;
@@ -71,7 +64,7 @@ void checkConnections()
     function.ghost_offs = static_cast<int>(offsetof(Block, ghost));
     function.has_connections = 1;
     miState record{};
-    miState *state = &record;
+    miState* state = &record;
     state->shader = &function;
 
     check(*mi_eval_scalar(&block.value) == 3.0f && !miParameterIsSet(state, &block.value), "ghost 0: not set");
@@ -83,8 +76,7 @@ void checkConnections()
     check(*mi_eval_scalar(&block.value) == 3.0f, "no connections in the whole function");
 }
 
-void checkDefaults()
-{
+void checkDefaults() {
     miOptions options{};
     options.globillum_accuracy = 100;
     options.caustic_radius = 0.5f;
@@ -97,8 +89,7 @@ void checkDefaults()
     check(irrad.importance == -1.0f && irrad.finalgather_points == 0 && irrad.padding[1] == 0, "constant defaults");
 }
 
-void checkMath()
-{
+void checkMath() {
     miVector a = {1, 2, 3};
     const miVector b = {-2, 1, 4};
     mi_vector_prod(&a, &a, &b);
@@ -114,8 +105,7 @@ void checkMath()
 
 }  // namespace
 
-int main()
-{
+int main() {
     checkPlaces();
     checkConnections();
     checkDefaults();

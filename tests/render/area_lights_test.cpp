@@ -33,8 +33,7 @@ protected:
         text.options = "samples 0 0";
         const Picture image = picture(text.text());
         const Emitter placed = shape.in(place);
-        expectPixels(
-            image, "R", [&](int x, int y) { return meanLight(placed, meeting(x, y, -5)); }, 2e-4);
+        expectPixels(image, "R", [&](int x, int y) { return meanLight(placed, meeting(x, y, -5)); }, 2e-4);
     }
 };
 
@@ -59,8 +58,7 @@ instance "shape_i" "shape" end instance
     text.members += " \"shape_i\"";
     text.options = "samples 0 0";
     const Picture image = picture(text.text());
-    expectPixels(
-        image, "R", [&](int x, int y) { return meanLight(kRectangle, meeting(x, y, -5)); }, 3e-4);
+    expectPixels(image, "R", [&](int x, int y) { return meanLight(kRectangle, meeting(x, y, -5)); }, 3e-4);
 
     text.elements.replace(text.elements.find("v 3 c 3 2 1 0"), 13, "v 3 c 0 0 0");  // no area is left
     const Outcome outcome = renderText(text.text());
@@ -71,8 +69,7 @@ TEST_F(AreaLights, MayChooseTheirPlaces) {
     SceneText text =
         scene("\"plain_placed_light\" ( \"corner\" -.5 1 -2.75, \"edge_u\" 2 0 0, \"edge_v\" 0 0 1.5 ) user 64 64");
     const Picture image = picture(text.text());
-    expectPixels(
-        image, "R", [&](int x, int y) { return meanLight(kRectangle, meeting(x, y, -5)); }, 3e-4);
+    expectPixels(image, "R", [&](int x, int y) { return meanLight(kRectangle, meeting(x, y, -5)); }, 3e-4);
 }
 
 TEST_F(AreaLights, CountAllSamplesAndCallTheShaderForThoseAboveTheSurface) {

@@ -28,7 +28,8 @@ shader "red" "lumoVexaLambert" ( "color" 1 0 0 1 )
 material "m" "lumoVexaShadingEngine" ( "surfaceShader" = "red" )
     "lumoPassCoverage" ( "pass" 0 )
     shadow "lumoVexaShadow" ( "transparency" .5 .5 .5 1 ) end material
-)" + wall("near", -5, "m", 1) + wall("far", -9, "m");
+)" + wall("near", -5, "m", 1) +
+                     wall("far", -9, "m");
     scene.members = "\"lamp_i\" \"near\" \"far\"";
     return scene.text();
 }

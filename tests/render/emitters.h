@@ -44,21 +44,18 @@ inline V3 around(V3 x, V3 y, double turns) {
 
 inline Emitter rectangleEmitter(V3 centre, V3 u, V3 v) {
     const V3 normal = unit(cross(u, v));
-    return {lightPieces(100, 100,
-                        [&](double s, double t) {
-                            return LightPiece{centre + (s - .5) * u + (t - .5) * v, normal, 1};
-                        }),
-            true};
+    return {
+        lightPieces(100, 100,
+                    [&](double s, double t) { return LightPiece{centre + (s - .5) * u + (t - .5) * v, normal, 1}; }),
+        true};
 }
 
 /// x and y: radii at right angles.
 inline Emitter discEmitter(V3 centre, V3 x, V3 y) {
     const V3 normal = unit(cross(x, y));
-    return {lightPieces(100, 200,
-                        [&](double s, double t) {
-                            return LightPiece{centre + s * around(x, y, t), normal, s};
-                        }),
-            true};
+    return {
+        lightPieces(100, 200, [&](double s, double t) { return LightPiece{centre + s * around(x, y, t), normal, s}; }),
+        true};
 }
 
 inline Emitter sphereEmitter(V3 centre, double radius) {

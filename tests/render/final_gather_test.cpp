@@ -95,10 +95,8 @@ TEST_F(FinalGather, LightsTheLibrarysMaterials) {
         wall("surface", -5, "m");
     scene.members = "\"surface\"";
     const Picture image = picture(scene.text());
-    expectPixels(
-        image, "R", [](int, int) { return .5 * .8 * .5; }, 2e-4);  // color, diffuse, surroundings
-    expectPixels(
-        image, "B", [](int, int) { return .5 * .8 * 2; }, 8e-4);
+    expectPixels(image, "R", [](int, int) { return .5 * .8 * .5; }, 2e-4);  // color, diffuse, surroundings
+    expectPixels(image, "B", [](int, int) { return .5 * .8 * 2; }, 8e-4);
 }
 
 // Every ray in a closed box meets a wall that sends out what it shines by itself, and what it reflects of the same.
@@ -110,18 +108,15 @@ TEST_F(FinalGather, BouncesUpToTheTracedDepthInClosedBoxes) {
     };
     double sum = .2 * (1 + .5), power = .5;
     for (const std::string depth : {"0", "1", "2", "3"}) {
-        expectPixels(
-            box("finalgather trace depth 0 0 " + depth), "R", [&](int, int) { return sum; }, .01 * sum);
+        expectPixels(box("finalgather trace depth 0 0 " + depth), "R", [&](int, int) { return sum; }, .01 * sum);
         power *= .5;
         sum += .2 * power;
     }
     // e (1 + r s (1 + r s2)), s for what eyes see and s2 for the next bounce.
     const Picture scaled =
         box("finalgather trace depth 0 0 1 finalgather scale .5 1 1 finalgather secondary scale .25 0 1");
-    expectPixels(
-        scaled, "R", [](int, int) { return .2 * (1 + .25 * (1 + .125)); }, 1e-3);
-    expectPixels(
-        scaled, "G", [](int, int) { return .2 * (1 + .5); }, 1e-3);
+    expectPixels(scaled, "R", [](int, int) { return .2 * (1 + .25 * (1 + .125)); }, 1e-3);
+    expectPixels(scaled, "G", [](int, int) { return .2 * (1 + .5); }, 1e-3);
 }
 
 TEST_F(FinalGather, NoiseFallsWithTheRays) {
@@ -310,10 +305,8 @@ TEST_F(FinalGather, ShadersMayStoreLight) {
                       wall("surface", -5, "stored");
     scene.members = "\"surface\"";
     const Picture image = picture(scene.text());
-    expectPixels(
-        image, "R", [](int, int) { return .3; }, 1e-6);
-    expectPixels(
-        image, "G", [](int, int) { return .2; }, 1e-6);
+    expectPixels(image, "R", [](int, int) { return .3; }, 1e-6);
+    expectPixels(image, "G", [](int, int) { return .2; }, 1e-6);
     expectPixels(image, "A", [](int, int) { return 0; });  // nothing is stored while tiles render
 }
 

@@ -34,12 +34,9 @@ Rgb seen(int fit, int x, int y) {
     const double across = (x + .5) / 4, up = (y + .5) / 4;
     switch (fit) {
         case 1:
-        case 2:
-            return up < .25 || up > .75 ? Rgb{.5, .5, .5} : filtered(across, 2 * (up - .25));
-        case 4:
-            return filtered(across, up);
-        default:
-            return filtered(.25 + across / 2, up);
+        case 2: return up < .25 || up > .75 ? Rgb{.5, .5, .5} : filtered(across, 2 * (up - .25));
+        case 4: return filtered(across, up);
+        default: return filtered(.25 + across / 2, up);
     }
 }
 

@@ -38,7 +38,7 @@ protected:
         scene.members += "\"glass\" \"mirror\" \"wall\"";
     }
 
-    void expectBuffers(const SceneText& scene, const std::vector<Case>& cases, double Case::*expected,
+    void expectBuffers(const SceneText& scene, const std::vector<Case>& cases, double Case::* expected,
                        double inPicture) {
         const Picture image = picture(scene.text());
         EXPECT_NEAR(image.at("R", 1, 2), inPicture, 1e-5) << "in the picture, which no filter touches";

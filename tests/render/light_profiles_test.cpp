@@ -33,22 +33,15 @@ TEST_F(Contract, LightProfilesTurnWithTheirLight) {
     // Down the light's z axis, C0 along x.
     expectPixels(
         probe(profiled("origin 0 0 0", "off")), "R",
-        [](int x, int y) {
-            return candela({0, 0, -1}, {1, 0, 0}, eyeRay(x, y));
-        },
-        1e-3);
-    expectPixels(probe(profiled("origin 0 0 0", "on")), "R", [](int x, int y) {
-        return candela({0, 0, -1}, {1, 0, 0}, eyeRay(x, y)) / 40;
-    });
+        [](int x, int y) { return candela({0, 0, -1}, {1, 0, 0}, eyeRay(x, y)); }, 1e-3);
+    expectPixels(probe(profiled("origin 0 0 0", "on")), "R",
+                 [](int x, int y) { return candela({0, 0, -1}, {1, 0, 0}, eyeRay(x, y)) / 40; });
     // A quarter turn of the instance brings x to y. Light to world: row vectors (x, y, z) -> (-y, x, z).
     expectPixels(probe(profiled("origin 0 0 0", "on", "transform 0 -1 0 0  1 0 0 0  0 0 1 0  0 0 0 1")), "R",
-                 [](int x, int y) {
-                     return candela({0, 0, -1}, {0, 1, 0}, eyeRay(x, y)) / 40;
-                 });
+                 [](int x, int y) { return candela({0, 0, -1}, {0, 1, 0}, eyeRay(x, y)) / 40; });
     // A spot has a direction of its own: (0, .6, -.8), C0 stays along x.
-    expectPixels(probe(profiled("origin 0 0 0 direction 0 3 -4 spread .1", "on")), "R", [](int x, int y) {
-        return candela({0, .6, -.8}, {1, 0, 0}, eyeRay(x, y)) / 40;
-    });
+    expectPixels(probe(profiled("origin 0 0 0 direction 0 3 -4 spread .1", "on")), "R",
+                 [](int x, int y) { return candela({0, .6, -.8}, {1, 0, 0}, eyeRay(x, y)) / 40; });
 }
 
 TEST_F(Contract, LightProfilesAnswerShaders) {

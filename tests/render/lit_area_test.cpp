@@ -212,9 +212,7 @@ TEST_F(LitArea, EveryPassHasItsOwnSoftShadow) {
     const std::pair<std::string, Emitter> lights[] = {
         {"rectangle 2 0 0  0 -2 0",
          {lightPieces(4000, 1,
-                      [](double u, double) {
-                          return LightPiece{kLamp + (2 * (u - .5)) * V3{1, 0, 0}, {0, 0, -1}, 1};
-                      }),
+                      [](double u, double) { return LightPiece{kLamp + (2 * (u - .5)) * V3{1, 0, 0}, {0, 0, -1}, 1}; }),
           true}},
         {"sphere 1", sphereEmitter(kLamp, 1)},
     };

@@ -61,8 +61,7 @@ TEST_F(LitGather, BouncesInAClosedBox) {
             sum = sum + power;
         }
         const auto near = [&](const std::string& layer, const Rgb& expected) {
-            expectLayer(
-                image, layer, [&](int, int) { return expected; }, .01);
+            expectLayer(image, layer, [&](int, int) { return expected; }, .01);
         };
         near("", sum);
         near("beauty", sum);
@@ -101,8 +100,7 @@ TEST_F(LitGather, IndirectLightIsTintedAndReplaced) {
         EXPECT_EQ(!outcome.says(" points, 0 rays"), gathers) << outcome.messages;
         const Picture image(path("out.exr"));
         for (const char* layer : {"", "indirect"})
-            expectLayer(
-                image, layer, [&](int, int) { return .8 * color * expected; }, 2e-3);
+            expectLayer(image, layer, [&](int, int) { return .8 * color * expected; }, 2e-3);
     }
 }
 

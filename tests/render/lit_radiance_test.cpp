@@ -135,17 +135,14 @@ TEST_F(LitRadiance, TranslucenceFadesInBeyondTheTerminator) {
         const Rgb through = .5 * share * kColor * kLight;
         const Rgb whole = through + kDiffuse * std::max(0., cosine) * kColor * kLight;
         const Picture image = picture(scene.text());
-        expectLayer(
-            image, "translucence", [&](int, int) { return through; }, 1e-4, 1e-6);
-        expectLayer(
-            image, "diffuse", [&](int, int) { return whole; }, 1e-4, 1e-6);
-        expectLayer(
-            image, "", [&](int, int) { return whole; }, 1e-4, 1e-6);
+        expectLayer(image, "translucence", [&](int, int) { return through; }, 1e-4, 1e-6);
+        expectLayer(image, "diffuse", [&](int, int) { return whole; }, 1e-4, 1e-6);
+        expectLayer(image, "", [&](int, int) { return whole; }, 1e-4, 1e-6);
     }
 }
 
-// Light from straight behind: d is the cosine of eye ray and way to the light, and the share ((d + 1) / 2)^(f / (1 -
-// f)).
+// Light from straight behind: d is the cosine of eye ray and way to the light, and the share
+// ((d + 1) / 2)^(f / (1 - f)).
 TEST_F(LitRadiance, TranslucenceGathersAroundTheWayToTheLight) {
     for (const double focus : {.25, .5, .75}) {
         LitScene scene({{"translucence", 25}});

@@ -69,8 +69,7 @@ void expectShadow(const Picture& image, Form form, const Rgb& transmission) {
     expectLayer(image, "irradiance", .5 * blocked);
     // A scalar, in red.
     const Rgb seen = term * blocked;
-    expectPixels(
-        image, "luminance.R", [&](int, int) { return .3 * seen.r + .59 * seen.g + .11 * seen.b; }, 1e-5);
+    expectPixels(image, "luminance.R", [&](int, int) { return .3 * seen.r + .59 * seen.g + .11 * seen.b; }, 1e-5);
 }
 
 TEST_F(LitShadow, EveryPassGetsItsShareOfLightAndShadowColor) {

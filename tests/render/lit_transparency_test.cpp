@@ -56,8 +56,7 @@ void expectSeen(const Picture& image, const Seen& seen) {
     expectLayer(image, "diffuse", seen.diffuse);
     expectLayer(image, "glow", seen.incandescence);
     expectLayer(image, "front", .25 * kSheet);
-    expectPixels(
-        image, "A", [&](int, int) { return seen.alpha; }, 1e-4);
+    expectPixels(image, "A", [&](int, int) { return seen.alpha; }, 1e-4);
 }
 
 // Ten are more than the trace depth of 8: looking through costs none.

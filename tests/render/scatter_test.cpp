@@ -159,12 +159,7 @@ TEST_F(Scattering, ShinesThroughThinSheets) {
                           "sheet");
         const double through = Profile(1, .5).beyond(thickness), expected = through / (1 + through);
         const Picture image = picture(scene.text());
-        expectLayer(
-            image, "",
-            [&](int, int) {
-                return expected * Rgb{1, 1, 1};
-            },
-            .04, .002);
+        expectLayer(image, "", [&](int, int) { return expected * Rgb{1, 1, 1}; }, .04, .002);
     }
 }
 

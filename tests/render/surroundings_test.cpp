@@ -48,8 +48,8 @@ TEST_F(Surroundings, PanoramasLieAroundTheirMiddle) {
     for (const double turn : {0., 30., -300.}) {
         SceneText scene;
         scene.before = "link \"examples.so\"\n$include <examples.mi>\ncolor texture \"around\" \"around.ppm\"\n";
-        scene.camera = fmt::format(
-            "environment \"example_panorama\" ( \"tex\" \"around\", \"gain\" 2 3 1, \"turn\" {} )", turn);
+        scene.camera =
+            fmt::format("environment \"example_panorama\" ( \"tex\" \"around\", \"gain\" 2 3 1, \"turn\" {} )", turn);
         const Picture image = picture(scene.text());
         // What is at the left in the image comes to the middle when the surroundings turn to the right.
         expectPixels(image, "R", [&](int x, int y) {
@@ -100,8 +100,7 @@ TEST_F(Surroundings, DepthOfFieldIsSharpAtItsDistanceOnly) {
     };
     expectPixels(edgeAt(-4), "R", [](int x, int) { return x > 1 ? 1. : 0.; });
     // At twice the distance the rays through the lens's rim have parted by its radius again.
-    expectPixels(
-        edgeAt(-8), "R", [](int x, int y) { return beyondEdge(meeting(x, y, -8).x, 2); }, .01);
+    expectPixels(edgeAt(-8), "R", [](int x, int y) { return beyondEdge(meeting(x, y, -8).x, 2); }, .01);
 }
 
 }  // namespace

@@ -8,14 +8,11 @@ namespace {
 using twin::libraryVariable;
 using twin::renderer;
 
-TEST(Constants, HaveTheirExactValues)
-{
+TEST(Constants, HaveTheirExactValues) {
     for (const char* name : {"BLACK", "VEXA_BLACK"})
-        for (int i = 0; i < 4; ++i)
-            EXPECT_EQ((&libraryVariable<miColor>(name).r)[i], 0.0f) << name;
+        for (int i = 0; i < 4; ++i) EXPECT_EQ((&libraryVariable<miColor>(name).r)[i], 0.0f) << name;
     for (const char* name : {"WHITE", "VEXA_WHITE"})
-        for (int i = 0; i < 4; ++i)
-            EXPECT_EQ((&libraryVariable<miColor>(name).r)[i], 1.0f) << name;
+        for (int i = 0; i < 4; ++i) EXPECT_EQ((&libraryVariable<miColor>(name).r)[i], 1.0f) << name;
     EXPECT_EQ(libraryVariable<miScalar>("VEXA_LUMINANCE_RED"), 0.3f);
     EXPECT_EQ(libraryVariable<miScalar>("VEXA_LUMINANCE_GREEN"), 0.59f);
     EXPECT_EQ(libraryVariable<miScalar>("VEXA_LUMINANCE_BLUE"), 0.11f);
@@ -40,8 +37,7 @@ TEST(Constants, HaveTheirExactValues)
 
 class Messages : public twin::LibraryTest {};
 
-TEST_F(Messages, GoToTheRendererByLevelAndAreItsFormat)
-{
+TEST_F(Messages, GoToTheRendererByLevelAndAreItsFormat) {
     library::lumoFatal("f");
     library::lumoError("e");
     library::lumoWarning("w");

@@ -17,8 +17,7 @@ protected:
     ShaderObject() { stage.run(shader); }
 };
 
-TEST_F(ShaderObject, ShaderLevelInitOnlyAsksForInstances)
-{
+TEST_F(ShaderObject, ShaderLevelInitOnlyAsksForInstances) {
     depthShader.init(state, nullptr, &wantsInstances);
     EXPECT_EQ(wantsInstances, miTRUE);
     depthShader.exit(state, nullptr);
@@ -27,8 +26,7 @@ TEST_F(ShaderObject, ShaderLevelInitOnlyAsksForInstances)
     EXPECT_TRUE(renderer().memory.releases.empty());
 }
 
-TEST_F(ShaderObject, LivesFromInstanceInitToExit)
-{
+TEST_F(ShaderObject, LivesFromInstanceInitToExit) {
     depthShader.init(state, shader.parameters(), &wantsInstances);
     ASSERT_EQ(renderer().memory.allocations.size(), 1u);
     EXPECT_TRUE(renderer().memory.allocations[0].file.starts_with("shaders/lumo"));
@@ -50,8 +48,7 @@ TEST_F(ShaderObject, LivesFromInstanceInitToExit)
     EXPECT_EQ(renderer().memory.releases[1].line, 150);
 }
 
-TEST_F(ShaderObject, EvaluatesCapturedParametersOnceAtInit)
-{
+TEST_F(ShaderObject, EvaluatesCapturedParametersOnceAtInit) {
     miScalar near = 1;
     miInteger pass = 0;
     stage.placeVexabase();
@@ -60,8 +57,7 @@ TEST_F(ShaderObject, EvaluatesCapturedParametersOnceAtInit)
     depthShader.init(state, shader.parameters(), &wantsInstances);
     EXPECT_EQ(nearConnection.evaluations, 1);
     EXPECT_EQ(passConnection.evaluations, 1);
-    for (int i = 0; i < 3; ++i)
-        depthShader.call(nullptr, state, shader.parameters(), nullptr);
+    for (int i = 0; i < 3; ++i) depthShader.call(nullptr, state, shader.parameters(), nullptr);
     EXPECT_EQ(nearConnection.evaluations, 1);
     EXPECT_EQ(passConnection.evaluations, 1);
     depthShader.exit(state, shader.parameters());
@@ -78,15 +74,13 @@ protected:
     twin::ShaderInstance<EngineParameters> engine{EngineParameters{{0, 0, 0, 0}, 0.25f}};
     miScalar elsewhere = 0.75f;
 
-    ParameterReading()
-    {
+    ParameterReading() {
         stage.run(engine);
         stage.placeVexabase();
         engine.connect(&engine->alpha, &elsewhere);
     }
 
-    miScalar alpha(miUint1 hasConnections, miTag ghost)
-    {
+    miScalar alpha(miUint1 hasConnections, miTag ghost) {
         static const twin::ShaderEntry<EngineParameters, miColor> entry("lumoVexaSimpleShadingEngine");
         engine.function().has_connections = hasConnections;
         engine.setGhost(&engine->alpha, ghost);
@@ -96,8 +90,7 @@ protected:
     }
 };
 
-TEST_F(ParameterReading, EvaluatesOnlyWhatIsConnected)
-{
+TEST_F(ParameterReading, EvaluatesOnlyWhatIsConnected) {
     EXPECT_EQ(alpha(1, 0), 0.25f);
     EXPECT_EQ(alpha(1, miPARAMTAG), 0.25f);
     EXPECT_EQ(alpha(0, 42), 0.25f);
@@ -105,13 +98,11 @@ TEST_F(ParameterReading, EvaluatesOnlyWhatIsConnected)
     EXPECT_EQ(renderer().evaluation.evaluations, 0);
 
     // Tags around the special ones are connections like any other.
-    for (miTag tag : {1u, 2u, 42u, 0xFFFFFFFCu, 0xFFFFFFFDu, 0xFFFFFFFFu})
-        EXPECT_EQ(alpha(1, tag), 0.75f) << tag;
+    for (miTag tag : {1u, 2u, 42u, 0xFFFFFFFCu, 0xFFFFFFFDu, 0xFFFFFFFFu}) EXPECT_EQ(alpha(1, tag), 0.75f) << tag;
     EXPECT_EQ(renderer().evaluation.evaluations, 6);
 }
 
-TEST_F(ParameterReading, FollowsGhostsThatLieBeforeTheBlock)
-{
+TEST_F(ParameterReading, FollowsGhostsThatLieBeforeTheBlock) {
     // Phenomena keep ghosts anywhere: the distance is signed.
     struct Block {
         EngineParameters ghosts, parameters;

@@ -17,8 +17,7 @@ long lastSeed = -1;
 }  // namespace
 
 extern "C" {
-void mi_srandom(long seed)
-{
+void mi_srandom(long seed) {
     lastSeed = seed;
     sequence.seed(static_cast<unsigned>(seed));
 }
@@ -34,8 +33,7 @@ protected:
     GradientNoise() { symbol<decltype(miSetModuleHandle)>("miSetModuleHandle")(dlopen(nullptr, RTLD_NOW)); }
 
     template <class Function>
-    Function* symbol(const char* name)
-    {
+    Function* symbol(const char* name) {
         return reinterpret_cast<Function*>(dlsym(library_, name));
     }
 
@@ -47,8 +45,7 @@ protected:
 /* By the definition: eight corners, each weighted by products of fades. */
 class ReferenceGradients {
 public:
-    ReferenceGradients()
-    {
+    ReferenceGradients() {
         std::mt19937 random(1);
         const auto draw = [&] { return static_cast<double>(random() >> 8) * 0x1p-24; };
         for (auto& gradient : gradients_) {
@@ -57,8 +54,7 @@ public:
         }
     }
 
-    double noise(const std::array<float, 3>& point) const
-    {
+    double noise(const std::array<float, 3>& point) const {
         double sum = 0;
         for (int corner = 0; corner < 8; ++corner) {
             double product = 0, weight = 1;
@@ -72,7 +68,8 @@ public:
             }
             for (int axis = 0; axis < 3; ++axis) {
                 const double x = std::abs(point[axis]) <= 1e9f ? point[axis] : 0;
-                product += gradients_[static_cast<std::size_t>(hash)][axis] * (x - std::floor(x) - (corner >> axis & 1));
+                product +=
+                    gradients_[static_cast<std::size_t>(hash)][axis] * (x - std::floor(x) - (corner >> axis & 1));
             }
             sum += weight * product;
         }
@@ -86,8 +83,7 @@ private:
     };
 };
 
-TEST_F(GradientNoise, AgreesWithTheDefinition)
-{
+TEST_F(GradientNoise, AgreesWithTheDefinition) {
     expectedAllocations = 1;
     EXPECT_EQ(noise(0.3f, 0.4f, 0.5f), 0) << "the table is not there yet";
     init(state);
@@ -101,8 +97,7 @@ TEST_F(GradientNoise, AgreesWithTheDefinition)
         std::array<float, 3> p;
         for (float& x : p) {
             x = std::uniform_real_distribution<float>(-300, 300)(random);
-            if (random() % 8 == 0)
-                x = special[random() % std::size(special)];
+            if (random() % 8 == 0) x = special[random() % std::size(special)];
         }
         const double value = noise(p[0], p[1], p[2]);
         ASSERT_NEAR(value, reference.noise(p), 1e-6) << p[0] << ' ' << p[1] << ' ' << p[2];
@@ -116,8 +111,7 @@ TEST_F(GradientNoise, AgreesWithTheDefinition)
     EXPECT_EQ(noise(0.25f, 0.5f, 3.75f), noise(256.25f, -255.5f, 259.75f));
 }
 
-TEST_F(GradientNoise, TableIsMadeOnceUnderTheLock)
-{
+TEST_F(GradientNoise, TableIsMadeOnceUnderTheLock) {
     expectedAllocations = 1;
     renderer().memory.fails = [](const twin::Allocation&) { return true; };
     init(state);
@@ -132,8 +126,7 @@ TEST_F(GradientNoise, TableIsMadeOnceUnderTheLock)
             init(state);
             EXPECT_NE(noise(0.3f, 0.4f, 0.5f), 0);
         });
-    for (std::thread& thread : threads)
-        thread.join();
+    for (std::thread& thread : threads) thread.join();
     EXPECT_EQ(renderer().timesLocked, 5);
     ASSERT_EQ(renderer().memory.allocations.size(), 1u);
     EXPECT_EQ(renderer().memory.allocations[0].file, "SDK/lumoNoise");

@@ -15,16 +15,13 @@ constexpr int kCount = 65535;
 
 double valueAt(int i) { return library::noise_table_scalar(i); }
 
-TEST(NoiseTable, BeginsWithThePublishedValues)
-{
+TEST(NoiseTable, BeginsWithThePublishedValues) {
     const float published[] = {-0.51077f, -0.89259f, 0.32458f, 0.51401f, 0.67639f, 0.96362f};
-    for (int i = 0; i < 6; ++i)
-        EXPECT_EQ(library::noise_table_scalar(i), published[i]);
+    for (int i = 0; i < 6; ++i) EXPECT_EQ(library::noise_table_scalar(i), published[i]);
 }
 
 /* Every bin of a 65535th of the range has one value, and the parts that the lattices use are balanced. */
-TEST(NoiseTable, CoversTheRangeEvenly)
-{
+TEST(NoiseTable, CoversTheRangeEvenly) {
     std::vector<int> perBin(kCount);
     double sum = 0, squares = 0, neighbours = 0;
     for (int i = 0; i < kCount; ++i) {
@@ -45,8 +42,7 @@ TEST(NoiseTable, CoversTheRangeEvenly)
     EXPECT_NEAR(neighbours / kCount, 0, 4 / 3.0 / 256) << "neighbours are independent: 4 standard deviations";
 }
 
-TEST(NoiseTable, PermutationIsOne)
-{
+TEST(NoiseTable, PermutationIsOne) {
     const std::array<int, 256> table = {
 #include "SDK/noise/permutation_table.inc"
     };
@@ -59,8 +55,7 @@ TEST(NoiseTable, PermutationIsOne)
     EXPECT_TRUE(std::equal(std::begin(end), std::end(end), table.end() - 4));
 }
 
-TEST(NoiseTable, IndicesWrapWhateverTheyAre)
-{
+TEST(NoiseTable, IndicesWrapWhateverTheyAre) {
     for (const int i : {0, 1, 65534, 65535, 65536, 1000000, INT_MAX, -1, -65535, -70000, INT_MIN + 1, INT_MIN})
         EXPECT_EQ(valueAt(i), valueAt(static_cast<int>(std::abs(static_cast<long>(i)) % kCount))) << i;
 
@@ -74,8 +69,7 @@ TEST(NoiseTable, IndicesWrapWhateverTheyAre)
     }
 }
 
-TEST(NoiseGenerator, RunsThroughAllSeedsInTheKnownOrder)
-{
+TEST(NoiseGenerator, RunsThroughAllSeedsInTheKnownOrder) {
     miUint seed = 0;
     EXPECT_EQ(library::noise_drand(&seed), 13849 / 65535.0);
     EXPECT_EQ(seed, 13849u);

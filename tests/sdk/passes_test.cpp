@@ -22,45 +22,37 @@ protected:
     std::vector<FrameBufferSlot> slots = std::vector<FrameBufferSlot>(kCount * kLevels);
     std::mt19937 random{12345};
 
-    Passes()
-    {
+    Passes() {
         stage.options.trace_depth = kTraceDepth;
-        for (miUint k = 0; k < kCount; ++k)
-            entries[k].slots = &slots[k * kLevels];
+        for (miUint k = 0; k < kCount; ++k) entries[k].slots = &slots[k * kLevels];
     }
 
     miScalar number() { return std::uniform_real_distribution<miScalar>(-2, 2)(random); }
     miColor color() { return {number(), number(), number(), number()}; }
     miUint bits(miUint mask) { return static_cast<miUint>(random()) & mask; }
 
-    void randomise()
-    {
+    void randomise() {
         for (FrameBufferInfo& each : entries) {
             each.flags = bits(0x40F0u | 0x8000u);
             each.lightValue = color();
             each.lightSum = color();
         }
-        for (FrameBufferSlot& each : slots)
-            each = {color(), color(), color(), bits(0x1F)};
+        for (FrameBufferSlot& each : slots) each = {color(), color(), color(), bits(0x1F)};
     }
 
-    void setLevel(int reflection, int refraction)
-    {
+    void setLevel(int reflection, int refraction) {
         state->reflection_level = reflection;
         state->refraction_level = refraction;
     }
 
-    PlainSlot& plain(miUint entry, int level)
-    {
+    PlainSlot& plain(miUint entry, int level) {
         return reinterpret_cast<PlainSlot&>(slots[entry * kLevels + static_cast<miUint>(level)]);
     }
-    std::vector<PlainSlot> snapshot()
-    {
+    std::vector<PlainSlot> snapshot() {
         const auto* first = reinterpret_cast<PlainSlot*>(slots.data());
         return {first, first + slots.size()};
     }
-    void expectSlots(const std::vector<PlainSlot>& expected)
-    {
+    void expectSlots(const std::vector<PlainSlot>& expected) {
         for (std::size_t i = 0; i < expected.size(); ++i) {
             const PlainSlot& actual = plain(static_cast<miUint>(i / kLevels), static_cast<int>(i % kLevels));
             EXPECT_EQ(actual.levelFlags, expected[i].levelFlags) << i;
@@ -72,8 +64,7 @@ protected:
 
 static_assert(sizeof(PlainSlot) == sizeof(FrameBufferSlot) && sizeof(PlainSlot) == 52);
 
-TEST_F(Passes, MasksAreHexadecimalDigitsOfFourPasses)
-{
+TEST_F(Passes, MasksAreHexadecimalDigitsOfFourPasses) {
     EXPECT_TRUE(library::contributesToPass(17, nullptr));
     EXPECT_FALSE(library::contributesToPass(5, "21"));
     EXPECT_TRUE(library::contributesToPass(1, "2"));
@@ -95,8 +86,7 @@ TEST_F(Passes, MasksAreHexadecimalDigitsOfFourPasses)
     }
 }
 
-TEST_F(Passes, TraceInitClearsTheNextLevel)
-{
+TEST_F(Passes, TraceInitClearsTheNextLevel) {
     for (int level = 0; level < kLevels; ++level) {
         randomise();
         std::vector<PlainSlot> expected = snapshot();
@@ -112,8 +102,7 @@ TEST_F(Passes, TraceInitClearsTheNextLevel)
     }
 }
 
-TEST_F(Passes, TraceAddFoldsTheNextLevelBack)
-{
+TEST_F(Passes, TraceAddFoldsTheNextLevelBack) {
     for (int round = 0; round < 2 * kLevels; ++round) {
         const int level = round / 2;
         const miBoolean kind = round % 2;
@@ -127,8 +116,7 @@ TEST_F(Passes, TraceAddFoldsTheNextLevelBack)
             PlainSlot& next = expected[k * kLevels + static_cast<miUint>(level) + 1];
             const bool filtered = (here.levelFlags & 3) == 1;
             const bool letsThrough = entries[k].flags & (kind ? 32u : 16u);
-            if ((entries[k].flags & 0x4000) || (filtered && !letsThrough))
-                continue;
+            if ((entries[k].flags & 0x4000) || (filtered && !letsThrough)) continue;
             for (std::size_t c = 0; c < 4; ++c) {
                 here.values[c] += w[c] * next.values[4 + c];
                 next.values[4 + c] = 0;
@@ -140,8 +128,7 @@ TEST_F(Passes, TraceAddFoldsTheNextLevelBack)
     }
 }
 
-TEST_F(Passes, LevelsOutsideTheSlotsAreLeftAlone)
-{
+TEST_F(Passes, LevelsOutsideTheSlotsAreLeftAlone) {
     // Shaders may lower a level below 0, and set one beyond what the renderer itself would trace.
     const miColor weight = {1, 1, 1, 1}, value = {1, 1, 1, 1};
     const miUint mode = kWriteAdd;
@@ -154,14 +141,13 @@ TEST_F(Passes, LevelsOutsideTheSlotsAreLeftAlone)
             library::tracePassInit(kCount, entries.data(), state);
         library::tracePassAdd(kCount, entries.data(), state, &weight, 0);
         entries[0].flags = 0;
-        EXPECT_EQ(library::passWriteColor(state, &value, &entries[0], &mode, &flags, &weight.r, nullptr, nullptr), miFALSE);
-        if (level != -1)
-            expectSlots(before);
+        EXPECT_EQ(library::passWriteColor(state, &value, &entries[0], &mode, &flags, &weight.r, nullptr, nullptr),
+                  miFALSE);
+        if (level != -1) expectSlots(before);
     }
 }
 
-TEST_F(Passes, ColorWritesFollowModeWeightAndLight)
-{
+TEST_F(Passes, ColorWritesFollowModeWeightAndLight) {
     for (int round = 0; round < 2000; ++round) {
         randomise();
         const miUint k = bits(kCount - 1), mode = bits(7);
@@ -179,8 +165,7 @@ TEST_F(Passes, ColorWritesFollowModeWeightAndLight)
         const bool filtered = slot.levelFlags & 1;
         for (std::size_t c = 0; c < 4 && !closed && !filtered; ++c) {
             miScalar v = (&value.r)[c] * (flags & 1 ? weight : 1);
-            if (useLight)
-                v *= given ? (&reference.r)[c] - (&light.r)[c] : (&light.r)[c];
+            if (useLight) v *= given ? (&reference.r)[c] - (&light.r)[c] : (&light.r)[c];
             miScalar& target = slot.values[c];
             target = mode == 2 ? target * v : mode == 3 ? v : target + v;
         }
@@ -190,8 +175,7 @@ TEST_F(Passes, ColorWritesFollowModeWeightAndLight)
     }
 }
 
-TEST_F(Passes, EnvironmentRaysAndFilteredLevelsWriteNothing)
-{
+TEST_F(Passes, EnvironmentRaysAndFilteredLevelsWriteNothing) {
     randomise();
     entries[0].flags = 0;
     const miColor value = {1, 1, 1, 1};
@@ -203,9 +187,11 @@ TEST_F(Passes, EnvironmentRaysAndFilteredLevelsWriteNothing)
     for (const miUint levelFlags : {0u, 1u}) {
         slots[0].levelFlags = levelFlags;
         const std::vector<PlainSlot> before = snapshot();
-        EXPECT_EQ(library::passWriteColor(state, &value, &entries[0], &add, &flags, &weight, nullptr, nullptr), miFALSE);
+        EXPECT_EQ(library::passWriteColor(state, &value, &entries[0], &add, &flags, &weight, nullptr, nullptr),
+                  miFALSE);
         EXPECT_EQ(library::passWriteInteger(state, &number, &entries[0], &add, &flags, &weight), miFALSE);
-        EXPECT_EQ(library::passWriteColor(state, &value, &entries[0], &none, &flags, &weight, nullptr, nullptr), miTRUE);
+        EXPECT_EQ(library::passWriteColor(state, &value, &entries[0], &none, &flags, &weight, nullptr, nullptr),
+                  miTRUE);
         expectSlots(before);
         state->type = miRAY_EYE;
     }
@@ -214,8 +200,7 @@ TEST_F(Passes, EnvironmentRaysAndFilteredLevelsWriteNothing)
 class IntegerWrites : public Passes {
 protected:
     /* The slot's first word after a write to one that held `held`. */
-    miInteger write(miInteger held, miInteger value, miUint mode, miCBoolean flags = 0, miScalar weight = 1)
-    {
+    miInteger write(miInteger held, miInteger value, miUint mode, miCBoolean flags = 0, miScalar weight = 1) {
         std::memcpy(&slots[0], &held, sizeof held);
         EXPECT_EQ(library::passWriteInteger(state, &value, &entries[0], &mode, &flags, &weight), miTRUE);
         std::memcpy(&held, &slots[0], sizeof held);
@@ -223,8 +208,7 @@ protected:
     }
 };
 
-TEST_F(IntegerWrites, FollowTheMode)
-{
+TEST_F(IntegerWrites, FollowTheMode) {
     EXPECT_EQ(write(10, 3, 1), 13);
     EXPECT_EQ(write(10, 3, 2), 30);
     EXPECT_EQ(write(10, 3, 3), 3);
@@ -235,17 +219,15 @@ TEST_F(IntegerWrites, FollowTheMode)
     EXPECT_EQ(write(16777217, 0, 1), 16777217) << "more than a float's 24 bits";
 }
 
-TEST_F(IntegerWrites, RoundHalvesAwayFromZero)
-{
+TEST_F(IntegerWrites, RoundHalvesAwayFromZero) {
     EXPECT_EQ(write(0, 3, 3, 1, 0.5f), 2);
     EXPECT_EQ(write(0, -3, 3, 1, 0.5f), -2);
-    EXPECT_EQ(write(0, 5, 3, 1, 0.25f), 1);     // 1.25
-    EXPECT_EQ(write(0, -7, 3, 1, 0.25f), -2);   // -1.75
+    EXPECT_EQ(write(0, 5, 3, 1, 0.25f), 1);    // 1.25
+    EXPECT_EQ(write(0, -7, 3, 1, 0.25f), -2);  // -1.75
     EXPECT_EQ(write(0, 3, 3, 2, 0.5f), 3) << "the weight bit is bit 0";
 }
 
-TEST_F(IntegerWrites, StayInTheRangeOfIntegers)
-{
+TEST_F(IntegerWrites, StayInTheRangeOfIntegers) {
     EXPECT_EQ(write(0, 2000000000, 3, 1, 4), 2147483647);
     EXPECT_EQ(write(0, 2000000000, 3, 1, -4), -2147483647 - 1);
     EXPECT_EQ(write(0, 5, 3, 1, std::nanf("")), 0);
@@ -253,8 +235,7 @@ TEST_F(IntegerWrites, StayInTheRangeOfIntegers)
     EXPECT_EQ(write(2147483647, 1, 1), -2147483647 - 1);
 }
 
-TEST_F(Passes, LightSumAddsWithoutAnyTest)
-{
+TEST_F(Passes, LightSumAddsWithoutAnyTest) {
     for (int round = 0; round < 200; ++round) {
         randomise();
         const std::vector<PlainSlot> before = snapshot();
@@ -265,8 +246,7 @@ TEST_F(Passes, LightSumAddsWithoutAnyTest)
         EXPECT_EQ(library::passAddToLightSum(state, &value, &entry, &useLight, &given), miTRUE);
         for (int c = 0; c < 4; ++c) {
             miScalar v = (&value.r)[c];
-            if (useLight)
-                v *= given ? (&reference.r)[c] - (&light.r)[c] : (&light.r)[c];
+            if (useLight) v *= given ? (&reference.r)[c] - (&light.r)[c] : (&light.r)[c];
             EXPECT_FLOAT_EQ((&entry.lightSum.r)[c], (&sum.r)[c] + v);
         }
         expectSlots(before);

@@ -18,10 +18,8 @@ using twin::renderer;
 /* Channel 0 to 2 of the value at t, and whether alpha is that of an entry (its number) or left alone (-1). */
 class ReferenceRamp {
 public:
-    ReferenceRamp(const LumoRamp& ramp, float t) : ramp_(ramp), t_(t)
-    {
-        for (int i = 1; i < ramp.count; ++i)
-            t > p(i) ? passBelow(i) : passAbove(i);
+    ReferenceRamp(const LumoRamp& ramp, float t) : ramp_(ramp), t_(t) {
+        for (int i = 1; i < ramp.count; ++i) t > p(i) ? passBelow(i) : passAbove(i);
         const bool spline = ramp.interpolations[lower_] == 3;
         if (spline && !(t > p(lower_)))
             whole_ = lower_;
@@ -31,52 +29,37 @@ public:
 
     int wholeEntry() const { return whole_; }
 
-    double value(int channel) const
-    {
-        if (whole_ >= 0)
-            return y(whole_, channel);
-        if (ramp_.interpolations[lower_] == 3)
-            return cubic(channel);
+    double value(int channel) const {
+        if (whole_ >= 0) return y(whole_, channel);
+        if (ramp_.interpolations[lower_] == 3) return cubic(channel);
         const double w = weight();
         return (1 - w) * y(lower_, channel) + w * y(upper_, channel);
     }
 
 private:
-    void passBelow(int i)
-    {
-        if (p(i) > p(lower_) || p(lower_) > t_)
-            lower_ = i;
-        if (p(i) > p(upper_))
-            upper_ = i;
+    void passBelow(int i) {
+        if (p(i) > p(lower_) || p(lower_) > t_) lower_ = i;
+        if (p(i) > p(upper_)) upper_ = i;
     }
-    void passAbove(int i)
-    {
-        if (p(upper_) > p(i) || t_ > p(upper_))
-            upper_ = i;
-        if (p(lower_) > p(i))
-            lower_ = i;
+    void passAbove(int i) {
+        if (p(upper_) > p(i) || t_ > p(upper_)) upper_ = i;
+        if (p(lower_) > p(i)) lower_ = i;
     }
 
-    double weight() const
-    {
+    double weight() const {
         const int code = ramp_.interpolations[lower_];
-        if (code == 0 || t_ <= p(lower_))
-            return 0;
-        if (t_ >= p(upper_))
-            return 1;
+        if (code == 0 || t_ <= p(lower_)) return 0;
+        if (t_ >= p(upper_)) return 1;
         const double u = (t_ - p(lower_)) / (p(upper_) - p(lower_));
         return code == 1 ? u : code == 2 ? 0.5 * std::cos((u + 1) * M_PI) + 0.5 : 0;
     }
 
     /* Hermite basis instead of powers; the entries are too far apart for the guards of the slopes to matter. */
-    double cubic(int channel) const
-    {
+    double cubic(int channel) const {
         int before = lower_, after = upper_;
         for (int i = 0; i < ramp_.count; ++i) {
-            if (p(i) < p(lower_) && (before == lower_ || p(i) > p(before)))
-                before = i;
-            if (p(i) > p(upper_) && (after == upper_ || p(i) < p(after)))
-                after = i;
+            if (p(i) < p(lower_) && (before == lower_ || p(i) > p(before))) before = i;
+            if (p(i) > p(upper_) && (after == upper_ || p(i) < p(after))) after = i;
         }
         const double h = p(upper_) - p(lower_), u = (t_ - p(lower_)) / h;
         const double left = before == lower_ ? h : p(lower_) - p(before);
@@ -88,10 +71,7 @@ private:
     }
 
     double p(int i) const { return ramp_.positions[i]; }
-    double y(int i, int channel) const
-    {
-        return ramp_.kind ? (&ramp_.values[i].r)[channel] : (&ramp_.values[0].r)[i];
-    }
+    double y(int i, int channel) const { return ramp_.kind ? (&ramp_.values[i].r)[channel] : (&ramp_.values[0].r)[i]; }
 
     const LumoRamp& ramp_;
     double t_;
@@ -101,8 +81,7 @@ private:
 /* Positions on a coarse grid in any order, so that many are equal to each other and to t. */
 class RampSource {
 public:
-    LumoRamp next(miUint kind)
-    {
+    LumoRamp next(miUint kind) {
         LumoRamp ramp;
         std::fill_n(reinterpret_cast<float*>(&ramp), sizeof ramp / 4, NAN);
         ramp.kind = kind;
@@ -130,8 +109,7 @@ private:
     std::mt19937 random_{5};
 };
 
-TEST(Ramp, ScalarLookUpsAgreeWithTheStepByStepSearch)
-{
+TEST(Ramp, ScalarLookUpsAgreeWithTheStepByStepSearch) {
     RampSource source;
     for (int n = 0; n < 20000; ++n) {
         const LumoRamp ramp = source.next(0);
@@ -146,8 +124,7 @@ TEST(Ramp, ScalarLookUpsAgreeWithTheStepByStepSearch)
     }
 }
 
-TEST(Ramp, ColorLookUpsTakeAlphaFromWholeEntriesOnly)
-{
+TEST(Ramp, ColorLookUpsTakeAlphaFromWholeEntriesOnly) {
     RampSource source;
     for (int n = 0; n < 20000; ++n) {
         const LumoRamp ramp = source.next(1u << (n % 32));
@@ -164,8 +141,7 @@ TEST(Ramp, ColorLookUpsTakeAlphaFromWholeEntriesOnly)
 
 /* An entry at t that comes before all entries below it takes both sides; the summary "greatest position below" would
  * give the value of the entry that holds. */
-TEST(Ramp, AnEntryAtTheLookedUpPositionCanDriveOutTheOneBelow)
-{
+TEST(Ramp, AnEntryAtTheLookedUpPositionCanDriveOutTheOneBelow) {
     LumoRamp ramp = {0, 3, {0.5f, 0, 1}, {}, {0, 0, 0}};
     float* values = &ramp.values[0].r;
     values[0] = 5, values[1] = 3, values[2] = 7;
@@ -175,8 +151,7 @@ TEST(Ramp, AnEntryAtTheLookedUpPositionCanDriveOutTheOneBelow)
     EXPECT_EQ(library::ramp_get_interp_float(&ramp, 0.5f), 3);
 }
 
-TEST(Ramp, ExtremePositionsAndNoNumbers)
-{
+TEST(Ramp, ExtremePositionsAndNoNumbers) {
     LumoRamp ramp = {0, 3, {-INFINITY, 0, INFINITY}, {}, {1, 1, 1}};
     float* values = &ramp.values[0].r;
     values[0] = 2, values[1] = 3, values[2] = 4;
@@ -220,13 +195,11 @@ protected:
     LumoRamp ramp{};
 };
 
-TEST_F(RampConstructor, ReadsEntriesFromTheStartAndEvaluatesConnectedWords)
-{
+TEST_F(RampConstructor, ReadsEntriesFromTheStartAndEvaluatesConnectedWords) {
     ScalarRampBlock block{};
     block.i_height = 2;
     block.n_height = 3;
-    for (int i = 0; i < 64; ++i)
-        block.height[i] = {static_cast<float>(i), 100.0f + static_cast<float>(i), i % 4};
+    for (int i = 0; i < 64; ++i) block.height[i] = {static_cast<float>(i), 100.0f + static_cast<float>(i), i % 4};
     twin::ShaderInstance<ScalarRampBlock> shader(block);
     stage.run(shader);
     miScalar position = 40, value = 50;
@@ -266,8 +239,7 @@ TEST_F(RampConstructor, ReadsEntriesFromTheStartAndEvaluatesConnectedWords)
     EXPECT_EQ(ramp.kind, 1u);
 }
 
-TEST_F(RampConstructor, ReadsColors)
-{
+TEST_F(RampConstructor, ReadsColors) {
     twin::ShaderInstance<ColorRampBlock> shader({0, 2, {{0.25f, {1, 2, 3, 4}, 1}, {0.75f, {5, 6, 7, 8}, 3}, {}}});
     stage.run(shader);
     miColor tint = {9, 10, 11, 12};

@@ -21,8 +21,7 @@ protected:
     UserData() { database.record<miObject>(object).userdata = first; }
 
     /* Second word of the block that is found, 0 when none is; the block must be the only thing pinned. */
-    miUint find(miUint magic, miUint type, miTag start, bool acceptSwapped = false)
-    {
+    miUint find(miUint magic, miUint type, miTag start, bool acceptSwapped = false) {
         found = 0;
         const void* data = library::get_userdata(magic, type, start, &found, acceptSwapped ? &swap : nullptr);
         if (!data) {
@@ -37,8 +36,7 @@ protected:
     }
 };
 
-TEST_F(UserData, IsFoundAlongTheChain)
-{
+TEST_F(UserData, IsFoundAlongTheChain) {
     EXPECT_EQ(find(kMagic, miSCENE_USERDATA, first), 2u);
     EXPECT_EQ(found, ours);
     EXPECT_EQ(find(kMagic, miSCENE_OBJECT, object), 2u);
@@ -51,8 +49,7 @@ TEST_F(UserData, IsFoundAlongTheChain)
     mi_db_unpin(ours);
 }
 
-TEST_F(UserData, OfTheOtherByteOrderIsFoundOnlyOnRequest)
-{
+TEST_F(UserData, OfTheOtherByteOrderIsFoundOnlyOnRequest) {
     database.record<miUserdata>(first).next_data = swapped;
     EXPECT_EQ(find(kMagic, miSCENE_OBJECT, object), 0u);
     EXPECT_EQ(find(kMagic, miSCENE_OBJECT, object, true), 3u);
@@ -60,18 +57,16 @@ TEST_F(UserData, OfTheOtherByteOrderIsFoundOnlyOnRequest)
     EXPECT_EQ(swap, 1);
 }
 
-TEST_F(UserData, OfAnInstanceIsThatOfItsItem)
-{
+TEST_F(UserData, OfAnInstanceIsThatOfItsItem) {
     EXPECT_EQ(find(kMagic, miSCENE_OBJECT, database.addInstance(object)), 2u);
     EXPECT_EQ(find(kMagic, miSCENE_OBJECT, database.addInstance(database.add(miSCENE_LIGHT, sizeof(miLight)))), 0u);
 }
 
-TEST_F(UserData, IsNullForEveryOtherElement)
-{
+TEST_F(UserData, IsNullForEveryOtherElement) {
     const miTag light = database.add(miSCENE_LIGHT, sizeof(miLight));
     const miTag bare = database.add(miSCENE_OBJECT, sizeof(miObject));
     EXPECT_EQ(find(kMagic, miSCENE_OBJECT, light), 0u);
-    EXPECT_EQ(find(kMagic, miSCENE_LIGHT, light), 0u);   // the wanted type, but only objects are looked into
+    EXPECT_EQ(find(kMagic, miSCENE_LIGHT, light), 0u);  // the wanted type, but only objects are looked into
     EXPECT_EQ(find(kMagic, miSCENE_LIGHT, object), 0u);
     EXPECT_EQ(find(kMagic, miSCENE_OBJECT, bare), 0u);
     EXPECT_EQ(find(kMagic, miSCENE_USERDATA, object), 0u);
@@ -83,8 +78,7 @@ TEST_F(UserData, IsNullForEveryOtherElement)
 
 class CameraOrigin : public twin::LibraryTest {
 protected:
-    miVector originWithRow(miScalar x, miScalar y, miScalar z, miScalar w)
-    {
+    miVector originWithRow(miScalar x, miScalar y, miScalar z, miScalar w) {
         miScalar* row = renderer().database.record<miInstance>(state->camera_inst).tf.local_to_global + 12;
         row[0] = x, row[1] = y, row[2] = z, row[3] = w;
         miVector origin = {9, 9, 9};
@@ -93,8 +87,7 @@ protected:
     }
 };
 
-TEST_F(CameraOrigin, IsTheTranslationOfTheCameraInstance)
-{
+TEST_F(CameraOrigin, IsTheTranslationOfTheCameraInstance) {
     for (miScalar w : {1.0f, 0.0f}) {
         const miVector origin = originWithRow(2, 4, 8, w);
         EXPECT_EQ(origin.x, 2);

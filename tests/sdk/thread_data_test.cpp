@@ -9,8 +9,7 @@ using twin::renderer;
 
 class Pools : public twin::LibraryTest {
 protected:
-    void TearDown() override
-    {
+    void TearDown() override {
         library::clr_tla_list(state->global_lock);
         EXPECT_EQ(renderer().memory.livePools(), 0u);
         LibraryTest::TearDown();
@@ -19,8 +18,7 @@ protected:
     miMemblk* pool(miUint id, miUint size) { return library::get_tla(state->global_lock, id, size); }
 };
 
-TEST_F(Pools, AreSharedByEqualKeysOnly)
-{
+TEST_F(Pools, AreSharedByEqualKeysOnly) {
     miMemblk* const first = pool(1, 16);
     miMemblk* const others[] = {pool(2, 16), pool(1, 32)};
     EXPECT_EQ(renderer().timesLocked, 3);
@@ -40,8 +38,7 @@ TEST_F(Pools, AreSharedByEqualKeysOnly)
     EXPECT_EQ(renderer().memory.poolRequests[2].size, 32u);
 }
 
-TEST_F(Pools, AreGoneAfterClearing)
-{
+TEST_F(Pools, AreGoneAfterClearing) {
     pool(1, 16);
     pool(2, 16);
     library::clr_tla_list(state->global_lock);
@@ -55,25 +52,20 @@ TEST_F(Pools, AreGoneAfterClearing)
     EXPECT_EQ(renderer().memory.poolRequests.size(), 3u) << "nothing is left to be found";
 }
 
-TEST_F(Pools, MayBeMadeByManyThreadsAtOnce)
-{
+TEST_F(Pools, MayBeMadeByManyThreadsAtOnce) {
     miMemblk* made[4][8] = {};
     std::vector<std::thread> threads;
     for (miUint thread = 0; thread < 4; ++thread)
         threads.emplace_back([&, thread] {
-            for (miUint size = 0; size < 8; ++size)
-                made[thread][size] = pool(thread, 16 + 8 * size);
+            for (miUint size = 0; size < 8; ++size) made[thread][size] = pool(thread, 16 + 8 * size);
         });
-    for (std::thread& each : threads)
-        each.join();
+    for (std::thread& each : threads) each.join();
     for (miUint thread = 0; thread < 4; ++thread)
-        for (miUint size = 0; size < 8; ++size)
-            EXPECT_EQ(pool(thread, 16 + 8 * size), made[thread][size]);
+        for (miUint size = 0; size < 8; ++size) EXPECT_EQ(pool(thread, 16 + 8 * size), made[thread][size]);
     EXPECT_EQ(renderer().memory.livePools(), 32u);
 }
 
-TEST_F(Pools, CarryAStack)
-{
+TEST_F(Pools, CarryAStack) {
     struct Element {
         Element* below;
         int payload;
@@ -109,8 +101,7 @@ protected:
     LumoTimeSampler sampler{};
 
     /* The shutter is open from 0.25 to 0.75. */
-    int count(miScalar r, miScalar g, miScalar b, miBoolean enable = miTRUE)
-    {
+    int count(miScalar r, miScalar g, miScalar b, miBoolean enable = miTRUE) {
         stage.options.shutter_delay = 0.25f;
         stage.options.shutter = 0.75f;
         stage.options.time_contrast = {r, g, b, 0};
@@ -120,15 +111,13 @@ protected:
         return sampler.count;
     }
 
-    void expectSingle(const char* why)
-    {
+    void expectSingle(const char* why) {
         EXPECT_EQ(count(0.25f, 0.25f, 0.25f), 1) << why;
         EXPECT_EQ(sampler.step, 0.0f) << why;
     }
 };
 
-TEST_F(TimeSampler, CountsByTheSmallestTimeContrast)
-{
+TEST_F(TimeSampler, CountsByTheSmallestTimeContrast) {
     renderer().queries.answer(miQ_SAMPLE_MOVING, 0);
     // 1 / c, never more than 100, and one at least; the step divides the half-second shutter.
     EXPECT_EQ(count(0.5f, 0.25f, 0.5f), 4);
@@ -142,8 +131,7 @@ TEST_F(TimeSampler, CountsByTheSmallestTimeContrast)
     EXPECT_FLOAT_EQ(sampler.step, 0.5f);
 }
 
-TEST_F(TimeSampler, TakesOneSampleWhenThereIsNothingToAverage)
-{
+TEST_F(TimeSampler, TakesOneSampleWhenThereIsNothingToAverage) {
     renderer().queries.answer(miQ_SAMPLE_MOVING, 0);
     EXPECT_EQ(count(0.25f, 0.25f, 0.25f, miFALSE), 1);
     EXPECT_EQ(sampler.step, 0.0f);
@@ -167,8 +155,7 @@ TEST_F(TimeSampler, TakesOneSampleWhenThereIsNothingToAverage)
     EXPECT_EQ(sampler.step, 0.0f);
 }
 
-TEST_F(TimeSampler, WalksThroughTheShutterAndWraps)
-{
+TEST_F(TimeSampler, WalksThroughTheShutterAndWraps) {
     renderer().queries.answer(miQ_SAMPLE_MOVING, 0);
     ASSERT_EQ(count(0.25f, 0.25f, 0.25f), 4);
     state->time = 0.5f;

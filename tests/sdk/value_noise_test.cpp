@@ -15,8 +15,7 @@ constexpr double kTolerance = 2e-6;
 
 /* Cell and place in the cell. */
 struct Place {
-    Place(double x, double cells)
-    {
+    Place(double x, double cells) {
         const double single = std::abs(x) <= 1e9 ? static_cast<float>(x) : 0;
         const float scaled = static_cast<float>(single - std::floor(single)) * static_cast<float>(cells);
         cell = static_cast<int>(scaled);
@@ -35,8 +34,7 @@ int wrapped(const Place& place, int e) { return (place.cell + e + 32) % 32; }
 double table(int x, int y, int z) { return library::noise_table_scalar(x + 32 * y + 1024 * z); }
 
 template <class Value>
-double blend(const Place& x, const Place& y, const Place& z, Value value)
-{
+double blend(const Place& x, const Place& y, const Place& z, Value value) {
     double sum = 0;
     for (int n = 0; n < 27; ++n) {
         const int i = n % 3 - 1, j = n / 3 % 3 - 1, l = n / 9 - 1;
@@ -45,19 +43,15 @@ double blend(const Place& x, const Place& y, const Place& z, Value value)
     return sum;
 }
 
-double reference1(double x)
-{
+double reference1(double x) {
     Place place(x, 32);
-    if (place.cell == 0)
-        place.cell = 1, place.t -= 1;
+    if (place.cell == 0) place.cell = 1, place.t -= 1;
     double sum = 0;
-    for (int e = -1; e <= 1; ++e)
-        sum += place.basis(e) * library::noise_table_scalar(place.cell + e);
+    for (int e = -1; e <= 1; ++e) sum += place.basis(e) * library::noise_table_scalar(place.cell + e);
     return sum / 2;
 }
 
-double reference2(double px, double py)
-{
+double reference2(double px, double py) {
     const Place x(px, 32), y(py, 32);
     double sum = 0;
     for (int n = 0; n < 9; ++n)
@@ -65,13 +59,11 @@ double reference2(double px, double py)
     return sum;
 }
 
-double reference3(double x, double y, double z)
-{
+double reference3(double x, double y, double z) {
     return blend(Place(x, 32), Place(y, 32), Place(z, 32), [](double value) { return value; });
 }
 
-double reference4(double x, double y, double z, double w, int n)
-{
+double reference4(double x, double y, double z, double w, int n) {
     const Place time(w, std::min(n, 60000));
     return blend(Place(x, 32), Place(y, 32), Place(z, 32), [&](double value) {
         double sum = 0;
@@ -87,15 +79,14 @@ double reference4(double x, double y, double z, double w, int n)
 /* Ordinary places, lattice points and places next to them, and what is far out. */
 class Coordinates {
 public:
-    double next()
-    {
+    double next() {
         const double x = std::uniform_real_distribution<double>(-3, 3)(random_);
         switch (random_() % 8) {
-        case 0: return std::round(x * 32) / 32;
-        case 1: return std::nextafter(static_cast<float>(std::round(x * 32) / 32), random_() % 2 ? 9.0f : -9.0f);
-        case 2: return x * 1e4;
-        case 3: return special_[random_() % std::size(special_)];
-        default: return x;
+            case 0: return std::round(x * 32) / 32;
+            case 1: return std::nextafter(static_cast<float>(std::round(x * 32) / 32), random_() % 2 ? 9.0f : -9.0f);
+            case 2: return x * 1e4;
+            case 3: return special_[random_() % std::size(special_)];
+            default: return x;
         }
     }
 
@@ -106,8 +97,7 @@ private:
     std::mt19937 random_{11};
 };
 
-TEST(ValueNoise, AgreesWithTheBasisFunctions)
-{
+TEST(ValueNoise, AgreesWithTheBasisFunctions) {
     Coordinates at;
     for (int n = 0; n < 20000; ++n) {
         const double x = at.next(), y = at.next(), z = at.next(), w = at.next();
@@ -122,8 +112,7 @@ TEST(ValueNoise, AgreesWithTheBasisFunctions)
     }
 }
 
-TEST(ValueNoise, RepeatsAndStandsStill)
-{
+TEST(ValueNoise, RepeatsAndStandsStill) {
     for (const double x : {0.3125, 0.7, 0.99}) {
         const double whole = std::round(x * 1024) / 1024;  // exact in float, also with 1 added
         for (const double shift : {1.0, -1.0, 5.0}) {
@@ -139,8 +128,7 @@ TEST(ValueNoise, RepeatsAndStandsStill)
 }
 
 /* Steps across every lattice line, the period's seam at 0 among them. */
-TEST(ValueNoise, HasNoSeamsButTheOnesItMustHave)
-{
+TEST(ValueNoise, HasNoSeamsButTheOnesItMustHave) {
     const double step = 1e-5, most = 32 * 2 * step;  // a slope of at most 2 per cell
     for (int line = 0; line < 32; ++line) {
         const double before = line / 32.0 - step / 2, behind = before + step;
@@ -148,8 +136,8 @@ TEST(ValueNoise, HasNoSeamsButTheOnesItMustHave)
         EXPECT_NEAR(library::noise_scalar_2d(0.4, before), library::noise_scalar_2d(0.4, behind), most);
         EXPECT_NEAR(library::noise_scalar_3d(0.4, before, 0.7), library::noise_scalar_3d(0.4, behind, 0.7), most);
         EXPECT_NEAR(library::noise_scalar_3d(0.4, 0.7, before), library::noise_scalar_3d(0.4, 0.7, behind), most);
-        EXPECT_NEAR(library::noise_scalar_4d(before, 0.1, 0.7, 0.2, 9), library::noise_scalar_4d(behind, 0.1, 0.7, 0.2, 9),
-                    most);
+        EXPECT_NEAR(library::noise_scalar_4d(before, 0.1, 0.7, 0.2, 9),
+                    library::noise_scalar_4d(behind, 0.1, 0.7, 0.2, 9), most);
         if (line > 0) {
             EXPECT_NEAR(library::noise_scalar_1d(before), library::noise_scalar_1d(behind), most);
         }
@@ -158,8 +146,7 @@ TEST(ValueNoise, HasNoSeamsButTheOnesItMustHave)
 }
 
 /* Slopes against differences of the noise itself; the value against its own formula. */
-TEST(ValueNoise, SlopesAreTwiceThatOfTheNoisePerCell)
-{
+TEST(ValueNoise, SlopesAreTwiceThatOfTheNoisePerCell) {
     Coordinates at;
     for (int n = 0; n < 10000; ++n) {
         const Place x(at.next(), 32), y(at.next(), 32);

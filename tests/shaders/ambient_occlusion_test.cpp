@@ -23,34 +23,29 @@ struct OcclusionPass {
 
 class OcclusionPassTest : public PassTest {
 protected:
-    OcclusionPassTest()
-    {
+    OcclusionPassTest() {
         state->normal = {0, 0.6f, 0.8f};
         renderer().lighting.occlusion = [this](miState*, miAmboccl_options* options, miVector* bent) {
             asked = *options;
-            if (bent)
-                *bent = bentNormal;
+            if (bent) *bent = bentNormal;
             return hidden;
         };
     }
 
-    miColor result(const OcclusionPass& parameters)
-    {
+    miColor result(const OcclusionPass& parameters) {
         setBuffer({9, 8, 7, 6});
         EXPECT_EQ(run("lumoPassAmbientOcclusion", parameters), miTRUE);
         return passBuffer();
     }
 
-    bool writesOcclusion()
-    {
+    bool writesOcclusion() {
         stage.rendering.buffers.beginSample();
         EXPECT_EQ(run("lumoPassAmbientOcclusion", OcclusionPass{}), miTRUE);
         return wasPut("pass");
     }
 
     void expectAsked(miInteger rays, const miVector& axis, miScalar spread, miScalar exponent, miScalar maximum,
-                     miInteger points)
-    {
+                     miInteger points) {
         EXPECT_EQ(asked.size, 48u);
         EXPECT_EQ(asked.rays, rays);
         EXPECT_EQ(asked.axis.x, axis.x);
@@ -71,8 +66,7 @@ protected:
 };
 
 /* All parameters set to something, but `customSettings`. */
-OcclusionPass ownSettings()
-{
+OcclusionPass ownSettings() {
     OcclusionPass pass;
     pass.rays = 77;
     pass.bright = {0.2f, 0.4f, 0.8f, 0.3f};
@@ -85,8 +79,7 @@ OcclusionPass ownSettings()
     return pass;
 }
 
-TEST_F(OcclusionPassTest, LeavesTheChoiceToTheRendererUnlessAskedOtherwise)
-{
+TEST_F(OcclusionPassTest, LeavesTheChoiceToTheRendererUnlessAskedOtherwise) {
     OcclusionPass pass = ownSettings();
     pass.customSettings = 0;
     pass.reflective = 1;
@@ -108,8 +101,7 @@ TEST_F(OcclusionPassTest, LeavesTheChoiceToTheRendererUnlessAskedOtherwise)
     expectAsked(-4, state->normal, -2, 1, -1, -1);  // any number of rays but 0 is handed on
 }
 
-TEST_F(OcclusionPassTest, HandsItsOwnSettingsOver)
-{
+TEST_F(OcclusionPassTest, HandsItsOwnSettingsOver) {
     result(ownSettings());
     expectAsked(77, state->normal, 0.5f, 3, 12, 5);
     OcclusionPass pass = ownSettings();
@@ -121,8 +113,7 @@ TEST_F(OcclusionPassTest, HandsItsOwnSettingsOver)
     EXPECT_FLOAT_EQ(asked.axis.z, 0.28f);
 }
 
-TEST_F(OcclusionPassTest, MixesItsColors)
-{
+TEST_F(OcclusionPassTest, MixesItsColors) {
     OcclusionPass pass = ownSettings();
     for (miInteger output : {0, 5, -1}) {
         pass.output = output;
@@ -145,8 +136,7 @@ TEST_F(OcclusionPassTest, MixesItsColors)
     }
 }
 
-TEST_F(OcclusionPassTest, TintsTheSurroundingsAlongTheBentNormal)
-{
+TEST_F(OcclusionPassTest, TintsTheSurroundingsAlongTheBentNormal) {
     bentNormal = {0.6f, 0, 0.8f};
     miVector looked = {};
     renderer().tracing.environment = [&](miColor* color, miState*, const miVector* dir) {
@@ -172,8 +162,7 @@ TEST_F(OcclusionPassTest, TintsTheSurroundingsAlongTheBentNormal)
     EXPECT_COLOR(result(pass), 0.1f, 0, 0.6f, 1);
 }
 
-TEST_F(OcclusionPassTest, ShowsTheBentNormalInASpace)
-{
+TEST_F(OcclusionPassTest, ShowsTheBentNormalInASpace) {
     OcclusionPass pass = ownSettings();
     pass.output = 2;
     hidden = 0.75f;
@@ -199,8 +188,7 @@ TEST_F(OcclusionPassTest, ShowsTheBentNormalInASpace)
     EXPECT_COLOR(result(pass), 0.5f, 0.5f, 0.5f, 1);
 }
 
-TEST_F(OcclusionPassTest, AnswersEyeRaysOfTilesAndOfOcclusionAhead)
-{
+TEST_F(OcclusionPassTest, AnswersEyeRaysOfTilesAndOfOcclusionAhead) {
     for (int type = 0; type < miRAY_COUNT; ++type) {
         state->type = static_cast<miRay_type>(type);
         EXPECT_EQ(writesOcclusion(), type == miRAY_EYE) << type;
@@ -213,8 +201,7 @@ TEST_F(OcclusionPassTest, AnswersEyeRaysOfTilesAndOfOcclusionAhead)
 }
 
 /* While occlusion is computed ahead nothing has been gathered yet: there is no opacity to test. */
-TEST_F(OcclusionPassTest, TestsOpacityInTilesOnly)
-{
+TEST_F(OcclusionPassTest, TestsOpacityInTilesOnly) {
     publishFrame({0, {2, 2, 2, 1}});
     EXPECT_FALSE(writesOcclusion());
     renderer().queries.answer(miQ_STAGE, miSTAGE_AMBOCCL);

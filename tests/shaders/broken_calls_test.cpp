@@ -21,8 +21,7 @@ enum class Host { kComplete, kWithoutFunctions, kNone };
 
 class BrokenCalls : public twin::LibraryTest, public ::testing::WithParamInterface<Host> {
 protected:
-    BrokenCalls() : module_(GetParam() == Host::kComplete ? twin::loadModule(LUMO_LIBRARY) : twin::loadFreshLibrary())
-    {
+    BrokenCalls() : module_(GetParam() == Host::kComplete ? twin::loadModule(LUMO_LIBRARY) : twin::loadFreshLibrary()) {
         if (GetParam() == Host::kWithoutFunctions)
             function<void(void*)>("miSetModuleHandle")(dlopen("libm.so.6", RTLD_NOW));
         testing::internal::CaptureStderr();
@@ -32,8 +31,7 @@ protected:
     ~BrokenCalls() override { testing::internal::GetCapturedStderr(); }
 
     template <class Signature>
-    Signature* function(const std::string& name)
-    {
+    Signature* function(const std::string& name) {
         return reinterpret_cast<Signature*>(dlsym(module_, name.c_str()));
     }
 
@@ -43,8 +41,7 @@ private:
 
 #define CALL(name) function<decltype(::name)>(#name)
 
-TEST_P(BrokenCalls, SceneDataAndMemory)
-{
+TEST_P(BrokenCalls, SceneDataAndMemory) {
     for (const miUint type : {0u, 7u, 10u, 34u, 0xFFFFFFFFu})
         EXPECT_EQ(CALL(get_userdata)(0x56657861, type, miNULLTAG, nullptr, nullptr), nullptr) << type;
     miVector origin = {9, 9, 9};
@@ -74,8 +71,7 @@ TEST_P(BrokenCalls, SceneDataAndMemory)
     }
 }
 
-TEST_P(BrokenCalls, FrameBuffers)
-{
+TEST_P(BrokenCalls, FrameBuffers) {
     PassState* passes = nullptr;
     FrameBufferInfo* entries = nullptr;
     EXPECT_EQ(CALL(getFrameBufferInfo)(state, &passes, &entries), 0u);
@@ -86,8 +82,7 @@ TEST_P(BrokenCalls, FrameBuffers)
     EXPECT_EQ(CALL(getNamedFrameBufferID)(state, miNULLTAG), 0u);
     EXPECT_EQ(CALL(getNamedFrameBufferID)(state, renderer().stringOptions), 0u) << "no text";
 
-    for (const char* mask : {"", "\x80\xFF", "g!", "0"})
-        CALL(contributesToPass)(0xFFFFFFFF, mask);
+    for (const char* mask : {"", "\x80\xFF", "g!", "0"}) CALL(contributesToPass)(0xFFFFFFFF, mask);
     CALL(tracePassInit)(0, nullptr, state);
     CALL(tracePassAdd)(0, nullptr, state, &kWhite, 7);
 
@@ -106,8 +101,7 @@ TEST_P(BrokenCalls, FrameBuffers)
 }
 
 /* No entries, entries that are not there, and one; sample counts from nowhere. */
-TEST_P(BrokenCalls, Lights)
-{
+TEST_P(BrokenCalls, Lights) {
     FrameBufferSlot slots[6] = {};
     FrameBufferInfo one{};
     one.flags = kEntryShadowed;
@@ -151,8 +145,7 @@ TEST_P(BrokenCalls, Lights)
     }
 }
 
-TEST_P(BrokenCalls, Composition)
-{
+TEST_P(BrokenCalls, Composition) {
     for (const miScalar odd : {kNaN, kInfinity, 1e30f, 0.0f}) {
         const miColor colors[2] = {{odd, odd, odd, odd}, {odd, odd, odd, odd}};
         for (const miInteger mode : {0, 2, 6, 7, -1, kMost, kLeast}) {
@@ -166,8 +159,7 @@ TEST_P(BrokenCalls, Composition)
     }
 }
 
-TEST_P(BrokenCalls, Models)
-{
+TEST_P(BrokenCalls, Models) {
     struct {
         miColor irradianceColor = kWhite, irradiance = kWhite;
     } block;
@@ -181,9 +173,9 @@ TEST_P(BrokenCalls, Models)
         CALL(compute_blinn_specular)(odd, odd, &dir, odd, odd, odd, &dir, state);
         CALL(compute_hairtubeshader_specular)(odd, &dir, &dir, &dir);
         const miColor odds = {odd, odd, odd, odd};
-        EXPECT_EQ(CALL(compute_irradiance)(&color, &block.irradianceColor, odd, &odds, &odds, odd, &block.irradiance,
-                                           state),
-                  &color);
+        EXPECT_EQ(
+            CALL(compute_irradiance)(&color, &block.irradianceColor, odd, &odds, &odds, odd, &block.irradiance, state),
+            &color);
         for (const miInteger rays : {0, 1, kMost, kLeast}) {
             RefractionSettings refraction{};
             refraction.refractions = refraction.chromaticAberration = miTRUE;
@@ -193,7 +185,7 @@ TEST_P(BrokenCalls, Models)
             refraction.transparency = kWhite;
             CALL(compute_refraction)(&color, state, &refraction, nullptr, 0, nullptr);
             for (miInteger lobe = -1; lobe <= kLobeFacets + 1; ++lobe) {
-                const ReflectionSettings reflection = {odd, odds, odd, rays,       odd, rays,
+                const ReflectionSettings reflection = {odd, odds, odd,  rays,       odd, rays,
                                                        dir, odd,  lobe, {odd, odd}, dir, miFALSE};
                 CALL(compute_reflection)(&color, state, &reflection, nullptr, 0, nullptr);
             }
@@ -213,8 +205,7 @@ TEST_P(BrokenCalls, Models)
 }
 
 /* No shader has anything to give without the renderer's functions, but each comes back from every call. */
-TEST_P(BrokenCalls, EveryShader)
-{
+TEST_P(BrokenCalls, EveryShader) {
     using Words = std::array<miUint, 512>;
     OperationArgument argument{99, miTRUE};
     for (const std::string& name : twin::ExportList().shaders()) {
@@ -241,4 +232,4 @@ TEST_P(BrokenCalls, EveryShader)
 
 INSTANTIATE_TEST_SUITE_P(With, BrokenCalls, ::testing::Values(Host::kComplete, Host::kWithoutFunctions, Host::kNone));
 
-} // namespace
+}  // namespace

@@ -58,8 +58,7 @@ const Subject kSubjects[] = {
 
 class BrokenUse : public SurfaceTest {
 protected:
-    BrokenUse()
-    {
+    BrokenUse() {
         addPass("pass");
         usePasses({0, 5, 12, 13, 20, 27, 30, 33});
         addLight();
@@ -75,48 +74,39 @@ protected:
     }
 
     /* The state shader's exit relies on sound records, so the slots stay. */
-    void TearDown() override
-    {
+    void TearDown() override {
         stateIsOpen = false;
         expectedAllocations = 1;
         SurfaceTest::TearDown();
     }
 
     /* Init, call and exit; the result is filled with 0xEE before. */
-    miBoolean call(const Subject& subject, const Words& words)
-    {
+    miBoolean call(const Subject& subject, const Words& words) {
         twin::ShaderInstance<Words> shader(words);
-        if (subject.withoutRecord == kEngine)
-            shader.connect(shader.parameters(), evaluates ? &surface : nullptr);
+        if (subject.withoutRecord == kEngine) shader.connect(shader.parameters(), evaluates ? &surface : nullptr);
         const twin::ShaderEntry<Words> entry(subject.name);
         const miFunction* const before = state->shader;
         stage.run(shader);
         miState called = *state;
         called.type = subject.ray;
-        if (subject.ray == miRAY_LIGHT)
-            called.parent = state;
+        if (subject.ray == miRAY_LIGHT) called.parent = state;
         miBoolean wantsInstances = miFALSE;
         std::memset(&result, 0xEE, sizeof result);
-        if (entry.exit)
-            entry.init(&called, shader.parameters(), &wantsInstances);
+        if (entry.exit) entry.init(&called, shader.parameters(), &wantsInstances);
         returned = entry.call(&result, &called, shader.parameters(), nullptr);
-        if (entry.exit)
-            entry.exit(&called, shader.parameters());
+        if (entry.exit) entry.exit(&called, shader.parameters());
         state->shader = before;
         return returned;
     }
 
-    static Words wordsOf(const Subject& subject, miScalar value = 1)
-    {
+    static Words wordsOf(const Subject& subject, miScalar value = 1) {
         Words words;
         words.fill(std::bit_cast<miUint>(value));
-        for (const auto& [index, word] : subject.words)
-            words[index] = word;
+        for (const auto& [index, word] : subject.words) words[index] = word;
         return words;
     }
 
-    void republish(const char* key, int size)
-    {
+    void republish(const char* key, int size) {
         const std::vector<std::byte> garbage(static_cast<std::size_t>(size));
         stage.rendering.entries.set(key, garbage.data(), size, miSS_LIFETIME_RECT);
     }
@@ -220,8 +210,7 @@ const Break kBreaks[] = {
 
 class BrokenState : public BrokenUse, public ::testing::WithParamInterface<Break> {};
 
-TEST_P(BrokenState, SaysWhatIsDocumented)
-{
+TEST_P(BrokenState, SaysWhatIsDocumented) {
     GetParam().make(*state, stage);
     const char* const said = GetParam().said;
     for (const Subject& subject : kSubjects) {
@@ -232,8 +221,7 @@ TEST_P(BrokenState, SaysWhatIsDocumented)
         const char* const expected = said && !*said ? subject.withoutRecord : said;
         for (std::size_t i = before; i < messages.size(); ++i)
             EXPECT_STREQ(messages[i].text.c_str(), expected ? expected : "nothing");
-        if (!said || *said || !subject.withoutRecord)
-            continue;
+        if (!said || *said || !subject.withoutRecord) continue;
         EXPECT_EQ(messages.size(), before + 1);
         EXPECT_EQ(returned, miFALSE);
         const auto* bytes = reinterpret_cast<const unsigned char*>(&result);
@@ -245,22 +233,18 @@ INSTANTIATE_TEST_SUITE_P(One, BrokenState, ::testing::ValuesIn(kBreaks));
 
 /* ---- Numbers ---- */
 
-TEST_F(BrokenUse, ParametersMayBeAnyNumber)
-{
+TEST_F(BrokenUse, ParametersMayBeAnyNumber) {
     const miScalar odd[] = {kNaN, kInfinity, -kInfinity, 1e30f, -1e30f, 0, -0.0f, 1e-40f, -1, 0x1p31f};
     std::mt19937 random(7);
     for (const Subject& subject : kSubjects) {
         SCOPED_TRACE(subject.name);
-        for (const miScalar number : odd)
-            call(subject, wordsOf(subject, number));
+        for (const miScalar number : odd) call(subject, wordsOf(subject, number));
         // Mixed, in all kinds of states; integers too, since every word is read as what it is declared.
         for (int round = 0; round < 200; ++round) {
             Words words = wordsOf(subject);
             for (std::size_t i = 0; i < words.size(); ++i)
-                if (random() % 2)
-                    words[i] = std::bit_cast<miUint>(odd[random() % std::size(odd)]);
-            for (const auto& [index, word] : subject.words)
-                words[index] = word;
+                if (random() % 2) words[i] = std::bit_cast<miUint>(odd[random() % std::size(odd)]);
+            for (const auto& [index, word] : subject.words) words[index] = word;
             record[4] = static_cast<miUint>(random()) % 9;
             record[6] = static_cast<miUint>(random()) % 2;
             state->reflection_level = static_cast<int>(random() % 9) - 3;
@@ -274,8 +258,7 @@ TEST_F(BrokenUse, ParametersMayBeAnyNumber)
     EXPECT_TRUE(renderer().messages().empty());
 }
 
-TEST_F(BrokenUse, RaysMayBeOfAnyType)
-{
+TEST_F(BrokenUse, RaysMayBeOfAnyType) {
     for (Subject subject : kSubjects)
         for (int type = 0; type < miRAY_COUNT; ++type) {
             subject.ray = static_cast<miRay_type>(type);
@@ -284,8 +267,7 @@ TEST_F(BrokenUse, RaysMayBeOfAnyType)
     EXPECT_TRUE(renderer().messages().empty());
 }
 
-TEST_F(BrokenUse, ConnectionsMayGiveNothing)
-{
+TEST_F(BrokenUse, ConnectionsMayGiveNothing) {
     evaluates = false;
     for (const Subject& subject : kSubjects)
         if (subject.withoutRecord == kEngine) {
@@ -296,8 +278,7 @@ TEST_F(BrokenUse, ConnectionsMayGiveNothing)
 
 /* ---- The life of instances ---- */
 
-TEST_F(BrokenUse, InstancesMayNeverHaveCome)
-{
+TEST_F(BrokenUse, InstancesMayNeverHaveCome) {
     for (const std::string& name : twin::ExportList().ofKind("object")) {
         SCOPED_TRACE(name);
         twin::ShaderInstance<Words> shader;
@@ -309,25 +290,24 @@ TEST_F(BrokenUse, InstancesMayNeverHaveCome)
             EXPECT_EQ(shader.object(), nullptr);
         };
         miBoolean wantsInstances = miFALSE;
-        callAndLeave(); // no init at all
+        callAndLeave();  // no init at all
         renderer().memory.fails = [](const twin::Allocation&) { return true; };
         entry.init(state, shader.parameters(), &wantsInstances);
-        callAndLeave(); // no memory
+        callAndLeave();  // no memory
         renderer().memory.fails = nullptr;
         entry.init(state, shader.parameters(), &wantsInstances);
         entry.exit(state, shader.parameters());
-        callAndLeave(); // it is gone
+        callAndLeave();  // it is gone
         renderer().queries.refuse(miQ_FUNC_USERPTR);
         entry.init(state, shader.parameters(), &wantsInstances);
-        callAndLeave(); // no place for it
+        callAndLeave();  // no place for it
         renderer().queries.forget(miQ_FUNC_USERPTR);
     }
 }
 
 /* ---- State shaders ---- */
 
-TEST_F(BrokenUse, StateShadersRefuseWhatTheyDoNotKnow)
-{
+TEST_F(BrokenUse, StateShadersRefuseWhatTheyDoNotKnow) {
     const std::pair<const char*, const char*> shaders[] = {
         {"lumoFrameBufferState", "vexa_state(): Invoked with invalid opcode."},
         {"lumoFrameBufferInit", "lumoFrameBufferInit(): Invoked with invalid opcode."}};
@@ -346,8 +326,7 @@ TEST_F(BrokenUse, StateShadersRefuseWhatTheyDoNotKnow)
 }
 
 /* A renderer that does not keep the entries must not cost their slots. */
-TEST_F(FrameBufferTest, EntriesThatAreNotKeptLeaveNothingBehind)
-{
+TEST_F(FrameBufferTest, EntriesThatAreNotKeptLeaveNothingBehind) {
     addRecord("a", 0);
     attach();
     stage.rendering.entries.refused = "lumoFBInfo";
@@ -356,4 +335,4 @@ TEST_F(FrameBufferTest, EntriesThatAreNotKeptLeaveNothingBehind)
     EXPECT_EQ(operate(miSTATE_SHADER_STATE_EXIT), miTRUE);
 }
 
-} // namespace
+}  // namespace

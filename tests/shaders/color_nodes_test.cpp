@@ -27,8 +27,7 @@ struct NodeBlock {
 };
 
 /* Where max - (max - min) x triangle of the hue: another way than sectors. */
-Channels rgbOf(double hueDegrees, double s, double v, double a)
-{
+Channels rgbOf(double hueDegrees, double s, double v, double a) {
     const auto channel = [&](double n) {
         const double k = std::fmod(n + hueDegrees / 60, 6);
         return v - v * s * std::max(0.0, std::min({k, 4 - k, 1.0}));
@@ -37,13 +36,11 @@ Channels rgbOf(double hueDegrees, double s, double v, double a)
 }
 
 /* By sorting: the middle channel tells the place between two corners of the hexagon. */
-Channels hsvOf(const miColor& c)
-{
+Channels hsvOf(const miColor& c) {
     std::array<std::pair<double, int>, 3> sorted{{{c.r, 0}, {c.g, 1}, {c.b, 2}}};
     std::stable_sort(sorted.begin(), sorted.end(), [](auto x, auto y) { return x.first > y.first; });
     const double top = sorted[0].first, range = top - sorted[2].first;
-    if (range <= 1e-5 || top <= 1e-5)
-        return {0, 0, top, c.a};
+    if (range <= 1e-5 || top <= 1e-5) return {0, 0, top, c.a};
     const double away = (sorted[1].first - sorted[2].first) / range * 60;
     const bool rising = sorted[1].second == (sorted[0].second + 1) % 3;
     const double hue = sorted[0].second * 120 + (rising ? away : -away);
@@ -53,8 +50,7 @@ Channels hsvOf(const miColor& c)
 class Points {
 public:
     explicit Points(unsigned seed) : numbers_(seed) {}
-    miScalar in(miScalar from, miScalar to)
-    {
+    miScalar in(miScalar from, miScalar to) {
         // The ends themselves are as likely as one point of eight.
         const int end = std::uniform_int_distribution<int>(0, 15)(numbers_);
         return end == 0 ? from : end == 1 ? to : std::uniform_real_distribution<miScalar>(from, to)(numbers_);
@@ -66,8 +62,7 @@ private:
     std::mt19937 numbers_;
 };
 
-void expectNear(double actual, double expected, double scale, const std::string& what)
-{
+void expectNear(double actual, double expected, double scale, const std::string& what) {
     if (std::isnan(expected))
         EXPECT_TRUE(std::isnan(actual)) << what << " is " << actual;
     else
@@ -79,8 +74,7 @@ protected:
     ColorNodes() { stage.placeVexabase(); }
 
     template <class Result, class Own>
-    Result run(const char* name, const Own& own)
-    {
+    Result run(const char* name, const Own& own) {
         const twin::ShaderEntry<NodeBlock<Own>, Result> entry(std::string("lumoVexa") + name);
         twin::ShaderInstance<NodeBlock<Own>> shader({.own = own});
         stage.run(shader);
@@ -91,31 +85,27 @@ protected:
         EXPECT_EQ(entry.call(typed, state, shader.parameters(), nullptr), miTRUE);
         entry.exit(state, shader.parameters());
         // A result is not larger than it is declared.
-        for (std::size_t i = sizeof(Result) / sizeof(miScalar); i < 4; ++i)
-            EXPECT_EQ(result[i], 9);
+        for (std::size_t i = sizeof(Result) / sizeof(miScalar); i < 4; ++i) EXPECT_EQ(result[i], 9);
         return *typed;
     }
 
     Points points{7};
 };
 
-void expectColor(const miColor& actual, const Channels& expected, double scale, const std::string& what)
-{
+void expectColor(const miColor& actual, const Channels& expected, double scale, const std::string& what) {
     const std::array<miScalar, 4> channels = {actual.r, actual.g, actual.b, actual.a};
     for (std::size_t i = 0; i < 4; ++i)
         expectNear(channels[i], expected[i], scale, what + " channel " + std::to_string(i));
 }
 
 /* Hues are compared around the circle. */
-void expectHsv(const miColor& actual, const Channels& expected, double turn, const std::string& what)
-{
+void expectHsv(const miColor& actual, const Channels& expected, double turn, const std::string& what) {
     const double apart = std::fabs(actual.r - expected[0] * turn / 360);
     EXPECT_LT(std::min(apart, turn - apart), 3e-5 * turn) << what;
     expectColor({0, actual.g, actual.b, actual.a}, {0, expected[1], expected[2], expected[3]}, 1, what);
 }
 
-TEST_F(ColorNodes, ConvertBetweenHsvAndRgb)
-{
+TEST_F(ColorNodes, ConvertBetweenHsvAndRgb) {
     for (int i = 0; i < kPoints; ++i) {
         const miColor hsv = {points.in(0, 3), points.in(0, 1), points.in(-1, 4), points.in(-1, 2)};
         const std::string what = "point " + std::to_string(i);
@@ -127,11 +117,9 @@ TEST_F(ColorNodes, ConvertBetweenHsvAndRgb)
 
         // Channels in tenths and equal channels lead to every order and tie.
         miColor c = points.color(-0.5f, 2);
-        if (i % 2)
-            c = {std::round(c.r * 5) / 5, std::round(c.g * 5) / 5, std::round(c.b * 5) / 5, c.a};
+        if (i % 2) c = {std::round(c.r * 5) / 5, std::round(c.g * 5) / 5, std::round(c.b * 5) / 5, c.a};
         const Channels expected = hsvOf(c);
-        if (expected[1] > 20)
-            continue; // channels of both signs around 0: saturation is ill-conditioned
+        if (expected[1] > 20) continue;  // channels of both signs around 0: saturation is ill-conditioned
         color = c;
         library::rgb_to_hsv(&color, &color);
         expectHsv(color, expected, 1, what);
@@ -139,8 +127,7 @@ TEST_F(ColorNodes, ConvertBetweenHsvAndRgb)
     }
 }
 
-TEST_F(ColorNodes, ConvertOddColors)
-{
+TEST_F(ColorNodes, ConvertOddColors) {
     // Negative hues and what is no hue leave the target alone, unless there is no saturation.
     for (const miScalar hue : {-0.1f, -1.0f, kNaN, kInfinity, -kInfinity}) {
         const miColor hsv = {hue, 0.5f, 2, 0.25f}, gray = {hue, 0, 2, 0.25f};
@@ -153,16 +140,15 @@ TEST_F(ColorNodes, ConvertOddColors)
     }
     const struct {
         miColor rgb, hsv;
-    } cases[] = {{{0, 0, 1, 1}, {240, 1, 1, 1}},        {{1, 0, 0, 0}, {0, 1, 1, 0}},
-                 {{.5f, .5f, .5f, 1}, {0, 0, .5f, 1}},  {{1e-5f, 0, 0, 1}, {0, 0, 1e-5f, 1}},
-                 {{-1, -2, -3, 1}, {0, 0, -1, 1}},      {{1, 0, .5f, 1}, {330, 1, 1, 1}},
+    } cases[] = {{{0, 0, 1, 1}, {240, 1, 1, 1}},       {{1, 0, 0, 0}, {0, 1, 1, 0}},
+                 {{.5f, .5f, .5f, 1}, {0, 0, .5f, 1}}, {{1e-5f, 0, 0, 1}, {0, 0, 1e-5f, 1}},
+                 {{-1, -2, -3, 1}, {0, 0, -1, 1}},     {{1, 0, .5f, 1}, {330, 1, 1, 1}},
                  {{1, 1 - 5e-6f, 1, 1}, {0, 0, 1, 1}}};
     for (const auto& each : cases)
         EXPECT_COLOR(run<miColor>("RgbToHsv", each.rgb), each.hsv.r, each.hsv.g, each.hsv.b, each.hsv.a);
 }
 
-TEST_F(ColorNodes, BlendClampAndWeigh)
-{
+TEST_F(ColorNodes, BlendClampAndWeigh) {
     struct Blend {
         miScalar blender;
         miColor color1, color2;
@@ -201,17 +187,14 @@ TEST_F(ColorNodes, BlendClampAndWeigh)
 }
 
 /* The curve from 0 to 1 through (bias, .5): b^x first, then each half bent, the upper one upside down. */
-double contrasted(double x, double contrast, double bias)
-{
-    if (x <= 0)
-        return 0;
+double contrasted(double x, double contrast, double bias) {
+    if (x <= 0) return 0;
     const double b = std::exp(std::log(x) * std::log(0.5) / std::log(std::clamp(bias, 1e-5, 1 - 1e-5)));
     const double distance = b <= 0.5 ? b : 1 - b, bent = std::pow(distance * 2, contrast) / 2;
     return b <= 0.5 ? bent : 1 - bent;
 }
 
-TEST_F(ColorNodes, BendCurves)
-{
+TEST_F(ColorNodes, BendCurves) {
     struct Contrast {
         miVector value, contrast, bias;
     };
@@ -262,8 +245,7 @@ struct Remap {
     std::array<miUint, 30> room{};
 
     /* A line through two points, which are the ends of the ramp. */
-    void line(std::size_t which, RampEntry from, RampEntry to)
-    {
+    void line(std::size_t which, RampEntry from, RampEntry to) {
         auto* const words = reinterpret_cast<char*>(this);
         const auto inlined = reinterpret_cast<char*>(&ramps[which].inlined) - words;
         const auto distance = reinterpret_cast<char*>(&room[10 * which]) - words - inlined;
@@ -274,8 +256,7 @@ struct Remap {
     }
 };
 
-TEST_F(ColorNodes, RemapThroughRamps)
-{
+TEST_F(ColorNodes, RemapThroughRamps) {
     const auto slope = [](double t, double at0, double at1) { return at0 + t * (at1 - at0); };
     for (int i = 0; i < kPoints; ++i) {
         const std::string what = "point " + std::to_string(i);
@@ -290,31 +271,30 @@ TEST_F(ColorNodes, RemapThroughRamps)
             const miScalar y0 = points.in(0, 1), y1 = points.in(0, 1);
             at0[which] = y0;
             at1[which] = y1;
-            block.line(which, {-8, y0 + (y0 - y1) * 8}, {8, y0 + (y1 - y0) * 8}); // longer than all points reach
+            block.line(which, {-8, y0 + (y0 - y1) * 8}, {8, y0 + (y1 - y0) * 8});  // longer than all points reach
         }
         const auto in = [&](double x) { return (x - block.inputMin) / (double{block.inputMax} - block.inputMin); };
         const auto out = [&](double x) { return block.outputMin + x * (double{block.outputMax} - block.outputMin); };
         const Channels t = {in(block.color.r), in(block.color.g), in(block.color.b), 0};
-        expectColor(run<miColor>("RemapColor", block),
-                    {out(slope(t[0], at0[0], at1[0])), out(slope(t[1], at0[1], at1[1])),
-                     out(slope(t[2], at0[2], at1[2])), 0},
-                    40, what);
+        expectColor(
+            run<miColor>("RemapColor", block),
+            {out(slope(t[0], at0[0], at1[0])), out(slope(t[1], at0[1], at1[1])), out(slope(t[2], at0[2], at1[2])), 0},
+            40, what);
 
-        const Channels hsv = hsvOf({static_cast<miScalar>(t[0]), static_cast<miScalar>(t[1]),
-                                    static_cast<miScalar>(t[2]), 0});
+        const Channels hsv =
+            hsvOf({static_cast<miScalar>(t[0]), static_cast<miScalar>(t[1]), static_cast<miScalar>(t[2]), 0});
         if (hsv[1] > 4 || hsv[0] > 359 || (hsv[1] > 0 && hsv[1] < 1e-3))
-            continue; // ill-conditioned: next to gray, black or the seam of the hues
+            continue;  // ill-conditioned: next to gray, black or the seam of the hues
         const Channels rgb = rgbOf(slope(hsv[0] / 360, at0[0], at1[0]) * 360, slope(hsv[1], at0[1], at1[1]),
                                    slope(hsv[2], at0[2], at1[2]), 0);
         expectColor(run<miColor>("RemapHsv", block), {out(rgb[0]), out(rgb[1]), out(rgb[2]), 0}, 400, what);
     }
 }
 
-TEST_F(ColorNodes, RemapWithoutARange)
-{
+TEST_F(ColorNodes, RemapWithoutARange) {
     Remap block;
     block.color = {0.5f, 2, -1, 1};
-    block.inputMax = 5e-6f; // counts as none: every ramp is taken at 0
+    block.inputMax = 5e-6f;  // counts as none: every ramp is taken at 0
     block.outputMin = 1;
     block.outputMax = 3;
     block.line(0, {0, 0.25f}, {1, 1});
@@ -323,9 +303,8 @@ TEST_F(ColorNodes, RemapWithoutARange)
     EXPECT_COLOR(run<miColor>("RemapColor", block), 1.5f, 2, 2.5f, 0);
     // hue .25, saturation .5, value .75 is (.5625 .75 .375)
     EXPECT_COLOR(run<miColor>("RemapHsv", block), 2.125f, 2.5f, 1.75f, 0);
-    for (RampWords& ramp : block.ramps)
-        ramp.count = 0;
+    for (RampWords& ramp : block.ramps) ramp.count = 0;
     EXPECT_COLOR(run<miColor>("RemapColor", block), 1, 1, 1, 0);
 }
 
-} // namespace
+}  // namespace

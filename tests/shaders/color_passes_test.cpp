@@ -25,10 +25,8 @@ constexpr int kLevel = 2;
 
 class ColorPasses : public FrameBufferTest {
 protected:
-    ColorPasses()
-    {
-        for (const int type : {0, 0, 5, 30, 34})
-            addRecord("pass" + std::to_string(records.size()), type);
+    ColorPasses() {
+        for (const int type : {0, 0, 5, 30, 34}) addRecord("pass" + std::to_string(records.size()), type);
         attach();
         initState();
         beginSample();
@@ -39,15 +37,13 @@ protected:
     }
 
     FrameBufferSlot& slot(std::size_t i) { return publishedEntries()[i].slots[kLevel]; }
-    void fill(const miColor& contribution, const miColor& second)
-    {
+    void fill(const miColor& contribution, const miColor& second) {
         for (std::size_t i = 0; i < records.size(); ++i) {
             slot(i).contribution = contribution;
             slot(i).color = second;
         }
     }
-    void expectSlots(const miColor& contribution, const miColor& second)
-    {
+    void expectSlots(const miColor& contribution, const miColor& second) {
         for (std::size_t i = 0; i < records.size(); ++i) {
             SCOPED_TRACE(i);
             EXPECT_COLOR(slot(i).contribution, contribution.r, contribution.g, contribution.b, contribution.a);
@@ -58,8 +54,7 @@ protected:
     /* A connected material: finds the slots as `found`, adds to them, and gives the color. */
     template <class Block>
     twin::Evaluation::Connection& connectMaterial(twin::ShaderInstance<Block>& shader, const void* parameter,
-                                                  miColor& gives, const miColor& adds)
-    {
+                                                  miColor& gives, const miColor& adds) {
         return shader.connect(parameter, [this, &gives, adds](miState*) -> void* {
             seen = entries().size();
             for (FrameBufferInfo& entry : entries()) {
@@ -72,8 +67,7 @@ protected:
     }
 
     template <class Block>
-    miColor run(const char* name, twin::ShaderInstance<Block>& shader)
-    {
+    miColor run(const char* name, twin::ShaderInstance<Block>& shader) {
         const twin::ShaderEntry<Block, miColor> entry(name);
         const miFunction* before = state->shader;
         stage.run(shader);
@@ -89,8 +83,7 @@ protected:
     std::size_t seen = 99; /* by the material that ran last */
 };
 
-TEST_F(ColorPasses, ModeOneOperatesOnWhatInputsWrote)
-{
+TEST_F(ColorPasses, ModeOneOperatesOnWhatInputsWrote) {
     twin::ShaderInstance<ClampBlock> clamp;
     miColor given = {3, 0.5f, -1, 1};
     connectMaterial(clamp, &clamp->input, given, {2, 0.25f, -4, 0.5f});
@@ -101,8 +94,7 @@ TEST_F(ColorPasses, ModeOneOperatesOnWhatInputsWrote)
         EXPECT_EQ(publishedEntries()[0].slots[level].contribution.r, 0) << "another level";
 }
 
-TEST_F(ColorPasses, BlendMixesBothColorsOfEachSlot)
-{
+TEST_F(ColorPasses, BlendMixesBothColorsOfEachSlot) {
     for (const miScalar f : {0.25f, 0.0f, 1.0f, 1.5f}) {
         SCOPED_TRACE(f);
         fill(kOld, kOld);
@@ -120,8 +112,7 @@ TEST_F(ColorPasses, BlendMixesBothColorsOfEachSlot)
 }
 
 /* Clamp of a blend of a clamp: .5 x min(3, 1) + .5 x 4 = 2.5, at most 2; and so in each slot. */
-TEST_F(ColorPasses, OperationsNest)
-{
+TEST_F(ColorPasses, OperationsNest) {
     twin::ShaderInstance<ClampBlock> inner, outer;
     twin::ShaderInstance<BlendBlock> blend;
     blend->blender = 0.5f;
@@ -135,8 +126,7 @@ TEST_F(ColorPasses, OperationsNest)
     expectSlots({2, 0.5f, 0, 1}, {0, 0, 0, 0});
 }
 
-TEST_F(ColorPasses, SettingsLeaveNoTrace)
-{
+TEST_F(ColorPasses, SettingsLeaveNoTrace) {
     twin::ShaderInstance<BlendBlock> blend;
     miColor half = {0.5f, 0, 0, 0};
     connectMaterial(blend, &blend->blender, half, {9, 9, 9, 9});
@@ -155,8 +145,7 @@ TEST_F(ColorPasses, SettingsLeaveNoTrace)
     publishedEntries()->flags &= ~static_cast<miUint>(kEntryInUse);
 }
 
-TEST_F(ColorPasses, OtherModesClearOrWriteOrDoNothing)
-{
+TEST_F(ColorPasses, OtherModesClearOrWriteOrDoNothing) {
     const miColor black = {0, 0, 0, 0};
     for (const miInteger mode : {0, 2, 3, 4, -1}) {
         SCOPED_TRACE(mode);
@@ -180,8 +169,7 @@ TEST_F(ColorPasses, OtherModesClearOrWriteOrDoNothing)
     }
 }
 
-TEST_F(ColorPasses, NothingIsTouchedWhereThereAreNoPassesToWrite)
-{
+TEST_F(ColorPasses, NothingIsTouchedWhereThereAreNoPassesToWrite) {
     for (const miInteger mode : {1, 2, 3}) {
         SCOPED_TRACE(mode);
         twin::ShaderInstance<ClampBlock> clamp;
@@ -192,8 +180,7 @@ TEST_F(ColorPasses, NothingIsTouchedWhereThereAreNoPassesToWrite)
         state->type = miRAY_EYE;
 
         // Closed buffers keep what shaders before the surface wrote.
-        for (std::size_t i = 0; i < records.size(); ++i)
-            publishedEntries()[i].flags |= kEntryClosed;
+        for (std::size_t i = 0; i < records.size(); ++i) publishedEntries()[i].flags |= kEntryClosed;
         run("lumoVexaClamp", clamp);
         expectSlots(kOld, kOld);
         for (std::size_t i = 0; i < records.size(); ++i)
@@ -216,10 +203,8 @@ TEST_F(ColorPasses, NothingIsTouchedWhereThereAreNoPassesToWrite)
 class ManyPasses : public FrameBufferTest {};
 
 /* More records than go on the stack; without memory for them the passes keep what the inputs wrote. */
-TEST_F(ManyPasses, AreOperatedOnFromTheHeap)
-{
-    for (int i = 0; i < 1500; ++i)
-        addRecord("pass" + std::to_string(i), 5);
+TEST_F(ManyPasses, AreOperatedOnFromTheHeap) {
+    for (int i = 0; i < 1500; ++i) addRecord("pass" + std::to_string(i), 5);
     attach();
     initState();
     beginSample();
@@ -228,8 +213,7 @@ TEST_F(ManyPasses, AreOperatedOnFromTheHeap)
         twin::ShaderInstance<ClampBlock> clamp;
         miColor color = {3, 3, 3, 3};
         clamp.connect(&clamp->input, [&](miState*) -> void* {
-            for (FrameBufferInfo& entry : entries())
-                entry.slots[0].contribution = color;
+            for (FrameBufferInfo& entry : entries()) entry.slots[0].contribution = color;
             return &color;
         });
         const twin::ShaderEntry<ClampBlock, miColor> entry("lumoVexaClamp");
@@ -247,4 +231,4 @@ TEST_F(ManyPasses, AreOperatedOnFromTheHeap)
     }
 }
 
-} // namespace
+}  // namespace

@@ -2,8 +2,7 @@
 
 using twin::renderer;
 
-Group::Group()
-{
+Group::Group() {
     engine.connect(&engine->surface, [this](miState* state) {
         ++evaluations;
         PassState* passes = nullptr;
@@ -17,28 +16,24 @@ Group::Group()
                 for (miUint i = range.first; i < range.first + range.count; ++i)
                     library::passWriteColor(state, &value, first + i, &mode, &flags, &weight, nullptr, nullptr);
             }
-        if (onEvaluation)
-            onEvaluation(state);
+        if (onEvaluation) onEvaluation(state);
         return static_cast<void*>(&surface);
     });
 }
 
-miBoolean Group::shade(miColor* result, miState* state)
-{
+miBoolean Group::shade(miColor* result, miState* state) {
     static const twin::ShaderEntry<EngineBlock, miColor> entry("lumoVexaShadingEngine");
     state->shader = &engine.function();
     return entry.call(result, state, engine.parameters(), nullptr);
 }
 
-void Group::connectBefore(int element, std::function<void*(miState*)> shader)
-{
+void Group::connectBefore(int element, std::function<void*(miState*)> shader) {
     // By bytes: compilers take an element's address for the end of all memory, and the ghosts lie behind the block.
     const std::size_t offset = offsetof(EngineBlock, before) + static_cast<std::size_t>(element) * sizeof(miColor);
     engine.connect(reinterpret_cast<char*>(engine.parameters()) + offset, std::move(shader));
 }
 
-EngineTest::EngineTest() : record(stage.placeVexabase())
-{
+EngineTest::EngineTest() : record(stage.placeVexabase()) {
     renderer().tracing.transparent = [this](miColor* color, miState* parent) {
         return traceOn(color, parent, miRAY_TRANSPARENT, parent->refraction_level + 1);
     };
@@ -47,8 +42,7 @@ EngineTest::EngineTest() : record(stage.placeVexabase())
     };
 }
 
-miBoolean EngineTest::traceOn(miColor* color, miState* parent, miRay_type type, int refractionLevel)
-{
+miBoolean EngineTest::traceOn(miColor* color, miState* parent, miRay_type type, int refractionLevel) {
     levelOfTrace = parent->refraction_level;
     volumeOfTrace = parent->refraction_volume;
     seen = *parent;
@@ -67,8 +61,7 @@ miBoolean EngineTest::traceOn(miColor* color, miState* parent, miRay_type type, 
         behind = group;
     } else {
         seen.instance = miNULLTAG;
-        if (environment)
-            *color = *environment;
+        if (environment) *color = *environment;
         found = environment.has_value();
     }
     // Renderers hand these back.
@@ -77,42 +70,29 @@ miBoolean EngineTest::traceOn(miColor* color, miState* parent, miRay_type type, 
     return found;
 }
 
-void EngineTest::openBuffers()
-{
+void EngineTest::openBuffers() {
     for (RecordWords& each : records)
-        if (each.words[11] == 0 && each.words[13] == 0)
-            each.levels(0, 100, 0, 100);
+        if (each.words[11] == 0 && each.words[13] == 0) each.levels(0, 100, 0, 100);
     attach();
     initState();
     beginSample();
 }
 
-void EngineTest::usePasses(const std::vector<Pass>& passes)
-{
-    for (const Pass& each : passes)
-        addRecord("pass" + std::to_string(records.size()), each.type);
+void EngineTest::usePasses(const std::vector<Pass>& passes) {
+    for (const Pass& each : passes) addRecord("pass" + std::to_string(records.size()), each.type);
     openBuffers();
-    for (std::size_t i = 0; i < passes.size(); ++i)
-        entry(i).flags = passes[i].flags;
+    for (std::size_t i = 0; i < passes.size(); ++i) entry(i).flags = passes[i].flags;
 }
 
-FrameBufferState& EngineTest::frame()
-{
+FrameBufferState& EngineTest::frame() {
     return *static_cast<FrameBufferState*>(stage.rendering.entries.get("lumoFBState", nullptr));
 }
 
-void EngineTest::setRecord(int word, miScalar value)
-{
-    std::memcpy(record + word, &value, sizeof value);
-}
+void EngineTest::setRecord(int word, miScalar value) { std::memcpy(record + word, &value, sizeof value); }
 
-int EngineTest::walks() const
-{
-    return renderer().tracing.transparent.calls() + renderer().tracing.continued.calls();
-}
+int EngineTest::walks() const { return renderer().tracing.transparent.calls() + renderer().tracing.continued.calls(); }
 
-miTag EngineTest::masked(const std::string& mask)
-{
+miTag EngineTest::masked(const std::string& mask) {
     twin::Database& database = renderer().database;
     return database.addInstance(miNULLTAG, {database.addString(mask)});
 }

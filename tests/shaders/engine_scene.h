@@ -12,7 +12,7 @@ struct EngineBlock {
     miScalar threshold = 0;
     miBoolean opaquePasses = miFALSE;
     miInteger i_before = 0, n_before = 0;
-    miColor before[3] = {};  /* one is inline, the others follow */
+    miColor before[3] = {}; /* one is inline, the others follow */
 };
 
 /* What a surface material gives: 16 colors in a row. */
@@ -64,8 +64,8 @@ protected:
      * seen, if there is one. */
     Group* behind = nullptr;
     std::optional<miColor> environment;
-    miState seen{};              /* the child state of the last ray */
-    int levelOfTrace = -9;  /* refraction level when the renderer was called */
+    miState seen{};        /* the child state of the last ray */
+    int levelOfTrace = -9; /* refraction level when the renderer was called */
     miTag volumeOfTrace = miNULLTAG;
 
     FrameBufferState& frame();

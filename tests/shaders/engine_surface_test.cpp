@@ -9,8 +9,7 @@ using twin::renderer;
 
 using Engine = EngineTest;
 
-TEST_F(Engine, NeedsThePerSampleRecord)
-{
+TEST_F(Engine, NeedsThePerSampleRecord) {
     usePasses({{0, 1}});
     frame() = {3, {1, 1, 1, 1}};
     stage.rendering.entries.set("vexabase", nullptr, 0, 0);
@@ -23,8 +22,7 @@ TEST_F(Engine, NeedsThePerSampleRecord)
     EXPECT_COLOR(frame().transparency, 0, 0, 0, 0);
 }
 
-TEST_F(Engine, NeedsAConnectedSurface)
-{
+TEST_F(Engine, NeedsAConnectedSurface) {
     for (miTag ghost : {0x0u, 0xFFFFFFFEu, 0xFFFFFFFFu}) {
         front.engine.setGhost(&front.engine->surface, ghost);
         EXPECT_EQ(shade(), miFALSE) << ghost;
@@ -40,20 +38,17 @@ TEST_F(Engine, NeedsAConnectedSurface)
     EXPECT_EQ(renderer().messages().size(), 5u);
 }
 
-TEST_F(Engine, GivesTheColorWithTheMatteAsAlpha)
-{
+TEST_F(Engine, GivesTheColorWithTheMatteAsAlpha) {
     front.surface.color() = {.1f, .2f, .3f, .4f};
     front.surface.matteOpacity() = {1, .5f, .25f, 9};
     EXPECT_EQ(shade(), miTRUE);
     // 0.3 x 1 + 0.59 x 0.5 + 0.11 x 0.25 = 0.6225
     EXPECT_COLOR(result, .1f, .2f, .3f, .6225f);
-    for (int word : {119, 120, 121})
-        EXPECT_FLOAT_EQ(recordScalar(word), .6225f);
+    for (int word : {119, 120, 121}) EXPECT_FLOAT_EQ(recordScalar(word), .6225f);
     EXPECT_NE(state->tex_list, nullptr);
 }
 
-TEST_F(Engine, BlackHolesHaveNoAlpha)
-{
+TEST_F(Engine, BlackHolesHaveNoAlpha) {
     front.surface.matteOpacity() = {-1000000, -1000000, -1000000, 0};
     EXPECT_EQ(shade(), miTRUE);
     EXPECT_COLOR(result, 0, 0, 0, 0);
@@ -64,13 +59,11 @@ TEST_F(Engine, BlackHolesHaveNoAlpha)
     EXPECT_FLOAT_EQ(result.a, -299999.7f);
 }
 
-TEST_F(Engine, RecordsGlowThatCanBeSeen)
-{
+TEST_F(Engine, RecordsGlowThatCanBeSeen) {
     front.surface.glow() = {.004f, .004f, .004f, 0};
     EXPECT_EQ(shade(), miTRUE);
-    for (int word = 115; word <= 118; ++word)
-        EXPECT_EQ(recordScalar(word), 0);
-    for (miScalar miColor::*channel : {&miColor::r, &miColor::g, &miColor::b}) {
+    for (int word = 115; word <= 118; ++word) EXPECT_EQ(recordScalar(word), 0);
+    for (miScalar miColor::* channel : {&miColor::r, &miColor::g, &miColor::b}) {
         front.surface.glow() = {0, 0, 0, 0};
         front.surface.glow().*channel = .0041f;
         setRecord(118, 0);
@@ -81,8 +74,7 @@ TEST_F(Engine, RecordsGlowThatCanBeSeen)
     EXPECT_EQ(recordScalar(117), .0041f);
 }
 
-TEST_F(Engine, TakesOpaqueColorsFromOtherShaders)
-{
+TEST_F(Engine, TakesOpaqueColorsFromOtherShaders) {
     front.surface.color() = {.1f, .2f, .3f, .4f};
     front.surface.matteOpacity() = {7, 7, 7, 7};
     front.surface.transparency() = {1, 1, 1, 1};
@@ -92,8 +84,7 @@ TEST_F(Engine, TakesOpaqueColorsFromOtherShaders)
     EXPECT_EQ(walks(), 0);
 }
 
-TEST_F(Engine, HasNoSayInShadows)
-{
+TEST_F(Engine, HasNoSayInShadows) {
     for (const miRay_type type : {miRAY_SHADOW, miPHOTON_LIGHT, miPHOTON_ABSORB}) {
         state->type = type;
         EXPECT_EQ(shade(), miFALSE);
@@ -102,8 +93,7 @@ TEST_F(Engine, HasNoSayInShadows)
     EXPECT_TRUE(renderer().messages().empty());
 }
 
-TEST_F(Engine, TiltsNormalsSeenEdgeOn)
-{
+TEST_F(Engine, TiltsNormalsSeenEdgeOn) {
     state->normal = {1, 0, 0};
     state->dot_nd = 0;
     front.onEvaluation = [&](miState* called) {
@@ -127,8 +117,7 @@ TEST_F(Engine, TiltsNormalsSeenEdgeOn)
     EXPECT_EQ(state->normal.x, 0);
 }
 
-TEST_F(Engine, HandsOpacityToTheRasterizer)
-{
+TEST_F(Engine, HandsOpacityToTheRasterizer) {
     miColor handed{};
     renderer().tracing.opacitySet = [&](miState*, const miColor* opacity) { handed = *opacity; };
     front.surface.transparency() = {.25f, .5f, .75f, 0};
@@ -153,8 +142,7 @@ TEST_F(Engine, HandsOpacityToTheRasterizer)
 class EngineLevels : public EngineTest {
 protected:
     /* Level flags that the surface finds in the slot of its level. */
-    miUint found(std::size_t number = 0)
-    {
+    miUint found(std::size_t number = 0) {
         miUint flags = 0xEE;
         front.onEvaluation = [&](miState*) {
             const int level = state->reflection_level + state->refraction_level;
@@ -165,22 +153,19 @@ protected:
     }
 };
 
-TEST_F(EngineLevels, FollowTheBuffersOwnRange)
-{
+TEST_F(EngineLevels, FollowTheBuffersOwnRange) {
     addRecord("pass", 5).levels(1, 2, 0, 1);  // 1 or 2 reflections, at most 1 refraction
     openBuffers();
     const int cases[][3] = {{0, 0, 0x3}, {1, 0, 0}, {2, 1, 0}, {3, 0, 0x1}, {1, 2, 0x1}, {0, 2, 0x1}, {0, 1, 0x3}};
     for (const auto& [reflection, refraction, flags] : cases) {
         state->reflection_level = reflection;
         state->refraction_level = refraction;
-        for (int level = 0; level <= 5; ++level)
-            slot(0, level).levelFlags = 0;
+        for (int level = 0; level <= 5; ++level) slot(0, level).levelFlags = 0;
         EXPECT_EQ(found(), static_cast<miUint>(flags)) << reflection << ' ' << refraction;
     }
 }
 
-TEST_F(EngineLevels, FollowTheWayOfTheRay)
-{
+TEST_F(EngineLevels, FollowTheWayOfTheRay) {
     usePasses({{5, 1}});
     const struct {
         miUint before, here;
@@ -198,14 +183,12 @@ TEST_F(EngineLevels, FollowTheWayOfTheRay)
     }
 }
 
-TEST_F(EngineLevels, FollowTheObjectsMask)
-{
+TEST_F(EngineLevels, FollowTheObjectsMask) {
     usePasses({{5, 0}, {5, 0x10}, {5, 0x20}, {5, 0x30}, {5, 0}});
     state->instance = masked("01");  // entry 4 alone
     const miUint flags[] = {0xD, 0x9, 0x5, 0x1, 0};
     for (std::size_t i = 0; i < 5; ++i) {
-        for (std::size_t k = 0; k < 5; ++k)
-            slot(k).levelFlags = 0;
+        for (std::size_t k = 0; k < 5; ++k) slot(k).levelFlags = 0;
         EXPECT_EQ(found(i), flags[i]) << i;
     }
     // An assembly speaks for what it holds.
@@ -214,8 +197,7 @@ TEST_F(EngineLevels, FollowTheObjectsMask)
     EXPECT_EQ(found(0), 0u);
 }
 
-TEST_F(EngineLevels, BeginWithoutContributions)
-{
+TEST_F(EngineLevels, BeginWithoutContributions) {
     usePasses({{5, 1}});
     front.writes = {{5, {1, 2, 3, 4}}};
     slot(0).contribution = {5, 5, 5, 5};
@@ -231,8 +213,7 @@ TEST_F(EngineLevels, BeginWithoutContributions)
     EXPECT_COLOR(slot(0).contribution, 5, 5, 5, 5);
 }
 
-TEST_F(EngineLevels, FilteredSurfacesAreClearForABuffer)
-{
+TEST_F(EngineLevels, FilteredSurfacesAreClearForABuffer) {
     usePasses({{5, 1}, {5, 3}});
     front.writes = {{5, {1, 2, 3, 4}}};
     state->instance = masked("0");
@@ -243,8 +224,7 @@ TEST_F(EngineLevels, FilteredSurfacesAreClearForABuffer)
     EXPECT_FLOAT_EQ(slot(1).transparency.r, 1) << "held out";
 }
 
-TEST_F(EngineLevels, OutsideTheSlotsAreLeftAlone)
-{
+TEST_F(EngineLevels, OutsideTheSlotsAreLeftAlone) {
     usePasses({{5, 1}});
     front.surface.transparency() = {.5f, .5f, .5f, 0};
     environment = miColor{1, 1, 1, 1};
@@ -253,16 +233,14 @@ TEST_F(EngineLevels, OutsideTheSlotsAreLeftAlone)
         EXPECT_EQ(shade(), miTRUE) << level;
         EXPECT_FLOAT_EQ(result.r, .5f);
     }
-    for (int level = 0; level <= 5; ++level)
-        EXPECT_COLOR(slot(0, level).color, 0, 0, 0, 0);
+    for (int level = 0; level <= 5; ++level) EXPECT_COLOR(slot(0, level).color, 0, 0, 0, 0);
 }
 
 /* ---- Shaders before the surface ---- */
 
 class EngineBefore : public EngineTest {
 protected:
-    EngineBefore()
-    {
+    EngineBefore() {
         usePasses({{0, 0x1}, {5, 0x81}, {30, 0}});
         EngineBlock& block = *front.engine.parameters();
         block.i_before = 1;
@@ -270,14 +248,12 @@ protected:
         for (int i : {1, 2})
             front.connectBefore(i, [this, i](miState* called) {
                 order.push_back(i);
-                if (onCall)
-                    onCall(called);
+                if (onCall) onCall(called);
                 return static_cast<void*>(&ignored);
             });
         front.onEvaluation = [this](miState*) {
             order.push_back(0);
-            for (const FrameBufferInfo& each : entries())
-                EXPECT_EQ(each.flags & 0x18000u, 0u);
+            for (const FrameBufferInfo& each : entries()) EXPECT_EQ(each.flags & 0x18000u, 0u);
         };
     }
 
@@ -286,8 +262,7 @@ protected:
     miColor ignored = {1, 1, 1, 1};
 };
 
-TEST_F(EngineBefore, RunInOrderWithClosedBuffers)
-{
+TEST_F(EngineBefore, RunInOrderWithClosedBuffers) {
     onCall = [&](miState* called) {
         const miUint mode = 1;
         const miCBoolean flags = 0;
@@ -304,8 +279,7 @@ TEST_F(EngineBefore, RunInOrderWithClosedBuffers)
 }
 
 /* A write shader of evaluation mode 2 among them, and another one in the surface's network. */
-TEST_F(EngineBefore, MayWriteUserBuffers)
-{
+TEST_F(EngineBefore, MayWriteUserBuffers) {
     struct {
         miInteger buffer = 0, writeMode = 1, evaluationMode = 2;
         miScalar weight = 1;
@@ -332,8 +306,7 @@ TEST_F(EngineBefore, MayWriteUserBuffers)
     entry.exit(state, writer.parameters());
 }
 
-TEST_F(EngineBefore, AreSkippedWhereThereAreNoneAndInsideAWriter)
-{
+TEST_F(EngineBefore, AreSkippedWhereThereAreNoneAndInsideAWriter) {
     front.engine->n_before = 0;
     EXPECT_EQ(shade(), miTRUE);
     front.engine->n_before = -3;

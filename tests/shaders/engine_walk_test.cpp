@@ -20,8 +20,7 @@ protected:
     static constexpr miColor kBeauty = {.225f, .1125f, .05625f, 1};
     static constexpr miColor kBack = {.16f, .48f, .8f, 1};
 
-    Sheet()
-    {
+    Sheet() {
         front.surface.color() = kBeauty;
         front.surface.matteOpacity() = {.75f, .75f, .75f, 0};
         front.surface.transparency() = {.25f, .25f, .25f, 0};
@@ -34,16 +33,15 @@ protected:
     Group back;
 };
 
-#define EXPECT_RGB(actual, R, G, B)         \
-    do {                                    \
-        const miColor channels = (actual);  \
-        EXPECT_FLOAT_EQ(channels.r, (R));   \
-        EXPECT_FLOAT_EQ(channels.g, (G));   \
-        EXPECT_FLOAT_EQ(channels.b, (B));   \
+#define EXPECT_RGB(actual, R, G, B)        \
+    do {                                   \
+        const miColor channels = (actual); \
+        EXPECT_FLOAT_EQ(channels.r, (R));  \
+        EXPECT_FLOAT_EQ(channels.g, (G));  \
+        EXPECT_FLOAT_EQ(channels.b, (B));  \
     } while (false)
 
-TEST_F(Sheet, BeautyEqualsItsPass)
-{
+TEST_F(Sheet, BeautyEqualsItsPass) {
     usePasses({{0, kShadowed | kComposited}, {5, kShadowed | kComposited}});
     EXPECT_EQ(shade(), miTRUE);
     // (.225 .1125 .05625) + .25 (.16 .48 .8); alpha .75 + .25
@@ -56,8 +54,7 @@ TEST_F(Sheet, BeautyEqualsItsPass)
     EXPECT_EQ(back.evaluations, 1);
 }
 
-TEST_F(Sheet, EntryFlagsDecideWhatShowsThrough)
-{
+TEST_F(Sheet, EntryFlagsDecideWhatShowsThrough) {
     usePasses({{5, kShadowed},
                {5, kComposited | kNoTraced},
                {5, kComposited | kTimesColor},
@@ -73,8 +70,7 @@ TEST_F(Sheet, EntryFlagsDecideWhatShowsThrough)
 }
 
 /* An opaque object is traced through for the buffers that leave it out, and hides what is behind it from the others. */
-TEST_F(Sheet, OpaqueObjectsAreLookedBehindForTheBuffersThatLeaveThemOut)
-{
+TEST_F(Sheet, OpaqueObjectsAreLookedBehindForTheBuffersThatLeaveThemOut) {
     front.surface.transparency() = {0, 0, 0, 0};
     usePasses({{5, kComposited}, {5, kComposited}});
     const miTag first = masked("1");
@@ -101,8 +97,7 @@ TEST_F(Sheet, OpaqueObjectsAreLookedBehindForTheBuffersThatLeaveThemOut)
     EXPECT_EQ(walks(), walksBefore);
 }
 
-TEST_F(Sheet, ClearSurfacesCountAsNotThere)
-{
+TEST_F(Sheet, ClearSurfacesCountAsNotThere) {
     usePasses({{5, kComposited}, {5, kComposited | kNoTraced}, {5, 0}});
     front.engine->threshold = .76f;  // .25 exceeds 1 - .76
     back.onEvaluation = [&](miState* called) { EXPECT_EQ(called->type, miRAY_EYE); };
@@ -122,8 +117,7 @@ TEST_F(Sheet, ClearSurfacesCountAsNotThere)
     EXPECT_EQ(frame().flags & 2u, 0u);
 }
 
-TEST_F(Sheet, ShadersBehindAFullyClearSurfaceAreToldSo)
-{
+TEST_F(Sheet, ShadersBehindAFullyClearSurfaceAreToldSo) {
     usePasses({{5, kComposited}});
     miUint told = 0;
     back.onEvaluation = [&](miState*) { told = frame().flags & 8u; };
@@ -149,8 +143,7 @@ TEST_F(Sheet, ShadersBehindAFullyClearSurfaceAreToldSo)
     EXPECT_EQ(frame().flags & 8u, 8u);
 }
 
-TEST_F(Sheet, TracesOnAtItsOwnLevel)
-{
+TEST_F(Sheet, TracesOnAtItsOwnLevel) {
     usePasses({{5, kComposited}});
     state->volume = 41;
     state->refraction_volume = 42;
@@ -166,8 +159,7 @@ TEST_F(Sheet, TracesOnAtItsOwnLevel)
     EXPECT_RGB(slot(0).color, 0, 0, 0);
 }
 
-TEST_F(Sheet, KeepsItsOwnWordsForPassShaders)
-{
+TEST_F(Sheet, KeepsItsOwnWordsForPassShaders) {
     usePasses({{5, kComposited}});
     front.surface.transparency() = {.2f, .3f, .4f, .5f};
     back.engine->threshold = 1;  // the one behind counts as clear, and leaves other words
@@ -183,8 +175,7 @@ TEST_F(Sheet, KeepsItsOwnWordsForPassShaders)
     EXPECT_EQ(frame().flags, 0u);
 }
 
-TEST_F(Sheet, EnvironmentBehindIsInTheBeautyPasses)
-{
+TEST_F(Sheet, EnvironmentBehindIsInTheBeautyPasses) {
     usePasses({{0, kComposited}, {5, kComposited}, {34, kComposited}});
     behind = nullptr;
     environment = miColor{.4f, .8f, 1.2f, 1};
@@ -214,14 +205,12 @@ TEST_F(Sheet, EnvironmentBehindIsInTheBeautyPasses)
     EXPECT_COLOR(result, .225f, .1125f, .05625f, .75f);
 }
 
-TEST_F(Sheet, IsWalkedThroughOnlyWhenItMatters)
-{
+TEST_F(Sheet, IsWalkedThroughOnlyWhenItMatters) {
     const struct {
         miScalar transparency, weight, threshold;
         bool walks;
-    } cases[] = {{.25f, 1, -1, true},     {0, 1, -1, false},       {9e-6f, 1, -1, false},
-                 {1.1e-5f, 1, -1, true},  {.25f, .5f, .12f, true}, {.25f, .5f, .13f, false},
-                 {.25f, 0, -1, true},     {.25f, 0, 0, false}};
+    } cases[] = {{.25f, 1, -1, true},     {0, 1, -1, false},        {9e-6f, 1, -1, false}, {1.1e-5f, 1, -1, true},
+                 {.25f, .5f, .12f, true}, {.25f, .5f, .13f, false}, {.25f, 0, -1, true},   {.25f, 0, 0, false}};
     for (const auto& each : cases) {
         front.surface.transparency() = {0, each.transparency, 0, 0};
         setRecord(141, each.weight);
@@ -232,12 +221,10 @@ TEST_F(Sheet, IsWalkedThroughOnlyWhenItMatters)
     }
 }
 
-TEST_F(Sheet, PathsEndAfter256States)
-{
+TEST_F(Sheet, PathsEndAfter256States) {
     usePasses({{5, kComposited}});
     std::vector<miState> chain(256);
-    for (std::size_t i = 1; i < chain.size(); ++i)
-        chain[i].parent = &chain[i - 1];
+    for (std::size_t i = 1; i < chain.size(); ++i) chain[i].parent = &chain[i - 1];
     state->parent = &chain[255];  // 256 states
     EXPECT_EQ(shade(), miTRUE);
     EXPECT_EQ(walks(), 0);
@@ -254,8 +241,7 @@ TEST_F(Sheet, PathsEndAfter256States)
 }
 
 /* Integers travel in float words; -4 is the bits of a NaN, 7 those of a number next to 0, the least integer -0. */
-TEST_F(Sheet, LabelsSurviveTheWalk)
-{
+TEST_F(Sheet, LabelsSurviveTheWalk) {
     const auto label = [](miInteger value) { return miColor{std::bit_cast<miScalar>(value), 0, 0, 0}; };
     usePasses({{30, 0}, {30, 0}});
     front.writes = {{30, label(7)}};
@@ -278,8 +264,7 @@ TEST_F(Sheet, LabelsSurviveTheWalk)
 class WalkMemory : public Sheet {
 protected:
     /* Bytes that a call asked for; 0 for none. */
-    std::size_t requested()
-    {
+    std::size_t requested() {
         twin::Memory& memory = renderer().memory;
         memory.allocations.clear();
         const std::size_t live = memory.liveAllocations();
@@ -287,21 +272,16 @@ protected:
         EXPECT_EQ(memory.liveAllocations(), live);
         return memory.allocations.empty() ? 0 : memory.allocations.front().size;
     }
-    void useMany(std::size_t count)
-    {
-        usePasses(std::vector<Pass>(count, {5, kComposited}));
-    }
+    void useMany(std::size_t count) { usePasses(std::vector<Pass>(count, {5, kComposited})); }
 };
 
-TEST_F(WalkMemory, IsTheStackAsARule)
-{
+TEST_F(WalkMemory, IsTheStackAsARule) {
     useMany(1024);
     EXPECT_EQ(requested(), 0u);
     EXPECT_RGB(slot(1023).color, .34f, .27f, .275f);
 }
 
-TEST_F(WalkMemory, IsTheHeapOnRequest)
-{
+TEST_F(WalkMemory, IsTheHeapOnRequest) {
     renderer().options["vexa allocate temp data on heap"] = true;
     useMany(2);
     EXPECT_EQ(requested(), 72u);  // two entries of 36 bytes
@@ -316,8 +296,7 @@ TEST_F(WalkMemory, IsTheHeapOnRequest)
     EXPECT_RGB(slot(1).color, .34f, .27f, .275f);
 }
 
-TEST_F(WalkMemory, IsTheHeapForManyBuffers)
-{
+TEST_F(WalkMemory, IsTheHeapForManyBuffers) {
     useMany(1025);
     EXPECT_EQ(requested(), 1025u * 36u);
     EXPECT_RGB(slot(1024).color, .34f, .27f, .275f);

@@ -17,22 +17,19 @@ protected:
 
     Engines() { stage.run(engine); }
 
-    miBoolean call(const std::string& which)
-    {
+    miBoolean call(const std::string& which) {
         const twin::ShaderEntry<EngineParameters, miColor> entry("lumoVexa" + which + "ShadingEngine");
         return entry.call(&result, state, engine.parameters(), nullptr);
     }
     miBoolean call() { return call("Simple"); }
 
-    void setWord(int word, miScalar value)
-    {
+    void setWord(int word, miScalar value) {
         auto* record = static_cast<miUint*>(stage.rendering.entries.get("vexabase", nullptr));
         std::memcpy(record + word, &value, sizeof value);
     }
 };
 
-TEST_F(Engines, AnswerEyeRaysOnly)
-{
+TEST_F(Engines, AnswerEyeRaysOnly) {
     miUint* record = stage.placeVexabase();
     for (const char* which : {"Simple", "RenderTarget"})
         for (int type = 1; type < miRAY_COUNT; ++type) {
@@ -44,8 +41,7 @@ TEST_F(Engines, AnswerEyeRaysOnly)
         }
 }
 
-TEST_F(Engines, CallTheConnectedSurfaceEveryTime)
-{
+TEST_F(Engines, CallTheConnectedSurfaceEveryTime) {
     miUint* record = stage.placeVexabase();
     record[114] = 5;
     // A surface's result is larger than a color; only its first four words matter here.
@@ -62,8 +58,7 @@ TEST_F(Engines, CallTheConnectedSurfaceEveryTime)
     EXPECT_EQ(connection.evaluations, 0) << "evaluation would answer from the cache";
 }
 
-TEST_F(Engines, ProvideATextureCoordinateWhereThereIsNone)
-{
+TEST_F(Engines, ProvideATextureCoordinateWhereThereIsNone) {
     stage.placeVexabase();
     EXPECT_EQ(call(), miTRUE);
     int size = 0;
@@ -83,8 +78,7 @@ TEST_F(Engines, ProvideATextureCoordinateWhereThereIsNone)
     EXPECT_NE(state->tex_list, nullptr);
 }
 
-TEST_F(Engines, KeepTheTextureCoordinatesOfTheObject)
-{
+TEST_F(Engines, KeepTheTextureCoordinatesOfTheObject) {
     stage.placeVexabase();
     miVector own[1] = {{1, 2, 3}};
     state->tex_list = own;
@@ -95,8 +89,7 @@ TEST_F(Engines, KeepTheTextureCoordinatesOfTheObject)
     EXPECT_EQ(stage.rendering.entries.lifetime("lumoTexList"), -1);
 }
 
-TEST_F(Engines, OfRenderTargetsGiveThePositionInTheImage)
-{
+TEST_F(Engines, OfRenderTargetsGiveThePositionInTheImage) {
     stage.placeVexabase();
     state->raster_x = 159.5f;
     state->raster_y = 119.5f;
@@ -114,29 +107,25 @@ TEST_F(Engines, OfRenderTargetsGiveThePositionInTheImage)
     EXPECT_EQ(result.a, 0.5f);
 }
 
-TEST_F(Engines, ConstantFootprintFillsSixWords)
-{
+TEST_F(Engines, ConstantFootprintFillsSixWords) {
     miUint* record = stage.placeVexabase();
     record[2] = 0;
     setWord(3, 0.25f);
     EXPECT_EQ(call(), miTRUE);
-    for (int word = 127; word <= 132; ++word)
-        EXPECT_EQ(stage.vexabaseScalar(word), 0.25f) << word;
+    for (int word = 127; word <= 132; ++word) EXPECT_EQ(stage.vexabaseScalar(word), 0.25f) << word;
     EXPECT_EQ(record[126], 0u);
     EXPECT_EQ(record[133], 0u);
 }
 
 class RoughFootprint : public Engines {
 protected:
-    RoughFootprint()
-    {
+    RoughFootprint() {
         stage.placeVexabase();
         setWord(7, 2);  // above the largest weight, 1
         setWord(10, 0.01f);
     }
 
-    void expectSize(miScalar size)
-    {
+    void expectSize(miScalar size) {
         EXPECT_EQ(call(), miTRUE);
         EXPECT_FLOAT_EQ(stage.vexabaseScalar(127), size * 1.5e-5f);
         EXPECT_FLOAT_EQ(stage.vexabaseScalar(128), size * 1.5e-5f);
@@ -147,8 +136,7 @@ protected:
     }
 };
 
-TEST_F(RoughFootprint, GrowsWithDistanceAndTilt)
-{
+TEST_F(RoughFootprint, GrowsWithDistanceAndTilt) {
     // 0.01 * 0.45 * 5 / 1
     expectSize(0.0225f);
     state->dot_nd = -0.5f;
@@ -164,8 +152,7 @@ TEST_F(RoughFootprint, GrowsWithDistanceAndTilt)
     expectSize(5850);
 }
 
-TEST_F(RoughFootprint, IsForSamplesBelowTheThreshold)
-{
+TEST_F(RoughFootprint, IsForSamplesBelowTheThreshold) {
     // The largest of the three weights decides, and only a threshold above it.
     setWord(140, 3);
     setWord(141, 0);
@@ -174,8 +161,7 @@ TEST_F(RoughFootprint, IsForSamplesBelowTheThreshold)
     EXPECT_EQ(call(), miTRUE);
     EXPECT_GT(stage.vexabaseScalar(130), 1.5f * stage.vexabaseScalar(131)) << "the tilt shows in one axis only";
     for (int word : {140, 141, 142}) {
-        for (int each : {140, 141, 142})
-            setWord(each, each == word ? 1.99f : -1);
+        for (int each : {140, 141, 142}) setWord(each, each == word ? 1.99f : -1);
         expectSize(0.045f);
     }
 }

@@ -11,39 +11,31 @@ namespace twin {
 
 class ExportList {
 public:
-    ExportList()
-    {
+    ExportList() {
         std::ifstream file(LUMO_EXPORT_LIST);
         std::string line, kind, name;
         while (std::getline(file, line))
-            if (std::istringstream(line) >> kind >> name && kind != "#")
-                kinds_[kind].insert(name);
+            if (std::istringstream(line) >> kind >> name && kind != "#") kinds_[kind].insert(name);
     }
 
     /* name, plain, checked or object. */
-    std::set<std::string> ofKind(const std::string& kind) const
-    {
+    std::set<std::string> ofKind(const std::string& kind) const {
         const auto found = kinds_.find(kind);
         return found == kinds_.end() ? std::set<std::string>() : found->second;
     }
 
-    std::set<std::string> shaders() const
-    {
+    std::set<std::string> shaders() const {
         std::set<std::string> all;
-        for (const char* kind : {"plain", "checked", "object"})
-            all.merge(ofKind(kind));
+        for (const char* kind : {"plain", "checked", "object"}) all.merge(ofKind(kind));
         return all;
     }
 
-    std::set<std::string> symbols() const
-    {
+    std::set<std::string> symbols() const {
         std::set<std::string> all = ofKind("name");
         for (const std::string& shader : shaders()) {
             all.insert({shader, shader + "_version"});
-            if (!ofKind("plain").contains(shader))
-                all.insert(shader + "_init");
-            if (ofKind("object").contains(shader))
-                all.insert(shader + "_exit");
+            if (!ofKind("plain").contains(shader)) all.insert(shader + "_init");
+            if (ofKind("object").contains(shader)) all.insert(shader + "_exit");
         }
         return all;
     }
@@ -52,4 +44,4 @@ private:
     std::map<std::string, std::set<std::string>> kinds_;
 };
 
-} // namespace twin
+}  // namespace twin

@@ -22,8 +22,8 @@ Vec unit(Vec a) { return (1 / length(a)) * a; }
 miVector toVector(Vec a) { return {static_cast<float>(a.x), static_cast<float>(a.y), static_cast<float>(a.z)}; }
 
 struct Measured {
-    double along, across;      /* half axes */
-    double u = 0, v = 0;       /* half extents in the texture */
+    double along, across; /* half axes */
+    double u = 0, v = 0;  /* half extents in the texture */
 };
 
 class Footprints : public twin::LibraryTest {
@@ -34,8 +34,7 @@ protected:
     twin::ShaderInstance<std::array<miScalar, 8>> engine{std::array<miScalar, 8>{}};
     miVector derivatives[miDERIVATIVES] = {};
 
-    Footprints()
-    {
+    Footprints() {
         stage.run(engine);
         stage.camera.focal = static_cast<float>(kFocal);
         stage.camera.aperture = static_cast<float>(kAperture);
@@ -43,8 +42,7 @@ protected:
         std::memcpy(stage.placeVexabase() + 10, &scale, sizeof scale);
     }
 
-    void look(Vec point, Vec normal)
-    {
+    void look(Vec point, Vec normal) {
         const Vec dir = unit(point);
         normal = dot(normal, dir) > 0 ? -1 * unit(normal) : unit(normal);
         state->point = toVector(point);
@@ -58,8 +56,7 @@ protected:
     }
 
     /* The camera is at the origin; neighbours are 0.45 pixels away in the image plane. */
-    static Measured measure(Vec point, Vec normal, Vec du = {}, Vec dv = {})
-    {
+    static Measured measure(Vec point, Vec normal, Vec du = {}, Vec dv = {}) {
         Measured result{0, 1e30};
         const Vec onFilm = (1 / -point.z) * point;  // at depth 1
         for (int i = 0; i < 3600; ++i) {
@@ -78,14 +75,12 @@ protected:
         return result;
     }
 
-    void expect(int word, double value, double tolerance)
-    {
+    void expect(int word, double value, double tolerance) {
         EXPECT_NEAR(stage.vexabaseScalar(word), value, tolerance * value) << "word " << word;
     }
 };
 
-TEST_F(Footprints, InTheMiddleOfTheImageAreTheProjectedPixel)
-{
+TEST_F(Footprints, InTheMiddleOfTheImageAreTheProjectedPixel) {
     for (double degrees : {0.0, 10.0, 30.0, 60.0, 80.0})
         for (double distance : {0.5, 5.0, 200.0}) {
             SCOPED_TRACE(testing::Message() << degrees << " degrees at " << distance);
@@ -103,16 +98,14 @@ TEST_F(Footprints, InTheMiddleOfTheImageAreTheProjectedPixel)
         }
 }
 
-TEST_F(Footprints, AwayFromTheMiddleStayClose)
-{
+TEST_F(Footprints, AwayFromTheMiddleStayClose) {
     std::mt19937 random(7);
     std::uniform_real_distribution<double> number(-1, 1);
     for (int i = 0; i < 50; ++i) {
         // Up to 15 degrees off axis, where a pixel looks smaller by up to cos^2, 7 percent; tilted by up to 60 degrees.
         const Vec point = 7 * unit({0.18 * number(random), 0.18 * number(random), -1});
         Vec normal;
-        do
-            normal = unit({number(random), number(random), number(random)});
+        do normal = unit({number(random), number(random), number(random)});
         while (std::fabs(dot(normal, unit(point))) < 0.5);
         look(point, normal);
         const Measured pixel = measure(point, normal);
@@ -121,8 +114,7 @@ TEST_F(Footprints, AwayFromTheMiddleStayClose)
     }
 }
 
-TEST_F(Footprints, InTheTextureAreTheBoxAroundThePixel)
-{
+TEST_F(Footprints, InTheTextureAreTheBoxAroundThePixel) {
     std::mt19937 random(11);
     std::uniform_real_distribution<double> number(-1, 1);
     state->derivs = derivatives;
@@ -147,12 +139,10 @@ TEST_F(Footprints, InTheTextureAreTheBoxAroundThePixel)
     }
 }
 
-TEST_F(Footprints, StayFiniteWhereTheGeometryDegenerates)
-{
+TEST_F(Footprints, StayFiniteWhereTheGeometryDegenerates) {
     state->derivs = derivatives;  // all zero: a collapsed texture
     look({0, 0, -5}, {1, 0, 1e-9});
-    for (int word = 127; word <= 132; ++word)
-        EXPECT_TRUE(std::isfinite(stage.vexabaseScalar(word))) << word;
+    for (int word = 127; word <= 132; ++word) EXPECT_TRUE(std::isfinite(stage.vexabaseScalar(word))) << word;
 }
 
 }  // namespace

@@ -7,8 +7,7 @@ using twin::renderer;
 
 class FrameBufferAccess : public FrameBufferTest {
 protected:
-    FrameBufferAccess()
-    {
+    FrameBufferAccess() {
         addRecord("a", 0);
         addRecord("b", 34);
         attach();
@@ -16,8 +15,7 @@ protected:
         beginSample();
     }
 
-    void republish(const char* key, int size)
-    {
+    void republish(const char* key, int size) {
         std::vector<std::byte> value(static_cast<std::size_t>(size) + 1);
         int known = 0;
         const void* old = stage.rendering.entries.get(key, &known);
@@ -26,8 +24,7 @@ protected:
     }
 
     /* How many entries are reported; none are reported with both pointers null. */
-    std::size_t count()
-    {
+    std::size_t count() {
         PassState* passState = &unused_;
         FrameBufferInfo* first = reinterpret_cast<FrameBufferInfo*>(this);
         const miUint result = library::getFrameBufferInfo(state, &passState, &first);
@@ -36,8 +33,7 @@ protected:
     }
 
     /* The state shader's own exit relies on sound records. */
-    void TearDown() override
-    {
+    void TearDown() override {
         stateIsOpen = false;
         expectedAllocations = renderer().memory.liveAllocations();
         FrameBufferTest::TearDown();
@@ -47,8 +43,7 @@ private:
     PassState unused_{};
 };
 
-TEST_F(FrameBufferAccess, NeedsRecordsThatFitEachOther)
-{
+TEST_F(FrameBufferAccess, NeedsRecordsThatFitEachOther) {
     EXPECT_EQ(count(), 2u);
     for (int size : {279, 281}) {
         republish("lumoPassState", size);
@@ -68,8 +63,7 @@ TEST_F(FrameBufferAccess, NeedsRecordsThatFitEachOther)
     EXPECT_EQ(count(), 0u);
 }
 
-TEST_F(FrameBufferAccess, IsClosedWhileInUseAndOutsideTiles)
-{
+TEST_F(FrameBufferAccess, IsClosedWhileInUseAndOutsideTiles) {
     publishedEntries()[0].flags |= 0x2000;
     EXPECT_EQ(count(), 0u);
     publishedEntries()[0].flags &= ~0x2000u;
@@ -86,8 +80,7 @@ TEST_F(FrameBufferAccess, IsClosedWhileInUseAndOutsideTiles)
     EXPECT_EQ(library::getFrameBufferState(state), nullptr);
 }
 
-TEST_F(FrameBufferAccess, StateMustHaveItsSize)
-{
+TEST_F(FrameBufferAccess, StateMustHaveItsSize) {
     EXPECT_EQ(library::getFrameBufferState(state), stage.rendering.entries.get("lumoFBState", nullptr));
     for (int size : {19, 21}) {
         republish("lumoFBState", size);
@@ -104,12 +97,12 @@ protected:
     const twin::ShaderEntry<InitParameters> fill{"lumoFrameBufferInit"};
 };
 
-TEST_F(StateShaders, CheckTheirRole)
-{
+TEST_F(StateShaders, CheckTheirRole) {
     for (const char* name : {"lumoFrameBufferState", "lumoFrameBufferInit"}) {
         const StateShader shader(name);
-        const std::string complaint = std::string(name) + "(): Not invoked as state shader.\n"
-                                                          "Could be a version mismatch. Re-export the .mi";
+        const std::string complaint = std::string(name) +
+                                      "(): Not invoked as state shader.\n"
+                                      "Could be a version mismatch. Re-export the .mi";
         miBoolean wantsInstances = 9;
         shader.init(state, nullptr, &wantsInstances);
         EXPECT_EQ(wantsInstances, miFALSE);
@@ -124,8 +117,7 @@ TEST_F(StateShaders, CheckTheirRole)
     }
 }
 
-TEST_F(StateShaders, FillABufferBeforeEachSample)
-{
+TEST_F(StateShaders, FillABufferBeforeEachSample) {
     addPass("first");
     addPass("background");
     attach();
@@ -137,8 +129,7 @@ TEST_F(StateShaders, FillABufferBeforeEachSample)
         OperationArgument argument{operation, miTRUE};
         return fill.call(nullptr, state, shader.parameters(), &argument);
     };
-    for (int operation : {0, 1, 3})
-        EXPECT_EQ(operate(operation), miTRUE);
+    for (int operation : {0, 1, 3}) EXPECT_EQ(operate(operation), miTRUE);
     renderer().queries.answer(miQ_STAGE, static_cast<miInteger>(miSTAGE_FINALGATHER));
     EXPECT_EQ(operate(2), miTRUE);
     EXPECT_FALSE(wasPut("background"));
@@ -161,10 +152,8 @@ protected:
     const twin::ShaderEntry<void, miColor> lens{"lumoFrameBufferLens"};
     miColor result = {0, 0, 0, 0};
 
-    FrameBufferLens()
-    {
-        for (int type : {0, 0, 1, 33, 34})
-            addRecord("buffer" + std::to_string(records.size()), type);
+    FrameBufferLens() {
+        for (int type : {0, 0, 1, 33, 34}) addRecord("buffer" + std::to_string(records.size()), type);
         attach();
         initState();
         beginSample();
@@ -172,8 +161,7 @@ protected:
         state->dir = {0, 1, 0};
     }
 
-    miBoolean look(miTag hit, miBoolean success)
-    {
+    miBoolean look(miTag hit, miBoolean success) {
         renderer().tracing.eye = [=](miColor* color, miState* eye, const miVector* org, const miVector* dir) {
             EXPECT_EQ(org->y, 2);
             EXPECT_EQ(dir->y, 1);
@@ -185,22 +173,17 @@ protected:
     }
 };
 
-TEST_F(FrameBufferLens, SeedsBeautyWithTheEnvironment)
-{
+TEST_F(FrameBufferLens, SeedsBeautyWithTheEnvironment) {
     EXPECT_EQ(look(miNULLTAG, miTRUE), miTRUE);
     EXPECT_COLOR(result, 0.1f, 0.2f, 0.3f, 0.4f);
-    for (std::size_t k : {0u, 1u, 4u})
-        EXPECT_COLOR(entry(k).slots[0].color, 0.1f, 0.2f, 0.3f, 0.4f);
-    for (std::size_t k : {2u, 3u})
-        EXPECT_COLOR(entry(k).slots[0].color, 0, 0, 0, 0);
+    for (std::size_t k : {0u, 1u, 4u}) EXPECT_COLOR(entry(k).slots[0].color, 0.1f, 0.2f, 0.3f, 0.4f);
+    for (std::size_t k : {2u, 3u}) EXPECT_COLOR(entry(k).slots[0].color, 0, 0, 0, 0);
 }
 
-TEST_F(FrameBufferLens, LeavesSurfacesAndFailuresAlone)
-{
+TEST_F(FrameBufferLens, LeavesSurfacesAndFailuresAlone) {
     EXPECT_EQ(look(5, miTRUE), miTRUE);
     EXPECT_EQ(look(miNULLTAG, miFALSE), miFALSE);
-    for (std::size_t k = 0; k < 5; ++k)
-        EXPECT_COLOR(entry(k).slots[0].color, 0, 0, 0, 0);
+    for (std::size_t k = 0; k < 5; ++k) EXPECT_COLOR(entry(k).slots[0].color, 0, 0, 0, 0);
 }
 
 }  // namespace

@@ -10,15 +10,15 @@ namespace {
 using twin::renderer;
 
 /* Where the block keeps start and count of its arrays. */
-constexpr std::size_t kPassStart = 1, kPassCount = 2, kRecordStart = 4, kRecordCount = 5, kTypeStart = 21, kTypeCount = 22;
+constexpr std::size_t kPassStart = 1, kPassCount = 2, kRecordStart = 4, kRecordCount = 5, kTypeStart = 21,
+                      kTypeCount = 22;
 
 const char* const kWrongTypeCount =
     "lumoFrameBufferState(): FrameBufferTypeCounts array does not have the expected number of elements.";
 
 class FrameBufferBlock_ : public FrameBufferTest {
 protected:
-    FrameBufferBlock_()
-    {
+    FrameBufferBlock_() {
         addPass("depth");
         addPass("normal");
         addRecord("a", 0).shadowed().identifier(7);
@@ -27,8 +27,7 @@ protected:
     }
 
     /* One whole render with a sample, and every way to look into the block. Gives the number of buffers at the sample. */
-    std::size_t render(const std::vector<miUint>& words)
-    {
+    std::size_t render(const std::vector<miUint>& words) {
         attach(words);
         const miBoolean began = operate(miSTATE_SHADER_STATE_INIT);
         beginSample();
@@ -39,21 +38,16 @@ protected:
         operate(miSTATE_SHADER_STATE_EXIT);
 
         // Slots of a state without buffers are never resolved, and so are kept.
-        if (began && count == 0)
-            expectedAllocations = renderer().memory.liveAllocations();
+        if (began && count == 0) expectedAllocations = renderer().memory.liveAllocations();
         return count;
     }
 
     int errors() { return renderer().messageCount("error", "") + renderer().messageCount("warning", ""); }
 
-    void sizeIsUnknown()
-    {
-        renderer().queries.refuse(miQ_DATA_PARAM_SIZE);
-    }
+    void sizeIsUnknown() { renderer().queries.refuse(miQ_DATA_PARAM_SIZE); }
 };
 
-TEST_F(FrameBufferBlock_, IsFoundAndPinned)
-{
+TEST_F(FrameBufferBlock_, IsFoundAndPinned) {
     const miTag tag = attach();
     {
         const MIDataPtr<FrameBufferData> block = library::getFrameBufferDataBlock(state);
@@ -70,19 +64,16 @@ TEST_F(FrameBufferBlock_, IsFoundAndPinned)
     EXPECT_TRUE(library::getFrameBufferDataBlock(state).empty());
 }
 
-TEST_F(FrameBufferBlock_, IsReadWithoutComplaint)
-{
+TEST_F(FrameBufferBlock_, IsReadWithoutComplaint) {
     EXPECT_EQ(render(blockWords()), 3u);
     sizeIsUnknown();
     EXPECT_EQ(render(blockWords()), 3u);
     EXPECT_EQ(errors(), 0);
 }
 
-TEST_F(FrameBufferBlock_, OfTheOtherByteOrderIsUsed)
-{
+TEST_F(FrameBufferBlock_, OfTheOtherByteOrderIsUsed) {
     std::vector<miUint> words = blockWords();
-    for (miUint& word : words)
-        word = __builtin_bswap32(word);
+    for (miUint& word : words) word = __builtin_bswap32(word);
     attach(words);
     initState();
     beginSample();
@@ -97,8 +88,7 @@ TEST_F(FrameBufferBlock_, OfTheOtherByteOrderIsUsed)
     mi_db_unpin(block.tag());
 }
 
-TEST_F(FrameBufferBlock_, WithTooFewTypeCountsTreatsThemAsZero)
-{
+TEST_F(FrameBufferBlock_, WithTooFewTypeCountsTreatsThemAsZero) {
     records.pop_back();
     typeCounts.resize(34);
     attach();
@@ -110,8 +100,7 @@ TEST_F(FrameBufferBlock_, WithTooFewTypeCountsTreatsThemAsZero)
     EXPECT_EQ(passes().types[5].count, 1u);
 }
 
-TEST_F(FrameBufferBlock_, WithTooManyTypeCountsIgnoresThem)
-{
+TEST_F(FrameBufferBlock_, WithTooManyTypeCountsIgnoresThem) {
     typeCounts.push_back(5);
     attach();
     initState();
@@ -120,8 +109,7 @@ TEST_F(FrameBufferBlock_, WithTooManyTypeCountsIgnoresThem)
     EXPECT_EQ(entries().size(), 3u);
 }
 
-TEST_F(FrameBufferBlock_, IsReportedWhenTypeCountsDoNotAddUp)
-{
+TEST_F(FrameBufferBlock_, IsReportedWhenTypeCountsDoNotAddUp) {
     for (const int count : {1, -1, INT_MIN}) {
         typeCounts[9] = static_cast<miUint>(count);
         const int before = errors();
@@ -130,15 +118,14 @@ TEST_F(FrameBufferBlock_, IsReportedWhenTypeCountsDoNotAddUp)
     }
 }
 
-TEST_F(FrameBufferBlock_, NeverReadsPastItsEnd)
-{
+TEST_F(FrameBufferBlock_, NeverReadsPastItsEnd) {
     // An array is broken by its count, or by where it starts.
     const std::pair<std::size_t, int> breaks[] = {
-        {kPassCount, -1},    {kPassCount, 1000000},    {kPassCount, INT_MAX},    {kPassStart, -4},
-        {kPassStart, INT_MIN}, {kPassStart, INT_MAX},  {kRecordCount, -1},       {kRecordCount, 4},
-        {kRecordCount, 300000000}, {kRecordStart, -1}, {kRecordStart, INT_MIN},  {kRecordStart, INT_MAX},
-        {kRecordStart, 5},   {kTypeCount, -35},        {kTypeCount, 36},         {kTypeCount, INT_MAX},
-        {kTypeStart, -30},   {kTypeStart, INT_MAX},    {kTypeStart, INT_MIN}};
+        {kPassCount, -1},          {kPassCount, 1000000}, {kPassCount, INT_MAX},   {kPassStart, -4},
+        {kPassStart, INT_MIN},     {kPassStart, INT_MAX}, {kRecordCount, -1},      {kRecordCount, 4},
+        {kRecordCount, 300000000}, {kRecordStart, -1},    {kRecordStart, INT_MIN}, {kRecordStart, INT_MAX},
+        {kRecordStart, 5},         {kTypeCount, -35},     {kTypeCount, 36},        {kTypeCount, INT_MAX},
+        {kTypeStart, -30},         {kTypeStart, INT_MAX}, {kTypeStart, INT_MIN}};
     for (const auto& [word, value] : breaks) {
         SCOPED_TRACE(testing::Message() << "word " << word << " is " << value);
         std::vector<miUint> words = blockWords();
@@ -149,8 +136,7 @@ TEST_F(FrameBufferBlock_, NeverReadsPastItsEnd)
     }
 }
 
-TEST_F(FrameBufferBlock_, MayBeCutOffAnywhere)
-{
+TEST_F(FrameBufferBlock_, MayBeCutOffAnywhere) {
     const std::vector<miUint> whole = blockWords();
     for (std::size_t length = 1; length < whole.size(); ++length) {
         SCOPED_TRACE(length);
@@ -160,8 +146,7 @@ TEST_F(FrameBufferBlock_, MayBeCutOffAnywhere)
     }
 }
 
-TEST_F(FrameBufferBlock_, OfUnknownSizeStillRefusesNegativeCounts)
-{
+TEST_F(FrameBufferBlock_, OfUnknownSizeStillRefusesNegativeCounts) {
     sizeIsUnknown();
     for (std::size_t word : {kPassCount, kRecordCount, kTypeCount}) {
         SCOPED_TRACE(word);
@@ -173,8 +158,7 @@ TEST_F(FrameBufferBlock_, OfUnknownSizeStillRefusesNegativeCounts)
     }
 }
 
-TEST_F(FrameBufferBlock_, NamesBuffersOfPassShaders)
-{
+TEST_F(FrameBufferBlock_, NamesBuffersOfPassShaders) {
     attach();
     EXPECT_EQ(library::getNonMaterialPassFrameBufferIndex(state, 0), static_cast<miUint>(indexOf("depth")));
     EXPECT_EQ(library::getNonMaterialPassFrameBufferIndex(state, 1), static_cast<miUint>(indexOf("normal")));
@@ -184,8 +168,7 @@ TEST_F(FrameBufferBlock_, NamesBuffersOfPassShaders)
     EXPECT_EQ(library::getNonMaterialPassFrameBufferIndex(state, 0), 0u);
 }
 
-TEST_F(FrameBufferBlock_, NamesAreLookedUpInTheCamera)
-{
+TEST_F(FrameBufferBlock_, NamesAreLookedUpInTheCamera) {
     const miTag known = addBuffer("known"), unknown = renderer().database.addString("unknown");
     EXPECT_EQ(library::getNamedFrameBufferID(state, known), static_cast<miUint>(indexOf("known")));
     EXPECT_EQ(library::getNamedFrameBufferID(state, unknown), 0u);

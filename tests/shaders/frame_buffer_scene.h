@@ -14,10 +14,11 @@ struct RecordWords {
 
     RecordWords& name(miTag tag) { return words[0] = tag, *this; }
     RecordWords& composited() { return words[1] = 1, *this; }
-    RecordWords& flag(std::size_t which, miInteger value) { return words[2 + which] = static_cast<miUint>(value), *this; }
+    RecordWords& flag(std::size_t which, miInteger value) {
+        return words[2 + which] = static_cast<miUint>(value), *this;
+    }
     RecordWords& shadowed() { return flag(6, 1); }
-    RecordWords& levels(miUint a, miUint b, miUint c, miUint d)
-    {
+    RecordWords& levels(miUint a, miUint b, miUint c, miUint d) {
         words[10] = a, words[11] = b, words[12] = c, words[13] = d;
         return *this;
     }
@@ -75,11 +76,11 @@ protected:
 };
 
 /* Tests of colors, channel by channel. */
-#define EXPECT_COLOR(actual, R, G, B, A)     \
-    do {                                     \
-        const miColor color = (actual);      \
-        EXPECT_FLOAT_EQ(color.r, (R));       \
-        EXPECT_FLOAT_EQ(color.g, (G));       \
-        EXPECT_FLOAT_EQ(color.b, (B));       \
-        EXPECT_FLOAT_EQ(color.a, (A));       \
+#define EXPECT_COLOR(actual, R, G, B, A) \
+    do {                                 \
+        const miColor color = (actual);  \
+        EXPECT_FLOAT_EQ(color.r, (R));   \
+        EXPECT_FLOAT_EQ(color.g, (G));   \
+        EXPECT_FLOAT_EQ(color.b, (B));   \
+        EXPECT_FLOAT_EQ(color.a, (A));   \
     } while (false)

@@ -7,20 +7,17 @@ using twin::renderer;
 
 class FrameBufferState_ : public FrameBufferTest {
 protected:
-    FrameBufferState* published()
-    {
+    FrameBufferState* published() {
         return static_cast<FrameBufferState*>(stage.rendering.entries.get("lumoFBState", nullptr));
     }
-    int sizeOf(const char* key)
-    {
+    int sizeOf(const char* key) {
         int size = -1;
         stage.rendering.entries.get(key, &size);
         return size;
     }
 };
 
-TEST_F(FrameBufferState_, InitPublishesThreeRecords)
-{
+TEST_F(FrameBufferState_, InitPublishesThreeRecords) {
     addRecord("a", 0);
     addRecord("b", 5);
     addRecord("c", 5);
@@ -56,8 +53,7 @@ TEST_F(FrameBufferState_, InitPublishesThreeRecords)
     EXPECT_EQ(renderer().memory.releases[0].line, 260);
 }
 
-TEST_F(FrameBufferState_, ExitGivesBackWhatASampleHasUsed)
-{
+TEST_F(FrameBufferState_, ExitGivesBackWhatASampleHasUsed) {
     addRecord("a", 0);
     attach();
     initState();
@@ -68,8 +64,7 @@ TEST_F(FrameBufferState_, ExitGivesBackWhatASampleHasUsed)
     EXPECT_EQ(entries().size(), 0u);
 }
 
-TEST_F(FrameBufferState_, ExitKeepsSlotsThatNoSampleResolved)
-{
+TEST_F(FrameBufferState_, ExitKeepsSlotsThatNoSampleResolved) {
     addRecord("a", 0);
     attach();
     initState();
@@ -78,8 +73,7 @@ TEST_F(FrameBufferState_, ExitKeepsSlotsThatNoSampleResolved)
     expectedAllocations = 1;
 }
 
-TEST_F(FrameBufferState_, FailsWithoutADataBlock)
-{
+TEST_F(FrameBufferState_, FailsWithoutADataBlock) {
     EXPECT_EQ(operate(miSTATE_SHADER_STATE_INIT), miFALSE);
     EXPECT_EQ(entries().size(), 0u);
     EXPECT_EQ(operate(miSTATE_SHADER_SAMPLE_INIT), miTRUE);
@@ -87,8 +81,7 @@ TEST_F(FrameBufferState_, FailsWithoutADataBlock)
     EXPECT_EQ(operate(miSTATE_SHADER_STATE_EXIT), miTRUE);
 }
 
-TEST_F(FrameBufferState_, LeavesNothingBehindWithoutMemory)
-{
+TEST_F(FrameBufferState_, LeavesNothingBehindWithoutMemory) {
     addRecord("a", 0);
     attach();
     for (int line : {211, 219}) {
@@ -101,8 +94,7 @@ TEST_F(FrameBufferState_, LeavesNothingBehindWithoutMemory)
     }
 }
 
-TEST_F(FrameBufferState_, KeepsTheHeapOptionThroughSamples)
-{
+TEST_F(FrameBufferState_, KeepsTheHeapOptionThroughSamples) {
     addRecord("a", 0);
     attach();
     initState();
@@ -121,8 +113,7 @@ TEST_F(FrameBufferState_, KeepsTheHeapOptionThroughSamples)
     EXPECT_COLOR(published()->transparency, 0, 0, 0, 0);
 }
 
-TEST_F(FrameBufferState_, FirstSampleResolvesNamesOnce)
-{
+TEST_F(FrameBufferState_, FirstSampleResolvesNamesOnce) {
     addRecord("a", 0).levels(1, 2, 3, 4).identifier(99);
     records.push_back(RecordWords().name(renderer().database.addString("nobody has it")));
     ++typeCounts[0];
@@ -134,8 +125,7 @@ TEST_F(FrameBufferState_, FirstSampleResolvesNamesOnce)
     EXPECT_EQ(entry(1).index, 0u);
     EXPECT_EQ(entry(2).index, 2u);
     const miInteger* levels = &entry(0).minReflectionLevel;
-    for (int i = 0; i < 4; ++i)
-        EXPECT_EQ(levels[i], i + 1);
+    for (int i = 0; i < 4; ++i) EXPECT_EQ(levels[i], i + 1);
     EXPECT_EQ(entry(0).identifier, 99);
 
     renderer().bufferNames["a"] = 7;
@@ -143,8 +133,7 @@ TEST_F(FrameBufferState_, FirstSampleResolvesNamesOnce)
     EXPECT_EQ(entry(0).index, 1u);
 }
 
-TEST_F(FrameBufferState_, ReportsRecordsWithoutName)
-{
+TEST_F(FrameBufferState_, ReportsRecordsWithoutName) {
     addRecord("a", 0).name(miNULLTAG);
     attach();
     initState();
@@ -153,34 +142,27 @@ TEST_F(FrameBufferState_, ReportsRecordsWithoutName)
     EXPECT_EQ(entry(0).index, 0u);
 }
 
-TEST_F(FrameBufferState_, FlagsComeFromTheRecord)
-{
+TEST_F(FrameBufferState_, FlagsComeFromTheRecord) {
     addRecord("none", 0);
     addRecord("composited", 0).composited();
-    for (std::size_t i = 0; i < 8; ++i)
-        addRecord("flag" + std::to_string(i), 0).flag(i, static_cast<miInteger>(i) + 1);
+    for (std::size_t i = 0; i < 8; ++i) addRecord("flag" + std::to_string(i), 0).flag(i, static_cast<miInteger>(i) + 1);
     addRecord("negative", 0).flag(0, -1).flag(6, -5);
     attach();
     initState();
     beginSample();
     EXPECT_EQ(entry(0).flags, 0u);
     EXPECT_EQ(entry(1).flags, 0x1u);
-    for (std::size_t i = 0; i < 8; ++i)
-        EXPECT_EQ(entry(2 + i).flags, 0x2u << i);
+    for (std::size_t i = 0; i < 8; ++i) EXPECT_EQ(entry(2 + i).flags, 0x2u << i);
     EXPECT_EQ(entry(10).flags, 0u);
 }
 
-TEST_F(FrameBufferState_, PassTypesChangeFlags)
-{
+TEST_F(FrameBufferState_, PassTypesChangeFlags) {
     // By type: what a record with every flag word 0 gets, and what one that asks for shadowed light (0x80) gets.
     std::array<miUint, 35> bare{}, shadowed{};
     shadowed.fill(0x80);
-    for (std::size_t type : {12u, 13u, 14u, 15u})
-        bare[type] = shadowed[type] = 0x1080;
-    for (std::size_t type : {6u, 8u, 11u, 31u, 34u})
-        shadowed[type] = 0;
-    for (std::size_t type : {1u, 4u, 26u, 28u, 32u, 33u})
-        bare[type] |= 0x4000, shadowed[type] |= 0x4000;
+    for (std::size_t type : {12u, 13u, 14u, 15u}) bare[type] = shadowed[type] = 0x1080;
+    for (std::size_t type : {6u, 8u, 11u, 31u, 34u}) shadowed[type] = 0;
+    for (std::size_t type : {1u, 4u, 26u, 28u, 32u, 33u}) bare[type] |= 0x4000, shadowed[type] |= 0x4000;
 
     for (int type = 0; type < 35; ++type) {
         addRecord("bare" + std::to_string(type), type);
@@ -195,8 +177,7 @@ TEST_F(FrameBufferState_, PassTypesChangeFlags)
     }
 }
 
-TEST_F(FrameBufferState_, SampleInitClearsTheFirstLevel)
-{
+TEST_F(FrameBufferState_, SampleInitClearsTheFirstLevel) {
     addRecord("a", 0);
     addRecord("b", 3);
     attach();
@@ -215,8 +196,7 @@ TEST_F(FrameBufferState_, SampleInitClearsTheFirstLevel)
     }
 }
 
-TEST_F(FrameBufferState_, DoesNothingForSamplesOfPrecomputations)
-{
+TEST_F(FrameBufferState_, DoesNothingForSamplesOfPrecomputations) {
     addRecord("a", 0);
     attach();
     initState();
@@ -234,20 +214,16 @@ TEST_F(FrameBufferState_, DoesNothingForSamplesOfPrecomputations)
 /* Types 15 .. 19: forced alpha around the three that keep theirs. */
 class SampleExit : public FrameBufferTest {
 protected:
-    SampleExit()
-    {
-        for (int type = 15; type <= 19; ++type)
-            addRecord("type" + std::to_string(type), type);
+    SampleExit() {
+        for (int type = 15; type <= 19; ++type) addRecord("type" + std::to_string(type), type);
         attach();
         initState();
         beginSample();
-        for (FrameBufferInfo& each : entries())
-            each.slots[0].color = {0.5f, 0.25f, 0.125f, 0.5f};
+        for (FrameBufferInfo& each : entries()) each.slots[0].color = {0.5f, 0.25f, 0.125f, 0.5f};
     }
 };
 
-TEST_F(SampleExit, WritesColorsAndForcesAlpha)
-{
+TEST_F(SampleExit, WritesColorsAndForcesAlpha) {
     EXPECT_EQ(endSample(), miTRUE);
     for (int type = 15; type <= 19; ++type) {
         const bool keepsAlpha = type >= 16 && type <= 18;
@@ -265,8 +241,7 @@ TEST_F(SampleExit, WritesColorsAndForcesAlpha)
     EXPECT_FLOAT_EQ(entry(4).slots[0].color.a, 1);
 }
 
-TEST_F(SampleExit, LeavesBuffersAloneThatWereWritten)
-{
+TEST_F(SampleExit, LeavesBuffersAloneThatWereWritten) {
     miColor written = {0, 0, 0, 0.5f}, black = {0, 0, 0, 0};
     mi_fb_put(state, indexOf("type15"), &written);
     mi_fb_put(state, indexOf("type19"), &black);
@@ -275,8 +250,7 @@ TEST_F(SampleExit, LeavesBuffersAloneThatWereWritten)
     EXPECT_COLOR(buffer("type19"), 0.5f, 0.25f, 0.125f, 1);
 }
 
-TEST_F(SampleExit, IsForEyeRaysThatSucceeded)
-{
+TEST_F(SampleExit, IsForEyeRaysThatSucceeded) {
     EXPECT_EQ(operate(miSTATE_SHADER_SAMPLE_EXIT, nullptr, miFALSE), miTRUE);
     EXPECT_FALSE(wasPut("type15"));
     state->type = miRAY_DISPLACE;
@@ -284,12 +258,10 @@ TEST_F(SampleExit, IsForEyeRaysThatSucceeded)
     EXPECT_FALSE(wasPut("type15"));
 }
 
-TEST_F(SampleExit, CompositesInTheRasterizer)
-{
+TEST_F(SampleExit, CompositesInTheRasterizer) {
     stage.options.scanline = 'r';
     state->scanline = 1;
-    for (FrameBufferInfo& each : entries())
-        each.slots[0].transparency = {0.5f, 0.5f, 0.5f, 0.5f};
+    for (FrameBufferInfo& each : entries()) each.slots[0].transparency = {0.5f, 0.5f, 0.5f, 0.5f};
     endSample();
     // Nothing is in the buffer, so the color stands: (1 - 0.5) * 0 + color.
     EXPECT_COLOR(buffer("type15"), 0.5f, 0.25f, 0.125f, 1);

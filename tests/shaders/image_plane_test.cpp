@@ -27,8 +27,7 @@ class ImagePlane : public FrameBufferTest {
 protected:
     using Point = std::optional<miVector>;
 
-    ImagePlane()
-    {
+    ImagePlane() {
         stage.placeVexabase();
         stage.camera.aspect = 4 / 3.0f;
         renderer().lighting.colorTexture = [this](miColor* color, miState*, miTag texture, miVector* coordinate) {
@@ -39,8 +38,7 @@ protected:
         };
     }
 
-    miColor look(const ImagePlaneBlock& block)
-    {
+    miColor look(const ImagePlaneBlock& block) {
         renderer().queries.answer(miQ_IMAGE_WIDTH, width);
         renderer().queries.answer(miQ_IMAGE_HEIGHT, height);
         twin::ShaderInstance<ImagePlaneBlock> shader(block);
@@ -56,15 +54,13 @@ protected:
     }
 
     /* Looks at a raster position: at a point of the picture, or beside it. */
-    void expectAt(miScalar x, miScalar y, const ImagePlaneBlock& block, std::optional<std::array<double, 2>> expected)
-    {
+    void expectAt(miScalar x, miScalar y, const ImagePlaneBlock& block, std::optional<std::array<double, 2>> expected) {
         SCOPED_TRACE(testing::Message() << "raster " << x << " " << y << ", fit " << block.fit);
         state->raster_x = x;
         state->raster_y = y;
         expectSeen(block, expected);
     }
-    void expectSeen(const ImagePlaneBlock& block, std::optional<std::array<double, 2>> expected)
-    {
+    void expectSeen(const ImagePlaneBlock& block, std::optional<std::array<double, 2>> expected) {
         const miColor result = look(block);
         ASSERT_EQ(seen.has_value(), expected.has_value());
         if (!expected) {
@@ -89,8 +85,7 @@ constexpr std::nullopt_t kBeside = std::nullopt;
 using At = std::array<double, 2>;
 
 /* A picture of 2 : 1 on a gate of 4 : 3. As high as the gate it is 960 pixels wide, as wide 320 pixels high. */
-TEST_F(ImagePlane, FitsWidePictures)
-{
+TEST_F(ImagePlane, FitsWidePictures) {
     width = 1000, height = 500;
     for (const miInteger fit : {kFill, kVertical}) {
         expectAt(320, 240, {.fit = fit}, At{0.5, 0.5});
@@ -107,8 +102,7 @@ TEST_F(ImagePlane, FitsWidePictures)
 }
 
 /* 1 : 2: as high as the gate it is 240 pixels wide, as wide 1280 pixels high. */
-TEST_F(ImagePlane, FitsHighPictures)
-{
+TEST_F(ImagePlane, FitsHighPictures) {
     width = 300, height = 600;
     for (const miInteger fit : {kFill, kHorizontal}) {
         expectAt(0, 0, {.fit = fit}, At{0, 400 / 1280.0});
@@ -129,8 +123,7 @@ TEST_F(ImagePlane, FitsHighPictures)
 }
 
 /* Texture shaders have no size of their own, nor has a film whose camera is moved. */
-TEST_F(ImagePlane, IsPlaced)
-{
+TEST_F(ImagePlane, IsPlaced) {
     const ImagePlaneBlock half{.sizeX = 0.5f, .sizeY = 0.25f, .offsetX = 0.25f, .offsetY = -0.125f};
     width = 0;
     expectAt(480, 180, half, At{0.5, 0.5});
@@ -147,15 +140,14 @@ TEST_F(ImagePlane, IsPlaced)
 }
 
 /* Rays that mirrors and glass have turned look where the camera would see them. */
-TEST_F(ImagePlane, IsASlideForBentRays)
-{
+TEST_F(ImagePlane, IsASlideForBentRays) {
     stage.camera.focal = 2;
     stage.camera.aperture = 1;
     state->raster_x = state->raster_y = 0;
     state->type = miRAY_REFLECT;
     state->reflection_level = 1;
-    state->pri = reinterpret_cast<miRc_intersection*>(this); // not null: something was hit
-    state->point = {1, -0.75f, -10};                         // .2, -.15 on a film of 1 x .75
+    state->pri = reinterpret_cast<miRc_intersection*>(this);  // not null: something was hit
+    state->point = {1, -0.75f, -10};                          // .2, -.15 on a film of 1 x .75
     expectSeen({}, At{0.7, 0.3});
     state->pri = nullptr;
     state->dir = {0.2f, 0.15f, -1};
@@ -179,8 +171,7 @@ TEST_F(ImagePlane, IsASlideForBentRays)
     expectSeen({}, kBeside);
 }
 
-TEST_F(ImagePlane, IsGraded)
-{
+TEST_F(ImagePlane, IsGraded) {
     state->raster_x = 320, state->raster_y = 240;
     const ImagePlaneBlock block{.colorGain = {2, 4, 8, 5}, .colorOffset = {0.5f, -1, 0.25f, 5}, .alphaGain = 0.25f};
     EXPECT_COLOR(look(block), 1.5f, 0, 1.25f, 0.125f);
@@ -201,8 +192,7 @@ TEST_F(ImagePlane, IsGraded)
 
 /* What the color library makes of the color is tested with it; here, that it gets it, and that instances without a
  * transform of that name go on without. */
-TEST_F(ImagePlane, TransformsEveryColor)
-{
+TEST_F(ImagePlane, TransformsEveryColor) {
     state->raster_x = 320, state->raster_y = 240;
     ImagePlaneBlock block{.outside = {0.5f, 0.25f, 0.125f, 0.5f}};
     block.colorTransform = renderer().database.addString("ACEScg -> Linear Rec.709");
@@ -222,4 +212,4 @@ TEST_F(ImagePlane, TransformsEveryColor)
     EXPECT_EQ(renderer().messages()[0].level, "error");
 }
 
-} // namespace
+}  // namespace

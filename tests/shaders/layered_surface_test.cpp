@@ -12,8 +12,10 @@ struct LayeredBlock {
     miScalar passWriteWeight = 1;
     miInteger passMode = 1, compositingFlag = 0;
     miInteger start = 1, count = 3;
-    Layer layers[4] = {{}, {{1, 2, 3, 1}, {0.5f, 0, 0.25f, 0}, {1, 1, 1, 0}},
-                       {{2, 2, 2, 1}, {0.5f, 1, 0, 0}, {2, 2, 2, 0}}, {{10, 20, 30, 1}, {0.5f, 0.5f, 0.5f, 0}}};
+    Layer layers[4] = {{},
+                       {{1, 2, 3, 1}, {0.5f, 0, 0.25f, 0}, {1, 1, 1, 0}},
+                       {{2, 2, 2, 1}, {0.5f, 1, 0, 0}, {2, 2, 2, 0}},
+                       {{10, 20, 30, 1}, {0.5f, 0.5f, 0.5f, 0}}};
 };
 
 struct SurfaceBlock {
@@ -24,8 +26,7 @@ struct SurfaceBlock {
     miColor matteOpacity = {1, 0.5f, 1, 0};
 };
 
-SurfaceShaderReturnType untouched()
-{
+SurfaceShaderReturnType untouched() {
     SurfaceShaderReturnType result{};
     result.term3 = {9, 9, 9, 9};
     return result;
@@ -36,8 +37,7 @@ protected:
     LayeredSurfaces() { stage.placeVexabase(); }
 
     template <class Result, class Block>
-    Result call(const char* name, twin::ShaderInstance<Block>& shader, Result result)
-    {
+    Result call(const char* name, twin::ShaderInstance<Block>& shader, Result result) {
         const twin::ShaderEntry<Block, Result> entry(name);
         stage.run(shader);
         miBoolean ignored;
@@ -46,14 +46,12 @@ protected:
         entry.exit(state, shader.parameters());
         return result;
     }
-    SurfaceShaderReturnType layered(twin::ShaderInstance<LayeredBlock>& shader)
-    {
+    SurfaceShaderReturnType layered(twin::ShaderInstance<LayeredBlock>& shader) {
         return call("lumoVexaLayeredShader", shader, untouched());
     }
 };
 
-TEST_F(LayeredSurfaces, AreSeenThroughTheTransparenciesAbove)
-{
+TEST_F(LayeredSurfaces, AreSeenThroughTheTransparenciesAbove) {
     twin::ShaderInstance<LayeredBlock> shader;
     const auto added = layered(shader);
     // red 1 + .5 (2 + .5 x 10), green 2, blue 3 + .25 x 2
@@ -70,8 +68,7 @@ TEST_F(LayeredSurfaces, AreSeenThroughTheTransparenciesAbove)
     EXPECT_COLOR(lessened.color, 2.25f, 2, 2.75f, lessened.color.a);
 }
 
-TEST_F(LayeredSurfaces, AreNotEvaluatedBelowOpaqueOnes)
-{
+TEST_F(LayeredSurfaces, AreNotEvaluatedBelowOpaqueOnes) {
     for (const miInteger count : {3, 0, -5}) {
         twin::ShaderInstance<LayeredBlock> shader;
         shader->count = count;
@@ -88,8 +85,7 @@ TEST_F(LayeredSurfaces, AreNotEvaluatedBelowOpaqueOnes)
     }
 }
 
-TEST_F(LayeredSurfaces, LetLightThroughByTheirTransparency)
-{
+TEST_F(LayeredSurfaces, LetLightThroughByTheirTransparency) {
     state->type = miRAY_SHADOW;
     state->dist = 1;
     twin::ShaderInstance<LayeredBlock> layers;
@@ -99,8 +95,7 @@ TEST_F(LayeredSurfaces, LetLightThroughByTheirTransparency)
     EXPECT_COLOR(call("lumoVexaSurfaceShader", plain, miColor{1, 1, 0.5f, 1}), 0.25f, 0.5f, 0.5f, 1);
 }
 
-TEST_F(LayeredSurfaces, OfAPlainColor)
-{
+TEST_F(LayeredSurfaces, OfAPlainColor) {
     twin::ShaderInstance<SurfaceBlock> shader;
     const auto result = call("lumoVexaSurfaceShader", shader, untouched());
     EXPECT_COLOR(result.color, 1, 2, 3, 1);
@@ -111,4 +106,4 @@ TEST_F(LayeredSurfaces, OfAPlainColor)
     EXPECT_EQ(result.term3.r, 0);
 }
 
-} // namespace
+}  // namespace

@@ -13,8 +13,7 @@ using twin::renderer;
 using Corners = std::array<miVector, 4>;
 
 /* A rectangle at this height that faces down: seen from below its corners run counterclockwise. */
-Corners ceiling(miScalar x, miScalar z, miScalar halfWidth, miScalar halfDepth, miScalar height)
-{
+Corners ceiling(miScalar x, miScalar z, miScalar halfWidth, miScalar halfDepth, miScalar height) {
     return {{{x - halfWidth, height, z - halfDepth},
              {x - halfWidth, height, z + halfDepth},
              {x + halfWidth, height, z + halfDepth},
@@ -25,14 +24,12 @@ class AreaLight : public LightingTest {
 protected:
     const miVector origin = {0, 0, 0}, up = {0, 1, 0};
 
-    miScalar irradiance(const miVector& normal, const Corners& corners)
-    {
+    miScalar irradiance(const miVector& normal, const Corners& corners) {
         return library::arealight_lambertian_reflect(&origin, &normal, corners.data());
     }
 };
 
-TEST_F(AreaLight, IrradianceIsTheContourIntegral)
-{
+TEST_F(AreaLight, IrradianceIsTheContourIntegral) {
     // Form factor of a rectangle a x b, parallel to the surface at distance 1, one corner above the point:
     //   F = 1 / (2 pi) (a / A atan(b / A) + b / B atan(a / B)),  A = sqrt(1 + a^2), B = sqrt(1 + b^2).
     // Four of them make the whole; the contour integral gives 2 pi F, times 5 instead of 1 / (2 pi).
@@ -50,8 +47,7 @@ TEST_F(AreaLight, IrradianceIsTheContourIntegral)
     }
 }
 
-TEST_F(AreaLight, IrradianceOfSmallLightsIsSmooth)
-{
+TEST_F(AreaLight, IrradianceOfSmallLightsIsSmooth) {
     // Far away a light is a point: 2 x 5 x area x cosine x cosine / distance^2 with the factor for 1 / (2 pi).
     // At (3, 4, 0) both cosines are 4 / 5.
     for (const double size : {1e-2, 1e-3, 1e-4}) {
@@ -61,8 +57,7 @@ TEST_F(AreaLight, IrradianceOfSmallLightsIsSmooth)
     }
 }
 
-TEST_F(AreaLight, IrradianceSurvivesBrokenCorners)
-{
+TEST_F(AreaLight, IrradianceSurvivesBrokenCorners) {
     EXPECT_EQ(irradiance(up, Corners{}), 0) << "all corners at the point";
     // Two corners in the same place: a triangle, half of the square.
     Corners corners = ceiling(0, 0, 1, 1, 1);
@@ -79,21 +74,18 @@ protected:
     AreaHighlight() { lightInstance(); }
 
     /* The square from -1 to 1, two units above and turned to face down: y of the world is -z of the light. */
-    void lightInstance()
-    {
+    void lightInstance() {
         light = renderer().database.addInstance(miNULLTAG);
         const miMatrix toLight = {1, 0, 0, 0, 0, 0, -1, 0, 0, 1, 0, 0, 0, 0, 2, 1};
         std::memcpy(renderer().database.record<miInstance>(light).tf.global_to_local, toLight, sizeof toLight);
     }
 
-    miScalar closest(const miVector& reflection)
-    {
+    miScalar closest(const miVector& reflection) {
         return library::arealight_max_phong_spec_dir(&origin, &reflection, corners.data(), light, &direction);
     }
 
     /* The best cosine, and its direction, of many points along the edges. */
-    double search(const miVector& r, std::array<double, 3>& best) const
-    {
+    double search(const miVector& r, std::array<double, 3>& best) const {
         double cosine = -2;
         for (std::size_t i = 0; i < 4; ++i)
             for (int step = 0; step <= 2000; ++step) {
@@ -115,8 +107,7 @@ protected:
     miVector direction = {9, 9, 9};
 };
 
-TEST_F(AreaHighlight, InsideTheLightIsTheReflectionItself)
-{
+TEST_F(AreaHighlight, InsideTheLightIsTheReflectionItself) {
     // (0.3, 1, -0.4) reaches the plane at (.6, 2, -.8), inside; its length is sqrt(1.25).
     const double size = std::sqrt(1.25);
     for (const miScalar scale : {1.0f, 4.0f}) {
@@ -127,8 +118,7 @@ TEST_F(AreaHighlight, InsideTheLightIsTheReflectionItself)
     }
 }
 
-TEST_F(AreaHighlight, OutsideItIsTheClosestPointOfTheEdges)
-{
+TEST_F(AreaHighlight, OutsideItIsTheClosestPointOfTheEdges) {
     std::mt19937 random(1);
     std::uniform_real_distribution<miScalar> number(-1, 1);
     int outside = 0;
@@ -136,12 +126,10 @@ TEST_F(AreaHighlight, OutsideItIsTheClosestPointOfTheEdges)
         miVector r = {number(random), number(random) / 2 + 0.4f, number(random)};
         const miScalar size = std::sqrt(r.x * r.x + r.y * r.y + r.z * r.z);
         r = {r.x / size, r.y / size, r.z / size};
-        if (r.y > 0 && std::fabs(2 * r.x / r.y) < 1.001f && std::fabs(2 * r.z / r.y) < 1.001f)
-            continue;
+        if (r.y > 0 && std::fabs(2 * r.x / r.y) < 1.001f && std::fabs(2 * r.z / r.y) < 1.001f) continue;
         std::array<double, 3> best{};
         const double cosine = search(r, best);
-        if (cosine < 0)
-            continue;  // which point is closest means little for what lies behind
+        if (cosine < 0) continue;  // which point is closest means little for what lies behind
         ++outside;
         EXPECT_NEAR(closest(r), cosine, 1e-5);
         EXPECT_NEAR(direction.x, best[0], 2e-3);
@@ -150,8 +138,7 @@ TEST_F(AreaHighlight, OutsideItIsTheClosestPointOfTheEdges)
     }
 }
 
-TEST_F(AreaHighlight, SurvivesWhatIsNoLight)
-{
+TEST_F(AreaHighlight, SurvivesWhatIsNoLight) {
     for (const miTag tag : {miTag{0}, renderer().database.addString("light")}) {
         light = tag;
         // Without a light space only edges are left: the closest is straight up along one, 2 / sqrt(5).

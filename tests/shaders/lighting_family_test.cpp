@@ -15,8 +15,7 @@ protected:
     twin::ShaderInstance<DirectionalParameters> shader;
 };
 
-TEST_F(DirectionalLight, IsTheSameAtAllDistances)
-{
+TEST_F(DirectionalLight, IsTheSameAtAllDistances) {
     shader->color = {1, 0.5f, 0.25f, 0.75f};
     shader->intensity = 2;
     shader->lightProfile = 33;
@@ -37,8 +36,7 @@ TEST_F(DirectionalLight, IsTheSameAtAllDistances)
     EXPECT_EQ(renderer().lighting.profile.calls(), 0);
 }
 
-TEST_F(DirectionalLight, MayBeLimitedToWhatLiesBeforeIt)
-{
+TEST_F(DirectionalLight, MayBeLimitedToWhatLiesBeforeIt) {
     // The light's own position, in its own space: half a unit from where that is placed, at (0, 3, -5).
     renderer().queries.answer(miQ_LIGHT_ORIGIN, miVector{0, 0.5f, 0});
     const auto lit = [&](miScalar height) {
@@ -57,8 +55,7 @@ TEST_F(DirectionalLight, MayBeLimitedToWhatLiesBeforeIt)
     EXPECT_TRUE(lit(2.9f));
 }
 
-TEST_F(DirectionalLight, GivesTexturesThePointInItsSpace)
-{
+TEST_F(DirectionalLight, GivesTexturesThePointInItsSpace) {
     miVector coordinates[1] = {{5, 6, 7}}, seen = {};
     miColor textured = {0.25f, 0.5f, 1, 1};
     shader.connect(&shader->color, [&](miState* called) {
@@ -81,8 +78,7 @@ protected:
     twin::ShaderInstance<AmbientParameters> shader;
 };
 
-TEST_F(AmbientLight, FallsTowardsTheSidesThatFaceAway)
-{
+TEST_F(AmbientLight, FallsTowardsTheSidesThatFaceAway) {
     shader->color = {1, 0.5f, 0.25f, 0.75f};
     shader->intensity = 4;
     const auto expect = [&](miScalar shade, miScalar cosine, miScalar share) {
@@ -109,8 +105,7 @@ TEST_F(AmbientLight, FallsTowardsTheSidesThatFaceAway)
     expect(std::nanf(""), 0.5f, 0);
 }
 
-TEST_F(AmbientLight, IsTakenAsAmbientFromNowhere)
-{
+TEST_F(AmbientLight, IsTakenAsAmbientFromNowhere) {
     publish();
     data() = {7, 7, 7, 7, {7, 7, 7, 7}, this, 0, 0};
     light.normal = {0.6f, 0, 0.8f};

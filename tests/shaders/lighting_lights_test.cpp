@@ -13,19 +13,16 @@ protected:
     miBoolean call() { return LightShaderTest::call("lumoVexaPointLight", shader); }
 
     /* Two passes: one plain with shadows, one that records blocked light. */
-    void publishTwo()
-    {
+    void publishTwo() {
         setEntries({kShadowed, kShadowed | kInverted});
         publish();
     }
     /* A ray that looks at the light, from above or from below it. */
-    void look(const miVector& dir)
-    {
+    void look(const miVector& dir) {
         light.type = miRAY_EYE;
         light.dir = dir;
     }
-    void answerArea(miLight_area area, const miVector& u, const miVector& v)
-    {
+    void answerArea(miLight_area area, const miVector& u, const miVector& v) {
         renderer().queries.answer(miQ_LIGHT_AREA, static_cast<miInteger>(area));
         renderer().queries.answer(miQ_LIGHT_AREA_R_EDGE_U, u);
         renderer().queries.answer(miQ_LIGHT_AREA_R_EDGE_V, v);
@@ -35,8 +32,7 @@ protected:
     twin::ShaderInstance<PointParameters> shader;
 };
 
-TEST_F(PointLight, FallsWithTheDistanceByItsRate)
-{
+TEST_F(PointLight, FallsWithTheDistanceByItsRate) {
     shader->color = {1, 0.5f, 0, 0.25f};
     shader->intensity = 30;
     const auto expect = [&](miInteger rate, miScalar distance, double intensity) {
@@ -53,8 +49,7 @@ TEST_F(PointLight, FallsWithTheDistanceByItsRate)
             expect(rate, distance, distance > 1 && rate > 0 && rate < 4 ? 30 / std::pow(distance, rate) : 30);
 }
 
-TEST_F(PointLight, TellsTheMaterialAboutTheSample)
-{
+TEST_F(PointLight, TellsTheMaterialAboutTheSample) {
     shader->color = {0.5f, 1, 2, 0.25f};
     shader->intensity = 6;
     shader->decayRate = 1;
@@ -80,8 +75,7 @@ TEST_F(PointLight, TellsTheMaterialAboutTheSample)
     EXPECT_EQ(data().specular, 0);
 }
 
-TEST_F(PointLight, SeenByOtherRaysIsOpaqueAndLeavesTheSampleAlone)
-{
+TEST_F(PointLight, SeenByOtherRaysIsOpaqueAndLeavesTheSampleAlone) {
     look({0, 0, -1});
     shader->color = {0.5f, 1, 2, 0.25f};
     shader->useRayTraceShadows = 1;
@@ -98,8 +92,7 @@ TEST_F(PointLight, SeenByOtherRaysIsOpaqueAndLeavesTheSampleAlone)
     EXPECT_EQ(renderer().tracing.shadow.calls(), 0);
 }
 
-TEST_F(PointLight, ShadowIsTheMixOfLightAndShadowColor)
-{
+TEST_F(PointLight, ShadowIsTheMixOfLightAndShadowColor) {
     shader->color = {0.8f, 0.6f, 0.4f, 0.5f};
     shader->shadowColor = {0.1f, 0.2f, 0.3f, 0.25f};
     shader->useRayTraceShadows = 1;
@@ -127,8 +120,7 @@ TEST_F(PointLight, ShadowIsTheMixOfLightAndShadowColor)
     EXPECT_EQ(data().blocked, 1);
 }
 
-TEST_F(PointLight, ShadowMapsServeAllPassesAndScaleTheShadowColor)
-{
+TEST_F(PointLight, ShadowMapsServeAllPassesAndScaleTheShadowColor) {
     shader->color = {1, 1, 1, 1};
     shader->intensity = 4;
     shader->shadowColor = {0.1f, 0.2f, 0.3f, 0.25f};
@@ -159,8 +151,7 @@ TEST_F(PointLight, ShadowMapsServeAllPassesAndScaleTheShadowColor)
     EXPECT_COLOR(result, 0.1f, 0.2f, 0.3f, 0.25f);
 }
 
-TEST_F(PointLight, TracesNoShadowThatNobodySees)
-{
+TEST_F(PointLight, TracesNoShadowThatNobodySees) {
     shader->useRayTraceShadows = 1;
     shader->rayDepthLimit = 2;
     publishTwo();
@@ -206,8 +197,7 @@ TEST_F(PointLight, TracesNoShadowThatNobodySees)
     light.parent = nullptr, expect(true, "without a parent");
 }
 
-TEST_F(PointLight, GivesTexturesTheDirectionAroundIt)
-{
+TEST_F(PointLight, GivesTexturesTheDirectionAroundIt) {
     miVector coordinates[1] = {{5, 6, 7}};
     miVector seen = {};
     miColor textured = {0.25f, 0.5f, 1, 1};
@@ -224,13 +214,13 @@ TEST_F(PointLight, GivesTexturesTheDirectionAroundIt)
     };
     light.tex_list = coordinates;
     expect({0, 0, 2}, 0.5, 0.5);
-    expect({2, 0, 2}, 0.625, 0.5);          // an eighth of a turn
-    expect({-2, 0, -2}, 0.125, 0.5);        // three eighths the other way
-    expect({0, 2, 2}, 0.5, 0.75);           // half way up
+    expect({2, 0, 2}, 0.625, 0.5);    // an eighth of a turn
+    expect({-2, 0, -2}, 0.125, 0.5);  // three eighths the other way
+    expect({0, 2, 2}, 0.5, 0.75);     // half way up
     expect({0, -2, 2}, 0.5, 0.25);
-    expect({3, 0, 0.5e-5f}, 0.5, 0.5);      // next to z = 0 the longitude is the front's, though 0.75 would be right
+    expect({3, 0, 0.5e-5f}, 0.5, 0.5);  // next to z = 0 the longitude is the front's, though 0.75 would be right
     expect({3, 3, 0}, 0.5, 0.75);
-    expect({0, 4, 0}, 0.5, 0.5);            // straight up there is neither
+    expect({0, 4, 0}, 0.5, 0.5);  // straight up there is neither
     EXPECT_COLOR(result, 0.25f, 0.5f, 1, 1);
     EXPECT_EQ(coordinates[0].x, 5);
     EXPECT_EQ(coordinates[0].z, 7);
@@ -240,8 +230,7 @@ TEST_F(PointLight, GivesTexturesTheDirectionAroundIt)
     EXPECT_EQ(light.tex_list, nullptr);
 }
 
-TEST_F(PointLight, FogFollowsItsType)
-{
+TEST_F(PointLight, FogFollowsItsType) {
     const miUint on = 1;
     record[6] = on;
     shader->fogRadius = 2;
@@ -272,8 +261,7 @@ TEST_F(PointLight, FogFollowsItsType)
     expect(4, 0, 2, 0);
 }
 
-TEST_F(PointLight, ProfilesScaleTheIntensity)
-{
+TEST_F(PointLight, ProfilesScaleTheIntensity) {
     shader->lightProfile = 33;
     renderer().lighting.profile = [&](miState* called, miTag profile, miBoolean relative) {
         EXPECT_EQ(called, &light);
@@ -285,8 +273,7 @@ TEST_F(PointLight, ProfilesScaleTheIntensity)
     EXPECT_COLOR(result, 0.25f, 0.25f, 0.25f, 1);
 }
 
-TEST_F(PointLight, FlatShapesShineToTheSideOfTheirNormal)
-{
+TEST_F(PointLight, FlatShapesShineToTheSideOfTheirNormal) {
     // The light hangs above the point. x cross z points down, z cross x points up.
     const miVector x = {1, 0, 0}, up = {0, 1, 0}, z = {0, 0, 1}, down = {0, -1, 0};
     const auto expect = [&](bool lit) {

@@ -8,11 +8,9 @@ using twin::renderer;
 
 class LightLoop : public LightingTest {
 protected:
-    std::string contributing()
-    {
+    std::string contributing() {
         std::string text;
-        for (const FrameBufferInfo& entry : entries)
-            text += (entry.flags & kContributes) != 0 ? '1' : '0';
+        for (const FrameBufferInfo& entry : entries) text += (entry.flags & kContributes) != 0 ? '1' : '0';
         return text;
     }
     void setUp() { library::setupLightContributions(count(), first(), state); }
@@ -22,14 +20,12 @@ protected:
     const miScalar weight = 0.5f;
 };
 
-TEST_F(LightLoop, StartsWithDefaultLightData)
-{
+TEST_F(LightLoop, StartsWithDefaultLightData) {
     const miUint expected[12] = {0, 1, 1};
     EXPECT_EQ(std::memcmp(&twin::libraryVariable<const miUint>("defaultLightDataArray"), expected, 48), 0);
 }
 
-TEST_F(LightLoop, BeginMarksTheFirstEntryAndClearsSums)
-{
+TEST_F(LightLoop, BeginMarksTheFirstEntryAndClearsSums) {
     setEntries({0x1, 0x2, kContributes});
     library::sampleLightBegin(count(), first());
     EXPECT_EQ(entries[0].flags, 0x1u | kInLoop | kNotSetUp);
@@ -41,8 +37,7 @@ TEST_F(LightLoop, BeginMarksTheFirstEntryAndClearsSums)
     }
 }
 
-TEST_F(LightLoop, MasksDecideWhichPassesALightContributesTo)
-{
+TEST_F(LightLoop, MasksDecideWhichPassesALightContributesTo) {
     // "5a": 5 = passes 0 and 2 of the first four, a = 10 = passes 5 and 7 of the second four; pass 8 has no digit.
     const std::string all = "111111111", some = "101001010";
     const auto expect = [&](miTag instance, const std::string& passes, const char* what) {
@@ -72,8 +67,7 @@ TEST_F(LightLoop, MasksDecideWhichPassesALightContributesTo)
     EXPECT_TRUE(renderer().messages().empty());
 }
 
-TEST_F(LightLoop, SetupOutsideOfALightIsReportedAndContributesToAll)
-{
+TEST_F(LightLoop, SetupOutsideOfALightIsReportedAndContributesToAll) {
     setEntries({kNotSetUp, 0});
     state->light_instance = miNULLTAG;
     setUp();
@@ -81,8 +75,7 @@ TEST_F(LightLoop, SetupOutsideOfALightIsReportedAndContributesToAll)
     EXPECT_EQ(renderer().messageCount("error", "setupLightContributions was called outside of a light shader."), 1);
 }
 
-TEST_F(LightLoop, ForeignLightsAreTakenOverAtEverySample)
-{
+TEST_F(LightLoop, ForeignLightsAreTakenOverAtEverySample) {
     setEntries({0, 0, 0});
     library::sampleLightBegin(count(), first());
     const miTag own = state->light_instance, foreign = maskedInstance("5");
@@ -100,8 +93,7 @@ TEST_F(LightLoop, ForeignLightsAreTakenOverAtEverySample)
     EXPECT_TRUE(renderer().messages().empty());
 }
 
-TEST_F(LightLoop, OwnLightsAreLeftAlone)
-{
+TEST_F(LightLoop, OwnLightsAreLeftAlone) {
     setEntries({0, 0});
     library::sampleLightBegin(count(), first());
     setUp();
@@ -111,8 +103,7 @@ TEST_F(LightLoop, OwnLightsAreLeftAlone)
     EXPECT_COLOR(entries[0].lightValue, 9, 9, 9, 9);
 }
 
-TEST_F(LightLoop, UnshadowedLightLeavesNothingToInvertedPasses)
-{
+TEST_F(LightLoop, UnshadowedLightLeavesNothingToInvertedPasses) {
     setEntries({kContributes, kContributes | kInverted | kShadowed, kShadowed, kContributes | kShadowed});
     const miColor light = {0.5f, 0.25f, 2, 0.125f};
     library::setLightIrradiance(count(), first(), &light);
@@ -120,15 +111,12 @@ TEST_F(LightLoop, UnshadowedLightLeavesNothingToInvertedPasses)
     EXPECT_COLOR(entries[1].lightValue, 0, 0, 0, 1);
     EXPECT_COLOR(entries[2].lightValue, 0, 0, 0, 1);
     EXPECT_COLOR(entries[3].lightValue, 0.5f, 0.25f, 2, 1);
-    for (const FrameBufferInfo& entry : entries)
-        EXPECT_COLOR(entry.shadowValue, 1, 1, 1, 1);
+    for (const FrameBufferInfo& entry : entries) EXPECT_COLOR(entry.shadowValue, 1, 1, 1, 1);
 }
 
-TEST_F(LightLoop, EndWritesTheMeanOfTheSamples)
-{
+TEST_F(LightLoop, EndWritesTheMeanOfTheSamples) {
     setEntries({kInLoop | 0x1, kClosed, 0});
-    for (FrameBufferInfo& entry : entries)
-        entry.lightSum = {1, 2, 3, 4};
+    for (FrameBufferInfo& entry : entries) entry.lightSum = {1, 2, 3, 4};
     entries[2].lightValue = {0, 0, 0, 0};  // the sum holds the light already
     slots[0].contribution = {10, 10, 10, 10};
     library::sampleLightEnd(state, count(), first(), 4, &mode, &plain, &weight);
@@ -144,8 +132,7 @@ TEST_F(LightLoop, EndWritesTheMeanOfTheSamples)
     EXPECT_COLOR(slots[12].contribution, 0.25f, 0.5f, 0.75f, 1);
 }
 
-TEST_F(LightLoop, EndWithoutSamplesOnlyEndsTheLoop)
-{
+TEST_F(LightLoop, EndWithoutSamplesOnlyEndsTheLoop) {
     for (const miInteger samples : {0, -1, -2147483647 - 1}) {
         setEntries({kInLoop});
         library::sampleLightEnd(state, count(), first(), samples, &mode, &plain, &weight);

@@ -12,18 +12,15 @@ constexpr miColor kNine = {9, 9, 9, 9};
 
 }  // namespace
 
-LightingTest::LightingTest()
-{
+LightingTest::LightingTest() {
     state->light_instance = renderer().database.addInstance(renderer().database.add(miSCENE_LIGHT, sizeof(miLight)));
 }
 
-miTag LightingTest::maskedInstance(const std::string& mask)
-{
+miTag LightingTest::maskedInstance(const std::string& mask) {
     return renderer().database.addInstance(miNULLTAG, {renderer().database.addString(mask)});
 }
 
-void LightingTest::setEntries(const std::vector<miUint>& flags)
-{
+void LightingTest::setEntries(const std::vector<miUint>& flags) {
     entries.assign(flags.size(), {});
     slots.assign(flags.size() * 6, {});
     for (std::size_t k = 0; k < flags.size(); ++k) {
@@ -34,25 +31,21 @@ void LightingTest::setEntries(const std::vector<miUint>& flags)
     }
 }
 
-void LightingTest::publish()
-{
+void LightingTest::publish() {
     PassState passes{};
     passes.types[0] = {count(), 0};
-    for (int type = 1; type < kPassTypeCount; ++type)
-        passes.types[type] = {0, count()};
+    for (int type = 1; type < kPassTypeCount; ++type) passes.types[type] = {0, count()};
     twin::ShaderStateStore& store = stage.rendering.entries;
     store.set("lumoPassState", &passes, sizeof passes, miSS_LIFETIME_RECT);
     store.set("lumoFBInfo", entries.data(), static_cast<int>(entries.size() * sizeof(FrameBufferInfo)),
               miSS_LIFETIME_RECT);
 }
 
-FrameBufferInfo& LightingTest::published(std::size_t index)
-{
+FrameBufferInfo& LightingTest::published(std::size_t index) {
     return static_cast<FrameBufferInfo*>(stage.rendering.entries.get("lumoFBInfo", nullptr))[index];
 }
 
-LightShaderTest::LightShaderTest() : record(stage.placeVexabase()), light(*state), result(kNine)
-{
+LightShaderTest::LightShaderTest() : record(stage.placeVexabase()), light(*state), result(kNine) {
     stage.options.shadow = 1;
     const miUint limit = 1000;
     record[5] = limit;
@@ -61,8 +54,7 @@ LightShaderTest::LightShaderTest() : record(stage.placeVexabase()), light(*state
     place({0, 3, -5}, {0, 0, -5});
 }
 
-void LightShaderTest::place(const miVector& origin, const miVector& point)
-{
+void LightShaderTest::place(const miVector& origin, const miVector& point) {
     const miVector way = {point.x - origin.x, point.y - origin.y, point.z - origin.z};
     const double dist = std::sqrt(double{way.x} * way.x + double{way.y} * way.y + double{way.z} * way.z);
     const auto scale = static_cast<miScalar>(1 / dist);
@@ -75,19 +67,17 @@ void LightShaderTest::place(const miVector& origin, const miVector& point)
     renderer().spaces.light = twin::Matrix::translation(-origin.x, -origin.y, -origin.z);
 }
 
-miColor LightShaderTest::recordColor(int word) const
-{
+miColor LightShaderTest::recordColor(int word) const {
     miColor color;
     std::memcpy(&color, record + word, sizeof color);
     return color;
 }
 
-void LightShaderTest::occlude(const miColor& transmission, bool lit)
-{
+void LightShaderTest::occlude(const miColor& transmission, bool lit) {
     renderer().tracing.shadow = [this, transmission, lit](miColor* color, miState* called) {
         *color = transmission;
-        library::applyShadowTransparencyToFrameBuffers(
-            count(), count() ? &published(0) : nullptr, &transmission, 0, called);
+        library::applyShadowTransparencyToFrameBuffers(count(), count() ? &published(0) : nullptr, &transmission, 0,
+                                                       called);
         return lit ? miTRUE : miFALSE;
     };
 }

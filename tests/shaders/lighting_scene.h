@@ -10,8 +10,13 @@ namespace lighting {
 
 /* Flags of entries. */
 enum : miUint {
-    kShadowed = 0x80, kIgnoresOccluder = 0x100, kContributes = 0x200, kInLoop = 0x400, kNotSetUp = 0x800,
-    kInverted = 0x1000, kClosed = 0x8000
+    kShadowed = 0x80,
+    kIgnoresOccluder = 0x100,
+    kContributes = 0x200,
+    kInLoop = 0x400,
+    kNotSetUp = 0x800,
+    kInverted = 0x1000,
+    kClosed = 0x8000
 };
 
 /* The record's light data and what else lights use of it. */
@@ -58,8 +63,7 @@ protected:
     miColor recordColor(int word) const;
 
     template <class Parameters>
-    miBoolean call(const std::string& name, twin::ShaderInstance<Parameters>& shader)
-    {
+    miBoolean call(const std::string& name, twin::ShaderInstance<Parameters>& shader) {
         light.shader = &shader.function();
         result = {9, 9, 9, 9};
         return twin::ShaderEntry<Parameters, miColor>(name).call(&result, &light, shader.parameters(), nullptr);

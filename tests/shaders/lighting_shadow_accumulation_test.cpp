@@ -17,40 +17,34 @@ class ShadowAccumulation : public LightingTest {
 protected:
     enum Entry { kExcluded, kUnshadowed, kPlain, kInvertedEntry, kUnshadowedInverted };
 
-    ShadowAccumulation()
-    {
-        setEntries({kShadowed | kInverted, kContributes, kContributes | kShadowed,
-                    kContributes | kShadowed | kInverted, kContributes | kInverted});
+    ShadowAccumulation() {
+        setEntries({kShadowed | kInverted, kContributes, kContributes | kShadowed, kContributes | kShadowed | kInverted,
+                    kContributes | kInverted});
     }
 
     /* The shadow shaders' part: transmission to the ray's color, `forPasses` to the entries. */
-    void occlude(const miColor& transmission, const miColor& forPasses, miBoolean lit = miTRUE)
-    {
+    void occlude(const miColor& transmission, const miColor& forPasses, miBoolean lit = miTRUE) {
         renderer().tracing.shadow = [=, this](miColor* ray, miState* called) {
             EXPECT_COLOR(*ray, 1, 1, 1, 1);
             EXPECT_EQ(called, state);
             for (FrameBufferInfo& entry : entries)
-                if ((entry.flags & kContributes) != 0)
-                    EXPECT_COLOR(entry.shadowValue, 1, 1, 1, 1);
+                if ((entry.flags & kContributes) != 0) EXPECT_COLOR(entry.shadowValue, 1, 1, 1, 1);
             *ray = transmission;
             library::applyShadowTransparencyToFrameBuffers(count(), first(), &forPasses, 0, called);
             return lit;
         };
     }
 
-    miBoolean trace(miCBoolean single)
-    {
+    miBoolean trace(miCBoolean single) {
         return library::traceShadow(count(), first(), &result, &kLight, &kShadow, single, state);
     }
-    void accumulate(const miColor& forPasses)
-    {
+    void accumulate(const miColor& forPasses) {
         occlude(kTransmission, forPasses);
         EXPECT_EQ(library::traceShadowAccumulate(count(), first(), &result, state), miTRUE);
     }
     void end(miUint samples) { library::traceShadowAccumulateEnd(count(), first(), samples, &kLight, &kShadow); }
 
-    void expect(Entry which, const miColor& light, const miColor& shadow)
-    {
+    void expect(Entry which, const miColor& light, const miColor& shadow) {
         SCOPED_TRACE(which);
         EXPECT_COLOR(entries[which].lightValue, light.r, light.g, light.b, light.a);
         EXPECT_COLOR(entries[which].shadowValue, shadow.r, shadow.g, shadow.b, shadow.a);
@@ -63,8 +57,7 @@ protected:
     miColor result = kNines;
 };
 
-TEST_F(ShadowAccumulation, EachPassGetsItsOwnShadow)
-{
+TEST_F(ShadowAccumulation, EachPassGetsItsOwnShadow) {
     // Whether something got through for the picture makes no difference to the passes.
     for (const miBoolean lit : {miTRUE, miFALSE}) {
         occlude(kZero, kTransmission, lit);
@@ -82,8 +75,7 @@ TEST_F(ShadowAccumulation, EachPassGetsItsOwnShadow)
     expect(kInvertedEntry, kAllBlocked, kInShadow);
 }
 
-TEST_F(ShadowAccumulation, OneResultForAllPasses)
-{
+TEST_F(ShadowAccumulation, OneResultForAllPasses) {
     // Their own shadow values are as the occluder left them.
     occlude(kTransmission, kZero);
     EXPECT_EQ(trace(1), miTRUE);
@@ -101,8 +93,7 @@ TEST_F(ShadowAccumulation, OneResultForAllPasses)
     expect(kInvertedEntry, kAllBlocked, kInShadow);
 }
 
-TEST_F(ShadowAccumulation, SeveralRaysAreAveraged)
-{
+TEST_F(ShadowAccumulation, SeveralRaysAreAveraged) {
     library::traceShadowAccumulateBegin(count(), first());
     // The mean of (1, .5, 1, 1) and (0, 0, 1, .5) is the transmission of the single ray.
     accumulate({1, 0.5f, 1, 1});
@@ -127,17 +118,14 @@ class Occluders : public LightingTest {
 protected:
     static constexpr miUint kLit = kContributes | kShadowed;
 
-    miBoolean apply(const miColor& transparency, miCBoolean accumulateOnly = 0)
-    {
+    miBoolean apply(const miColor& transparency, miCBoolean accumulateOnly = 0) {
         return library::applyShadowTransparencyToFrameBuffers(count(), first(), &transparency, accumulateOnly, state);
     }
 };
 
-TEST_F(Occluders, AttenuateShadowedPassesOfTheirMask)
-{
+TEST_F(Occluders, AttenuateShadowedPassesOfTheirMask) {
     setEntries({kLit, kLit, kLit | kIgnoresOccluder, kContributes, kShadowed});
-    for (FrameBufferInfo& entry : entries)
-        entry.shadowValue = {1, 0.5f, 2, 4};
+    for (FrameBufferInfo& entry : entries) entry.shadowValue = {1, 0.5f, 2, 4};
     state->instance = maskedInstance("1");  // pass 0 alone
     EXPECT_EQ(apply(kTransmission), miTRUE);
     EXPECT_COLOR(entries[0].shadowValue, 0.5f, 0.125f, 2, 3);
@@ -151,8 +139,7 @@ TEST_F(Occluders, AttenuateShadowedPassesOfTheirMask)
     EXPECT_COLOR(entries[1].shadowValue, 0.5f, 0.125f, 2, 3);  // no mask
 }
 
-TEST_F(Occluders, EndTheRayWhenNoShadowedPassIsLit)
-{
+TEST_F(Occluders, EndTheRayWhenNoShadowedPassIsLit) {
     setEntries({kLit, kLit, kContributes, kShadowed});
     EXPECT_EQ(apply({0, 0, 0, 1}), miFALSE);
     // Just below the threshold in all, just above in one.
@@ -171,8 +158,7 @@ TEST_F(Occluders, EndTheRayWhenNoShadowedPassIsLit)
     EXPECT_EQ(apply({1, 1, 1, 1}), miFALSE) << "there are no shadowed passes";
 }
 
-TEST_F(Occluders, CanBeAccumulatedIntoTheLight)
-{
+TEST_F(Occluders, CanBeAccumulatedIntoTheLight) {
     setEntries({kLit, kLit | kInverted});
     for (FrameBufferInfo& entry : entries) {
         entry.shadowValue = {0.8f, 0.4f, 1, 1};
@@ -186,8 +172,7 @@ TEST_F(Occluders, CanBeAccumulatedIntoTheLight)
     EXPECT_COLOR(entries[1].lightValue, 1.4f, 2.3f, 3, 0.75f);
 }
 
-TEST_F(Occluders, LookTheirMaskUpOnceAndOnlyWhenNeeded)
-{
+TEST_F(Occluders, LookTheirMaskUpOnceAndOnlyWhenNeeded) {
     state->instance = maskedInstance("f");
     setEntries({kContributes, kShadowed});
     apply(kTransmission);

@@ -14,8 +14,7 @@ struct ShadowParameters {
 
 class ShadowShaders : public LightingTest {
 protected:
-    ShadowShaders() : record(stage.placeVexabase())
-    {
+    ShadowShaders() : record(stage.placeVexabase()) {
         stage.options.shadow = 1;
         state->type = miRAY_SHADOW;
         state->dir = {0, -1, 0};
@@ -31,23 +30,20 @@ protected:
     }
 
     miBoolean call(void* argument = nullptr) { return callShader("lumoVexaShadow", argument); }
-    miBoolean callShader(const std::string& name, void* argument = nullptr)
-    {
+    miBoolean callShader(const std::string& name, void* argument = nullptr) {
         result = {1, 1, 1, 0.75f};
         return twin::ShaderEntry<ShadowParameters, miColor>(name).call(&result, state, shader.parameters(), argument);
     }
 
     /* Segmented shadows; the ray leaves the object after this way inside, or enters it. */
-    void segment(double way, miScalar cosine = -1)
-    {
+    void segment(double way, miScalar cosine = -1) {
         stage.options.shadow = 's';
         state->dist = way;
         state->dot_nd = cosine;
     }
 
     /* One pass with shadows. */
-    void publishOne()
-    {
+    void publishOne() {
         setEntries({kContributes | kShadowed});
         entries[0].shadowValue = {1, 1, 1, 1};
         publish();
@@ -59,8 +55,7 @@ protected:
     twin::ShaderInstance<ShadowParameters> shader;
 };
 
-TEST_F(ShadowShaders, TintTheLightAndThePasses)
-{
+TEST_F(ShadowShaders, TintTheLightAndThePasses) {
     publishOne();
     EXPECT_EQ(call(), miTRUE);
     EXPECT_COLOR(result, 0.8f, 0.6f, 0.4f, 0.75f);
@@ -69,8 +64,7 @@ TEST_F(ShadowShaders, TintTheLightAndThePasses)
     EXPECT_EQ(renderer().tracing.shadowSegment.calls(), 0);
 }
 
-TEST_F(ShadowShaders, LetLessThroughAtGrazingAngles)
-{
+TEST_F(ShadowShaders, LetLessThroughAtGrazingAngles) {
     const auto expect = [&](miScalar attenuation, const miVector& normal, miScalar f) {
         shader->shadowAttenuation = attenuation;
         state->normal = normal;
@@ -86,21 +80,20 @@ TEST_F(ShadowShaders, LetLessThroughAtGrazingAngles)
     expect(5, {0.8f, 0.6f, 0}, 0);  // 1 - .4 x 5 is below 0
 }
 
-TEST_F(ShadowShaders, ThickenWithTheWayInside)
-{
+TEST_F(ShadowShaders, ThickenWithTheWayInside) {
     const auto expect = [&](double way, miScalar depth, miScalar r, miScalar g, miScalar b) {
         segment(way);
         shader->transparencyDepth = depth;
         EXPECT_EQ(call(this), miTRUE);
         EXPECT_COLOR(result, r, g, b, 0.75f);
     };
-    expect(1, 2, 0.9f, 0.8f, 0.7f);           // half the depth: .5 t + .5
-    expect(0.5, 2, 0.95f, 0.9f, 0.85f);       // a quarter: .25 t + .75
+    expect(1, 2, 0.9f, 0.8f, 0.7f);      // half the depth: .5 t + .5
+    expect(0.5, 2, 0.95f, 0.9f, 0.85f);  // a quarter: .25 t + .75
     expect(2, 2, 0.8f, 0.6f, 0.4f);
     expect(9, 2, 0.8f, 0.6f, 0.4f);
-    expect(1, 0, 0.8f, 0.6f, 0.4f);           // no depth, no effect
+    expect(1, 0, 0.8f, 0.6f, 0.4f);  // no depth, no effect
     shader->transparency = {1.5f, 1.5f, 0.5f, 1};
-    expect(9, 2, 1, 1, 0.5f);                 // with a depth no more than all passes
+    expect(9, 2, 1, 1, 0.5f);  // with a depth no more than all passes
     expect(1, 2, 1, 1, 0.75f);
     expect(1, 0, 1.5f, 1.5f, 0.5f);
 
@@ -112,8 +105,7 @@ TEST_F(ShadowShaders, ThickenWithTheWayInside)
     EXPECT_EQ(state->dot_nd, 0.5f) << "segments come with it";
 }
 
-TEST_F(ShadowShaders, TraceTheRestOfASegmentedRayFirst)
-{
+TEST_F(ShadowShaders, TraceTheRestOfASegmentedRayFirst) {
     state->volume = 5;
     state->refraction_volume = 6;
     segment(1);
@@ -134,8 +126,7 @@ TEST_F(ShadowShaders, TraceTheRestOfASegmentedRayFirst)
     EXPECT_EQ(renderer().tracing.shadowSegment.calls(), 1);
 }
 
-TEST_F(ShadowShaders, OfNoLengthOnlyReportWhetherThereIsLight)
-{
+TEST_F(ShadowShaders, OfNoLengthOnlyReportWhetherThereIsLight) {
     publishOne();
     auto& transparency = shader.connect(&shader->transparency, &shader->transparency);
     state->dist = 0;
@@ -158,8 +149,7 @@ TEST_F(ShadowShaders, OfNoLengthOnlyReportWhetherThereIsLight)
     EXPECT_COLOR(published(0).shadowValue, 1, 1, 1, 1);
 }
 
-TEST_F(ShadowShaders, ShowNetworksATinyFootprint)
-{
+TEST_F(ShadowShaders, ShowNetworksATinyFootprint) {
     for (int word = 127; word <= 132; ++word) {
         const auto value = static_cast<miScalar>(word);
         std::memcpy(record + word, &value, sizeof value);
@@ -177,11 +167,9 @@ TEST_F(ShadowShaders, ShowNetworksATinyFootprint)
     }
 }
 
-TEST_F(ShadowShaders, GoOnWhileSomePassIsLit)
-{
+TEST_F(ShadowShaders, GoOnWhileSomePassIsLit) {
     setEntries({kContributes | kShadowed, kContributes | kShadowed});
-    for (FrameBufferInfo& entry : entries)
-        entry.shadowValue = {1, 1, 1, 1};
+    for (FrameBufferInfo& entry : entries) entry.shadowValue = {1, 1, 1, 1};
     shader->transparency = {0, 0, 0, 0};
     for (const char* name : {"lumoVexaShadow", "lumoVexaFastShadow"}) {
         // The object counts in pass 1 only; in all; then there are no passes at all.
@@ -200,8 +188,7 @@ TEST_F(ShadowShaders, GoOnWhileSomePassIsLit)
     }
 }
 
-TEST_F(ShadowShaders, NeedNothingOfTheLibrarysOwn)
-{
+TEST_F(ShadowShaders, NeedNothingOfTheLibrarysOwn) {
     stage.rendering.entries.set("vexabase", nullptr, 0, miSS_LIFETIME_RECT);
     EXPECT_EQ(call(), miTRUE);
     EXPECT_COLOR(result, 0.8f, 0.6f, 0.4f, 0.75f);

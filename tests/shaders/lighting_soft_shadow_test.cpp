@@ -17,8 +17,7 @@ struct Ray {
 
 class SoftShadow : public LightShaderTest {
 protected:
-    SoftShadow()
-    {
+    SoftShadow() {
         point->useRayTraceShadows = directional->useRayTraceShadows = 1;
         point->lightRadius = 0.5f;
         point->shadowRays = 16;
@@ -28,19 +27,16 @@ protected:
         };
     }
 
-    const std::vector<Ray>& trace()
-    {
+    const std::vector<Ray>& trace() {
         rays.clear();
         call("lumoVexaPointLight", point);
         return rays;
     }
 
     /* Positions of the rays on a light straight above the point, in units of its radius. */
-    std::vector<std::pair<double, double>> disc(double radius)
-    {
+    std::vector<std::pair<double, double>> disc(double radius) {
         std::vector<std::pair<double, double>> points;
-        for (const Ray& ray : trace())
-            points.emplace_back(ray.org.x / radius, (ray.org.z + 5) / radius);
+        for (const Ray& ray : trace()) points.emplace_back(ray.org.x / radius, (ray.org.z + 5) / radius);
         return points;
     }
 
@@ -50,8 +46,7 @@ protected:
     twin::ShaderInstance<DirectionalParameters> directional;
 };
 
-TEST_F(SoftShadow, RaysComeFromADiscThatFacesThePoint)
-{
+TEST_F(SoftShadow, RaysComeFromADiscThatFacesThePoint) {
     place({1, 2, 3}, {4, 6, 3});  // distance 5 along (.6, .8, 0)
     const miState before = light;
     EXPECT_EQ(trace().size(), 16u);
@@ -73,8 +68,7 @@ TEST_F(SoftShadow, RaysComeFromADiscThatFacesThePoint)
 // Sixteen samples of a pixel, numbered by the renderer, with one ray each: as many on each side of any line through the
 // middle of the light along x or z, as of sixteen rays of one sample. Sixteen of no order would be split 8 to 8 one time
 // in five. Points that the eye ray did not meet, of which a sample has many, are independent.
-TEST_F(SoftShadow, SamplesOfAPixelCoverTheLightTogether)
-{
+TEST_F(SoftShadow, SamplesOfAPixelCoverTheLightTogether) {
     place({0, 5, 0}, {0, 0, 0});
     miState lit{};
     lit.type = miRAY_EYE;
@@ -100,8 +94,7 @@ TEST_F(SoftShadow, SamplesOfAPixelCoverTheLightTogether)
     EXPECT_LT(evenPixels(), 16);
 }
 
-TEST_F(SoftShadow, OfDistantLightsSpansTheirAngle)
-{
+TEST_F(SoftShadow, OfDistantLightsSpansTheirAngle) {
     directional->lightAngle = 0.2f;
     directional->shadowRays = 64;
     light.dist = 0;  // infinitely far
@@ -118,12 +111,10 @@ TEST_F(SoftShadow, OfDistantLightsSpansTheirAngle)
     EXPECT_GT(widest, 0.08);
     directional->lightAngle = 10;  // more than all around
     call("lumoVexaDirectionalLight", directional);
-    for (const Ray& ray : rays)
-        EXPECT_LT(ray.dir.y, 0);
+    for (const Ray& ray : rays) EXPECT_LT(ray.dir.y, 0);
 }
 
-TEST_F(SoftShadow, MeansGoToThePictureAndToThePasses)
-{
+TEST_F(SoftShadow, MeansGoToThePictureAndToThePasses) {
     setEntries({kShadowed, kShadowed | kInverted, 0});
     publish();
     point->color = {0.8f, 0.6f, 0.4f, 0.5f};
@@ -163,8 +154,7 @@ TEST_F(SoftShadow, MeansGoToThePictureAndToThePasses)
     EXPECT_EQ(data().blocked, 1);
 }
 
-TEST_F(SoftShadow, RaysFallWithTheWeightOfTheSample)
-{
+TEST_F(SoftShadow, RaysFallWithTheWeightOfTheSample) {
     const auto expect = [&](miScalar weight, std::size_t count) {
         setScalar(140, 0), setScalar(141, weight), setScalar(142, 0);
         EXPECT_EQ(trace().size(), count) << weight;
@@ -187,8 +177,7 @@ TEST_F(SoftShadow, RaysFallWithTheWeightOfTheSample)
     EXPECT_EQ(rays[0].dist, 3);
 }
 
-TEST_F(SoftShadow, WithoutASizeIsHard)
-{
+TEST_F(SoftShadow, WithoutASizeIsHard) {
     for (const miScalar radius : {0.0f, -1.0f, std::nanf(""), std::numeric_limits<miScalar>::infinity()}) {
         point->lightRadius = radius;
         EXPECT_EQ(trace().size(), 1u);
@@ -203,8 +192,7 @@ TEST_F(SoftShadow, WithoutASizeIsHard)
     EXPECT_EQ(trace().size(), 65536u);
 }
 
-TEST_F(SoftShadow, DiffersFromPixelToPixelAndLightToLight)
-{
+TEST_F(SoftShadow, DiffersFromPixelToPixelAndLightToLight) {
     const auto first = disc(0.5);
     const auto expectOther = [&](auto change, const char* what) {
         const miState before = light;

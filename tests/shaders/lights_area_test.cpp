@@ -225,16 +225,10 @@ TEST_F(AreaShadow, ConvergesToTheIntegralOverTheShape) {
     // All by integration over the middles of strips of the light, seen from the point: of equal area on rectangle and
     // disc, rings of equal solid angle on the sphere, of equal angle on the cylinder. The other direction is exact.
     const ShapeCase cases[] = {
-        {"rectangle",
-         [&] {
-             answerRectangle({2, 0, 0}, {0, 0, 2});
-         },
+        {"rectangle", [&] { answerRectangle({2, 0, 0}, {0, 0, 2}); },
          [](const Curtain& c) { return mean([&](double s) { return below(3 * c.edge - c.tilt * (2 * s - 1)); }); }},
         // A disc of radius 1 hides what lies beyond a line at distance d: (acos d - d sqrt(1 - d^2)) / pi
-        {"disc",
-         [&] {
-             answerDisc({0, -1, 0}, 1);
-         },
+        {"disc", [&] { answerDisc({0, -1, 0}, 1); },
          [](const Curtain& c) {
              const double d = 3 * c.edge / std::hypot(1, c.tilt);
              return 1 - (std::acos(d) - d * std::sqrt(1 - d * d)) / (180 * kDegree);
@@ -250,10 +244,7 @@ TEST_F(AreaShadow, ConvergesToTheIntegralOverTheShape) {
              });
          }},
         // Along z, radius .5, from z = -6 to -4. At the angle t the near side is 3 cos t - sqrt(.25 - 9 sin^2 t) away.
-        {"cylinder",
-         [&] {
-             answerCylinder({0, 0, 2}, 0.5f);
-         },
+        {"cylinder", [&] { answerCylinder({0, 0, 2}, 0.5f); },
          [](const Curtain& c) {
              return mean([&](double s) {
                  const double t = (2 * s - 1) * std::asin(0.5 / 3), sine = std::sin(t);

@@ -10,14 +10,12 @@ using twin::renderer;
 
 class PassValues : public PassTest {
 protected:
-    miScalar depth(miInteger remap, miScalar near, miScalar far, miScalar minimum, miScalar maximum)
-    {
+    miScalar depth(miInteger remap, miScalar near, miScalar far, miScalar minimum, miScalar maximum) {
         return scalarOf("lumoPassCameraDepth", DepthPass{{}, remap, near, far, minimum, maximum});
     }
 
     /* 10 pixels per unit in x, 20 in y; the hit moves by (1, 2, 3), which is (10, 40) pixels. */
-    void moveInRaster()
-    {
+    void moveInRaster() {
         renderer().spaces.raster = [](const miState*, const miVector& p) {
             return miVector{100 + 10 * p.x, 200 + 20 * p.y, p.z};
         };
@@ -25,8 +23,7 @@ protected:
     }
 };
 
-TEST_F(PassValues, CameraDepthIsTheDistance)
-{
+TEST_F(PassValues, CameraDepthIsTheDistance) {
     // (0, 0, -5) + (3, 0, 1) = (3, 0, -4), of length 5.
     renderer().spaces.camera = Matrix::translation(3, 0, 1);
     EXPECT_FLOAT_EQ(depth(0, 9, 1, 9, 1), 5);
@@ -39,8 +36,7 @@ TEST_F(PassValues, CameraDepthIsTheDistance)
     EXPECT_FLOAT_EQ(depth(1, 1, 2, 0, 2), 2);
 }
 
-TEST_F(PassValues, CameraDepthCorrectsOneSideOfInvertedRanges)
-{
+TEST_F(PassValues, CameraDepthCorrectsOneSideOfInvertedRanges) {
     // near := far = 1, so (5 - 1) / 0 is infinite and clamped to the maximum; swapped it would be 1.
     EXPECT_FLOAT_EQ(depth(1, 9, 1, 0, 2), 2);
     EXPECT_FLOAT_EQ(depth(1, 9, 7, 0, 2), 0) << "before both ends: minus infinity";
@@ -49,8 +45,7 @@ TEST_F(PassValues, CameraDepthCorrectsOneSideOfInvertedRanges)
     EXPECT_TRUE(std::isnan(depth(1, 5, 5, 0, 2))) << "0 / 0 stays";
 }
 
-TEST_F(PassValues, IncidenceRisesFromFacingToGrazing)
-{
+TEST_F(PassValues, IncidenceRisesFromFacingToGrazing) {
     const miScalar cases[][2] = {{-1, 0}, {-0.25f, 0.75f}, {0, 1}, {0.5f, 1}, {1, 1}};
     for (const auto& [cosine, value] : cases) {
         state->dot_nd = cosine;
@@ -58,8 +53,7 @@ TEST_F(PassValues, IncidenceRisesFromFacingToGrazing)
     }
 }
 
-TEST_F(PassValues, MotionVector2DIsInPixels)
-{
+TEST_F(PassValues, MotionVector2DIsInPixels) {
     moveInRaster();
     // Square pixels have aspect 640 / 480; with aspect 2 the factor is 2 / (640 / 480) = 1.5.
     EXPECT_VECTOR(vectorOf("lumoPassMotionVector2D", PlainPass{}), 10, 40, 0);
@@ -67,8 +61,7 @@ TEST_F(PassValues, MotionVector2DIsInPixels)
     EXPECT_VECTOR(vectorOf("lumoPassMotionVector2D", PlainPass{}), 15, 40, 0);
 }
 
-TEST_F(PassValues, NormalizedMotionIsMappedFromTheDisplacement)
-{
+TEST_F(PassValues, NormalizedMotionIsMappedFromTheDisplacement) {
     moveInRaster();
     stage.camera.aspect = 2;
     const std::string name = "lumoPassMotionVector2DNormalized";
@@ -83,8 +76,7 @@ TEST_F(PassValues, NormalizedMotionIsMappedFromTheDisplacement)
     EXPECT_VECTOR(vectorOf(name, NormalizedMotionPass{{}, 0, 0, 1, 20, 0}), 0.125f, 0, 0);
 }
 
-TEST_F(PassValues, NormalizedMotionFindsItsRange)
-{
+TEST_F(PassValues, NormalizedMotionFindsItsRange) {
     moveInRaster();
     const std::string name = "lumoPassMotionVector2DNormalized";
     const NormalizedMotionPass automatic{{}, 1, 0, 1, 50, 0};
@@ -96,8 +88,7 @@ TEST_F(PassValues, NormalizedMotionFindsItsRange)
     EXPECT_VECTOR(vectorOf(name, automatic), 0.509765625f, 0.515625f, 0);
 }
 
-TEST_F(PassValues, MotionNeedsNoCamera)
-{
+TEST_F(PassValues, MotionNeedsNoCamera) {
     moveInRaster();
     twin::ShaderInstance<PlainPass> plain(PlainPass{});
     twin::ShaderInstance<NormalizedMotionPass> normalized(NormalizedMotionPass{{}, 1, 0, 1, 50, 0});
@@ -106,8 +97,7 @@ TEST_F(PassValues, MotionNeedsNoCamera)
         const twin::ShaderEntry<std::remove_reference_t<decltype(*shader.parameters())>> entry(name);
         miBoolean wantsInstances = 0;
         stage.run(shader);
-        if (!cameraAtInit)
-            state->camera = nullptr;
+        if (!cameraAtInit) state->camera = nullptr;
         entry.init(state, shader.parameters(), &wantsInstances);
         state->camera = nullptr;
         entry.call(nullptr, state, shader.parameters(), nullptr);
@@ -120,8 +110,7 @@ TEST_F(PassValues, MotionNeedsNoCamera)
     valueOf("lumoPassMotionVector2DNormalized", normalized, false);  // nothing to write to; it must not crash
 }
 
-TEST_F(PassValues, NormalsGoByTheInverseTranspose)
-{
+TEST_F(PassValues, NormalsGoByTheInverseTranspose) {
     renderer().spaces.world = Matrix::scale(2, 1, 1);
     renderer().spaces.camera = Matrix::scale(1, 4, 1);
     renderer().spaces.object = Matrix::scale(1, 1, 8);
@@ -134,8 +123,7 @@ TEST_F(PassValues, NormalsGoByTheInverseTranspose)
     EXPECT_VECTOR(normal(-1), 0.5f, 1, 1);
 }
 
-TEST_F(PassValues, UVIsTheFirstTextureCoordinate)
-{
+TEST_F(PassValues, UVIsTheFirstTextureCoordinate) {
     miVector coordinates[2] = {{0.25f, 0.75f, 9}, {5, 5, 5}};
     state->tex_list = coordinates;
     state->label = 123;

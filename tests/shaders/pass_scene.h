@@ -6,16 +6,14 @@
 
 class PassTest : public FrameBufferTest {
 protected:
-    PassTest()
-    {
+    PassTest() {
         addPass("pass");
         attach();
         stage.placeVexabase();
     }
 
     /* What has been gathered at the sample; without it there is no opacity test and no continuation. */
-    FrameBufferState& publishFrame(FrameBufferState value = {})
-    {
+    FrameBufferState& publishFrame(FrameBufferState value = {}) {
         stage.rendering.entries.set("lumoFBState", &value, sizeof value, miSS_LIFETIME_RECT);
         return *static_cast<FrameBufferState*>(stage.rendering.entries.get("lumoFBState", nullptr));
     }
@@ -25,14 +23,12 @@ protected:
 
     /* A new instance of a shader from init to exit with one call. Gives what the call returned. */
     template <class Parameters>
-    miBoolean run(const std::string& name, const Parameters& parameters)
-    {
+    miBoolean run(const std::string& name, const Parameters& parameters) {
         twin::ShaderInstance<Parameters> shader(parameters);
         return run(name, shader);
     }
     template <class Parameters>
-    miBoolean run(const std::string& name, twin::ShaderInstance<Parameters>& shader)
-    {
+    miBoolean run(const std::string& name, twin::ShaderInstance<Parameters>& shader) {
         const twin::ShaderEntry<Parameters> entry(name);
         const miFunction* const caller = state->shader;
         stage.run(shader);
@@ -45,8 +41,7 @@ protected:
     }
 
     /* Whether coverage, the simplest pass, writes with these common parameters. */
-    bool writes(const PassFields& fields = {})
-    {
+    bool writes(const PassFields& fields = {}) {
         stage.rendering.buffers.beginSample();
         EXPECT_EQ(run("lumoPassCoverage", PlainPass{fields}), miTRUE);
         return wasPut("pass");
@@ -54,8 +49,7 @@ protected:
 
     /* Scalar passes leave all but the first channel of a color buffer alone. */
     template <class Parameters>
-    miScalar scalarOf(const std::string& name, const Parameters& parameters)
-    {
+    miScalar scalarOf(const std::string& name, const Parameters& parameters) {
         setBuffer({9, 8, 7, 6});
         EXPECT_EQ(run(name, parameters), miTRUE);
         EXPECT_EQ(passBuffer().g, 8);
@@ -64,8 +58,7 @@ protected:
     }
 
     template <class Parameters>
-    miVector vectorOf(const std::string& name, const Parameters& parameters)
-    {
+    miVector vectorOf(const std::string& name, const Parameters& parameters) {
         setBuffer({9, 8, 7, 6});
         EXPECT_EQ(run(name, parameters), miTRUE);
         EXPECT_EQ(passBuffer().a, 6);
@@ -73,10 +66,10 @@ protected:
     }
 };
 
-#define EXPECT_VECTOR(actual, X, Y, Z)      \
-    do {                                    \
-        const miVector vector = (actual);   \
-        EXPECT_FLOAT_EQ(vector.x, (X));     \
-        EXPECT_FLOAT_EQ(vector.y, (Y));     \
-        EXPECT_FLOAT_EQ(vector.z, (Z));     \
+#define EXPECT_VECTOR(actual, X, Y, Z)    \
+    do {                                  \
+        const miVector vector = (actual); \
+        EXPECT_FLOAT_EQ(vector.x, (X));   \
+        EXPECT_FLOAT_EQ(vector.y, (Y));   \
+        EXPECT_FLOAT_EQ(vector.z, (Z));   \
     } while (false)

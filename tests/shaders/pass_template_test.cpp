@@ -8,14 +8,12 @@ using twin::renderer;
 class PassShaderRules : public PassTest {
 protected:
     /* Makes the hit an instance with this mask, in its parameters. */
-    void setMask(const std::string& mask)
-    {
+    void setMask(const std::string& mask) {
         twin::Database& database = renderer().database;
         state->instance = database.addInstance(miNULLTAG, {database.addString(mask)});
     }
 
-    static PassFields contribution(miInteger number, miInteger holdOut = 0)
-    {
+    static PassFields contribution(miInteger number, miInteger holdOut = 0) {
         PassFields fields;
         fields.contribution = number;
         fields.holdOut = holdOut;
@@ -23,8 +21,7 @@ protected:
     }
 };
 
-TEST_F(PassShaderRules, AnswerEyeRaysAndWhatTheySeeStraightThrough)
-{
+TEST_F(PassShaderRules, AnswerEyeRaysAndWhatTheySeeStraightThrough) {
     for (int type = 0; type < miRAY_COUNT; ++type) {
         state->type = static_cast<miRay_type>(type);
         EXPECT_EQ(writes(), type == miRAY_EYE || type == miRAY_TRANSPARENT) << type;
@@ -40,8 +37,7 @@ TEST_F(PassShaderRules, AnswerEyeRaysAndWhatTheySeeStraightThrough)
     }
 }
 
-TEST_F(PassShaderRules, AnswerOnlyWhileTilesAreRendered)
-{
+TEST_F(PassShaderRules, AnswerOnlyWhileTilesAreRendered) {
     for (int bits : {0, 2, 3, 4, 64}) {
         renderer().queries.answer(miQ_STAGE, bits);
         EXPECT_FALSE(writes()) << bits;
@@ -50,8 +46,7 @@ TEST_F(PassShaderRules, AnswerOnlyWhileTilesAreRendered)
     EXPECT_FALSE(writes());
 }
 
-TEST_F(PassShaderRules, SkipABufferThatDoesNotExistWithOneMessage)
-{
+TEST_F(PassShaderRules, SkipABufferThatDoesNotExistWithOneMessage) {
     stage.rendering.buffers.sizes[0] = sizeof(miColor);
     PlainPass parameters;
     parameters.common.buffer = 5;
@@ -60,8 +55,7 @@ TEST_F(PassShaderRules, SkipABufferThatDoesNotExistWithOneMessage)
     EXPECT_FALSE(stage.rendering.buffers.wasPut(0)) << "the primary buffer is not a substitute";
 }
 
-TEST_F(PassShaderRules, StopBehindSurfacesThatHideThem)
-{
+TEST_F(PassShaderRules, StopBehindSurfacesThatHideThem) {
     PassFields fields;
     FrameBufferState& frame = publishFrame();
     // Writing goes on while 1 - threshold + 0.00001 >= 0.3 r + 0.59 g + 0.11 b.
@@ -69,11 +63,16 @@ TEST_F(PassShaderRules, StopBehindSurfacesThatHideThem)
         miScalar threshold;
         miColor color;
         bool goesOn;
-    } cases[] = {{0, {1, 1, 1, 0}, true},           {0, {1.0001f, 1.0001f, 1.0001f, 0}, false},
-                 {0.5f, {0.5f, 0.5f, 0.5f, 0}, true}, {0.5f, {0.501f, 0.501f, 0.501f, 0}, false},
-                 {0.69f, {1, 0, 0, 5}, true},       {0.71f, {1, 0, 0, 5}, false},
-                 {0.40f, {0, 1, 0, 5}, true},       {0.42f, {0, 1, 0, 5}, false},
-                 {0.88f, {0, 0, 1, 5}, true},       {0.90f, {0, 0, 1, 5}, false}};
+    } cases[] = {{0, {1, 1, 1, 0}, true},
+                 {0, {1.0001f, 1.0001f, 1.0001f, 0}, false},
+                 {0.5f, {0.5f, 0.5f, 0.5f, 0}, true},
+                 {0.5f, {0.501f, 0.501f, 0.501f, 0}, false},
+                 {0.69f, {1, 0, 0, 5}, true},
+                 {0.71f, {1, 0, 0, 5}, false},
+                 {0.40f, {0, 1, 0, 5}, true},
+                 {0.42f, {0, 1, 0, 5}, false},
+                 {0.88f, {0, 0, 1, 5}, true},
+                 {0.90f, {0, 0, 1, 5}, false}};
     for (const auto& each : cases) {
         frame.transparency = each.color;
         fields.opacityThreshold = each.threshold;
@@ -81,8 +80,7 @@ TEST_F(PassShaderRules, StopBehindSurfacesThatHideThem)
     }
 }
 
-TEST_F(PassShaderRules, MayLeaveTheOpacityTestToTheEngine)
-{
+TEST_F(PassShaderRules, MayLeaveTheOpacityTestToTheEngine) {
     PassFields fields;
     fields.opacityMode = 1;
     fields.opacityThreshold = 1;
@@ -96,8 +94,7 @@ TEST_F(PassShaderRules, MayLeaveTheOpacityTestToTheEngine)
     EXPECT_FALSE(writes(fields)) << "every mode but 0";
 }
 
-TEST_F(PassShaderRules, ReadTheirOpacityTestOnEveryCall)
-{
+TEST_F(PassShaderRules, ReadTheirOpacityTestOnEveryCall) {
     publishFrame({0, {1, 1, 1, 1}});
     twin::ShaderInstance<PlainPass> shader(PlainPass{});
     miScalar threshold = 0;
@@ -112,8 +109,7 @@ TEST_F(PassShaderRules, ReadTheirOpacityTestOnEveryCall)
     EXPECT_EQ(connection.evaluations, 2);
 }
 
-TEST_F(PassShaderRules, AskTheMaskOfTheInstance)
-{
+TEST_F(PassShaderRules, AskTheMaskOfTheInstance) {
     setMask("2");
     EXPECT_TRUE(writes(contribution(1)));
     EXPECT_FALSE(writes(contribution(0)));
@@ -126,8 +122,7 @@ TEST_F(PassShaderRules, AskTheMaskOfTheInstance)
     EXPECT_FALSE(writes(contribution(0)));
 }
 
-TEST_F(PassShaderRules, HoldOutWithZeros)
-{
+TEST_F(PassShaderRules, HoldOutWithZeros) {
     setMask("0");
     publishFrame();
     setBuffer({9, 9, 9, 9});
@@ -144,8 +139,7 @@ TEST_F(PassShaderRules, HoldOutWithZeros)
 /* A camera with a material buffer as well, in front a surface that the pass leaves out. */
 class PassContinuation : public PassShaderRules {
 protected:
-    PassContinuation()
-    {
+    PassContinuation() {
         addRecord("beauty", 0);
         attach();
         initState();
@@ -156,8 +150,7 @@ protected:
     miBoolean pass() { return run("lumoPassWorldPosition", PlainPass{contribution(0)}); }
 };
 
-TEST_F(PassContinuation, LooksBehindOncePerSample)
-{
+TEST_F(PassContinuation, LooksBehindOncePerSample) {
     frame().flags = 1;
     renderer().tracing.continued = [&](miColor*, miState*) {
         EXPECT_EQ(frame().flags, 1u | 8u);
@@ -176,8 +169,7 @@ TEST_F(PassContinuation, LooksBehindOncePerSample)
     EXPECT_EQ(renderer().tracing.continued.calls(), 2);
 }
 
-TEST_F(PassContinuation, LetsWhatLiesBehindWrite)
-{
+TEST_F(PassContinuation, LetsWhatLiesBehindWrite) {
     renderer().tracing.continued = [&](miColor*, miState* front) {
         const miState saved = *front;
         setMask("f");
@@ -200,8 +192,7 @@ TEST_F(PassContinuation, LetsWhatLiesBehindWrite)
     EXPECT_EQ(state->label, 0u);
 }
 
-TEST_F(PassContinuation, NeedsTheFrameBufferState)
-{
+TEST_F(PassContinuation, NeedsTheFrameBufferState) {
     stage.rendering.entries.set("lumoFBState", nullptr, 0, 0);
     EXPECT_EQ(pass(), miTRUE);
     EXPECT_EQ(renderer().tracing.continued.calls(), 0);

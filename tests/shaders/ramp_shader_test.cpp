@@ -35,12 +35,10 @@ struct RampBlock {
     std::array<miUint, 6 * 18> room{};
     std::size_t used = 0; /* of the room */
 
-    RampBlock()
-    {
+    RampBlock() {
         *this = GlossWords().color(gloss::kSpecularColor, 0, 0, 0).scalar(gloss::kDiffuse, 1).own({.5f, .7f});
     }
-    RampBlock& operator=(const GlossWords& gloss)
-    {
+    RampBlock& operator=(const GlossWords& gloss) {
         std::copy_n(gloss.words.begin(), words.size(), words.begin());
         return *this;
     }
@@ -48,8 +46,7 @@ struct RampBlock {
     /* A line from `from` at 0 to `to` at 1. The entries lie where the start says, counted from the inline one: here in
      * the room. */
     template <class Entry>
-    void line(Ramp<Entry>& ramp, Entry from, Entry to)
-    {
+    void line(Ramp<Entry>& ramp, Entry from, Entry to) {
         auto* const block = reinterpret_cast<char*>(this);
         const auto inlined = reinterpret_cast<char*>(&ramp.inlined) - block;
         const auto distance = reinterpret_cast<char*>(&room.at(used)) - block - inlined;
@@ -71,8 +68,7 @@ class RampSurface : public GlossTest {
 protected:
     RampSurface() { lookFrom({0.6f, 0, 0.8f}); }
 
-    const SurfaceShaderReturnType& shade(const RampBlock& block)
-    {
+    const SurfaceShaderReturnType& shade(const RampBlock& block) {
         twin::ShaderInstance<RampBlock> shader(block);
         const twin::ShaderEntry<RampBlock> entry("lumoVexaRampShader");
         stage.run(shader);
@@ -83,26 +79,21 @@ protected:
         EXPECT_EQ(returned, miTRUE);
         return result;
     }
-    void clearPasses()
-    {
-        for (FrameBufferInfo& each : entries())
-            each.slots[0].contribution = {};
+    void clearPasses() {
+        for (FrameBufferInfo& each : entries()) each.slots[0].contribution = {};
     }
 
     /* What arrives from the two lights: (.4 .2 .1) + (.2 .2 .2) in diffuse light; (1 .5 .25) + (.2 .2 .2) are emitted.
      */
-    void addLights()
-    {
+    void addLights() {
         addLight({.color = {1, 0.5f, 0.25f, 1}, .direction = {0.6f, 0, 0.8f}, .transmission = 0.5f});
         addLight({.color = {0.2f, 0.2f, 0.2f, 1}});
     }
 };
 
-TEST_F(RampSurface, OfConstantRampsIsTheBlinnSurface)
-{
+TEST_F(RampSurface, OfConstantRampsIsTheBlinnSurface) {
     std::vector<int> types;
-    for (int type = 0; type < 35; ++type)
-        types.push_back(type);
+    for (int type = 0; type < 35; ++type) types.push_back(type);
     usePasses(types);
     addLights();
     addLight({.color = {0.1f, 0.2f, 0.3f, 1}, .isAmbient = true});
@@ -121,8 +112,7 @@ TEST_F(RampSurface, OfConstantRampsIsTheBlinnSurface)
     shadeAs("lumoVexaBlinn", blinn);
     const SurfaceShaderReturnType expected = result;
     std::vector<miColor> expectedPasses;
-    for (const int type : types)
-        expectedPasses.push_back(pass(type));
+    for (const int type : types) expectedPasses.push_back(pass(type));
     for (const miInteger input : kInputs) {
         SCOPED_TRACE(input);
         clearPasses();
@@ -144,8 +134,7 @@ TEST_F(RampSurface, OfConstantRampsIsTheBlinnSurface)
 }
 
 /* The ramp is (1 .5 2) times its position. */
-TEST_F(RampSurface, IsColoredByItsInput)
-{
+TEST_F(RampSurface, IsColoredByItsInput) {
     usePasses({4, 5, 10});
     addLights();
     RampBlock block;
@@ -159,7 +148,7 @@ TEST_F(RampSurface, IsColoredByItsInput)
         EXPECT_NEAR(direct.g, g * .5, 1e-6);
         EXPECT_NEAR(direct.b, b * 2, 1e-6);
         EXPECT_COLOR(pass(5), direct.r, direct.g, direct.b, pass(5).a);
-        EXPECT_COLOR(pass(10), 0.6f, 0.4f, 0.3f, pass(10).a); // light is counted once
+        EXPECT_COLOR(pass(10), 0.6f, 0.4f, 0.3f, pass(10).a);  // light is counted once
         return pass(4);
     };
     // Cosine .8 is at .9, cosine 1 at 1.
@@ -178,13 +167,12 @@ TEST_F(RampSurface, IsColoredByItsInput)
     }
 }
 
-TEST_F(RampSurface, ShinesByItsInput)
-{
+TEST_F(RampSurface, ShinesByItsInput) {
     addLights();
     lights[1] = {.color = {1, 1, 1, 1}, .direction = {0, 0, -1}};
     RampBlock block;
     block.line(block.incandescence);
-    block.words[22] = std::bit_cast<miUint>(100.0f); // the ramp counts in its place
+    block.words[22] = std::bit_cast<miUint>(100.0f);  // the ramp counts in its place
     const auto shine = [&](miInteger input) {
         block.incandescenceInput = input;
         return shade(block).term1.r;
@@ -203,8 +191,7 @@ TEST_F(RampSurface, ShinesByItsInput)
     EXPECT_FLOAT_EQ(shine(kNormalisedBrightness), 0);
 }
 
-TEST_F(RampSurface, IsClearByTheFacingAngleInShadowsToo)
-{
+TEST_F(RampSurface, IsClearByTheFacingAngleInShadowsToo) {
     RampBlock block;
     block.line(block.transparency);
     EXPECT_COLOR(shade(block).transparency, 0.8f, 0.4f, 1.6f, 0);
@@ -220,8 +207,7 @@ TEST_F(RampSurface, IsClearByTheFacingAngleInShadowsToo)
     EXPECT_COLOR(result.color, 0.6f, 0.3f, 1.2f, 1);
 }
 
-TEST_F(RampSurface, HighlightIsColoredByItsStrength)
-{
+TEST_F(RampSurface, HighlightIsColoredByItsStrength) {
     const miVector n = {0, 0, 1}, view = {0.6f, 0, 0.8f};
     RampBlock block;
     block.line(block.specular);
@@ -240,10 +226,9 @@ TEST_F(RampSurface, HighlightIsColoredByItsStrength)
     EXPECT_COLOR(shade(block).term6, 0, 0, 0, 0);
 }
 
-TEST_F(RampSurface, MirrorsItsOwnSurroundings)
-{
+TEST_F(RampSurface, MirrorsItsOwnSurroundings) {
     usePasses({0, 19});
-    lookFrom({0, 0.6f, 0.8f}); // mirrored to (0, -.6, .8): at .2
+    lookFrom({0, 0.6f, 0.8f});  // mirrored to (0, -.6, .8): at .2
     int rays = 0;
     renderer().tracing.reflection = [&](miColor* color, miState*, const miVector*) {
         ++rays;
@@ -251,7 +236,7 @@ TEST_F(RampSurface, MirrorsItsOwnSurroundings)
         return miTRUE;
     };
     RampBlock block;
-    block.line(block.reflectivity, ScalarEntry{0, 0}, ScalarEntry{0, 0.5f}); // .4 at .8
+    block.line(block.reflectivity, ScalarEntry{0, 0}, ScalarEntry{0, 0.5f});  // .4 at .8
     EXPECT_FLOAT_EQ(shade(block).term8.r, 0.4f);
     EXPECT_EQ(rays, 1);
     block.line(block.environment);
@@ -262,4 +247,4 @@ TEST_F(RampSurface, MirrorsItsOwnSurroundings)
     EXPECT_EQ(rays, 1);
 }
 
-} // namespace
+}  // namespace

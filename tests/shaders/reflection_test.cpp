@@ -16,12 +16,10 @@ protected:
     bool hasEnvironment = false;
     GlossWords half = GlossWords().scalar(gloss::kReflectivity, 0.5f).color(gloss::kReflectedColor, 1, 0.5f, 0);
 
-    Mirror()
-    {
+    Mirror() {
         renderer().tracing.reflection = [this](miColor* color, miState*, const miVector* dir) {
             rays.push_back(*dir);
-            for (FrameBufferInfo& each : entries())
-                each.slots[1].color = {0.4f, 0.2f, 0.1f, 1};
+            for (FrameBufferInfo& each : entries()) each.slots[1].color = {0.4f, 0.2f, 0.1f, 1};
             child = stage.child(miRAY_REFLECT);
             child.instance = hit;
             state->child = &child;
@@ -30,15 +28,13 @@ protected:
         };
         renderer().tracing.environment = [this](miColor* color, miState*, const miVector* dir) {
             looks.push_back(*dir);
-            if (hasEnvironment)
-                *color = {0.2f, 0.4f, 0.8f, 1};
+            if (hasEnvironment) *color = {0.2f, 0.4f, 0.8f, 1};
             return static_cast<miBoolean>(hasEnvironment);
         };
         lookFrom({0.6f, 0, 0.8f});
     }
 
-    miColor mirror(const GlossWords& words, const std::string& name = "lumoVexaPhong")
-    {
+    miColor mirror(const GlossWords& words, const std::string& name = "lumoVexaPhong") {
         rays.clear();
         looks.clear();
         return shadeAs(name, words).term8;
@@ -56,8 +52,7 @@ private:
         EXPECT_NEAR(vector.z, (Z), 1e-6f); \
     } while (false)
 
-TEST_F(Mirror, OfEveryMaterialIsTinted)
-{
+TEST_F(Mirror, OfEveryMaterialIsTinted) {
     for (const char* name :
          {"lumoVexaPhong", "lumoVexaBlinn", "lumoVexaPhongE", "lumoVexaAnisotropic", "lumoVexaHairTubeShader"}) {
         EXPECT_COLOR(mirror(half, name), 0.4f, 0.1f, 0, 0.5f);
@@ -74,8 +69,7 @@ TEST_F(Mirror, OfEveryMaterialIsTinted)
 }
 
 /* No ray: nothing, but for the environment, and before that a picture on the reflected color. */
-TEST_F(Mirror, EndsAtItsLimits)
-{
+TEST_F(Mirror, EndsAtItsLimits) {
     struct {
         int level, limit, depth, traceDepth;
         miBoolean trace;
@@ -94,8 +88,7 @@ TEST_F(Mirror, EndsAtItsLimits)
         EXPECT_EQ(rays.size(), each.traces ? 1u : 0u);
         hasEnvironment = true;
         EXPECT_FLOAT_EQ(mirror(words).r, each.traces ? 0.4f : 0.1f);
-        if (each.traces)
-            continue;
+        if (each.traces) continue;
         ASSERT_EQ(looks.size(), 1u);
         EXPECT_VECTOR(looks[0], -0.6f, 0, 0.8f);
         twin::ShaderInstance<GlossWords> mapped(words);
@@ -107,13 +100,11 @@ TEST_F(Mirror, EndsAtItsLimits)
 
 /* Passes of what is seen come in by color x reflectivity; surroundings are in the beauty passes, with a ray or without,
  * at every level. */
-TEST_F(Mirror, HandsPassesUp)
-{
+TEST_F(Mirror, HandsPassesUp) {
     usePasses({0, 5, 19, 34});
     const auto passesOf = [&](const GlossWords& words) {
         for (FrameBufferInfo& each : entries())
-            for (int level = 0; level < 6; ++level)
-                each.slots[level].contribution = {};
+            for (int level = 0; level < 6; ++level) each.slots[level].contribution = {};
         mirror(words);
     };
     passesOf(half);
@@ -148,8 +139,7 @@ TEST_F(Mirror, HandsPassesUp)
 
 /* With all its rays, a blurred mirror looks where a light of the same highlight would be seen: as many rays lie within
  * an angle as there is highlight within it. Rays are spread evenly over the distribution, so that few are enough. */
-TEST_F(Mirror, BlursAsItsHighlight)
-{
+TEST_F(Mirror, BlursAsItsHighlight) {
     lookFrom({0, 0, 1});
     const int rayCount = 1000;
     /* Part of the rays for which a number is below a bound. */
@@ -201,15 +191,13 @@ TEST_F(Mirror, BlursAsItsHighlight)
     EXPECT_NEAR(shareOf("lumoVexaAnisotropic", GlossWords(blurred).own({0, 4, 1, 0.2f, 6}), ellipse, 1), .5, .004);
 }
 
-TEST_F(Mirror, BlursWithItsRays)
-{
+TEST_F(Mirror, BlursWithItsRays) {
     usePasses({5});
     const GlossWords blurred = GlossWords(half).scalar(gloss::kBlur, 1).own({2}).integer(gloss::kRays, 16);
     EXPECT_FLOAT_EQ(mirror(blurred).r, 0.4f) << "the mean of the rays";
     EXPECT_EQ(rays.size(), 16u);
     EXPECT_NEAR(pass(5).r, 0.2f, 1e-6f) << "and of their passes";
-    for (const miVector& each : rays)
-        EXPECT_GT(each.z, 0) << "none into the surface";
+    for (const miVector& each : rays) EXPECT_GT(each.z, 0) << "none into the surface";
     state->reflection_level = 1;
     mirror(blurred);
     EXPECT_EQ(rays.size(), 1u) << "of mirrors in mirrors";
@@ -219,8 +207,7 @@ TEST_F(Mirror, BlursWithItsRays)
 }
 
 /* A bump tilts everything that the surface does, and leaves the state as it was. The normal is (.6 0 .8) here. */
-TEST_F(Mirror, BumpsTurnAllTerms)
-{
+TEST_F(Mirror, BumpsTurnAllTerms) {
     lookFrom({0, 0, 1});
     addLight();
     std::vector<miVector> refracted;
@@ -239,7 +226,7 @@ TEST_F(Mirror, BumpsTurnAllTerms)
     twin::ShaderInstance<GlossWords> shader(words);
     shader.connect(&shader->words[gloss::kNormalCamera], &bump);
     shadeAs("lumoVexaPhong", shader);
-    EXPECT_FLOAT_EQ(result.term3.r, 0.8f); // diffuse
+    EXPECT_FLOAT_EQ(result.term3.r, 0.8f);  // diffuse
     // 2 (n . v) n - v = 1.6 n - v = (.96 0 .28): the mirrored ray, and the highlight of power 1 for light from above.
     EXPECT_NEAR(result.term6.r, 0.28f, 1e-6f);
     ASSERT_EQ(rays.size(), 1u);
@@ -263,8 +250,7 @@ TEST_F(Mirror, BumpsTurnAllTerms)
  * or leaving (-). The last one is asked for the indices on both sides. Solid k has the index 1 + k / 10. */
 class Media : public GlossTest {
 protected:
-    std::pair<miScalar, miScalar> last(const std::vector<int>& way, int mirroredAt = -1)
-    {
+    std::pair<miScalar, miScalar> last(const std::vector<int>& way, int mirroredAt = -1) {
         std::pair<miScalar, miScalar> indices;
         states.assign(way.size() + 1, *state);
         hitNumber(0, way, mirroredAt, indices);
@@ -273,8 +259,7 @@ protected:
     }
 
 private:
-    void hitNumber(std::size_t i, const std::vector<int>& way, int mirroredAt, std::pair<miScalar, miScalar>& indices)
-    {
+    void hitNumber(std::size_t i, const std::vector<int>& way, int mirroredAt, std::pair<miScalar, miScalar>& indices) {
         miState& here = states[i];
         here.material = static_cast<miTag>(std::abs(way[i]));
         here.inv_normal = way[i] < 0;
@@ -282,8 +267,7 @@ private:
         const bool mirrors = static_cast<int>(i) == mirroredAt;
         const auto next = [&, mirrors](miColor*, miState* from, const miVector*) {
             indices = {from->ior_in, from->ior};
-            if (i + 1 == way.size())
-                return miTRUE;
+            if (i + 1 == way.size()) return miTRUE;
             miState& ray = states[i + 1] = *from;
             ray.parent = from;
             ray.type = mirrors ? miRAY_REFLECT : miRAY_REFRACT;
@@ -309,8 +293,7 @@ private:
     std::vector<miState> states;
 };
 
-TEST_F(Media, AreKnownFromTheWay)
-{
+TEST_F(Media, AreKnownFromTheWay) {
     stage.options.trace_depth = stage.options.refraction_depth = 100;
     struct {
         const char* what;
@@ -341,4 +324,4 @@ TEST_F(Media, AreKnownFromTheWay)
     }
 }
 
-} // namespace
+}  // namespace

@@ -27,8 +27,7 @@ protected:
             thread_local miState child;
             child = *s;
             s->child = &child;
-            if (s == state)
-                inUse = inUse && (entries().empty() || (entry(0).flags & 0x2000));
+            if (s == state) inUse = inUse && (entries().empty() || (entry(0).flags & 0x2000));
             return meet(child, *origin, *dir);
         };
         renderer().lighting.instanceLights = [](int* n, miTag** list, miState*) {

@@ -12,19 +12,16 @@ using specular::Vec;
 /* Numbers and directions of a fixed sequence. */
 class Draws {
 public:
-    miScalar between(miScalar low, miScalar high)
-    {
+    miScalar between(miScalar low, miScalar high) {
         return std::uniform_real_distribution<miScalar>(low, high)(random_);
     }
-    miVector direction(miScalar lowest)
-    {
+    miVector direction(miScalar lowest) {
         const miScalar z = between(lowest, 1), angle = between(0, 2 * std::numbers::pi_v<miScalar>);
         const miScalar r = std::sqrt(1 - z * z);
         return {r * std::cos(angle), r * std::sin(angle), z};
     }
     template <class T>
-    T oneOf(std::initializer_list<T> values)
-    {
+    T oneOf(std::initializer_list<T> values) {
         return values.begin()[random_() % values.size()];
     }
 
@@ -37,15 +34,13 @@ struct Deviation {
     double largest = 0;
     int cases = 0, lit = 0;
 
-    void take(double value, double expected)
-    {
+    void take(double value, double expected) {
         ++cases;
         lit += expected > 0;
         const double off = std::abs(value - expected) / std::max(std::abs(expected), 0.01);
         largest = off > largest || std::isnan(off) ? off : largest;
     }
-    void expectBelow(double bound) const
-    {
+    void expectBelow(double bound) const {
         ::testing::Test::RecordProperty("deviation", std::to_string(largest));
         EXPECT_LT(largest, bound);
         EXPECT_GE(cases, 5000);
@@ -64,16 +59,14 @@ constexpr std::initializer_list<Seen> kSeen = {
 
 class Specular : public GlossTest {
 protected:
-    Specular()
-    {
+    Specular() {
         facingTest = false;
         addLight();
         stage.options.trace = miFALSE;
     }
 
     /* The highlight of a material, of which red is 1. */
-    miScalar shine(const std::string& name, const GlossWords& words, const miVector& light, const miVector& view)
-    {
+    miScalar shine(const std::string& name, const GlossWords& words, const miVector& light, const miVector& view) {
         lookFrom(view);
         lights[0].direction = light;
         return shadeAs(name, words).term6.r;
@@ -84,8 +77,7 @@ protected:
     Deviation deviation;
 };
 
-TEST_F(Specular, Phong)
-{
+TEST_F(Specular, Phong) {
     for (int i = 0; i < 6000; ++i) {
         const miVector light = draw.direction(-0.3f), view = draw.direction(0.02f);
         const miScalar power = draw.oneOf({0.0f, 1.0f, 3.5f, 20.0f, 90.0f}), length = draw.oneOf({1.0f, 3.0f});
@@ -100,8 +92,7 @@ TEST_F(Specular, Phong)
     deviation.expectBelow(1e-4);
 }
 
-TEST_F(Specular, Blinn)
-{
+TEST_F(Specular, Blinn) {
     const miVector n = {0, 0, 1};
     for (int i = 0; i < 6000; ++i) {
         const miVector light = draw.direction(-0.3f), view = draw.direction(0.02f);
@@ -118,8 +109,7 @@ TEST_F(Specular, Blinn)
     deviation.expectBelow(1e-3);
 }
 
-TEST_F(Specular, HairTube)
-{
+TEST_F(Specular, HairTube) {
     for (int i = 0; i < 6000; ++i) {
         const miVector a = draw.direction(-1), b = draw.direction(-1), tangent = draw.direction(-1);
         const miScalar power = draw.oneOf({0.0f, 0.5f, 3.0f, 40.0f});
@@ -135,8 +125,7 @@ TEST_F(Specular, HairTube)
         EXPECT_NEAR(library::compute_hairtubeshader_specular(0.5f, &t, &each, &t), 0, 1e-3);
 }
 
-TEST_F(Specular, PhongE)
-{
+TEST_F(Specular, PhongE) {
     for (int i = 0; i < 6000; ++i) {
         const miVector light = draw.direction(-0.1f), view = draw.direction(0.02f);
         const miScalar roughness = draw.oneOf({0.0f, 0.05f, 0.4f, 1.0f, 5.0f}),
@@ -152,8 +141,7 @@ TEST_F(Specular, PhongE)
 }
 
 /* Widths are roughness^2 x and / sqrt(spreadX / spreadY), along u turned by the angle. */
-TEST_F(Specular, Anisotropic)
-{
+TEST_F(Specular, Anisotropic) {
     miVector derivs[5] = {{2, 0, 0}, {0.5f, 3, 0}};
     state->derivs = derivs;
     for (int i = 0; i < 6000; ++i) {
@@ -176,8 +164,7 @@ TEST_F(Specular, Anisotropic)
 }
 
 /* Light and eye may change places: what is seen per light that falls on the surface stays the same. */
-TEST_F(Specular, AnisotropicIsReciprocal)
-{
+TEST_F(Specular, AnisotropicIsReciprocal) {
     const GlossWords words = GlossWords().own({20, 7, 2, 0.5f, 3});
     for (int i = 0; i < 5000; ++i) {
         const miVector light = draw.direction(0.02f), view = draw.direction(0.02f);
@@ -189,8 +176,7 @@ TEST_F(Specular, AnisotropicIsReciprocal)
 
 /* What a surface shows of white surroundings: the mean of its highlight over the directions, over pi as for diffuse
  * light. The facets of the anisotropic surface never show more than there is, even when each reflects all light. */
-TEST_F(Specular, EnergyOfWhiteSurroundings)
-{
+TEST_F(Specular, EnergyOfWhiteSurroundings) {
     constexpr int kRings = 120, kSectors = 60;
     const auto energy = [&](const std::string& name, const GlossWords& words, const miVector& view) {
         double sum = 0;
@@ -231,8 +217,7 @@ TEST_F(Specular, EnergyOfWhiteSurroundings)
 }
 
 /* What looks like a mistake and is meant, where the grids above are too coarse to see it. */
-TEST_F(Specular, KeepsItsOddities)
-{
+TEST_F(Specular, KeepsItsOddities) {
     const miVector up = {0, 0, 1}, grazing = {1, 0, 1e-6f}, slant = {0.6f, 0, 0.8f};
     state->type = miRAY_EYE;
     lookFrom(up);
@@ -254,8 +239,7 @@ TEST_F(Specular, KeepsItsOddities)
 }
 
 /* Back-lit surfaces have none; the tint reaches all four channels; PhongE's has two colors. */
-TEST_F(Specular, IsTintedAndOnlyInFront)
-{
+TEST_F(Specular, IsTintedAndOnlyInFront) {
     const miVector up = {0, 0, 1}, slant = {0.6f, 0, 0.8f}, mirror = {-0.6f, 0, 0.8f}, behind = {-0.8f, 0, -0.6f};
     usePasses({7, 8});
     GlossWords words = GlossWords().color(gloss::kSpecularColor, 0.5f, 0.25f, 2);
@@ -275,8 +259,7 @@ TEST_F(Specular, IsTintedAndOnlyInFront)
 
 /* A tube along x, lit and seen at right angles to it, but for the shifts: tilted by s, the tangent has the cosine
  * s / sqrt(1 + s^2) with light from above and with its negative with the eye's ray. */
-TEST_F(Specular, TubesHaveTwo)
-{
+TEST_F(Specular, TubesHaveTwo) {
     miVector derivs[5] = {{1, 0, 0}, {0, 1, 0}}, place[1] = {{0.75f, 0.25f, 0}};
     state->derivs = derivs;
     const miVector up = {0, 0, 1};
@@ -304,4 +287,4 @@ TEST_F(Specular, TubesHaveTwo)
     }
 }
 
-} // namespace
+}  // namespace

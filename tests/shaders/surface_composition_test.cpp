@@ -11,11 +11,9 @@ protected:
     SurfaceShaderReturnType result{};
 
     /* Each term has a digit of its own, so a sum shows what was added: 1 ambient, 2 incandescence, 3 indirect ... */
-    static miColor digit(int place)
-    {
+    static miColor digit(int place) {
         miScalar value = 1;
-        for (int i = 0; i < place; ++i)
-            value *= 10;
+        for (int i = 0; i < place; ++i) value *= 10;
         return {value, value, value, 7};
     }
     miColor ambient = digit(0), incandescence = digit(1), indirect = digit(2);
@@ -27,8 +25,7 @@ protected:
     miInteger matteMode = 1;
     miBoolean hide = miFALSE;
 
-    const SurfaceShaderReturnType& compose(miUint mask, bool optional = true)
-    {
+    const SurfaceShaderReturnType& compose(miUint mask, bool optional = true) {
         composition.mask = mask;
         result = {};
         result.transparency = transparency;
@@ -39,8 +36,7 @@ protected:
     }
 };
 
-TEST_F(Composition, ModesChooseFlagsAndTerms)
-{
+TEST_F(Composition, ModesChooseFlagsAndTerms) {
     const struct {
         miUint perLight, perSample, mask;
     } expected[] = {{1, 1, 1871}, {1, 0, 1943}, {1, 1, 32}, {0, 0, 1}, {1, 0, 1559}, {1, 0, 384}, {0, 1, 772}};
@@ -63,24 +59,21 @@ TEST_F(Composition, ModesChooseFlagsAndTerms)
     }
 }
 
-TEST_F(Composition, AddsWhatTheMaskSays)
-{
+TEST_F(Composition, AddsWhatTheMaskSays) {
     // Bits 0 to 10: ambient, incandescence, indirect, base, other base, ratio, two speculars, reflection, refraction,
     // scatter. The first of two colors wins.
     const struct {
         miUint mask;
         miScalar red, alpha;
-    } cases[] = {{0x001, 1, 0},          {0x002, 10, 0},       {0x004, 100, 0},         {0x008, 1000, 0.25f},
-                 {0x010, 2000, 0.5f},    {0x018, 1000, 0.25f}, {0x020, 0, 0},           {0x040, 10000, 0},
-                 {0x080, 20000, 0},      {0x0C0, 10000, 0},    {0x100, 100000, 0},      {0x200, 1000000, 0},
-                 {0x400, 0.5f, 0},       {0x7FF, 1111111.5f, 0.25f}};
-    for (const auto& each : cases)
-        EXPECT_COLOR(compose(each.mask).color, each.red, each.red, each.red, each.alpha);
+    } cases[] = {
+        {0x001, 1, 0},        {0x002, 10, 0},      {0x004, 100, 0},   {0x008, 1000, 0.25f},      {0x010, 2000, 0.5f},
+        {0x018, 1000, 0.25f}, {0x020, 0, 0},       {0x040, 10000, 0}, {0x080, 20000, 0},         {0x0C0, 10000, 0},
+        {0x100, 100000, 0},   {0x200, 1000000, 0}, {0x400, 0.5f, 0},  {0x7FF, 1111111.5f, 0.25f}};
+    for (const auto& each : cases) EXPECT_COLOR(compose(each.mask).color, each.red, each.red, each.red, each.alpha);
     EXPECT_COLOR(compose(0x7FF, false).color, 1001111, 1001111, 1001111, 0.25f);
 }
 
-TEST_F(Composition, TransparencyLeavesWhatShines)
-{
+TEST_F(Composition, TransparencyLeavesWhatShines) {
     transparency = {0.5f, 0, 1, 0};
     compose(0x7FF);
     // (1 + 100 + 1000 + .5) (1 - T) + 10 + 10000 + 100000 + 1000000
@@ -88,8 +81,7 @@ TEST_F(Composition, TransparencyLeavesWhatShines)
     EXPECT_COLOR(result.opacity, 0.5f, 1, 0, 0);
 }
 
-TEST_F(Composition, GlowTakesShineByItsOwnFactorAndNoRefraction)
-{
+TEST_F(Composition, GlowTakesShineByItsOwnFactorAndNoRefraction) {
     transparency = {0.5f, 0, 1, 0};
     compose(0x7FF);
     // 2 (body + 10) + 3 (10000 + 100000)
@@ -102,10 +94,9 @@ TEST_F(Composition, GlowTakesShineByItsOwnFactorAndNoRefraction)
     EXPECT_COLOR(result.term9, refraction.r, refraction.r, refraction.r, 7);
 }
 
-TEST_F(Composition, RecordsTermsOfTheMaskOnly)
-{
-    const miColor* const wanted[] = {&ambient,      &incandescence, &indirect,   base,        base + 1, nullptr,
-                                     specular,      specular,       &reflection, &refraction, &scatter};
+TEST_F(Composition, RecordsTermsOfTheMaskOnly) {
+    const miColor* const wanted[] = {&ambient, &incandescence, &indirect,   base,        base + 1, nullptr,
+                                     specular, specular,       &reflection, &refraction, &scatter};
     for (int bit = 0; bit < 11; ++bit) {
         compose(1u << bit);
         for (int term = 0; term < 11; ++term) {
@@ -124,8 +115,7 @@ TEST_F(Composition, RecordsTermsOfTheMaskOnly)
     EXPECT_EQ(result.term7.r, 10000);
 }
 
-TEST_F(Composition, MatteOpacityFollowsItsMode)
-{
+TEST_F(Composition, MatteOpacityFollowsItsMode) {
     transparency = {0.5f, 0, 1, 0};
     EXPECT_COLOR(compose(0x7FF).matteOpacity, 0.6f, 0.6f, 0.6f, 0);
     matteMode = 2;

@@ -12,23 +12,20 @@ protected:
     static constexpr miVector kBehind = {0, 0, -1};
 };
 
-TEST_F(SurfaceLights, NoneAndTenThousand)
-{
+TEST_F(SurfaceLights, NoneAndTenThousand) {
     usePasses({0, 5});
     shade(LambertWords());
     EXPECT_EQ(returned, miTRUE);
     EXPECT_EQ(result.color.r, 0);
 
-    for (int i = 0; i < 10000; ++i)
-        addLight().color = {0.0001f, 0, 0, 1};
+    for (int i = 0; i < 10000; ++i) addLight().color = {0.0001f, 0, 0, 1};
     shade(LambertWords());
     EXPECT_NEAR(result.color.r, 1, 1e-3);
     EXPECT_NEAR(pass(0).r, 1, 1e-3);
     EXPECT_NEAR(pass(5).r, 1, 1e-3);
 }
 
-TEST_F(SurfaceLights, ModesWithoutLightAskNobody)
-{
+TEST_F(SurfaceLights, ModesWithoutLightAskNobody) {
     addLight();
     record[4] = 3;
     shade(LambertWords().color(18, 0.5f, 0.5f, 0.5f));
@@ -48,8 +45,7 @@ TEST_F(SurfaceLights, ModesWithoutLightAskNobody)
 }
 
 /* Behind the surface: no diffuse light, but what shines through a translucent one; each side is a run of its own. */
-TEST_F(SurfaceLights, BehindTheSurface)
-{
+TEST_F(SurfaceLights, BehindTheSurface) {
     usePasses({5, 10, 25});
     addLight().direction = kBehind;
     shade(LambertWords());
@@ -80,8 +76,7 @@ TEST_F(SurfaceLights, BehindTheSurface)
     EXPECT_EQ(result.color.r, 0);
 }
 
-TEST_F(SurfaceLights, AmbientLightKnowsNoSides)
-{
+TEST_F(SurfaceLights, AmbientLightKnowsNoSides) {
     usePasses({0, 2});
     addLight().isAmbient = true;
     shade(LambertWords());
@@ -98,8 +93,7 @@ TEST_F(SurfaceLights, AmbientLightKnowsNoSides)
 /* A square of 2 x 2 at distance 1 above the point. Its edges, seen from there, each span the angle acos(1/3) (corners
  * (1 1 1) and (1 -1 1): 1 / 3), and the normals of those faces have the cosine 1 / sqrt 2 with the light's axis: in all
  * 4 x 5 x acos(1/3) / sqrt 2. The sign follows the order of the corners. */
-TEST_F(SurfaceLights, AreaLightsGiveACosineOfTheirOwn)
-{
+TEST_F(SurfaceLights, AreaLightsGiveACosineOfTheirOwn) {
     usePasses({5, 10});
     const miVector corners[4] = {{1, 1, -4}, {-1, 1, -4}, {-1, -1, -4}, {1, -1, -4}};
     const miVector reversed[4] = {corners[3], corners[2], corners[1], corners[0]};
@@ -114,8 +108,7 @@ TEST_F(SurfaceLights, AreaLightsGiveACosineOfTheirOwn)
 }
 
 /* A shadow ray's result is one color, from which the surface takes its share; what lies behind it stays untouched. */
-TEST_F(SurfaceLights, ShadowRaysGetOneColor)
-{
+TEST_F(SurfaceLights, ShadowRaysGetOneColor) {
     struct Block {
         miColor color, guard;
     };

@@ -19,8 +19,7 @@ protected:
     miIrrad_options asked{};
     miColor weight{};
 
-    Irradiance()
-    {
+    Irradiance() {
         stage.run(shader);
         stage.options.finalgather = 1;
         stage.options.finalgather_rays = 100;
@@ -38,8 +37,7 @@ protected:
         };
     }
 
-    miColor compute()
-    {
+    miColor compute() {
         miColor given = {7, 7, 7, 7};
         library::compute_irradiance(&given, &shader->irradianceColor, diffuse, &surface, &transparency, glow,
                                     &shader->irradiance, state);
@@ -49,8 +47,7 @@ protected:
 };
 
 /* w = (.5 1 1) x .5 x (.8 .4 .2) = (.2 .2 .1); the weight is (1 - T) w = (.1 .2 .1) over the number of rays. */
-TEST_F(Irradiance, IsRadianceTimesTheSurface)
-{
+TEST_F(Irradiance, IsRadianceTimesTheSurface) {
     EXPECT_COLOR(compute(), 0.4f, 0.6f, 0.4f, 0);
     EXPECT_EQ(asked.size, 0u) << "as the render options say";
     EXPECT_COLOR(weight, 0.001f, 0.002f, 0.001f, 1);
@@ -62,8 +59,7 @@ TEST_F(Irradiance, IsRadianceTimesTheSurface)
     EXPECT_COLOR(weight, 0.3f, 0.6f, 0.3f, 1);
 }
 
-TEST_F(Irradiance, OfUnimportantSurfacesTakesFewerRays)
-{
+TEST_F(Irradiance, OfUnimportantSurfacesTakesFewerRays) {
     // The weight .2 lies at 1/4 between .1 and .5: 25 of 100 rays.
     setWord(7, 0.1f);
     setWord(8, 0.5f);
@@ -94,12 +90,12 @@ TEST_F(Irradiance, OfUnimportantSurfacesTakesFewerRays)
     EXPECT_EQ(asked.size, 0u);
 }
 
-TEST_F(Irradiance, TakesAnObjectsOwnSettings)
-{
+TEST_F(Irradiance, TakesAnObjectsOwnSettings) {
     const auto bits = [](miScalar value) { return std::bit_cast<miUint>(value); };
     twin::Database& database = renderer().database;
     const miTag object = database.record<miInstance>(state->instance).item;
-    std::vector<miUint> words = {0x56657861, 1, 40, bits(5), bits(2), 1, 3, 6, bits(1.5f), 8, bits(2.5f), 9, bits(0.25f)};
+    std::vector<miUint> words = {0x56657861, 1,          40, bits(5),    bits(2), 1,          3,
+                                 6,          bits(1.5f), 8,  bits(2.5f), 9,       bits(0.25f)};
     database.record<miObject>(object).userdata = database.addUserdata(words);
     compute();
     EXPECT_EQ(asked.size, 56u);
@@ -121,8 +117,7 @@ TEST_F(Irradiance, TakesAnObjectsOwnSettings)
     EXPECT_EQ(asked.size, 0u);
 }
 
-TEST_F(Irradiance, ConnectedValueTakesThePlaceOfGathering)
-{
+TEST_F(Irradiance, ConnectedValueTakesThePlaceOfGathering) {
     setWord(7, 1000);
     miColor given = {10, 20, 30, 40};
     shader.connect(&shader->irradiance, &given);
@@ -132,8 +127,7 @@ TEST_F(Irradiance, ConnectedValueTakesThePlaceOfGathering)
     EXPECT_COLOR(compute(), 0, 0, 0, 0);
 }
 
-TEST_F(Irradiance, RaysDepositNoPasses)
-{
+TEST_F(Irradiance, RaysDepositNoPasses) {
     usePasses({0, 5});
     renderer().lighting.averageRadiance = [this](miColor*, miState*, miUchar, miIrrad_options*) {
         ++calls;
@@ -160,8 +154,7 @@ protected:
     std::vector<miVector> origins;
     miState beyond{};
 
-    Refraction()
-    {
+    Refraction() {
         settings.refractions = miTRUE;
         settings.refractiveIndex = 1.5f;
         settings.refractionLimit = 3;
@@ -179,8 +172,7 @@ protected:
     }
 
     /* Everything is (.8 .4 .2). The hit is handed back in the caller's state, as renderers do. */
-    miBoolean seen(miColor* color, std::vector<miVector>& rays, const miVector& dir)
-    {
+    miBoolean seen(miColor* color, std::vector<miVector>& rays, const miVector& dir) {
         rays.push_back(dir);
         origins.push_back(state->point);
         *color = {0.8f, 0.4f, 0.2f, 1};
@@ -194,8 +186,7 @@ protected:
         return miTRUE;
     }
 
-    miBoolean compute()
-    {
+    miBoolean compute() {
         refracted.clear();
         reflected.clear();
         origins.clear();
@@ -207,8 +198,7 @@ protected:
     miColor through{};
 };
 
-TEST_F(Refraction, FollowsSnellsLaw)
-{
+TEST_F(Refraction, FollowsSnellsLaw) {
     EXPECT_EQ(compute(), miTRUE);
     ASSERT_EQ(refracted.size(), 1u);
     // sin 30 / 1.5 = 1/3; cos = sqrt(8) / 3.
@@ -236,8 +226,7 @@ TEST_F(Refraction, FollowsSnellsLaw)
     EXPECT_NEAR(reflected[0].z, std::sqrt(0.75f), 1e-6f);
 }
 
-TEST_F(Refraction, EndsAtItsLimits)
-{
+TEST_F(Refraction, EndsAtItsLimits) {
     const auto traces = [&] { return compute() == miTRUE && through.g > 0; };
     state->refraction_level = 2;
     EXPECT_TRUE(traces());
@@ -263,12 +252,10 @@ TEST_F(Refraction, EndsAtItsLimits)
 }
 
 /* The passes of what is seen, and an environment in the beauty, come in with the tint. */
-TEST_F(Refraction, HandsPassesUp)
-{
+TEST_F(Refraction, HandsPassesUp) {
     usePasses({0, 5, 34});
     const auto behind = [&](miTag hit) {
-        for (FrameBufferInfo& each : entries())
-            each.slots[0].contribution = {};
+        for (FrameBufferInfo& each : entries()) each.slots[0].contribution = {};
         beyond.instance = hit;
         renderer().tracing.refraction = [this](miColor* seenColor, miState*, const miVector* dir) {
             entry(1).slots[1].color = {0.1f, 0.2f, 0.4f, 1};
@@ -285,8 +272,7 @@ TEST_F(Refraction, HandsPassesUp)
 }
 
 /* A surface whose rays looked behind is opaque for compositing; its beauty pass holds what was seen. */
-TEST_F(Refraction, MakesTheSurfaceOpaqueForCompositing)
-{
+TEST_F(Refraction, MakesTheSurfaceOpaqueForCompositing) {
     usePasses({0, 20});
     beyond.instance = miNULLTAG;
     const LambertWords glass = LambertWords().color(7, 0.5f, 0.5f, 0.5f).integer(14, 1).scalar(15, 1.5f).integer(48, 3);
@@ -303,8 +289,7 @@ TEST_F(Refraction, MakesTheSurfaceOpaqueForCompositing)
     EXPECT_EQ(result.transparency.r, 0.5f) << "a composition without refraction";
 }
 
-TEST_F(SurfaceTest, DerivativesAlwaysSpanAPlane)
-{
+TEST_F(SurfaceTest, DerivativesAlwaysSpanAPlane) {
     miVector u, v;
     EXPECT_EQ(library::get_derivs(state, &u, &v), miFALSE);
     EXPECT_NEAR(mi_vector_dot(&u, &v), 0, 1e-6f);

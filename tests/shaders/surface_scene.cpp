@@ -9,10 +9,9 @@ namespace {
 /* Tags of lights, far from those of the database. */
 constexpr miTag kFirstLight = 0x10000000;
 
-} // namespace
+}  // namespace
 
-SurfaceTest::SurfaceTest() : record(stage.placeVexabase())
-{
+SurfaceTest::SurfaceTest() : record(stage.placeVexabase()) {
     renderer().lighting.instanceLights = [this](int* n, miTag** list, miState*) {
         lightTags.clear();
         for (std::size_t i = 0; i < lights.size(); ++i)
@@ -21,13 +20,11 @@ SurfaceTest::SurfaceTest() : record(stage.placeVexabase())
         *list = lightTags.data();
         return miTRUE;
     };
-    renderer().lighting.sample = [this](miColor* color, miVector* dir, miScalar* cosine, miState*, miTag light, int* n) {
-        return sample(color, dir, cosine, lightOf(light), n);
-    };
+    renderer().lighting.sample = [this](miColor* color, miVector* dir, miScalar* cosine, miState*, miTag light,
+                                        int* n) { return sample(color, dir, cosine, lightOf(light), n); };
 }
 
-void SurfaceTest::usePasses(const std::vector<int>& types)
-{
+void SurfaceTest::usePasses(const std::vector<int>& types) {
     for (int type : types)
         addRecord("type" + std::to_string(type), type).composited().shadowed().levels(0, 100, 0, 100);
     attach();
@@ -35,30 +32,24 @@ void SurfaceTest::usePasses(const std::vector<int>& types)
     beginSample();
 }
 
-miColor SurfaceTest::pass(int type)
-{
+miColor SurfaceTest::pass(int type) {
     const PassRange range = passes().types[type];
     EXPECT_EQ(range.count, 1u) << type;
     const int level = state->reflection_level + state->refraction_level;
     return publishedEntries()[range.first].slots[level].contribution;
 }
 
-ScriptedLight& SurfaceTest::lightOf(miTag tag)
-{
-    if (tag >= kFirstLight)
-        return lights.at(tag - kFirstLight);
+ScriptedLight& SurfaceTest::lightOf(miTag tag) {
+    if (tag >= kFirstLight) return lights.at(tag - kFirstLight);
     return *std::find_if(lights.begin(), lights.end(), [&](const ScriptedLight& each) { return each.instance == tag; });
 }
 
-miBoolean SurfaceTest::sample(miColor* color, miVector* dir, miScalar* cosine, ScriptedLight& source, int* samples)
-{
-    if (*samples >= source.samples)
-        return miFALSE;
+miBoolean SurfaceTest::sample(miColor* color, miVector* dir, miScalar* cosine, ScriptedLight& source, int* samples) {
+    if (*samples >= source.samples) return miFALSE;
     ++*samples;
     *dir = source.direction;
     *cosine = mi_vector_dot(&state->normal, &source.direction);
-    if (facingTest && *cosine <= 0)
-        return sample(color, dir, cosine, source, samples);
+    if (facingTest && *cosine <= 0) return sample(color, dir, cosine, source, samples);
     runLightShader(source);
     const miScalar t = source.transmission;
     *color = {source.color.r * t, source.color.g * t, source.color.b * t, 1};
@@ -66,12 +57,10 @@ miBoolean SurfaceTest::sample(miColor* color, miVector* dir, miScalar* cosine, S
 }
 
 /* Light data in words 12 to 23, and for each entry what arrives: without shadow, with it, or what it takes away. */
-void SurfaceTest::runLightShader(ScriptedLight& light)
-{
+void SurfaceTest::runLightShader(ScriptedLight& light) {
     ++light.calls;
     light.lastWord11 = static_cast<miInteger>(record[23]);
-    if (light.isForeign)
-        return;
+    if (light.isForeign) return;
     record[12] = light.isAmbient;
     record[13] = record[14] = !light.isAmbient;
     setWord(15, 1 - light.transmission);
@@ -82,18 +71,15 @@ void SurfaceTest::runLightShader(ScriptedLight& light)
         const miScalar t = !shadowed ? 1 : inverted ? 1 - light.transmission : light.transmission;
         each.lightValue = {light.color.r * t, light.color.g * t, light.color.b * t, 1};
     }
-    if (!entries().empty())
-        entry(0).flags &= ~0x800u;
+    if (!entries().empty()) entry(0).flags &= ~0x800u;
 }
 
-const SurfaceShaderReturnType& SurfaceTest::shade(const LambertWords& words)
-{
+const SurfaceShaderReturnType& SurfaceTest::shade(const LambertWords& words) {
     twin::ShaderInstance<LambertWords> shader(words);
     return shade(shader);
 }
 
-const SurfaceShaderReturnType& SurfaceTest::shade(twin::ShaderInstance<LambertWords>& shader)
-{
+const SurfaceShaderReturnType& SurfaceTest::shade(twin::ShaderInstance<LambertWords>& shader) {
     static const twin::ShaderEntry<LambertWords> entry("lumoVexaLambert");
     stage.run(shader);
     miBoolean wantsInstances = miFALSE;
@@ -104,8 +90,7 @@ const SurfaceShaderReturnType& SurfaceTest::shade(twin::ShaderInstance<LambertWo
     return result;
 }
 
-miColor SurfaceTest::contributionWeight()
-{
+miColor SurfaceTest::contributionWeight() {
     miColor weight;
     std::memcpy(&weight, record + 140, sizeof weight);
     return weight;

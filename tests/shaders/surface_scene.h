@@ -9,15 +9,13 @@
 struct LambertWords {
     std::array<miUint, 59> words{};
 
-    LambertWords()
-    {
+    LambertWords() {
         words[0] = 1;
         scalar(2, 1).color(3, 1, 1, 1).integer(11, 2).scalar(12, 1).scalar(15, 1).scalar(17, 1);
     }
     LambertWords& integer(int slot, miInteger value) { return word(slot) = static_cast<miUint>(value), *this; }
     LambertWords& scalar(int slot, miScalar value) { return word(slot) = std::bit_cast<miUint>(value), *this; }
-    LambertWords& color(int slot, miScalar r, miScalar g, miScalar b)
-    {
+    LambertWords& color(int slot, miScalar r, miScalar g, miScalar b) {
         return scalar(slot, r).scalar(slot + 1, g).scalar(slot + 2, b);
     }
     miUint& word(int slot) { return words[static_cast<std::size_t>(slot)]; }
@@ -26,15 +24,15 @@ struct LambertWords {
 /* A light that is there for every point, from one direction. */
 struct ScriptedLight {
     miColor color = {1, 1, 1, 1};
-    miVector direction = {0, 0, 1};  /* from the point to the light */
-    miScalar transmission = 1;       /* of its shadow, to black */
+    miVector direction = {0, 0, 1}; /* from the point to the light */
+    miScalar transmission = 1;      /* of its shadow, to black */
     int samples = 1;
     bool isAmbient = false;
-    bool isForeign = false;          /* fills nothing of the library's own */
-    miTag instance = miNULLTAG;      /* needed by lights of other libraries only */
+    bool isForeign = false;     /* fills nothing of the library's own */
+    miTag instance = miNULLTAG; /* needed by lights of other libraries only */
     const miVector* corners = nullptr;
 
-    int calls = 0;                   /* of its shader */
+    int calls = 0; /* of its shader */
     miInteger lastWord11 = -1;
 };
 

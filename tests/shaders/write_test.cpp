@@ -43,8 +43,7 @@ constexpr miColor kUntouched = {9, 9, 9, 9};
 class WriteShaders : public FrameBufferTest {
 protected:
     /* A beauty record in front, so that the first user buffer is not the first entry. */
-    WriteShaders()
-    {
+    WriteShaders() {
         addRecord("beauty", 0);
         addRecord("user0", 30);
         addRecord("user1", 30);
@@ -56,8 +55,7 @@ protected:
     }
 
     template <class Block>
-    miBoolean run(const std::string& kind, twin::ShaderInstance<Block>& shader)
-    {
+    miBoolean run(const std::string& kind, twin::ShaderInstance<Block>& shader) {
         const twin::ShaderEntry<Block, miColor> entry("lumoVexaWriteTo" + kind + "Buffer");
         stage.run(shader);
         result = kUntouched;
@@ -68,8 +66,7 @@ protected:
         return returned;
     }
     template <class Block>
-    void write(const std::string& kind, const Block& block)
-    {
+    void write(const std::string& kind, const Block& block) {
         twin::ShaderInstance<Block> shader(block);
         EXPECT_EQ(run(kind, shader), miTRUE);
     }
@@ -82,16 +79,15 @@ protected:
     miColor result = kUntouched;
 };
 
-TEST_F(WriteShaders, CombineColorsByTheirMode)
-{
+TEST_F(WriteShaders, CombineColorsByTheirMode) {
     ColorBlock block;
     block.common.weight = 0.5f;
     // value (1 2 3 4) times 0.5 = (0.5 1 1.5 2), onto (10 20 30 40); 4 and -1 are no modes and add
     const struct {
         miInteger mode;
         miColor expected;
-    } cases[] = {{0, {10, 20, 30, 40}},       {1, {10.5f, 21, 31.5f, 42}}, {2, {5, 20, 45, 80}},
-                 {3, {0.5f, 1, 1.5f, 2}},     {4, {10.5f, 21, 31.5f, 42}}, {-1, {10.5f, 21, 31.5f, 42}}};
+    } cases[] = {{0, {10, 20, 30, 40}},   {1, {10.5f, 21, 31.5f, 42}}, {2, {5, 20, 45, 80}},
+                 {3, {0.5f, 1, 1.5f, 2}}, {4, {10.5f, 21, 31.5f, 42}}, {-1, {10.5f, 21, 31.5f, 42}}};
     for (const auto& each : cases) {
         written() = {10, 20, 30, 40};
         block.common.writeMode = each.mode;
@@ -101,8 +97,7 @@ TEST_F(WriteShaders, CombineColorsByTheirMode)
     }
 }
 
-TEST_F(WriteShaders, TouchOnlyTheWordsOfTheirKind)
-{
+TEST_F(WriteShaders, TouchOnlyTheWordsOfTheirKind) {
     VectorBlock vector;
     DepthBlock depth;
     vector.common.weight = depth.common.weight = 2;
@@ -125,8 +120,7 @@ TEST_F(WriteShaders, TouchOnlyTheWordsOfTheirKind)
     }
 }
 
-TEST_F(WriteShaders, RoundLabelsAwayFromZero)
-{
+TEST_F(WriteShaders, RoundLabelsAwayFromZero) {
     LabelBlock block;
     block.common.weight = 0.5f;
     // 7 x 0.5 = 3.5 becomes 4, -3.5 becomes -4; 5 x 0.5 = 2.5 becomes 3; 6 x 0.5 is exact
@@ -140,8 +134,7 @@ TEST_F(WriteShaders, RoundLabelsAwayFromZero)
     }
 }
 
-TEST_F(WriteShaders, ChooseTheirBufferByItsNumber)
-{
+TEST_F(WriteShaders, ChooseTheirBufferByItsNumber) {
     DepthBlock block;
     block.common.buffer = 1;
     write("Depth", block);
@@ -150,8 +143,7 @@ TEST_F(WriteShaders, ChooseTheirBufferByItsNumber)
 
     const auto contributions = [&] {
         std::vector<miScalar> values;
-        for (const FrameBufferInfo& each : entries())
-            values.push_back(each.slots[0].contribution.r);
+        for (const FrameBufferInfo& each : entries()) values.push_back(each.slots[0].contribution.r);
         return values;
     };
     const std::vector<miScalar> before = contributions();
@@ -165,8 +157,7 @@ TEST_F(WriteShaders, ChooseTheirBufferByItsNumber)
 }
 
 /* Off, and without buffers, the color is not handed on: networks of existing scenes count on it. */
-TEST_F(WriteShaders, ThatAreOffOrHaveNoBuffersDoNothing)
-{
+TEST_F(WriteShaders, ThatAreOffOrHaveNoBuffersDoNothing) {
     DepthBlock block;
     const auto writesNothing = [&] {
         write("Depth", block);
@@ -183,16 +174,14 @@ TEST_F(WriteShaders, ThatAreOffOrHaveNoBuffersDoNothing)
     writesNothing();
 }
 
-TEST_F(WriteShaders, WriteIntoClosedBuffers)
-{
+TEST_F(WriteShaders, WriteIntoClosedBuffers) {
     user().flags = 0x8000 | 0x1;
     write("Color", ColorBlock{});
     EXPECT_COLOR(written(), 1, 2, 3, 4);
     EXPECT_EQ(user().flags, 0x8001u);
 }
 
-TEST_F(WriteShaders, OfTheEnginesPhaseWriteInItAlone)
-{
+TEST_F(WriteShaders, OfTheEnginesPhaseWriteInItAlone) {
     DepthBlock block;
     block.common.evaluationMode = 2;
     const struct {
@@ -210,8 +199,7 @@ TEST_F(WriteShaders, OfTheEnginesPhaseWriteInItAlone)
 }
 
 /* A writer that is evaluated for the value of another one must not write in the same phase. */
-TEST_F(WriteShaders, GuardTheirPhase)
-{
+TEST_F(WriteShaders, GuardTheirPhase) {
     twin::ShaderInstance<DepthBlock> outer, inner;
     outer->common.evaluationMode = inner->common.evaluationMode = 2;
     inner->common.buffer = 1;
@@ -231,8 +219,7 @@ TEST_F(WriteShaders, GuardTheirPhase)
     EXPECT_EQ(entry(0).flags & 0x18000u, 0x8000u);
 }
 
-TEST_F(WriteShaders, LeaveFilteredSurfacesOut)
-{
+TEST_F(WriteShaders, LeaveFilteredSurfacesOut) {
     const auto writesAnything = [&] {
         const auto before = std::bit_cast<std::array<miUint, 4>>(written());
         write("Color", ColorBlock{});
@@ -256,8 +243,7 @@ TEST_F(WriteShaders, LeaveFilteredSurfacesOut)
     EXPECT_FALSE(writesAnything());
 }
 
-TEST_F(WriteShaders, UseTheSlotOfTheRayLevel)
-{
+TEST_F(WriteShaders, UseTheSlotOfTheRayLevel) {
     state->reflection_level = 1;
     state->refraction_level = 2;
     write("Depth", DepthBlock{});

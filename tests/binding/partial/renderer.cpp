@@ -3,14 +3,7 @@
 
 extern "C" {
 
-DLLEXPORT void* mi_shaderstate_get(miState* state, const char*, int*)
-{
-    return state->user;
-}
+DLLEXPORT void* mi_shaderstate_get(miState* state, const char*, int*) { return state->user; }
 
-DLLEXPORT miBoolean mi_query(miQ_type, miState*, miTag, void*, ...)
-{
-    return miFALSE;
-}
-
+DLLEXPORT miBoolean mi_query(miQ_type, miState*, miTag, void*, ...) { return miFALSE; }
 }

@@ -63,9 +63,9 @@ struct FlagCase {
 
 TEST(Flattener, NearestInstanceThatSetsAFlagWins) {
     const FlagCase cases[] = {
-        {3, -1, -1, true, true},   {0, -1, -1, false, false}, {0, 3, -1, true, true},    {3, 12, -1, false, false},
-        {0, 12, 3, true, true},    {3, 3, 12, false, false},  {0, 1, 2, true, true},     {3, 4, 8, false, false},
-        {3, 6, -1, false, true},   {3, 0, -1, true, true},    {2, 1, 8, true, false},    {3, 12, 1, true, false},
+        {3, -1, -1, true, true}, {0, -1, -1, false, false}, {0, 3, -1, true, true}, {3, 12, -1, false, false},
+        {0, 12, 3, true, true},  {3, 3, 12, false, false},  {0, 1, 2, true, true},  {3, 4, 8, false, false},
+        {3, 6, -1, false, true}, {3, 0, -1, true, true},    {2, 1, 8, true, false}, {3, 12, 1, true, false},
     };
     for (const FlagCase& c : cases) {
         SceneBuilder scene;
@@ -170,8 +170,7 @@ TEST(Flattener, BrokenInstancesAreNamedAndLeftOut) {
     scene.instance("squashed", object, {1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 0, 4, 5, 6, 1});
     scene.put(scene.root, object);
     FlatScene flat;
-    const std::string text =
-        messagesOf([&] { flat = flatten(scene.database, scene.root, scene.options); });
+    const std::string text = messagesOf([&] { flat = flatten(scene.database, scene.root, scene.options); });
 
     ASSERT_EQ(flat.instances.size(), 2u);
     for (const char* name : {"tail", "orphan", "never_defined", "squashed", "singular", "contains itself"})

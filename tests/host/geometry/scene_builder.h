@@ -24,14 +24,10 @@ using Matrix = std::array<float, 16>;
 inline constexpr Matrix kIdentity = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
 
 /// What an instance says that puts its element at this place: the matrix into the element's space.
-inline Matrix at(float x, float y, float z) {
-    return {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, -x, -y, -z, 1};
-}
+inline Matrix at(float x, float y, float z) { return {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, -x, -y, -z, 1}; }
 
 /// An element made `factor` times as large.
-inline Matrix scaled(float x, float y, float z) {
-    return {1 / x, 0, 0, 0, 0, 1 / y, 0, 0, 0, 0, 1 / z, 0, 0, 0, 0, 1};
-}
+inline Matrix scaled(float x, float y, float z) { return {1 / x, 0, 0, 0, 0, 1 / y, 0, 0, 0, 0, 1 / z, 0, 0, 0, 0, 1}; }
 
 /// One group of polygons, filled vertex by vertex.
 class GroupBuilder {
@@ -94,9 +90,7 @@ public:
         database.setDetail(tag, std::make_unique<GroupDetail>());
         return tag;
     }
-    void put(miTag groupTag, miTag instance) {
-        database.detail<GroupDetail>(groupTag)->instances.push_back(instance);
-    }
+    void put(miTag groupTag, miTag instance) { database.detail<GroupDetail>(groupTag)->instances.push_back(instance); }
 
     miTag object(const std::string& name) {
         const miTag tag = database.define(name, miSCENE_OBJECT, sizeof(miObject));
@@ -171,16 +165,14 @@ inline Ray rayFrom(const miVector& org, const miVector& dir) {
 }
 
 /// Down the z axis from z = 10.
-inline Ray down(float x, float y) {
-    return rayFrom({x, y, 10}, {0, 0, -1});
-}
+inline Ray down(float x, float y) { return rayFrom({x, y, 10}, {0, 0, -1}); }
 
-#define EXPECT_VECTOR(actual, ex, ey, ez, tolerance)   \
-    do {                                               \
-        const miVector& vectorToTest = (actual);       \
-        EXPECT_NEAR(vectorToTest.x, ex, tolerance);    \
-        EXPECT_NEAR(vectorToTest.y, ey, tolerance);    \
-        EXPECT_NEAR(vectorToTest.z, ez, tolerance);    \
+#define EXPECT_VECTOR(actual, ex, ey, ez, tolerance) \
+    do {                                             \
+        const miVector& vectorToTest = (actual);     \
+        EXPECT_NEAR(vectorToTest.x, ex, tolerance);  \
+        EXPECT_NEAR(vectorToTest.y, ey, tolerance);  \
+        EXPECT_NEAR(vectorToTest.z, ez, tolerance);  \
     } while (false)
 
 }  // namespace lumorender::testing_scenes

@@ -192,8 +192,8 @@ TEST(Tracing, OddRaysMeetNothing) {
     scene.instance("plain", scene.square("square"));
     const auto geometry = scene.build();
     const float nan = std::numeric_limits<float>::quiet_NaN();
-    for (const miVector& dir : {miVector{0, 0, 0}, miVector{nan, 0, -1}, miVector{0, 0, -INFINITY},
-                                miVector{0, 0, -1e30F}})
+    for (const miVector& dir :
+         {miVector{0, 0, 0}, miVector{nan, 0, -1}, miVector{0, 0, -INFINITY}, miVector{0, 0, -1e30F}})
         EXPECT_FALSE(shoot(*geometry, rayFrom({0.5F, 0.5F, 1}, dir))->found);
     for (const miVector& org : {miVector{1e30F, 0, 1}, miVector{0.5F, 0.5F, 3e38F}, miVector{0, nan, 1}})
         EXPECT_FALSE(shoot(*geometry, rayFrom(org, {0, 0, -1}))->found);

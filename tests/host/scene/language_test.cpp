@@ -48,14 +48,15 @@ TEST_F(Language, BinaryVectorsMayHoldAnyByte) {
 }
 
 TEST_F(Language, ConditionsCutThroughStatements) {
-    readClean("set \"gone\" \"x\"\r\n$ifdef \"gone\"\r\nset \"big\" \"yes\" set \"gone\"\r\n$endif\r\n"
-              "$ifdef \"gone\"\r\nset \"big\"\r\n$endif\r\n"
-              "camera \"c\" resolution\r\n"
-              "$ifdef \"big\"\r\n 100\r\n$ifndef \"big\"\r\n 1\r\n$else\r\n 50\r\n$endif\r\n"
-              "$elseifeq \"big\" \"yes\"\r\n 3 4\r\n$else\r\n 7 7\r\n$endif\r\n"
-              "$ifdef \"gone\"\r\n aperture 5 \"unterminated\r\n$elseifeq \"big\" \"yes\"\r\n aperture 6\r\n"
-              "$elseifdef \"big\"\r\n aperture 7\r\n$else\r\n aperture 8\r\n$endif\r\n"
-              "$ifneq \"big\" \"no\"\r\n aspect 2\r\n$endif\r\nend camera\r\n");
+    readClean(
+        "set \"gone\" \"x\"\r\n$ifdef \"gone\"\r\nset \"big\" \"yes\" set \"gone\"\r\n$endif\r\n"
+        "$ifdef \"gone\"\r\nset \"big\"\r\n$endif\r\n"
+        "camera \"c\" resolution\r\n"
+        "$ifdef \"big\"\r\n 100\r\n$ifndef \"big\"\r\n 1\r\n$else\r\n 50\r\n$endif\r\n"
+        "$elseifeq \"big\" \"yes\"\r\n 3 4\r\n$else\r\n 7 7\r\n$endif\r\n"
+        "$ifdef \"gone\"\r\n aperture 5 \"unterminated\r\n$elseifeq \"big\" \"yes\"\r\n aperture 6\r\n"
+        "$elseifdef \"big\"\r\n aperture 7\r\n$else\r\n aperture 8\r\n$endif\r\n"
+        "$ifneq \"big\" \"no\"\r\n aspect 2\r\n$endif\r\nend camera\r\n");
     const auto& camera = record<miCamera>("c", miSCENE_CAMERA);
     EXPECT_EQ(camera.x_resolution, 100);
     EXPECT_EQ(camera.y_resolution, 50);
@@ -77,9 +78,10 @@ protected:
 };
 
 TEST_F(Files, InclusionInsideAGroup) {
-    write("main.mi", "object \"o\" group\n$include \"parts/vectors.mi\" # those\n"
-                     "v 0 v 1 v 2 c 0 1 2 end group end object\n"
-                     "$include <found.mi>\n$include <found.mi>\n");
+    write("main.mi",
+          "object \"o\" group\n$include \"parts/vectors.mi\" # those\n"
+          "v 0 v 1 v 2 c 0 1 2 end group end object\n"
+          "$include <found.mi>\n$include <found.mi>\n");
     write("parts/vectors.mi", "0 0 0 1 0 0\n$include \"more.mi\"\n");
     write("parts/more.mi", "0 1 0");
     write("parts/found.mi", "texture_is_no_command");
@@ -102,13 +104,14 @@ TEST_F(Files, FilesThatIncludeEachOtherOrAreMissing) {
 }
 
 TEST_F(Files, RegistryAndSubstitution) {
-    write("main.mi", "registry \"root\" value \"{base}/tex\" end registry\n"
-                     "registry \"base\" value \"/data\" end registry\n"
-                     "registry \"loop\" value \"{loop}{loop}\" end registry\n"
-                     "registry \"run\" mi \"found.mi\" echo \"looked up\" end registry\n$lookup \"run\"\n"
-                     "color texture \"t\" \"{root}/a.png\" color texture \"u\" \"{nothing}{_silent}b.png\"\n"
-                     "color texture \"l\" \"{loop}\"\n"
-                     "$lookup \"run\"\n");
+    write("main.mi",
+          "registry \"root\" value \"{base}/tex\" end registry\n"
+          "registry \"base\" value \"/data\" end registry\n"
+          "registry \"loop\" value \"{loop}{loop}\" end registry\n"
+          "registry \"run\" mi \"found.mi\" echo \"looked up\" end registry\n$lookup \"run\"\n"
+          "color texture \"t\" \"{root}/a.png\" color texture \"u\" \"{nothing}{_silent}b.png\"\n"
+          "color texture \"l\" \"{loop}\"\n"
+          "$lookup \"run\"\n");
     write("found.mi", "material \"m\" end material");
     EXPECT_TRUE(readFile("main.mi")) << errors;
     EXPECT_EQ(database.detail<TextureDetail>(database.find("t"))->file, "/data/tex/a.png");
@@ -124,8 +127,9 @@ instgroup "w" "ci" "later" end instgroup
 )";
 
 TEST_F(Language, RenderCommands) {
-    readClean(std::string(kWorld) + "render \"w\" \"ci\" \"o\"\nincremental camera \"c\" focal 3 end camera\n"
-                                    "render w ci o");
+    readClean(std::string(kWorld) +
+              "render \"w\" \"ci\" \"o\"\nincremental camera \"c\" focal 3 end camera\n"
+              "render w ci o");
     ASSERT_EQ(renders.size(), 2u);
     EXPECT_EQ(renders[0].rootGroup, database.find("w"));
     EXPECT_EQ(renders[0].where, "test.mi:3");

@@ -72,9 +72,10 @@ TEST_P(Malformations, AreReportedAndSteppedOver) {
 INSTANTIATE_TEST_SUITE_P(Scenes, Malformations, testing::ValuesIn(kMalformed));
 
 TEST_F(SceneTest, SeveralErrorsAreSeenAtOnce) {
-    EXPECT_FALSE(read("declare shader \"d\" (scalar \"x\", scalar \"y\") end declare\n"
-                      "shader \"s\" \"d\" (\"x\" off,\n \"z\" [ 1, { } ],\n \"y\" \"text\")\n"
-                      "camera \"c\" focal end camera\n"));
+    EXPECT_FALSE(
+        read("declare shader \"d\" (scalar \"x\", scalar \"y\") end declare\n"
+             "shader \"s\" \"d\" (\"x\" off,\n \"z\" [ 1, { } ],\n \"y\" \"text\")\n"
+             "camera \"c\" focal end camera\n"));
     for (const char* line : {"test.mi:2: ", "test.mi:3: ", "test.mi:4: ", "test.mi:5: "})
         EXPECT_NE(errors.find(line), std::string::npos) << line << errors;
 }

@@ -13,8 +13,7 @@
 #undef LUMO_EXPORT_STATE_SHADER
 #undef LUMO_EXPORT_SHADOW_SHADER
 
-#define LUMO_DESCRIBE(name, P) \
-    static const bool name##IsDescribed = describeShader(#name, layoutOf<P>());
+#define LUMO_DESCRIBE(name, P) static const bool name##IsDescribed = describeShader(#name, layoutOf<P>());
 
 #define LUMO_EXPORT_SHADER(name, Class, source) LUMO_DESCRIBE(name, Class::Parameters)
 #define LUMO_EXPORT_FUNCTION_SHADER(name, function, Result, P) LUMO_DESCRIBE(name, P)
