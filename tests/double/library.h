@@ -45,26 +45,20 @@ T& libraryVariable(const char* name) {
 }  // namespace twin
 
 #define LIBRARY_FUNCTION(name) inline const twin::LibraryFunction<decltype(::name)> name{#name};
-#define LIBRARY_FUNCTIONS(F)                                                                                           \
-    F(miSetModuleHandle)                                                                                               \
-    F(get_userdata)                                                                                                    \
-    F(origin_from_camera)                                                                                              \
-    F(get_tla)                                                                                                         \
-    F(clr_tla_list)                                                                                                    \
-    F(stack_create)                                                                                                    \
-    F(stack_push) F(stack_pop) F(tmsampler_init) F(tmsampler_isDone) F(tmsampler_next) F(getFrameBufferInfo)           \
-        F(getFrameBufferState) F(getFrameBufferDataBlock) F(getNonMaterialPassFrameBufferIndex)                        \
-            F(getNamedFrameBufferID) F(compute_phong_specular) F(compute_blinn_specular)                               \
-                F(compute_hairtubeshader_specular) F(contributesToPass) F(tracePassInit) F(tracePassAdd)               \
-                    F(passWriteColor) F(passWriteInteger) F(passAddToLightSum) F(lumoFatal) F(lumoError)               \
-                        F(lumoWarning) F(lumoInfo) F(sampleLightBegin) F(handleNonLumoLights) F(sampleLightEnd)        \
-                            F(setupLightContributions) F(traceShadow) F(setLightIrradiance)                            \
-                                F(traceShadowAccumulateBegin) F(traceShadowAccumulate) F(traceShadowAccumulateEnd)     \
-                                    F(applyShadowTransparencyToFrameBuffers) F(arealight_lambertian_reflect)           \
-                                        F(arealight_max_phong_spec_dir) F(bc_construct) F(bc_composite) F(bc_destruct) \
-                                            F(compute_lambert_translucence) F(compute_irradiance)                      \
-                                                F(compute_refraction) F(compute_reflection) F(compute_scatter)         \
-                                                    F(destroy_scatter) F(get_derivs) F(hsv_to_rgb) F(rgb_to_hsv)
+// clang-format off
+#define LIBRARY_FUNCTIONS(F) \
+    F(miSetModuleHandle) F(get_userdata) F(origin_from_camera) F(get_tla) F(clr_tla_list) F(stack_create) \
+    F(stack_push) F(stack_pop) F(tmsampler_init) F(tmsampler_isDone) F(tmsampler_next) F(getFrameBufferInfo) \
+    F(getFrameBufferState) F(getFrameBufferDataBlock) F(getNonMaterialPassFrameBufferIndex) F(getNamedFrameBufferID) \
+    F(compute_phong_specular) F(compute_blinn_specular) F(compute_hairtubeshader_specular) F(contributesToPass) \
+    F(tracePassInit) F(tracePassAdd) F(passWriteColor) F(passWriteInteger) F(passAddToLightSum) F(lumoFatal) \
+    F(lumoError) F(lumoWarning) F(lumoInfo) F(sampleLightBegin) F(handleNonLumoLights) F(sampleLightEnd) \
+    F(setupLightContributions) F(traceShadow) F(setLightIrradiance) F(traceShadowAccumulateBegin) \
+    F(traceShadowAccumulate) F(traceShadowAccumulateEnd) F(applyShadowTransparencyToFrameBuffers) \
+    F(arealight_lambertian_reflect) F(arealight_max_phong_spec_dir) F(bc_construct) F(bc_composite) F(bc_destruct) \
+    F(compute_lambert_translucence) F(compute_irradiance) F(compute_refraction) F(compute_reflection) \
+    F(compute_scatter) F(destroy_scatter) F(get_derivs) F(hsv_to_rgb) F(rgb_to_hsv)
+// clang-format on
 
 /* Functions of the library, called as library::get_tla(...). */
 namespace library {
