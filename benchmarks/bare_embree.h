@@ -3,7 +3,7 @@
 
 #include "database/elements.h"
 #include "geometry/vectors.h"
-#include "render/camera.h"
+#include "tracing/camera.h"
 
 #include <embree3/rtcore.h>
 #include <tbb/parallel_for.h>

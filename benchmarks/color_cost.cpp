@@ -4,7 +4,7 @@
 //
 //     color_cost [--benchmark_filter=...]
 #include "SDK/lumo.h"
-#include "SDK/vexabase.h"
+#include "SDK/framework/vexabase.h"
 
 #include <benchmark/benchmark.h>
 #include <shader.h>

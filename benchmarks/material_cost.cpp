@@ -4,8 +4,8 @@
 //
 //     material_cost [--benchmark_filter=Lambert]
 #include "SDK/lumo.h"
-#include "SDK/surface_gloss.h"
-#include "SDK/vexabase.h"
+#include "SDK/surface/surface_gloss.h"
+#include "SDK/framework/vexabase.h"
 
 #include <benchmark/benchmark.h>
 #include <shader.h>

@@ -10,7 +10,7 @@
 #include "mi/camera.h"
 #include "mi/instance.h"
 #include "render/renderer.h"
-#include "scene/reader.h"
+#include "elements/reader.h"
 #include "support/messages.h"
 
 #include <tbb/global_control.h>

@@ -6,7 +6,7 @@
  */
 #include <cstring>
 
-#include "SDK/vexabase.h"
+#include "SDK/framework/vexabase.h"
 
 #include <shader.h>
 

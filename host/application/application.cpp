@@ -3,7 +3,7 @@
 #include "application/command_line.h"
 #include "application/progress_line.h"
 #include "interface/host.h"
-#include "interface/memory.h"
+#include "library/memory.h"
 #include "support/abort.h"
 #include "support/messages.h"
 

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "render/renderer.h"
-#include "scene/reader.h"
+#include "elements/reader.h"
 
 #include <filesystem>
 #include <optional>

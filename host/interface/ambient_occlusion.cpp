@@ -1,5 +1,5 @@
 // Ambient occlusion for shaders.
-#include "render/ambient_occlusion.h"
+#include "gathering/ambient_occlusion.h"
 
 #include "shader.h"
 

@@ -1,6 +1,6 @@
 // Connected parameters and calls of other shaders.
-#include "render/shader_calls.h"
-#include "render/slots.h"
+#include "tracing/shader_calls.h"
+#include "tracing/shader_table.h"
 
 #include "shader.h"
 

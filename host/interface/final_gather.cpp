@@ -1,5 +1,5 @@
 // Indirect light for shaders.
-#include "render/final_gather.h"
+#include "gathering/final_gather.h"
 #include "support/messages.h"
 
 #include "shader.h"

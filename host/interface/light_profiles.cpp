@@ -4,8 +4,8 @@
 #include "mi/instance.h"
 #include "mi/light.h"
 #include "photometry/light_profile.h"
-#include "render/spaces.h"
-#include "render/transforms.h"
+#include "tracing/spaces.h"
+#include "tracing/transforms.h"
 
 #include "shader.h"
 

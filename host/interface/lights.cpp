@@ -1,7 +1,7 @@
 // Lights and shadows for shaders.
 #include "interface/host.h"
-#include "render/lights.h"
-#include "render/shadows.h"
+#include "lights/lights.h"
+#include "lights/shadows.h"
 
 #include "shader.h"
 

@@ -1,7 +1,7 @@
 // The answers of mi_query, one function for each kind of thing that is asked about.
 #pragma once
 
-#include "render/context.h"
+#include "tracing/context.h"
 
 #include <cstring>
 

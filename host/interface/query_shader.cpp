@@ -1,9 +1,9 @@
 // Questions about the running shader, the state, textures and spaces.
 #include "interface/query.h"
-#include "render/lights.h"
-#include "render/shader_table.h"
-#include "render/spaces.h"
-#include "render/textures.h"
+#include "lights/lights.h"
+#include "tracing/shader_table.h"
+#include "tracing/spaces.h"
+#include "tracing/textures.h"
 #include "support/version.h"
 
 #include "shader.h"

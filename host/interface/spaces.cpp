@@ -1,7 +1,7 @@
 // Points, vectors and normals between internal space and the spaces that shaders ask for.
-#include "render/camera.h"
-#include "render/spaces.h"
-#include "render/transforms.h"
+#include "tracing/camera.h"
+#include "tracing/spaces.h"
+#include "tracing/transforms.h"
 
 #include "shader.h"
 

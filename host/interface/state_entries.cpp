@@ -1,5 +1,5 @@
 // Named values that travel with the state, and frame buffers of the sample.
-#include "render/context.h"
+#include "tracing/context.h"
 #include "render/frame_buffers.h"
 
 #include "shader.h"

@@ -1,7 +1,7 @@
 // Texture look-ups over the footprint of a pixel.
-#include "render/camera.h"
-#include "render/context.h"
-#include "render/textures.h"
+#include "tracing/camera.h"
+#include "tracing/context.h"
+#include "tracing/textures.h"
 
 #include "shader.h"
 

@@ -1,7 +1,7 @@
 // Texture look-ups: images from files, or texture shaders called in the caller's state.
-#include "render/pixel_footprint.h"
-#include "render/shader_calls.h"
-#include "render/textures.h"
+#include "tracing/pixel_footprint.h"
+#include "tracing/shader_calls.h"
+#include "tracing/textures.h"
 
 #include "shader.h"
 

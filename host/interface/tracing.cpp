@@ -1,5 +1,5 @@
 // Rays that shaders send.
-#include "render/tracing.h"
+#include "tracing/tracing.h"
 
 #include "shader.h"
 

@@ -1,6 +1,6 @@
 // Attributes of the hit triangle's vertices.
 #include "geometry/mesh.h"
-#include "render/context.h"
+#include "tracing/context.h"
 
 #include "shader.h"
 

@@ -1,6 +1,6 @@
 #include "render/frame_buffers.h"
 
-#include "render/spaces.h"
+#include "tracing/spaces.h"
 
 #include <sys/mman.h>
 

@@ -4,7 +4,7 @@
 #include "database/elements.h"
 #include "image/image.h"
 #include "mi/state.h"
-#include "render/context.h"
+#include "tracing/context.h"
 
 #include <vector>
 

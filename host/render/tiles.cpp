@@ -2,9 +2,9 @@
 
 #include "mi/camera.h"
 #include "mi/options.h"
-#include "render/eye_samples.h"
+#include "tracing/eye_samples.h"
 #include "render/sampling.h"
-#include "render/threads.h"
+#include "support/threads.h"
 #include "support/abort.h"
 #include "support/quasi_random.h"
 

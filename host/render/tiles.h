@@ -2,7 +2,7 @@
 #pragma once
 
 #include "image/image.h"
-#include "render/context.h"
+#include "tracing/context.h"
 #include "render/frame_buffers.h"
 
 #include <chrono>

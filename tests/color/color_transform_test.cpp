@@ -8,7 +8,7 @@
 #include <thread>
 #include <unistd.h>
 
-#include "SDK/color_transform.h"
+#include "SDK/color/color_transform.h"
 #include "binding/tintcore.h"
 #include "tests/shaders/frame_buffer_scene.h"
 

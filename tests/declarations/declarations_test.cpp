@@ -8,7 +8,7 @@
 
 #include "SDK/lumo.h"
 #include "database/declaration.h"
-#include "host/scene/reader.h"
+#include "host/elements/reader.h"
 #include "record_layout.h"
 
 using namespace lumorender;

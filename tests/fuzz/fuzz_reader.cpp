@@ -1,5 +1,5 @@
 // Feeds arbitrary bytes to the scene reader. Nothing outside is reached: the reader may not open files or modules.
-#include "scene/reader.h"
+#include "elements/reader.h"
 #include "support/messages.h"
 
 #include <cstddef>

@@ -1,4 +1,4 @@
-#include "interface/memory.h"
+#include "library/memory.h"
 
 #include "shader.h"
 #include "support/messages.h"

@@ -1,4 +1,4 @@
-#include "interface/fatal.h"
+#include "library/fatal.h"
 #include "shader.h"
 #include "support/messages.h"
 

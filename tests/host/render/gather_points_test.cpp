@@ -1,5 +1,5 @@
 // Interpolation between points of final gathering: the tree against a search through all points.
-#include "render/final_gather_points.h"
+#include "gathering/final_gather_points.h"
 
 #include "geometry/vectors.h"
 #include "support/quasi_random.h"

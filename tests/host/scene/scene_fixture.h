@@ -4,7 +4,7 @@
 #include "database/declaration.h"
 #include "database/elements.h"
 #include "mi/records.h"
-#include "scene/reader.h"
+#include "elements/reader.h"
 #include "support/messages.h"
 
 #include <gtest/gtest.h>

@@ -1,0 +1,47 @@
+/* What the lattice noises have in common: from a coordinate to its place in the lattice, and the spline through values.
+ */
+#pragma once
+
+#include "SDK/framework/float4.h"
+
+#include <cmath>
+
+namespace lumo {
+
+/* Where a value is followed by two more; t lies in 0 to 1 between the middles of a, b and of b, c. Twice the uniform
+ * quadratic B-spline. The order of the operations is fixed, so that each noise rounds like every other. */
+template <class Value, class Parameter>
+Value spline(Value a, Value b, Value c, Parameter t) {
+    return ((a - 2 * b + c) * t - 2 * (a - b)) * t + a + b;
+}
+
+/* A coordinate that cannot be placed counts as 0. */
+template <class Number>
+Number placeable(Number x) {
+    return std::abs(x) <= Number(1e9) ? x : Number(0);
+}
+
+/* What lies above the next lower integer. It is exact but for small negative x, where it may round up to 1. */
+template <class Number>
+Number fraction(Number x) {
+    auto integer = static_cast<std::int32_t>(x);
+    integer -= x < static_cast<Number>(integer);  // signs come at random: calculating is faster than branching
+    return x - static_cast<Number>(integer);
+}
+
+/* Four coordinates as floats. It is the double that must be placeable; a float well inside the range says enough. */
+inline Float4 placeable4(double x, double y, double z, double w) {
+    const Float4 point = {static_cast<float>(x), static_cast<float>(y), static_cast<float>(z), static_cast<float>(w)};
+    if (bits4(abs4(point) < 1e9f) == 15) [[likely]]
+        return point;
+    return Float4{static_cast<float>(placeable(x)), static_cast<float>(placeable(y)), static_cast<float>(placeable(z)),
+                  static_cast<float>(placeable(w))};
+}
+
+/* The fractions of four coordinates. */
+inline Float4 fraction4(Float4 x) {
+    const Float4 integer = toFloat4(truncate4(x));
+    return x - integer + orZero4(x < integer, broadcast4(1));
+}
+
+}  // namespace lumo

@@ -1,0 +1,275 @@
+/* Ramps: reading them from parameters and looking them up. */
+#include "SDK/framework/float4.h"
+#include "SDK/lumo.h"
+#include "SDK/framework/parameters.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <numbers>
+#include <bit>
+#include <limits>
+
+namespace lumo {
+namespace {
+
+/* The search is defined by going through the entries once:
+ *
+ *   lower = upper = 0
+ *   for i = 1 .. count - 1, p = position i
+ *       t > p:   lower = i if p > P[lower] or P[lower] > t;   upper = i if p > P[upper]
+ *       t <= p:  upper = i if P[upper] > p or t > P[upper];   lower = i if P[lower] > p
+ *
+ * Each step waits for the one before, and for random t each comparison is a coin toss to the branch predictor. Looking
+ * at what the steps leave behind, four entries at a time give the same result:
+ *  - upper is the lowest position that is not below t, or the highest of all if there is none;
+ *  - lower is the highest position below t, or the lowest of all if there is none;
+ *  - but an entry at exactly t that comes before all entries below t takes lower, and is never driven out again. It is
+ *    upper, too. Only with entries out of order does this differ from the rule before.
+ * The first one counts of entries at the same position. A position that is not a number is passed over, unless it is
+ * the first one's: no comparison ever drives that out.
+ */
+
+/* Numbers of the entries that a position lies between. The position is above lower's and not above upper's; but where
+ * there is no entry below, or none at or above it, both are the same entry, that at the ramp's end. */
+struct RampBracket {
+    int lower, upper;
+};
+
+/* One bit per entry. */
+using EntrySet = std::uint64_t;
+
+constexpr float kInfinity = std::numeric_limits<float>::infinity();
+
+int entryCount(const LumoRamp& ramp) { return std::min<int>(ramp.count, kRampCapacity); }
+
+/* Four positions. Behind the last entry this reads on into the values, which belong to the record. */
+Float4 fourPositions(const LumoRamp& ramp, int from) { return load4(ramp.positions + from); }
+
+float greatest(Float4 v) {
+    v = max4(v, __builtin_shufflevector(v, v, 2, 3, 0, 1));
+    return max4(v, __builtin_shufflevector(v, v, 1, 0, 3, 2))[0];
+}
+
+float smallest(Float4 v) {
+    v = min4(v, __builtin_shufflevector(v, v, 2, 3, 0, 1));
+    return min4(v, __builtin_shufflevector(v, v, 1, 0, 3, 2))[0];
+}
+
+/* The entries on either side of something, and which of each is nearest. `isBelow` and `isAbove` tell of four positions
+ * where they lie. */
+template <class IsBelow, class IsAbove>
+class Sides {
+public:
+    Sides(const LumoRamp& ramp, IsBelow isBelow, IsAbove isAbove) {
+        const int count = entryCount(ramp);
+        Float4 highest = broadcast4(-kInfinity), lowest = broadcast4(kInfinity);
+        Int4 entry = {0, 1, 2, 3};
+        for (int i = 0; i < count; i += 4, entry += 4) {
+            const Float4 p = fourPositions(ramp, i);
+            const Int4 exists = entry < count;
+            const Int4 lower = exists & isBelow(p), upper = exists & isAbove(p);
+            below |= EntrySet{bits4(lower)} << i;
+            above |= EntrySet{bits4(upper)} << i;
+            highest = max4(orNaN4(lower, p), highest);
+            lowest = min4(orNaN4(upper, p), lowest);
+        }
+        lowestAbove = smallest(lowest);
+        findNearest(ramp, greatest(highest), lowestAbove);
+    }
+
+    EntrySet below = 0, above = 0;
+    int nearestBelow, nearestAbove; /* 64 if there is none */
+    float lowestAbove;              /* position of nearestAbove */
+
+private:
+    void findNearest(const LumoRamp& ramp, float highest, float lowest) {
+        EntrySet atHighest = 0, atLowest = 0;
+        for (int i = 0; i < entryCount(ramp); i += 4) {
+            const Float4 p = fourPositions(ramp, i);
+            atHighest |= EntrySet{bits4(p == highest)} << i;
+            atLowest |= EntrySet{bits4(p == lowest)} << i;
+        }
+        nearestBelow = std::countr_zero(atHighest & below);
+        nearestAbove = std::countr_zero(atLowest & above);
+    }
+};
+
+/* The ramp must have at least one entry. */
+RampBracket rampBracket(const LumoRamp& ramp, float t) {
+    const Sides sides(ramp, [t](Float4 p) { return p < t; }, [t](Float4 p) { return p >= t; });
+    const bool firstIsNone = ramp.positions[0] != ramp.positions[0];
+    if (firstIsNone || (sides.below | sides.above) == 0) return {0, 0};
+
+    const int below = sides.nearestBelow, above = sides.nearestAbove;
+    if (sides.above == 0) return {below, below};
+    // Calculated rather than branched upon: which side comes first is as good as random.
+    const bool drivesOut = (sides.lowestAbove == t) & (above < std::countr_zero(sides.below));
+    const bool takesLower = (sides.below == 0) | drivesOut;
+    return {takesLower ? above : below, above};
+}
+
+/* The entries before lower and after upper; lower and upper themselves where the ramp ends there. */
+RampBracket rampNeighbours(const LumoRamp& ramp, RampBracket inner) {
+    const float lower = ramp.positions[inner.lower], upper = ramp.positions[inner.upper];
+    const Sides sides(ramp, [lower](Float4 p) { return p < lower; }, [upper](Float4 p) { return p > upper; });
+    return {sides.below ? sides.nearestBelow : inner.lower, sides.above ? sides.nearestAbove : inner.upper};
+}
+
+}  // namespace
+namespace {
+
+static_assert(sizeof(LumoRamp) == 1208 && offsetof(LumoRamp, positions) == 8 && offsetof(LumoRamp, values) == 208 &&
+              offsetof(LumoRamp, interpolations) == 1008);
+static_assert(sizeof(RampScalarEntry) == 12 && sizeof(RampColorEntry) == 24);
+
+/* An array parameter: its first words, behind which the entries follow. */
+template <class Entry>
+struct RampGroup {
+    miInteger start;
+    miInteger count;
+    Entry entries[1];
+};
+
+/* Where entry number i of a ramp keeps its value. */
+float& valueOf(LumoRamp& ramp, int i, float) { return (&ramp.values[0].r)[i]; }
+
+miColor& valueOf(LumoRamp& ramp, int i, const miColor&) { return ramp.values[i]; }
+
+float scalarOf(const LumoRamp& ramp, int i) { return (&ramp.values[0].r)[i]; }
+
+template <class Entry>
+class RampReader : ShaderHelper<RampGroup<Entry>> {
+    using Group = RampGroup<Entry>;
+
+public:
+    RampReader(miState* state, Group* group) : ShaderHelper<Group>(state, group) {}
+
+    void read(LumoRamp& ramp) const {
+        ramp.count = std::min<miInteger>((*this)(&Group::count), kRampCapacity);
+        if (ramp.count < 1) return;
+        Entry* entry = this->block()->entries + (*this)(&Group::start);
+        for (int i = 0; i < ramp.count; ++i, ++entry) {
+            ramp.positions[i] = this->evaluated(&entry->position);
+            valueOf(ramp, i, entry->value) = this->evaluated(&entry->value);
+            ramp.interpolations[i] = this->evaluated(&entry->interpolation);
+        }
+    }
+};
+
+/* 0.5 cos((u + 1) pi) + 0.5 for u in 0 to 1, as 0.5 sin((u - 0.5) pi) + 0.5 by the sine's series: exact to a float, the
+ * same on all machines, and without the branches of a library's cosine. */
+float smoothWeight(float u) {
+    const double x = (u - 0.5) * std::numbers::pi, xx = x * x;
+    double sum = 1;
+    for (const double step :
+         {1.0 / (12 * 13), 1.0 / (10 * 11), 1.0 / (8 * 9), 1.0 / (6 * 7), 1.0 / (4 * 5), 1.0 / (2 * 3)})
+        sum = 1 - sum * xx * step;
+    return static_cast<float>(0.5 * x * sum + 0.5);
+}
+
+/* Weight of the upper entry, 0 to 1. */
+float upperWeight(const LumoRamp& ramp, RampBracket at, float t) {
+    const float lower = ramp.positions[at.lower], upper = ramp.positions[at.upper];
+    const miInteger interpolation = ramp.interpolations[at.lower];
+    if (interpolation == kRampNone || t <= lower) return 0;
+    if (t >= upper) return 1;
+    const float u = (t - lower) / (upper - lower);
+    if (interpolation == kRampLinear) return u;
+    if (interpolation == kRampSmooth) return smoothWeight(u);
+    return 0;
+}
+
+/* The segment between two entries as a cubic in x = t - p1. Source: Hermite interpolation with the slopes of the chords
+ * across both neighbours, (y2 - y0) / (p2 - p0); the factors 0.2 h / max(0.00001, 0.2 h) are 1 unless entries all but
+ * coincide, and keep the slopes finite there. */
+class SplineSegment {
+public:
+    SplineSegment(const LumoRamp& ramp, RampBracket at, float t) : at_(at), outer_(rampNeighbours(ramp, at)) {
+        const float p1 = ramp.positions[at.lower], p2 = ramp.positions[at.upper];
+        float p0 = ramp.positions[outer_.lower], p3 = ramp.positions[outer_.upper];
+        h_ = p2 - p1;
+        x_ = t - p1;
+        if (p0 == p1) p0 = p1 - h_;
+        if (p3 == p2) p3 = p2 + h_;
+        chord1_ = std::max(kLeast, p2 - p0);
+        chord2_ = std::max(kLeast, p3 - p1);
+        scale_ = std::max(kLeast, 0.2f * h_);
+    }
+
+    /* Of the channel that `value` gives for the number of an entry. */
+    template <class Value>
+    float channel(Value value) const {
+        const float y0 = value(outer_.lower), y1 = value(at_.lower), y2 = value(at_.upper), y3 = value(outer_.upper);
+        const float s1 = (y2 - y0) * (0.2f * h_) / chord1_ / scale_;
+        const float s2 = (y3 - y1) * (0.2f * h_) / chord2_ / scale_;
+        const float d = y2 - y1;
+        const float u = x_ / h_;  // no powers of x and h: those of small ones vanish
+        return y1 + s1 * x_ + (3 * d - 2 * s1 * h_ - s2 * h_) * (u * u) + (s1 * h_ + s2 * h_ - 2 * d) * (u * u * u);
+    }
+
+private:
+    static constexpr float kLeast = 0.00001f;
+
+    RampBracket at_, outer_;
+    float h_, x_, chord1_, chord2_, scale_;
+};
+
+float scalarAt(const LumoRamp& ramp, float t) {
+    const RampBracket at = rampBracket(ramp, t);
+    const float lower = scalarOf(ramp, at.lower), upper = scalarOf(ramp, at.upper);
+    if (ramp.interpolations[at.lower] != kRampSpline) {
+        const float w = upperWeight(ramp, at, t);
+        return (1 - w) * lower + w * upper;
+    }
+    if (t <= ramp.positions[at.lower]) return lower;
+    if (t >= ramp.positions[at.upper]) return upper;
+    return SplineSegment(ramp, at, t).channel([&](int i) { return scalarOf(ramp, i); });
+}
+
+/* Leaves the alpha of `result` as it is, unless a whole entry is taken. */
+void colorAt(const LumoRamp& ramp, float t, miColor& result) {
+    const RampBracket at = rampBracket(ramp, t);
+    const miColor &lower = ramp.values[at.lower], &upper = ramp.values[at.upper];
+    if (ramp.interpolations[at.lower] != kRampSpline) {
+        const float w = upperWeight(ramp, at, t);
+        const Float4 mixed = (1 - w) * load4(&lower.r) + w * load4(&upper.r);
+        result = {mixed[0], mixed[1], mixed[2], result.a};
+    } else if (t <= ramp.positions[at.lower]) {
+        result = lower;
+    } else if (t >= ramp.positions[at.upper]) {
+        result = upper;
+    } else {
+        const SplineSegment segment(ramp, at, t);
+        result.r = segment.channel([&](int i) { return ramp.values[i].r; });
+        result.g = segment.channel([&](int i) { return ramp.values[i].g; });
+        result.b = segment.channel([&](int i) { return ramp.values[i].b; });
+    }
+}
+
+}  // namespace
+
+}  // namespace lumo
+
+void ramp_constructor(LumoRamp* ramp, miState* state, const void* group, miUint kind) {
+    ramp->kind = kind;
+    ramp->count = 0;
+    if (!group) return;
+    void* words = const_cast<void*>(group);  // the renderer takes parameters by writable address, and only reads them
+    if (kind == 0)
+        lumo::RampReader(state, static_cast<lumo::RampGroup<RampScalarEntry>*>(words)).read(*ramp);
+    else
+        lumo::RampReader(state, static_cast<lumo::RampGroup<RampColorEntry>*>(words)).read(*ramp);
+}
+
+void ramp_destructor(LumoRamp* ramp) { ramp->count = 0; }
+
+miScalar ramp_get_interp_float(const LumoRamp* ramp, miScalar t) {
+    return ramp->kind != 0 || ramp->count < 1 ? 0 : lumo::scalarAt(*ramp, t);
+}
+
+void ramp_get_interp_color(const LumoRamp* ramp, miScalar t, miColor* color) {
+    if (ramp->kind == 0 || ramp->count < 1)
+        *color = {0, 0, 0, 0};
+    else
+        lumo::colorAt(*ramp, t, *color);
+}

@@ -1,0 +1,115 @@
+#include "SDK/passes/level_filters.h"
+
+#include "SDK/color/color.h"
+#include "SDK/passes/pass_filter.h"
+
+namespace lumo {
+namespace {
+
+constexpr miUint kInherited = kLevelNoReflection | kLevelNoRefraction | kLevelHidden;
+
+/* Whatever a ray meets, before its pass mask is asked. */
+class Arrival {
+public:
+    explicit Arrival(const miState* state)
+        : level_(rayLevel(state)),
+          reflection_(state->reflection_level),
+          refraction_(state->refraction_level),
+          hiding_(hidingFlags(state->type)) {}
+
+    miUint flags(const FrameBufferInfo& entry) const {
+        const miUint inherited = inheritedFlags(entry);
+        return inherited | rangeFlags(entry) | (inherited & hiding_ ? kLevelFiltered | kLevelHidden : 0);
+    }
+
+private:
+    /* Of rays that a buffer does not follow any more, when one of these says so: all that they hit, and all behind it,
+     * is hidden from it. */
+    static miUint hidingFlags(miRay_type type) {
+        const miUint own = type == miRAY_REFLECT ? kLevelNoReflection : type == miRAY_REFRACT ? kLevelNoRefraction : 0;
+        return kLevelHidden | own;
+    }
+
+    /* What surfaces in front, at this level, and the one that traced the ray leave for this surface. */
+    miUint inheritedFlags(const FrameBufferInfo& entry) const {
+        const miUint before = level_ > 0 ? entry.slots[level_ - 1].levelFlags : 0;
+        return (entry.slots[level_].levelFlags | before) & kInherited;
+    }
+
+    /* What the buffer's own range gives: 0 inside it, kLevelFiltered outside, with kLevelBelowRange where more
+     * reflections or refractions lead into it. */
+    miUint rangeFlags(const FrameBufferInfo& entry) const {
+        const bool below = reflection_ < entry.minReflectionLevel || refraction_ < entry.minRefractionLevel;
+        const bool above = reflection_ > entry.maxReflectionLevel || refraction_ > entry.maxRefractionLevel;
+        if (below && !above) return kLevelFiltered | kLevelBelowRange;
+        return above ? kLevelFiltered : 0;
+    }
+
+    const int level_, reflection_, refraction_;
+    const miUint hiding_;
+};
+
+/* An object that is left out is left out with all that is seen in it and through its refractions, unless the buffer
+ * asks for these. */
+miUint maskFlags(const FrameBufferInfo& entry) {
+    miUint flags = kLevelFiltered;
+    if (!(entry.flags & kEntryThroughReflection)) flags |= kLevelNoReflection;
+    if (!(entry.flags & kEntryThroughRefraction)) flags |= kLevelNoRefraction;
+    return flags;
+}
+
+}  // namespace
+
+bool beginSurface(const LevelSlots& slots, miState* state) {
+    // While final gathering is prepared nothing is written, and nobody will read the slots.
+    miInteger gathering = 0;
+    if (slots.entries().empty() || (mi_query(miQ_FINALGATHER_STATE, state, miNULLTAG, &gathering) && gathering == 2))
+        return false;
+
+    const PassFilter mask(state, shadedObject(state));
+    const Arrival arrival(state);
+    bool looksBehind = false;
+    miUint number = 0;
+    for (FrameBufferInfo& entry : slots.entries()) {
+        FrameBufferSlot& slot = slots.of(entry);
+        slot.contribution = kBlack;
+        miUint flags = arrival.flags(entry);
+        if (!mask.allows(number++)) {
+            flags |= maskFlags(entry);
+            looksBehind = looksBehind || !(flags & kLevelHidden || entry.flags & kEntryMatte);
+        }
+        slot.levelFlags = flags;
+    }
+    return looksBehind;
+}
+
+void depositEnvironment(const FrameBuffers& buffers, const miState* state, const miColor& color) {
+    const miState* ray = state->child;
+    if (!ray || ray->instance != miNULLTAG) return;
+    const Arrival arrival(ray);
+    for (const PassType type : {kPassBeauty, kPassBeautyNoShadow})
+        for (const FrameBufferInfo& entry : buffers.ofType(type)) {
+            FrameBufferSlot* slot = currentSlot(entry, ray);
+            if (slot && !(arrival.flags(entry) & kLevelFiltered)) slot->color = color;
+        }
+}
+
+void depositUntraced(const FrameBuffers& buffers, const miState* state, const miColor& color) {
+    miState ray = *state;
+    ray.type = miRAY_REFLECT;
+    ++ray.reflection_level;
+    const Arrival arrival(&ray);
+    for (const PassType type : {kPassBeauty, kPassBeautyNoShadow})
+        for (const FrameBufferInfo& entry : buffers.ofType(type)) {
+            FrameBufferSlot* here = currentSlot(entry, state);
+            FrameBufferSlot* next = currentSlot(entry, &ray);
+            if (!here || !next) continue;
+            next->levelFlags = 0;
+            const bool handedUp = !isFilteredOut(*here) || (entry.flags & kEntryThroughReflection);
+            const bool seen = !(arrival.flags(entry) & kLevelFiltered);
+            if (seen && handedUp && !(entry.flags & kEntryNoTracedLight))
+                here->contribution = here->contribution + color;
+        }
+}
+
+}  // namespace lumo

@@ -1,0 +1,217 @@
+/* Surface materials: one template that fixes how a surface is shaded, with a component for each of its terms.
+ *
+ * A new material is a parameter record that begins with `LambertParameters surface`, a helper (SurfaceHelper<P> or one
+ * that derives from it), and components for the terms that differ; shaders/materials/lumoLambert.cpp is the shortest one.
+ *
+ * The way of a call: the terms' parameters, material-color passes, the light loop (surface_lights.h), then refraction,
+ * reflection, scatter, indirect light and incandescence, the composition, and the passes of these terms.
+ */
+#pragma once
+
+#include "SDK/framework/renderer_access.h"
+#include "SDK/surface/surface_components.h"
+#include "SDK/surface/surface_lights.h"
+#include "SDK/surface/secondary_rays.h"
+#include "SDK/surface/surface_shadow.h"
+
+namespace lumo {
+
+/* The terms of the composition besides those of the light loop. */
+struct SurfaceTerms {
+    miColor ambient = kBlack, incandescence = kBlack, indirect = kBlack;
+    miColor reflection = kBlack, refraction = kBlack, scatter = kBlack;
+};
+
+/* Bumps and back sides change the state's normal; whoever called the surface gets it back as it was. */
+class NormalScope {
+public:
+    explicit NormalScope(miState* state) : state_(state), normal_(state->normal), dotNd_(state->dot_nd) {}
+    ~NormalScope() {
+        state_->normal = normal_;
+        state_->dot_nd = dotNd_;
+    }
+
+    NormalScope(const NormalScope&) = delete;
+    NormalScope& operator=(const NormalScope&) = delete;
+
+private:
+    miState* const state_;
+    const miVector normal_;
+    const miScalar dotNd_;
+};
+
+template <class P, class Return, class H, class AmbientMaterialColor, class Ambient, class DiffuseMaterialColor,
+          class Diffuse, class Specular, class Reflection, class Refraction, class Scatter, class Indirect,
+          class Incandescence, class Custom, int version = kInterfaceVersion>
+class Surface : public Material<P, H, version> {
+public:
+    using Result = Return;
+
+    explicit Surface(const H& in)
+        : Material<P, H, version>(in),
+          ambientMaterialColor_(in),
+          ambient_(in),
+          diffuseMaterialColor_(in),
+          diffuse_(in),
+          specular_(in),
+          reflection_(in),
+          refraction_(in),
+          scatter_(in),
+          indirect_(in),
+          incandescence_(in),
+          custom_(in) {}
+    ~Surface() override { destroy_scatter(scatterCache_); }
+
+    miBoolean shade(Return* result, const H& in) const {
+        if (in.isHandled()) return miTRUE;
+        Vexabase* record = vexabaseOf(in.state());
+        if (!record) {
+            reportWarning("LumoShaderSDK(): Internal state error.");
+            return miFALSE;
+        }
+        if (in.state()->type == miRAY_SHADOW) {
+            // A shadow ray's result is one color, not a record.
+            castShadow(reinterpret_cast<miColor*>(result), in, *record);
+            return miTRUE;
+        }
+        *result = {};
+        shadeSeen(*result, in, *record);
+        return miTRUE;
+    }
+
+private:
+    using Lights = SurfaceLights<H, Diffuse, Specular>;
+
+    void shadeSeen(Return& result, const H& in, Vexabase& record) const {
+        const NormalScope normal(in.state());
+        FrameBuffers buffers;
+        FrameBufferInfo* entries = nullptr;
+        const miUint count = getFrameBufferInfo(in.state(), &buffers.passes, &entries);
+        buffers.entries = {entries, count};
+
+        SurfacePoint point = pointOf(in, record);
+        PassWriter passes(in.state(), buffers, this->passWriteMode, this->passWriteFlagByte(), &this->passWriteWeight);
+        if (point.matteMode == 0) passes.close();  // a hole is a hole in every pass
+
+        SurfaceTerms terms;
+        Lights lights(in, point, passes, diffuse_, specular_);
+        {
+            // What is seen on a surface, or through it, counts for as much as the surface lets it.
+            const WeightScope weight(record);
+            if (!point.wants(kTermShadowRatio))
+                weight.multiply((1 - point.transparency) * point.color, point.glowIntensity);
+            readMaterialColors(in, point);
+            writeMaterialColors(point, passes);
+            if (point.wants(kTermAmbient)) terms.ambient = ambient_.term(in, point);
+            if (point.composition.perLight) lights.run();
+            computeTerms(in, point, passes, terms);
+        }
+        compose(result, in, point, lights, terms);
+        writeTotals(result, point, passes, terms);
+        custom_.write(in, point, passes, result);
+        record.refractionValue = in.common(&LambertParameters::refractionDepth);
+    }
+
+    SurfacePoint pointOf(const H& in, Vexabase& record) const {
+        miState* state = in.state();
+        applyBump(in);
+        SurfacePoint point{};
+        point.state = state;
+        point.record = &record;
+        bc_construct(&point.composition, record.compositionMode, state);
+        point.transparency = in.transparency();
+        point.translucence = in.common(&LambertParameters::translucence);
+        if (point.translucence != 0) {
+            point.translucenceFocus = in.common(&LambertParameters::translucenceFocus);
+            point.translucenceDepth = in.common(&LambertParameters::translucenceDepth);
+        }
+        point.matteMode = in.common(&LambertParameters::matteOpacityMode);
+        point.glowIntensity = in.common(&LambertParameters::glowIntensity);
+        point.hideSource = in.common(&LambertParameters::hideSource);
+        point.normal = state->normal;
+        point.normalEye = -state->dot_nd;
+        point.mirror = mirrored(state->dir, state->normal);
+        point.color = in.color(point);
+        return point;
+    }
+
+    void readMaterialColors(const H& in, SurfacePoint& point) const {
+        point.ambientMaterial = ambientMaterialColor_.term(in, point);
+        point.diffuse = in.common(&LambertParameters::diffuse);
+        point.diffuseMaterial = diffuseMaterialColor_.term(in, point);
+    }
+
+    /* A connected bump gives the normal in camera space, or changes the state's normal itself and gives nothing. */
+    static void applyBump(const H& in) {
+        if (!in.commonIsConnected(&LambertParameters::normalCamera)) return;
+        miState* state = in.state();
+        miVector normal = in.common(&LambertParameters::normalCamera);
+        mi_normal_from_camera(state, &normal, &normal);
+        const miScalar length = mi_vector_norm(&normal);
+        if (length > 0 && std::isfinite(length)) {
+            mi_vector_div(&normal, length);
+            state->normal = normal;
+        }
+        state->dot_nd = mi_vector_dot(&state->normal, &state->dir);
+    }
+
+    void writeMaterialColors(const SurfacePoint& point, const PassWriter& passes) const {
+        passes.write(kPassAmbientMaterialColor, point.ambientMaterial);
+        passes.write(kPassDiffuseMaterialColor, point.diffuseMaterial * point.diffuse);
+        passes.write(kPassMatte, kBlack);
+        passes.write(kPassTransparency, point.transparency);
+    }
+
+    void computeTerms(const H& in, SurfacePoint& point, const PassWriter& passes, SurfaceTerms& terms) const {
+        terms.refraction = refraction_.term(in, point, passes);
+        if (point.wants(kTermReflection)) terms.reflection = reflection_.term(in, point, passes);
+        if (point.wants(kTermScatter)) terms.scatter = scatter_.term(in, point, scatterCache_);
+        if (point.wants(kTermIndirect)) terms.indirect = indirect_.term(in, point);
+        if (point.wants(kTermIncandescence)) terms.incandescence = incandescence_.term(in, point);
+    }
+
+    void compose(Return& result, const H& in, SurfacePoint& point, const Lights& lights,
+                 const SurfaceTerms& terms) const {
+        result.transparency = point.transparency;
+        bc_composite(&point.composition, &result, &terms.ambient, &terms.incandescence, &terms.indirect,
+                     lights.direct(), lights.shadowRatio(), lights.specular(), &terms.reflection, &terms.refraction,
+                     &terms.scatter, &point.transparency, point.glowIntensity, point.glowIntensity, point.hideSource,
+                     point.matteMode, in.common(&LambertParameters::matteOpacity));
+        bc_destruct(&point.composition);
+        // Rays that looked behind already are in the color: compositing must not look there again.
+        if (point.refractionTraced && point.wants(kTermRefraction)) result.transparency = kBlack;
+    }
+
+    void writeTotals(const Return& result, const SurfacePoint& point, const PassWriter& passes,
+                     const SurfaceTerms& terms) const {
+        passes.write(kPassRefraction, terms.refraction);
+        passes.write(kPassReflection, terms.reflection);
+        passes.write(kPassScatter, terms.scatter);
+        passes.write(kPassIndirect, terms.indirect);
+        passes.write(kPassIncandescence, terms.incandescence);
+        passes.write(kPassGlow, result.glowColor);
+        passes.writeScalar(kPassIncidence, point.normalEye < 0 ? 1 : 1 - point.normalEye);
+        passes.write(kPassAmbient, terms.ambient);
+        if (point.hideSource) return;
+        // Ambient is not attenuated here as it is in the color: kept so, the beauty passes are added up from it.
+        const miColor rest =
+            (terms.indirect + terms.scatter) * (1 - point.transparency) + terms.incandescence + terms.ambient;
+        passes.write(kPassBeauty, rest);
+        passes.write(kPassBeautyNoShadow, rest);
+    }
+
+    mutable ScatterCache* scatterCache_ = nullptr; /* threads share it; see compute_scatter */
+    [[no_unique_address]] const AmbientMaterialColor ambientMaterialColor_;
+    [[no_unique_address]] const Ambient ambient_;
+    [[no_unique_address]] const DiffuseMaterialColor diffuseMaterialColor_;
+    [[no_unique_address]] const Diffuse diffuse_;
+    [[no_unique_address]] const Specular specular_;
+    [[no_unique_address]] const Reflection reflection_;
+    [[no_unique_address]] const Refraction refraction_;
+    [[no_unique_address]] const Scatter scatter_;
+    [[no_unique_address]] const Indirect indirect_;
+    [[no_unique_address]] const Incandescence incandescence_;
+    [[no_unique_address]] const Custom custom_;
+};
+
+}  // namespace lumo

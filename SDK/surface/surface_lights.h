@@ -1,0 +1,234 @@
+/* The light loop of surface materials: every light of the instance, from the front and where it matters from behind,
+ * into the sums of the composition and, sample by sample, into the passes.
+ */
+#pragma once
+
+#include "SDK/surface/surface_point.h"
+
+namespace lumo {
+
+/* Light times term: first with the light as sampled, second with the light before shadows. */
+struct LitSums {
+    miColor color[2] = {kBlack, kBlack};
+
+    void add(const miColor& term, const miColor& light, const miColor& unshadowed) {
+        color[0] = color[0] + term * light;
+        color[1] = color[1] + term * unshadowed;
+    }
+    void scale(miScalar factor) {
+        color[0] = color[0] * factor;
+        color[1] = color[1] * factor;
+    }
+};
+
+struct LightSample {
+    miTag light = miNULLTAG;
+    miColor color = kBlack;
+    miVector direction = {0, 0, 0}; /* from the point to the light */
+    miScalar cosine = 0;
+};
+
+/* Turns the surface around while it lives. */
+class BackSideScope {
+public:
+    explicit BackSideScope(miState* state) : state_(state) { turn(); }
+    ~BackSideScope() { turn(); }
+
+    BackSideScope(const BackSideScope&) = delete;
+    BackSideScope& operator=(const BackSideScope&) = delete;
+
+private:
+    void turn() {
+        mi_vector_neg(&state_->normal);
+        mi_vector_neg(&state_->normal_geom);
+    }
+
+    miState* const state_;
+};
+
+template <class H, class Diffuse, class Specular>
+class SurfaceLights {
+public:
+    SurfaceLights(const H& in, const SurfacePoint& point, const PassWriter& passes, const Diffuse& diffuse,
+                  const Specular& specular)
+        : in_(in),
+          point_(point),
+          data_(point.record->light),
+          passes_(passes),
+          diffuse_(diffuse),
+          specular_(specular),
+          specularValues_(specular.values(in, point)) {}
+
+    void run() {
+        int count = 0;
+        miTag* lights = nullptr;
+        mi_instance_lightlist(&count, &lights, point_.state);
+        for (int i = 0; lights && i < count; ++i)
+            if (lights[i] != miNULLTAG) lightBothSides(lights[i]);
+    }
+
+    /* Two colors each, as the composition takes them. */
+    const miColor* direct() const { return direct_.color; }
+    const miColor* specular() const { return specularSums_.color; }
+
+    /* Share of the light that was blocked. */
+    miScalar shadowRatio() const { return arrived_ > VEXA_EPS ? blocked_ / arrived_ : 0; }
+
+private:
+    /* Which samples of a run count. */
+    enum class Take { kAll, kAmbient };
+
+    /* The sums of one run. */
+    struct Run {
+        LitSums direct, specular;
+        miScalar facing = 0;
+        bool hasSamples = false;
+    };
+
+    /* A light behind the surface is rejected by the renderer before its shader is called, so the surface is turned
+     * around for it: when light shines through, when the sample lights both sides, and for ambient light, which knows
+     * no sides. What kind of light it is only its shader tells; asked without shadows, that is cheap. */
+    void lightBothSides(miTag light) {
+        const bool bothSides = point_.translucence != 0 || point_.record->lightsBackSide;
+        const bool frontHasSamples = sampleLight(light, 0, Take::kAll);
+        if (!bothSides && frontHasSamples) return;
+        const BackSideScope turned(point_.state);
+        sampleLight(light, 1, bothSides ? Take::kAll : Take::kAmbient);
+    }
+
+    /* Returns whether the light gave samples. */
+    bool sampleLight(miTag light, miInteger fromBehind, Take take) {
+        data_ = LightData{};
+        data_.flipsCosine = fromBehind;
+        data_.withoutSampleTerms = !point_.composition.perSample || take == Take::kAmbient;
+
+        Run run;
+        LightSample sample;
+        sample.light = light;
+        int samples = 0;
+        passes_.beginLight();
+        while (mi_sample_light(&sample.color, &sample.direction, &sample.cosine, point_.state, light, &samples)) {
+            passes_.takeForeignLight(sample.color, light);
+            if (take == Take::kAmbient && !data_.isAmbient) continue;
+            // Seen from behind, the cosine is that of the turned normal.
+            if (data_.flipsCosine) sample.cosine = -sample.cosine;
+            run.hasSamples = true;
+            addSample(sample, run);
+        }
+        // A run for ambient light that found another kind has nothing to write.
+        const bool counts = take == Take::kAll || run.hasSamples;
+        passes_.endLight(counts ? samples : 0);
+        if (counts && samples > 0) fold(run, samples);
+        return run.hasSamples;
+    }
+
+    void fold(Run& run, int samples) {
+        const miScalar share = 1 / static_cast<miScalar>(samples);
+        if (samples > 1) {
+            run.direct.scale(share);
+            run.specular.scale(share);
+        }
+        const miUint bits[2][2] = {{kTermDirect, kTermSpecular}, {kTermDirectNoShadow, kTermSpecularNoShadow}};
+        for (int k = 0; k < 2; ++k) {
+            if (point_.wants(bits[k][0])) direct_.color[k] = direct_.color[k] + run.direct.color[k];
+            if (point_.wants(bits[k][1])) specularSums_.color[k] = specularSums_.color[k] + run.specular.color[k];
+        }
+        passes_.writeScalar(kPassLightScalar, run.facing * share);
+    }
+
+    void addSample(LightSample& sample, Run& run) {
+        miColor body = data_.isAmbient ? addAmbient(sample, run) : kBlack;
+        if (data_.emitsDiffuse) addIrradiance(sample);
+        if (point_.wants(kTermShadowRatio)) addShadow(sample.cosine);
+        if (data_.emitsDiffuse) body = body + addDiffuse(sample, run);
+        run.facing += (sample.cosine + 1) / 2;
+        const miColor shine = data_.emitsSpecular ? addSpecular(sample, run) : kBlack;
+        addWhole(body * (1 - point_.transparency) + shine);
+    }
+
+    miColor addAmbient(const LightSample& sample, Run& run) {
+        const miColor& color = point_.diffuseMaterial;
+        run.direct.add(color, sample.color, data_.color);
+        passes_.addLit(kPassAmbientIrradiance, WHITE);
+        passes_.addLit(kPassAmbient, color);
+        return color;
+    }
+
+    void addIrradiance(LightSample& sample) {
+        // An area light's cosine is that of all its points. The normal is the unturned one: from behind it is negative.
+        if (data_.corners)
+            sample.cosine = arealight_lambertian_reflect(&point_.state->point, &point_.normal, data_.corners);
+        if (!(sample.cosine > 0)) return;
+        const miColor cosine = {sample.cosine, sample.cosine, sample.cosine, 1};
+        for (const PassType type : {kPassDirectIrradiance, kPassDirectIrradianceNoShadow, kPassShadowIrradiance})
+            passes_.addLit(type, cosine);
+        passes_.addLitLuminance(kPassShadowCosine, cosine);
+    }
+
+    void addShadow(miScalar cosine) {
+        const miScalar light = luminance(data_.color);
+        arrived_ += light;
+        if (cosine > 0) blocked_ += light * data_.shadowFraction;
+    }
+
+    /* What the surface scatters back, and what shines through it. */
+    miColor addDiffuse(const LightSample& sample, Run& run) {
+        miColor through = kBlack;
+        if (point_.translucence != 0) {
+            through = point_.color * compute_lambert_translucence(point_.state, sample.cosine, &sample.direction,
+                                                                  point_.translucence, point_.translucenceFocus,
+                                                                  point_.translucenceDepth, data_.corners);
+            passes_.addLit(kPassTranslucence, through);
+            passes_.addLit(kPassTranslucenceNoShadow, through);
+        }
+        const miColor diffuse = diffuse_.term(in_, point_, point_.diffuseMaterial, sample.cosine) + through;
+        run.direct.add(diffuse, sample.color, data_.color);
+        passes_.addLit(kPassDiffuse, diffuse);
+        passes_.addLit(kPassDiffuseNoShadow, diffuse);
+        return diffuse;
+    }
+
+    miColor addSpecular(const LightSample& sample, Run& run) {
+        const miColor specular = specularTerm(sample);
+        run.specular.add(specular, sample.color, data_.color);
+        passes_.addLit(kPassSpecular, specular);
+        passes_.addLit(kPassSpecularNoShadow, specular);
+        return specular;
+    }
+
+    miColor specularTerm(const LightSample& sample) const {
+        if constexpr (requires { Specular::kIsBlack; }) {
+            return kBlack;
+        } else {
+            if (!data_.corners) return specular_.term(specularValues_, point_, sample.cosine, sample.direction);
+            // The point of an area light that the mirror shows best stands for the whole light.
+            miVector direction;
+            const miScalar weight = arealight_max_phong_spec_dir(&point_.state->point, &point_.mirror, data_.corners,
+                                                                 sample.light, &direction);
+            const miScalar cosine = mi_vector_dot(&point_.mirror, &direction);
+            return specular_.term(specularValues_, point_, cosine, direction) * weight;
+        }
+    }
+
+    /* Everything that this sample shows of the surface. */
+    void addWhole(const miColor& color) {
+        passes_.addLit(kPassShadow, color);
+        passes_.addLitLuminance(kPassShadowLuminance, color);
+        if (point_.hideSource) return;
+        passes_.addLit(kPassBeauty, color);
+        passes_.addLit(kPassBeautyNoShadow, color);
+    }
+
+    const H& in_;
+    const SurfacePoint& point_;
+    LightData& data_;
+    const PassWriter& passes_;
+    const Diffuse& diffuse_;
+    const Specular& specular_;
+    const typename Specular::Values specularValues_;
+
+    LitSums direct_, specularSums_;
+    miScalar arrived_ = 0, blocked_ = 0;
+};
+
+}  // namespace lumo

@@ -1,0 +1,100 @@
+/* What a surface material knows about the point that it shades, and how it writes its passes there. */
+#pragma once
+
+#include "SDK/color/color.h"
+#include "SDK/passes/frame_buffers.h"
+#include "SDK/framework/renderer_access.h"
+
+namespace lumo {
+
+/* Filled before the light loop. Vectors are in internal space. */
+struct SurfacePoint {
+    miState* state;
+    Vexabase* record;
+    CompositionState composition;
+
+    miColor color, transparency; /* transparency is T: 1 is clear */
+    miScalar translucence, translucenceFocus, translucenceDepth;
+    miScalar glowIntensity;
+    miInteger matteMode;
+    miBoolean hideSource;
+
+    miVector normal;    /* shading normal, bumped, turned to the eye as a rule */
+    miScalar normalEye; /* cosine of it and the direction to the eye */
+    miVector mirror;    /* eye ray, mirrored by the normal */
+
+    miColor ambientMaterial, diffuseMaterial;
+    miScalar diffuse;
+
+    bool refractionTraced = false; /* set by the refraction component */
+
+    bool wants(miUint terms) const { return (composition.mask & terms) != 0; }
+};
+
+/* Writes a material's values into the entries of a pass type. What materials write has alpha 1. */
+class PassWriter {
+public:
+    PassWriter(miState* state, const FrameBuffers& buffers, miUint mode, const miCBoolean* flags,
+               const miScalar* weight)
+        : state_(state), buffers_(buffers), mode_(mode), flags_(flags), weight_(weight) {}
+
+    /* From now on nothing is written. */
+    void close() { mode_ = kWriteNone; }
+    bool isOpen() const { return mode_ != kWriteNone && !buffers_.empty(); }
+
+    /* Whole values. */
+    void write(PassType type, const miColor& value) const {
+        if (isOpen())
+            for (FrameBufferInfo& entry : buffers_.ofType(type)) writeEntry(entry, opaque(value));
+    }
+    void writeScalar(PassType type, miScalar value) const {
+        if (isOpen())
+            for (FrameBufferInfo& entry : buffers_.ofType(type)) writeFirstWord(entry, value);
+    }
+
+    /* Terms of a light sample, which the light that each entry gets multiplies. */
+    void addLit(PassType type, const miColor& term) const {
+        if (isOpen())
+            for (FrameBufferInfo& entry : buffers_.ofType(type))
+                entry.lightSum = entry.lightSum + entry.lightValue * opaque(term);
+    }
+    void addLitLuminance(PassType type, const miColor& term) const {
+        if (isOpen())
+            for (FrameBufferInfo& entry : buffers_.ofType(type)) entry.lightSum.r += luminance(entry.lightValue * term);
+    }
+
+    void beginLight() const { sampleLightBegin(buffers_.count(), buffers_.entries.data()); }
+    void takeForeignLight(const miColor& color, miTag light) const {
+        handleNonLumoLights(buffers_.count(), buffers_.entries.data(), &color, light, state_);
+    }
+    void endLight(int samples) const {
+        sampleLightEnd(state_, buffers_.count(), buffers_.entries.data(), samples, &mode_, flags_, weight_);
+    }
+
+    /* The buffers that secondary rays write for this surface. */
+    FrameBuffers traced() const { return isOpen() ? buffers_ : FrameBuffers{}; }
+
+private:
+    static miColor opaque(const miColor& value) { return {value.r, value.g, value.b, 1}; }
+
+    void writeEntry(FrameBufferInfo& entry, const miColor& value) const {
+        passWriteColor(state_, &value, &entry, &mode_, flags_, weight_, nullptr, nullptr);
+    }
+
+    /* Scalar buffers have one word; what lies behind it is not theirs. */
+    void writeFirstWord(FrameBufferInfo& entry, miScalar value) const {
+        FrameBufferSlot* slot = currentSlot(entry, state_);
+        if (!slot) return;
+        const miColor before = slot->contribution;
+        writeEntry(entry, {value, 0, 0, 0});
+        slot->contribution = {slot->contribution.r, before.g, before.b, before.a};
+    }
+
+    miState* const state_;
+    const FrameBuffers buffers_;
+    miUint mode_;
+    const miCBoolean* const flags_;
+    const miScalar* const weight_;
+};
+
+}  // namespace lumo

@@ -1,0 +1,128 @@
+// Reads `camera`.
+#include "mi/records.h"
+#include "elements/element_readers.h"
+#include "parameters/shader_calls.h"
+#include "parsing/statements.h"
+#include "parameters/user_data.h"
+
+#include <algorithm>
+
+namespace lumorender {
+
+namespace {
+
+struct CameraReader {
+    SceneContext& scene;
+    Cursor& in;
+    miCamera camera = {};
+    CameraDetail detail = {};
+    FrameBufferSet buffers = {};
+    bool lensSeen = false, volumeSeen = false, environmentSeen = false;
+
+    bool readOther() { return false; }
+
+    void setDefaults() {
+        camera.focal = 1;
+        camera.aperture = 1;
+        camera.aspect = 1.33f;
+        camera.clip = {0.0001f, 1e6f};
+        camera.x_resolution = 768;
+        camera.y_resolution = 576;
+        camera.window = {0, 0, 65535, 65535};
+    }
+
+    void readFocal() {
+        camera.orthographic = in.accept("infinity");
+        if (!camera.orthographic) camera.focal = in.readFloat();
+    }
+
+    void readResolution() {
+        camera.x_resolution = in.readInteger(1, 1 << 20);
+        camera.y_resolution = in.readInteger(1, 1 << 20);
+    }
+
+    void readWindow() {
+        camera.window.xl = in.readInteger();
+        camera.window.yl = in.readInteger();
+        camera.window.xh = in.readInteger();
+        camera.window.yh = in.readInteger();
+    }
+
+    /// The first statement of a kind in an incremental edit replaces what was there; further ones append.
+    void readSlot(miTag& slot, bool& seen) {
+        const bool clears = !atShader(in);
+        const miTag added = readShaderList(scene);
+        slot = clears || !seen ? added : joinShaders(scene, slot, added);
+        seen = true;
+    }
+
+    void readFrame() {
+        camera.frame = in.readInteger();
+        if (in.atNumber()) camera.frame_time = in.readFloat();
+    }
+
+    void skipPass() {
+        scene.problems.unsupported(in.place(), "passes over frame buffer files are not supported");
+        while (!in.atEnd() && !in.at("end") && !isStatement()) in.skipGroup();
+    }
+
+    bool isStatement() const;
+    void read();
+};
+
+using Reader = CameraReader;
+
+const StatementTable<Reader>& statements() {
+    // clang-format off
+    static const StatementTable<Reader> table = {
+        {"focal", [](Reader& r) { r.readFocal(); }},
+        {"aperture", [](Reader& r) { r.camera.aperture = r.in.readFloat(); }},
+        {"aspect", [](Reader& r) { r.camera.aspect = r.in.readFloat(); }},
+        {"resolution", [](Reader& r) { r.readResolution(); }},
+        {"window", [](Reader& r) { r.readWindow(); }},
+        {"offset", [](Reader& r) { r.camera.x_offset = r.in.readFloat(); r.camera.y_offset = r.in.readFloat(); }},
+        {"clip", [](Reader& r) { r.camera.clip.min = r.in.readFloat(); r.camera.clip.max = r.in.readFloat(); }},
+        {"dof", [](Reader& r) {
+            r.scene.problems.unsupported(r.in.place(),
+                                         "the built-in depth of field is not supported, use a lens shader");
+            r.in.readFloats(2);
+        }},
+        {"lens", [](Reader& r) { r.readSlot(r.camera.lens, r.lensSeen); }},
+        {"volume", [](Reader& r) { r.readSlot(r.camera.volume, r.volumeSeen); }},
+        {"environment", [](Reader& r) { r.readSlot(r.camera.environment, r.environmentSeen); }},
+        {"frame", [](Reader& r) { r.readFrame(); }},
+        {"field", [](Reader& r) { r.scene.problems.noEffect(r.in.place(), "field"); r.in.skipGroup(); }},
+        {"output", [](Reader& r) { readOutput(r.scene, r.detail, r.buffers); }},
+        {"framebuffer", [](Reader& r) { readFrameBuffer(r.scene, r.buffers); }},
+        {"pass", [](Reader& r) { r.skipPass(); }},
+        {"data", [](Reader& r) { readDataStatement(r.scene, r.camera.userdata); }},
+        {"attribute", [](Reader& r) { skipAttribute(r.scene); }},
+    };
+    // clang-format on
+    return table;
+}
+
+bool CameraReader::isStatement() const { return statements().find(in.current()) != nullptr; }
+
+void CameraReader::read() {
+    const std::string name = scene.readNewName("the name of the camera");
+    setDefaults();
+    if (const miTag former = scene.edited(name, miSCENE_CAMERA, "camera")) {
+        scene.loadEdited(former, miSCENE_CAMERA, camera, detail);
+        if (const auto* given = scene.database.detail<FrameBufferSet>(camera.buffertag)) buffers = *given;
+    }
+    readStatements(*this, statements(), "camera");
+
+    choosePrimary(buffers);
+    camera.buffertag =
+        scene.storeBytes({}, miSCENE_FBINFO, nullptr, 16, std::make_unique<FrameBufferSet>(std::move(buffers)));
+    camera.output = miNULLTAG;
+    for (const miTag shader : detail.outputShaders) camera.output = joinShaders(scene, camera.output, shader);
+    scene.store(name, miSCENE_CAMERA, camera, std::make_unique<CameraDetail>(std::move(detail)));
+}
+
+}  // namespace
+
+void readCamera(SceneContext& scene) { CameraReader{scene, scene.in}.read(); }
+
+}  // namespace lumorender

@@ -1,0 +1,69 @@
+// The readers of all elements. Each is called behind the element's keyword and reads to its end.
+#pragma once
+
+#include "parsing/context.h"
+
+#include <string_view>
+
+namespace lumorender {
+
+void readOptions(SceneContext& scene);
+void readCamera(SceneContext& scene);
+void readLight(SceneContext& scene);
+void readMaterial(SceneContext& scene);
+void readObject(SceneContext& scene);
+void readInstance(SceneContext& scene);
+void readInstanceGroup(SceneContext& scene);
+
+/// At `local`, `filter`, `writable` or the kind of texture.
+void readTexture(SceneContext& scene);
+
+void readLightProfile(SceneContext& scene);
+
+/// Behind `colorprofile`, `spectrum`, `assembly`: known by name from then on, but without content.
+void skipColorProfile(SceneContext& scene);
+void skipSpectrum(SceneContext& scene);
+void skipAssembly(SceneContext& scene);
+
+/// Reads commands to the end of the text. Broken ones are reported and stepped over.
+void readCommands(SceneContext& scene);
+
+/// Behind `render`. Nothing is rendered after an error. Throws StopReading where the application wants no more.
+void readRender(SceneContext& scene);
+
+/// Behind `trilist` of an object, up to and past its end. The triangles become a group of polygons. False, after a
+/// warning, where the mesh is of a form that is not read.
+bool readTrilist(SceneContext& scene, bool tagged, PolygonGroupSource& group);
+
+/// Behind `group` of an object, up to and past `end group`. A group with geometry of another kind than polygons is
+/// skipped, with a warning, and false returned.
+bool readPolygonGroup(SceneContext& scene, bool tagged, PolygonGroupSource& group);
+
+/// A vector of a group that is not finite would spoil the whole object's bounds.
+void warnOfBrokenVectors(SceneContext& scene, const Place& place, const PolygonGroupSource& group);
+
+/// At `"name" value`.
+void readStringOption(SceneContext& scene, StringOptions& options);
+
+/// Behind `attribute` in options: the same, with words for storage and type before.
+void readOptionAttribute(SceneContext& scene, StringOptions& options);
+
+/// Behind `framebuffer`: adds or edits a buffer.
+void readFrameBuffer(SceneContext& scene, FrameBufferSet& buffers);
+
+/// Behind `output`: a file, or a shader that is appended to `shaders`; without anything, all former ones are removed.
+void readOutput(SceneContext& scene, CameraDetail& camera, FrameBufferSet& buffers);
+
+/// Where no buffer says that it is the primary one, the first color buffer that is no user buffer is.
+void choosePrimary(FrameBufferSet& buffers);
+
+/// Behind `approximate`: tessellation settings, which polygons do not need.
+void skipApproximation(SceneContext& scene);
+
+/// To `end <word>` and past it.
+void skipToEnd(SceneContext& scene, std::string_view word);
+
+/// Past the end of a broken element, or before the next one where the end cannot be found.
+void recover(SceneContext& scene, std::string_view element);
+
+}  // namespace lumorender

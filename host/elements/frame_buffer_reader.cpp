@@ -1,0 +1,178 @@
+#include "elements/element_readers.h"
+
+#include "parameters/shader_calls.h"
+#include "parsing/statements.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <optional>
+
+namespace lumorender {
+
+namespace {
+
+struct TypeName {
+    std::string_view name;
+    miImg_type type;
+    bool isColor;  ///< the samples of a pixel may be averaged
+};
+
+constexpr TypeName kTypes[] = {
+    {"rgba", miIMG_TYPE_RGBA, true},
+    {"rgba_16", miIMG_TYPE_RGBA_16, true},
+    {"rgba_fp", miIMG_TYPE_RGBA_FP, true},
+    {"rgba_h", miIMG_TYPE_RGBA_H, true},
+    {"rgb", miIMG_TYPE_RGB, true},
+    {"rgb_16", miIMG_TYPE_RGB_16, true},
+    {"rgb_fp", miIMG_TYPE_RGB_FP, true},
+    {"rgb_h", miIMG_TYPE_RGB_H, true},
+    {"rgbe", miIMG_TYPE_RGBE, true},
+    {"a", miIMG_TYPE_A, true},
+    {"a_16", miIMG_TYPE_A_16, true},
+    {"a_fp", miIMG_TYPE_A_FP, true},
+    {"a_h", miIMG_TYPE_A_H, true},
+    {"s", miIMG_TYPE_S, true},
+    {"s_16", miIMG_TYPE_S_16, true},
+    {"s_fp", miIMG_TYPE_S_FP, true},
+    {"s_h", miIMG_TYPE_S_H, true},
+    {"vta", miIMG_TYPE_VTA, false},
+    {"vts", miIMG_TYPE_VTS, false},
+    {"z", miIMG_TYPE_Z, false},
+    {"n", miIMG_TYPE_N, false},
+    {"m", miIMG_TYPE_M, false},
+    {"tag", miIMG_TYPE_TAG, false},
+    {"bit", miIMG_TYPE_BIT, false},
+    {"coverage", miIMG_TYPE_COVERAGE, false},
+};
+
+bool isColor(miImg_type type) {
+    return std::any_of(std::begin(kTypes), std::end(kTypes),
+                       [&](const TypeName& t) { return t.type == type && t.isColor; });
+}
+
+struct FrameBufferReader {
+    SceneContext& scene;
+    Cursor& in;
+    FrameBufferDescription& buffer;
+    std::optional<bool> filtering = {};
+    std::optional<bool> primary = {};
+
+    /// "+" and "-" before a type say whether samples are averaged.
+    void readType() {
+        std::string_view name = in.readName("a data type");
+        if (name.starts_with('+') || name.starts_with('-')) {
+            filtering = name.front() == '+';
+            name.remove_prefix(1);
+        }
+        const auto* known =
+            std::find_if(std::begin(kTypes), std::end(kTypes), [&](const TypeName& t) { return t.name == name; });
+        if (known == std::end(kTypes)) {
+            scene.problems.error(in.place(), fmt::format("found data type \"{}\", expected one like rgba_fp", name));
+            return;
+        }
+        buffer.datatype = known->type;
+        if (!filtering) buffer.filtering = known->isColor;
+    }
+
+    template <class Value>
+    void ignore(Value (Cursor::*read)()) {
+        scene.problems.noEffect(in.place(), "this frame buffer setting");
+        (in.*read)();
+    }
+};
+
+using Reader = FrameBufferReader;
+
+const StatementTable<Reader>& items() {
+    // clang-format off
+    static const StatementTable<Reader> table = {
+        {"datatype", [](Reader& r) { r.readType(); }},
+        {"filetype", [](Reader& r) { r.buffer.filetype = r.in.readName("a file format"); }},
+        {"filename", [](Reader& r) { r.buffer.filename = r.scene.readFileName(); }},
+        {"filtering", [](Reader& r) { r.filtering = r.in.readBoolean(); }},
+        {"primary", [](Reader& r) { r.primary = r.in.readBoolean(); }},
+        {"user", [](Reader& r) { r.buffer.user = r.in.readBoolean(); }},
+        {"compression", [](Reader& r) { r.buffer.compression = r.in.readName("a compression"); }},
+        {"quality", [](Reader& r) { r.buffer.quality = r.in.readInteger(); }},
+        {"dod", [](Reader& r) { r.buffer.dataWindow = r.in.readBoolean(); }},
+        {"dpi", [](Reader& r) { r.ignore(&Cursor::readFloat); }},
+        {"field", [](Reader& r) { r.scene.problems.noEffect(r.in.place(), "field"); r.in.readName("even or odd"); }},
+        {"colorprofile", [](Reader& r) { r.in.readName("a color profile"); }},
+        {"useprimary", [](Reader& r) { r.ignore(&Cursor::readBoolean); }},
+        {"useopacity", [](Reader& r) { r.ignore(&Cursor::readBoolean); }},
+    };
+    // clang-format on
+    return table;
+}
+
+/// Parameters of an output file, up to the next statement of the camera.
+void readFileParameters(SceneContext& scene, OutputFile& file) {
+    Cursor& in = scene.in;
+    for (;;) {
+        if (in.accept("quality"))
+            file.quality = in.readInteger();
+        else if (in.accept("compress") || in.accept("compression"))
+            file.compression = in.readName("a compression");
+        else if (in.accept("dpi"))
+            in.readFloat();
+        else if (!in.accept("even") && !in.accept("odd") && !in.accept("dod"))
+            return;
+    }
+}
+
+}  // namespace
+
+void readFrameBuffer(SceneContext& scene, FrameBufferSet& buffers) {
+    Cursor& in = scene.in;
+    const std::string_view name = in.readName("the name of a frame buffer");
+    auto known = std::find_if(buffers.buffers.begin(), buffers.buffers.end(),
+                              [&](const FrameBufferDescription& b) { return b.name == name; });
+    if (known == buffers.buffers.end()) {
+        known = buffers.buffers.insert(known, FrameBufferDescription());
+        known->name = name;
+    }
+    Reader reader{scene, in, *known};
+    while (const auto read = items().find(in.current())) {
+        in.advance();
+        read(reader);
+    }
+    if (reader.filtering) known->filtering = *reader.filtering;
+    if (!reader.primary) return;
+    if (*reader.primary)
+        for (FrameBufferDescription& other : buffers.buffers) other.primary = false;
+    known->primary = *reader.primary;
+}
+
+void choosePrimary(FrameBufferSet& buffers) {
+    if (buffers.primaryPosition() >= 0) return;
+    const auto first = std::find_if(buffers.buffers.begin(), buffers.buffers.end(),
+                                    [](const auto& b) { return !b.user && isColor(b.datatype); });
+    if (first != buffers.buffers.end()) first->primary = true;
+}
+
+/// One, two or three texts may follow; what it is, is known only behind them.
+void readOutput(SceneContext& scene, CameraDetail& camera, FrameBufferSet& buffers) {
+    Cursor& in = scene.in;
+    if (!atShader(in)) {
+        camera.files.clear();
+        camera.outputShaders.clear();
+        buffers.buffers.clear();
+        return;
+    }
+    std::vector<std::string> texts;
+    while (in.atString() && texts.size() < 3 && !in.followedBy('(')) texts.push_back(scene.readFileName());
+    if (in.at('=') || (in.atString() && in.followedBy('('))) {
+        for (const miTag shader : shadersOf(scene, readShaderList(scene))) camera.outputShaders.push_back(shader);
+        return;
+    }
+    if (texts.size() < 2) in.fail("an output shader, or the format and name of an output file");
+    OutputFile file;
+    if (texts.size() == 3) file.type = texts.front();
+    file.format = texts[texts.size() - 2];
+    file.file = texts.back();
+    readFileParameters(scene, file);
+    camera.files.push_back(std::move(file));
+}
+
+}  // namespace lumorender

@@ -1,0 +1,194 @@
+// Reads `object`.
+#include "mi/records.h"
+#include "elements/element_readers.h"
+#include "elements/object_flags.h"
+#include "parameters/shader_calls.h"
+#include "parsing/statements.h"
+#include "parameters/user_data.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+namespace lumorender {
+
+namespace {
+
+struct ObjectReader {
+    SceneContext& scene;
+    Cursor& in;
+    miObject object = {};
+    ObjectSource source = {};
+
+    bool readOther() { return false; }
+
+    void setDefaults() {
+        object.type = miOBJECT_POLYGONS;
+        object.face = 'a';
+        object.shadow = object.reflection = object.refraction = object.finalgather = kObjectFlagOff;
+        object.transparency = kFlagOn;
+        object.caustic = object.globillum = kObjectFlagOff;
+        object.min_samples = -128;
+        object.max_samples = 127;
+    }
+
+    miUint1 readFlag(int off = kObjectFlagOff) { return static_cast<miUint1>(readTraceFlag(in, off)); }
+
+    void readTrace() {
+        const miUint1 flag = readFlag();
+        object.reflection = object.refraction = object.finalgather = flag;
+    }
+
+    void readTagged() {
+        source.tagged = in.readFlag();
+        object.mtl_is_label = source.tagged;
+    }
+
+    void readTransform() {
+        in.readMatrix(source.transform);
+        source.hasTransform = true;
+    }
+
+    void readBox() {
+        object.bbox_min = in.readVector();
+        object.bbox_max = in.readVector();
+    }
+
+    void readMotionBox() {
+        in.expect("box");
+        object.bbox_min_m = in.readVector();
+        object.bbox_max_m = in.readVector();
+        object.mbox_explicit = 1;
+    }
+
+    void readSamples() {
+        object.max_samples = static_cast<miSint1>(in.readInteger(-128, 127));
+        if (!in.atInteger()) return;
+        object.min_samples = object.max_samples;
+        object.max_samples = static_cast<miSint1>(in.readInteger(-128, 127));
+    }
+
+    void readGroup() {
+        PolygonGroupSource group;
+        if (readPolygonGroup(scene, source.tagged, group)) source.groups.push_back(std::move(group));
+    }
+
+    void readTriangles() {
+        PolygonGroupSource group;
+        if (readTrilist(scene, source.tagged, group)) source.groups.push_back(std::move(group));
+    }
+
+    void leaveOut(std::string_view what) {
+        scene.problems.unsupported(in.place(), fmt::format("{} is not supported yet, the object is left empty", what));
+    }
+
+    /// `"name" [rational] kind degree-or-numbers`, up to the next statement.
+    void skipBasis();
+
+    /// Of the polygons, where the scene does not give a box.
+    void setBounds();
+
+    bool hasName() const;
+    void read();
+};
+
+using Reader = ObjectReader;
+
+const StatementTable<Reader>& statements() {
+    // clang-format off
+    static const StatementTable<Reader> table = {
+        {"visible", [](Reader& r) { r.object.visible = r.in.readFlag(); }},
+        {"shadow", [](Reader& r) { r.object.shadow = r.readFlag(); }},
+        {"trace", [](Reader& r) { r.readTrace(); }},
+        {"reflection", [](Reader& r) { r.object.reflection = r.readFlag(); }},
+        {"refraction", [](Reader& r) { r.object.refraction = r.readFlag(); }},
+        {"transparency", [](Reader& r) { r.object.transparency = r.readFlag(); }},
+        {"caustic", [](Reader& r) { r.object.caustic = r.readFlag(); }},
+        {"globillum", [](Reader& r) { r.object.globillum = r.readFlag(); }},
+        {"finalgather", [](Reader& r) { r.object.finalgather = r.readFlag(); }},
+        {"shadowmap", [](Reader& r) { r.object.shadowmap = r.in.readFlag(); }},
+        {"select", [](Reader& r) { r.in.readFlag(); }},
+        {"tagged", [](Reader& r) { r.readTagged(); }},
+        {"face", [](Reader& r) { r.object.face = static_cast<miUint1>(readFaceSide(r.in)); }},
+        {"tag", [](Reader& r) { r.object.label = static_cast<miUint>(r.in.readInteger()); }},
+        {"data", [](Reader& r) { readDataStatement(r.scene, r.object.userdata); }},
+        {"attribute", [](Reader& r) { skipAttribute(r.scene); }},
+        {"transform", [](Reader& r) { r.readTransform(); }},
+        {"box", [](Reader& r) { r.readBox(); }},
+        {"motion", [](Reader& r) { r.readMotionBox(); }},
+        {"max", [](Reader& r) { r.in.expect("displace"); r.object.maxdisplace = r.in.readFloat(); }},
+        {"ray", [](Reader& r) { r.in.expect("offset"); r.object.ray_offset = r.in.readFloat(); }},
+        {"samples", [](Reader& r) { r.readSamples(); }},
+        {"shading", [](Reader& r) { r.in.expect("samples"); r.object.shading_samples = r.in.readFloat(); }},
+        {"volume", [](Reader& r) {
+            r.in.expect("group");
+            r.object.volume_id = static_cast<miUint>(r.in.readInteger());
+        }},
+        {"basis", [](Reader& r) { r.skipBasis(); }},
+        {"group", [](Reader& r) { r.readGroup(); }},
+        {"trilist", [](Reader& r) { r.readTriangles(); }},
+        {"hair", [](Reader& r) { r.leaveOut("hair"); skipToEnd(r.scene, "hair"); }},
+        {"file", [](Reader& r) { r.leaveOut("geometry in a file of its own"); r.scene.readFileName(); }},
+        {"intersection", [](Reader& r) { r.leaveOut("an intersection shader"); readShaderList(r.scene); }},
+        {"approximate", [](Reader& r) { skipApproximation(r.scene); }},
+    };
+    // clang-format on
+    return table;
+}
+
+void ObjectReader::skipBasis() {
+    scene.problems.noEffect(in.place(), "basis");
+    in.readName("the name of a basis");
+    in.accept("rational");
+    in.readName("the kind of a basis");
+    while (in.atNumber()) in.advance();
+}
+
+miVector transformed(const miVector& p, const miMatrix& m) {
+    return {p.x * m[0] + p.y * m[4] + p.z * m[8] + m[12], p.x * m[1] + p.y * m[5] + p.z * m[9] + m[13],
+            p.x * m[2] + p.y * m[6] + p.z * m[10] + m[14]};
+}
+
+void ObjectReader::setBounds() {
+    constexpr float kFar = miHUGE_SCALAR;
+    miVector low{kFar, kFar, kFar}, high{-kFar, -kFar, -kFar};
+    for (const PolygonGroupSource& group : source.groups) {
+        for (const VertexSource& vertex : group.vertices) {
+            const miVector& given = group.vectors[static_cast<std::size_t>(vertex.position)];
+            const miVector p = source.hasTransform ? transformed(given, source.transform) : given;
+            low = {std::min(low.x, p.x), std::min(low.y, p.y), std::min(low.z, p.z)};
+            high = {std::max(high.x, p.x), std::max(high.y, p.y), std::max(high.z, p.z)};
+        }
+    }
+    if (low.x > high.x) return;
+    object.bbox_min = low;
+    object.bbox_max = high;
+}
+
+/// An object may lack its name; then a flag stands in its place.
+bool ObjectReader::hasName() const {
+    return in.atString() || (in.atName() && !in.at("end") && !statements().find(in.current()));
+}
+
+void ObjectReader::read() {
+    source.where = in.place().text();
+    const std::string name = hasName() ? scene.readNewName("the name of the object") : std::string();
+    setDefaults();
+    if (const miTag former = scene.edited(name, miSCENE_OBJECT, "object")) {
+        object = *scene.database.as<miObject>(former, miSCENE_OBJECT);
+        if (const auto* given = scene.database.detail<ObjectSource>(former)) {
+            source.tagged = given->tagged;
+            source.hasTransform = given->hasTransform;
+            std::copy_n(given->transform, 16, source.transform);
+        }
+    }
+    readStatements(*this, statements(), "object");
+    setBounds();
+    scene.store(name, miSCENE_OBJECT, object, std::make_unique<ObjectSource>(std::move(source)));
+}
+
+}  // namespace
+
+void readObject(SceneContext& scene) { ObjectReader{scene, scene.in}.read(); }
+
+}  // namespace lumorender

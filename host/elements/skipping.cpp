@@ -1,0 +1,85 @@
+
+#include "elements/element_readers.h"
+
+#include <fmt/format.h>
+
+#include <unordered_set>
+
+namespace lumorender {
+
+namespace {
+
+bool isApproximationWord(const Token& token) {
+    static const std::unordered_set<std::string_view> words = {
+        "surface", "subdivision", "ccmesh",    "displace",   "curve",    "space",    "trim",
+        "trilist", "view",        "offscreen", "any",        "tree",     "grid",     "delaunay",
+        "fine",    "nosmoothing", "regular",   "parametric", "length",   "distance", "angle",
+        "spatial", "curvature",   "sharp",     "grading",    "implicit", "max",      "samples"};
+    return token.kind == TokenKind::Symbol && words.contains(token.text);
+}
+
+/// Defines an element that only has a name.
+void skipElement(SceneContext& scene, int type, std::string_view word, const std::string& warning) {
+    const Place place = scene.in.place();
+    const std::string name = scene.readNewName("the name of the element");
+    scene.problems.unsupported(place, warning);
+    skipToEnd(scene, word);
+    scene.storeBytes(name, type, nullptr, 16, nullptr);
+}
+
+}  // namespace
+
+void skipApproximation(SceneContext& scene) {
+    Cursor& in = scene.in;
+    scene.problems.noEffect(in.place(), "approximate");
+    while (in.atNumber() || in.atString() || in.at('%') || isApproximationWord(in.current())) in.advance();
+    in.accept("all");
+}
+
+void skipToEnd(SceneContext& scene, std::string_view word) {
+    Cursor& in = scene.in;
+    while (!in.at("end") || in.followingWord() != word) {
+        if (in.atEnd()) in.fail(fmt::format("\"end {}\"", word));
+        in.current().kind == TokenKind::Backquote ? in.skipRaw() : in.advance();
+    }
+    in.advance();
+    in.advance();
+}
+
+/// Elements with an `end` are skipped up to it. The others, and those whose `end` is missing, are behind us where a
+/// line begins with the word of another one.
+void recover(SceneContext& scene, std::string_view element) {
+    static const std::unordered_set<std::string_view> haveEnd = {
+        "options",  "camera",       "light",        "material", "object",   "instance", "instgroup", "declare",
+        "assembly", "lightprofile", "colorprofile", "spectrum", "registry", "frame",    "view"};
+    Cursor& in = scene.in;
+    const bool hasEnd = haveEnd.contains(element);
+    while (!in.atEnd()) {
+        const Token& token = in.current();
+        const bool atEndOfElement = in.at("end") && haveEnd.contains(in.followingWord());
+        const bool atCommand = token.kind == TokenKind::Symbol && isCommand(token.text) && in.isFirstOnLine();
+        if (!hasEnd && (atEndOfElement || atCommand)) return;
+        if (token.kind == TokenKind::Backquote)
+            in.skipRaw();
+        else
+            in.advance();
+        if (!atEndOfElement) continue;
+        in.advance();
+        return;
+    }
+}
+
+void skipColorProfile(SceneContext& scene) {
+    skipElement(scene, miSCENE_COLORPROFILE, "colorprofile",
+                "color profiles are not supported, colors are taken as they are");
+}
+
+void skipSpectrum(SceneContext& scene) {
+    skipElement(scene, miSCENE_SPECTRUM, "spectrum", "spectra are not supported yet");
+}
+
+void skipAssembly(SceneContext& scene) {
+    skipElement(scene, miSCENE_ASSEMBLY, "assembly", "assemblies are not supported yet, theirs are left out");
+}
+
+}  // namespace lumorender

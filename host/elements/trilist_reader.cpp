@@ -1,0 +1,215 @@
+#include "elements/element_readers.h"
+
+#include <fmt/format.h>
+
+#include <bit>
+#include <cstring>
+#include <vector>
+
+namespace lumorender {
+
+namespace {
+
+constexpr int kMostVertices = 1 << 28;
+
+std::uint32_t bigEndianWord(const char* bytes) {
+    std::uint32_t word = 0;
+    std::memcpy(&word, bytes, sizeof word);
+    return __builtin_bswap32(word);
+}
+
+/// What the numbers of a vertex are, in their order.
+struct VertexFormat {
+    bool position = false, normal = false;
+    int derivatives = 0;  ///< vectors: 2, 3 or 5
+    int motions = 0, bumps = 0;
+    std::vector<int> textures, users;  ///< components each
+
+    std::size_t size() const {
+        int vectors = position + normal + derivatives + motions + bumps;
+        int components = 0;
+        for (const int dimension : textures) components += dimension;
+        for (const int dimension : users) components += dimension;
+        return static_cast<std::size_t>(3 * vectors + components);
+    }
+};
+
+class TrilistReader {
+public:
+    TrilistReader(SceneContext& scene, bool tagged, PolygonGroupSource& group)
+        : scene_(scene), in_(scene.in), tagged_(tagged), group_(group) {}
+
+    bool read();
+
+private:
+    void readFormat();
+    void readDimensions(std::vector<int>& dimensions);
+    void readVertices(std::size_t count);
+    void addVertex(const float* values);
+    int addVector(const float*& values, int components = 3);
+    void readTriangles(std::size_t count);
+    void readTriangle();
+    void readBinaryTriangles(std::size_t count);
+    void addTriangle(const std::uint32_t (&corners)[3], const Place& place);
+    void skipRest();
+
+    SceneContext& scene_;
+    Cursor& in_;
+    bool tagged_;
+    PolygonGroupSource& group_;
+    VertexFormat format_;
+    miTag material_ = 0;
+    std::uint32_t label_ = 0;
+};
+
+bool TrilistReader::read() {
+    if (!in_.accept("vertex")) {
+        scene_.problems.unsupported(in_.place(), "triangle lists of the older form are not supported yet");
+        skipToEnd(scene_, "trilist");
+        return false;
+    }
+    const auto vertices = static_cast<std::size_t>(in_.readInteger(0, kMostVertices));
+    readFormat();
+    in_.expect("triangle");
+    const auto triangles = static_cast<std::size_t>(in_.readInteger(0, kMostVertices));
+    // Border triangles and extra words per triangle serve tessellation.
+    if (in_.accept("border")) in_.readInteger();
+    if (in_.accept("data")) in_.readFloats(2);
+    readVertices(vertices);
+    readTriangles(triangles);
+    skipRest();
+    return true;
+}
+
+void TrilistReader::readFormat() {
+    format_.position = in_.accept("p");
+    format_.normal = in_.accept("n");
+    if (in_.accept("d")) format_.derivatives = 2;
+    if (in_.accept("d2")) format_.derivatives += 3;
+    if (in_.accept("m")) format_.motions = in_.atInteger() ? in_.readInteger(0, 15) : 1;
+    if (in_.accept("b")) format_.bumps = 2 * (in_.atInteger() ? in_.readInteger(0, 64) : 1);
+    if (in_.accept("t")) readDimensions(format_.textures);
+    if (in_.accept("u")) readDimensions(format_.users);
+    if (!format_.position) in_.fail("p: vertices with positions");
+}
+
+void TrilistReader::readDimensions(std::vector<int>& dimensions) {
+    while (in_.atInteger() && dimensions.size() < 64) dimensions.push_back(in_.readInteger(1, 64));
+    if (dimensions.empty()) in_.fail("how many components there are");
+}
+
+/// Values in the order of the keywords, as text between brackets or as big-endian words.
+void TrilistReader::readVertices(std::size_t count) {
+    std::vector<float> values(format_.size());
+    if (in_.accept('[')) {
+        for (std::size_t k = 0; k < count; ++k) {
+            in_.readFloats(values.data(), static_cast<int>(values.size()));
+            addVertex(values.data());
+        }
+        return in_.expect(']');
+    }
+    if (!in_.accept("scalar")) in_.expect("binary");
+    if (in_.current().kind != TokenKind::Backquote) in_.fail("a back quote");
+    const std::string_view bytes = in_.takeRaw(count * values.size() * sizeof(float));
+    for (std::size_t at = 0; at < bytes.size();) {
+        for (float& value : values) {
+            value = std::bit_cast<float>(bigEndianWord(bytes.data() + at));
+            at += sizeof value;
+        }
+        addVertex(values.data());
+    }
+}
+
+/// Moves `values` on. What has fewer than three components is filled up with zeros, what has more is cut.
+int TrilistReader::addVector(const float*& values, int components) {
+    miVector vector{values[0], components > 1 ? values[1] : 0, components > 2 ? values[2] : 0};
+    values += components;
+    group_.vectors.push_back(vector);
+    return static_cast<int>(group_.vectors.size()) - 1;
+}
+
+/// Bump bases come before the texture coordinates that they belong to.
+void TrilistReader::addVertex(const float* values) {
+    VertexSource vertex;
+    vertex.position = addVector(values);
+    if (format_.normal) vertex.normal = addVector(values);
+    vertex.firstExtra = static_cast<std::uint32_t>(group_.extras.size());
+    vertex.derivatives = static_cast<std::uint8_t>(format_.derivatives);
+    for (int k = 0; k < format_.derivatives; ++k) group_.extras.push_back(addVector(values));
+    std::vector<int> motions, bumps;
+    for (int k = 0; k < format_.motions; ++k) motions.push_back(addVector(values));
+    for (int k = 0; k < format_.bumps; ++k) bumps.push_back(addVector(values));
+    for (std::size_t k = 0; k < format_.textures.size(); ++k) {
+        group_.extras.push_back(addVector(values, format_.textures[k]));
+        group_.extras.push_back(2 * k + 1 < bumps.size() ? bumps[2 * k] : -1);
+        group_.extras.push_back(2 * k + 1 < bumps.size() ? bumps[2 * k + 1] : -1);
+    }
+    group_.extras.insert(group_.extras.end(), motions.begin(), motions.end());
+    for (const int dimension : format_.users) group_.extras.push_back(addVector(values, dimension));
+    vertex.textures = static_cast<std::uint8_t>(format_.textures.size());
+    vertex.motions = static_cast<std::uint8_t>(format_.motions);
+    vertex.users = static_cast<std::uint8_t>(format_.users.size());
+    group_.vertices.push_back(vertex);
+}
+
+void TrilistReader::readTriangles(std::size_t count) {
+    if (in_.at("integer")) return readBinaryTriangles(count);
+    in_.expect('[');
+    for (std::size_t k = 0; k < count; ++k) readTriangle();
+    in_.expect(']');
+}
+
+void TrilistReader::readTriangle() {
+    if (tagged_) label_ = static_cast<std::uint32_t>(in_.readInteger());
+    if (!tagged_ && in_.atName()) material_ = scene_.readReference({miSCENE_MATERIAL, miSCENE_FUNCTION}, "a material");
+    const Place place = in_.place();
+    std::uint32_t corners[3];
+    for (std::uint32_t& corner : corners) corner = static_cast<std::uint32_t>(in_.readInteger());
+    addTriangle(corners, place);
+}
+
+void TrilistReader::readBinaryTriangles(std::size_t count) {
+    const auto takeWords = [this](std::size_t words) {
+        if (in_.current().kind != TokenKind::Backquote) in_.fail("a back quote");
+        return in_.takeRaw(words * sizeof(std::uint32_t));
+    };
+    in_.expect("integer");
+    const Place place = in_.place();
+    const std::string_view indices = takeWords(3 * count);
+    const std::string_view labels = in_.accept("integer") ? takeWords(count) : std::string_view();
+    for (std::size_t k = 0; k < count; ++k) {
+        std::uint32_t corners[3];
+        for (std::size_t i = 0; i < 3; ++i) corners[i] = bigEndianWord(indices.data() + 4 * (3 * k + i));
+        if (!labels.empty()) label_ = bigEndianWord(labels.data() + 4 * k);
+        addTriangle(corners, place);
+    }
+}
+
+void TrilistReader::addTriangle(const std::uint32_t (&corners)[3], const Place& place) {
+    const auto first = static_cast<std::uint32_t>(group_.corners.size());
+    for (const std::uint32_t corner : corners) {
+        if (corner >= group_.vertices.size())
+            throw SyntaxError{
+                place, fmt::format("found vertex number {}, expected less than {}", corner, group_.vertices.size())};
+        group_.corners.push_back(static_cast<int>(corner));
+    }
+    group_.polygons.push_back({first, 3, material_, label_, true});
+}
+
+/// Borders, data per triangle and topology.
+void TrilistReader::skipRest() {
+    skipToEnd(scene_, "trilist");
+    if (!in_.accept("approximate")) return;
+    skipApproximation(scene_);
+}
+
+}  // namespace
+
+bool readTrilist(SceneContext& scene, bool tagged, PolygonGroupSource& group) {
+    const Place place = scene.in.place();
+    const bool usable = TrilistReader(scene, tagged, group).read();
+    if (usable) warnOfBrokenVectors(scene, place, group);
+    return usable;
+}
+
+}  // namespace lumorender

@@ -1,0 +1,110 @@
+#include "gathering/final_gather_file.h"
+
+#include "support/messages.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cmath>
+#include <cstring>
+#include <fstream>
+
+namespace lumorender {
+
+namespace {
+
+constexpr std::array<char, 8> kMagic = {'G', 'A', 'T', 'H', 'E', 'R', 'P', 'T'};
+constexpr std::uint32_t kVersion = 2;
+constexpr std::uint32_t kByteOrder = 0x01020304;
+
+struct Header {
+    std::array<char, 8> magic = kMagic;
+    std::uint32_t version = kVersion;
+    std::uint32_t byteOrder = kByteOrder;
+    std::uint64_t count = 0;
+    std::uint64_t checksum = 0;  ///< of the points
+};
+static_assert(sizeof(Header) == 32);
+
+/// FNV-1a over 32-bit words.
+std::uint64_t checksumOf(std::span<const GatherPoint> points) {
+    std::uint64_t sum = 0xcbf29ce484222325u;
+    for (const GatherPoint& point : points) {
+        std::array<std::uint32_t, sizeof point / 4> words;
+        std::memcpy(words.data(), &point, sizeof point);
+        for (const std::uint32_t word : words) sum = (sum ^ word) * 0x100000001b3u;
+    }
+    return sum;
+}
+
+bool isSound(const GatherPoint& p) {
+    const float all = p.position.x + p.position.y + p.position.z + p.normal.x + p.normal.y + p.normal.z + p.value.r +
+                      p.value.g + p.value.b + p.value.a + p.radius;
+    return std::isfinite(all) && p.radius > 0;
+}
+
+/// What is wrong with the beginning of a file of this size; empty where nothing is.
+std::string problemOf(const Header& header, std::uintmax_t size) {
+    if (size < sizeof header || header.magic != kMagic) return "is no file of final gather points";
+    if (header.byteOrder != kByteOrder) return "comes from a machine with another byte order";
+    if (header.version != kVersion) return fmt::format("has version {}, expected version {}", header.version, kVersion);
+    const std::uintmax_t bytes = size - sizeof header;
+    if (header.count != bytes / sizeof(GatherPoint) || bytes % sizeof(GatherPoint) != 0)
+        return fmt::format("has {} bytes of points, expected {} points of {} bytes", bytes, header.count,
+                           sizeof(GatherPoint));
+    return {};
+}
+
+}  // namespace
+
+std::optional<std::vector<GatherPoint>> readGatherFile(const std::filesystem::path& file, std::string& problem) {
+    problem.clear();
+    std::error_code missing;
+    const std::uintmax_t size = std::filesystem::file_size(file, missing);
+    if (missing) {
+        if (std::filesystem::exists(file, missing)) problem = "is no file of final gather points";
+        return std::nullopt;
+    }
+    std::ifstream stream(file, std::ios::binary);
+    Header header;
+    header.magic = {};
+    stream.read(reinterpret_cast<char*>(&header), sizeof header);
+    problem = stream || size < sizeof header ? problemOf(header, size) : "cannot be read";
+    if (!problem.empty()) return std::nullopt;
+
+    std::vector<GatherPoint> points(header.count);
+    stream.read(reinterpret_cast<char*>(points.data()), static_cast<std::streamsize>(size - sizeof header));
+    if (!stream)
+        problem = "cannot be read to its end";
+    else if (checksumOf(points) != header.checksum)
+        problem = "is damaged: its checksum is wrong";
+    else if (!std::all_of(points.begin(), points.end(), isSound))
+        problem = "holds points that are no numbers";
+    if (!problem.empty()) return std::nullopt;
+    return points;
+}
+
+bool writeGatherFile(const std::filesystem::path& file, std::span<const GatherPoint> points) {
+    std::filesystem::path beside = file;
+    beside += ".part";
+    Header header;
+    header.count = points.size();
+    header.checksum = checksumOf(points);
+    std::error_code failure;
+    {
+        std::ofstream stream(beside, std::ios::binary | std::ios::trunc);
+        const int reason = stream ? EIO : errno;
+        stream.write(reinterpret_cast<const char*>(&header), sizeof header);
+        stream.write(reinterpret_cast<const char*>(points.data()), static_cast<std::streamsize>(points.size_bytes()));
+        stream.close();
+        if (!stream) failure = {reason, std::generic_category()};
+    }
+    if (!failure) std::filesystem::rename(beside, file, failure);
+    if (!failure) return true;
+    error("RC", "final gather file \"{}\" cannot be written: {}", file.string(), failure.message());
+    std::error_code ignored;
+    std::filesystem::remove(beside, ignored);
+    return false;
+}
+
+}  // namespace lumorender

@@ -1,0 +1,189 @@
+#include "gathering/point_grids.h"
+
+#include "tracing/eye_samples.h"
+#include "support/threads.h"
+#include "support/abort.h"
+#include "support/messages.h"
+#include "support/quasi_random.h"
+#include "geometry/vectors.h"
+#include "tracing/camera.h"
+#include "tracing/context.h"
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <cmath>
+#include <memory>
+
+namespace lumorender {
+
+namespace {
+
+constexpr int kMostGrids = 5;
+constexpr double kFinest = 1;      // pixels: a finer grid than the image's own brings little
+constexpr long kWorthwhile = 200;  // a grid that finds less than one new place in so many is the last
+constexpr long kBlock = 16;        // places that a thread takes at once
+
+/// Places over the image, at equal distances, in the middle of equal cells.
+struct Grid {
+    Grid(const DataWindow& itsWindow, double spacing, int itsLevel)
+        : window(itsWindow),
+          columns(cells(itsWindow.width, spacing)),
+          rows(cells(itsWindow.height, spacing)),
+          level(itsLevel) {}
+
+    long places() const { return columns * rows; }
+
+    EyeSample sample(long place) const {
+        EyeSample result;
+        result.x =
+            window.x0 + (static_cast<double>(place % columns) + 0.5) * window.width / static_cast<double>(columns);
+        result.y = window.y0 + (static_cast<double>(place / columns) + 0.5) * window.height / static_cast<double>(rows);
+        result.time = 0.5;
+        result.seed = mixSeeds(static_cast<std::uint32_t>(place), 0xF6000000U + static_cast<std::uint32_t>(level));
+        return result;
+    }
+
+    DataWindow window;
+    long columns, rows;
+    int level;
+
+private:
+    static long cells(int pixels, double spacing) { return std::max(1L, std::lround(std::ceil(pixels / spacing))); }
+};
+
+/// One thread's share of the stage.
+class Collector {
+public:
+    Collector(const RenderScene& scene, const PointStage& stage, short index)
+        : samples_(scene, index, stage.stage), made_(samples_.context().*stage.newPoints) {
+        made_.points = &found_;
+    }
+    void finish() { samples_.finish(); }
+
+    void visit(const Grid& grid, long place) {
+        const std::size_t before = found_.size();
+        made_.first = before;
+        samples_.trace(grid.sample(place));
+        if (found_.size() > before) runs_.push_back({place, before, found_.size() - before});
+    }
+
+    /// What was found at one place, in the order in which its shaders asked.
+    struct Run {
+        long place;
+        std::size_t first, count;
+    };
+    const std::vector<Run>& runs() const { return runs_; }
+    const std::vector<GatherPoint>& found() const { return found_; }
+    void forget() {
+        runs_.clear();
+        found_.clear();
+    }
+    std::uint64_t rays() const { return samples_.context().counters.secondary; }
+
+private:
+    std::vector<GatherPoint> found_;
+    std::vector<Run> runs_;
+    EyeSamples samples_;
+    NewPoints& made_;
+};
+
+using Collectors = std::vector<std::unique_ptr<Collector>>;
+
+/// All that the threads found, in the order of the grid's places.
+std::vector<GatherPoint> inOrder(const Collectors& collectors) {
+    struct Piece {
+        const Collector* from;
+        Collector::Run run;
+    };
+    std::vector<Piece> pieces;
+    for (const auto& collector : collectors)
+        if (collector)
+            for (const Collector::Run& run : collector->runs()) pieces.push_back({collector.get(), run});
+    std::sort(pieces.begin(), pieces.end(), [](const Piece& a, const Piece& b) { return a.run.place < b.run.place; });
+    std::vector<GatherPoint> points;
+    for (const Piece& piece : pieces) {
+        const auto first = piece.from->found().begin() + static_cast<std::ptrdiff_t>(piece.run.first);
+        points.insert(points.end(), first, first + static_cast<std::ptrdiff_t>(piece.run.count));
+    }
+    return points;
+}
+
+void visitGrid(const RenderScene& scene, const PointStage& stage, const Grid& grid, Collectors& collectors) {
+    std::atomic<long> next{0};
+    onThreads(static_cast<int>(collectors.size()), [&](int index) {
+        auto& collector = collectors[static_cast<std::size_t>(index)];
+        if (!collector) collector = std::make_unique<Collector>(scene, stage, static_cast<short>(index));
+        for (long block = next.fetch_add(kBlock); block < grid.places(); block = next.fetch_add(kBlock))
+            for (long place = block; place < std::min(block + kBlock, grid.places()) && !abortRequested(); ++place)
+                collector->visit(grid, place);
+    });
+}
+
+}  // namespace
+
+void collectPoints(const RenderScene& scene, const PointStage& stage, GatherPoints& points, const DataWindow& window,
+                   int threads) {
+    const auto start = std::chrono::steady_clock::now();
+    Collectors collectors(static_cast<std::size_t>(threads));
+    double spacing = stage.spacing;
+    for (int level = 0; level < kMostGrids && !abortRequested(); ++level) {
+        const Grid grid(window, spacing, level);
+        visitGrid(scene, stage, grid, collectors);
+        const std::vector<GatherPoint> found = inOrder(collectors);
+        if (!found.empty()) {
+            points.add(found);
+            points.clampToNeighbours();
+        }
+        for (auto& collector : collectors)
+            if (collector) collector->forget();
+        info("RC", "{}: grid of {} x {} places, {} new points", stage.name, grid.columns, grid.rows, found.size());
+        if (spacing <= kFinest || static_cast<long>(found.size()) * kWorthwhile < grid.places()) break;
+        spacing = std::max(spacing / 2, kFinest);
+    }
+    std::uint64_t rays = 0;
+    for (const auto& collector : collectors)
+        if (collector) {
+            rays += collector->rays();
+            collector->finish();
+        }
+    const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    info("RC", "{}: {} points, {} rays in {:.2f} s", stage.name, points.all().size(), rays, seconds);
+}
+
+using namespace vectors;
+
+PointReach::PointReach(const RenderScene& scene, double density, double steps)
+    : projection_(*scene.projection), steps_(steps) {
+    constexpr double kPixels = 8;  // between points, at density 1
+    if (density > 0) spacing_ = std::max(kPixels / std::sqrt(density), 1.0);
+    miVector low, high;
+    scene.geometry->bounds(low, high);
+    sceneSize_ = length(high - low);
+}
+
+double PointReach::pixelSize(const miVector& position) const {
+    const double* m = projection_.placement().localToWorld;
+    const miGeoVector eye{m[12], m[13], m[14]};
+    return projection_.pixelSize(length(wide(position) - eye));
+}
+
+float PointReach::radius(const miVector& position, double meanDistance, const RadiusLimits& limits) const {
+    constexpr double kLeast = 1.5;  // pixels
+    const auto pixel = static_cast<float>(pixelSize(position));
+    float least = limits.least, most = limits.most;
+    if (limits.inPixels) {
+        least *= pixel;
+        most *= pixel;
+    }
+    if (!(most > 0)) {
+        most = std::max(std::min(static_cast<float>(steps_ * spacing_) * pixel, sceneSize_ / 10), least);
+        if (!(least > 0)) least = static_cast<float>(kLeast) * pixel;
+    }
+    if (!(least > 0)) least = most / 10;
+    most = std::max(most, 1e-12F);
+    const auto half = static_cast<float>(std::min(meanDistance / 2, 1e30));
+    return std::clamp(half, std::clamp(least, 1e-12F, most), most);
+}
+
+}  // namespace lumorender

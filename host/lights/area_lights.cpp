@@ -1,0 +1,152 @@
+#include "lights/area_lights.h"
+
+#include "geometry/matrices.h"
+#include "geometry/mesh.h"
+#include "geometry/vectors.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace lumorender {
+
+using namespace vectors;
+
+namespace {
+
+constexpr double kTurn = 2 * M_PI;
+constexpr int kTries = 8;  // half of a closed surface faces away: one sample in 256 finds no place
+
+/// The unit square as a unit disc, without tearing neighbours apart. P. Shirley, K. Chiu, "A low distortion map between
+/// disk and square", JGT 2(3), 1997.
+void mapToDisc(double u, double v, double& x, double& y) {
+    const double a = 2 * u - 1, b = 2 * v - 1;
+    if (a == 0 && b == 0) {
+        x = y = 0;
+        return;
+    }
+    const bool sideways = std::abs(a) > std::abs(b);
+    const double radius = sideways ? a : b;
+    const double angle = sideways ? M_PI / 4 * (b / a) : M_PI / 2 - M_PI / 4 * (a / b);
+    x = radius * std::cos(angle);
+    y = radius * std::sin(angle);
+}
+
+/// In the light's space; the normal has any length.
+using Point = LightSurface::Point;
+
+Point onRectangle(const miLight& light, double u, double v) {
+    const miGeoVector edgeU = wide(light.primitive.rectangle.edge_u), edgeV = wide(light.primitive.rectangle.edge_v);
+    return {wide(light.origin) + edgeU * (u - 0.5) + edgeV * (v - 0.5), cross(edgeU, edgeV)};
+}
+
+Point onDisc(const miLight& light, double u, double v) {
+    const miGeoVector normal = unit(wide(light.primitive.disc.normal));
+    const miGeoVector right = perpendicular(normal), up = cross(normal, right);
+    double x, y;
+    mapToDisc(u, v, x, y);
+    return {wide(light.origin) + (right * x + up * y) * static_cast<double>(light.primitive.disc.radius), normal};
+}
+
+/// From outside a sphere shows the cap whose normals are less than acos(radius / distance) away from the lit point.
+/// Equal heights of a cap are equal areas (Archimedes).
+Point onSphere(const miLight& light, const miGeoVector& lit, double u, double v) {
+    const double radius = std::abs(static_cast<double>(light.primitive.sphere.radius));
+    const miGeoVector way = lit - wide(light.origin);
+    const double distance = length(way);
+    const miGeoVector axis = distance > 0 ? unit(way) : miGeoVector{0, 0, 1};
+    const miGeoVector right = perpendicular(axis), up = cross(axis, right);
+    const double lowest = distance > radius ? radius / distance : -1;
+    const double height = 1 - v * (1 - lowest);
+    const double aside = std::sqrt(std::max(0.0, 1 - height * height));
+    const miGeoVector normal = axis * height + (right * std::cos(kTurn * u) + up * std::sin(kTurn * u)) * aside;
+    return {wide(light.origin) + normal * radius, normal};
+}
+
+/// The lateral surface; the same holds around the axis.
+Point onCylinder(const miLight& light, const miGeoVector& lit, double u, double v) {
+    const double radius = std::abs(static_cast<double>(light.primitive.cylinder.radius));
+    const miGeoVector axis = wide(light.primitive.cylinder.axis), along = unit(axis);
+    const miGeoVector way = lit - wide(light.origin);
+    const miGeoVector outwards = way - along * dot(way, along);
+    const double distance = length(outwards);
+    const miGeoVector right = distance > 0 ? unit(outwards) : perpendicular(along);
+    const miGeoVector up = cross(along, right);
+    const double angle = (2 * u - 1) * (distance > radius ? std::acos(radius / distance) : M_PI);
+    const miGeoVector normal = right * std::cos(angle) + up * std::sin(angle);
+    return {wide(light.origin) + axis * (v - 0.5) + normal * radius, normal};
+}
+
+LightPoint inWorld(const Point& point, const Placement& placement) {
+    const miGeoVector normal = transformNormal(point.normal, placement.worldToLocal);
+    return {narrow(transformPoint(point.place, placement.localToWorld)), narrow(unit(normal))};
+}
+
+int atLeastOne(short count) { return std::max<int>(count, 1); }
+
+}  // namespace
+
+LightGrid lightGrid(const miLight& light, int level) {
+    if (light.area == miLIGHT_NONE || light.type == miLIGHT_DIRECTION) return {};
+    if (level > light.low_level) return {atLeastOne(light.low_samples_u), atLeastOne(light.low_samples_v)};
+    return {atLeastOne(light.samples_u), atLeastOne(light.samples_v)};
+}
+
+LightSurface::LightSurface(const SceneGeometry& geometry, miTag instanceOrObject) {
+    for (const FlatInstance& instance : geometry.instances())
+        if (instance.mesh && (instance.instance == instanceOrObject || instance.object == instanceOrObject))
+            add(instance);
+}
+
+void LightSurface::add(const FlatInstance& instance) {
+    const Mesh& mesh = *instance.mesh;
+    // A mirrored triangle runs the other way round, but its outside stays outside.
+    const bool mirrors = determinant(instance.placement.localToWorld) < 0;
+    for (std::size_t i = 0; i < mesh.triangles(); ++i) {
+        const auto corner = [&](std::size_t k) {
+            return transformPoint(wide(mesh.positions[mesh.indices[3 * i + k]]), instance.placement.localToWorld);
+        };
+        const Corners triangle{corner(0), corner(mirrors ? 2 : 1), corner(mirrors ? 1 : 2)};
+        const double area = length(cross(triangle.b - triangle.a, triangle.c - triangle.a)) / 2;
+        if (!(area > 0)) continue;
+        corners_.push_back(triangle);
+        areas_.push_back(area + (areas_.empty() ? 0 : areas_.back()));
+    }
+}
+
+LightSurface::Point LightSurface::point(const miGeoVector& lit, double u, double v) const {
+    // Steps of the two-dimensional golden ratio: further tries fall far from the earlier ones.
+    constexpr double kStepU = 0.7548776662466927, kStepV = 0.5698402909980532;
+    Point result = {};
+    for (int attempt = 0; attempt < kTries; ++attempt) {
+        const double along = u * areas_.back();
+        const auto chosen = std::min<std::size_t>(
+            static_cast<std::size_t>(std::upper_bound(areas_.begin(), areas_.end(), along) - areas_.begin()),
+            areas_.size() - 1);
+        const double before = chosen > 0 ? areas_[chosen - 1] : 0;
+        const double root = std::sqrt(std::clamp((along - before) / (areas_[chosen] - before), 0.0, 1.0));
+        const Corners& t = corners_[chosen];
+        result = {t.a * (1 - root) + t.b * (root * (1 - v)) + t.c * (root * v), cross(t.b - t.a, t.c - t.a)};
+        if (dot(result.normal, lit - result.place) > 0) break;
+        u += kStepU - std::floor(u + kStepU);
+        v += kStepV - std::floor(v + kStepV);
+    }
+    return result;
+}
+
+LightPoint pointOnLight(const miLight& light, const Placement& placement, const LightSurface* surface,
+                        const miVector& lit, double u, double v) {
+    if (surface) {
+        const Point point = surface->point(wide(lit), u, v);
+        return {narrow(point.place), narrow(unit(point.normal))};
+    }
+    const auto local = [&] { return transformPoint(wide(lit), placement.worldToLocal); };
+    switch (light.area) {
+        case miLIGHT_RECTANGLE: return inWorld(onRectangle(light, u, v), placement);
+        case miLIGHT_DISC: return inWorld(onDisc(light, u, v), placement);
+        case miLIGHT_SPHERE: return inWorld(onSphere(light, local(), u, v), placement);
+        case miLIGHT_CYLINDER: return inWorld(onCylinder(light, local(), u, v), placement);
+        default: return {narrow(transformPoint(wide(light.origin), placement.localToWorld)), {}};
+    }
+}
+
+}  // namespace lumorender

@@ -1,0 +1,212 @@
+#include "lights/lights.h"
+
+#include "mi/camera.h"
+#include "mi/instance.h"
+#include "mi/options.h"
+#include "tracing/shader_calls.h"
+#include "lights/shadows.h"
+#include "tracing/tracing.h"
+#include "tracing/transforms.h"
+#include "support/messages.h"
+#include "support/quasi_random.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <utility>
+
+namespace lumorender {
+
+namespace {
+
+miVector unit(const miVector& v) { return toVector(normalised(fromVector(v))); }
+
+LightSource placeLight(const Database& database, const FlatElement& element) {
+    LightSource source;
+    source.instance = element.instance;
+    source.light = database.as<miLight>(element.element, miSCENE_LIGHT);
+    const double* m = element.placement.localToWorld;
+    source.origin = toVector(transformPoint(fromVector(source.light->origin), m));
+    source.direction = unit(toVector(transformVector(fromVector(source.light->direction), m)));
+    source.directional = source.light->type == miLIGHT_DIRECTION;
+    source.placement = &element.placement;
+    return source;
+}
+
+/// The ray of a light from a place on it to the point: position, direction and distance of the light's state.
+void aimLight(const LightSource& source, const miVector& origin, miState& state) {
+    if (source.directional) {
+        state.org = source.origin;
+        state.dir = source.direction;
+        state.dist = 0;
+        return;
+    }
+    const Vector3 way{static_cast<double>(state.point.x) - origin.x, static_cast<double>(state.point.y) - origin.y,
+                      static_cast<double>(state.point.z) - origin.z};
+    state.org = origin;
+    state.dist = std::sqrt(way.x * way.x + way.y * way.y + way.z * way.z);
+    state.dir = toVector(normalised(way));
+}
+
+float cosineToLight(const miState& caller, const miVector& lightDir) {
+    return -(caller.normal.x * lightDir.x + caller.normal.y * lightDir.y + caller.normal.z * lightDir.z);
+}
+
+/// Where in its cell of the grid the sample lies: the samples of a pixel fill each cell evenly.
+miVector2d gridPosition(const LightGrid& grid, int sample, miState* state) {
+    const std::uint32_t seed = takeSeed(*state);
+    const double u = sample % grid.u + scrambledSobol(state->qmc_instance, 0, seed);
+    const double v = sample / grid.u + scrambledSobol(state->qmc_instance, 1, seed);
+    return {static_cast<float>(u / grid.u), static_cast<float>(v / grid.v)};
+}
+
+/// While a light shader runs it may ask where its sample lies.
+class SampleScope {
+public:
+    SampleScope(ThreadContext& context, const LightPlace& place)
+        : context_(context), before_(std::exchange(context.lightSample, place)) {}
+    ~SampleScope() { context_.lightSample = before_; }
+    SampleScope(const SampleScope&) = delete;
+    SampleScope& operator=(const SampleScope&) = delete;
+
+private:
+    ThreadContext& context_;
+    LightPlace before_;
+};
+
+/// Where a sample goes to; direction and cosine may be null.
+struct LightSample {
+    miColor* color;
+    miVector* dir;
+    miScalar* dotNl;
+};
+
+/// Shaders of lights without a shape of ours choose the place themselves, so only what they left can be judged.
+bool choosesItsPlace(const LightSource& source) { return source.light->area == miLIGHT_USER && !source.directional; }
+
+/// False where the sample adds nothing: it lies below the surface, or the light shader says so.
+bool takeSample(const LightSource& source, const LightGrid& grid, int number, const LightSample& to, miState* state) {
+    ThreadContext& context = contextOf(state);
+    LightPlace place;
+    miVector origin = source.origin;
+    if (source.light->area != miLIGHT_NONE && !source.directional) {
+        place.position = gridPosition(grid, number, state);
+        const LightPoint point =
+            pointOnLight(*source.light, *source.placement, source.surface, state->point,
+                         static_cast<double>(place.position.u), static_cast<double>(place.position.v));
+        origin = point.place;
+        place.normal = point.normal;
+    }
+
+    RayRecord& record = childRay(context, state);
+    const RayInFlight inFlight(context, record);
+    miState& child = record.state;
+    child.type = miRAY_LIGHT;
+    child.light_instance = source.instance;
+    child.count = static_cast<miUshort>(number);
+    aimLight(source, origin, child);
+    child.dot_nd = cosineToLight(*state, child.dir);
+    // Light from below the surface is no light, unless the caller took the hit record away.
+    const bool isLate = choosesItsPlace(source);
+    if (!isLate && state->pri && child.dot_nd <= 0) return false;
+
+    *to.color = {0, 0, 0, 0};
+    const SampleScope sample(context, place);
+    if (!callShader(context, &child, source.light->shader, miSHADER_LIGHT, to.color)) return false;
+    if (isLate && state->pri && child.dot_nd <= 0) return false;
+    if (!shadowsHaveSegments(*child.options) && !applyVolume(context, &child, to.color, true)) return false;
+    if (to.dir) *to.dir = {-child.dir.x, -child.dir.y, -child.dir.z};
+    if (to.dotNl) *to.dotNl = child.dot_nd;
+    return true;
+}
+
+}  // namespace
+
+LightTable::LightTable(const Database& database, const SceneGeometry& geometry) {
+    byTag_.assign(database.end(), 0);
+    for (const FlatElement& element : geometry.lights()) {
+        if (byTag_[element.instance] != 0) continue;
+        sources_.push_back(placeLight(database, element));
+        paths_.push_back(element.path);
+        byTag_[element.instance] = static_cast<std::uint32_t>(sources_.size());
+        all_.push_back(element.instance);
+        giveSurface(database, geometry, sources_.back());
+    }
+    for (const FlatInstance& instance : geometry.instances()) {
+        const auto add = [&](std::vector<List>& lists, miTag holder, bool shadow) {
+            if (holder == 0 || listOf(lists, holder)) return;
+            const auto* detail = database.detail<InstanceDetail>(holder);
+            const auto* record = database.as<miInstance>(holder, miSCENE_INSTANCE);
+            if (!detail || !record) return;
+            lists.push_back({holder, resolve(shadow ? detail->shadowLights : detail->lights,
+                                             shadow ? record->shadow_excl != 0 : record->exclusive != 0)});
+        };
+        add(lists_, instance.lightListInstance, false);
+        add(shadowLists_, instance.shadowListInstance, true);
+    }
+}
+
+void LightTable::giveSurface(const Database& database, const SceneGeometry& geometry, LightSource& source) {
+    if (source.light->area == miLIGHT_NONE) return;
+    if (source.directional)
+        return warning("RC", "light instance \"{}\": an infinitely far light has no area, its shape is left out",
+                       database.name(source.instance));
+    if (source.light->area != miLIGHT_OBJECT) return;
+    const miTag shape = source.light->primitive.object.object;
+    const LightSurface& surface = surfaces_.emplace_back(geometry, shape);
+    if (!surface.empty())
+        source.surface = &surface;
+    else
+        warning("RC", "light instance \"{}\": \"{}\" has no geometry in the scene, the light shines from its origin",
+                database.name(source.instance), database.name(shape));
+}
+
+std::vector<miTag> LightTable::resolve(const std::vector<miTag>& names, bool exclusive) const {
+    std::vector<miTag> result;
+    for (std::size_t i = 0; i < sources_.size(); ++i) {
+        const std::vector<miTag>& path = paths_[i];
+        const bool named = std::any_of(names.begin(), names.end(), [&](miTag name) {
+            return name == sources_[i].instance || std::find(path.begin(), path.end(), name) != path.end();
+        });
+        if (named != exclusive) result.push_back(sources_[i].instance);
+    }
+    return result;
+}
+
+const std::vector<miTag>* LightTable::listOf(const std::vector<List>& lists, miTag holder) {
+    const auto found =
+        std::find_if(lists.begin(), lists.end(), [&](const List& list) { return list.holder == holder; });
+    return found == lists.end() ? nullptr : &found->lights;
+}
+
+const std::vector<miTag>& LightTable::lightsFor(const FlatInstance& instance) const {
+    const std::vector<miTag>* list = instance.lightListInstance ? listOf(lists_, instance.lightListInstance) : nullptr;
+    return list ? *list : all_;
+}
+
+bool LightTable::castsShadow(const FlatInstance& occluder, miTag light) const {
+    const std::vector<miTag>* list =
+        occluder.shadowListInstance ? listOf(shadowLists_, occluder.shadowListInstance) : nullptr;
+    return !list || std::find(list->begin(), list->end(), light) != list->end();
+}
+
+bool sampleLight(miColor* result, miVector* dir, miScalar* dotNl, miState* state, miTag light, int* samples) {
+    const ThreadContext& context = contextOf(state);
+    const LightSource* source = context.scene->lights ? context.scene->lights->find(light) : nullptr;
+    if (!source || *samples < 0) return false;
+    // One of many gathered places does not need more than the coarse grid.
+    const bool gathers = context.gather.depth > 0;
+    const int level = gathers ? std::numeric_limits<int>::max() : state->reflection_level + state->refraction_level;
+    const LightGrid grid = lightGrid(*source->light, level);
+    while (*samples < grid.count())
+        if (takeSample(*source, grid, (*samples)++, {result, dir, dotNl}, state)) return true;
+    return false;
+}
+
+bool sampleLightOnce(miColor* result, miVector* dir, miScalar* dotNl, miState* state, miTag light) {
+    const ThreadContext& context = contextOf(state);
+    const LightSource* source = context.scene->lights ? context.scene->lights->find(light) : nullptr;
+    return source && takeSample(*source, {}, 0, {result, dir, dotNl}, state);
+}
+
+}  // namespace lumorender

@@ -1,0 +1,69 @@
+// Lights: which apply where, and sampling them through their shaders.
+#pragma once
+
+#include "database/elements.h"
+#include "mi/light.h"
+#include "mi/state.h"
+#include "lights/area_lights.h"
+#include "tracing/context.h"
+
+#include <deque>
+#include <vector>
+
+namespace lumorender {
+
+/// A light instance in its place. World space.
+struct LightSource {
+    miTag instance = 0;
+    const miLight* light = nullptr;
+    miVector origin = {};
+    miVector direction = {};   ///< unit length; where a directional light or a spot shines to
+    bool directional = false;  ///< infinitely far away
+    const Placement* placement = nullptr;
+    const LightSurface* surface = nullptr;  ///< of lights in the shape of an object
+};
+
+/// The lights of a scene and the light lists of its instances. Read-only while rendering.
+class LightTable {
+public:
+    LightTable(const Database& database, const SceneGeometry& geometry);
+
+    /// Null where the tag is no light instance of the scene.
+    const LightSource* find(miTag instance) const {
+        return instance < byTag_.size() && byTag_[instance] ? &sources_[byTag_[instance] - 1] : nullptr;
+    }
+
+    const std::vector<miTag>& all() const { return all_; }
+    /// The lights that light the instance that was hit.
+    const std::vector<miTag>& lightsFor(const FlatInstance& instance) const;
+    /// False where the instance's shadow list says that it casts no shadow from this light.
+    bool castsShadow(const FlatInstance& occluder, miTag light) const;
+    /// The lights that the names of light instances (or instances of groups of lights) mean, or all others.
+    std::vector<miTag> resolve(const std::vector<miTag>& names, bool exclusive) const;
+
+private:
+    struct List {
+        miTag holder = 0;
+        std::vector<miTag> lights;
+    };
+    static const std::vector<miTag>* listOf(const std::vector<List>& lists, miTag holder);
+
+    void giveSurface(const Database& database, const SceneGeometry& geometry, LightSource& source);
+
+    std::vector<LightSource> sources_;
+    std::deque<LightSurface> surfaces_;
+    std::vector<std::vector<miTag>> paths_;
+    std::vector<std::uint32_t> byTag_;  ///< 1 + position in sources_, 0 = no light
+    std::vector<miTag> all_;
+    std::vector<List> lists_;
+    std::vector<List> shadowLists_;
+};
+
+/// The next sample of a light, as mi_sample_light hands it out: samples that do not light the point are counted and
+/// passed over. Returns false when there are no more.
+bool sampleLight(miColor* result, miVector* dir, miScalar* dotNl, miState* state, miTag light, int* samples);
+
+/// A single sample of the whole shape. Returns false where it does not light the point.
+bool sampleLightOnce(miColor* result, miVector* dir, miScalar* dotNl, miState* state, miTag light);
+
+}  // namespace lumorender

@@ -1,0 +1,165 @@
+#include "lights/shadows.h"
+
+#include "lights/lights.h"
+#include "tracing/shader_calls.h"
+#include "tracing/shader_table.h"
+#include "tracing/tracing.h"
+#include "tracing/transforms.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace lumorender {
+
+namespace {
+
+/// The light shader's state above a shadow state.
+const miState* lightStateOf(const miState* state) {
+    while (state && state->type != miRAY_LIGHT) state = state->parent;
+    return state;
+}
+
+bool block(miColor* result) {
+    *result = {0, 0, 0, 0};
+    return false;
+}
+
+/// Calls the shadow shader of what the record's ray met. Without one the surface is opaque.
+bool filterByOccluder(ThreadContext& context, RayRecord& record, miColor* result) {
+    const miMaterial* material = context.scene->slots->material(record.state.material);
+    if (!material || material->shadow == 0) return block(result);
+    return callShader(context, &record.state, material->shadow, miSHADER_SHADOW, result);
+}
+
+/// Finds the next surface along the ray that casts a shadow from this light, and fills the record's state with it.
+/// The distance from `ray.org` goes to `distance`.
+bool findOccluder(ThreadContext& context, RayRecord& record, Ray ray, double& distance) {
+    const RenderScene& scene = *context.scene;
+    ++context.counters.shadow;
+    while (scene.geometry->intersect(ray, record.hit)) {
+        distance = record.hit.dist;
+        if (!scene.lights->castsShadow(*record.hit.instance, record.state.light_instance)) {
+            ray.near = distance;
+            continue;
+        }
+        // The state of a shadow shader keeps the light's position and direction, whichever way the ray travels.
+        const miVector org = record.state.org;
+        const miVector dir = record.state.dir;
+        record.state.org = ray.org;
+        record.state.dir = ray.dir;
+        fillHit(context, record, false);
+        record.state.org = org;
+        record.state.dir = dir;
+        record.state.dot_nd =
+            record.state.normal.x * dir.x + record.state.normal.y * dir.y + record.state.normal.z * dir.z;
+        return true;
+    }
+    return false;
+}
+
+Ray shadowRay(const ThreadContext& context, const miState& state) {
+    Ray ray;
+    ray.time = shutterFraction(*context.scene, state);
+    ray.visibility = RayVisibility::Shadow;
+    return ray;
+}
+
+RayRecord& shadowChild(ThreadContext& context, miState* parent) {
+    RayRecord& record = childRay(context, parent);
+    record.state.type = miRAY_SHADOW;
+    return record;
+}
+
+/// All occluders between light and point, from the light on; an infinitely far light has no first one, so its rays
+/// start at the point.
+bool traceUnsorted(ThreadContext& context, miColor* result, miState* light) {
+    Ray ray = shadowRay(context, *light);
+    const bool finite = light->dist > 0;
+    ray.org = finite ? light->org : light->point;
+    ray.dir = finite ? light->dir : miVector{-light->dir.x, -light->dir.y, -light->dir.z};
+    ray.near = finite ? 0 : surfaceOffset(light->point);
+    // The point is met as exactly as its own and the light's numbers are: far lights miss it by more than its own rounding.
+    ray.far = finite ? light->dist - std::max(surfaceOffset(light->point), surfaceOffset(light->org)) : 1e30;
+    if (ray.far <= ray.near) return true;
+
+    RayRecord& record = shadowChild(context, light);
+    const RayInFlight inFlight(context, record);
+    double distance = 0;
+    while (findOccluder(context, record, ray, distance)) {
+        // From an infinitely far light there is no distance to the occluder: the one from the point stands for it, because
+        // 0 would tell shadow shaders that there is nothing to do.
+        record.state.dist = distance;
+        if (!filterByOccluder(context, record, result)) return false;
+        ray.near = distance;
+    }
+    return true;
+}
+
+/// One segment of a ray from the point to the light: up to the next occluder, or to the light.
+bool traceSegment(ThreadContext& context, miColor* result, miState* from, miTag volume, double alreadyPassed,
+                  bool meetsOccluders = true) {
+    const miState* light = lightStateOf(from);
+    if (!light) return true;
+    Ray ray = shadowRay(context, *from);
+    ray.org = from->point;
+    ray.dir = {-light->dir.x, -light->dir.y, -light->dir.z};
+    ray.near = surfaceOffset(from->point);
+    double length = 0;
+    if (light->dist > 0) {
+        const double x = static_cast<double>(light->org.x) - from->point.x;
+        const double y = static_cast<double>(light->org.y) - from->point.y;
+        const double z = static_cast<double>(light->org.z) - from->point.z;
+        length = std::sqrt(x * x + y * y + z * z);
+        ray.far = length;
+    }
+
+    RayRecord& record = shadowChild(context, from);
+    const RayInFlight inFlight(context, record);
+    record.state.volume = volume;
+    record.state.refraction_volume = volume;
+    double distance = 0;
+    bool ok = true;
+    if (meetsOccluders && ray.far > ray.near && findOccluder(context, record, ray, distance)) {
+        record.state.dist = distance + alreadyPassed;
+        ok = filterByOccluder(context, record, result);
+        record.state.volume = volume;
+    } else {
+        // 0 stands for infinitely far, however much of it lies behind.
+        record.state.dist = length > 0 ? length + alreadyPassed : 0;
+        record.state.instance = 0;
+        record.state.material = 0;
+        record.state.pri = nullptr;
+    }
+    return ok && applyVolume(context, &record.state, result, true);
+}
+
+/// What shadow maps would do is done by rays, also where only maps were asked for.
+bool shadowsAreOn(const miOptions& options) { return options.shadow && (options.trace || options.use_shadow_maps); }
+
+bool receivesShadows(const miState* light) {
+    const Hit* lit = light->parent ? hitOf(light->parent) : nullptr;
+    return !lit || (lit->instance->flags & miTRACE_SHADOW_RECEIVE) != 0;
+}
+
+}  // namespace
+
+bool shadowsHaveSegments(const miOptions& options) { return options.shadow == 's' && shadowsAreOn(options); }
+
+bool traceShadow(miColor* result, miState* light) {
+    if (!shadowsAreOn(*light->options)) return true;
+    ThreadContext& context = contextOf(light);
+    const bool receives = receivesShadows(light);
+    // Volumes belong to the segments, so they count for surfaces without shadows too.
+    if (shadowsHaveSegments(*light->options)) return traceSegment(context, result, light, light->volume, 0, receives);
+    return !receives || traceUnsorted(context, result, light);
+}
+
+bool traceShadowSegment(miColor* result, miState* shadow) {
+    return traceSegment(contextOf(shadow), result, shadow, shadow->refraction_volume, 0);
+}
+
+bool continueShadowSegment(miColor* result, miState* shadow) {
+    return traceSegment(contextOf(shadow), result, shadow, shadow->volume, shadow->dist);
+}
+
+}  // namespace lumorender

@@ -1,0 +1,130 @@
+#include "parameters/declarations.h"
+
+#include <fmt/format.h>
+
+namespace lumorender {
+
+namespace {
+
+/// What a parameter block may take at most: 64 MB, far above any real record, so that sizes fit all their fields.
+constexpr std::size_t kLargestRecord = std::size_t{1} << 26;
+
+constexpr std::string_view kUnsupportedPhenomenon = "phenomena are not supported yet, their shaders cannot be used";
+
+bool isSame(const Declaration& a, const Declaration& b) {
+    return a.kind == b.kind && a.version == b.version && isSameLayout({a.result}, {b.result}) &&
+           isSameLayout(a.parameters, b.parameters);
+}
+
+void lookUpFunctions(SceneContext& scene, Declaration& declaration) {
+    declaration.entry = scene.modules.find(declaration.name);
+    if (!declaration.entry.version) return;
+    const int version = declaration.entry.version();
+    if (version != declaration.version)
+        scene.problems.versionMismatch(scene.in.place(),
+                                       fmt::format("shader \"{}\" is declared with version {}, its module has "
+                                                   "version {}",
+                                                   declaration.name, declaration.version, version));
+}
+
+/// What a declaration says behind its parameters. Only the version matters to this host; the rest informs.
+void readRequirements(SceneContext& scene, Declaration& declaration) {
+    Cursor& in = scene.in;
+    while (!in.acceptEnd("declare")) {
+        if (in.atEnd() || in.at("declare")) in.fail("\"end declare\"");
+        if (in.accept("version"))
+            declaration.version = in.readInteger();
+        else
+            in.skipGroup();
+    }
+}
+
+/// The body of a phenomenon holds elements of its own, with their own `end`.
+void skipPhenomenonBody(Cursor& in) {
+    while (!in.at("end") || in.followingWord() != "declare") {
+        if (in.atEnd()) in.fail("\"end declare\"");
+        in.skipGroup();
+    }
+    in.expect("end");
+    in.expect("declare");
+}
+
+void layOutDeclaration(SceneContext& scene, Declaration& declaration) {
+    declaration.parameterSize = layOut(declaration.parameters);
+    std::vector<Parameter> result{declaration.result};
+    layOut(result);
+    declaration.result = result.front();
+    if (declaration.parameterSize > kLargestRecord || declaration.result.elementSize > kLargestRecord)
+        throw SyntaxError{scene.in.place(), fmt::format("the record of \"{}\" is too large", declaration.name)};
+}
+
+/// Shaders keep the layout they were made with, so a name in use cannot change its layout.
+void storeDeclaration(SceneContext& scene, std::unique_ptr<Declaration> declaration, const Place& place) {
+    const std::string& name = declaration->name;
+    const std::string fullName = scene.qualify(name);
+    if (const auto* former = scene.database.detail<Declaration>(scene.database.find(fullName))) {
+        if (isSame(*former, *declaration)) return;
+        if (former->used)
+            return scene.problems.error(place, fmt::format("\"{}\" is declared differently while shaders use "
+                                                           "the former declaration",
+                                                           name));
+        scene.problems.warning(place, fmt::format("\"{}\" is declared again and differently", name));
+    }
+    if (declaration->kind == DeclarationKind::Shader) {
+        lookUpFunctions(scene, *declaration);
+        if (scene.linked && !declaration->entry.call)
+            scene.problems.warning(place, fmt::format("no linked module has a function \"{}\"", name));
+    }
+    scene.storeBytes(fullName, miSCENE_FUNCTION_DECL, nullptr, 16, std::move(declaration));
+}
+
+}  // namespace
+
+void readDeclaration(SceneContext& scene) {
+    Cursor& in = scene.in;
+    const Place place = in.place();
+    auto declaration = std::make_unique<Declaration>();
+    declaration->result.type = miTYPE_COLOR;
+    bool hasEnd = true;
+    if (in.accept("phenomenon"))
+        declaration->kind = DeclarationKind::Phenomenon;
+    else if (in.accept("data"))
+        declaration->kind = DeclarationKind::Data;
+    else
+        hasEnd = in.accept("shader");
+    if (atType(in) && declaration->kind != DeclarationKind::Data) declaration->result = readResultType(scene);
+
+    declaration->name = in.readName("the name of a declaration");
+    declaration->parameters = readParameterDeclarations(scene, '(');
+    layOutDeclaration(scene, *declaration);
+    if (declaration->kind == DeclarationKind::Phenomenon) {
+        scene.problems.unsupported(place, std::string(kUnsupportedPhenomenon));
+        skipPhenomenonBody(in);
+    } else if (hasEnd || (in.at("end") && in.followingWord() == "declare")) {
+        readRequirements(scene, *declaration);
+    }
+    storeDeclaration(scene, std::move(declaration), place);
+}
+
+Declaration* requireShaderDeclaration(SceneContext& scene, std::string_view name, miTag& tag) {
+    tag = scene.find(name);
+    auto* declaration = scene.database.detail<Declaration>(tag);
+    const Place place = scene.in.place();
+    if (!declaration || declaration->kind == DeclarationKind::Data) {
+        scene.problems.error(place, fmt::format("shader \"{}\" is not declared", name));
+        return nullptr;
+    }
+    if (declaration->kind == DeclarationKind::Phenomenon) {
+        scene.problems.error(place, fmt::format("\"{}\" is a phenomenon, and these are not supported yet", name));
+        return nullptr;
+    }
+    if (!declaration->entry.call) lookUpFunctions(scene, *declaration);
+    if (!declaration->entry.call && scene.settings.functionsRequired) {
+        scene.problems.error(place, fmt::format("no linked module has the function of shader \"{}\"", name));
+        return nullptr;
+    }
+    declaration->used = true;
+    return declaration;
+}
+
+}  // namespace lumorender

@@ -1,0 +1,215 @@
+#include "parameters/parameter_values.h"
+
+#include "parsing/named_values.h"
+#include "parameters/shader_calls.h"
+
+#include <fmt/format.h>
+
+namespace lumorender {
+
+namespace {
+
+/// Sizes are kept as int, and the ghosts take the same again.
+constexpr std::size_t kLargestBlock = std::size_t{1} << 28;
+
+}  // namespace
+
+int ParameterReader::readList(const std::vector<Parameter>& parameters, std::size_t base, char closing) {
+    int given = 0;
+    while (!in_.accept(closing)) {
+        const Place place = in_.place();
+        try {
+            readNamed(parameters, base);
+        } catch (const SyntaxError& problem) {
+            // One bad value does not hide what is wrong with the next.
+            const std::string which = reading_.empty() ? "a parameter" : fmt::format("parameter \"{}\"", reading_);
+            scene_.problems.error(problem.place, fmt::format("{}, in {} of {}", problem.text, which, owner_));
+            skipValue(closing);
+        }
+        ++given;
+        if (in_.accept(',') || in_.at(closing)) continue;
+        if (in_.place().at == place.at) in_.advance();
+        in_.fail(fmt::format("\",\" or \"{}\" behind a parameter of {}", closing, owner_));
+    }
+    return given;
+}
+
+void ParameterReader::readNamed(const std::vector<Parameter>& parameters, std::size_t base) {
+    reading_.clear();
+    if (!in_.atName()) in_.fail("the name of a parameter");
+    for (const Parameter& parameter : parameters) {
+        if (parameter.name != in_.current().text) continue;
+        in_.advance();
+        reading_ = parameter.name;
+        return readValue(parameter, base);
+    }
+    in_.fail(fmt::format("the name of a parameter that {} has", owner_));
+}
+
+/// To the comma or bracket behind a value that could not be read.
+void ParameterReader::skipValue(char closing) {
+    while (!in_.at(',') && !in_.at(closing) && !in_.atEnd() && !in_.at("end")) in_.skipGroup();
+}
+
+void ParameterReader::readValue(const Parameter& parameter, std::size_t base) {
+    if (parameter.isArray) return readArray(parameter, base);
+    readElement(parameter, base + parameter.elementOffset);
+}
+
+void ParameterReader::readArray(const Parameter& parameter, std::size_t base) {
+    if (in_.accept("null")) {
+        block_.appendArray(parameter, base, 0);
+        return;
+    }
+    in_.expect('[');
+    containsArrays(parameter) ? readNestedElements(parameter, base) : readFlatElements(parameter, base);
+}
+
+/// Past a comma or the closing bracket of an array; false at the latter.
+bool ParameterReader::nextElement() {
+    if (in_.accept(']')) return false;
+    return true;
+}
+
+void ParameterReader::checkSize(const ParameterBlock& block, const Parameter& parameter) const {
+    if (block_.size() + block.size() + parameter.elementSize > kLargestBlock)
+        throw SyntaxError{in_.place(), fmt::format("array \"{}\" is too large", parameter.name)};
+}
+
+void ParameterReader::readFlatElements(const Parameter& parameter, std::size_t base) {
+    ParameterBlock elements({}, 0);
+    ParameterReader reader(scene_, elements, owner_, connectable_);
+    while (nextElement()) {
+        checkSize(elements, parameter);
+        if (parameter.type == miTYPE_LIGHT && in_.atName())
+            readLights(parameter, elements);
+        else
+            reader.readElement(parameter, elements.appendElement(parameter));
+        if (!in_.accept(',') && !in_.at(']')) in_.fail("\",\" or \"]\"");
+    }
+    const std::size_t count = parameter.elementSize > 0 ? elements.size() / parameter.elementSize : 0;
+    const std::size_t first = block_.appendArray(parameter, base, count);
+    if (count > 0) block_.copyFrom(elements, first);
+}
+
+/// Elements with arrays inside have no fixed size: each is read on its own, then they are put together.
+void ParameterReader::readNestedElements(const Parameter& parameter, std::size_t base) {
+    std::vector<Parameter> record{parameter};
+    record.front().isArray = false;
+    const std::size_t size = layOut(record);
+    std::vector<ParameterBlock> elements;
+    std::size_t total = 0;
+    while (nextElement()) {
+        ParameterBlock& element = elements.emplace_back(record, size);
+        ParameterReader(scene_, element, owner_, connectable_).readElement(record.front(), 0);
+        total += element.size();
+        if (block_.size() + 2 * total > kLargestBlock)
+            throw SyntaxError{in_.place(), fmt::format("array \"{}\" is too large", parameter.name)};
+        if (!in_.accept(',') && !in_.at(']')) in_.fail("\",\" or \"]\"");
+    }
+    const std::size_t first = block_.appendArray(parameter, base, elements.size());
+    for (std::size_t k = 0; k < elements.size(); ++k)
+        block_.takeRecord(parameter.members, first + k * parameter.elementSize, elements[k], 0);
+}
+
+void ParameterReader::readElement(const Parameter& parameter, std::size_t at) {
+    if (in_.accept('=')) return readConnection(parameter, at);
+    if (in_.accept("null")) {
+        block_.clear(at, parameter.elementSize);
+        return block_.markGiven(at);
+    }
+    switch (parameter.type) {
+        case miTYPE_BOOLEAN:
+        case miTYPE_INTEGER:
+        case miTYPE_SCALAR:
+        case miTYPE_VECTOR:
+        case miTYPE_COLOR:
+        case miTYPE_TRANSFORM: readNumbers(parameter, at); break;
+        case miTYPE_STRUCT: {
+            in_.expect('{');
+            const DepthGuard guard(scene_);
+            readList(parameter.members, at, '}');
+            return;
+        }
+        default: block_.put(at, readName(parameter.type));
+    }
+    block_.markGiven(at);
+}
+
+void ParameterReader::readNumbers(const Parameter& parameter, std::size_t at) {
+    switch (parameter.type) {
+        case miTYPE_BOOLEAN:
+            block_.put(at, in_.atInteger() ? miBoolean{in_.readInteger() != 0} : miBoolean{in_.readBoolean()});
+            break;
+        case miTYPE_INTEGER: block_.put(at, miInteger{in_.readInteger()}); break;
+        case miTYPE_SCALAR: block_.put(at, miScalar{in_.readFloat()}); break;
+        case miTYPE_VECTOR: block_.put(at, in_.readVector()); break;
+        case miTYPE_COLOR:
+            if (in_.accept("colorprofile")) {
+                scene_.problems.unsupported(in_.place(), "color profiles are not supported, colors are kept");
+                in_.readName("the name of a color profile");
+            }
+            block_.put(at, in_.readColor(0));
+            break;
+        default: {
+            miMatrix matrix;
+            in_.readMatrix(matrix);
+            block_.put(at, matrix);
+        }
+    }
+}
+
+miTag ParameterReader::readName(miParam_type type) {
+    if (type == miTYPE_STRING) return scene_.database.addString(in_.readName("a text"));
+    return readNamedValue(scene_, type);
+}
+
+/// A light instance, or all those in a group that is placed by an instance.
+void ParameterReader::readLights(const Parameter& parameter, ParameterBlock& elements) {
+    for (const miTag light : lightsOf(scene_, readNamedValue(scene_, miTYPE_LIGHT))) {
+        const std::size_t at = elements.appendElement(parameter);
+        elements.put(at, light);
+        elements.markGiven(at);
+    }
+}
+
+void ParameterReader::readConnection(const Parameter& parameter, std::size_t at) {
+    const Place place = in_.place();
+    if (in_.at("interface")) in_.fail("a shader (\"interface\" belongs into phenomena, which are not supported yet)");
+    const ConnectedShader source = readConnectedShader(scene_);
+    if (source.tag == miNULLTAG) return;  // has been reported
+    if (!connectable_)
+        return scene_.problems.error(
+            place, fmt::format("parameter \"{}\" of {} cannot be connected to a shader", parameter.name, owner_));
+    if (!isConnectable(parameter, source.result))
+        return scene_.problems.error(place, fmt::format("parameter \"{}\" of {} has the type {}, the shader \"{}\" "
+                                                        "returns {}",
+                                                        parameter.name, owner_, nameOfType(parameter.type), source.name,
+                                                        nameOfType(source.result.type)));
+    block_.connect(at, source.tag);
+}
+
+ParameterBlock readUndeclaredParameters(SceneContext& scene) {
+    Cursor& in = scene.in;
+    ParameterBlock block({}, 0);
+    Parameter word;
+    word.type = miTYPE_INTEGER;
+    word.elementSize = sizeof(miTag);
+    while (!in.accept(')')) {
+        if (in.accept(',')) continue;
+        if (!in.atNumber() && !in.atBoolean() && !in.atName()) in.fail("a number, a name or \")\"");
+        if (block.size() >= kLargestBlock) in.fail("\")\"");
+        const std::size_t at = block.appendElement(word);
+        if (in.atInteger())
+            block.put(at, miInteger{in.readInteger()});
+        else if (in.atNumber())
+            block.put(at, miScalar{in.readFloat()});
+        else if (in.atBoolean())
+            block.put(at, miBoolean{in.readBoolean()});
+        else if (!in.accept("null"))
+            block.put(at, scene.database.addString(in.readName("a name")));
+    }
+    return block;
+}
+
+}  // namespace lumorender

@@ -1,0 +1,131 @@
+#include "parameters/shader_calls.h"
+
+#include "mi/records.h"
+#include "parameters/declarations.h"
+#include "parameters/function_record.h"
+#include "parameters/parameter_values.h"
+
+#include <fmt/format.h>
+
+#include <cstring>
+
+namespace lumorender {
+
+namespace {
+
+/// At `"decl" ( .. )`. With a name, the shader is defined or edited under it. 0 after an error.
+miTag readCall(SceneContext& scene, const std::string& name) {
+    Cursor& in = scene.in;
+    const DepthGuard guard(scene);
+    if (!in.atString()) in.fail("the quoted name of a shader declaration");
+    const std::string declarationName(in.current().text);
+    miTag declarationTag = miNULLTAG;
+    const Declaration* declaration = requireShaderDeclaration(scene, declarationName, declarationTag);
+    in.advance();
+    if (!declaration) {
+        if (in.at('(')) in.skipGroup();
+        return miNULLTAG;
+    }
+    in.expect('(');
+    ParameterBlock block = editedBlock(scene, name, declarationTag, *declaration);
+    ParameterReader reader(scene, block, fmt::format("shader \"{}\"", declarationName), true);
+    const int given = reader.readList(declaration->parameters, 0, ')');
+    return storeFunction(scene, name, declarationTag, *declaration, block, given);
+}
+
+/// Behind `shader` inside a slot or value: `"new" "decl" (..)`.
+miTag readDefinition(SceneContext& scene) {
+    const std::string name = scene.readNewName("the name of a shader");
+    return readCall(scene, name);
+}
+
+/// Behind `=` in a slot.
+miTag readReused(SceneContext& scene) {
+    Cursor& in = scene.in;
+    const bool outer = scene.incremental;
+    scene.incremental = in.accept("incremental");
+    if (in.accept("shader")) {
+        const miTag defined = readDefinition(scene);
+        scene.incremental = outer;
+        return defined;
+    }
+    scene.incremental = outer;
+    return scene.readReference({miSCENE_FUNCTION, miSCENE_FLIST}, "a shader");
+}
+
+miTag makeList(SceneContext& scene, const std::string& name, std::vector<miTag> functions) {
+    auto list = std::make_unique<FunctionList>();
+    list->functions = std::move(functions);
+    return scene.storeBytes(name, miSCENE_FLIST, nullptr, 16, std::move(list));
+}
+
+void append(const SceneContext& scene, std::vector<miTag>& functions, miTag slot) {
+    for (const miTag function : shadersOf(scene, slot)) functions.push_back(function);
+}
+
+}  // namespace
+
+bool atShader(const Cursor& in) { return in.atString() || in.at('='); }
+
+std::vector<miTag> shadersOf(const SceneContext& scene, miTag slot) {
+    if (const auto* list = scene.database.detail<FunctionList>(slot)) return list->functions;
+    return slot ? std::vector<miTag>{slot} : std::vector<miTag>{};
+}
+
+miTag readShaderList(SceneContext& scene) {
+    std::vector<miTag> slots;
+    while (atShader(scene.in)) slots.push_back(scene.in.accept('=') ? readReused(scene) : readCall(scene, {}));
+    // A single one is referred to itself, so that later changes of a named list show.
+    if (slots.size() < 2) return slots.empty() ? miNULLTAG : slots.front();
+    std::vector<miTag> functions;
+    for (const miTag slot : slots) append(scene, functions, slot);
+    return makeList(scene, {}, std::move(functions));
+}
+
+miTag joinShaders(SceneContext& scene, miTag former, miTag further) {
+    if (!former || !further) return former ? former : further;
+    std::vector<miTag> functions = shadersOf(scene, former);
+    append(scene, functions, further);
+    return makeList(scene, {}, std::move(functions));
+}
+
+miTag readShadersAs(SceneContext& scene, const std::string& name) {
+    const miTag first = scene.in.atString() ? readCall(scene, name) : miNULLTAG;
+    if (first && !atShader(scene.in)) return first;
+
+    // A list takes the name, so its first shader must have it no longer.
+    std::vector<miTag> functions;
+    if (first) functions.push_back(copyFunction(scene, {}, first));
+    append(scene, functions, readShaderList(scene));
+    if (functions.empty() && !first) return miNULLTAG;
+    if (functions.size() == 1) return copyFunction(scene, name, functions.front());
+    return makeList(scene, name, std::move(functions));
+}
+
+void readNamedShader(SceneContext& scene) {
+    const std::string name = scene.readNewName("the name of a shader");
+    if (!atShader(scene.in)) scene.in.fail("a shader call");
+    readShadersAs(scene, name);
+}
+
+void passParameters(SceneContext& scene, miTag main, miTag slot) {
+    const auto mains = shadersOf(scene, main);
+    if (mains.empty()) return;
+    for (const miTag tag : shadersOf(scene, slot)) inheritParameters(scene, mains.front(), tag);
+}
+
+ConnectedShader readConnectedShader(SceneContext& scene) {
+    Cursor& in = scene.in;
+    if (in.at("incremental") || in.at("shader")) {
+        const miTag tag = readReused(scene);
+        return {tag, resultOf(scene, tag), std::string(scene.database.name(tag))};
+    }
+    if (!in.atName()) in.fail("the name of a shader");
+    const std::string name(in.current().text);
+    ConnectedShader source = findConnected(scene, name);
+    if (!source.tag) scene.require(name, {miSCENE_FUNCTION}, "a shader");
+    in.advance();
+    return source;
+}
+
+}  // namespace lumorender

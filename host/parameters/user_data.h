@@ -1,0 +1,17 @@
+// Reads user data, and attaches it to elements.
+#pragma once
+
+#include "parsing/context.h"
+
+namespace lumorender {
+
+/// Behind `data` at top level: defines a block.
+void readUserData(SceneContext& scene);
+
+/// Behind `data` inside an element: appends a block to the element's chain, or clears the chain.
+void readDataStatement(SceneContext& scene, miTag& chain);
+
+/// Behind `attribute` inside an element: parsed, but without effect.
+void skipAttribute(SceneContext& scene);
+
+}  // namespace lumorender

@@ -1,0 +1,45 @@
+// What is wrong with a scene: collected, counted and told with file and line.
+#pragma once
+
+#include "parsing/source.h"
+
+#include <map>
+#include <stdexcept>
+#include <string>
+
+namespace lumorender {
+
+/// Thrown where a statement cannot be understood any further. The element is given up, reading goes on behind it.
+struct SyntaxError {
+    Place place;
+    std::string text;
+};
+
+/// Thrown where reading the file makes no sense any more.
+struct StopReading {};
+
+class Problems {
+public:
+    /// Reports an error. Throws StopReading when there were too many.
+    void error(const Place& place, const std::string& text);
+    void warning(const Place& place, const std::string& text);
+    /// Something the host cannot do (yet) or does not know. The first of its kind is told with its place, more of the
+    /// same kind are counted.
+    void unsupported(const Place& place, const std::string& kind);
+    /// An error message that does not keep the scene from being rendered.
+    void versionMismatch(const Place& place, const std::string& text);
+    /// Understood, but of no effect in this host.
+    void noEffect(const Place& place, std::string_view what);
+
+    int errors() const { return errors_; }
+    /// Tells how often things came that were told of once only.
+    void summarize();
+
+private:
+    static constexpr int kMostErrors = 20;
+
+    int errors_ = 0;
+    std::map<std::string, long> unsupported_;
+};
+
+}  // namespace lumorender

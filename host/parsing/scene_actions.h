@@ -1,0 +1,38 @@
+// What a scene file asks of the program besides filling the database, and what the program allows it.
+#pragma once
+
+#include "database/database.h"
+#include "database/modules.h"
+
+#include <filesystem>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace lumorender {
+
+struct RenderCommand {
+    miTag rootGroup = 0;
+    miTag cameraInstance = 0;
+    miTag options = 0;
+    std::string where;  ///< "file:line" of the command, for messages
+};
+
+/// What a scene file asks of the program besides filling the database.
+class SceneActions {
+public:
+    virtual ~SceneActions() = default;
+    /// Renders now, from the database as it stands. Returns false where the rest of the file should not be read.
+    virtual bool render(const RenderCommand& command) = 0;
+};
+
+struct ReaderSettings {
+    std::vector<std::filesystem::path> includePath;
+    std::vector<std::filesystem::path> texturePath;
+    bool includePathForQuoted = false;  ///< `-I !dir`
+    bool verbosityIsFixed = false;      ///< the command line gave it: the scene's `verbose` is ignored
+    bool filesAllowed = true;           ///< false: the scene may not name further files or modules to be read
+    bool functionsRequired = true;      ///< false: shaders whose function is in no module are taken, for checking only
+};
+
+}  // namespace lumorender

@@ -1,0 +1,79 @@
+#include "parsing/token_stream.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+namespace lumorender {
+
+TokenStream::TokenStream(Problems& problems, Registry& registry, const ReaderSettings& settings)
+    : problems_(problems), registry_(registry), settings_(settings) {}
+
+void TokenStream::open(std::string name, const std::filesystem::path& directory, std::string text) {
+    auto& source = sources_[name];
+    source = std::make_unique<SourceText>(name, directory, std::move(text));
+    levels_.push_back({Scanner(*source, unescaped_), std::move(name), {}});
+    advance();
+}
+
+void TokenStream::advance() {
+    for (;;) {
+        scanner().next(token_);
+        if (token_.complaint) problems_.error(place(), token_.complaint);
+        if (token_.kind == TokenKind::Directive)
+            carryOutDirective();
+        else if (token_.kind == TokenKind::End && levels_.size() > 1)
+            leaveText();
+        else
+            break;
+    }
+    if (token_.kind == TokenKind::End) leaveText();
+}
+
+/// The outermost text stays open: messages about its end need a place.
+void TokenStream::leaveText() {
+    Level& level = levels_.back();
+    for (const Conditional& open : level.conditionals)
+        problems_.error({&level.scanner.source(), open.at}, "found the end of the file, expected $endif");
+    level.conditionals.clear();
+    if (levels_.size() > 1) levels_.pop_back();
+}
+
+std::string_view TokenStream::takeRaw(std::size_t count) {
+    std::string_view bytes;
+    if (!scanner().takeRaw(count, bytes))
+        throw SyntaxError{place(), fmt::format("found something else, expected {} bytes between back quotes", count)};
+    advance();
+    return bytes;
+}
+
+/// A vector of 12 bytes is tried first; anything longer ends at the next back quote, as well as that can be told.
+void TokenStream::skipRaw() {
+    std::string_view bytes;
+    const Scanner& at = scanner();
+    const std::string_view rest(at.cursor(), at.source().end());
+    if (!scanner().takeRaw(12, bytes)) {
+        const auto closing = rest.find('`');
+        if (closing != std::string_view::npos) scanner().takeRaw(closing, bytes);
+    }
+    advance();
+}
+
+bool TokenStream::isFirstOnLine() const {
+    const char* const begin = scanner().source().begin();
+    for (const char* at = token_.at; at != begin; --at) {
+        if (at[-1] == '\n' || at[-1] == '\r') return true;
+        if (at[-1] != ' ' && at[-1] != '\t') return false;
+    }
+    return true;
+}
+
+std::string TokenStream::expandFileName(std::string_view text) {
+    std::vector<std::string> missing;
+    std::string expanded = registry_.expand(text, missing);
+    for (const std::string& key : missing)
+        problems_.warning(place(), fmt::format("the registry has no value for \"{{{}}}\"", key));
+    return expanded;
+}
+
+}  // namespace lumorender

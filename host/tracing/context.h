@@ -1,0 +1,151 @@
+// What a render thread works with, and the parts of a render that all threads share read-only.
+#pragma once
+
+#include "database/database.h"
+#include "geometry/scene_geometry.h"
+#include "mi/codes.h"
+#include "mi/state.h"
+#include "tracing/arena.h"
+#include "tracing/shader_states.h"
+
+#include <cstdint>
+#include <memory>
+#include <unordered_map>
+#include <vector>
+
+namespace lumorender {
+
+class Camera;
+class FinalGather;
+struct GatherPoint;
+class LightTable;
+struct OcclusionCache;
+class SlotTable;
+class TextureTable;
+struct BufferLayout;
+
+/// What the scene says of ambient occlusion, by name; calls may say otherwise for themselves.
+struct OcclusionSettings {
+    bool on = true;
+    int rays = 256;
+    float least = 0, most = 0;  ///< distances between which surfaces hide anything; `most` 0 = however far
+    float falloff = 1;          ///< a surface at distance d hides (1 - (d - least) / (most - least)) ^ falloff
+    bool cache = false;         ///< points are made ahead, and calls interpolate between them
+    float cacheDensity = 1;     ///< of the coarsest grid of points
+    int cachePoints = 64;       ///< how many to interpolate between
+};
+
+/// Everything of a render that is fixed before the first sample. Shared by all threads without locks.
+struct RenderScene {
+    Database* database = nullptr;
+    const SceneGeometry* geometry = nullptr;
+    const miOptions* options = nullptr;
+    const miCamera* camera = nullptr;
+    miTag optionsTag = 0;
+    miTag cameraInstance = 0;
+    miTag rootGroup = 0;
+    const Camera* projection = nullptr;
+    const TextureTable* textures = nullptr;
+    const BufferLayout* buffers = nullptr;
+    const SlotTable* slots = nullptr;
+    const LightTable* lights = nullptr;
+    const FinalGather* gather = nullptr;  ///< null where final gathering is off
+    OcclusionSettings occlusion;
+    const OcclusionCache* occlusionCache = nullptr;  ///< null where every call computes anew
+    miLock globalLock = {};
+};
+
+/// One evaluated parameter of the running shader.
+struct EvaluatedParameter {
+    const void* address = nullptr;
+    void* value = nullptr;
+};
+
+/// One shader invocation. Evaluated parameters are remembered until it returns.
+struct CallFrame {
+    CallFrame* caller = nullptr;
+    const miFunction* function = nullptr;
+    miShader_type type = miSHADER_OTHER;
+    bool isRoot = false;  ///< called by the renderer itself, not by a shader
+    EvaluatedParameter* evaluated = nullptr;
+    std::uint32_t evaluatedCount = 0;
+    std::uint32_t evaluatedCapacity = 0;
+};
+
+/// A frame buffer's value in the current sample: up to four channels, or a label in the first word.
+struct SampleValue {
+    alignas(16) std::uint32_t words[4] = {};
+};
+
+/// State of a ray with the memory of its hit. A caller's child record is used again for its next ray.
+struct RayRecord {
+    miState state;
+    Hit hit;
+    HitLists lists;
+    HitListSizes capacity;
+    bool active = false;
+};
+
+struct RayCounters {
+    std::uint64_t eye = 0, secondary = 0, shadow = 0, calls = 0;
+};
+
+/// Of the ray whose material is running.
+struct RunningHit {
+    miTag environment = 0;  ///< what the ray would have seen here without the surface
+    bool wentOn = false;    ///< the material let the ray go on, through a volume
+};
+
+/// Where the running light sample lies on its light.
+struct LightPlace {
+    miVector2d position = {0.5F, 0.5F};  ///< on its grid, 0..1
+    miVector normal = {};                ///< of the light's surface, world space; zero where it has none
+};
+
+/// Where in a tree of gathering rays a thread is.
+/// All zero in the surface that an eye ray sees.
+struct GatherPath {
+    int depth = 0;                         ///< gatherings on the way to the running shader
+    int reflections = 0, refractions = 0;  ///< ray levels where the first one began
+};
+
+/// Points that a thread makes before tiles are rendered.
+/// Takes the points of one kind; no vector while none are made.
+struct NewPoints {
+    std::vector<GatherPoint>* points = nullptr;
+    std::size_t first = 0;  ///< of the running sample's points
+};
+
+/// The world of one render thread: reached from a state through `contextOf`.
+struct ThreadContext {
+    explicit ThreadContext(const RenderScene& renderScene, short threadIndex)
+        : scene(&renderScene), index(threadIndex) {}
+
+    const RenderScene* scene;
+    short index;
+    Arena arena;
+    ShaderStates states;
+    CallFrame* frame = nullptr;
+    RayRecord* root = nullptr;        ///< of the eye sample
+    miState fresh = {};               ///< the root state before a sample
+    std::vector<SampleValue> values;  ///< by shader index of the frame buffer
+    int ray = 0;                      ///< depth of the running ray
+    std::size_t lens = 0;             ///< position in the camera's lens list
+    miStage stage = miSTAGE_UNKNOWN;
+    bool sampling = false;     ///< frame buffers may be written
+    bool sampleMoves = false;  ///< the sample's ray met moving geometry
+    RunningHit shading;
+    bool opacityIsSet = false;
+    miColor opacity = {};
+    GatherPath gather;
+    NewPoints newLight, newOcclusion;  ///< of the running stage
+    LightPlace lightSample;
+    RayCounters counters;
+    std::unordered_map<const miFunction*, void*> threadPointers;  ///< of shader instances that ask for one
+};
+
+inline ThreadContext& contextOf(const miState* state) { return *static_cast<ThreadContext*>(state->ts); }
+
+inline Hit* hitOf(const miState* state) { return reinterpret_cast<Hit*>(state->pri); }
+
+}  // namespace lumorender

@@ -1,0 +1,88 @@
+#include "tracing/eye_samples.h"
+
+#include "mi/camera.h"
+#include "mi/options.h"
+#include "tracing/camera.h"
+#include "render/frame_buffers.h"
+#include "tracing/shader_calls.h"
+#include "tracing/tracing.h"
+#include "support/quasi_random.h"
+
+#include <algorithm>
+#include <new>
+
+namespace lumorender {
+
+EyeSamples::EyeSamples(const RenderScene& scene, short threadIndex, miStage stage)
+    : scene_(scene), context_(scene, threadIndex) {
+    createRootState(context_);
+    context_.values.resize(scene.buffers->words.size());
+    context_.stage = stage;
+    miColor unused = {0, 0, 0, 0};
+    runStateShaders(context_, miSTATE_SHADER_STATE_INIT, &unused, false);
+}
+
+void EyeSamples::finish() {
+    resetRootState(context_);
+    miColor unused = {0, 0, 0, 0};
+    runStateShaders(context_, miSTATE_SHADER_STATE_EXIT, &unused, false);
+}
+
+miColor EyeSamples::trace(const EyeSample& sample) {
+    start(sample);
+    miColor result = {0, 0, 0, 0};
+    runStateShaders(context_, miSTATE_SHADER_SAMPLE_INIT, &result, false);
+    const bool ok = traceSample(context_, &result);
+    runStateShaders(context_, miSTATE_SHADER_SAMPLE_EXIT, &result, ok);
+    context_.sampling = false;
+    context_.states.endEyeRay();
+    return result;
+}
+
+void EyeSamples::start(const EyeSample& sample) {
+    resetRootState(context_);
+    std::fill(context_.values.begin(), context_.values.end(), SampleValue{});
+    context_.sampling = true;
+    context_.sampleMoves = false;
+    context_.opacityIsSet = false;
+
+    miState& state = context_.root->state;
+    state.raster_x = static_cast<float>(sample.x);
+    state.raster_y = static_cast<float>(sample.y);
+    const double interval = scene_.options->shutter - scene_.options->shutter_delay;
+    state.time = scene_.options->shutter_delay;
+    if (interval > 0) state.time += static_cast<float>(interval * sample.time);
+    seedEyeState(state, sample.seed, sample.number);
+    scene_.projection->eyeRay(sample.x, sample.y, interval > 0 ? sample.time : 0, state.org, state.dir);
+}
+
+void createRootState(ThreadContext& context) {
+    const RenderScene& scene = *context.scene;
+    context.root = new (context.arena.allocate(sizeof(RayRecord))) RayRecord{};
+    miState& state = context.fresh;
+    state.version = 2;
+    state.camera_inst = scene.cameraInstance;
+    state.camera = scene.camera;
+    state.options = scene.options;
+    state.global_lock = scene.globalLock;
+    state.ts = &context;
+    state.type = miRAY_EYE;
+    state.face = scene.options->face;
+    state.ior = 1;
+    state.ior_in = 1;
+    state.volume = scene.camera->volume;
+    state.environment = scene.camera->environment;
+    state.importance = 1;
+    state.shadow_tol = 1e-3;
+    state.thread = context.index;
+    resetRootState(context);
+}
+
+void resetRootState(ThreadContext& context) {
+    context.root->state = context.fresh;
+    context.root->active = false;
+    context.ray = 0;
+    context.lens = 0;
+}
+
+}  // namespace lumorender

@@ -1,0 +1,198 @@
+#include "tracing/shader_table.h"
+
+#include "tracing/context.h"
+#include "support/messages.h"
+
+#include "shader.h"
+
+#include <cstring>
+#include <ranges>
+
+namespace lumorender {
+
+namespace {
+
+/// Every link of a chain of connected shaders takes stack while it is evaluated.
+constexpr std::size_t kMaxConnectionDepth = 1000;
+
+/// Brackets the call of an init or exit function: state->shader and the call frame stand for the shader meanwhile.
+class Occasion {
+public:
+    Occasion(ThreadContext& context, const FunctionRuntime& runtime, miShader_type type)
+        : context_(context), mark_(context.arena.mark()) {
+        frame_.function = runtime.function;
+        frame_.type = type;
+        frame_.isRoot = true;
+        context.frame = &frame_;
+        state().shader = runtime.function;
+    }
+    ~Occasion() {
+        state().shader = nullptr;
+        state().child = nullptr;
+        context_.frame = nullptr;
+        context_.arena.release(mark_);
+    }
+    Occasion(const Occasion&) = delete;
+    Occasion& operator=(const Occasion&) = delete;
+
+    miState& state() { return context_.root->state; }
+
+private:
+    ThreadContext& context_;
+    Arena::Mark mark_;
+    CallFrame frame_;
+};
+
+}  // namespace
+
+ShaderTable::~ShaderTable() {
+    for (FunctionRuntime& runtime : runtimes_) {
+        runtime.function->sparep1[0].p = nullptr;
+        mi_delete_lock(&runtime.lock);
+    }
+}
+
+void ShaderTable::add(miTag slot, miShader_type type) {
+    if (database_.type(slot) == miSCENE_FUNCTION) addFunction(slot, type);
+    if (const auto* list = database_.detail<FunctionList>(slot))
+        for (const miTag member : list->functions) add(member, type);
+}
+
+void ShaderTable::addFunction(miTag tag, miShader_type type) {
+    if (open_.contains(tag)) throw Failure(fmt::format("shader \"{}\" is connected to itself", database_.name(tag)));
+    if (!seen_.insert(tag).second) return;
+    if (open_.size() >= kMaxConnectionDepth)
+        throw Failure(fmt::format("shader \"{}\" lies behind a chain of more than {} connections", database_.name(tag),
+                                  kMaxConnectionDepth));
+
+    auto* function = database_.as<miFunction>(tag, miSCENE_FUNCTION);
+    FunctionRuntime& runtime = runtimes_.emplace_back();
+    runtime.tag = tag;
+    runtime.function = function;
+    mi_init_lock(&runtime.lock);
+    function->sparep1[0].p = &runtime;
+
+    open_.insert(tag);
+    if (const auto* member = database_.detail<MemberConnection>(tag)) {
+        runtime.member = member;
+        runtime.resultSize = member->size;
+        add(member->source, type);
+        open_.erase(tag);
+        return;
+    }
+    const auto* declaration = database_.detail<Declaration>(function->function_decl);
+    if (!declaration) throw Failure(fmt::format("shader \"{}\" has no declaration", database_.name(tag)));
+    if (!declaration->entry.call)
+        throw Failure(fmt::format("shader \"{}\": no linked module has a function of this name", declaration->name));
+    runtime.declaration = declaration;
+    runtime.call = declaration->entry.call;
+    runtime.resultSize = std::max(declaration->result.elementSize, sizeof(miColor));
+    addConnections(*function);
+    addNamedShaders(declaration->parameters, *function, 0);
+    open_.erase(tag);
+
+    uses_.push_back({&runtime, type, declarationIndex(*declaration, runtime, type)});
+}
+
+// Every word of the ghost block that is neither empty nor the mark of a plain value names a connected shader.
+void ShaderTable::addConnections(const miFunction& function) {
+    if (function.has_connections != 1 || function.ghost_offs == 0) return;
+    for (int offset = 0; offset + 4 <= function.parameter_size; offset += 4) {
+        miTag ghost = 0;
+        std::memcpy(&ghost, function.parameters + function.ghost_offs + offset, sizeof ghost);
+        if (ghost != miNULLTAG && ghost != miPARAMTAG && ghost != miGHOSTTAG) add(ghost, miSHADER_TEXTURE);
+    }
+}
+
+void ShaderTable::addNamedShaders(const std::vector<Parameter>& parameters, const miFunction& function,
+                                  std::size_t base) {
+    for (const Parameter& parameter : parameters) {
+        if (!parameter.isArray) {
+            addNamedShader(parameter, function, base + parameter.offset);
+            continue;
+        }
+        int array[2] = {};
+        std::memcpy(array, function.parameters + base + parameter.offset, sizeof array);
+        for (int k = 0; k < array[1]; ++k)
+            addNamedShader(
+                parameter, function,
+                base + parameter.elementOffset + static_cast<std::size_t>(k + array[0]) * parameter.elementSize);
+    }
+}
+
+void ShaderTable::addNamedShader(const Parameter& parameter, const miFunction& function, std::size_t offset) {
+    if (parameter.type == miTYPE_STRUCT) return addNamedShaders(parameter.members, function, offset);
+    const bool mayName = parameter.type == miTYPE_SHADER || parameter.type == miTYPE_COLOR_TEX ||
+                         parameter.type == miTYPE_SCALAR_TEX || parameter.type == miTYPE_VECTOR_TEX;
+    if (!mayName || offset + 4 > static_cast<std::size_t>(function.parameter_size)) return;
+    miTag tag = 0;
+    std::memcpy(&tag, function.parameters + offset, sizeof tag);
+    add(tag, parameter.type == miTYPE_SHADER ? miSHADER_OTHER : miSHADER_TEXTURE);
+}
+
+std::size_t ShaderTable::declarationIndex(const Declaration& declaration, FunctionRuntime& first, miShader_type type) {
+    for (std::size_t i = 0; i < declarations_.size(); ++i)
+        if (declarations_[i].declaration == &declaration) return i;
+    declarations_.push_back({&declaration, miFALSE, &first, type});
+    return declarations_.size() - 1;
+}
+
+void ShaderTable::initialise(ThreadContext& context) {
+    initialised_ = true;
+    for (DeclarationRuntime& shader : declarations_) {
+        if (!shader.declaration->entry.init) continue;
+        Occasion occasion(context, *shader.first, shader.type);
+        shader.declaration->entry.init(&occasion.state(), nullptr, &shader.wantsInstances);
+    }
+    for (const Use& use : uses_) {
+        const DeclarationRuntime& shader = declarations_[use.declaration];
+        if (!shader.wantsInstances) continue;
+        miBoolean unused = miTRUE;
+        Occasion occasion(context, *use.runtime, use.type);
+        shader.declaration->entry.init(&occasion.state(), use.runtime->function->parameters, &unused);
+        use.runtime->instanceInitialised = true;
+    }
+}
+
+void ShaderTable::finish(ThreadContext& context) {
+    if (!initialised_) return;
+    initialised_ = false;
+    for (const Use& use : uses_ | std::views::reverse) {
+        const DeclarationRuntime& shader = declarations_[use.declaration];
+        if (!use.runtime->instanceInitialised || !shader.declaration->entry.exit) continue;
+        Occasion occasion(context, *use.runtime, use.type);
+        shader.declaration->entry.exit(&occasion.state(), use.runtime->function->parameters);
+        use.runtime->instanceInitialised = false;
+    }
+    for (const DeclarationRuntime& shader : declarations_ | std::views::reverse) {
+        if (!shader.declaration->entry.exit) continue;
+        Occasion occasion(context, *shader.first, shader.type);
+        shader.declaration->entry.exit(&occasion.state(), nullptr);
+    }
+}
+
+void SlotTable::build(const Database& database) {
+    entries_.assign(database.end(), {});
+    // Spans are offsets until all runtimes are collected, because the array moves while it grows.
+    for (miTag tag = 1; tag < database.end(); ++tag) {
+        entries_[tag].material = database.as<miMaterial>(tag, miSCENE_MATERIAL);
+        const std::size_t first = runtimes_.size();
+        addFunctions(database, tag);
+        entries_[tag].functions.count = static_cast<std::uint32_t>(runtimes_.size() - first);
+    }
+    FunctionRuntime* const* next = runtimes_.data();
+    for (Entry& entry : entries_) {
+        entry.functions.first = next;
+        next += entry.functions.count;
+    }
+}
+
+void SlotTable::addFunctions(const Database& database, miTag tag) {
+    if (const auto* function = database.as<miFunction>(tag, miSCENE_FUNCTION)) {
+        if (FunctionRuntime* runtime = runtimeOf(function)) runtimes_.push_back(runtime);
+    } else if (const auto* list = database.detail<FunctionList>(tag)) {
+        for (const miTag member : list->functions) addFunctions(database, member);
+    }
+}
+
+}  // namespace lumorender

@@ -1,0 +1,92 @@
+#include "tracing/spaces.h"
+
+#include "tracing/camera.h"
+#include "tracing/transforms.h"
+
+#include "shader.h"
+
+#include <algorithm>
+
+namespace lumorender {
+
+namespace {
+
+/// The placement of a moving instance at the hit's time. Linear in between, as the ray tracing kernels move it.
+void placementAt(const FlatInstance& instance, float time, SpaceMatrices& matrices) {
+    double* fromSpace = matrices.storage[1];
+    interpolate(matrices.storage[1], instance.placement.localToWorld, instance.placementAtClose.localToWorld, time);
+    invertAffine(matrices.storage[0], fromSpace);
+    matrices.toSpace = matrices.storage[0];
+    matrices.fromSpace = fromSpace;
+}
+
+void usePlacement(const Placement& placement, SpaceMatrices& matrices) {
+    matrices.toSpace = placement.worldToLocal;
+    matrices.fromSpace = placement.localToWorld;
+}
+
+bool objectMatrices(const miState& state, SpaceMatrices& matrices) {
+    const Hit* hit = hitOf(&state);
+    if (hit && hit->instance->instance == state.instance) {
+        if (hit->instance->moves)
+            placementAt(*hit->instance, hit->time, matrices);
+        else
+            usePlacement(hit->instance->placement, matrices);
+        return true;
+    }
+    const Placement* placement = contextOf(&state).scene->geometry->placement(state.instance);
+    if (placement) usePlacement(*placement, matrices);
+    return placement != nullptr;
+}
+
+const miScalar* floatMatrix(miState& state, const double* m) {
+    auto* result = contextOf(&state).arena.allocateArray<miScalar>(16);
+    std::transform(m, m + 16, result, [](double v) { return static_cast<miScalar>(v); });
+    return result;
+}
+
+}  // namespace
+
+bool spaceMatrices(const miState& state, Space space, SpaceMatrices& matrices) {
+    const RenderScene& scene = *contextOf(&state).scene;
+    switch (space) {
+        case Space::World: return false;
+        case Space::Camera:
+            if (scene.projection) usePlacement(scene.projection->placement(), matrices);
+            return scene.projection != nullptr;
+        case Space::Object: return scene.geometry && state.instance != 0 && objectMatrices(state, matrices);
+        case Space::Light: {
+            const Placement* placement =
+                scene.geometry && state.light_instance ? scene.geometry->placement(state.light_instance) : nullptr;
+            if (placement) usePlacement(*placement, matrices);
+            return placement != nullptr;
+        }
+    }
+    return false;
+}
+
+const miScalar* matrixToSpace(miState& state, Space space) {
+    SpaceMatrices matrices;
+    return spaceMatrices(state, space, matrices) ? floatMatrix(state, matrices.toSpace) : nullptr;
+}
+
+const miScalar* matrixFromSpace(miState& state, Space space) {
+    SpaceMatrices matrices;
+    return spaceMatrices(state, space, matrices) ? floatMatrix(state, matrices.fromSpace) : nullptr;
+}
+
+void toCamera(const miState& state, const miVector& point, miVector& result) {
+    SpaceMatrices matrices;
+    result = point;
+    if (spaceMatrices(state, Space::Camera, matrices))
+        result = toVector(transformPoint(fromVector(point), matrices.toSpace));
+}
+
+void normalToCamera(const miState& state, const miVector& normal, miVector& result) {
+    SpaceMatrices matrices;
+    result = normal;
+    if (spaceMatrices(state, Space::Camera, matrices))
+        result = toVector(transformNormal(fromVector(normal), matrices.fromSpace));
+}
+
+}  // namespace lumorender

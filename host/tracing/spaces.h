@@ -1,0 +1,28 @@
+// Between internal space (which is world space here) and the spaces that shaders ask for.
+#pragma once
+
+#include "mi/state.h"
+#include "tracing/context.h"
+
+namespace lumorender {
+
+/// A space other than internal, with the matrices of the state's moment. Null members: the space is unknown there.
+struct SpaceMatrices {
+    const double* toSpace = nullptr;  ///< internal to the space
+    const double* fromSpace = nullptr;
+    double storage[2][16];  ///< used where the placement moves
+};
+
+enum class Space { World, Camera, Object, Light };
+
+/// False where the state knows no such space (no instance hit, no light instance): then it equals internal space.
+bool spaceMatrices(const miState& state, Space space, SpaceMatrices& matrices);
+
+/// The matrices as single-precision arrays that live at least as long as the running shader, or null.
+const miScalar* matrixToSpace(miState& state, Space space);
+const miScalar* matrixFromSpace(miState& state, Space space);
+
+void toCamera(const miState& state, const miVector& point, miVector& result);
+void normalToCamera(const miState& state, const miVector& normal, miVector& result);
+
+}  // namespace lumorender

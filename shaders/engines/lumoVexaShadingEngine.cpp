@@ -1,0 +1,256 @@
+/* lumoVexaShadingEngine: the shader of a shading group. Evaluates a surface, looks through it where it is transparent,
+ * and routes what surfaces write into the passes.
+ *
+ * In order: shaders that write user buffers before the surface; the surface; its colors and opacity into the slots of
+ * the passes; what lies behind, merged into picture and passes; opacity, alpha and glow for renderer and host.
+ * Parameters: `surfaceShader`, connected to a surface material. From a transparency of 1 - `transparencyThreshold` on
+ * the surface counts as not there. `opaquePasses` keeps what lies behind out of the passes. `preSurfaceShaders` are
+ * evaluated before the surface.
+ * Its result's alpha is the surface's matte opacity, and behind it the alpha of what is seen through the surface.
+ *
+ * Example:
+ *   shader "red" "lumoVexaLambert" ( "color" .8 .1 .1 )
+ *   material "red_group"
+ *       "lumoVexaShadingEngine" ( "surfaceShader" = "red" ) shadow "lumoVexaFastShadow" ()
+ *   end material
+ */
+#include "SDK/color/color.h"
+#include "SDK/framework/renderer_access.h"
+#include "SDK/framework/export_shader.h"
+#include "SDK/engine/shading_preamble.h"
+#include "SDK/engine/transparency_walk.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+
+namespace lumo {
+
+struct ShadingEngineParameters {
+    miColor surfaceShader;
+    miScalar transparencyThreshold;
+    miBoolean opaquePasses;
+    miInteger i_preSurfaceShaders, n_preSurfaceShaders;
+    miColor preSurfaceShaders[1];
+};
+
+namespace {
+
+using P = ShadingEngineParameters;
+
+/* Seen this flat a surface is neither front nor back, and what divides by the cosine fails. */
+constexpr miScalar kGrazing = 1e-5f;
+constexpr miScalar kTilt = 0.0015f;
+/* Glow below one step of an 8-bit image is none. */
+constexpr miScalar kFaintestGlow = 0.004f;
+
+class EngineHelper : public ShaderHelper<P> {
+public:
+    explicit EngineHelper(const ShaderHelper<P>& in) : ShaderHelper<P>(in) {}
+
+    /* The connected surface, null when there is none. */
+    miTag surfaceTag() const {
+        const miColor* surface = &block()->surfaceShader;
+        if (!isConnectedAddress(surface)) return miNULLTAG;
+        miTag tag;
+        std::memcpy(&tag, reinterpret_cast<const char*>(surface) + state()->shader->ghost_offs, sizeof tag);
+        return tag == ~miTag{0} ? miNULLTAG : tag;
+    }
+
+    /* What the surface gives, as far as its result goes: a shader with a color alone, say a texture, is opaque. */
+    SurfaceShaderReturnType evaluateSurface(miTag tag) const {
+        SurfaceShaderReturnType surface{};
+        constexpr miInteger kWhole = sizeof surface;
+        miInteger size = kWhole;
+        mi_query(miQ_FUNC_RESULT_SIZE, state(), tag, &size);
+        if (const void* result = mi_phen_eval(state(), &block()->surfaceShader)) {
+            surface.matteOpacity = {1, 1, 1, 0};
+            std::memcpy(&surface, result, static_cast<std::size_t>(std::clamp(size, 0, kWhole)));
+        }
+        return surface;
+    }
+
+    void evaluatePreSurfaceShaders(miInteger count) const {
+        miColor* first = block()->preSurfaceShaders + (*this)(&P::i_preSurfaceShaders);
+        for (miInteger i = 0; i < count; ++i) evaluated(first + i);
+    }
+};
+
+/* Shuts all buffers but to shaders that open the one they write. */
+class ClosedBuffers {
+public:
+    explicit ClosedBuffers(std::span<FrameBufferInfo> entries) : entries_(entries) {
+        for (FrameBufferInfo& entry : entries_) entry.flags |= kEntryClosed;
+    }
+    ~ClosedBuffers() {
+        for (FrameBufferInfo& entry : entries_) entry.flags &= ~static_cast<miUint>(kEntryClosed);
+    }
+
+    ClosedBuffers(const ClosedBuffers&) = delete;
+    ClosedBuffers& operator=(const ClosedBuffers&) = delete;
+
+private:
+    const std::span<FrameBufferInfo> entries_;
+};
+
+void runPreSurfaceShaders(const EngineHelper& in, const FrameBuffers& buffers) {
+    const miInteger count = in(&P::n_preSurfaceShaders);
+    const bool isWriting = !buffers.empty() && (buffers.entries.front().flags & kEntryWritePhase);
+    if (count <= 0 || isWriting) return;
+    const ClosedBuffers closed(buffers.entries);
+    in.evaluatePreSurfaceShaders(count);
+}
+
+void tiltGrazingNormal(miState* state) {
+    if (!(std::fabs(state->dot_nd) < kGrazing)) return;
+    miVector away = state->dir;
+    mi_vector_mul(&away, state->dot_nd + kTilt);
+    mi_vector_sub(&state->normal, &state->normal, &away);
+    mi_vector_normalize(&state->normal);
+    state->dot_nd = mi_vector_dot(&state->normal, &state->dir);
+}
+
+/* What pass shaders are told about the surface, also after surfaces behind have used the same words. */
+void tell(FrameBufferState* frame, const SurfaceShaderReturnType& surface, bool counts) {
+    if (!frame) return;
+    frame->flags &= ~static_cast<miUint>(kFrameSurfaceClear);
+    if (!counts) frame->flags |= kFrameSurfaceClear;
+    frame->transparency = surface.transparency;
+}
+
+/* What was written at this level becomes what is handed up. Without a factor it is copied, not multiplied by 1: labels
+ * travel as the bits of an integer. */
+void handUp(const LevelSlots& slots, const SurfaceShaderReturnType& surface) {
+    for (const FrameBufferInfo& entry : slots.entries()) {
+        FrameBufferSlot& slot = slots.of(entry);
+        // The field holds opacity. Nothing may be left of another eye ray of the sample.
+        const bool holdsOut = !(slot.levelFlags & kLevelFiltered) || (entry.flags & kEntryMatte);
+        slot.transparency = holdsOut ? 1 - surface.transparency : kBlack;
+        slot.color = entry.flags & kEntryTimesSurfaceColor ? slot.contribution * surface.color : slot.contribution;
+    }
+}
+
+/* Says, while it lives, that a ray goes through a fully clear surface: to what lies behind, nothing is in front. */
+class GoingOn {
+public:
+    GoingOn(FrameBufferState* frame, bool clear) : flags_(frame && clear ? &frame->flags : nullptr) {
+        if (!flags_) return;
+        before_ = *flags_ & kFrameContinuing;
+        *flags_ |= kFrameContinuing;
+    }
+    ~GoingOn() {
+        if (flags_) *flags_ = (*flags_ & ~static_cast<miUint>(kFrameContinuing)) | before_;
+    }
+
+    GoingOn(const GoingOn&) = delete;
+    GoingOn& operator=(const GoingOn&) = delete;
+
+private:
+    miUint* const flags_;
+    miUint before_ = 0;
+};
+
+bool isWorthARay(const miColor& transparency, const Vexabase& record) {
+    return !isBlack(transparency) && largestChannel(transparency * record.contributionWeight) > record.lowerImportance;
+}
+
+void putUnder(miColor& result, const miColor& transparency, const miColor& behind) {
+    result.r += transparency.r * behind.r;
+    result.g += transparency.g * behind.g;
+    result.b += transparency.b * behind.b;
+    result.a += luminance(transparency) * behind.a;
+}
+
+/* The rasterizer composites samples by an opacity of their own. */
+void handOverOpacity(miState* state, const miColor& transparency) {
+    if (state->options->scanline != 'r' || !state->scanline) return;
+    miColor opacity = 1 - transparency;
+    opacity.a = luminance(opacity);
+    mi_opacity_set(state, &opacity);
+}
+
+/* The host's effects behind the render take glow and alpha from the record. */
+void leaveGlowAndAlpha(Vexabase& record, const SurfaceShaderReturnType& surface) {
+    const miColor& glow = surface.glowColor;
+    if (largestChannel(glow) > kFaintestGlow) record.glow = {glow.r, glow.g, glow.b, 1};
+    const miScalar alpha = luminance(surface.matteOpacity);
+    for (miScalar& copy : record.surfaceAlpha) copy = alpha;
+}
+
+/* One call of the engine, once everything is found. */
+struct GroupCall {
+    const EngineHelper& in;
+    Vexabase& record;
+    FrameBufferState* frame; /* null while tiles are not being rendered */
+    LevelSlots slots;
+    miScalar threshold; /* of transparency, read before anything changes the state */
+    bool looksBehind;   /* for buffers that leave the object out */
+};
+
+/* Traces on where something is to be seen behind, and adds it to the result. */
+void lookThrough(miColor& result, const GroupCall& call, const SurfaceShaderReturnType& surface, bool counts) {
+    miState* state = call.in.state();
+    const miColor& t = surface.transparency;
+    if (!(call.looksBehind || isWorthARay(t, call.record)) || isWalkTooDeep(state)) return;
+    const WalkSettings walk = {.kind = counts ? WalkKind::kTransparent : WalkKind::kContinued,
+                               .opaquePasses = call.in(&P::opaquePasses) != miFALSE,
+                               .tempOnHeap = call.frame && (call.frame->flags & kFrameTempOnHeap)};
+    const miColor glow = call.record.glow;
+    const GoingOn goingOn(call.frame, counts && isBlack(1 - t));
+    const miColor behind = lookBehind(call.slots, state, walk);
+    // An opaque surface is looked behind for the buffers only that leave it out: the picture shows nothing of it.
+    if (isBlack(t))
+        call.record.glow = glow;
+    else
+        putUnder(result, t, behind);
+    tell(call.frame, surface, counts);
+}
+
+void shadeSurface(miColor& result, const GroupCall& call, SurfaceShaderReturnType surface) {
+    const bool counts = !(luminance(surface.transparency) > 1 - call.threshold);
+    // The mark of a black hole is no opacity: the picture gets an alpha of 0 there.
+    if (surface.matteOpacity.r == kBlackHole) surface.matteOpacity = kBlack;
+    result = surface.color;
+    result.a = luminance(surface.matteOpacity);
+    tell(call.frame, surface, counts);
+    handUp(call.slots, surface);
+    lookThrough(result, call, surface, counts);
+    handOverOpacity(call.in.state(), surface.transparency);
+    leaveGlowAndAlpha(call.record, surface);
+}
+
+miBoolean shadeGroup(miColor* result, const ShaderHelper<P>& parameters) {
+    const EngineHelper in(parameters);
+    miState* state = in.state();
+    Vexabase* record = vexabaseOf(state);
+    const bool tiles = rendersTiles(state);
+    FrameBufferState* frame = tiles ? publishedFrameBufferState(state) : nullptr;
+    const miScalar threshold = in(&P::transparencyThreshold);
+    tell(frame, {}, true);
+    if (!record) {
+        reportWarning("vexa_shadingengine(): Internal state error.");
+        return miFALSE;
+    }
+    const miTag surface = in.surfaceTag();
+    if (surface == miNULLTAG) {
+        reportWarning("vexa_shadingengine(): Cannot evaluate surface shader.");
+        return miFALSE;
+    }
+    // In place of a shadow or photon shader an engine is opaque: such calls give no surface record.
+    if (state->type == miRAY_SHADOW || miRAY_PHOTON(state->type)) return miFALSE;
+
+    prepareShading(state, *record, EngineRays::kAll);
+    const FrameBuffers buffers = tiles ? publishedFrameBuffers(state) : FrameBuffers{};
+    const LevelSlots slots(buffers, state);
+    const GroupCall call{in, *record, frame, slots, threshold, beginSurface(slots, state)};
+    runPreSurfaceShaders(in, buffers);
+    tiltGrazingNormal(state);
+    shadeSurface(*result, call, in.evaluateSurface(surface));
+    return miTRUE;
+}
+
+}  // namespace
+
+LUMO_EXPORT_ENGINE(lumoVexaShadingEngine, shadeGroup, miColor, ShadingEngineParameters)
+
+}  // namespace lumo

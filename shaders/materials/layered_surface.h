@@ -1,0 +1,31 @@
+/* What nodes have in common whose result is a surface made of other shaders' colors. */
+#pragma once
+
+#include "SDK/passes/color_operation.h"
+#include "SDK/surface/surface_shadow.h"
+
+namespace lumo {
+
+/* A surface without light of its own. The opacity is what its transparency leaves. */
+inline SurfaceShaderReturnType surfaceOf(const miColor& color, const miColor& transparency, const miColor& glow) {
+    SurfaceShaderReturnType surface{};
+    surface.color = color;
+    surface.glowColor = {glow.r, glow.g, glow.b, 0};
+    surface.transparency = transparency;
+    surface.opacity = {1 - transparency.r, 1 - transparency.g, 1 - transparency.b, 0};
+    surface.matteOpacity = surface.opacity;
+    return surface;
+}
+
+/* The shadow of a surface of this transparency, the same at all angles. */
+inline void castPlainShadow(miState* state, miColor* light, Vexabase& record, const miColor& transparency) {
+    struct Source {
+        const miColor& color;
+        miColor transparency() const { return color; }
+        static miScalar shadowAttenuation() { return 0; }
+        static miScalar transparencyDepth() { return 0; }
+    };
+    passShadow(light, state, record, Source{transparency}, true);
+}
+
+}  // namespace lumo

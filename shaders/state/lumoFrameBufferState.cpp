@@ -1,0 +1,220 @@
+/* lumoFrameBufferState: state shader that runs the render passes.
+ *
+ * At state init it turns the camera's frame-buffer data block into three records that travel with the state (see
+ * FrameBufferInfo, PassState and FrameBufferState in the SDK). Before each sample it clears what passes gather in, and
+ * after each sample it writes what they gathered into the buffers that no shader wrote itself. List it once in the
+ * options, behind the shader that places the host's record.
+ */
+#include "SDK/color/color.h"
+#include "SDK/framework/export_shader.h"
+#include "SDK/passes/frame_buffer_block.h"
+#include "SDK/passes/frame_buffers.h"
+#include "SDK/framework/renderer_access.h"
+#include "SDK/passes/named_buffers.h"
+
+namespace lumo {
+namespace {
+
+constexpr char kSource[] = "sdk/lumoFrameBufferState";
+constexpr char kName[] = "lumoFrameBufferState";
+
+/* More slots than this are a mistake in the scene's trace depth, not a need. */
+constexpr std::size_t kMostSlots = std::size_t{1} << 24;
+
+/* ---- State init and exit ---- */
+
+/* Key and value of a shader-state entry; the renderer keeps a copy. No size removes it. */
+bool publish(miState* state, const char* key, void* value, std::size_t size) {
+    return mi_shaderstate_set(state, key, value, static_cast<int>(size), miSS_LIFETIME_RECT);
+}
+
+PassState passStateOf(const FrameBufferBlock& block) {
+    PassState passes;
+    miUint first = 0;
+    for (miUint type = 0; type < kPassTypeCount; ++type) {
+        passes.types[type] = {block.typeCount(type), first};
+        first += passes.types[type].count;
+    }
+    return passes;
+}
+
+/* Publishes one empty entry per buffer. False when there is no memory for them or their slots. */
+bool publishEntries(miState* state, miUint count) {
+    if (count == 0) return true;
+    const std::size_t slotsPerEntry = static_cast<std::size_t>(traceDepth(state)) + 2;
+    if (slotsPerEntry * count > kMostSlots) {
+        reportError("lumoFrameBufferState(): The trace depth is too large for so many frame buffers.");
+        return false;
+    }
+    const std::size_t entryBytes = sizeof(FrameBufferInfo) * count;
+    const std::size_t slotBytes = sizeof(FrameBufferSlot) * slotsPerEntry * count;
+    auto* entries = static_cast<FrameBufferInfo*>(mi_mem_int_allocate(kSource, 211, static_cast<miUint>(entryBytes)));
+    auto* slots = static_cast<FrameBufferSlot*>(mi_mem_int_allocate(kSource, 219, static_cast<miUint>(slotBytes)));
+    bool kept = false;
+    if (entries && slots) {
+        for (miUint k = 0; k < count; ++k) {
+            entries[k] = {};
+            entries[k].slots = slots + k * slotsPerEntry;
+        }
+        entries->index = kNamesUnresolved;
+        kept = publish(state, FRAME_BUFFER_INFO_KEY, entries, entryBytes);
+    }
+    if (slots && !kept) mi_mem_int_release(kSource, 260, slots);
+    if (entries) mi_mem_int_release(kSource, 260, entries);
+    return kept;
+}
+
+miBoolean initState(miState* state) {
+    const FrameBufferBlock block(state);
+    if (!block.present()) return miFALSE;
+    FrameBufferState frame = {};
+    if (renderOptionIsOn(state, "vexa allocate temp data on heap")) frame.flags = kFrameTempOnHeap;
+    block.report(kName);
+
+    if (!publishEntries(state, block.recordCount())) return miFALSE;
+    PassState passes = passStateOf(block);
+    publish(state, PASS_TYPE_INFO_KEY, &passes, sizeof passes);
+    publish(state, FRAME_BUFFER_STATE_KEY, &frame, sizeof frame);
+    return miTRUE;
+}
+
+miBoolean exitState(miState* state) {
+    // Slots of a state that never saw a sample are deliberately left to the renderer, which frees what modules leave
+    // behind: only resolved entries are sure to be complete.
+    const FrameBuffers buffers = rendersTiles(state) ? publishedFrameBuffers(state) : FrameBuffers{};
+    if (!buffers.empty() && buffers.entries.front().index != kNamesUnresolved)
+        mi_mem_int_release(kSource, 276, buffers.entries.front().slots);
+    for (const char* key : {PASS_TYPE_INFO_KEY, FRAME_BUFFER_INFO_KEY, FRAME_BUFFER_STATE_KEY})
+        publish(state, key, nullptr, 0);
+    return miTRUE;
+}
+
+/* ---- First sample of a state ---- */
+
+miUint flagsOf(const FrameBufferRecord& record) {
+    miUint flags = record.composited ? kEntryComposited : 0;
+    const miInteger switches[] = {record.matte,
+                                  record.user4,
+                                  record.user8,
+                                  record.throughReflection,
+                                  record.throughRefraction,
+                                  record.timesSurfaceColor,
+                                  record.shadowed,
+                                  record.ignoresOccluderMask};
+    miUint flag = kEntryMatte;
+    for (const miInteger value : switches) {
+        flags |= value > 0 ? flag : 0;
+        flag <<= 1;
+    }
+    return flags;
+}
+
+/* What follows from the pass type alone, whatever the scene says. */
+void applyPassTypeRules(const FrameBuffers& buffers) {
+    for (const miUint type : {kPassShadow, kPassShadowLuminance, kPassShadowIrradiance, kPassShadowCosine})
+        setPassFlags(buffers, type, kEntryShadowInverted | kEntryShadowed);
+    for (const miUint type : {kPassTranslucenceNoShadow, kPassDiffuseNoShadow, kPassSpecularNoShadow,
+                              kPassBeautyNoShadow, kPassDirectIrradianceNoShadow})
+        clearPassFlags(buffers, type, kEntryShadowed);
+    for (const miUint type : {kPassReserved32, kPassAmbientMaterialColor, kPassDiffuseMaterialColor, kPassMatte,
+                              kPassTransparency, kPassIncidence})
+        setPassFlags(buffers, type, kEntryNoTracedLight);
+}
+
+/* The index of a record's buffer. One that the camera does not have gets 0, the primary buffer: that takes the surface's
+ * result after the sample, whatever is written before. */
+miUint resolveName(miState* state, const FrameBufferRecord& record) {
+    if (record.frameBufferName == miNULLTAG)
+        reportError("Missing frameBufferName parameter in frameBufferInfo record.");
+    const PinnedText name(record.frameBufferName);
+    const std::optional<miUint> index = name ? frameBufferIndex(state, name.get()) : std::nullopt;
+    if (name && !index) mi_warning("lumoFrameBufferState(): The camera has no frame buffer named \"%s\".", name.get());
+    return index.value_or(0);
+}
+
+void resolveNames(miState* state, const FrameBuffers& buffers) {
+    const FrameBufferBlock block(state);
+    const miUint count = std::min(buffers.count(), block.recordCount());
+    for (miUint k = 0; k < count; ++k) {
+        const FrameBufferRecord record = block.record(k);
+        FrameBufferInfo& entry = buffers.entries[k];
+        entry.index = resolveName(state, record);
+        entry.flags = flagsOf(record);
+        entry.minReflectionLevel = record.minReflectionLevel;
+        entry.maxReflectionLevel = record.maxReflectionLevel;
+        entry.minRefractionLevel = record.minRefractionLevel;
+        entry.maxRefractionLevel = record.maxRefractionLevel;
+        entry.identifier = record.identifier;
+    }
+    applyPassTypeRules(buffers);
+}
+
+/* ---- Each sample ---- */
+
+miBoolean initSample(miState* state) {
+    if (!rendersTiles(state)) return miTRUE;
+    if (FrameBufferState* frame = publishedFrameBufferState(state)) *frame = {frame->flags & kFrameTempOnHeap, kBlack};
+    const FrameBuffers buffers = publishedFrameBuffers(state);
+    if (buffers.empty()) return miTRUE;
+
+    if (buffers.entries.front().index == kNamesUnresolved) resolveNames(state, buffers);
+    for (FrameBufferInfo& entry : buffers.entries) {
+        entry.slots->levelFlags = 0;
+        entry.slots->transparency = kBlack;
+        entry.slots->color = kBlack;
+    }
+    return static_cast<miBoolean>(buffers.count());
+}
+
+/* Built anew, because a color of which one word was just written is slow to read as a whole. */
+miColor withForcedAlpha(const miColor& c, bool forces) { return {c.r, c.g, c.b, forces && c.a > 0 ? 1 : c.a}; }
+
+bool wasRasterized(const miState* state) { return state->options->scanline == 'r' && state->scanline; }
+
+/* Writes one entry, unless a shader already wrote its buffer for this sample. */
+void flushEntry(miState* state, FrameBufferInfo& entry, bool forcesAlpha) {
+    FrameBufferSlot& slot = *entry.slots;
+    const int buffer = static_cast<int>(entry.index);
+    miColor current = kBlack;
+
+    if (wasRasterized(state)) {
+        if (!mi_fb_get(state, buffer, &current) || !isExactlyZero(current)) return;
+        miColor out = withForcedAlpha((1 - slot.transparency) * current + slot.color, forcesAlpha);
+        mi_fb_put(state, buffer, &out);
+        return;
+    }
+
+    slot.color = withForcedAlpha(slot.color, forcesAlpha);
+    if (mi_fb_get(state, buffer, &current) && isExactlyZero(current)) mi_fb_put(state, buffer, &slot.color);
+}
+
+miBoolean exitSample(miState* state, miBoolean shaderReturn) {
+    if (state->type != miRAY_EYE || !shaderReturn || !rendersTiles(state)) return miTRUE;
+    const FrameBuffers buffers = publishedFrameBuffers(state);
+    if (buffers.empty()) return miTRUE;
+
+    // What is partly covered counts as covered, but for the passes that decide their own alpha.
+    const miUint ownAlphaBegin = buffers.passes->types[kPassOwnAlpha16].first;
+    const PassRange& lastOwnAlpha = buffers.passes->types[kPassOwnAlpha18];
+    const miUint ownAlphaEnd = lastOwnAlpha.first + lastOwnAlpha.count;
+    for (miUint k = 0; k < buffers.count(); ++k)
+        flushEntry(state, buffers.entries[k], k < ownAlphaBegin || k >= ownAlphaEnd);
+    return miTRUE;
+}
+
+miBoolean runPasses(const ShaderHelper<NoParameters>& in, const miState_shader_arg& argument) {
+    switch (operationOf(argument)) {
+        case miSTATE_SHADER_STATE_INIT: return initState(in.state());
+        case miSTATE_SHADER_STATE_EXIT: return exitState(in.state());
+        case miSTATE_SHADER_SAMPLE_INIT: return initSample(in.state());
+        case miSTATE_SHADER_SAMPLE_EXIT: return exitSample(in.state(), argument.shader_return);
+    }
+    reportWarning("vexa_state(): Invoked with invalid opcode.");
+    return miFALSE;
+}
+
+}  // namespace
+
+LUMO_EXPORT_STATE_SHADER(lumoFrameBufferState, runPasses, NoParameters)
+
+}  // namespace lumo
