@@ -18,6 +18,13 @@ inline Vexabase* vexabaseOf(miState* state) {
 inline void reportError(const char* text) { mi_error(text); }
 inline void reportWarning(const char* text) { mi_warning(text); }
 
+/* The record for a shader that cannot do without it; where there is none this warns, and the shader gives no result. */
+inline Vexabase* requireVexabase(miState* state, const char* complaint = "LumoShaderSDK(): Internal state error.") {
+    Vexabase* record = vexabaseOf(state);
+    if (!record) reportWarning(complaint);
+    return record;
+}
+
 /* An element that stays pinned while an object of this class lives. */
 /* Empty when the tag is null or names an element of another type. */
 template <class Element>

@@ -66,10 +66,6 @@ void sampleLightEnd(miState* state, miUint count, FrameBufferInfo* first, miInte
 
     // The sums hold the light already, so they are written as they are.
     const miScalar share = 1 / static_cast<miScalar>(samples);
-    const miScalar factor = *flags & kWriteWeighted ? *weight : 1;
-    const SlotWriter writer(state, *mode);
-    for (const FrameBufferInfo& entry : entries) {
-        FrameBufferSlot* slot = writer.isClosed(entry) ? nullptr : writer.writableSlot(entry);
-        if (slot) writer.combine(*slot, entry.lightSum * share * factor);
-    }
+    const SlotWriter writer(state, *mode, *flags, *weight);
+    for (const FrameBufferInfo& entry : entries) writer.write(entry, entry.lightSum * share);
 }

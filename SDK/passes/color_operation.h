@@ -134,11 +134,8 @@ public:
 
     miBoolean shade(Result* result, const Helper& parameters) const {
         miState* state = parameters.state();
-        Vexabase* vexabase = vexabaseOf(state);
-        if (!vexabase) {
-            reportWarning("LumoShaderSDK(): Internal state error.");
-            return miFALSE;
-        }
+        Vexabase* vexabase = requireVexabase(state);
+        if (!vexabase) return miFALSE;
         const FrameBuffers buffers = buffersOf(state);
         const OperationInputs<P> in(parameters, buffers.entries);
         if constexpr (requires(Computation& c) { c.castShadow(in, nullptr, *vexabase); }) {

@@ -90,10 +90,7 @@ public:
 
     miBoolean shade(void*, const Helper& in) const {
         miState* state = in.state();
-        if (!vexabaseOf(state)) {
-            reportWarning("LumoShaderSDK(): Internal state error.");
-            return miFALSE;
-        }
+        if (!requireVexabase(state)) return miFALSE;
         const miInteger stage = renderingStage(state);
         if (frameBuffer_ != 0 && EyeRayFilter::accepts(state, stage))
             writePass(in, stage == miSTAGE_TILE ? publishedFrameBufferState(state) : nullptr);

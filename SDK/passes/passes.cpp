@@ -13,8 +13,7 @@ namespace {
 
 /* The value of a mask's digit; a character that is no digit gives whatever these rules make of it. */
 int digitValue(char c) {
-    if (c < 'A') return c - '0';
-    return c > 96 ? c - 'W' : c - '7';
+    return c < 'A' ? c - '0' : c - '7';  // of small letters the four bits that count are the same
 }
 
 /* The digit number `position` of a mask, or '0' when the mask ends before it. */
@@ -86,14 +85,8 @@ miBoolean passWriteColor(miState* state, const miColor* value, FrameBufferInfo* 
                          const miCBoolean* flags, const miScalar* weight, const miBoolean* useLight,
                          const miColor* const* reference) {
     using namespace lumo;
-    const SlotWriter writer(state, *mode);
-    if (writer.isClosed(*entry)) return miTRUE;
-    FrameBufferSlot* slot = writer.writableSlot(*entry);
-    if (!slot) return miFALSE;
-
-    const miColor weighted = *flags & kWriteWeighted ? *value * *weight : *value;
-    writer.combine(*slot, lit(weighted, *entry, useLight, reference));
-    return miTRUE;
+    const SlotWriter writer(state, *mode, *flags, *weight);
+    return writer.write(*entry, lit(*value, *entry, useLight, reference)) ? miTRUE : miFALSE;
 }
 
 miBoolean passWriteInteger(miState* state, const miInteger* value, FrameBufferInfo* entry, const miUint* mode,

@@ -8,10 +8,29 @@ namespace lumo {
 
 class SlotWriter {
 public:
-    SlotWriter(const miState* state, miUint mode)
+    /* Weighted where the write flags say so. */
+    SlotWriter(const miState* state, miUint mode, miCBoolean flags = 0, miScalar weight = 1)
         : level_(rayLevel(state)),
           mode_(mode),
+          weight_(flags & kWriteWeighted ? weight : 1),
           hasSlots_(level_ >= 0 && level_ - 1 <= traceDepth(state) && state->type != miRAY_ENVIRONMENT) {}
+
+    /* Nothing is wrong about a closed entry; false where the entry has no slot for the value. */
+    bool write(const FrameBufferInfo& entry, const miColor& value) const {
+        if (isClosed(entry)) return true;
+        FrameBufferSlot* slot = writableSlot(entry);
+        if (slot) combine(*slot, value * weight_);
+        return slot != nullptr;
+    }
+
+    /* Scalar buffers have one word; what lies behind it is not theirs. */
+    void writeFirstWord(const FrameBufferInfo& entry, miScalar value) const {
+        FrameBufferSlot* slot = isClosed(entry) ? nullptr : writableSlot(entry);
+        if (!slot) return;
+        const miColor before = slot->contribution;
+        combine(*slot, {value * weight_, 0, 0, 0});
+        slot->contribution = {slot->contribution.r, before.g, before.b, before.a};
+    }
 
     bool isClosed(const FrameBufferInfo& entry) const { return mode_ == kWriteNone || (entry.flags & kEntryClosed); }
 
@@ -32,6 +51,7 @@ public:
 private:
     const int level_;
     const miUint mode_;
+    const miScalar weight_;
     const bool hasSlots_;
 };
 

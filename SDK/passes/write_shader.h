@@ -58,10 +58,7 @@ public:
 
     miBoolean shade(Return* result, const H& in) const {
         miState* state = in.state();
-        if (!vexabaseOf(state)) {
-            reportWarning("LumoShaderSDK(): Internal state error.");
-            return miFALSE;
-        }
+        if (!requireVexabase(state)) return miFALSE;
         const miInteger evaluation = in(&P::header, &WriteHeader::evaluationMode);
         if (evaluation == kEvaluateNever) return miTRUE;
         // Without buffers the color is not handed on either. Scenes are built around that.

@@ -40,9 +40,15 @@ private:
     const miScalar dotNd_;
 };
 
-template <class P, class Return, class H, class AmbientMaterialColor, class Ambient, class DiffuseMaterialColor,
-          class Diffuse, class Specular, class Reflection, class Refraction, class Scatter, class Indirect,
-          class Incandescence, class Custom, int version = kInterfaceVersion>
+template <class P, class Return = SurfaceShaderReturnType, class H = SurfaceHelper<P>,
+          class AmbientMaterialColor = DefaultAmbientMaterialColorComponent<P, H>,
+          class Ambient = DefaultAmbientComponent<P, H>,
+          class DiffuseMaterialColor = DefaultDiffuseMaterialColorComponent<P, H>,
+          class Diffuse = DefaultDiffuseComponent<P, H>, class Specular = DefaultSpecularComponent<P, H>,
+          class Reflection = DefaultReflectionComponent<P, H>, class Refraction = DefaultRefractionComponent<P, H>,
+          class Scatter = DefaultScatterComponent<P, H>, class Indirect = DefaultIndirectComponent<P, H>,
+          class Incandescence = DefaultIncandescenceComponent<P, H>,
+          class Custom = DefaultCustomComponent<P, Return, H>, int version = kInterfaceVersion>
 class Surface : public Material<P, H, version> {
 public:
     using Result = Return;
@@ -64,11 +70,8 @@ public:
 
     miBoolean shade(Return* result, const H& in) const {
         if (in.isHandled()) return miTRUE;
-        Vexabase* record = vexabaseOf(in.state());
-        if (!record) {
-            reportWarning("LumoShaderSDK(): Internal state error.");
-            return miFALSE;
-        }
+        Vexabase* record = requireVexabase(in.state());
+        if (!record) return miFALSE;
         if (in.state()->type == miRAY_SHADOW) {
             // A shadow ray's result is one color, not a record.
             castShadow(reinterpret_cast<miColor*>(result), in, *record);

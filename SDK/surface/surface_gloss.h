@@ -91,8 +91,6 @@ template <class P, class H, template <class, class> class Specular,
 using GlossySurface =
     Surface<P, SurfaceShaderReturnType, H, DefaultAmbientMaterialColorComponent<P, H>, DefaultAmbientComponent<P, H>,
             DiffuseMaterialColor<P, H>, DefaultDiffuseComponent<P, H>, Specular<P, H>,
-            DefaultSpecularReflectionComponent<P, H>, DefaultRefractionComponent<P, H>, Scatter<P, H>,
-            DefaultIndirectComponent<P, H>, DefaultIncandescenceComponent<P, H>,
-            DefaultCustomComponent<P, SurfaceShaderReturnType, H>>;
+            DefaultSpecularReflectionComponent<P, H>, DefaultRefractionComponent<P, H>, Scatter<P, H>>;
 
 }  // namespace lumo

@@ -3,6 +3,7 @@
 
 #include "SDK/color/color.h"
 #include "SDK/passes/frame_buffers.h"
+#include "SDK/passes/slot_writer.h"
 #include "SDK/framework/renderer_access.h"
 
 namespace lumo {
@@ -36,7 +37,12 @@ class PassWriter {
 public:
     PassWriter(miState* state, const FrameBuffers& buffers, miUint mode, const miCBoolean* flags,
                const miScalar* weight)
-        : state_(state), buffers_(buffers), mode_(mode), flags_(flags), weight_(weight) {}
+        : state_(state),
+          buffers_(buffers),
+          mode_(mode),
+          flags_(flags),
+          weight_(weight),
+          slots_(state, mode, *flags, *weight) {}
 
     /* From now on nothing is written. */
     void close() { mode_ = kWriteNone; }
@@ -45,11 +51,11 @@ public:
     /* Whole values. */
     void write(PassType type, const miColor& value) const {
         if (isOpen())
-            for (FrameBufferInfo& entry : buffers_.ofType(type)) writeEntry(entry, opaque(value));
+            for (const FrameBufferInfo& entry : buffers_.ofType(type)) slots_.write(entry, opaque(value));
     }
     void writeScalar(PassType type, miScalar value) const {
         if (isOpen())
-            for (FrameBufferInfo& entry : buffers_.ofType(type)) writeFirstWord(entry, value);
+            for (const FrameBufferInfo& entry : buffers_.ofType(type)) slots_.writeFirstWord(entry, value);
     }
 
     /* Terms of a light sample, which the light that each entry gets multiplies. */
@@ -77,24 +83,12 @@ public:
 private:
     static miColor opaque(const miColor& value) { return {value.r, value.g, value.b, 1}; }
 
-    void writeEntry(FrameBufferInfo& entry, const miColor& value) const {
-        passWriteColor(state_, &value, &entry, &mode_, flags_, weight_, nullptr, nullptr);
-    }
-
-    /* Scalar buffers have one word; what lies behind it is not theirs. */
-    void writeFirstWord(FrameBufferInfo& entry, miScalar value) const {
-        FrameBufferSlot* slot = currentSlot(entry, state_);
-        if (!slot) return;
-        const miColor before = slot->contribution;
-        writeEntry(entry, {value, 0, 0, 0});
-        slot->contribution = {slot->contribution.r, before.g, before.b, before.a};
-    }
-
     miState* const state_;
     const FrameBuffers buffers_;
     miUint mode_;
     const miCBoolean* const flags_;
     const miScalar* const weight_;
+    const SlotWriter slots_;
 };
 
 }  // namespace lumo

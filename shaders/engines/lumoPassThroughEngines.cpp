@@ -31,11 +31,8 @@ void useScreenAsTexture(miState* state) {
 miBoolean shadeWith(miColor* result, const Helper& in, void (*prepareTexture)(miState*)) {
     miState* state = in.state();
     if (state->type != miRAY_EYE) return miFALSE;
-    Vexabase* record = vexabaseOf(state);
-    if (!record) {
-        reportWarning("vexa_shadingengine(): Internal state error.");
-        return miFALSE;
-    }
+    Vexabase* record = requireVexabase(state, "vexa_shadingengine(): Internal state error.");
+    if (!record) return miFALSE;
     prepareShading(state, *record, EngineRays::kEyeOnly);
     prepareTexture(state);
     record->surfaceMark = 0;

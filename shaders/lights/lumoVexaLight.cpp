@@ -8,11 +8,8 @@
 
 namespace lumo {
 
-LightCall::LightCall(miState* state, const char* warning) : state_(state), record_(vexabaseOf(state)) {
-    if (!record_) {
-        reportWarning(warning);
-        return;
-    }
+LightCall::LightCall(miState* state, const char* warning) : state_(state), record_(requireVexabase(state, warning)) {
+    if (!record_) return;
     count_ = getFrameBufferInfo(state, &passes_, &entries_);
     setupLightContributions(count_, entries_, state);
 }

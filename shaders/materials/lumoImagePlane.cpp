@@ -139,10 +139,7 @@ public:
 
     miBoolean shade(miColor* result, const Helper& in) const {
         miState* state = in.state();
-        if (!vexabaseOf(state)) {
-            reportWarning("vexa_imageplane(): Internal state error.");
-            return miFALSE;
-        }
+        if (!requireVexabase(state, "vexa_imageplane(): Internal state error.")) return miFALSE;
         miVector coordinate;
         if (findCoordinate(in, coordinate) && mi_lookup_color_texture(result, state, texture_, &coordinate))
             *result = graded(in, *result);

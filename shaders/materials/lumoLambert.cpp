@@ -13,15 +13,8 @@
 namespace lumo {
 namespace {
 
-using P = LambertParameters;
-using LambertianShaderHelper = SurfaceHelper<P>;
-using H = LambertianShaderHelper;
-
-using Lambert = Surface<P, SurfaceShaderReturnType, H, DefaultAmbientMaterialColorComponent<P, H>,
-                        DefaultAmbientComponent<P, H>, DefaultDiffuseMaterialColorComponent<P, H>,
-                        DefaultDiffuseComponent<P, H>, DefaultSpecularComponent<P, H>, DefaultReflectionComponent<P, H>,
-                        DefaultRefractionComponent<P, H>, DefaultScatterComponent<P, H>, DefaultIndirectComponent<P, H>,
-                        DefaultIncandescenceComponent<P, H>, DefaultCustomComponent<P, SurfaceShaderReturnType, H>>;
+using LambertianShaderHelper = SurfaceHelper<LambertParameters>;
+using Lambert = Surface<LambertParameters, SurfaceShaderReturnType, LambertianShaderHelper>;
 
 }  // namespace
 

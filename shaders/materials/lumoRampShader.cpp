@@ -196,8 +196,7 @@ using RampShaderClass =
     Surface<P, SurfaceShaderReturnType, H, DefaultAmbientMaterialColorComponent<P, H>, DefaultAmbientComponent<P, H>,
             DefaultDiffuseMaterialColorComponent<P, H>, RampDiffuseComponent, RampSpecularComponent,
             RampReflectionComponent, DefaultRefractionComponent<P, H>, DefaultScatterComponent<P, H>,
-            DefaultIndirectComponent<P, H>, RampIncandescenceComponent,
-            DefaultCustomComponent<P, SurfaceShaderReturnType, H>>;
+            DefaultIndirectComponent<P, H>, RampIncandescenceComponent>;
 
 }  // namespace
 
