@@ -138,7 +138,7 @@ class CachedPlace {
 public:
     CachedPlace(const miState* state, const miAmboccl_options& record)
         : context_(contextOf(state)),
-          cache_(context_.scene->occlusionCache),
+          cache_(context_.scene->occlusionCache.get()),
           query_{state->point, record.axis, idOf(record), std::min(record.cache_points, GatherPoints::kMost)},
           isCached_(cache_ && record.cache_points > 0 && isZero(record.axis - unit(state->normal)) &&
                     isFinite(state->point)) {

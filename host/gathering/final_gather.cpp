@@ -39,7 +39,7 @@ bool takesLight(const miState* state, const miIrrad_options* options) {
 class Gathering {
 public:
     Gathering(miState* state, char side, const miIrrad_options* options)
-        : state_(state), context_(contextOf(state)), gather_(context_.scene->gather), normal_(state->normal) {
+        : state_(state), context_(contextOf(state)), gather_(context_.scene->gather.get()), normal_(state->normal) {
         if (side == 'b') normal_ = -normal_;
         if (gather_) settings_ = gather_->settings(options);
         // Further bounces follow a path instead of a tree: their number of rays would grow with every one.

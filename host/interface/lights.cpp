@@ -19,7 +19,7 @@ void handOut(const std::vector<miTag>& lights, miState* state, int* n, miTag** l
 }
 
 miBoolean shaderList(int* n, miTag** lights, miState* state, bool exclusive) {
-    const LightTable* table = contextOf(state).scene->lights;
+    const LightTable* table = contextOf(state).scene->lights.get();
     if (!table || !n || !lights || *n < 0 || (*n > 0 && !*lights)) return miFALSE;
     handOut(table->resolve({*lights, *lights + *n}, exclusive), state, n, lights);
     return miTRUE;
@@ -45,7 +45,7 @@ miBoolean mi_trace_shadow_seg(miColor* result, miState* state) { return traceSha
 miBoolean mi_continue_shadow_seg(miColor* result, miState* state) { return continueShadowSegment(result, state); }
 
 miBoolean mi_instance_lightlist(int* n, miTag** lights, miState* state) {
-    const LightTable* table = contextOf(state).scene->lights;
+    const LightTable* table = contextOf(state).scene->lights.get();
     if (!table || !n || !lights) return miFALSE;
     const Hit* hit = hitOf(state);
     const std::vector<miTag>& list = hit ? table->lightsFor(*hit->instance) : table->all();

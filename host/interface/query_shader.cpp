@@ -139,7 +139,8 @@ bool answerAboutFunction(const Query& query) {
 }
 
 bool answerAboutImage(const Query& query) {
-    const TextureTable* textures = query.state && query.state->ts ? contextOf(query.state).scene->textures : nullptr;
+    const TextureTable* textures =
+        query.state && query.state->ts ? contextOf(query.state).scene->textures.get() : nullptr;
     const Texture* texture = textures ? textures->find(query.tag) : nullptr;
     if (!texture) return false;
     switch (query.code) {

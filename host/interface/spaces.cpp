@@ -57,7 +57,7 @@ LUMO_SPACE(object, Space::Object)
 LUMO_SPACE(light, Space::Light)
 
 void mi_point_to_raster(const miState* state, miVector* result, const miVector* point) {
-    const Camera* camera = contextOf(state).scene->projection;
+    const Camera* camera = contextOf(state).scene->projection.get();
     *result = camera ? camera->worldToRaster(*point) : *point;
 }
 

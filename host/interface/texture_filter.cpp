@@ -47,7 +47,7 @@ extern "C" {
  */
 miBoolean mi_texture_filter_project(miVector p[3], miVector t[3], miState* state, miScalar disc_radius,
                                     miUint texture_space) {
-    const Camera* camera = contextOf(state).scene->projection;
+    const Camera* camera = contextOf(state).scene->projection.get();
     const Hit* hit = hitOf(state);
     if (!camera || !hit || !state->derivs || !state->tex_list) return miFALSE;
     if (texture_space >= contextOf(state).scene->geometry->listSizes(*hit->instance).textures) return miFALSE;
@@ -105,7 +105,7 @@ miBoolean mi_texture_filter_transform(miMatrix pixel_to_texture, miVector p[3], 
 /* The texture at the state's place in the image, over the circle around it that the matrix takes to the texture. */
 miBoolean mi_lookup_filter_color_texture(miColor* result, miState* state, miTag texture, miTexfilter* filter,
                                          miMatrix pixel_to_texture) {
-    const TextureTable* textures = contextOf(state).scene->textures;
+    const TextureTable* textures = contextOf(state).scene->textures.get();
     const Texture* image = textures ? textures->find(texture) : nullptr;
     const miScalar* m = pixel_to_texture;
     const miScalar u = state->raster_x * m[0] + state->raster_y * m[4] + m[12];

@@ -20,7 +20,7 @@ bool lookupImage(miColor& result, const miState* state, const Texture& texture, 
 /// @param filter pixels to cover, instead of what the scene says about the texture; 0 = as it says
 bool lookup(miColor& result, miState* state, miTag tag, const miVector& coord, float filter) {
     ThreadContext& context = contextOf(state);
-    const TextureTable* textures = context.scene->textures;
+    const TextureTable* textures = context.scene->textures.get();
     if (const Texture* texture = textures ? textures->find(tag) : nullptr)
         return lookupImage(result, state, *texture, coord, filter > 0 ? filter : textures->filterScale(tag));
     const int type = context.scene->database->type(tag);

@@ -44,10 +44,10 @@ public:
     bool run(miTag rootGroup, miTag cameraInstance, miTag options) {
         findElements(rootGroup, cameraInstance, options);
         overrideSettings();
-        const auto camera = buildScene();
+        buildScene();
         findShaders();
-        images_ = makeImages(layout_, window_);
-        files_ = planFiles(layout_, database_.detail<CameraDetail>(cameraTag_), images_,
+        images_ = makeImages(*scene_.buffers, window_);
+        files_ = planFiles(*scene_.buffers, database_.detail<CameraDetail>(cameraTag_), images_,
                            {settings_.fileName, settings_.fileDirectory, options_->gamma});
         if (!checkFolders(files_)) return false;
 
@@ -108,35 +108,31 @@ private:
                  std::max(options_->max_samples, 0));
     }
 
-    std::unique_ptr<Camera> buildScene() {
-        layout_ = makeBufferLayout(database_.detail<FrameBufferSet>(camera_->buffertag),
-                                   database_.detail<CameraDetail>(cameraTag_));
-        scene_.buffers = &layout_;
+    void buildScene() {
+        scene_.buffers = std::make_shared<BufferLayout>(makeBufferLayout(
+            database_.detail<FrameBufferSet>(camera_->buffertag), database_.detail<CameraDetail>(cameraTag_)));
         window_ = dataWindow();
-        if (!textures_.open(database_, options_->gamma) && !settings_.continueWithoutTextures)
+        auto textures = std::make_shared<TextureTable>();
+        if (!textures->open(database_, options_->gamma) && !settings_.continueWithoutTextures)
             throw Failure("a texture is missing; -texture_continue renders without it");
-        scene_.textures = &textures_;
+        scene_.textures = textures;
 
         const long errors = messageCount(MessageClass::Error);
-        geometry_ = SceneGeometry::build(database_, scene_.rootGroup, *options_);
-        scene_.geometry = geometry_.get();
+        scene_.geometry = SceneGeometry::build(database_, scene_.rootGroup, *options_);
         sceneIsWhole_ = messageCount(MessageClass::Error) == errors;
-        lights_ = std::make_unique<LightTable>(database_, *geometry_);
-        scene_.lights = lights_.get();
+        scene_.lights = std::make_shared<LightTable>(database_, *scene_.geometry);
         scene_.occlusion = occlusionSettings(database_.detail<StringOptions>(options_->string_options));
-        const auto cameras = geometry_->cameras();
+        const auto cameras = scene_.geometry->cameras();
         const auto element = std::find_if(cameras.begin(), cameras.end(), [&](const FlatElement& camera) {
             return camera.instance == scene_.cameraInstance;
         });
         if (element == cameras.end())
             throw Failure(fmt::format("the camera instance \"{}\" is not a member of the root group \"{}\"",
                                       database_.name(scene_.cameraInstance), database_.name(scene_.rootGroup)));
-        auto camera = std::make_unique<Camera>(*camera_, *element);
-        scene_.projection = camera.get();
-        const SceneGeometry::Statistics statistics = geometry_->statistics();
+        scene_.projection = std::make_shared<Camera>(*camera_, *element);
+        const SceneGeometry::Statistics statistics = scene_.geometry->statistics();
         info("GEOM", "{} triangles in {} meshes, {} instances, ready in {:.2f} s", statistics.triangles,
              statistics.meshes, statistics.instances, statistics.buildSeconds);
-        return camera;
     }
 
     /// The camera's window clipped to the image, and a check that its buffers fit into memory.
@@ -160,14 +156,15 @@ private:
                                       camera_->window.xh, camera_->window.yh));
 
         double bytes = 0;
-        for (const BufferSlot& slot : layout_.slots) bytes += 4.0 * slot.format.channels * window.width * window.height;
+        for (const BufferSlot& slot : scene_.buffers->slots)
+            bytes += 4.0 * slot.format.channels * window.width * window.height;
         const double memory =
             static_cast<double>(sysconf(_SC_PHYS_PAGES)) * static_cast<double>(sysconf(_SC_PAGE_SIZE));
         if (bytes > 0.8 * memory)
             throw Failure(
                 fmt::format("camera \"{}\": {} buffers of {} x {} pixels take {:.0f} GB, this machine has {:.0f}",
-                            database_.name(cameraTag_), layout_.slots.size(), window.width, window.height, bytes / 1e9,
-                            memory / 1e9));
+                            database_.name(cameraTag_), scene_.buffers->slots.size(), window.width, window.height,
+                            bytes / 1e9, memory / 1e9));
         return window;
     }
 
@@ -186,8 +183,9 @@ private:
                 shaders_.add(light->shader, miSHADER_LIGHT);
             }
         }
-        slots_.build(database_);
-        scene_.slots = &slots_;
+        auto slots = std::make_shared<SlotTable>();
+        slots->build(database_);
+        scene_.slots = slots;
     }
 
     bool isPointsOnly() const {
@@ -200,18 +198,19 @@ private:
     bool prepareIndirectLight() {
         const int threads = threadsToUse(settings_.tiles.threads);
         if (scene_.occlusion.on && scene_.occlusion.cache && options_->trace) {
-            occlusionCache_ = std::make_unique<OcclusionCache>(scene_);
-            scene_.occlusionCache = occlusionCache_.get();
-            prepareOcclusion(scene_, *occlusionCache_, window_, threads);
+            const auto cache = std::make_shared<OcclusionCache>(scene_);
+            scene_.occlusionCache = cache;
+            prepareOcclusion(scene_, *cache, window_, threads);
         }
         if (!options_->finalgather) return true;
-        gather_ = std::make_unique<FinalGather>(scene_, database_.detail<StringOptions>(options_->string_options));
-        scene_.gather = gather_.get();
+        const auto gather =
+            std::make_shared<FinalGather>(scene_, database_.detail<StringOptions>(options_->string_options));
+        scene_.gather = gather;
         GatherFiles files;
         files.rebuild = static_cast<GatherFiles::Rebuild>(options_->finalgather_rebuild);
         if (const auto* detail = database_.detail<OptionsDetail>(scene_.optionsTag))
             for (const std::string& name : detail->gatherFiles) files.names.push_back(settings_.fileDirectory / name);
-        return prepareFinalGather(scene_, *gather_, window_, files, threads);
+        return prepareFinalGather(scene_, *gather, window_, files, threads);
     }
 
     void tell(const RenderCounts& counts) const {
@@ -236,11 +235,11 @@ private:
 
     bool write(const RenderCounts& counts) {
         // The primary picture has the plain channels R, G, B and A; its name is for people.
-        std::string& name = images_[static_cast<std::size_t>(layout_.primary)].name;
+        std::string& name = images_[static_cast<std::size_t>(scene_.buffers->primary)].name;
         const std::string shownName = std::exchange(name, {});
         bool good = writeFiles(files_, window_, metadata(counts));
         name = shownName;
-        if (settings_.previews) good = writePreviews(files_, images_, layout_, window_) && good;
+        if (settings_.previews) good = writePreviews(files_, images_, *scene_.buffers, window_) && good;
         return good;
     }
 
@@ -253,16 +252,9 @@ private:
     miTag cameraTag_ = 0;
     bool sceneIsWhole_ = true;  ///< false where broken elements had to be left out
     DataWindow window_;
-    BufferLayout layout_;
-    TextureTable textures_;
-    std::unique_ptr<SceneGeometry> geometry_;
-    std::unique_ptr<LightTable> lights_;
-    std::unique_ptr<OcclusionCache> occlusionCache_;
-    std::unique_ptr<FinalGather> gather_;
     std::vector<LayerImage> images_;
     std::vector<ImageFile> files_;
     ShaderTable shaders_;
-    SlotTable slots_;
 };
 
 }  // namespace

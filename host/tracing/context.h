@@ -35,23 +35,23 @@ struct OcclusionSettings {
     int cachePoints = 64;       ///< how many to interpolate between
 };
 
-/// Everything of a render that is fixed before the first sample. Shared by all threads without locks.
+/// Everything of a render that is fixed before the first sample, and its owner. Shared by all threads without locks.
 struct RenderScene {
     Database* database = nullptr;
-    const SceneGeometry* geometry = nullptr;
     const miOptions* options = nullptr;
     const miCamera* camera = nullptr;
     miTag optionsTag = 0;
     miTag cameraInstance = 0;
     miTag rootGroup = 0;
-    const Camera* projection = nullptr;
-    const TextureTable* textures = nullptr;
-    const BufferLayout* buffers = nullptr;
-    const SlotTable* slots = nullptr;
-    const LightTable* lights = nullptr;
-    const FinalGather* gather = nullptr;  ///< null where final gathering is off
+    std::shared_ptr<const BufferLayout> buffers;
+    std::shared_ptr<const TextureTable> textures;
+    std::shared_ptr<const SceneGeometry> geometry;
+    std::shared_ptr<const LightTable> lights;
+    std::shared_ptr<const Camera> projection;
+    std::shared_ptr<const SlotTable> slots;
     OcclusionSettings occlusion;
-    const OcclusionCache* occlusionCache = nullptr;  ///< null where every call computes anew
+    std::shared_ptr<const OcclusionCache> occlusionCache;  ///< null where every call computes anew
+    std::shared_ptr<const FinalGather> gather;             ///< null where final gathering is off
     miLock globalLock = {};
 };
 

@@ -51,7 +51,7 @@ void pixelSides(const Camera& camera, const miState* state, miGeoVector sides[2]
 }  // namespace
 
 bool pixelFootprint(Footprint& result, const miState* state) {
-    const Camera* camera = contextOf(state).scene->projection;
+    const Camera* camera = contextOf(state).scene->projection.get();
     if (!camera || !hitOf(state) || !state->derivs || !isSeenByPixels(*state)) return false;
     const miGeoVector alongU = wide(state->derivs[0]), alongV = wide(state->derivs[1]);
     const double uu = dot(alongU, alongU), uv = dot(alongU, alongV), vv = dot(alongV, alongV);
