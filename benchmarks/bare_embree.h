@@ -2,10 +2,10 @@
 #pragma once
 
 #include "database/elements.h"
+#include "geometry/embree.h"
 #include "geometry/vectors.h"
 #include "tracing/camera.h"
 
-#include <embree3/rtcore.h>
 #include <tbb/parallel_for.h>
 
 #include <algorithm>
@@ -116,9 +116,9 @@ private:
         ray.ray = {org.x, org.y, org.z, 0, dir.x, dir.y, dir.z, 0, std::numeric_limits<float>::infinity(), ~0U, 0, 0};
         ray.hit.geomID = RTC_INVALID_GEOMETRY_ID;
         ray.hit.instID[0] = RTC_INVALID_GEOMETRY_ID;
-        RTCIntersectContext context;
-        rtcInitIntersectContext(&context);
-        rtcIntersect1(scene_, &context, &ray);
+        RayContext context;
+        initContext(context);
+        traceNearest(scene_, context, nullptr, ray);
         const bool hit = ray.hit.geomID != RTC_INVALID_GEOMETRY_ID;
         return hit && light ? traceShadow(ray, *light) : hit;
     }
@@ -131,9 +131,9 @@ private:
         const miVector toLight = light - point;
         if ((dot(toLight, normal) > 0) == (dot(dir, normal) > 0)) return false;
         RTCRay ray = {point.x, point.y, point.z, 1e-4F, toLight.x, toLight.y, toLight.z, 0, 1, ~0U, 0, 0};
-        RTCIntersectContext context;
-        rtcInitIntersectContext(&context);
-        rtcOccluded1(scene_, &context, &ray);
+        RayContext context;
+        initContext(context);
+        traceAny(scene_, context, nullptr, ray);
         return ray.tfar > 0;
     }
 

@@ -25,7 +25,7 @@ constexpr RTCSceneFlags kWatertight = RTC_SCENE_FLAG_ROBUST;
 
 /// What a ray takes along for the function that judges its hits.
 struct CullingContext {
-    RTCIntersectContext base;  // first: the kernels hand a pointer to it back
+    RayContext base;  // first: the kernels hand a pointer to it back
     const FlatInstance* instances;
     char face;
 };
@@ -75,11 +75,16 @@ RTCRay rayOf(const Ray& ray, bool timed) {
     return result;
 }
 
-void prepareContext(CullingContext& context, std::span<const FlatInstance> instances, bool culls, char face) {
-    rtcInitIntersectContext(&context.base);
+CullingContext contextOf(const Ray& ray, std::span<const FlatInstance> instances) {
+    CullingContext context = {};
+    initContext(context.base);
     context.instances = instances.data();
-    context.face = face;
-    if (culls || face == 'f' || face == 'b') context.base.filter = cullFaces;
+    context.face = ray.face;
+    return context;
+}
+
+RTCFilterFunctionN filterFor(const Ray& ray, bool sceneCulls) {
+    return sceneCulls || ray.face == 'f' || ray.face == 'b' ? cullFaces : nullptr;
 }
 
 }  // namespace
@@ -134,8 +139,7 @@ void EmbreeKernels::buildUse(Use& use) const {
 EmbreeKernels::Scene EmbreeKernels::newScene() const {
     Scene scene(rtcNewScene(device_.get()));
     checkDevice();
-    const RTCSceneFlags flags = kWatertight | RTC_SCENE_FLAG_CONTEXT_FILTER_FUNCTION;
-    rtcSetSceneFlags(scene.get(), flags);
+    rtcSetSceneFlags(scene.get(), kWatertight | kFilterComesWithRay);
     return scene;
 }
 
@@ -204,12 +208,11 @@ bool EmbreeKernels::intersect(const Ray& ray, Hit& hit) const {
     if (!isTraceable(ray)) return false;
     RTCRayHit query;
     query.ray = rayOf(ray, timed_);
-    CullingContext context;
-    prepareContext(context, instances_, culls_, ray.face);
+    CullingContext context = contextOf(ray, instances_);
     for (;;) {
         query.hit.geomID = RTC_INVALID_GEOMETRY_ID;
         query.hit.instID[0] = RTC_INVALID_GEOMETRY_ID;
-        rtcIntersect1(world_.get(), &context.base, &query);
+        traceNearest(world_.get(), context.base, filterFor(ray, culls_), query);
         if (query.hit.geomID == RTC_INVALID_GEOMETRY_ID) return false;
 
         hit.instance = &instances_[instanceOf(query.hit.instID[0], query.hit.geomID)];
@@ -230,9 +233,8 @@ bool EmbreeKernels::intersect(const Ray& ray, Hit& hit) const {
 bool EmbreeKernels::occluded(const Ray& ray) const {
     if (!isTraceable(ray)) return false;
     RTCRay query = rayOf(ray, timed_);
-    CullingContext context;
-    prepareContext(context, instances_, culls_, ray.face);
-    rtcOccluded1(world_.get(), &context.base, &query);
+    CullingContext context = contextOf(ray, instances_);
+    traceAny(world_.get(), context.base, filterFor(ray, culls_), query);
     return query.tfar < 0;
 }
 

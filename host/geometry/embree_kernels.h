@@ -1,10 +1,9 @@
 // The ray tracing kernels: acceleration structures over the flat instances, and the rays through them.
 #pragma once
 
+#include "geometry/embree.h"
 #include "geometry/mesh.h"
 #include "geometry/scene_geometry.h"
-
-#include <embree3/rtcore.h>
 
 #include <memory>
 #include <span>
