@@ -5,9 +5,8 @@
 #include <map>
 #include <string>
 #include <type_traits>
+#include <utility>
 #include <vector>
-
-#include <boost/pfr.hpp>
 
 #include <shader.h>
 
@@ -24,11 +23,41 @@ struct PlainValue {
 using RecordLayout = std::vector<PlainValue>;
 
 template <class T>
+void appendLayout(RecordLayout& layout, std::size_t offset);
+
+/* Stands in for the value of a member when a record is initialised, and so learns which type that member has. */
+struct MemberProbe {
+    RecordLayout* layout;
+    std::size_t start;
+    std::size_t* size;
+
+    template <class Member>
+    operator Member() const {
+        const std::size_t place = (*size + alignof(Member) - 1) / alignof(Member) * alignof(Member);
+        appendLayout<Member>(*layout, start + place);
+        *size = place + sizeof(Member);
+        return {};
+    }
+};
+
+/* A record can be initialised with up to as many values as it has members, between `low` and `high`. */
+template <class T, std::size_t low, std::size_t high>
+constexpr std::size_t countMembers() {
+    constexpr std::size_t middle = (low + high + 1) / 2;
+    constexpr bool fits = []<std::size_t... i>(std::index_sequence<i...>) {
+        return requires(MemberProbe probe) { T{(void(i), probe)...}; };
+    }(std::make_index_sequence<middle>());
+    if constexpr (low == high)
+        return low;
+    else if constexpr (fits)
+        return countMembers<T, middle, high>();
+    else
+        return countMembers<T, low, middle - 1>();
+}
+
+template <class T>
 void appendLayout(RecordLayout& layout, std::size_t offset) {
-    if constexpr (std::is_array_v<T>) {
-        static_assert(std::extent_v<T> == 1, "array parameters have one inline element");
-        appendLayout<std::remove_extent_t<T>>(layout, offset);
-    } else if constexpr (std::is_same_v<T, miInteger>) {
+    if constexpr (std::is_same_v<T, miInteger>) {
         layout.push_back({offset, ValueKind::kInteger});
     } else if constexpr (std::is_same_v<T, miScalar>) {
         layout.push_back({offset, ValueKind::kScalar});
@@ -40,11 +69,10 @@ void appendLayout(RecordLayout& layout, std::size_t offset) {
         layout.push_back({offset, ValueKind::kVector});
     } else {
         static_assert(std::is_aggregate_v<T>, "a parameter of a type that scenes do not have");
-        static T record{};
-        boost::pfr::for_each_field(record, [&](auto& field) {
-            const auto distance = reinterpret_cast<const char*>(&field) - reinterpret_cast<const char*>(&record);
-            appendLayout<std::remove_reference_t<decltype(field)>>(layout, offset + static_cast<std::size_t>(distance));
-        });
+        std::size_t size = 0;
+        [&]<std::size_t... i>(std::index_sequence<i...>) {
+            static_cast<void>(T{(void(i), MemberProbe{&layout, offset, &size})...});
+        }(std::make_index_sequence<countMembers<T, 0, sizeof(T) / 4>()>());
     }
 }
 
