@@ -2,7 +2,7 @@
 
 option(LUMO_BUILD_TESTS "Build the tests" ON)
 option(LUMO_BUILD_BENCHMARKS "Build the benchmarks" OFF)
-option(LUMO_BUILD_FUZZERS "Build the libFuzzer targets (Clang only)" OFF)
+option(LUMO_BUILD_FUZZERS "Build the fuzzers in place of the tests (Clang only)" OFF)
 set(LUMO_SANITIZE "" CACHE STRING "Sanitizers to build everything with, e.g. address,undefined or thread")
 
 set(CMAKE_CXX_STANDARD 20)
