@@ -1,40 +1,53 @@
 #!/usr/bin/env bash
-# Installs the packages that building and testing need (Debian 12, Ubuntu 22.04 and later). Does nothing, quickly, where
-# all are there. Without root and sudo it says which are missing and fails.
+# Installs the Debian packages that jobs need: install-dependencies.sh [run] [test] [clang] [fuzz] [bench]
+# Does nothing, quickly, where all are there. Without root and sudo it says which are missing and fails.
 set -euo pipefail
 
-packages=(
-    g++ clang-14 lld cmake ninja-build ccache python3
-    libembree-dev libtbb-dev                         # ray tracing, threads
-    libopenimageio-dev libopenexr-dev libimath-dev   # images in and out
-    libopencolorio-dev                               # color transforms
-    libcli11-dev libfmt-dev libboost1.81-dev         # command line, messages, compile-time reflection in the tests
-    libgtest-dev libbenchmark-dev
-)
+packages=()
+for job in "$@"; do
+    case $job in
+        run) packages+=(
+            g++ cmake ninja-build
+            libembree-dev libtbb-dev                         # ray tracing, threads
+            libopenimageio-dev libopenexr-dev libimath-dev   # images in and out
+            libopencolorio-dev                               # color transforms
+            libcli11-dev libfmt-dev                          # command line, messages
+        ) ;;
+        test) packages+=(libgtest-dev python3 clang-format-19) ;;   # python3: the noise tables, the count of cases
+        clang) packages+=(clang) ;;
+        fuzz) packages+=(clang libclang-rt-dev) ;;
+        bench) packages+=(libbenchmark-dev python3) ;;
+        *) echo "There is no job $job; jobs are run, test, clang, fuzz and bench." >&2; exit 2 ;;
+    esac
+done
+
+if ! command -v apt-get >/dev/null; then
+    echo "Packages are installed on Debian only. There they are called ${packages[*]}."
+    exit 0
+fi
 
 missing=()
 for package in "${packages[@]}"; do
     status=$(dpkg-query -W -f '${Status}' "$package" 2>/dev/null || true)
     [[ $status == "install ok installed" ]] || missing+=("$package")
 done
+# The formatter's package is named by its version. Where there is none, the one test that needs it says so.
+isOffered() { [[ $1 != clang-format-19 ]] || apt-cache show "$1" >/dev/null 2>&1; }
+if [[ ${missing[*]-} == clang-format-19 ]] && ! isOffered clang-format-19; then exit 0; fi
 [[ ${#missing[@]} -gt 0 ]] || exit 0
 
-if ! command -v apt-get >/dev/null; then
-    echo "These packages are missing (Debian names), please install them: ${missing[*]}" >&2
-    exit 1
-fi
-if [[ $(id -u) -eq 0 ]]; then
-    asRoot=()
-elif command -v sudo >/dev/null && sudo -n true 2>/dev/null; then
+asRoot=()
+if [[ $(id -u) -ne 0 ]]; then
     asRoot=(sudo)
-elif command -v sudo >/dev/null && [[ -t 0 ]]; then
-    asRoot=(sudo)
-else
-    echo "These packages are missing: ${missing[*]}" >&2
-    echo "Please run as root: apt-get install ${missing[*]}" >&2
-    exit 1
+    if ! command -v sudo >/dev/null || { ! sudo -n true 2>/dev/null && [[ ! -t 0 ]]; }; then
+        echo "These packages are missing. Please run as root: apt-get install ${missing[*]}" >&2
+        exit 1
+    fi
 fi
-
-echo "Installing ${missing[*]}"
 "${asRoot[@]}" apt-get update -q
-"${asRoot[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -q --no-install-recommends "${missing[@]}"
+available=()
+for package in "${missing[@]}"; do
+    if isOffered "$package"; then available+=("$package"); fi
+done
+echo "Installing ${available[*]}"
+"${asRoot[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -q --no-install-recommends "${available[@]}"
