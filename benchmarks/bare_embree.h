@@ -3,7 +3,7 @@
 
 #include "database/elements.h"
 #include "geometry/embree.h"
-#include "geometry/vectors.h"
+#include "support/geometry.h"
 #include "tracing/camera.h"
 
 #include <tbb/parallel_for.h>
@@ -17,11 +17,6 @@
 #include <vector>
 
 namespace lumorender {
-
-using vectors::operator+;
-using vectors::operator-;
-using vectors::operator*;
-using vectors::dot;
 
 /// Eye rays on a regular grid of edge x edge per pixel.
 struct RaySet {

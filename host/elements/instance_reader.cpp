@@ -2,7 +2,7 @@
 #include "database/declaration.h"
 #include "mi/records.h"
 #include "elements/element_readers.h"
-#include "elements/matrix_inverse.h"
+#include "support/geometry.h"
 #include "parsing/named_values.h"
 #include "elements/object_flags.h"
 #include "parameters/parameter_values.h"
@@ -89,9 +89,9 @@ const StatementTable<Reader>& statements() {
 }
 
 void InstanceReader::setDefaults() {
-    setIdentity(instance.tf.global_to_local);
-    setIdentity(instance.tf.local_to_global);
-    setIdentity(instance.motion_transform);
+    narrow(M44d(), instance.tf.global_to_local);
+    narrow(M44d(), instance.tf.local_to_global);
+    narrow(M44d(), instance.motion_transform);
     instance.tf.identity = 1;
 }
 
@@ -122,8 +122,8 @@ void InstanceReader::readElementName() {
 }
 
 void InstanceReader::readTransform() {
-    setIdentity(instance.tf.global_to_local);
-    setIdentity(instance.tf.local_to_global);
+    narrow(M44d(), instance.tf.global_to_local);
+    narrow(M44d(), instance.tf.local_to_global);
     instance.tf.identity = 1;
     const Place place = in.place();
     if (atShader(in)) {
@@ -134,8 +134,10 @@ void InstanceReader::readTransform() {
     if (!in.atNumber()) return;
     miMatrix matrix;
     in.readMatrix(matrix);
-    if (!invert(matrix, instance.tf.local_to_global))
+    M44d inverse;
+    if (!invert(affineMatrix(matrix), inverse))
         return scene.problems.warning(place, "the transform is singular, identity is used");
+    narrow(inverse, instance.tf.local_to_global);
     std::copy_n(matrix, 16, instance.tf.global_to_local);
     instance.tf.identity = std::equal(std::begin(matrix), std::end(matrix), std::begin(instance.tf.local_to_global));
 }
@@ -150,9 +152,10 @@ void InstanceReader::readMotion() {
     const Place place = in.place();
     detail.hasMotionTransform = in.atNumber();
     if (!detail.hasMotionTransform) return;
-    miMatrix matrix, inverse;
+    miMatrix matrix;
     in.readMatrix(matrix);
-    detail.hasMotionTransform = invert(matrix, inverse);
+    M44d inverse;
+    detail.hasMotionTransform = invert(affineMatrix(matrix), inverse);
     if (!detail.hasMotionTransform)
         return scene.problems.warning(place, "the motion transform is singular, there is no motion");
     std::copy_n(matrix, 16, instance.motion_transform);

@@ -1,6 +1,6 @@
 #include "gathering/ambient_occlusion.h"
 
-#include "geometry/vectors.h"
+#include "support/geometry.h"
 #include "mi/options.h"
 #include "tracing/context.h"
 #include "gathering/final_gather_points.h"
@@ -16,8 +16,6 @@
 #include <cstring>
 
 namespace lumorender {
-
-using namespace vectors;
 
 namespace {
 
@@ -45,7 +43,7 @@ miAmboccl_options completed(const miState* state, const miAmboccl_options* given
 /// What is known of a place.
 struct Occlusion {
     double hidden = 0;        ///< the share
-    miGeoVector open = {};    ///< mean of the directions, as far as they are open
+    V3d open = V3d(0);        ///< mean of the directions, as far as they are open
     double meanDistance = 0;  ///< of what hides, harmonic; infinite where nothing does
 };
 

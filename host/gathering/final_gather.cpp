@@ -1,6 +1,6 @@
 #include "gathering/final_gather.h"
 
-#include "geometry/vectors.h"
+#include "support/geometry.h"
 #include "mi/options.h"
 #include "tracing/context.h"
 #include "gathering/final_gather_rays.h"
@@ -12,8 +12,6 @@
 #include <cstring>
 
 namespace lumorender {
-
-using namespace vectors;
 
 namespace {
 

@@ -1,13 +1,11 @@
 #include "gathering/final_gather_points.h"
 
-#include "geometry/vectors.h"
+#include "support/geometry.h"
 
 #include <algorithm>
 #include <cmath>
 
 namespace lumorender {
-
-using namespace vectors;
 
 namespace {
 

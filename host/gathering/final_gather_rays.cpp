@@ -1,6 +1,6 @@
 #include "gathering/final_gather_rays.h"
 
-#include "geometry/vectors.h"
+#include "support/geometry.h"
 #include "mi/options.h"
 #include "tracing/tracing.h"
 #include "support/abort.h"
@@ -11,8 +11,6 @@
 #include <limits>
 
 namespace lumorender {
-
-using namespace vectors;
 
 namespace {
 

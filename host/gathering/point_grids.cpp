@@ -5,7 +5,7 @@
 #include "support/abort.h"
 #include "support/messages.h"
 #include "support/quasi_random.h"
-#include "geometry/vectors.h"
+#include "support/geometry.h"
 #include "tracing/camera.h"
 #include "tracing/context.h"
 
@@ -151,8 +151,6 @@ void collectPoints(const RenderScene& scene, const PointStage& stage, GatherPoin
     info("RC", "{}: {} points, {} rays in {:.2f} s", stage.name, points.all().size(), rays, seconds);
 }
 
-using namespace vectors;
-
 PointReach::PointReach(const RenderScene& scene, double density, double steps)
     : projection_(*scene.projection), steps_(steps) {
     constexpr double kPixels = 8;  // between points, at density 1
@@ -163,9 +161,7 @@ PointReach::PointReach(const RenderScene& scene, double density, double steps)
 }
 
 double PointReach::pixelSize(const miVector& position) const {
-    const double* m = projection_.placement().localToWorld;
-    const miGeoVector eye{m[12], m[13], m[14]};
-    return projection_.pixelSize(length(wide(position) - eye));
+    return projection_.pixelSize(length(wide(position) - row(projection_.placement().localToWorld, 3)));
 }
 
 float PointReach::radius(const miVector& position, double meanDistance, const RadiusLimits& limits) const {

@@ -1,8 +1,7 @@
 #include "geometry/embree_kernels.h"
 
-#include "geometry/matrices.h"
 #include "geometry/precise_hit.h"
-#include "geometry/vectors.h"
+#include "support/geometry.h"
 #include "support/messages.h"
 
 #include <tbb/parallel_for.h>
@@ -13,8 +12,6 @@
 #include <unordered_map>
 
 namespace lumorender {
-
-using namespace vectors;
 
 namespace {
 
@@ -121,8 +118,7 @@ bool EmbreeKernels::standsAlone(const Use& use) const {
     if (use.instances.size() != 1) return false;
     const FlatInstance& instance = instances_[use.instances[0]];
     const Placement &open = instance.placement, &close = instance.placementAtClose;
-    const bool stands = std::equal(open.localToWorld, open.localToWorld + 16, close.localToWorld);
-    return (stands || !timed_) && determinant(open.localToWorld) > 0;
+    return (open.localToWorld == close.localToWorld || !timed_) && !mirrors(open.localToWorld);
 }
 
 void EmbreeKernels::buildUse(Use& use) const {
@@ -158,9 +154,8 @@ EmbreeKernels::Geometry EmbreeKernels::newTriangles(const Mesh& mesh, const Flat
 
 void EmbreeKernels::setPositions(RTCGeometry geometry, unsigned step, const std::vector<miVector>& positions,
                                  const FlatInstance* bakedFor) const {
-    const double* matrix = bakedFor ? bakedFor->placement.localToWorld : nullptr;
-    const AffineMatrix identity = identityMatrix();
-    if (!matrix || std::equal(identity.begin(), identity.end(), matrix)) {
+    const M44d matrix = bakedFor ? bakedFor->placement.localToWorld : M44d();
+    if (matrix == M44d()) {
         rtcSetSharedGeometryBuffer(geometry, RTC_BUFFER_TYPE_VERTEX, step, RTC_FORMAT_FLOAT3, positions.data(), 0,
                                    sizeof(miVector), positions.size());
         return;
@@ -187,9 +182,9 @@ void EmbreeKernels::attach(const Use& use, std::uint32_t instance) const {
     const bool moves = timed_ && flat.moves;
     rtcSetGeometryTimeStepCount(geometry.get(), moves ? 2 : 1);
     for (unsigned step = 0; step < (moves ? 2U : 1U); ++step) {
-        const double* m = (step == 0 ? flat.placement : flat.placementAtClose).localToWorld;
+        const miScalar* m = (step == 0 ? flat.placement : flat.placementAtClose).localToWorldFloat;
         float columns[12];
-        for (unsigned i = 0; i < 12; ++i) columns[i] = static_cast<float>(m[4 * (i / 3) + i % 3]);
+        for (unsigned i = 0; i < 12; ++i) columns[i] = m[4 * (i / 3) + i % 3];
         rtcSetGeometryTransform(geometry.get(), step, RTC_FORMAT_FLOAT3X4_COLUMN_MAJOR, columns);
     }
     rtcSetGeometryMask(geometry.get(), flat.flags & kCastBits);

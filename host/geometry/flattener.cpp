@@ -1,7 +1,7 @@
 #include "geometry/flattener.h"
 
 #include "database/elements.h"
-#include "geometry/matrices.h"
+#include "support/geometry.h"
 #include "geometry/trace_flags.h"
 #include "mi/instance.h"
 #include "mi/object.h"
@@ -21,8 +21,8 @@ constexpr std::size_t kDeepest = 1000;
 
 /// Both directions of a placement, at shutter open and close.
 struct Motion {
-    AffineMatrix localToWorld = identityMatrix(), worldToLocal = identityMatrix();
-    AffineMatrix localToWorldAtClose = identityMatrix(), worldToLocalAtClose = identityMatrix();
+    M44d localToWorld, worldToLocal;
+    M44d localToWorldAtClose, worldToLocalAtClose;
 
     bool moves() const { return localToWorld != localToWorldAtClose; }
 };
@@ -79,7 +79,7 @@ private:
         const auto* given = database_.detail<InstanceDetail>(tag);
         const Inheritance below = descend(tag, instance, given ? *given : nothingGiven_, above);
         path_.push_back(tag);
-        scene_.placements.try_emplace(tag, placementOf(below.motion.localToWorld, below.motion.worldToLocal));
+        scene_.placements.try_emplace(tag, Placement(below.motion.localToWorld, below.motion.worldToLocal));
         visitItem(tag, instance, below);
         path_.pop_back();
     }
@@ -137,15 +137,15 @@ private:
         Link close = own;
         if (given.hasMotionTransform && !given.motionOff)
             close = link(tag, instance.motion_transform, "motion transform").value_or(own);
-        below.localToWorld = product(own.up.data(), below.localToWorld.data());
-        below.worldToLocal = product(below.worldToLocal.data(), own.down.data());
-        below.localToWorldAtClose = product(close.up.data(), below.localToWorldAtClose.data());
-        below.worldToLocalAtClose = product(below.worldToLocalAtClose.data(), close.down.data());
+        below.localToWorld = own.up * below.localToWorld;
+        below.worldToLocal = below.worldToLocal * own.down;
+        below.localToWorldAtClose = close.up * below.localToWorldAtClose;
+        below.worldToLocalAtClose = below.worldToLocalAtClose * close.down;
         return below;
     }
 
     struct Link {
-        AffineMatrix down = identityMatrix(), up = identityMatrix();  ///< into the element's space, and out of it
+        M44d down, up;  ///< into the element's space, and out of it
     };
 
     std::optional<Link> link(miTag tag, const miMatrix& matrix, const char* what) const {
@@ -153,7 +153,7 @@ private:
         if (std::all_of(matrix, matrix + 16, [](miScalar v) { return v == 0; })) return Link();
         Link result;
         result.down = affineMatrix(matrix);
-        if (invert(result.down.data(), result.up)) return result;
+        if (invert(result.down, result.up)) return result;
         warning("GEOM", "instance {}: {} is singular, ignored", name(tag), what);
         return std::nullopt;
     }
@@ -189,8 +189,8 @@ private:
 
     template <class Flat>
     static void place(const Motion& motion, Flat& flat) {
-        flat.placement = placementOf(motion.localToWorld, motion.worldToLocal);
-        flat.placementAtClose = placementOf(motion.localToWorldAtClose, motion.worldToLocalAtClose);
+        flat.placement = Placement(motion.localToWorld, motion.worldToLocal);
+        flat.placementAtClose = Placement(motion.localToWorldAtClose, motion.worldToLocalAtClose);
         flat.moves = motion.moves();
     }
 };

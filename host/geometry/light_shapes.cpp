@@ -1,12 +1,10 @@
 #include "geometry/light_shapes.h"
 
-#include "geometry/vectors.h"
+#include "support/geometry.h"
 
 #include <cmath>
 
 namespace lumorender {
-
-using namespace vectors;
 
 namespace {
 

@@ -1,8 +1,7 @@
 #include "geometry/mesh.h"
 
-#include "geometry/matrices.h"
 #include "geometry/triangulator.h"
-#include "geometry/vectors.h"
+#include "support/geometry.h"
 #include "support/messages.h"
 
 #include "mi/codes.h"
@@ -13,15 +12,13 @@
 
 namespace lumorender {
 
-using namespace vectors;
-
 namespace {
 
 /// Height of a triangle in relation to its longest side, below which it has no area.
 constexpr double kNoArea = 1e-12;
 
 bool hasArea(const miVector& a, const miVector& b, const miVector& c) {
-    const miGeoVector ab = wide(b) - wide(a), ac = wide(c) - wide(a), bc = wide(c) - wide(b);
+    const V3d ab = wide(b) - wide(a), ac = wide(c) - wide(a), bc = wide(c) - wide(b);
     const double longest = std::max({dot(ab, ab), dot(ac, ac), dot(bc, bc)});
     return length(cross(ab, ac)) > kNoArea * longest;
 }
@@ -76,7 +73,7 @@ private:
     std::unique_ptr<Mesh> mesh_ = std::make_unique<Mesh>();
     Contents contents_;
     bool baked_ = false;
-    AffineMatrix matrix_ = identityMatrix(), inverse_ = identityMatrix();
+    M44d matrix_, inverse_;
     Triangulator triangulator_;
     std::vector<bool> broken_;  ///< vertices
     std::vector<miVector> points_;
@@ -87,7 +84,7 @@ private:
     void takeTransform() {
         if (!source_.hasTransform) return;
         matrix_ = affineMatrix(source_.transform);
-        baked_ = invert(matrix_.data(), inverse_);
+        baked_ = invert(matrix_, inverse_);
         if (!baked_) warning("GEOM", "object \"{}\": transform is singular, replaced by the identity", name_);
     }
 
@@ -114,10 +111,10 @@ private:
         return at < group.extras.size() ? vectorAt(group, group.extras[at]) : miVector{0, 0, 0};
     }
 
-    miVector asPoint(const miVector& p) const { return baked_ ? narrow(transformPoint(wide(p), matrix_.data())) : p; }
-    miVector asVector(const miVector& v) const { return baked_ ? narrow(transformVector(wide(v), matrix_.data())) : v; }
+    miVector asPoint(const miVector& p) const { return baked_ ? narrow(transformPoint(wide(p), matrix_)) : p; }
+    miVector asVector(const miVector& v) const { return baked_ ? narrow(transformVector(wide(v), matrix_)) : v; }
     miVector asNormal(const miVector& n) const {
-        const miVector turned = unit(baked_ ? narrow(transformNormal(wide(n), inverse_.data())) : n);
+        const miVector turned = unit(baked_ ? narrow(transformNormal(wide(n), inverse_)) : n);
         return isFinite(turned) ? turned : miVector{0, 0, 0};
     }
 

@@ -1,46 +1,43 @@
 #include "geometry/precise_hit.h"
 
-#include "geometry/matrices.h"
-#include "geometry/vectors.h"
+#include "support/geometry.h"
 
 #include <algorithm>
 
 namespace lumorender {
 
-using namespace vectors;
-
 namespace {
 
-miGeoVector movingCorner(const Mesh& mesh, std::uint32_t vertex, double time) {
+V3d movingCorner(const Mesh& mesh, std::uint32_t vertex, double time) {
     const double steps = static_cast<double>(mesh.laterPositions.size());
     const auto step = std::min(static_cast<std::size_t>(time * steps), mesh.laterPositions.size() - 1);
-    const miGeoVector from = wide(step == 0 ? mesh.positions[vertex] : mesh.laterPositions[step - 1][vertex]);
-    const miGeoVector to = wide(mesh.laterPositions[step][vertex]);
+    const V3d from = wide(step == 0 ? mesh.positions[vertex] : mesh.laterPositions[step - 1][vertex]);
+    const V3d to = wide(mesh.laterPositions[step][vertex]);
     return from + (to - from) * (time * steps - static_cast<double>(step));
 }
 
 struct LocalRay {
-    miGeoVector org, dir;
+    V3d org, dir;
 };
 
 /// The ray in the space of the instance. Its direction keeps the scale, so that distances stay those of world space.
-LocalRay localRay(const Ray& ray, const double* worldToLocal) {
+LocalRay localRay(const Ray& ray, const M44d& worldToLocal) {
     return {transformPoint(wide(ray.org), worldToLocal), transformVector(wide(ray.dir), worldToLocal)};
 }
 
 LocalRay localRay(const Ray& ray, const FlatInstance& instance, double time) {
     if (!instance.moves || time == 0) return localRay(ray, instance.placement.worldToLocal);
-    AffineMatrix inverse = identityMatrix();
-    invert(interpolate(instance.placement.localToWorld, instance.placementAtClose.localToWorld, time).data(), inverse);
-    return localRay(ray, inverse.data());
+    M44d inverse;
+    invert(interpolate(instance.placement.localToWorld, instance.placementAtClose.localToWorld, time), inverse);
+    return localRay(ray, inverse);
 }
 
 /// T. Moeller, B. Trumbore, "Fast, Minimum Storage Ray/Triangle Intersection" (1997). False where there is no answer.
 bool intersectPlane(const LocalRay& ray, const TriangleCorners& corners, double& dist, double& u, double& v) {
-    const miGeoVector ab = corners.b - corners.a, ac = corners.c - corners.a;
-    const miGeoVector p = cross(ray.dir, ac), s = ray.org - corners.a;
+    const V3d ab = corners.b - corners.a, ac = corners.c - corners.a;
+    const V3d p = cross(ray.dir, ac), s = ray.org - corners.a;
     const double inverse = 1 / dot(ab, p);
-    const miGeoVector q = cross(s, ab);
+    const V3d q = cross(s, ab);
     dist = dot(ac, q) * inverse;
     u = dot(s, p) * inverse;
     v = dot(ray.dir, q) * inverse;
@@ -48,12 +45,12 @@ bool intersectPlane(const LocalRay& ray, const TriangleCorners& corners, double&
     return std::isfinite(dist) && std::abs(u - 0.5) < 1 && std::abs(v - 0.5) < 1;
 }
 
-miGeoVector pointOfWeights(const Hit& hit, const TriangleCorners& corners) {
+V3d pointOfWeights(const Hit& hit, const TriangleCorners& corners) {
     const FlatInstance& instance = *hit.instance;
-    const miGeoVector local = corners.a * (1.0 - hit.u - hit.v) + corners.b * hit.u + corners.c * hit.v;
+    const V3d local = corners.a * (1.0 - hit.u - hit.v) + corners.b * hit.u + corners.c * hit.v;
     if (!instance.moves || hit.time == 0) return transformPoint(local, instance.placement.localToWorld);
     return transformPoint(
-        local, interpolate(instance.placement.localToWorld, instance.placementAtClose.localToWorld, hit.time).data());
+        local, interpolate(instance.placement.localToWorld, instance.placementAtClose.localToWorld, hit.time));
 }
 
 /// What the surface needs of the hit's triangle is far away in memory: the way there starts while the hit is computed.

@@ -3,12 +3,12 @@
 
 #include "geometry/mesh.h"
 #include "geometry/scene_geometry.h"
-#include "geometry/vectors.h"
+#include "support/geometry.h"
 
 namespace lumorender {
 
 struct TriangleCorners {
-    miGeoVector a, b, c;
+    V3d a, b, c;
 };
 
 TriangleCorners movingCorners(const Mesh& mesh, std::uint32_t triangle, double time);
@@ -17,7 +17,7 @@ TriangleCorners movingCorners(const Mesh& mesh, std::uint32_t triangle, double t
 inline TriangleCorners cornersAt(const Mesh& mesh, std::uint32_t triangle, double time) {
     if (mesh.moves() && time > 0) return movingCorners(mesh, triangle, time);
     const std::uint32_t* v = &mesh.indices[std::size_t{3} * triangle];
-    const auto corner = [&](int i) { return vectors::wide(mesh.positions[v[i]]); };
+    const auto corner = [&](int i) { return wide(mesh.positions[v[i]]); };
     return {corner(0), corner(1), corner(2)};
 }
 

@@ -4,6 +4,7 @@
 #include "database/database.h"
 #include "mi/codes.h"
 #include "mi/state.h"
+#include "support/geometry.h"
 
 #include <cstdint>
 #include <memory>
@@ -17,10 +18,14 @@ struct Mesh;
 /// Row-vector matrices (p' = p M) as the renderer keeps them, in double precision, and their single-precision copies
 /// that shaders are handed pointers to.
 struct Placement {
-    double localToWorld[16];
-    double worldToLocal[16];
-    miMatrix localToWorldFloat;
-    miMatrix worldToLocalFloat;
+    Placement() = default;
+    Placement(const M44d& out, const M44d& in) : localToWorld(out), worldToLocal(in) {
+        narrow(out, localToWorldFloat);
+        narrow(in, worldToLocalFloat);
+    }
+
+    M44d localToWorld, worldToLocal;
+    miMatrix localToWorldFloat = {}, worldToLocalFloat = {};
 };
 
 /// One use of an object, reached from the root group by one path of instances.
@@ -81,8 +86,8 @@ struct Hit {
     std::uint32_t primitive = 0;  ///< triangle of the mesh
     float u = 0, v = 0;           ///< barycentric: p = (1-u-v) a + u b + v c
     double dist = 0;
-    float time = 0;          ///< 0 where nothing moves during the exposure
-    miGeoVector point = {};  ///< world space, exact to double precision: the ray's and the surface's
+    float time = 0;      ///< 0 where nothing moves during the exposure
+    V3d point = V3d(0);  ///< world space, exact to double precision: the ray's and the surface's
 };
 
 /// Memory that a hit's lists are written to: tex_list, bump lists and derivs of the state. Sized by the mesh.

@@ -1,13 +1,10 @@
 #include "geometry/surface.h"
 
-#include "geometry/matrices.h"
 #include "geometry/precise_hit.h"
-#include "geometry/vectors.h"
+#include "support/geometry.h"
 #include "mi/vector_math.h"
 
 namespace lumorender {
-
-using namespace vectors;
 
 namespace {
 
@@ -18,26 +15,26 @@ constexpr float kNoTextureArea = 1e-7F;
 class PlacementAt {
 public:
     PlacementAt(const FlatInstance& instance, double time)
-        : localToWorld_(instance.placement.localToWorld), worldToLocal_(instance.placement.worldToLocal) {
+        : localToWorld_(&instance.placement.localToWorld), worldToLocal_(&instance.placement.worldToLocal) {
         if (instance.moves && time > 0) interpolateTo(instance, time);
     }
     PlacementAt(const PlacementAt&) = delete;
     PlacementAt& operator=(const PlacementAt&) = delete;
 
-    miVector vectorToWorld(const miVector& v) const { return narrow(transformVector(wide(v), localToWorld_)); }
-    miGeoVector normalToWorld(const miGeoVector& n) const { return transformNormal(n, worldToLocal_); }
+    miVector vectorToWorld(const miVector& v) const { return narrow(transformVector(wide(v), *localToWorld_)); }
+    V3d normalToWorld(const V3d& n) const { return transformNormal(n, *worldToLocal_); }
 
 private:
-    const double* localToWorld_;
-    const double* worldToLocal_;
-    AffineMatrix interpolated_, inverse_;
+    const M44d* localToWorld_;
+    const M44d* worldToLocal_;
+    M44d interpolated_{Imath::UNINITIALIZED}, inverse_{Imath::UNINITIALIZED};
 
     void interpolateTo(const FlatInstance& instance, double time) {
         interpolated_ = interpolate(instance.placement.localToWorld, instance.placementAtClose.localToWorld, time);
-        inverse_ = identityMatrix();
-        invert(interpolated_.data(), inverse_);
-        localToWorld_ = interpolated_.data();
-        worldToLocal_ = inverse_.data();
+        inverse_ = M44d();
+        invert(interpolated_, inverse_);
+        localToWorld_ = &interpolated_;
+        worldToLocal_ = &inverse_;
     }
 };
 
@@ -92,7 +89,7 @@ public:
           mix_(mesh_, hit),
           placement_(instance_, hit.time) {
         const TriangleCorners corners = cornersAt(mesh_, hit.primitive, hit.time);
-        const miGeoVector ab = corners.b - corners.a, ac = corners.c - corners.a;
+        const V3d ab = corners.b - corners.a, ac = corners.c - corners.a;
         geometricNormal_ = cross(ab, ac);
         ab_ = narrow(ab);
         ac_ = narrow(ac);
@@ -146,8 +143,8 @@ public:
     void fillMotion() {
         state_.motion = {0, 0, 0};
         if (!instance_.moves) return;
-        const miGeoVector from = wide(mix_(mesh_.positions));
-        const miGeoVector to = mesh_.moves() ? wide(mix_(mesh_.laterPositions.back())) : from;
+        const V3d from = wide(mix_(mesh_.positions));
+        const V3d to = mesh_.moves() ? wide(mix_(mesh_.laterPositions.back())) : from;
         state_.motion = narrow(transformPoint(to, instance_.placementAtClose.localToWorld) -
                                transformPoint(from, instance_.placement.localToWorld));
     }
@@ -159,7 +156,7 @@ private:
     const Mesh& mesh_;
     Mix mix_;
     PlacementAt placement_;
-    miGeoVector geometricNormal_;
+    V3d geometricNormal_;
     miVector ab_, ac_;             ///< sides of the triangle, object space
     miVector normal_ = {0, 0, 0};  ///< interpolated, object space, any length
 

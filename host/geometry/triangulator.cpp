@@ -1,19 +1,17 @@
 #include "geometry/triangulator.h"
 
-#include "geometry/vectors.h"
+#include "support/geometry.h"
 
 #include <utility>
 
 namespace lumorender {
 
-using namespace vectors;
-
 namespace {
 
 /// Newell's normal: twice the area long, and well defined for polygons that are not quite flat.
-miGeoVector newellNormal(std::span<const miVector> loop) {
-    miGeoVector sum = {0, 0, 0};
-    const miGeoVector first = wide(loop[0]);
+V3d newellNormal(std::span<const miVector> loop) {
+    V3d sum = {0, 0, 0};
+    const V3d first = wide(loop[0]);
     for (std::size_t i = 1; i + 1 < loop.size(); ++i)
         sum = sum + cross(wide(loop[i]) - first, wide(loop[i + 1]) - first);
     return sum;
@@ -26,8 +24,8 @@ void Triangulator::fan(std::size_t count) {
     for (std::uint32_t i = 1; i + 1 < count; ++i) triangles_.push_back({0, i, i + 1});
 }
 
-bool Triangulator::fanTurnsOver(std::span<const miVector> corners, const miGeoVector& normal) const {
-    const miGeoVector first = wide(corners[0]);
+bool Triangulator::fanTurnsOver(std::span<const miVector> corners, const V3d& normal) const {
+    const V3d first = wide(corners[0]);
     for (std::size_t i = 1; i + 1 < corners.size(); ++i)
         if (dot(cross(wide(corners[i]) - first, wide(corners[i + 1]) - first), normal) < 0) return true;
     return false;
@@ -36,7 +34,7 @@ bool Triangulator::fanTurnsOver(std::span<const miVector> corners, const miGeoVe
 std::span<const CornerTriple> Triangulator::convex(std::span<const miVector> corners) {
     fan(corners.size());
     if (corners.size() < 4) return triangles_;
-    const miGeoVector normal = newellNormal(corners);
+    const V3d normal = newellNormal(corners);
     if (!fanTurnsOver(corners, normal)) return triangles_;
 
     triangles_.clear();
@@ -55,7 +53,7 @@ std::span<const CornerTriple> Triangulator::concave(std::span<const miVector> co
         fan(3);
         return triangles_;
     }
-    const miGeoVector normal = newellNormal(outer);
+    const V3d normal = newellNormal(outer);
     if (isZero(normal)) {
         fan(outer.size());
         return triangles_;
@@ -74,8 +72,8 @@ std::span<const CornerTriple> Triangulator::concave(std::span<const miVector> co
     return triangles_;
 }
 
-void Triangulator::choosePlane(std::span<const miVector> corners, const miGeoVector& normal) {
-    const miGeoVector n = unit(normal);
+void Triangulator::choosePlane(std::span<const miVector> corners, const V3d& normal) {
+    const V3d n = unit(normal);
     origin_ = wide(corners[0]);
     xAxis_ = perpendicular(n);
     yAxis_ = cross(n, xAxis_);
@@ -88,7 +86,7 @@ Triangulator::Index Triangulator::addLoop(std::span<const miVector> corners, std
     const auto count = static_cast<Index>(corners.size());
     double area = 0;
     for (Index i = 0; i < count; ++i) {
-        const miGeoVector p = wide(corners[i]) - origin_;
+        const V3d p = wide(corners[i]) - origin_;
         nodes_.push_back({dot(p, xAxis_), dot(p, yAxis_), first + i, 0, 0, false});
     }
     for (Index i = 1; i + 1 < count; ++i) area += turn(begin, begin + i, begin + i + 1);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "mi/types.h"
+#include "support/geometry.h"
 
 #include <array>
 #include <cstdint>
@@ -39,11 +40,11 @@ private:
 
     std::vector<Node> nodes_;
     std::vector<CornerTriple> triangles_;
-    miGeoVector origin_ = {}, xAxis_ = {}, yAxis_ = {};
+    V3d origin_ = V3d(0), xAxis_ = V3d(0), yAxis_ = V3d(0);
 
     void fan(std::size_t count);
-    bool fanTurnsOver(std::span<const miVector> corners, const miGeoVector& normal) const;
-    void choosePlane(std::span<const miVector> corners, const miGeoVector& normal);
+    bool fanTurnsOver(std::span<const miVector> corners, const V3d& normal) const;
+    void choosePlane(std::span<const miVector> corners, const V3d& normal);
 
     Index addLoop(std::span<const miVector> corners, std::uint32_t first, bool counterClockwise);
     Index appendCopy(Index node);

@@ -5,7 +5,7 @@
 #include "mi/light.h"
 #include "photometry/light_profile.h"
 #include "tracing/spaces.h"
-#include "tracing/transforms.h"
+#include "support/geometry.h"
 
 #include "shader.h"
 
@@ -17,21 +17,16 @@ namespace lumorender {
 namespace {
 
 /// Where the luminaire shines straight to: along the light's own direction, or down the z axis as cameras look.
-Vector3 axisOf(const miLight* light) {
-    return light && light->type != miLIGHT_ORIGIN ? normalised(fromVector(light->direction)) : Vector3{0, 0, -1};
+V3d axisOf(const miLight* light) {
+    return light && light->type != miLIGHT_ORIGIN ? unit(wide(light->direction)) : V3d{0, 0, -1};
 }
-
-Vector3 cross(Vector3 a, Vector3 b) { return {a.y * b.z - a.z * b.y, a.z * b.x - a.x * b.z, a.x * b.y - a.y * b.x}; }
-
-double dot(Vector3 a, Vector3 b) { return a.x * b.x + a.y * b.y + a.z * b.z; }
 
 /// The light's x axis as far as it is at right angles to where the luminaire shines, there the C planes begin. With a
 /// luminaire along x it is y.
-Vector3 planeZero(Vector3 axis) {
+V3d planeZero(V3d axis) {
     const bool alongX = std::abs(axis.x) > .999;
-    const Vector3 from = alongX ? Vector3{0, 1, 0} : Vector3{1, 0, 0};
-    const double along = dot(from, axis);
-    return normalised({from.x - along * axis.x, from.y - along * axis.y, from.z - along * axis.z});
+    const V3d from = alongX ? V3d{0, 1, 0} : V3d{1, 0, 0};
+    return unit(from - axis * dot(from, axis));
 }
 
 double shownValue(const LightDistribution& distribution, double phi, double cosTheta, bool relative) {
@@ -77,14 +72,14 @@ miScalar mi_lightprofile_sample(miState* state, miTag profile, miBoolean relativ
     const LightDistribution* distribution = distributionOf(database, profile);
     // Without a profile a light is the same to all sides.
     if (!distribution) return 1;
-    Vector3 way = fromVector(state->dir);
+    V3d way = wide(state->dir);
     SpaceMatrices matrices;
-    if (spaceMatrices(*state, Space::Light, matrices)) way = transformVector(way, matrices.toSpace);
-    way = normalised(way);
+    if (spaceMatrices(*state, Space::Light, matrices)) way = transformVector(way, *matrices.toSpace);
+    way = unit(way);
 
     const auto* instance = database.as<miInstance>(state->light_instance, miSCENE_INSTANCE);
-    const Vector3 axis = axisOf(instance ? database.as<miLight>(instance->item, miSCENE_LIGHT) : nullptr);
-    const Vector3 zero = planeZero(axis);
+    const V3d axis = axisOf(instance ? database.as<miLight>(instance->item, miSCENE_LIGHT) : nullptr);
+    const V3d zero = planeZero(axis);
     const double phi = std::atan2(dot(way, cross(zero, axis)), dot(way, zero));
     return static_cast<miScalar>(shownValue(*distribution, phi, dot(way, axis), relative));
 }

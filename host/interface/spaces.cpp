@@ -1,7 +1,7 @@
 // Points, vectors and normals between internal space and the spaces that shaders ask for.
 #include "tracing/camera.h"
 #include "tracing/spaces.h"
-#include "tracing/transforms.h"
+#include "support/geometry.h"
 
 #include "shader.h"
 
@@ -17,13 +17,13 @@ void convert(const miState* state, miVector* result, const miVector* input, Spac
         *result = *input;
         return;
     }
-    const double* forward = toSpace ? matrices.toSpace : matrices.fromSpace;
-    const double* backward = toSpace ? matrices.fromSpace : matrices.toSpace;
-    const Vector3 v = fromVector(*input);
+    const M44d& forward = toSpace ? *matrices.toSpace : *matrices.fromSpace;
+    const M44d& backward = toSpace ? *matrices.fromSpace : *matrices.toSpace;
+    const V3d v = wide(*input);
     switch (kind) {
-        case Kind::Point: *result = toVector(transformPoint(v, forward)); break;
-        case Kind::Vector: *result = toVector(transformVector(v, forward)); break;
-        case Kind::Normal: *result = toVector(transformNormal(v, backward)); break;
+        case Kind::Point: *result = narrow(transformPoint(v, forward)); break;
+        case Kind::Vector: *result = narrow(transformVector(v, forward)); break;
+        case Kind::Normal: *result = narrow(transformNormal(v, backward)); break;
     }
 }
 

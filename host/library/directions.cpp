@@ -1,7 +1,7 @@
 /* Directions of reflected and transmitted rays at state->point. They leave on the side of the true surface on which
    they have to: reflections on the side the ray came from, transmissions on the other. Where the interpolated or bumped
    normal would lead a direction to the wrong side, it is mirrored at the true surface. */
-#include "library/vectors.h"
+#include "support/geometry.h"
 #include "shader.h"
 
 #include <algorithm>
@@ -10,7 +10,7 @@
 
 namespace {
 
-using namespace lumorender::vectors;
+using namespace lumorender;
 
 constexpr float kTwoPi = 2 * std::numbers::pi_v<float>;
 
@@ -28,7 +28,7 @@ miVector onSide(const miVector& dir, const miState& state, bool reflected) {
     return wrong ? mirrored(dir, state.normal_geom) : dir;
 }
 
-miVector mirrorDirection(const miState& state) { return normalized(mirrored(state.dir, state.normal)); }
+miVector mirrorDirection(const miState& state) { return unit(mirrored(state.dir, state.normal)); }
 
 /// Snell's law for a ray from a medium with index `in` to one with `out`, at either side of the normal.
 /// @return false where the ray is totally reflected.
@@ -39,7 +39,7 @@ bool refract(miVector& result, const miState& state, float in, float out) {
     const float eta = in / out;
     const float squaredCosOut = 1 - eta * eta * (1 - cosIn * cosIn);
     if (!(squaredCosOut >= 0)) return false;
-    result = normalized(eta * state.dir + (eta * cosIn - std::sqrt(squaredCosOut)) * normal);
+    result = unit(state.dir * eta + normal * (eta * cosIn - std::sqrt(squaredCosOut)));
     return true;
 }
 
@@ -60,7 +60,7 @@ miVector lobe(const Frame& frame, float shinyU, float shinyV, const double sampl
     const float exponent = shinyU * cosPhi * cosPhi + shinyV * sinPhi * sinPhi;
     const float cosAlpha = std::pow(1 - static_cast<float>(sample[1]), 1 / (exponent + 1));
     const float sinAlpha = std::sqrt(std::max(0.0f, 1 - cosAlpha * cosAlpha));
-    return normalized(frame.toWorld(sinAlpha * cosPhi, sinAlpha * sinPhi, cosAlpha));
+    return unit(frame.toWorld(sinAlpha * cosPhi, sinAlpha * sinPhi, cosAlpha));
 }
 
 miVector lobe(const miVector& axis, float shiny, const double sample[2]) {
@@ -69,9 +69,9 @@ miVector lobe(const miVector& axis, float shiny, const double sample[2]) {
 
 /// A frame around the axis whose u and v are as near as possible to the surface's.
 Frame alignedFrame(const miVector& axis, const miVector& u, const miVector& v) {
-    const miVector along = u - dot(u, axis) * axis;
+    const miVector along = u - axis * dot(u, axis);
     if (!(dot(along, along) > 1e-12f * dot(u, u))) return frameAround(axis);
-    const miVector unitU = normalized(along);
+    const miVector unitU = unit(along);
     const miVector across = cross(axis, unitU);
     return {unitU, dot(across, v) < 0 ? -across : across, axis};
 }
@@ -82,8 +82,8 @@ miVector cosineDirection(const miVector& normal, const double sample[2]) {
     const float squaredRadius = static_cast<float>(sample[1]);
     const float radius = std::sqrt(squaredRadius);
     const Frame frame = frameAround(normal);
-    return normalized(frame.toWorld(radius * std::cos(angle), radius * std::sin(angle),
-                                    std::sqrt(std::max(0.0f, 1 - squaredRadius))));
+    return unit(frame.toWorld(radius * std::cos(angle), radius * std::sin(angle),
+                              std::sqrt(std::max(0.0f, 1 - squaredRadius))));
 }
 
 }  // namespace

@@ -1,6 +1,6 @@
 /* Reflection models of the textbooks. Directions are of unit length; `in` points towards the surface like state->dir,
    `out` and `dir` away from it, to the light. Where either is below the normal nothing is reflected. */
-#include "library/vectors.h"
+#include "support/geometry.h"
 #include "shader.h"
 
 #include <algorithm>
@@ -9,7 +9,7 @@
 
 namespace {
 
-using namespace lumorender::vectors;
+using namespace lumorender;
 
 constexpr float kPi = std::numbers::pi_v<float>;
 
@@ -19,11 +19,7 @@ struct Facet {
     float nl, nv, nh, vh;
 
     Facet(const miVector& in, const miVector& out, const miVector& normal)
-        : half(normalized(out - in)),
-          nl(dot(normal, out)),
-          nv(-dot(normal, in)),
-          nh(dot(normal, half)),
-          vh(-dot(half, in)) {}
+        : half(unit(out - in)), nl(dot(normal, out)), nv(-dot(normal, in)), nh(dot(normal, half)), vh(-dot(half, in)) {}
 
     bool visible() const { return nl > 0 && nv > 0 && nh > 0 && vh > 0; }
 

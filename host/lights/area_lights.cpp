@@ -1,15 +1,12 @@
 #include "lights/area_lights.h"
 
-#include "geometry/matrices.h"
 #include "geometry/mesh.h"
-#include "geometry/vectors.h"
+#include "support/geometry.h"
 
 #include <algorithm>
 #include <cmath>
 
 namespace lumorender {
-
-using namespace vectors;
 
 namespace {
 
@@ -35,13 +32,13 @@ void mapToDisc(double u, double v, double& x, double& y) {
 using Point = LightSurface::Point;
 
 Point onRectangle(const miLight& light, double u, double v) {
-    const miGeoVector edgeU = wide(light.primitive.rectangle.edge_u), edgeV = wide(light.primitive.rectangle.edge_v);
+    const V3d edgeU = wide(light.primitive.rectangle.edge_u), edgeV = wide(light.primitive.rectangle.edge_v);
     return {wide(light.origin) + edgeU * (u - 0.5) + edgeV * (v - 0.5), cross(edgeU, edgeV)};
 }
 
 Point onDisc(const miLight& light, double u, double v) {
-    const miGeoVector normal = unit(wide(light.primitive.disc.normal));
-    const miGeoVector right = perpendicular(normal), up = cross(normal, right);
+    const V3d normal = unit(wide(light.primitive.disc.normal));
+    const V3d right = perpendicular(normal), up = cross(normal, right);
     double x, y;
     mapToDisc(u, v, x, y);
     return {wide(light.origin) + (right * x + up * y) * static_cast<double>(light.primitive.disc.radius), normal};
@@ -49,35 +46,35 @@ Point onDisc(const miLight& light, double u, double v) {
 
 /// From outside a sphere shows the cap whose normals are less than acos(radius / distance) away from the lit point.
 /// Equal heights of a cap are equal areas (Archimedes).
-Point onSphere(const miLight& light, const miGeoVector& lit, double u, double v) {
+Point onSphere(const miLight& light, const V3d& lit, double u, double v) {
     const double radius = std::abs(static_cast<double>(light.primitive.sphere.radius));
-    const miGeoVector way = lit - wide(light.origin);
+    const V3d way = lit - wide(light.origin);
     const double distance = length(way);
-    const miGeoVector axis = distance > 0 ? unit(way) : miGeoVector{0, 0, 1};
-    const miGeoVector right = perpendicular(axis), up = cross(axis, right);
+    const V3d axis = distance > 0 ? unit(way) : V3d{0, 0, 1};
+    const V3d right = perpendicular(axis), up = cross(axis, right);
     const double lowest = distance > radius ? radius / distance : -1;
     const double height = 1 - v * (1 - lowest);
     const double aside = std::sqrt(std::max(0.0, 1 - height * height));
-    const miGeoVector normal = axis * height + (right * std::cos(kTurn * u) + up * std::sin(kTurn * u)) * aside;
+    const V3d normal = axis * height + (right * std::cos(kTurn * u) + up * std::sin(kTurn * u)) * aside;
     return {wide(light.origin) + normal * radius, normal};
 }
 
 /// The lateral surface; the same holds around the axis.
-Point onCylinder(const miLight& light, const miGeoVector& lit, double u, double v) {
+Point onCylinder(const miLight& light, const V3d& lit, double u, double v) {
     const double radius = std::abs(static_cast<double>(light.primitive.cylinder.radius));
-    const miGeoVector axis = wide(light.primitive.cylinder.axis), along = unit(axis);
-    const miGeoVector way = lit - wide(light.origin);
-    const miGeoVector outwards = way - along * dot(way, along);
+    const V3d axis = wide(light.primitive.cylinder.axis), along = unit(axis);
+    const V3d way = lit - wide(light.origin);
+    const V3d outwards = way - along * dot(way, along);
     const double distance = length(outwards);
-    const miGeoVector right = distance > 0 ? unit(outwards) : perpendicular(along);
-    const miGeoVector up = cross(along, right);
+    const V3d right = distance > 0 ? unit(outwards) : perpendicular(along);
+    const V3d up = cross(along, right);
     const double angle = (2 * u - 1) * (distance > radius ? std::acos(radius / distance) : M_PI);
-    const miGeoVector normal = right * std::cos(angle) + up * std::sin(angle);
+    const V3d normal = right * std::cos(angle) + up * std::sin(angle);
     return {wide(light.origin) + axis * (v - 0.5) + normal * radius, normal};
 }
 
 LightPoint inWorld(const Point& point, const Placement& placement) {
-    const miGeoVector normal = transformNormal(point.normal, placement.worldToLocal);
+    const V3d normal = transformNormal(point.normal, placement.worldToLocal);
     return {narrow(transformPoint(point.place, placement.localToWorld)), narrow(unit(normal))};
 }
 
@@ -100,12 +97,12 @@ LightSurface::LightSurface(const SceneGeometry& geometry, miTag instanceOrObject
 void LightSurface::add(const FlatInstance& instance) {
     const Mesh& mesh = *instance.mesh;
     // A mirrored triangle runs the other way round, but its outside stays outside.
-    const bool mirrors = determinant(instance.placement.localToWorld) < 0;
+    const bool mirrored = mirrors(instance.placement.localToWorld);
     for (std::size_t i = 0; i < mesh.triangles(); ++i) {
         const auto corner = [&](std::size_t k) {
             return transformPoint(wide(mesh.positions[mesh.indices[3 * i + k]]), instance.placement.localToWorld);
         };
-        const Corners triangle{corner(0), corner(mirrors ? 2 : 1), corner(mirrors ? 1 : 2)};
+        const Corners triangle{corner(0), corner(mirrored ? 2 : 1), corner(mirrored ? 1 : 2)};
         const double area = length(cross(triangle.b - triangle.a, triangle.c - triangle.a)) / 2;
         if (!(area > 0)) continue;
         corners_.push_back(triangle);
@@ -113,7 +110,7 @@ void LightSurface::add(const FlatInstance& instance) {
     }
 }
 
-LightSurface::Point LightSurface::point(const miGeoVector& lit, double u, double v) const {
+LightSurface::Point LightSurface::point(const V3d& lit, double u, double v) const {
     // Steps of the two-dimensional golden ratio: further tries fall far from the earlier ones.
     constexpr double kStepU = 0.7548776662466927, kStepV = 0.5698402909980532;
     Point result = {};

@@ -26,14 +26,14 @@ public:
 
     bool empty() const { return corners_.empty(); }
     struct Point {
-        miGeoVector place, normal;  ///< the normal has any length
+        V3d place, normal;  ///< the normal has any length
     };
     /// A point whose triangle faces `lit` where a few tries find one.
-    Point point(const miGeoVector& lit, double u, double v) const;
+    Point point(const V3d& lit, double u, double v) const;
 
 private:
     struct Corners {
-        miGeoVector a, b, c;
+        V3d a, b, c;
     };
     void add(const FlatInstance& instance);
 

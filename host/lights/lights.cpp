@@ -6,7 +6,7 @@
 #include "tracing/shader_calls.h"
 #include "lights/shadows.h"
 #include "tracing/tracing.h"
-#include "tracing/transforms.h"
+#include "support/geometry.h"
 #include "support/messages.h"
 #include "support/quasi_random.h"
 
@@ -19,15 +19,13 @@ namespace lumorender {
 
 namespace {
 
-miVector unit(const miVector& v) { return toVector(normalised(fromVector(v))); }
-
 LightSource placeLight(const Database& database, const FlatElement& element) {
     LightSource source;
     source.instance = element.instance;
     source.light = database.as<miLight>(element.element, miSCENE_LIGHT);
-    const double* m = element.placement.localToWorld;
-    source.origin = toVector(transformPoint(fromVector(source.light->origin), m));
-    source.direction = unit(toVector(transformVector(fromVector(source.light->direction), m)));
+    const M44d& m = element.placement.localToWorld;
+    source.origin = narrow(transformPoint(wide(source.light->origin), m));
+    source.direction = narrow(unit(transformVector(wide(source.light->direction), m)));
     source.directional = source.light->type == miLIGHT_DIRECTION;
     source.placement = &element.placement;
     return source;
@@ -41,16 +39,13 @@ void aimLight(const LightSource& source, const miVector& origin, miState& state)
         state.dist = 0;
         return;
     }
-    const Vector3 way{static_cast<double>(state.point.x) - origin.x, static_cast<double>(state.point.y) - origin.y,
-                      static_cast<double>(state.point.z) - origin.z};
+    const V3d way = wide(state.point) - wide(origin);
     state.org = origin;
-    state.dist = std::sqrt(way.x * way.x + way.y * way.y + way.z * way.z);
-    state.dir = toVector(normalised(way));
+    state.dist = length(way);
+    state.dir = narrow(unit(way));
 }
 
-float cosineToLight(const miState& caller, const miVector& lightDir) {
-    return -(caller.normal.x * lightDir.x + caller.normal.y * lightDir.y + caller.normal.z * lightDir.z);
-}
+float cosineToLight(const miState& caller, const miVector& lightDir) { return -dot(caller.normal, lightDir); }
 
 /// Where in its cell of the grid the sample lies: the samples of a pixel fill each cell evenly.
 miVector2d gridPosition(const LightGrid& grid, int sample, miState* state) {

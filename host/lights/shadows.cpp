@@ -4,7 +4,7 @@
 #include "tracing/shader_calls.h"
 #include "tracing/shader_table.h"
 #include "tracing/tracing.h"
-#include "tracing/transforms.h"
+#include "support/geometry.h"
 
 #include <algorithm>
 #include <cmath>

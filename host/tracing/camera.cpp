@@ -1,6 +1,6 @@
 #include "tracing/camera.h"
 
-#include "tracing/transforms.h"
+#include "support/geometry.h"
 #include "support/messages.h"
 
 #include <cmath>
@@ -27,38 +27,33 @@ void Camera::eyeRay(double rasterX, double rasterY, double time, miVector& org, 
     // The film lies at distance focal in front of the pinhole; a positive offset moves the image right and up.
     const double x = (rasterX - camera_.x_offset) * pixelWidth_ - 0.5 * camera_.aperture;
     const double y = (rasterY - camera_.y_offset) * pixelHeight_ - 0.5 * camera_.aperture / camera_.aspect;
-    Vector3 o{0, 0, 0};
-    Vector3 d{x, y, -camera_.focal};
+    V3d o{0, 0, 0};
+    V3d d{x, y, -camera_.focal};
     if (camera_.orthographic) {
         o = {x, y, 0};
         d = {0, 0, -1};
     }
 
-    Matrix4 between;
-    const double* m = element_.placement.localToWorld;
-    if (element_.moves) {
-        interpolate(between, m, element_.placementAtClose.localToWorld, time);
-        m = between;
-    }
-    org = toVector(transformPoint(o, m));
-    dir = toVector(normalised(transformVector(d, m)));
+    const M44d& open = element_.placement.localToWorld;
+    const M44d m = element_.moves ? interpolate(open, element_.placementAtClose.localToWorld, time) : open;
+    org = narrow(transformPoint(o, m));
+    dir = narrow(unit(transformVector(d, m)));
 }
 
-void Camera::pixelSides(const miVector& point, miGeoVector& right, miGeoVector& up) const {
-    const double* m = placement().localToWorld;
-    const double depth = -transformPoint(fromVector(point), placement().worldToLocal).z;
+void Camera::pixelSides(const miVector& point, V3d& right, V3d& up) const {
+    const M44d& m = placement().localToWorld;
+    const double depth = -transformPoint(wide(point), placement().worldToLocal).z;
     const double width = pixelSize(depth), height = width * pixelHeight_ / pixelWidth_;
-    right = {width * m[0], width * m[1], width * m[2]};
-    up = {height * m[4], height * m[5], height * m[6]};
+    right = row(m, 0) * width;
+    up = row(m, 1) * height;
 }
 
 double Camera::cosineToAxis(const miVector& dir) const {
-    const double* m = placement().localToWorld;
-    return -(dir.x * m[8] + dir.y * m[9] + dir.z * m[10]) / std::sqrt(m[8] * m[8] + m[9] * m[9] + m[10] * m[10]);
+    return -dot(wide(dir), unit(row(placement().localToWorld, 2)));
 }
 
 miVector Camera::worldToRaster(const miVector& point) const {
-    const Vector3 p = transformPoint(fromVector(point), element_.placement.worldToLocal);
+    const V3d p = transformPoint(wide(point), element_.placement.worldToLocal);
     double x = p.x;
     double y = p.y;
     if (!camera_.orthographic) {

@@ -24,7 +24,7 @@ public:
         return camera_.orthographic ? pixelWidth_ : pixelWidth_ / camera_.focal * depth;
     }
     /// World-space sides of a pixel, to the right and up, as far away as the point.
-    void pixelSides(const miVector& point, miGeoVector& right, miGeoVector& up) const;
+    void pixelSides(const miVector& point, V3d& right, V3d& up) const;
     /// Cosine of the angle between a direction and the axis.
     double cosineToAxis(const miVector& dir) const;
 

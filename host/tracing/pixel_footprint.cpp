@@ -1,6 +1,6 @@
 #include "tracing/pixel_footprint.h"
 
-#include "geometry/vectors.h"
+#include "support/geometry.h"
 #include "tracing/camera.h"
 #include "tracing/context.h"
 
@@ -8,8 +8,6 @@
 #include <cmath>
 
 namespace lumorender {
-
-using namespace vectors;
 
 namespace {
 
@@ -38,12 +36,12 @@ Path pathOf(const miState* state) {
 }
 
 /// The sides of a pixel where the state's ray ends. Behind mirrors and lenses it is a square across the ray.
-void pixelSides(const Camera& camera, const miState* state, miGeoVector sides[2]) {
+void pixelSides(const Camera& camera, const miState* state, V3d sides[2]) {
     const Path path = pathOf(state);
     if (path.straight) return camera.pixelSides(state->point, sides[0], sides[1]);
     constexpr double kLeastCosine = .1;
     const double size = camera.pixelSize(path.length * std::max(camera.cosineToAxis(path.first), kLeastCosine));
-    const miGeoVector dir = wide(state->dir), across = perpendicular(dir);
+    const V3d dir = wide(state->dir), across = perpendicular(dir);
     sides[0] = across * size;
     sides[1] = cross(dir, across) * size;
 }
@@ -53,19 +51,19 @@ void pixelSides(const Camera& camera, const miState* state, miGeoVector sides[2]
 bool pixelFootprint(Footprint& result, const miState* state) {
     const Camera* camera = contextOf(state).scene->projection.get();
     if (!camera || !hitOf(state) || !state->derivs || !isSeenByPixels(*state)) return false;
-    const miGeoVector alongU = wide(state->derivs[0]), alongV = wide(state->derivs[1]);
+    const V3d alongU = wide(state->derivs[0]), alongV = wide(state->derivs[1]);
     const double uu = dot(alongU, alongU), uv = dot(alongU, alongV), vv = dot(alongV, alongV);
     const double det = uu * vv - uv * uv;
-    const miGeoVector dir = wide(state->dir), normal = wide(state->normal_geom);
+    const V3d dir = wide(state->dir), normal = wide(state->normal_geom);
     const double facing = dot(dir, normal);
     if (!(det > 1e-12 * uu * vv) || !(std::abs(facing) > 1e-6)) return false;
 
-    miGeoVector sides[2];
+    V3d sides[2];
     pixelSides(*camera, state, sides);
     float changes[2][2];
     for (int i = 0; i < 2; ++i) {
         // Moved along the ray into the surface, in terms of its tangents.
-        const miGeoVector side = sides[i] - dir * (dot(sides[i], normal) / facing);
+        const V3d side = sides[i] - dir * (dot(sides[i], normal) / facing);
         const double u = dot(side, alongU), v = dot(side, alongV);
         changes[i][0] = static_cast<float>((vv * u - uv * v) / det);
         changes[i][1] = static_cast<float>((uu * v - uv * u) / det);

@@ -1,7 +1,7 @@
 #include "tracing/spaces.h"
 
 #include "tracing/camera.h"
-#include "tracing/transforms.h"
+#include "support/geometry.h"
 
 #include "shader.h"
 
@@ -13,16 +13,17 @@ namespace {
 
 /// The placement of a moving instance at the hit's time. Linear in between, as the ray tracing kernels move it.
 void placementAt(const FlatInstance& instance, float time, SpaceMatrices& matrices) {
-    double* fromSpace = matrices.storage[1];
-    interpolate(matrices.storage[1], instance.placement.localToWorld, instance.placementAtClose.localToWorld, time);
-    invertAffine(matrices.storage[0], fromSpace);
-    matrices.toSpace = matrices.storage[0];
-    matrices.fromSpace = fromSpace;
+    auto& [toSpace, fromSpace] = matrices.storage;
+    fromSpace = interpolate(instance.placement.localToWorld, instance.placementAtClose.localToWorld, time);
+    toSpace = M44d();
+    invert(fromSpace, toSpace);
+    matrices.toSpace = &toSpace;
+    matrices.fromSpace = &fromSpace;
 }
 
 void usePlacement(const Placement& placement, SpaceMatrices& matrices) {
-    matrices.toSpace = placement.worldToLocal;
-    matrices.fromSpace = placement.localToWorld;
+    matrices.toSpace = &placement.worldToLocal;
+    matrices.fromSpace = &placement.localToWorld;
 }
 
 bool objectMatrices(const miState& state, SpaceMatrices& matrices) {
@@ -39,9 +40,9 @@ bool objectMatrices(const miState& state, SpaceMatrices& matrices) {
     return placement != nullptr;
 }
 
-const miScalar* floatMatrix(miState& state, const double* m) {
+const miScalar* floatMatrix(miState& state, const M44d& m) {
     auto* result = contextOf(&state).arena.allocateArray<miScalar>(16);
-    std::transform(m, m + 16, result, [](double v) { return static_cast<miScalar>(v); });
+    std::transform(m.getValue(), m.getValue() + 16, result, [](double v) { return static_cast<miScalar>(v); });
     return result;
 }
 
@@ -67,26 +68,25 @@ bool spaceMatrices(const miState& state, Space space, SpaceMatrices& matrices) {
 
 const miScalar* matrixToSpace(miState& state, Space space) {
     SpaceMatrices matrices;
-    return spaceMatrices(state, space, matrices) ? floatMatrix(state, matrices.toSpace) : nullptr;
+    return spaceMatrices(state, space, matrices) ? floatMatrix(state, *matrices.toSpace) : nullptr;
 }
 
 const miScalar* matrixFromSpace(miState& state, Space space) {
     SpaceMatrices matrices;
-    return spaceMatrices(state, space, matrices) ? floatMatrix(state, matrices.fromSpace) : nullptr;
+    return spaceMatrices(state, space, matrices) ? floatMatrix(state, *matrices.fromSpace) : nullptr;
 }
 
 void toCamera(const miState& state, const miVector& point, miVector& result) {
     SpaceMatrices matrices;
     result = point;
-    if (spaceMatrices(state, Space::Camera, matrices))
-        result = toVector(transformPoint(fromVector(point), matrices.toSpace));
+    if (spaceMatrices(state, Space::Camera, matrices)) result = narrow(transformPoint(wide(point), *matrices.toSpace));
 }
 
 void normalToCamera(const miState& state, const miVector& normal, miVector& result) {
     SpaceMatrices matrices;
     result = normal;
     if (spaceMatrices(state, Space::Camera, matrices))
-        result = toVector(transformNormal(fromVector(normal), matrices.fromSpace));
+        result = narrow(transformNormal(wide(normal), *matrices.fromSpace));
 }
 
 }  // namespace lumorender

@@ -4,13 +4,15 @@
 #include "mi/state.h"
 #include "tracing/context.h"
 
+#include <array>
+
 namespace lumorender {
 
 /// A space other than internal, with the matrices of the state's moment. Null members: the space is unknown there.
 struct SpaceMatrices {
-    const double* toSpace = nullptr;  ///< internal to the space
-    const double* fromSpace = nullptr;
-    double storage[2][16];  ///< used where the placement moves
+    const M44d* toSpace = nullptr;  ///< internal to the space
+    const M44d* fromSpace = nullptr;
+    std::array<M44d, 2> storage = {Imath::UNINITIALIZED, Imath::UNINITIALIZED};  ///< used where the placement moves
 };
 
 enum class Space { World, Camera, Object, Light };

@@ -25,12 +25,12 @@ TEST(Flattener, PlacesNestedGroupsByTheProductOfTheirTransforms) {
     EXPECT_EQ(instance.instance, leaf);
     EXPECT_FALSE(instance.moves);
     // The origin goes to (1 0 0), is doubled to (2 0 0), and lifted to (2 5 0).
-    EXPECT_DOUBLE_EQ(instance.placement.localToWorld[0], 2);
-    EXPECT_DOUBLE_EQ(instance.placement.localToWorld[12], 2);
-    EXPECT_DOUBLE_EQ(instance.placement.localToWorld[13], 5);
+    EXPECT_DOUBLE_EQ(instance.placement.localToWorld[0][0], 2);
+    EXPECT_DOUBLE_EQ(instance.placement.localToWorld[3][0], 2);
+    EXPECT_DOUBLE_EQ(instance.placement.localToWorld[3][1], 5);
     EXPECT_FLOAT_EQ(instance.placement.worldToLocalFloat[12], -1);
     EXPECT_FLOAT_EQ(instance.placement.worldToLocalFloat[13], -2.5F);
-    EXPECT_DOUBLE_EQ(flat.placements.at(middle).localToWorld[13], 5);
+    EXPECT_DOUBLE_EQ(flat.placements.at(middle).localToWorld[3][1], 5);
 }
 
 TEST(Flattener, MotionIsInheritedUnlessSwitchedOff) {
@@ -45,7 +45,7 @@ TEST(Flattener, MotionIsInheritedUnlessSwitchedOff) {
     ASSERT_EQ(flat.instances.size(), 3u);
     const auto shift = [&](int i, int axis) {
         const FlatInstance& instance = flat.instances[static_cast<std::size_t>(i)];
-        return instance.placementAtClose.localToWorld[12 + axis] - instance.placement.localToWorld[12 + axis];
+        return instance.placementAtClose.localToWorld[3][axis] - instance.placement.localToWorld[3][axis];
     };
     EXPECT_TRUE(flat.instances[0].moves);
     EXPECT_EQ(shift(0, 2), 5);
@@ -141,12 +141,12 @@ TEST(Flattener, CollectsLightsAndCamerasAlsoFromGroups) {
 
     ASSERT_EQ(geometry->lights().size(), 2u);
     EXPECT_EQ(geometry->lights()[1].element, light);
-    EXPECT_EQ(geometry->lights()[1].placement.localToWorld[12], 1);
-    EXPECT_EQ(geometry->lights()[1].placement.localToWorld[13], 3);
+    EXPECT_EQ(geometry->lights()[1].placement.localToWorld[3][0], 1);
+    EXPECT_EQ(geometry->lights()[1].placement.localToWorld[3][1], 3);
     ASSERT_EQ(geometry->cameras().size(), 1u);
     EXPECT_EQ(geometry->cameras()[0].instance, seer);
     ASSERT_NE(geometry->placement(seer), nullptr);
-    EXPECT_EQ(geometry->placement(seer)->localToWorld[14], 9);
+    EXPECT_EQ(geometry->placement(seer)->localToWorld[3][2], 9);
     EXPECT_EQ(geometry->placement(light), nullptr);
     Hit hit;
     EXPECT_FALSE(geometry->intersect(down(0, 0), hit));
@@ -175,8 +175,8 @@ TEST(Flattener, BrokenInstancesAreNamedAndLeftOut) {
     ASSERT_EQ(flat.instances.size(), 2u);
     for (const char* name : {"tail", "orphan", "never_defined", "squashed", "singular", "contains itself"})
         EXPECT_NE(text.find(name), std::string::npos) << name << " in:\n" << text;
-    EXPECT_EQ(flat.instances[1].placement.localToWorld[0], 1);
-    EXPECT_EQ(flat.instances[1].placement.localToWorld[12], 0);
+    EXPECT_EQ(flat.instances[1].placement.localToWorld[0][0], 1);
+    EXPECT_EQ(flat.instances[1].placement.localToWorld[3][0], 0);
     EXPECT_THROW(flatten(scene.database, object, scene.options), Failure);
 }
 

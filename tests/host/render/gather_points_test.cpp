@@ -1,7 +1,7 @@
 // Interpolation between points of final gathering: the tree against a search through all points.
 #include "gathering/final_gather_points.h"
 
-#include "geometry/vectors.h"
+#include "support/geometry.h"
 #include "support/quasi_random.h"
 
 #include <gtest/gtest.h>
@@ -11,8 +11,6 @@
 
 namespace lumorender {
 namespace {
-
-using namespace vectors;
 
 constexpr float kTolerance = 30;
 
@@ -41,7 +39,7 @@ struct Neighbour {
 double searched(const std::vector<GatherPoint>& points, const GatherQuery& query) {
     std::vector<Neighbour> near;
     for (const GatherPoint& p : points) {
-        const miGeoVector way = wide(query.position) - wide(p.position);
+        const V3d way = wide(query.position) - wide(p.position);
         const double distance = length(way), cosine = dot(wide(p.normal), wide(query.normal));
         const double turn = std::sqrt(std::max(0., 1 - cosine) / (1 - std::cos(kTolerance * M_PI / 180)));
         const bool inFront = dot(way, wide(p.normal) + wide(query.normal)) / 2 < -.1 * distance;
