@@ -16,114 +16,86 @@ bool read(const char* name, T* value) {
     return held != nullptr;
 }
 
+// What no module asks for is not there.
+// clang-format off
+#define ABSENT(Result, name, signature) Result name signature override { return static_cast<Result>(0); }
 class DoubleOptions final : public Options {
-public:
-    void set(const char*, bool) override {}
-    void set(const char*, const char*) override {}
-    void set(const char*, int) override {}
-    void set(const char*, float) override {}
-    void set(const char*, float, float) override {}
-    void set(const char*, float, float, float) override {}
-    void set(const char*, float, float, float, float) override {}
+    ABSENT(void, set, (const char*, bool)) ABSENT(void, set, (const char*, const char*))
+    ABSENT(void, set, (const char*, int)) ABSENT(void, set, (const char*, float))
+    ABSENT(void, set, (const char*, float, float)) ABSENT(void, set, (const char*, float, float, float))
+    ABSENT(void, set, (const char*, float, float, float, float))
     bool get(const char* name, bool* value) const override { return read(name, value); }
-    bool get(const char*, const char**) const override { return false; }
+    ABSENT(bool, get, (const char*, const char**) const)
     bool get(const char* name, int* value) const override { return read(name, value); }
     bool get(const char* name, float* value) const override { return read(name, value); }
-    bool get(const char*, float*, float*) const override { return false; }
-    bool get(const char*, float*, float*, float*) const override { return false; }
-    bool get(const char*, float*, float*, float*, float*) const override { return false; }
-    bool remove(const char*) override { return false; }
-    void release() override { --renderer().optionsOut; }
-};
+    ABSENT(bool, get, (const char*, float*, float*) const)
+    ABSENT(bool, get, (const char*, float*, float*, float*) const)
+    ABSENT(bool, get, (const char*, float*, float*, float*, float*) const) ABSENT(bool, remove, (const char*))
+    void release() override { --renderer().objectsOut; }
+} theOptions;
 
 class DoubleFramebuffer final : public Framebuffer {
-public:
-    bool set(const char*, const char*, bool) override { return false; }
-    bool set(const char*, const char*, float) override { return false; }
-    bool set(const char*, const char*, int) override { return false; }
-    bool set(const char*, const char*, const char*) override { return false; }
-    bool get(const char*, const char*, bool&) const override { return false; }
-    bool get(const char*, const char*, float&) const override { return false; }
-    bool get(const char*, const char*, int&) const override { return false; }
-    bool get(const char*, const char*, const char*&) const override { return false; }
     bool get_index(const char* buffer, size_t& index) const override {
         const auto found = renderer().bufferNames.find(buffer);
         if (found == renderer().bufferNames.end()) return false;
         index = found->second;
         return true;
     }
-    bool reset() override { return false; }
-    void echo(FILE*) const override {}
-    bool get_buffercount(size_t&) const override { return false; }
-    bool get_buffername(size_t, const char*&) const override { return false; }
-    bool remove(const char*) override { return false; }
-    bool map_old_index(unsigned int, int&) const override { return false; }
-    bool get_datatype(size_t, miImg_type&) const override { return false; }
-};
-
-DoubleOptions theOptions;
-DoubleFramebuffer theFramebuffer;
+    ABSENT(bool, set, (const char*, const char*, bool)) ABSENT(bool, set, (const char*, const char*, float))
+    ABSENT(bool, set, (const char*, const char*, int)) ABSENT(bool, set, (const char*, const char*, const char*))
+    ABSENT(bool, get, (const char*, const char*, bool&) const)
+    ABSENT(bool, get, (const char*, const char*, float&) const)
+    ABSENT(bool, get, (const char*, const char*, int&) const)
+    ABSENT(bool, get, (const char*, const char*, const char*&) const) ABSENT(bool, reset, ())
+    ABSENT(void, echo, (FILE*) const) ABSENT(bool, get_buffercount, (size_t&) const)
+    ABSENT(bool, get_buffername, (size_t, const char*&) const) ABSENT(bool, remove, (const char*))
+    ABSENT(bool, map_old_index, (unsigned int, int&) const) ABSENT(bool, get_datatype, (size_t, miImg_type&) const)
+} theFramebuffer;
 
 class DoubleInterface final : public Interface {
-public:
-    Options* getOptions(miTag tag) override {
-        if (tag != renderer().stringOptions) return nullptr;
-        ++renderer().optionsOut;
-        return &theOptions;
-    }
+    Options* getOptions(miTag tag) override { return handOut<Options>(&theOptions, tag == renderer().stringOptions); }
     const Framebuffer* accessFramebuffer(miTag tag) override {
-        if (tag != renderer().frameBuffers) return nullptr;
-        ++renderer().frameBuffersOut;
-        return &theFramebuffer;
+        return handOut<Framebuffer>(&theFramebuffer, tag == renderer().frameBuffers);
     }
     bool releaseFramebuffer(const Framebuffer* framebuffer, miTag tag) override {
         if (framebuffer != &theFramebuffer || tag != renderer().frameBuffers)
             renderer().violation("release of a frame-buffer object with another tag");
-        --renderer().frameBuffersOut;
+        --renderer().objectsOut;
         return true;
     }
-    void release() override { --renderer().interfacesOut; }
+    void release() override { --renderer().objectsOut; }
 
-    miTag createFramebuffer() override { return miNULLTAG; }
-    miTag copyFramebuffer(miTag) override { return miNULLTAG; }
-    Light_list* createLightList(miState*, miTag*, int) override { return nullptr; }
-    Light_list* createLightList(miState*, const miVector&, miScalar, miTag*, int) override { return nullptr; }
-    Framebuffer* editFramebuffer(miTag) override { return nullptr; }
-    bool releaseFramebuffer(Framebuffer*, miTag) override { return false; }
-    miTag createMap(miTag) override { return miNULLTAG; }
-    const Map* accessMap(miTag) override { return nullptr; }
-    Map* editMap(miTag) override { return nullptr; }
-    const Map* accessMap(const char*, miTag*) override { return nullptr; }
-    Map* editMap(const char*, miTag*) override { return nullptr; }
-    Map_declaration* createMapDeclaration(miUint) override { return nullptr; }
-    Map_declaration* copyMapDeclaration(const Map_declaration*) override { return nullptr; }
-    Map_declaration* copyMapDeclaration(const Map*) override { return nullptr; }
-    Map_declaration* copyMapDeclaration(miTag) override { return nullptr; }
-    Map_element* createMapElement(const Map_declaration*) override { return nullptr; }
-    Map_element* copyMapElement(const Map_element*) override { return nullptr; }
-    Map_iterator* createMapIterator(const Map*) override { return nullptr; }
-    Map_iterator* copyMapIterator(const Map_iterator*) override { return nullptr; }
-    Map_lookup* createMapLookup(const Map*) override { return nullptr; }
-    Map_lookup* copyMapLookup(const Map_lookup*) override { return nullptr; }
-    Bsdf* allocBsdf(miState*) override { return nullptr; }
-    void releaseBsdf(Bsdf*) override {}
-    Subdivision* accessSubdivision34(miTag) override { return nullptr; }
-    void releaseSubdivision34(Subdivision*) override {}
-    bool lookupFilteredTexture(miColor*, miState*, miTag, void*, const miScalar*) override { return false; }
-    void* open_output_image(const char*, miImg_type, int, int) override { return nullptr; }
-    void close_output_image(void*) override {}
-    bool getPassSample(miState*, int, void*) override { return false; }
-    bool getPassSampleInput(miState*, int, void*) override { return false; }
-    bool setPassSample(miState*, void*) override { return false; }
-    int getPassNumber(miState*) override { return 0; }
-};
-
-DoubleInterface theInterface;
+    template <class Object>
+    static Object* handOut(Object* object, bool known) {
+        renderer().objectsOut += known;
+        return known ? object : nullptr;
+    }
+    ABSENT(miTag, createFramebuffer, ()) ABSENT(miTag, copyFramebuffer, (miTag))
+    ABSENT(Light_list*, createLightList, (miState*, miTag*, int))
+    ABSENT(Light_list*, createLightList, (miState*, const miVector&, miScalar, miTag*, int))
+    ABSENT(Framebuffer*, editFramebuffer, (miTag)) ABSENT(bool, releaseFramebuffer, (Framebuffer*, miTag))
+    ABSENT(miTag, createMap, (miTag)) ABSENT(const Map*, accessMap, (miTag)) ABSENT(Map*, editMap, (miTag))
+    ABSENT(const Map*, accessMap, (const char*, miTag*)) ABSENT(Map*, editMap, (const char*, miTag*))
+    ABSENT(Map_declaration*, createMapDeclaration, (miUint))
+    ABSENT(Map_declaration*, copyMapDeclaration, (const Map_declaration*))
+    ABSENT(Map_declaration*, copyMapDeclaration, (const Map*)) ABSENT(Map_declaration*, copyMapDeclaration, (miTag))
+    ABSENT(Map_element*, createMapElement, (const Map_declaration*))
+    ABSENT(Map_element*, copyMapElement, (const Map_element*)) ABSENT(Map_iterator*, createMapIterator, (const Map*))
+    ABSENT(Map_iterator*, copyMapIterator, (const Map_iterator*)) ABSENT(Map_lookup*, createMapLookup, (const Map*))
+    ABSENT(Map_lookup*, copyMapLookup, (const Map_lookup*)) ABSENT(Bsdf*, allocBsdf, (miState*))
+    ABSENT(void, releaseBsdf, (Bsdf*)) ABSENT(Subdivision*, accessSubdivision34, (miTag))
+    ABSENT(void, releaseSubdivision34, (Subdivision*))
+    ABSENT(bool, lookupFilteredTexture, (miColor*, miState*, miTag, void*, const miScalar*))
+    ABSENT(void*, open_output_image, (const char*, miImg_type, int, int)) ABSENT(void, close_output_image, (void*))
+    ABSENT(bool, getPassSample, (miState*, int, void*)) ABSENT(bool, getPassSampleInput, (miState*, int, void*))
+    ABSENT(bool, setPassSample, (miState*, void*)) ABSENT(int, getPassNumber, (miState*))
+} theInterface;
+// clang-format on
 
 }  // namespace
 
 Interface* mi_get_shader_interface(int version) {
     if (version != miSHADER_IF_VERSION || !renderer().hasInterface) return nullptr;
-    ++renderer().interfacesOut;
+    ++renderer().objectsOut;
     return &theInterface;
 }

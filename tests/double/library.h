@@ -57,7 +57,10 @@ T& libraryVariable(const char* name) {
     F(traceShadowAccumulate) F(traceShadowAccumulateEnd) F(applyShadowTransparencyToFrameBuffers) \
     F(arealight_lambertian_reflect) F(arealight_max_phong_spec_dir) F(bc_construct) F(bc_composite) F(bc_destruct) \
     F(compute_lambert_translucence) F(compute_irradiance) F(compute_refraction) F(compute_reflection) \
-    F(compute_scatter) F(destroy_scatter) F(get_derivs) F(hsv_to_rgb) F(rgb_to_hsv)
+    F(compute_scatter) F(destroy_scatter) F(get_derivs) F(hsv_to_rgb) F(rgb_to_hsv) F(ramp_constructor) \
+    F(ramp_destructor) F(ramp_get_interp_float) F(ramp_get_interp_color) F(noise_drand) F(noise_frand) \
+    F(noise_scalar_1d) F(noise_scalar_2d) F(noise_scalar_3d) F(noise_scalar_4d) F(noise_vector_2d) \
+    F(noise_table_scalar) F(noise_table_vector)
 // clang-format on
 
 /* Functions of the library, called as library::get_tla(...). */

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdarg>
 #include <cstdio>
+#include <cstdlib>
 
 #include <mi/functions.h>
 
@@ -38,30 +39,117 @@ std::vector<Message> Renderer::messages() {
 }
 
 int Renderer::messageCount(const std::string& level, const std::string& text) {
-    const std::lock_guard lock(mutex_);
-    return static_cast<int>(std::count_if(messages_.begin(), messages_.end(), [&](const Message& each) {
+    const auto said = messages();
+    return static_cast<int>(std::count_if(said.begin(), said.end(), [&](const Message& each) {
         return each.level == level && each.text.find(text) != std::string::npos;
     }));
 }
 
-std::vector<std::string> Renderer::violations() {
-    const std::lock_guard lock(mutex_);
-    return violations_;
-}
-
 void Renderer::say(const std::string& level, const std::string& text) {
     const std::lock_guard lock(mutex_);
-    messages_.push_back({level, text});
+    (level == "violation" ? violations_ : messages_).push_back({level, text});
 }
 
-void Renderer::violation(const std::string& what) {
+void Renderer::violation(const std::string& what) { say("violation", what); }
+
+void* Evaluation::eval(miState* state, void* parameter, bool fresh) {
+    const auto found = connections_.find(parameter);
+    if (found == connections_.end()) {
+        renderer().violation("evaluation of an address that is no connected parameter");
+        return nullptr;
+    }
+    evaluations += !fresh;
+    ++(fresh ? found->second.calls : found->second.evaluations);
+    return found->second.shader(state);
+}
+
+Memory::~Memory() {
+    for (void* memory : live_) std::free(memory);
+    while (!pools_.empty()) deletePool(*pools_.begin());
+}
+
+void* Memory::allocate(std::size_t size) {
     const std::lock_guard lock(mutex_);
-    violations_.push_back(what);
+    allocations.push_back({size});
+    return fails && fails(allocations.back()) ? nullptr : *live_.insert(std::calloc(1, size)).first;
+}
+
+void Memory::release(void* memory) {
+    const std::lock_guard lock(mutex_);
+    if (live_.erase(memory) == 0) return renderer().violation("release of memory that is not allocated");
+    std::free(memory);
+}
+
+miMemblk* Memory::createPool(int size) {
+    const std::lock_guard lock(mutex_);
+    return poolsFail ? nullptr : *pools_.insert(new miMemblk{size, {}}).first;
+}
+
+void Memory::deletePool(miMemblk* pool) {
+    const std::lock_guard lock(mutex_);
+    if (pools_.erase(pool) == 0) return renderer().violation("deletion of a pool that does not exist");
+    for (void* block : pool->blocks) std::free(block);
+    delete pool;
+}
+
+void* Memory::takeBlock(miMemblk* pool) {
+    const auto size = static_cast<std::size_t>(pool->size);
+    return *pool->blocks.insert(std::memset(std::malloc(size), 0xCD, size)).first;
+}
+
+void Memory::giveBlock(miMemblk* pool, void* block) {
+    if (pool->blocks.erase(block) == 0) return renderer().violation("return of a block that is not the pool's");
+    std::free(block);
 }
 
 }  // namespace twin
 
 using twin::renderer;
+
+// Each call goes to its part, hook or evaluation.
+#define FORWARD(Result, name, parameters, target) \
+    Result mi_##name parameters { return renderer().target; }
+
+FORWARD(void*, mem_int_allocate, (const char*, int, miUint size), memory.allocate(size))
+FORWARD(void*, mem_int_test_allocate, (const char*, int, miUint size), memory.allocate(size))
+FORWARD(void, mem_int_release, (const char*, int, void* p), memory.release(p))
+FORWARD(miMemblk*, mem_int_blkcreate, (const char*, int, int size), memory.createPool(size))
+FORWARD(void, mem_blkdelete, (miMemblk * pool), memory.deletePool(pool))
+FORWARD(void*, mem_blkfallocate, (miMemblk * pool), memory.takeBlock(pool))
+FORWARD(void, mem_blkfrelease, (miMemblk * pool, void* block), memory.giveBlock(pool, block))
+
+FORWARD(void*, phen_eval, (miState * s, void* parameter), evaluation.eval(s, parameter, false))
+FORWARD(void*, phen_call, (miState * s, void* parameter), evaluation.eval(s, parameter, true))
+
+FORWARD(miBoolean, trace_eye, (miColor * c, miState* s, const miVector* o, const miVector* d), tracing.eye(c, s, o, d))
+FORWARD(miBoolean, trace_reflection, (miColor * c, miState* s, const miVector* d), tracing.reflection(c, s, d))
+FORWARD(miBoolean, trace_refraction, (miColor * c, miState* s, const miVector* d), tracing.refraction(c, s, d))
+FORWARD(miBoolean, trace_environment, (miColor * c, miState* s, const miVector* d), tracing.environment(c, s, d))
+FORWARD(miBoolean, trace_transparent, (miColor * c, miState* s), tracing.transparent(c, s))
+FORWARD(miBoolean, trace_continue, (miColor * c, miState* s), tracing.continued(c, s))
+FORWARD(miBoolean, trace_shadow, (miColor * c, miState* s), tracing.shadow(c, s))
+FORWARD(miBoolean, trace_shadow_seg, (miColor * c, miState* s), tracing.shadowSegment(c, s))
+FORWARD(miBoolean, trace_probe, (miState * s, const miVector* d, const miVector* o), tracing.probe(s, d, o))
+FORWARD(void, opacity_set, (miState * s, const miColor* opacity), tracing.opacitySet(s, opacity))
+
+FORWARD(miBoolean, sample_light, (miColor * c, miVector* d, miScalar* cosine, miState* s, miTag light, int* n),
+        lighting.sample(c, d, cosine, s, light, n))
+FORWARD(miBoolean, instance_lightlist, (int* n, miTag** list, miState* s), lighting.instanceLights(n, list, s))
+FORWARD(miBoolean, exclusive_lightlist, (int* n, miTag** list, miState* s), lighting.exclusiveLights(n, list, s))
+FORWARD(miScalar, lightprofile_sample, (miState * s, miTag profile, miBoolean r), lighting.profile(s, profile, r))
+FORWARD(miBoolean, compute_avg_radiance, (miColor * c, miState* s, miUchar side, miIrrad_options* options),
+        lighting.averageRadiance(c, s, side, options))
+FORWARD(miScalar, ambient_occlusion, (miState * s, miAmboccl_options* o, miVector* bent),
+        lighting.occlusion(s, o, bent))
+FORWARD(miBoolean, lookup_color_texture, (miColor * c, miState* s, miTag t, miVector* at),
+        lighting.colorTexture(c, s, t, at))
+
+miBoolean mi_sample(double* point, int* instance, miState*, miUshort dimensions, const miUint* count) {
+    if (count && static_cast<miUint>(*instance) >= *count) return miFALSE;
+    std::fill_n(point, dimensions, (*instance + 0.5) / (count ? *count : 1));
+    ++*instance;
+    return miTRUE;
+}
 
 #define MESSAGE(name)                                         \
     void mi_##name(const char* format, ...) {                 \
@@ -82,5 +170,4 @@ void mi_lock(miLock lock) {
     lock.ptr->mutex.lock();
     ++renderer().timesLocked;
 }
-
 void mi_unlock(miLock lock) { lock.ptr->mutex.unlock(); }

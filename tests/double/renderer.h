@@ -3,24 +3,130 @@
  *
  * A test sets parts up before it calls the module. Calls from several threads are safe as long as nothing is set up
  * meanwhile and every thread has a RenderingState of its own. What shaders call all the time (queries, entries, connected
- * parameters, hooks) takes no lock and allocates nothing, so that measurements may use the double as well.
- */
+ * parameters, hooks) takes no lock and allocates nothing, so that measurements may use the double as well. */
 #pragma once
 
+#include <atomic>
+#include <functional>
 #include <map>
 #include <mutex>
+#include <set>
 #include <string>
+#include <unordered_map>
 #include <variant>
 #include <vector>
 
-#include "calls.h"
-#include "database.h"
-#include "memory.h"
-#include "queries.h"
+#include "elements.h"
 #include "rendering_state.h"
-#include "spaces.h"
+
+/* A pool. Blocks are filled with garbage: the fast allocation promises nothing about their content. */
+struct miMemblk {
+    int size;
+    std::set<void*> blocks;
+};
 
 namespace twin {
+
+/* A call by which shaders reach other shaders and the tracer. A test scripts each with a function and reads how often it
+ * was called; without a script a call returns zero and leaves its results alone. */
+template <class Signature>
+class Hook;
+
+template <class Result, class... Arguments>
+class Hook<Result(Arguments...)> {
+public:
+    template <class Function>
+    Hook& operator=(Function function) {
+        script_ = std::move(function);
+        return *this;
+    }
+
+    Result operator()(Arguments... arguments) {
+        calls_.fetch_add(1, std::memory_order_relaxed);
+        return script_ ? script_(arguments...) : Result();
+    }
+
+    int calls() const { return calls_; }
+
+private:
+    std::function<Result(Arguments...)> script_;
+    std::atomic<int> calls_{0};
+};
+
+struct Tracing {
+    Hook<miBoolean(miColor*, miState*, const miVector* origin, const miVector* dir)> eye;
+    Hook<miBoolean(miColor*, miState*, const miVector* dir)> reflection, refraction, environment;
+    Hook<miBoolean(miColor*, miState*)> transparent, continued, shadow, shadowSegment;
+    Hook<miBoolean(miState*, const miVector* dir, const miVector* origin)> probe;
+    Hook<void(miState*, const miColor*)> opacitySet;
+};
+
+struct Lighting {
+    Hook<miBoolean(miColor*, miVector* dir, miScalar* cosine, miState*, miTag light, int* samples)> sample;
+    Hook<miBoolean(int* n, miTag** lights, miState*)> instanceLights, exclusiveLights;
+    Hook<miScalar(miState*, miTag profile, miBoolean relative)> profile;
+    Hook<miBoolean(miColor*, miState*, miUchar side, miIrrad_options*)> averageRadiance;
+    Hook<miScalar(miState*, miAmboccl_options*, miVector* bent)> occlusion;
+    Hook<miBoolean(miColor*, miState*, miTag texture, miVector* coordinate)> colorTexture;
+};
+
+/* Parameters that are connected to other shaders, by the parameter's address in the original block. */
+class Evaluation {
+public:
+    struct Connection {
+        std::function<void*(miState*)> shader;
+        std::atomic<int> evaluations{0}; /* mi_phen_eval */
+        std::atomic<int> calls{0};       /* mi_phen_call */
+    };
+
+    /* To a value, whose address stays the caller's, or to a function void*(miState*). */
+    template <class Source>
+    Connection& connect(const void* parameter, Source source) {
+        Connection& connection = connections_[parameter];
+        if constexpr (std::is_convertible_v<Source, const void*> && !std::is_class_v<Source>)
+            connection.shader = [source](miState*) { return static_cast<void*>(source); };
+        else
+            connection.shader = source;
+        return connection;
+    }
+
+    void* eval(miState* state, void* parameter, bool fresh);
+
+    std::atomic<int> evaluations{0};
+
+private:
+    std::unordered_map<const void*, Connection> connections_;
+};
+
+struct Allocation {
+    std::size_t size;
+};
+
+/* The allocator: fails when told to, and counts what was never given back. */
+class Memory {
+public:
+    ~Memory();
+
+    /* When set and true for a request, the request gets null. */
+    std::function<bool(const Allocation&)> fails;
+    bool poolsFail = false;
+    std::vector<Allocation> allocations;
+
+    void* allocate(std::size_t size);
+    void release(void* memory);
+    miMemblk* createPool(int size);
+    void deletePool(miMemblk* pool);
+    void* takeBlock(miMemblk* pool);
+    void giveBlock(miMemblk* pool, void* block);
+
+    std::size_t liveAllocations() const { return live_.size(); }
+    std::size_t livePools() const { return pools_.size(); }
+
+private:
+    std::mutex mutex_;
+    std::set<void*> live_;
+    std::set<miMemblk*> pools_;
+};
 
 struct Message {
     std::string level; /* fatal, error, warning, info ... */
@@ -39,16 +145,13 @@ public:
     Lighting lighting;
     Spaces spaces;
 
-    /* Options by name; those of the tag stringOptions. */
+    /* Options by name, those of the tag stringOptions; index by buffer name, those of the tag frameBuffers. */
     std::map<std::string, std::variant<bool, int, float>> options;
-    miTag stringOptions;
-
-    /* Index by buffer name; those of the tag frameBuffers. */
     std::map<std::string, std::size_t> bufferNames;
-    miTag frameBuffers;
+    miTag stringOptions, frameBuffers;
 
     /* Objects of the C++ interface that were handed out and not given back. */
-    std::atomic<int> interfacesOut{0}, optionsOut{0}, frameBuffersOut{0};
+    std::atomic<int> objectsOut{0};
     bool hasInterface = true;
 
     miLock globalLock;
@@ -57,9 +160,8 @@ public:
     /* What has been said; and what a module did that no renderer would take. */
     std::vector<Message> messages();
     int messageCount(const std::string& level, const std::string& text);
-    std::vector<std::string> violations();
-
     void say(const std::string& level, const std::string& text);
+    std::vector<Message> violations() { return violations_; }
     void violation(const std::string& what);
 
     /* Of a shader instance; it lies in the part of the record that belongs to the renderer. */
@@ -69,8 +171,7 @@ public:
 
 private:
     std::mutex mutex_;
-    std::vector<Message> messages_;
-    std::vector<std::string> violations_;
+    std::vector<Message> messages_, violations_;
 };
 
 extern Renderer* currentRenderer;

@@ -1,12 +1,9 @@
 /* What the renderer keeps for one rendering state (one per thread and render): shader-state entries and the values of
- * the frame buffers at the current sample. miState::ts points to it.
- */
+ * the frame buffers at the current sample. miState::ts points to it. */
 #pragma once
 
-#include <array>
 #include <cstddef>
 #include <map>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -24,23 +21,20 @@ public:
     std::string refused;
 
     /* -1 when there is no such entry. */
-    int lifetime(const char* key) const;
+    int lifetime(const char* key) const { return find(key) ? find(key)->lifetime : -1; }
     std::size_t count() const { return entries_.size(); }
 
     /* Drops what lives for one eye ray at most. */
-    void endSample();
+    void endSample() {
+        std::erase_if(entries_, [](const Entry& each) { return each.lifetime < miSS_LIFETIME_RECT; });
+    }
 
 private:
-    struct FreeAligned {
-        void operator()(void* memory) const { ::operator delete(memory, std::align_val_t{16}); }
-    };
     struct Entry {
         std::string key;
-        std::unique_ptr<void, FreeAligned> value;
-        int size;
-        int lifetime;
+        std::vector<std::max_align_t> value;
+        int size, lifetime;
     };
-
     const Entry* find(const char* key) const;
 
     std::vector<Entry> entries_;
@@ -51,20 +45,17 @@ class SampleBuffers {
 public:
     union Value {
         miColor color;
-        miVector vector;
-        miScalar scalar;
-        miUint label;
         miUint words[4];
     };
 
-    /* Bytes of each buffer that exist, by index: 16 color, 12 vector, 4 scalar or label; 0 means no such buffer. */
+    /* Bytes of each buffer that exist, by index: 16 color, 12 vector, 4 scalar or label; none means no such buffer. */
     std::map<int, std::size_t> sizes;
 
     bool put(int buffer, const void* data);
     bool get(int buffer, void* data) const;
 
     /* For tests: the value, zero when nothing was put. */
-    Value value(int buffer) const;
+    Value value(int buffer) const { return wasPut(buffer) ? values_.at(buffer) : Value{}; }
     bool wasPut(int buffer) const { return values_.count(buffer) != 0; }
     void beginSample() { values_.clear(); }
 

@@ -69,12 +69,10 @@ LibraryTest::~LibraryTest() {
 }
 
 void LibraryTest::TearDown() {
-    EXPECT_EQ(renderer().violations(), std::vector<std::string>());
+    for (const Message& each : renderer().violations()) ADD_FAILURE() << each.text;
     EXPECT_EQ(renderer().database.pinsInAll(), 0);
     EXPECT_EQ(renderer().memory.liveAllocations(), expectedAllocations);
-    EXPECT_EQ(renderer().interfacesOut, 0);
-    EXPECT_EQ(renderer().optionsOut, 0);
-    EXPECT_EQ(renderer().frameBuffersOut, 0);
+    EXPECT_EQ(renderer().objectsOut, 0);
 }
 
 }  // namespace twin
