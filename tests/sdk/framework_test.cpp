@@ -1,125 +1,255 @@
-/* The life of shader objects and the reading of parameters, seen through shaders that show it. */
-#include "scene.h"
+/* What shaders stand on: objects and their parameters, constants and messages, user data, pools and the time sampler.
+ */
+#include <thread>
 
-#include "tests/shaders/pass_parameters.h"
+#include "block.h"
 
 namespace {
 
+using twin::libraryVariable;
 using twin::renderer;
 
-const twin::ShaderEntry<DepthPass> depthShader("lumoPassCameraDepth");
+class Framework : public twin::LibraryTest {};
 
-class ShaderObject : public twin::LibraryTest {
-protected:
-    twin::ShaderInstance<DepthPass> shader{DepthPass{}};
+TEST_F(Framework, ObjectsLiveFromInstanceInitToExit) {
+    twin::Block shader("lumoPassCameraDepth"), other("lumoPassCameraDepth");
+    const twin::ShaderEntry<void> depth("lumoPassCameraDepth");
     miBoolean wantsInstances = 9;
-
-    ShaderObject() { stage.run(shader); }
-};
-
-TEST_F(ShaderObject, ShaderLevelInitOnlyAsksForInstances) {
-    depthShader.init(state, nullptr, &wantsInstances);
+    depth.init(state, nullptr, &wantsInstances);
     EXPECT_EQ(wantsInstances, miTRUE);
-    depthShader.exit(state, nullptr);
+    depth.exit(state, nullptr);
     EXPECT_EQ(renderer().queries.count(miQ_FUNC_USERPTR), 0);
-    EXPECT_TRUE(renderer().memory.allocations.empty());
-    EXPECT_TRUE(renderer().memory.releases.empty());
-}
 
-TEST_F(ShaderObject, LivesFromInstanceInitToExit) {
-    depthShader.init(state, shader.parameters(), &wantsInstances);
-    ASSERT_EQ(renderer().memory.allocations.size(), 1u);
-    EXPECT_TRUE(renderer().memory.allocations[0].file.starts_with("shaders/lumo"));
-    EXPECT_EQ(renderer().memory.liveAllocations(), 1u);
-    EXPECT_NE(shader.object(), nullptr);
-
-    // Instances do not share objects.
-    twin::ShaderInstance<DepthPass> other{DepthPass{}};
-    stage.run(other);
-    depthShader.init(state, other.parameters(), &wantsInstances);
-    EXPECT_NE(other.object(), shader.object());
-    depthShader.exit(state, other.parameters());
-    EXPECT_EQ(renderer().memory.liveAllocations(), 1u);
-
-    stage.run(shader);
-    depthShader.exit(state, shader.parameters());
-    ASSERT_EQ(renderer().memory.releases.size(), 2u);
-    EXPECT_EQ(renderer().memory.releases[1].file, "sdk/lumoUtilities");
-    EXPECT_EQ(renderer().memory.releases[1].line, 150);
-}
-
-TEST_F(ShaderObject, EvaluatesCapturedParametersOnceAtInit) {
+    // Parameters that are captured are evaluated once.
     miScalar near = 1;
-    miInteger pass = 0;
     stage.placeVexabase();
-    const auto& nearConnection = shader.connect(&shader->near, &near);
-    const auto& passConnection = shader.connect(&shader->common.buffer, &pass);
-    depthShader.init(state, shader.parameters(), &wantsInstances);
-    EXPECT_EQ(nearConnection.evaluations, 1);
-    EXPECT_EQ(passConnection.evaluations, 1);
-    for (int i = 0; i < 3; ++i) depthShader.call(nullptr, state, shader.parameters(), nullptr);
-    EXPECT_EQ(nearConnection.evaluations, 1);
-    EXPECT_EQ(passConnection.evaluations, 1);
-    depthShader.exit(state, shader.parameters());
+    const auto& connection = shader.connect("near", &near);
+    shader.init(state);
+    for (int i = 0; i < 3; ++i) shader.call(state, nullptr);
+    EXPECT_EQ(connection.evaluations, 1);
+    other.init(state);
+    EXPECT_NE(other.object(), shader.object());
+    other.exit(state);
+    EXPECT_EQ(other.object(), nullptr);
+    EXPECT_EQ(renderer().memory.liveAllocations(), 1u);
+    shader.exit(state);
 }
 
 /* The alpha of this engine is one parameter, read on every call. */
-struct EngineParameters {
-    miColor color;
-    miScalar alpha;
-};
-
-class ParameterReading : public twin::LibraryTest {
-protected:
-    twin::ShaderInstance<EngineParameters> engine{EngineParameters{{0, 0, 0, 0}, 0.25f}};
+TEST_F(Framework, EvaluatesOnlyParametersThatAreConnected) {
+    struct Engine {
+        miColor color;
+        miScalar alpha;
+    };
+    struct {
+        Engine ghosts, block;
+    } memory{};  // ghosts lie anywhere: the distance is signed
+    memory.block.alpha = 0.25f;
+    miFunction function{};
+    function.ghost_offs = -static_cast<int>(sizeof(Engine));
+    state->shader = &function;
+    stage.placeVexabase();
     miScalar elsewhere = 0.75f;
-
-    ParameterReading() {
-        stage.run(engine);
-        stage.placeVexabase();
-        engine.connect(&engine->alpha, &elsewhere);
-    }
-
-    miScalar alpha(miUint1 hasConnections, miTag ghost) {
-        static const twin::ShaderEntry<EngineParameters, miColor> entry("lumoVexaSimpleShadingEngine");
-        engine.function().has_connections = hasConnections;
-        engine.setGhost(&engine->alpha, ghost);
+    renderer().evaluation.connect(&memory.block.alpha, &elsewhere);
+    const twin::ShaderEntry<Engine, miColor> entry("lumoVexaSimpleShadingEngine");
+    const struct {
+        miUint1 hasConnections;
+        miTag ghost;
+        miScalar expected;
+    } rows[] = {{1, 0, 0.25f},          {1, miPARAMTAG, 0.25f}, {0, 42, 0.25f}, {2, 42, 0.25f},
+                {1, 1, 0.75f},          {1, 2, 0.75f},          {1, 42, 0.75f}, {1, 0xFFFFFFFC, 0.75f},
+                {1, 0xFFFFFFFD, 0.75f}, {1, 0xFFFFFFFF, 0.75f}};
+    for (const auto& row : rows) {
+        function.has_connections = row.hasConnections;
+        std::memcpy(&memory.ghosts.alpha, &row.ghost, sizeof row.ghost);
         miColor result = {};
-        EXPECT_EQ(entry.call(&result, state, engine.parameters(), nullptr), miTRUE);
-        return result.a;
+        EXPECT_EQ(entry.call(&result, state, &memory.block, nullptr), miTRUE);
+        EXPECT_EQ(result.a, row.expected) << int{row.hasConnections} << ' ' << row.ghost;
     }
-};
-
-TEST_F(ParameterReading, EvaluatesOnlyWhatIsConnected) {
-    EXPECT_EQ(alpha(1, 0), 0.25f);
-    EXPECT_EQ(alpha(1, miPARAMTAG), 0.25f);
-    EXPECT_EQ(alpha(0, 42), 0.25f);
-    EXPECT_EQ(alpha(2, 42), 0.25f);
-    EXPECT_EQ(renderer().evaluation.evaluations, 0);
-
-    // Tags around the special ones are connections like any other.
-    for (miTag tag : {1u, 2u, 42u, 0xFFFFFFFCu, 0xFFFFFFFDu, 0xFFFFFFFFu}) EXPECT_EQ(alpha(1, tag), 0.75f) << tag;
-    EXPECT_EQ(renderer().evaluation.evaluations, 6);
 }
 
-TEST_F(ParameterReading, FollowsGhostsThatLieBeforeTheBlock) {
-    // Phenomena keep ghosts anywhere: the distance is signed.
-    struct Block {
-        EngineParameters ghosts, parameters;
-    } block{};
-    miTag tag = 42;
-    std::memcpy(&block.ghosts.alpha, &tag, sizeof tag);
-    block.parameters.alpha = 0.25f;
-    miFunction function{};
-    function.has_connections = 1;
-    function.ghost_offs = -static_cast<int>(sizeof(EngineParameters));
-    state->shader = &function;
-    renderer().evaluation.connect(&block.parameters.alpha, &elsewhere);
+TEST_F(Framework, ConstantsAndMessagesAreExact) {
+    const std::vector<miScalar> black(4, 0), white(4, 1), null(16, 0);
+    std::vector<miScalar> identity = null;
+    for (const std::size_t i : {0u, 5u, 10u, 15u}) identity[i] = 1;
+    const std::pair<const char*, std::vector<miScalar>> scalars[] = {{"BLACK", black},
+                                                                     {"VEXA_BLACK", black},
+                                                                     {"WHITE", white},
+                                                                     {"VEXA_WHITE", white},
+                                                                     {"VEXA_NULL_MATRIX", null},
+                                                                     {"VEXA_IDENTITY_MATRIX", identity},
+                                                                     {"VEXA_LUMINANCE_RED", {0.3f}},
+                                                                     {"VEXA_LUMINANCE_GREEN", {0.59f}},
+                                                                     {"VEXA_LUMINANCE_BLUE", {0.11f}},
+                                                                     {"VEXA_EPS", {1e-5f}},
+                                                                     {"TRANSLUCENCE_ANGLE_FAC", {-11.5f}},
+                                                                     {"TRANSLUCENCE_FADE", {0.15f}}};
+    for (const auto& [name, values] : scalars)
+        for (std::size_t i = 0; i < values.size(); ++i)
+            EXPECT_EQ((&libraryVariable<miScalar>(name))[i], values[i]) << name;
+    const std::pair<const char*, miUint> integers[] = {
+        {"VEXA_MAGIC", 0x56657861}, {"VEXA_CUBE_SIDE", 32},      {"VEXA_BIT_BUMP2D", 1},
+        {"VEXA_BIT_IMAGEPLANE", 2}, {"VEXA_BIT_ENVLIGHTFOG", 4}, {"VEXA_BIT_VOLUMEFOG", 8},
+        {"VEXA_BIT_FLUID", 16},     {"VEXA_BIT_NOAF", 32},       {"VEXA_BIT_MOTION", 64}};
+    for (const auto& [name, value] : integers) EXPECT_EQ(libraryVariable<miUint>(name), value) << name;
+    const std::pair<const char*, const char*> texts[] = {{"VEXA_FRAMEBUFFER_DATA_SUFFIX", ":fbdata"},
+                                                         {"PASS_TYPE_INFO_KEY", "lumoPassState"},
+                                                         {"FRAME_BUFFER_INFO_KEY", "lumoFBInfo"},
+                                                         {"FRAME_BUFFER_STATE_KEY", "lumoFBState"}};
+    for (const auto& [name, value] : texts) EXPECT_STREQ(libraryVariable<const char*>(name), value);
 
-    const twin::ShaderEntry<EngineParameters, miColor> entry("lumoVexaSimpleShadingEngine");
-    miColor result = {};
-    EXPECT_EQ(entry.call(&result, state, &block.parameters, nullptr), miTRUE);
-    EXPECT_EQ(result.a, 0.75f);
+    library::lumoFatal("f");
+    library::lumoError("e");
+    library::lumoWarning("w");
+    library::lumoInfo("100%% done");
+    std::string said;
+    for (const twin::Message& each : renderer().messages()) said += each.level + ":" + each.text + " ";
+    EXPECT_EQ(said, "fatal:f error:e warning:w info:100% done ");
+}
+
+/* object -> block with another magic -> block with ours -> block with ours byte-swapped; and whatever else may be
+ * handed over. */
+TEST_F(Framework, UserDataIsFoundAlongTheChain) {
+    constexpr miUint kMagic = 0x11223344, kOther = 0x0A0B0C0D;
+    twin::Database& database = renderer().database;
+    const miTag swapped = database.addUserdata({0x44332211, 3}), ours = database.addUserdata({kMagic, 2}, swapped),
+                first = database.addUserdata({kOther, 1}, ours),
+                onlySwapped = database.addUserdata({kOther, 1}, swapped);
+    const miTag light = database.add(miSCENE_LIGHT, sizeof(miLight)), toLight = database.addUserdata({kOther}, light);
+    const auto object = [&](miTag userdata) {
+        const miTag tag = database.add(miSCENE_OBJECT, sizeof(miObject));
+        database.record<miObject>(tag).userdata = userdata;
+        return tag;
+    };
+    const miTag whole = object(first);
+    const struct {
+        miUint magic, type;
+        miTag start;
+        bool asksForSwapped;
+        miTag expected;
+    } rows[] = {{kMagic, miSCENE_USERDATA, first, false, ours},
+                {kMagic, miSCENE_USERDATA, ours, false, ours},
+                {kMagic, miSCENE_OBJECT, whole, false, ours},
+                {kMagic, miSCENE_OBJECT, whole, true, ours},
+                {kMagic, miSCENE_OBJECT, database.addInstance(whole), false, ours},
+                {kMagic, miSCENE_OBJECT, object(onlySwapped), true, swapped},
+                {kMagic, miSCENE_OBJECT, object(onlySwapped), false, 0},
+                {0xDEAD, miSCENE_OBJECT, whole, false, 0},
+                {kMagic, miSCENE_OBJECT, database.addInstance(light), false, 0},
+                {kMagic, miSCENE_OBJECT, light, false, 0},
+                {kMagic, miSCENE_LIGHT, light, false, 0},
+                {kMagic, miSCENE_LIGHT, whole, false, 0},
+                {kMagic, miSCENE_USERDATA, whole, false, 0},
+                {kMagic, miSCENE_OBJECT, object(miNULLTAG), false, 0},
+                {kMagic, miSCENE_OBJECT, object(toLight), false, 0}};
+    for (const auto& row : rows) {
+        SCOPED_TRACE(&row - rows);
+        miTag found = 0;
+        miInteger swap = 7;
+        const void* data =
+            library::get_userdata(row.magic, row.type, row.start, &found, row.asksForSwapped ? &swap : nullptr);
+        EXPECT_EQ(data, row.expected ? &database.record<miUserdata>(row.expected).parameters[0] : nullptr);
+        EXPECT_EQ(database.pinsInAll(), data != nullptr);
+        EXPECT_EQ(found, row.expected);
+        if (data) mi_db_unpin(found);
+        EXPECT_EQ(swap, !data || !row.asksForSwapped ? 7 : row.expected == swapped);
+    }
+    ASSERT_NE(library::get_userdata(kMagic, miSCENE_USERDATA, ours, nullptr, nullptr), nullptr);
+    mi_db_unpin(ours);
+}
+
+TEST_F(Framework, CameraOriginIsTheTranslationOfItsInstance) {
+    for (const miScalar w : {1.0f, 0.0f, 2.0f}) {
+        const miScalar row[4] = {2, 4, 8, w}, expected = w == 2 ? 0.5f : 1;
+        std::copy_n(row, 4, renderer().database.record<miInstance>(state->camera_inst).tf.local_to_global + 12);
+        miVector origin = {9, 9, 9};
+        library::origin_from_camera(state, &origin);
+        EXPECT_EQ(origin.x, 2 * expected);
+        EXPECT_EQ(origin.y, 4 * expected);
+        EXPECT_EQ(origin.z, 8 * expected);
+    }
+}
+
+/* One pool for each pair of thread and size, also when threads make them at once. */
+TEST_F(Framework, PoolsCarryStacksUntilTheyAreCleared) {
+    const auto pool = [&](miUint id, miUint size) { return library::get_tla(state->global_lock, id, size); };
+    miMemblk* made[4][4] = {};
+    std::vector<std::thread> threads;
+    for (miUint id = 0; id < 4; ++id)
+        threads.emplace_back([&, id] {
+            for (miUint k = 0; k < 4; ++k) made[id][k] = pool(id, 16 + 8 * k);
+        });
+    for (std::thread& each : threads) each.join();
+    const int locked = renderer().timesLocked;
+    EXPECT_EQ(renderer().memory.livePools(), 16u);
+    for (miUint id = 0; id < 4; ++id)
+        for (miUint k = 0; k < 4; ++k) {
+            EXPECT_EQ(pool(id, 16 + 8 * k), made[id][k]);
+            EXPECT_EQ(made[id][k]->size, static_cast<int>(16 + 8 * k));
+        }
+    EXPECT_EQ(renderer().timesLocked, locked) << "a pool that exists is found without the lock";
+
+    // Elements begin with the one below.
+    LumoStack stack{&stack, 99, nullptr};
+    state->thread = 3;
+    library::stack_create(state, &stack, 16);
+    EXPECT_EQ(stack.pool, made[3][0]);
+    library::stack_pop(&stack);
+    void* elements[4] = {};
+    for (miUint i = 1; i < 4; ++i) {
+        EXPECT_EQ(stack.count, i - 1);
+        elements[i] = library::stack_push(&stack);
+        EXPECT_EQ(*static_cast<void**>(elements[i]), elements[i - 1]);
+    }
+    for (miUint i = 3; i > 0; --i) {
+        EXPECT_EQ(stack.top, elements[i]);
+        library::stack_pop(&stack);
+    }
+    EXPECT_EQ(stack.top, nullptr);
+    EXPECT_EQ(stack.count, 0u);
+    EXPECT_EQ(stack.pool->blocks.size(), 0u) << "every element went back";
+
+    library::clr_tla_list(state->global_lock);
+    EXPECT_EQ(renderer().memory.livePools(), 0u);
+    pool(1, 16);
+    EXPECT_EQ(renderer().memory.livePools(), 1u) << "nothing is left to be found";
+    library::clr_tla_list(state->global_lock);
+}
+
+/* As many samples as 1 over the smallest time contrast, 100 at most, where nothing else distributes them over time. */
+TEST_F(Framework, TimeSamplerDividesTheShutter) {
+    stage.options.shutter_delay = 0.25f;
+    // Contrast, when the shutter closes, whether it is enabled, gathers, moves; samples, or -1 for one without a step.
+    // 1 / 0.1f is a little off 10, which must not cost a sample.
+    const miScalar rows[][8] = {{.5f, .25f, .5f, .75f, 1, 0, 0, 4},    {.3f, .4f, .5f, .75f, 1, 0, 0, 3},
+                                {.9f, .005f, .9f, .75f, 1, 0, 0, 100}, {.5f, .6f, .01f, .75f, 1, 0, 0, 100},
+                                {.1f, .2f, .2f, .75f, 1, 0, 0, 10},    {1, 2, 3, .75f, 1, 0, 0, 1},
+                                {.25f, .25f, .25f, .75f, 0, 0, 0, -1}, {0, .25f, .25f, .75f, 1, 0, 0, -1},
+                                {.25f, .25f, .25f, .75f, 1, 1, 0, -1}, {.25f, .25f, .25f, .75f, 1, 0, 1, -1},
+                                {.25f, .25f, .25f, .25f, 1, 0, 0, -1}, {.25f, .25f, .25f, .75f, 1, 0, 0, 4}};
+    LumoTimeSampler sampler;
+    for (const auto& [r, g, b, close, enable, gathers, moves, count] : rows) {
+        stage.options.shutter = close;
+        stage.options.time_contrast = {r, g, b, 0};
+        renderer().queries.answer(miQ_FINALGATHER_STATE, static_cast<miInteger>(gathers));
+        renderer().queries.answer(miQ_SAMPLE_MOVING, static_cast<miInteger>(moves));
+        sampler = {55, 55, 55};
+        library::tmsampler_init(&sampler, state, enable == 1);
+        EXPECT_EQ(sampler.index, 0);
+        EXPECT_EQ(static_cast<miScalar>(sampler.count), std::abs(count)) << r << ' ' << g;
+        EXPECT_FLOAT_EQ(sampler.step, count < 0 ? 0 : .5f / count);
+    }
+    // 0.5, then steps of 0.125; beyond 0.75 the interval's length 0.5 is taken off again.
+    state->time = 0.5f;
+    const miScalar expected[] = {0.5f, 0.625f, 0.75f, 0.375f};
+    int taken = 0;
+    for (; !library::tmsampler_isDone(&sampler) && taken < 5; library::tmsampler_next(&sampler, state))
+        EXPECT_FLOAT_EQ(state->time, expected[taken++]);
+    EXPECT_EQ(taken, 4);
+
+    renderer().queries.refuse(miQ_SAMPLE_MOVING);
+    library::tmsampler_init(&sampler, state, miTRUE);
+    EXPECT_EQ(sampler.count, 1) << "the renderer does not say";
 }
 
 }  // namespace

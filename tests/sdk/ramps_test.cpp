@@ -4,13 +4,6 @@
 
 #include "scene.h"
 
-namespace library {
-LIBRARY_FUNCTION(ramp_constructor)
-LIBRARY_FUNCTION(ramp_destructor)
-LIBRARY_FUNCTION(ramp_get_interp_float)
-LIBRARY_FUNCTION(ramp_get_interp_color)
-}  // namespace library
-
 namespace {
 
 using twin::renderer;
@@ -78,13 +71,16 @@ private:
     int lower_ = 0, upper_ = 0, whole_ = -1;
 };
 
-/* Positions on a coarse grid in any order, so that many are equal to each other and to t. */
-class RampSource {
-public:
-    LumoRamp next(miUint kind) {
+/* Scalar ramps (kind 0) and color ramps; positions on a coarse grid in any order, so that many are equal to each other
+ * and to the one that is looked up. */
+TEST(Ramp, LookUpsAgreeWithTheStepByStepSearch) {
+    std::mt19937 random(5);
+    const auto below = [&](int n) { return static_cast<int>(random() % static_cast<unsigned>(n)); };
+    const auto unit = [&] { return static_cast<float>(random() >> 8) * 0x1p-24f; };
+    for (int n = 0; n < 30000; ++n) {
         LumoRamp ramp;
         std::fill_n(reinterpret_cast<float*>(&ramp), sizeof ramp / 4, NAN);
-        ramp.kind = kind;
+        ramp.kind = n % 2 ? 1u << (n % 32) : 0;
         ramp.count = below(20) == 0 ? 50 : 1 + below(9);
         const bool sorted = below(3) == 0;
         int grid = -4;
@@ -92,69 +88,32 @@ public:
             grid = sorted ? grid + below(4) : below(17);
             ramp.positions[i] = static_cast<float>(grid) / 16;
             ramp.interpolations[i] = below(10) ? below(4) : 7;
-            if (kind)
+            if (ramp.kind)
                 ramp.values[i] = {unit(), unit(), unit(), unit()};
             else
                 (&ramp.values[0].r)[i] = unit();
         }
-        return ramp;
-    }
-
-    float position() { return below(2) ? static_cast<float>(below(21) - 2) / 16 : 1.4f * unit() - 0.2f; }
-
-    int below(int n) { return static_cast<int>(random_() % static_cast<unsigned>(n)); }
-    float unit() { return static_cast<float>(random_() >> 8) * 0x1p-24f; }
-
-private:
-    std::mt19937 random_{5};
-};
-
-TEST(Ramp, ScalarLookUpsAgreeWithTheStepByStepSearch) {
-    RampSource source;
-    for (int n = 0; n < 20000; ++n) {
-        const LumoRamp ramp = source.next(0);
         for (int k = 0; k < 3; ++k) {
-            const float t = source.position();
-            ASSERT_NEAR(library::ramp_get_interp_float(&ramp, t), ReferenceRamp(ramp, t).value(0), 3e-6)
-                << "ramp " << n << " with " << ramp.count << " entries at " << t;
+            const float t = below(2) ? static_cast<float>(below(21) - 2) / 16 : 1.4f * unit() - 0.2f;
+            const ReferenceRamp expected(ramp, t);
+            SCOPED_TRACE(testing::Message() << "ramp " << n << " at " << t);
+            miColor color = {9, 9, 9, 9};
+            library::ramp_get_interp_color(&ramp, t, &color);
+            ASSERT_NEAR(library::ramp_get_interp_float(&ramp, t), ramp.kind ? 0 : expected.value(0), 3e-6);
+            for (int channel = 0; channel < 3; ++channel)
+                ASSERT_NEAR((&color.r)[channel], ramp.kind ? expected.value(channel) : 0, 3e-6);
+            const int whole = expected.wholeEntry();
+            ASSERT_EQ(color.a, !ramp.kind ? 0 : whole < 0 ? 9 : ramp.values[whole].a);
         }
-        miColor color = {1, 2, 3, 4};
-        library::ramp_get_interp_color(&ramp, 0.5f, &color);
-        ASSERT_EQ(color.r + color.g + color.b + color.a, 0) << "not a color ramp";
     }
-}
-
-TEST(Ramp, ColorLookUpsTakeAlphaFromWholeEntriesOnly) {
-    RampSource source;
-    for (int n = 0; n < 20000; ++n) {
-        const LumoRamp ramp = source.next(1u << (n % 32));
-        const float t = source.position();
-        const ReferenceRamp expected(ramp, t);
-        miColor color = {9, 9, 9, 9};
-        library::ramp_get_interp_color(&ramp, t, &color);
-        for (int channel = 0; channel < 3; ++channel)
-            ASSERT_NEAR((&color.r)[channel], expected.value(channel), 3e-6) << "ramp " << n << " at " << t;
-        ASSERT_EQ(color.a, expected.wholeEntry() < 0 ? 9 : ramp.values[expected.wholeEntry()].a);
-        ASSERT_EQ(library::ramp_get_interp_float(&ramp, t), 0) << "not a scalar ramp";
-    }
-}
-
-/* An entry at t that comes before all entries below it takes both sides; the summary "greatest position below" would
- * give the value of the entry that holds. */
-TEST(Ramp, AnEntryAtTheLookedUpPositionCanDriveOutTheOneBelow) {
-    LumoRamp ramp = {0, 3, {0.5f, 0, 1}, {}, {0, 0, 0}};
-    float* values = &ramp.values[0].r;
-    values[0] = 5, values[1] = 3, values[2] = 7;
-    EXPECT_EQ(library::ramp_get_interp_float(&ramp, 0.5f), 5);
-    std::swap(ramp.positions[0], ramp.positions[1]);
-    std::swap(values[0], values[1]);
-    EXPECT_EQ(library::ramp_get_interp_float(&ramp, 0.5f), 3);
 }
 
 TEST(Ramp, ExtremePositionsAndNoNumbers) {
-    LumoRamp ramp = {0, 3, {-INFINITY, 0, INFINITY}, {}, {1, 1, 1}};
-    float* values = &ramp.values[0].r;
-    values[0] = 2, values[1] = 3, values[2] = 4;
+    // An entry at t that comes before all entries below it takes both sides.
+    LumoRamp ramp = {0, 3, {0.5f, 0, 1}, {{5, 3, 7, 0}}, {0, 0, 0}};
+    EXPECT_EQ(library::ramp_get_interp_float(&ramp, 0.5f), 5);
+
+    ramp = {0, 3, {-INFINITY, 0, INFINITY}, {{2, 3, 4, 0}}, {1, 1, 1}};
     EXPECT_EQ(library::ramp_get_interp_float(&ramp, 5), 3);
     EXPECT_EQ(library::ramp_get_interp_float(&ramp, -INFINITY), 2);
     EXPECT_EQ(library::ramp_get_interp_float(&ramp, INFINITY), 4);
@@ -169,58 +128,61 @@ TEST(Ramp, ExtremePositionsAndNoNumbers) {
     EXPECT_EQ(library::ramp_get_interp_float(&ramp, 5), 2);
 
     // Splines stay finite between entries that all but coincide.
-    LumoRamp close = {0, 2, {0, 1e-30f}, {}, {3, 3}};
-    (&close.values[0].r)[1] = 1;
+    LumoRamp close = {0, 2, {0, 1e-30f}, {{3, 1, 0, 0}}, {3, 3}};
     EXPECT_TRUE(std::isfinite(library::ramp_get_interp_float(&close, 1e-31f)));
 
+    miColor color = {9, 9, 9, 9};
     for (const int count : {0, -1}) {
         ramp.count = count;
         EXPECT_EQ(library::ramp_get_interp_float(&ramp, 0), 0);
     }
+    ramp.kind = 1;
+    library::ramp_get_interp_color(&ramp, 0.5f, &color);
+    EXPECT_EQ(color.g + color.a, 0) << "nothing to look up";
 }
 
-struct ScalarRampBlock {
+struct RampBlocks {
     miScalar before;
     miInteger i_height, n_height;
     RampScalarEntry height[64];
-};
-
-struct ColorRampBlock {
     miInteger i_tint, n_tint;
     RampColorEntry tint[3];
 };
 
-class RampConstructor : public twin::LibraryTest {
-protected:
-    LumoRamp ramp{};
-};
+class RampConstructor : public twin::LibraryTest {};
 
 TEST_F(RampConstructor, ReadsEntriesFromTheStartAndEvaluatesConnectedWords) {
-    ScalarRampBlock block{};
-    block.i_height = 2;
-    block.n_height = 3;
+    RampBlocks block{1, 2, 3, {}, 1, 2, {{}, {0.25f, {1, 2, 3, 4}, 1}, {0.75f, {5, 6, 7, 8}, 3}}};
     for (int i = 0; i < 64; ++i) block.height[i] = {static_cast<float>(i), 100.0f + static_cast<float>(i), i % 4};
-    twin::ShaderInstance<ScalarRampBlock> shader(block);
+    twin::ShaderInstance<RampBlocks> shader(block);
     stage.run(shader);
     miScalar position = 40, value = 50;
-    miInteger interpolation = 2;
+    miInteger interpolation = 1;
+    miColor tint = {9, 10, 11, 12};
     shader.connect(&shader->height[3].position, &position);
     shader.connect(&shader->height[3].value, &value);
     shader.connect(&shader->height[4].interpolation, &interpolation);
+    shader.connect(&shader->tint[2].value, &tint);
 
+    LumoRamp ramp{7, 7, {}, {}, {}};
     library::ramp_constructor(&ramp, state, &shader->i_height, 0);
-    const float* values = &ramp.values[0].r;
     EXPECT_EQ(ramp.kind, 0u);
     ASSERT_EQ(ramp.count, 3);
-    EXPECT_EQ(ramp.positions[0], 2);
-    EXPECT_EQ(values[0], 102);
-    EXPECT_EQ(ramp.interpolations[0], 2);
-    EXPECT_EQ(ramp.positions[1], 40);
-    EXPECT_EQ(values[1], 50);
-    EXPECT_EQ(ramp.interpolations[1], 3);
-    EXPECT_EQ(ramp.positions[2], 4);
-    EXPECT_EQ(ramp.interpolations[2], 2);
+    const float expected[3][3] = {{2, 102, 2}, {40, 50, 3}, {4, 104, 1}};
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(ramp.positions[i], expected[i][0]);
+        EXPECT_EQ((&ramp.values[0].r)[i], expected[i][1]);
+        EXPECT_EQ(static_cast<float>(ramp.interpolations[i]), expected[i][2]);
+    }
     EXPECT_EQ(renderer().evaluation.evaluations, 3) << "what is not connected is read in place";
+
+    library::ramp_constructor(&ramp, state, &shader->i_tint, 1);
+    ASSERT_EQ(ramp.count, 2);
+    EXPECT_EQ(ramp.values[0].b, 3);
+    EXPECT_EQ(ramp.values[1].a, 12);
+    EXPECT_EQ(ramp.positions[1], 0.75f);
+    EXPECT_EQ(ramp.interpolations[1], 3);
+    EXPECT_EQ(ramp.kind, 1u);
 
     // More entries than a ramp holds, and none.
     shader->i_height = 0;
@@ -230,26 +192,9 @@ TEST_F(RampConstructor, ReadsEntriesFromTheStartAndEvaluatesConnectedWords) {
     EXPECT_EQ(ramp.positions[49], 49);
     library::ramp_destructor(&ramp);
     EXPECT_EQ(ramp.count, 0);
-    shader->n_height = 0;
-    library::ramp_constructor(&ramp, state, &shader->i_height, 0);
-    EXPECT_EQ(library::ramp_get_interp_float(&ramp, 1), 0);
     ramp.count = 3;
     library::ramp_constructor(&ramp, state, nullptr, 1);
     EXPECT_EQ(ramp.count, 0);
-    EXPECT_EQ(ramp.kind, 1u);
-}
-
-TEST_F(RampConstructor, ReadsColors) {
-    twin::ShaderInstance<ColorRampBlock> shader({0, 2, {{0.25f, {1, 2, 3, 4}, 1}, {0.75f, {5, 6, 7, 8}, 3}, {}}});
-    stage.run(shader);
-    miColor tint = {9, 10, 11, 12};
-    shader.connect(&shader->tint[1].value, &tint);
-    library::ramp_constructor(&ramp, state, &shader->i_tint, 1);
-    ASSERT_EQ(ramp.count, 2);
-    EXPECT_EQ(ramp.values[0].b, 3);
-    EXPECT_EQ(ramp.values[1].a, 12);
-    EXPECT_EQ(ramp.positions[1], 0.75f);
-    EXPECT_EQ(ramp.interpolations[1], 3);
 }
 
 }  // namespace

@@ -58,17 +58,15 @@ TEST_P(BrokenCalls, SceneDataAndMemory) {
     CALL(clr_tla_list)(state->global_lock);
 
     renderer().queries.answer(miQ_SAMPLE_MOVING, 0);
-    for (const miScalar contrast : {kNaN, kInfinity, -kInfinity, 0.0f, 1e-40f}) {
-        stage.options.time_contrast = {contrast, contrast, contrast, contrast};
+    for (const miScalar contrast : {kNaN, kInfinity, -kInfinity, 0.0f, 1e-40f})
         for (const miScalar close : {kNaN, kInfinity, -1.0f, 1.0f}) {
+            stage.options.time_contrast = {contrast, contrast, contrast, contrast};
             stage.options.shutter = close;
             LumoTimeSampler sampler;
             CALL(tmsampler_init)(&sampler, state, miTRUE);
-            EXPECT_GE(sampler.count, 1);
-            EXPECT_LE(sampler.count, 100);
+            EXPECT_TRUE(sampler.count >= 1 && sampler.count <= 100);
             CALL(tmsampler_next)(&sampler, state);
         }
-    }
 }
 
 TEST_P(BrokenCalls, FrameBuffers) {

@@ -57,7 +57,7 @@ const Subject kSubjects[] = {
     {"lumoTraversal", miRAY_EYE, nullptr, {}}};
 
 class BrokenUse : public SurfaceTest {
-protected:
+public:
     BrokenUse() {
         addPass("pass");
         usePasses({0, 5, 12, 13, 20, 27, 30, 33});
@@ -73,6 +73,25 @@ protected:
         };
     }
 
+    /* Ways to break it. */
+    void publish(const char* key, const char* value) {
+        stage.rendering.entries.set(key, value, value ? 1 : 0, miSS_LIFETIME_RECT);
+    }
+    void lightList(int count, miTag* tags) {
+        renderer().lighting.instanceLights = [=](int* n, miTag** list, miState*) {
+            *n = count, *list = tags;
+            return miTRUE;
+        };
+    }
+    void setWords(const std::vector<int>& words, miUint value) {
+        for (const int word : words) record[word] = value;
+    }
+    static miTag text(const std::string& content) { return renderer().database.addString(content); }
+
+    twin::Stage& s = stage;
+    miState& it = stage.state;
+
+protected:
     /* The state shader's exit relies on sound records, so the slots stay. */
     void TearDown() override {
         stateIsOpen = false;
@@ -106,11 +125,6 @@ protected:
         return words;
     }
 
-    void republish(const char* key, int size) {
-        const std::vector<std::byte> garbage(static_cast<std::size_t>(size));
-        stage.rendering.entries.set(key, garbage.data(), size, miSS_LIFETIME_RECT);
-    }
-
     std::array<miColor, 16> surface{};
     bool evaluates = true;
 };
@@ -120,98 +134,68 @@ protected:
 struct Break {
     const char* what;
     const char* said; /* the only message that may come; null: none. "" stands for the subject's own about the record */
-    void (*make)(miState& state, twin::Stage& stage);
+    void (*make)(BrokenUse& test);
 };
 
 void PrintTo(const Break& each, std::ostream* out) { *out << each.what; }
 
 constexpr const char* kNoBuffer = "PassShader(): The camera has no frame buffer for pass 0, which is not written.";
 constexpr const char* kOutside = "setupLightContributions was called outside of a light shader.";
+constexpr const char* kNoTexture = "Internal error: tex_list not initialized.";
+constexpr int kLeast = std::numeric_limits<int>::min();
+miVector noExtent[miDERIVATIVES] = {};
+miTag noTags[3] = {};
 
+// clang-format off
+#define BREAK(what, said, ...) {what, said, []([[maybe_unused]] BrokenUse& test) { __VA_ARGS__; }}
 const Break kBreaks[] = {
-    {"nothing", nullptr, [](miState&, twin::Stage&) {}},
-    {"no record", "", [](miState&, twin::Stage& s) { s.rendering.entries.set("vexabase", nullptr, 0, 0); }},
-    {"no passes", nullptr, [](miState&, twin::Stage& s) { s.rendering.entries.set("lumoFBInfo", nullptr, 0, 0); }},
-    {"no pass state", nullptr,
-     [](miState&, twin::Stage& s) { s.rendering.entries.set("lumoPassState", nullptr, 0, 0); }},
-    {"short pass state", nullptr, [](miState&, twin::Stage& s) { s.rendering.entries.set("lumoPassState", "", 1, 2); }},
-    {"short passes", nullptr, [](miState&, twin::Stage& s) { s.rendering.entries.set("lumoFBInfo", "", 1, 2); }},
-    {"short frame state", nullptr, [](miState&, twin::Stage& s) { s.rendering.entries.set("lumoFBState", "", 1, 2); }},
-    {"no frame state", nullptr, [](miState&, twin::Stage& s) { s.rendering.entries.set("lumoFBState", nullptr, 0, 0); }},
-    {"no place for texture coordinates", "Internal error: tex_list not initialized.",
-     [](miState&, twin::Stage& s) { s.rendering.entries.refused = "lumoTexList"; }},
-    {"trace depth 0", nullptr, [](miState&, twin::Stage& s) { s.options.trace_depth = 0; }},
-    {"trace depth below 0", nullptr, [](miState&, twin::Stage& s) { s.options.trace_depth = -2147483647 - 1; }},
-    {"no ray tracing", nullptr, [](miState&, twin::Stage& s) { s.options.trace = 0; }},
-    {"level below 0", nullptr, [](miState& state, twin::Stage&) { state.refraction_level = -1; }},
-    {"level far below 0", nullptr, [](miState& state, twin::Stage&) { state.reflection_level = -1000000; }},
-    {"level past the slots", nullptr, [](miState& state, twin::Stage&) { state.reflection_level = 6; }},
-    {"level far past the slots", nullptr, [](miState& state, twin::Stage&) { state.refraction_level = 1000000; }},
-    {"no camera", kNoBuffer, [](miState& state, twin::Stage&) { state.camera = nullptr; }},
-    {"camera without data", kNoBuffer, [](miState&, twin::Stage& s) { s.camera.userdata = miNULLTAG; }},
-    {"camera without pixels", nullptr,
-     [](miState&, twin::Stage& s) { s.camera.x_resolution = s.camera.y_resolution = 0; }},
-    {"no C++ interface", kNoBuffer, [](miState&, twin::Stage&) { renderer().hasInterface = false; }},
-    {"no camera instance", nullptr, [](miState& state, twin::Stage&) { state.camera_inst = miNULLTAG; }},
-    {"text as camera instance", nullptr,
-     [](miState& state, twin::Stage&) { state.camera_inst = renderer().database.addString("camera"); }},
-    {"no light instance", kOutside, [](miState& state, twin::Stage&) { state.light_instance = miNULLTAG; }},
-    {"text as light instance", nullptr,
-     [](miState& state, twin::Stage&) { state.light_instance = renderer().database.addString("5"); }},
-    {"no instance", nullptr, [](miState& state, twin::Stage&) { state.instance = miNULLTAG; }},
-    {"camera as instance", nullptr,
-     [](miState& state, twin::Stage&) { state.instance = renderer().database.add(miSCENE_CAMERA, sizeof(miCamera)); }},
-    {"assembly that is a text", nullptr,
-     [](miState&, twin::Stage&) {
-         renderer().queries.answer(miQ_PRI_ASSEMBLY_INST_TAG, renderer().database.addString("0"));
-     }},
-    {"stage unknown", nullptr, [](miState&, twin::Stage&) { renderer().queries.refuse(miQ_STAGE); }},
-    {"result size unknown", nullptr, [](miState&, twin::Stage&) { renderer().queries.refuse(miQ_FUNC_RESULT_SIZE); }},
-    {"negative result size", nullptr, [](miState&, twin::Stage&) { renderer().queries.answer(miQ_FUNC_RESULT_SIZE, -5); }},
-    {"scalar for a surface", nullptr, [](miState&, twin::Stage&) { renderer().queries.answer(miQ_FUNC_RESULT_SIZE, 4); }},
-    {"light list of nothing", nullptr,
-     [](miState&, twin::Stage&) {
-         renderer().lighting.instanceLights = [](int* n, miTag** list, miState*) {
-             *n = 10, *list = nullptr;
-             return miTRUE;
-         };
-     }},
-    {"light list of null tags", nullptr,
-     [](miState&, twin::Stage&) {
-         renderer().lighting.instanceLights = [](int* n, miTag** list, miState*) {
-             static miTag tags[3] = {};
-             *n = 3, *list = tags;
-             return miTRUE;
-         };
-     }},
-    {"negative light count", nullptr,
-     [](miState&, twin::Stage&) {
-         renderer().lighting.instanceLights = [](int* n, miTag**, miState*) { return *n = -1, miTRUE; };
-     }},
-    {"no normal", nullptr, [](miState& state, twin::Stage&) { state.normal = state.normal_geom = {0, 0, 0}; }},
-    {"no direction", nullptr, [](miState& state, twin::Stage&) { state.dir = {0, 0, 0}; }},
-    {"point nowhere", nullptr, [](miState& state, twin::Stage&) { state.point = {kNaN, kInfinity, 1e30f}; }},
-    {"infinitely far", nullptr, [](miState& state, twin::Stage&) { state.dist = kInfinity; }},
-    {"derivatives without extent", nullptr,
-     [](miState& state, twin::Stage&) {
-         static miVector none[miDERIVATIVES] = {};
-         state.derivs = none;
-     }},
-    {"weights not numbers", nullptr,
-     [](miState&, twin::Stage& s) {
-         auto* record = static_cast<miUint*>(s.rendering.entries.get("vexabase", nullptr));
-         for (int word : {3, 7, 8, 10, 140, 141, 142, 143})
-             std::memcpy(record + word, &kNaN, sizeof kNaN);
-     }},
-    {"composition modes from nowhere", nullptr, [](miState&, twin::Stage& s) {
-         auto* record = static_cast<miUint*>(s.rendering.entries.get("vexabase", nullptr));
-         record[2] = record[4] = 0x80000000;
-     }}};
+    BREAK("nothing", nullptr, ),
+    BREAK("no record", "", test.publish("vexabase", nullptr)),
+    BREAK("no passes", nullptr, test.publish("lumoFBInfo", nullptr)),
+    BREAK("no pass state", nullptr, test.publish("lumoPassState", nullptr)),
+    BREAK("no frame state", nullptr, test.publish("lumoFBState", nullptr)),
+    BREAK("short passes", nullptr, test.publish("lumoFBInfo", "x")),
+    BREAK("short pass state", nullptr, test.publish("lumoPassState", "x")),
+    BREAK("short frame state", nullptr, test.publish("lumoFBState", "x")),
+    BREAK("no place for texture coordinates", kNoTexture, test.s.rendering.entries.refused = "lumoTexList"),
+    BREAK("trace depth 0", nullptr, test.s.options.trace_depth = 0),
+    BREAK("trace depth below 0", nullptr, test.s.options.trace_depth = kLeast),
+    BREAK("no ray tracing", nullptr, test.s.options.trace = 0),
+    BREAK("level below 0", nullptr, test.it.refraction_level = -1),
+    BREAK("level far below 0", nullptr, test.it.reflection_level = -1000000),
+    BREAK("level past the slots", nullptr, test.it.reflection_level = 6),
+    BREAK("level far past the slots", nullptr, test.it.refraction_level = 1000000),
+    BREAK("no camera", kNoBuffer, test.it.camera = nullptr),
+    BREAK("camera without data", kNoBuffer, test.s.camera.userdata = miNULLTAG),
+    BREAK("camera without pixels", nullptr, test.s.camera.x_resolution = test.s.camera.y_resolution = 0),
+    BREAK("no C++ interface", kNoBuffer, renderer().hasInterface = false),
+    BREAK("no camera instance", nullptr, test.it.camera_inst = miNULLTAG),
+    BREAK("text as camera instance", nullptr, test.it.camera_inst = test.text("camera")),
+    BREAK("no light instance", kOutside, test.it.light_instance = miNULLTAG),
+    BREAK("text as light instance", nullptr, test.it.light_instance = test.text("5")),
+    BREAK("no instance", nullptr, test.it.instance = miNULLTAG),
+    BREAK("camera as instance", nullptr, test.it.instance = renderer().database.add(miSCENE_CAMERA, sizeof(miCamera))),
+    BREAK("assembly is a text", nullptr, renderer().queries.answer(miQ_PRI_ASSEMBLY_INST_TAG, test.text("0"))),
+    BREAK("stage unknown", nullptr, renderer().queries.refuse(miQ_STAGE)),
+    BREAK("result size unknown", nullptr, renderer().queries.refuse(miQ_FUNC_RESULT_SIZE)),
+    BREAK("negative result size", nullptr, renderer().queries.answer(miQ_FUNC_RESULT_SIZE, -5)),
+    BREAK("scalar for a surface", nullptr, renderer().queries.answer(miQ_FUNC_RESULT_SIZE, 4)),
+    BREAK("light list of nothing", nullptr, test.lightList(10, nullptr)),
+    BREAK("light list of null tags", nullptr, test.lightList(3, noTags)),
+    BREAK("negative light count", nullptr, test.lightList(-1, noTags)),
+    BREAK("no normal", nullptr, test.it.normal = test.it.normal_geom = {0, 0, 0}),
+    BREAK("no direction", nullptr, test.it.dir = {0, 0, 0}),
+    BREAK("point nowhere", nullptr, test.it.point = {kNaN, kInfinity, 1e30f}),
+    BREAK("infinitely far", nullptr, test.it.dist = kInfinity),
+    BREAK("derivatives without extent", nullptr, test.it.derivs = noExtent),
+    BREAK("weights not numbers", nullptr, test.setWords({3, 7, 8, 10, 140, 141, 142, 143}, 0x7FC00000)),
+    BREAK("composition modes from nowhere", nullptr, test.setWords({2, 4}, 0x80000000))};
+// clang-format on
 
 class BrokenState : public BrokenUse, public ::testing::WithParamInterface<Break> {};
 
 TEST_P(BrokenState, SaysWhatIsDocumented) {
-    GetParam().make(*state, stage);
+    GetParam().make(*this);
     const char* const said = GetParam().said;
     for (const Subject& subject : kSubjects) {
         SCOPED_TRACE(subject.name);
@@ -231,19 +215,17 @@ TEST_P(BrokenState, SaysWhatIsDocumented) {
 
 INSTANTIATE_TEST_SUITE_P(One, BrokenState, ::testing::ValuesIn(kBreaks));
 
-/* ---- Numbers ---- */
-
-TEST_F(BrokenUse, ParametersMayBeAnyNumber) {
+TEST_F(BrokenUse, ParametersMayBeAnyNumberAndConnectionsGiveNothing) {
     const miScalar odd[] = {kNaN, kInfinity, -kInfinity, 1e30f, -1e30f, 0, -0.0f, 1e-40f, -1, 0x1p31f};
     std::mt19937 random(7);
-    for (const Subject& subject : kSubjects) {
+    for (Subject subject : kSubjects) {
         SCOPED_TRACE(subject.name);
         for (const miScalar number : odd) call(subject, wordsOf(subject, number));
         // Mixed, in all kinds of states; integers too, since every word is read as what it is declared.
         for (int round = 0; round < 200; ++round) {
             Words words = wordsOf(subject);
-            for (std::size_t i = 0; i < words.size(); ++i)
-                if (random() % 2) words[i] = std::bit_cast<miUint>(odd[random() % std::size(odd)]);
+            for (miUint& word : words)
+                if (random() % 2) word = std::bit_cast<miUint>(odd[random() % std::size(odd)]);
             for (const auto& [index, word] : subject.words) words[index] = word;
             record[4] = static_cast<miUint>(random()) % 9;
             record[6] = static_cast<miUint>(random()) % 2;
@@ -254,29 +236,16 @@ TEST_F(BrokenUse, ParametersMayBeAnyNumber) {
             std::fill_n(&surface[0].r, 64, odd[random() % std::size(odd)]);
             call(subject, words);
         }
-    }
-    EXPECT_TRUE(renderer().messages().empty());
-}
-
-TEST_F(BrokenUse, RaysMayBeOfAnyType) {
-    for (Subject subject : kSubjects)
+        evaluates = false;
+        EXPECT_TRUE(call(subject, wordsOf(subject)) || subject.withoutRecord != kEngine);
+        evaluates = true;
         for (int type = 0; type < miRAY_COUNT; ++type) {
             subject.ray = static_cast<miRay_type>(type);
             call(subject, wordsOf(subject));
         }
+    }
     EXPECT_TRUE(renderer().messages().empty());
 }
-
-TEST_F(BrokenUse, ConnectionsMayGiveNothing) {
-    evaluates = false;
-    for (const Subject& subject : kSubjects)
-        if (subject.withoutRecord == kEngine) {
-            EXPECT_EQ(call(subject, wordsOf(subject)), miTRUE) << subject.name;
-        }
-    EXPECT_TRUE(renderer().messages().empty());
-}
-
-/* ---- The life of instances ---- */
 
 TEST_F(BrokenUse, InstancesMayNeverHaveCome) {
     for (const std::string& name : twin::ExportList().ofKind("object")) {
@@ -284,55 +253,19 @@ TEST_F(BrokenUse, InstancesMayNeverHaveCome) {
         twin::ShaderInstance<Words> shader;
         const twin::ShaderEntry<Words> entry(name);
         stage.run(shader);
-        const auto callAndLeave = [&] {
+        // No init at all; no memory; gone already; no place for it.
+        for (const int how : {0, 1, 2, 3}) {
+            miBoolean wantsInstances = miFALSE;
+            renderer().memory.fails = [=](const twin::Allocation&) { return how == 1; };
+            if (how == 3) renderer().queries.refuse(miQ_FUNC_USERPTR);
+            if (how > 0) entry.init(state, shader.parameters(), &wantsInstances);
+            if (how == 2) entry.exit(state, shader.parameters());
             EXPECT_EQ(entry.call(&result, state, shader.parameters(), nullptr), miFALSE);
             entry.exit(state, shader.parameters());
             EXPECT_EQ(shader.object(), nullptr);
-        };
-        miBoolean wantsInstances = miFALSE;
-        callAndLeave();  // no init at all
-        renderer().memory.fails = [](const twin::Allocation&) { return true; };
-        entry.init(state, shader.parameters(), &wantsInstances);
-        callAndLeave();  // no memory
-        renderer().memory.fails = nullptr;
-        entry.init(state, shader.parameters(), &wantsInstances);
-        entry.exit(state, shader.parameters());
-        callAndLeave();  // it is gone
-        renderer().queries.refuse(miQ_FUNC_USERPTR);
-        entry.init(state, shader.parameters(), &wantsInstances);
-        callAndLeave();  // no place for it
-        renderer().queries.forget(miQ_FUNC_USERPTR);
-    }
-}
-
-/* ---- State shaders ---- */
-
-TEST_F(BrokenUse, StateShadersRefuseWhatTheyDoNotKnow) {
-    const std::pair<const char*, const char*> shaders[] = {
-        {"lumoFrameBufferState", "vexa_state(): Invoked with invalid opcode."},
-        {"lumoFrameBufferInit", "lumoFrameBufferInit(): Invoked with invalid opcode."}};
-    for (const auto& [name, complaint] : shaders) {
-        const twin::ShaderEntry<Words> entry(name);
-        twin::ShaderInstance<Words> shader;
-        stage.run(shader);
-        EXPECT_EQ(entry.call(nullptr, state, shader.parameters(), nullptr), miFALSE) << "no argument";
-        int told = 0;
-        for (const int operation : {-1, 4, 15, 2147483647}) {
-            OperationArgument argument{operation, miTRUE};
-            EXPECT_EQ(entry.call(nullptr, state, shader.parameters(), &argument), miFALSE) << operation;
-            EXPECT_EQ(renderer().messageCount("warning", complaint), ++told);
+            renderer().queries.forget(miQ_FUNC_USERPTR);
         }
     }
-}
-
-/* A renderer that does not keep the entries must not cost their slots. */
-TEST_F(FrameBufferTest, EntriesThatAreNotKeptLeaveNothingBehind) {
-    addRecord("a", 0);
-    attach();
-    stage.rendering.entries.refused = "lumoFBInfo";
-    EXPECT_EQ(operate(miSTATE_SHADER_STATE_INIT), miFALSE);
-    EXPECT_EQ(renderer().memory.liveAllocations(), 0u);
-    EXPECT_EQ(operate(miSTATE_SHADER_STATE_EXIT), miTRUE);
 }
 
 }  // namespace

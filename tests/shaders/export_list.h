@@ -13,29 +13,28 @@ class ExportList {
 public:
     ExportList() {
         std::ifstream file(LUMO_EXPORT_LIST);
-        std::string line, kind, name;
-        while (std::getline(file, line))
-            if (std::istringstream(line) >> kind >> name && kind != "#") kinds_[kind].insert(name);
+        for (std::string line, kind, name; std::getline(file, line);) {
+            std::istringstream words(line);
+            words >> kind;
+            while (words >> name) kinds_[kind].insert(name);
+        }
     }
 
     /* name, plain, checked or object. */
-    std::set<std::string> ofKind(const std::string& kind) const {
-        const auto found = kinds_.find(kind);
-        return found == kinds_.end() ? std::set<std::string>() : found->second;
-    }
+    std::set<std::string> ofKind(const std::string& kind) { return kinds_[kind]; }
 
-    std::set<std::string> shaders() const {
-        std::set<std::string> all;
-        for (const char* kind : {"plain", "checked", "object"}) all.merge(ofKind(kind));
+    std::set<std::string> shaders() {
+        std::set<std::string> all = kinds_["plain"];
+        for (const char* kind : {"checked", "object"}) all.insert(kinds_[kind].begin(), kinds_[kind].end());
         return all;
     }
 
-    std::set<std::string> symbols() const {
-        std::set<std::string> all = ofKind("name");
+    std::set<std::string> symbols() {
+        std::set<std::string> all = kinds_["name"];
         for (const std::string& shader : shaders()) {
             all.insert({shader, shader + "_version"});
-            if (!ofKind("plain").contains(shader)) all.insert(shader + "_init");
-            if (ofKind("object").contains(shader)) all.insert(shader + "_exit");
+            if (!kinds_["plain"].contains(shader)) all.insert(shader + "_init");
+            if (kinds_["object"].contains(shader)) all.insert(shader + "_exit");
         }
         return all;
     }

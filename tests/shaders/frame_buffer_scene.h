@@ -14,9 +14,7 @@ struct RecordWords {
 
     RecordWords& name(miTag tag) { return words[0] = tag, *this; }
     RecordWords& composited() { return words[1] = 1, *this; }
-    RecordWords& flag(std::size_t which, miInteger value) {
-        return words[2 + which] = static_cast<miUint>(value), *this;
-    }
+    RecordWords& flag(std::size_t which, int value) { return words[2 + which] = static_cast<miUint>(value), *this; }
     RecordWords& shadowed() { return flag(6, 1); }
     RecordWords& levels(miUint a, miUint b, miUint c, miUint d) {
         words[10] = a, words[11] = b, words[12] = c, words[13] = d;
@@ -33,28 +31,24 @@ struct OperationArgument {
 
 class FrameBufferTest : public twin::LibraryTest {
 public:
-    static constexpr miUint kMagic = 0x46427566;
-    using StateShader = twin::ShaderEntry<void>;
+    FrameBufferTest();
 
 protected:
-    FrameBufferTest();
     void TearDown() override;
 
     /* Buffers get the renderer's indices 1, 2 ... in order; passes are those that pass shaders write. */
-    miTag addBuffer(const std::string& name, std::size_t bytes = sizeof(miColor));
-    miTag addPass(const std::string& name, std::size_t bytes = sizeof(miColor));
+    miTag addBuffer(const std::string& name);
+    void addPass(const std::string& name) { passNames.push_back(addBuffer(name)); }
     /* Types must not fall from one record to the next. */
     RecordWords& addRecord(const std::string& name, int type);
-    /* One for each type 0 .. 34. */
-    void addRecordsOfAllTypes();
 
     /* The block's words, the arrays' elements behind the fixed part. */
     std::vector<miUint> blockWords() const;
-    miTag attach(const std::vector<miUint>& words);
-    miTag attach() { return attach(blockWords()); }
+    void attach(const std::vector<miUint>& words) { stage.camera.userdata = renderer().database.addUserdata(words); }
+    void attach() { attach(blockWords()); }
 
     /* Calls lumoFrameBufferState. State exit is run at the end of the test when nobody has done it. */
-    miBoolean operate(int operation, const miColor* result = nullptr, miBoolean shaderReturn = miTRUE);
+    miBoolean operate(int operation, miBoolean shaderReturn = miTRUE);
     void initState();
     void exitState();
     void beginSample();
@@ -63,11 +57,19 @@ protected:
     std::span<FrameBufferInfo> entries();
     FrameBufferInfo& entry(std::size_t index) { return entries()[index]; }
     /* Also while getFrameBufferInfo reports none. */
-    FrameBufferInfo* publishedEntries();
-    const PassState& passes();
-    miColor buffer(const std::string& name);
-    bool wasPut(const std::string& name);
-    int indexOf(const std::string& name);
+    FrameBufferInfo* publishedEntries() { return published<FrameBufferInfo>("lumoFBInfo"); }
+    FrameBufferState& frame() { return *published<FrameBufferState>("lumoFBState"); }
+    const PassState& passes() { return *published<PassState>("lumoPassState"); }
+    template <class Record>
+    Record* published(const char* key) {
+        return static_cast<Record*>(stage.rendering.entries.get(key, nullptr));
+    }
+    int indexOf(const std::string& name) { return static_cast<int>(renderer().bufferNames.at(name)); }
+    miColor buffer(const std::string& name) { return stage.rendering.buffers.value(indexOf(name)).color; }
+    bool wasPut(const std::string& name) { return stage.rendering.buffers.wasPut(indexOf(name)); }
+    void setStage(int bits) { renderer().queries.answer(miQ_STAGE, static_cast<miInteger>(bits)); }
+
+    static twin::Renderer& renderer() { return twin::renderer(); }
 
     std::vector<miTag> passNames;
     std::vector<RecordWords> records;
