@@ -3,6 +3,7 @@
 #include "image/layers.h"
 #include "image/shrink.h"
 #include "support/messages.h"
+#include "support/quasi_random.h"
 
 #include <OpenImageIO/imageio.h>
 #include <tbb/parallel_for.h>
@@ -52,10 +53,7 @@ float srgb(float linear) {
 /// Neighbouring labels get unlike colors, the same in every picture; 0 is "no object".
 Rgb labelColor(std::uint32_t label) {
     if (label == 0) return {0, 0, 0};
-    std::uint32_t h = label;
-    h = (h ^ (h >> 16)) * 0x7feb352du;
-    h = (h ^ (h >> 15)) * 0x846ca68bu;
-    h ^= h >> 16;
+    const std::uint32_t h = mixSeeds(label, 0);
     const auto bright = [](std::uint32_t bits) { return static_cast<std::uint8_t>(64 + (bits & 255) * 191 / 255); };
     return {bright(h), bright(h >> 8), bright(h >> 16)};
 }

@@ -1,21 +1,7 @@
 // Where in a pixel and in the shutter interval the samples lie.
 #pragma once
 
-#include <cstdint>
-
 namespace lumorender {
-
-/// A well mixed 32-bit hash: equal inputs give equal numbers on every machine and thread.
-constexpr std::uint32_t hashOf(std::uint32_t a, std::uint32_t b, std::uint32_t c = 0) {
-    std::uint32_t h = a * 0x9E3779B1U ^ (b + 0x7F4A7C15U) * 0x85EBCA77U ^ (c + 0x165667B1U) * 0xC2B2AE3DU;
-    h ^= h >> 16;
-    h *= 0x7FEB352DU;
-    h ^= h >> 15;
-    h *= 0x846CA68BU;
-    return h ^ (h >> 16);
-}
-
-constexpr double unitOf(std::uint32_t bits) { return bits * 0x1p-32; }
 
 struct SamplePosition {
     double x = 0.5, y = 0.5;  ///< in the pixel, 0..1
