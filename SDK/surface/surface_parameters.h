@@ -2,8 +2,6 @@
 #pragma once
 
 #include <concepts>
-#include <cstddef>
-
 #include "SDK/framework/shader_object.h"
 
 namespace lumo {
@@ -44,13 +42,6 @@ struct LambertParameters {
 };
 
 /* Scenes know the block by its words. */
-static_assert(offsetof(LambertParameters, color) == 3 * 4);
-static_assert(offsetof(LambertParameters, diffuse) == 17 * 4);
-static_assert(offsetof(LambertParameters, hideSource) == 30 * 4);
-static_assert(offsetof(LambertParameters, irradiance) == 39 * 4);
-static_assert(offsetof(LambertParameters, refractionBlur) == 47 * 4);
-static_assert(offsetof(LambertParameters, scatterRadius) == 50 * 4);
-static_assert(sizeof(LambertParameters) == 59 * 4);
 
 /* A material's block: the common one, or a record that begins with it as `surface`. */
 template <class P>

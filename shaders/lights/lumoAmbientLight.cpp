@@ -6,8 +6,6 @@
  *
  *   shader "fill" "lumoVexaAmbientLight" ( "ambientShade" .45, "color" 1 1 1, "intensity" .2 )
  */
-#include <cstddef>
-
 #include "SDK/framework/export_shader.h"
 #include "shaders/lights/lumoVexaLight.h"
 
@@ -20,8 +18,6 @@ struct AmbientLightParameters {
     miScalar intensity;
     ShadowParameters shadow;
 };
-
-static_assert(offsetof(AmbientLightParameters, color) == 2 * 4 && sizeof(AmbientLightParameters) == 14 * 4);
 
 namespace {
 

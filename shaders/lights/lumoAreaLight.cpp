@@ -13,8 +13,6 @@
  *       origin 0 0 0 rectangle 2 0 0 0 -2 0 1 1 end light
  */
 #include <atomic>
-#include <cstddef>
-
 #include "SDK/framework/renderer_access.h"
 #include "SDK/framework/export_shader.h"
 #include "SDK/framework/shader_object.h"
@@ -30,8 +28,6 @@ struct AreaLightParameters {
     ShadowParameters shadow;
     FogParameters fog;
 };
-
-static_assert(offsetof(AreaLightParameters, shadow) == 10 * 4 && sizeof(AreaLightParameters) == 21 * 4);
 
 namespace {
 

@@ -9,8 +9,6 @@
  *   shader "sun" "lumoVexaDirectionalLight" ( "color" 1 .95 .9, "intensity" 3, "useRayTraceShadows" on,
  *       "lightAngle" .02, "shadowRays" 8 )
  */
-#include <cstddef>
-
 #include "SDK/framework/export_shader.h"
 #include "shaders/lights/lumoVexaLight.h"
 
@@ -23,8 +21,6 @@ struct DirectionalLightParameters {
     ShadowParameters shadow;
     FogParameters fog;
 };
-
-static_assert(offsetof(DirectionalLightParameters, shadow) == 10 * 4 && sizeof(DirectionalLightParameters) == 21 * 4);
 
 namespace {
 

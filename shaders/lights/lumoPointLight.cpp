@@ -8,8 +8,6 @@
  *   shader "bulb" "lumoVexaPointLight" ( "color" 1 .9 .8, "intensity" 40, "decayRate" 2,
  *       "useRayTraceShadows" on, "lightRadius" .5, "shadowRays" 16 )
  */
-#include <cstddef>
-
 #include "SDK/framework/export_shader.h"
 #include "shaders/lights/lumoVexaLightDecay.h"
 #include "shaders/lights/lumoVexaLightShape.h"
@@ -23,8 +21,6 @@ struct PointLightParameters {
     ShadowParameters shadow;
     FogParameters fog;
 };
-
-static_assert(offsetof(PointLightParameters, shadow) == 10 * 4 && sizeof(PointLightParameters) == 21 * 4);
 
 namespace {
 

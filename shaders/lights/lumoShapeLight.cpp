@@ -10,8 +10,6 @@
  *       object "tube_instance" 4 4 end light
  */
 #include <cmath>
-#include <cstddef>
-
 #include "SDK/framework/double_vector.h"
 #include "SDK/framework/export_shader.h"
 #include "shaders/lights/lumoVexaLightDecay.h"
@@ -26,8 +24,6 @@ struct ShapeLightParameters {
     FogParameters fog;
     miBoolean twoSided;
 };
-
-static_assert(offsetof(ShapeLightParameters, shadow) == 10 * 4 && sizeof(ShapeLightParameters) == 22 * 4);
 
 namespace {
 

@@ -13,7 +13,6 @@
  *       "barnDoors" on, "topBarnDoor" .2 )
  */
 #include <cmath>
-#include <cstddef>
 #include <numbers>
 
 #include "SDK/framework/double_vector.h"
@@ -43,8 +42,6 @@ struct SpotLightParameters {
     BarnDoorParameters doors;
     DecayRegionParameters regions;
 };
-
-static_assert(offsetof(SpotLightParameters, fogSpread) == 24 * 4 && sizeof(SpotLightParameters) == 37 * 4);
 
 namespace {
 

@@ -14,8 +14,6 @@
  */
 #include <algorithm>
 #include <cmath>
-#include <cstddef>
-
 #include "SDK/framework/double_vector.h"
 #include "SDK/framework/export_shader.h"
 #include "shaders/lights/lumoVexaLightDecay.h"
@@ -33,8 +31,6 @@ struct VolumeLightParameters {
     ShadowParameters shadow;
     FogParameters fog;
 };
-
-static_assert(offsetof(VolumeLightParameters, shadow) == 14 * 4 && sizeof(VolumeLightParameters) == 25 * 4);
 
 namespace {
 
