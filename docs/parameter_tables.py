@@ -1,0 +1,100 @@
+#!/usr/bin/env python3
+"""Makes the tables of parameters in shaders.md from the declarations, where each parameter has its comment.
+
+A table stands behind a line `<!-- parameters: SHADER ... [FIRST..LAST] -->` and ends at the next empty line. Of several
+shaders each parameter is listed once, with all its types.
+
+Usage: parameter_tables.py [--check]     with --check it only tells whether the tables are up to date
+"""
+import pathlib
+import re
+import sys
+
+ROOT = pathlib.Path(__file__).parent.parent
+PAGE = ROOT / "docs/shaders.md"
+DECLARATION = re.compile(r'declare shader\s+(?:struct \{.*?\}|[\w ]+) "(\w+)" \(\n(.*?)\n    \)', re.S)
+PARAMETER = re.compile(r'\s+((?:array )?(?:color texture|\w+)) +"(\w+)"(?: default ([^,#]+?))?,?\s*(?:# (.*))?$')
+NO_DEFAULT = {"color": "0", "scalar": "0", "integer": "0", "vector": "0", "boolean": "off"}
+
+
+def declarations():
+    """{shader: {parameter: (type, default, meaning)}} in the order of the declarations."""
+    shaders = {}
+    for path in sorted((ROOT / "declarations").glob("*.mi")):
+        for name, body in DECLARATION.findall(path.read_text()):
+            shaders[name] = parameters(body)
+    return shaders
+
+
+def parameters(body):
+    found, last, depth = {}, None, 0
+    for line in body.split("\n"):
+        further = re.match(r"\s+# (.*)", line)
+        if further:
+            if last:
+                found[last][2] += " " + further[1]
+            continue
+        if depth and re.match(r"\s+\},?$", line):
+            depth -= 1
+            continue
+        opening = re.match(r'\s+array struct "(\w+)" \{\s*(?:# (.*))?$', line)
+        if opening:
+            depth += 1
+            last = opening[1]
+            found[last] = ["array", "none", opening[2] or ""]
+            continue
+        match = PARAMETER.match(line)
+        if not match:
+            raise SystemExit(f"parameter_tables.py: cannot read: {line}")
+        if depth == 0:
+            last = match[2]
+            found[last] = [match[1], (match[3] or NO_DEFAULT.get(match[1], "none")).strip(), match[4] or ""]
+    return found
+
+
+def table(shaders, names, first, last):
+    rows = {}
+    for name in names:
+        if name not in shaders:
+            raise SystemExit(f"parameter_tables.py: no declaration of {name}")
+        for parameter, (kind, default, meaning) in shaders[name].items():
+            row = rows.setdefault(parameter, [[], default, meaning])
+            if kind not in row[0]:
+                row[0].append(kind)
+    order = list(rows)
+    if first:
+        order = order[order.index(first):order.index(last) + 1]
+    lines = ["| parameter | type | default | meaning |", "|---|---|---|---|"]
+    for parameter in order:
+        kinds, default, meaning = rows[parameter]
+        meaning = re.sub(r'"(\w+)"', r"`\1`", meaning).replace("|", "\\|")
+        lines.append(f"| {parameter} | {', '.join(kinds)} | {default} | {meaning} |")
+    return lines
+
+
+def page(text):
+    shaders, lines, result, skipping = declarations(), text.split("\n"), [], False
+    for line in lines:
+        skipping = skipping and line.startswith("|")
+        if skipping:
+            continue
+        result.append(line)
+        marker = re.fullmatch(r"<!-- parameters: ([\w ]+?)(?: (\w+)\.\.(\w+))? -->", line)
+        if marker:
+            result += [""] + table(shaders, marker[1].split(), marker[2], marker[3])
+            skipping = True
+    return "\n".join(result)
+
+
+def main():
+    text = PAGE.read_text()
+    made = page(text)
+    if "--check" in sys.argv[1:]:
+        if made != text:
+            raise SystemExit("docs/shaders.md is not what docs/parameter_tables.py makes of the declarations: run it.")
+    elif made != text:
+        PAGE.write_text(made)
+
+
+if __name__ == "__main__":
+    main()
