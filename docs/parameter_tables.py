@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 """Makes the tables of parameters in shaders.md from the declarations, where each parameter has its comment.
 
-A table stands behind a line `<!-- parameters: SHADER ... [FIRST..LAST] -->` and ends at the next empty line. Of several
-shaders each parameter is listed once, with all its types.
+A table stands behind a line `<!-- parameters: SHADER ... [FIRST..LAST ...] -->`. Of several shaders each parameter is
+listed once, with all its types.
 
 Usage: parameter_tables.py [--check]     with --check it only tells whether the tables are up to date
 """
@@ -52,7 +52,7 @@ def parameters(body):
     return found
 
 
-def table(shaders, names, first, last):
+def table(shaders, names, ranges):
     rows = {}
     for name in names:
         if name not in shaders:
@@ -62,9 +62,9 @@ def table(shaders, names, first, last):
             if kind not in row[0]:
                 row[0].append(kind)
     order = list(rows)
-    if first:
-        order = order[order.index(first):order.index(last) + 1]
-    lines = ["| parameter | type | default | meaning |", "|---|---|---|---|"]
+    if ranges:
+        order = sum((order[order.index(first):order.index(last) + 1] for first, last in ranges), [])
+    lines = ["", "| parameter | type | default | meaning |", "|---|---|---|---|"]
     for parameter in order:
         kinds, default, meaning = rows[parameter]
         meaning = re.sub(r'"(\w+)"', r"`\1`", meaning).replace("|", "\\|")
@@ -73,17 +73,14 @@ def table(shaders, names, first, last):
 
 
 def page(text):
-    shaders, lines, result, skipping = declarations(), text.split("\n"), [], False
-    for line in lines:
-        skipping = skipping and line.startswith("|")
-        if skipping:
-            continue
-        result.append(line)
-        marker = re.fullmatch(r"<!-- parameters: ([\w ]+?)(?: (\w+)\.\.(\w+))? -->", line)
-        if marker:
-            result += [""] + table(shaders, marker[1].split(), marker[2], marker[3])
-            skipping = True
-    return "\n".join(result)
+    shaders = declarations()
+
+    def replaced(match):
+        words = match[2].split()
+        ranges = [word.split("..") for word in words if ".." in word]
+        return "\n".join([match[1]] + table(shaders, [word for word in words if ".." not in word], ranges)) + "\n"
+
+    return re.sub(r"(<!-- parameters: (.*?) -->)\n(?:\n\| parameter \| type .*\n(?:\|.*\n)*)?", replaced, text)
 
 
 def main():

@@ -206,7 +206,7 @@ TEST_P(BrokenCalls, Models) {
 TEST_P(BrokenCalls, EveryShader) {
     using Words = std::array<miUint, 512>;
     OperationArgument argument{99, miTRUE};
-    for (const std::string& name : twin::ExportList().shaders()) {
+    for (const std::string& name : twin::declaredShaders()) {
         SCOPED_TRACE(name);
         twin::ShaderInstance<Words> shader;
         stage.run(shader);

@@ -248,7 +248,7 @@ TEST_F(BrokenUse, ParametersMayBeAnyNumberAndConnectionsGiveNothing) {
 }
 
 TEST_F(BrokenUse, InstancesMayNeverHaveCome) {
-    for (const std::string& name : twin::ExportList().ofKind("object")) {
+    for (const std::string& name : twin::shadersWithObjects()) {
         SCOPED_TRACE(name);
         twin::ShaderInstance<Words> shader;
         const twin::ShaderEntry<Words> entry(name);

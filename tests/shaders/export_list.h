@@ -1,46 +1,38 @@
-/* The names that the module exports, as exports.txt lists them. */
+/* What the module exports: the shaders that lumovexa.mi declares, and the SDK functions and data of exports.txt. */
 #pragma once
 
 #include <fstream>
-#include <map>
+#include <regex>
 #include <set>
-#include <sstream>
 #include <string>
+
+#include "library.h"
 
 namespace twin {
 
-class ExportList {
-public:
-    ExportList() {
-        std::ifstream file(LUMO_EXPORT_LIST);
-        for (std::string line, kind, name; std::getline(file, line);) {
-            std::istringstream words(line);
-            words >> kind;
-            while (words >> name) kinds_[kind].insert(name);
-        }
-    }
+inline std::set<std::string> sdkNames() {
+    std::ifstream file(LUMO_EXPORT_LIST);
+    std::set<std::string> names;
+    for (std::string name; file >> name;) names.insert(name);
+    return names;
+}
 
-    /* name, plain, checked or object. */
-    std::set<std::string> ofKind(const std::string& kind) { return kinds_[kind]; }
+inline std::set<std::string> declaredShaders() {
+    std::ifstream file(LUMO_DECLARATIONS "/lumovexa.mi");
+    const std::regex head("    [^#]*\"(lumo\\w+)\" \\(.*");
+    std::set<std::string> names;
+    std::smatch match;
+    for (std::string line; std::getline(file, line);)
+        if (std::regex_match(line, match, head)) names.insert(match[1]);
+    return names;
+}
 
-    std::set<std::string> shaders() {
-        std::set<std::string> all = kinds_["plain"];
-        for (const char* kind : {"checked", "object"}) all.insert(kinds_[kind].begin(), kinds_[kind].end());
-        return all;
-    }
-
-    std::set<std::string> symbols() {
-        std::set<std::string> all = kinds_["name"];
-        for (const std::string& shader : shaders()) {
-            all.insert({shader, shader + "_version"});
-            if (!kinds_["plain"].contains(shader)) all.insert(shader + "_init");
-            if (kinds_["object"].contains(shader)) all.insert(shader + "_exit");
-        }
-        return all;
-    }
-
-private:
-    std::map<std::string, std::set<std::string>> kinds_;
-};
+/* Those with an object for each instance. */
+inline std::set<std::string> shadersWithObjects() {
+    std::set<std::string> names;
+    for (const std::string& name : declaredShaders())
+        if (libraryHas(name + "_exit")) names.insert(name);
+    return names;
+}
 
 }  // namespace twin
