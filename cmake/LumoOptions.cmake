@@ -22,6 +22,9 @@ find_program(CCACHE_PROGRAM ccache)
 if(CCACHE_PROGRAM)
     set(CMAKE_C_COMPILER_LAUNCHER ${CCACHE_PROGRAM})
     set(CMAKE_CXX_COMPILER_LAUNCHER ${CCACHE_PROGRAM})
+else()
+    # The headers that most files need, compiled once, save a third of the time, but no file could come from the cache.
+    set(LUMO_PRECOMPILE TRUE)
 endif()
 
 find_program(LLD_PROGRAM ld.lld)
