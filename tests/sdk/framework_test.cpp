@@ -52,50 +52,37 @@ TEST_F(Framework, EvaluatesOnlyParametersThatAreConnected) {
     miScalar elsewhere = 0.75f;
     renderer().evaluation.connect(&memory.block.alpha, &elsewhere);
     const twin::ShaderEntry<Engine, miColor> entry("lumoVexaSimpleShadingEngine");
-    const struct {
-        miUint1 hasConnections;
-        miTag ghost;
-        miScalar expected;
-    } rows[] = {{1, 0, 0.25f},          {1, miPARAMTAG, 0.25f}, {0, 42, 0.25f}, {2, 42, 0.25f},
-                {1, 1, 0.75f},          {1, 2, 0.75f},          {1, 42, 0.75f}, {1, 0xFFFFFFFC, 0.75f},
-                {1, 0xFFFFFFFD, 0.75f}, {1, 0xFFFFFFFF, 0.75f}};
-    for (const auto& row : rows) {
-        function.has_connections = row.hasConnections;
-        std::memcpy(&memory.ghosts.alpha, &row.ghost, sizeof row.ghost);
-        miColor result = {};
-        EXPECT_EQ(entry.call(&result, state, &memory.block, nullptr), miTRUE);
-        EXPECT_EQ(result.a, row.expected) << int{row.hasConnections} << ' ' << row.ghost;
-    }
+    for (const int hasConnections : {0, 1, 2})
+        for (const miTag ghost : {0x0u, 0x1u, 0x2u, 0x2Au, 0xFFFFFFFCu, 0xFFFFFFFDu, 0xFFFFFFFEu, 0xFFFFFFFFu}) {
+            function.has_connections = static_cast<miUint1>(hasConnections);
+            std::memcpy(&memory.ghosts.alpha, &ghost, sizeof ghost);
+            miColor result = {};
+            EXPECT_EQ(entry.call(&result, state, &memory.block, nullptr), miTRUE);
+            const bool connected = hasConnections == 1 && ghost != 0 && ghost != miPARAMTAG;
+            EXPECT_EQ(result.a, connected ? 0.75f : 0.25f) << hasConnections << ' ' << ghost;
+        }
 }
 
 TEST_F(Framework, ConstantsAndMessagesAreExact) {
-    const std::vector<miScalar> black(4, 0), white(4, 1), null(16, 0);
-    std::vector<miScalar> identity = null;
-    for (const std::size_t i : {0u, 5u, 10u, 15u}) identity[i] = 1;
-    const std::pair<const char*, std::vector<miScalar>> scalars[] = {{"BLACK", black},
-                                                                     {"VEXA_BLACK", black},
-                                                                     {"WHITE", white},
-                                                                     {"VEXA_WHITE", white},
-                                                                     {"VEXA_NULL_MATRIX", null},
-                                                                     {"VEXA_IDENTITY_MATRIX", identity},
-                                                                     {"VEXA_LUMINANCE_RED", {0.3f}},
-                                                                     {"VEXA_LUMINANCE_GREEN", {0.59f}},
-                                                                     {"VEXA_LUMINANCE_BLUE", {0.11f}},
-                                                                     {"VEXA_EPS", {1e-5f}},
-                                                                     {"TRANSLUCENCE_ANGLE_FAC", {-11.5f}},
-                                                                     {"TRANSLUCENCE_FADE", {0.15f}}};
-    for (const auto& [name, values] : scalars)
-        for (std::size_t i = 0; i < values.size(); ++i)
-            EXPECT_EQ((&libraryVariable<miScalar>(name))[i], values[i]) << name;
-    const std::pair<const char*, miUint> integers[] = {
-        {"VEXA_MAGIC", 0x56657861}, {"VEXA_CUBE_SIDE", 32},      {"VEXA_BIT_BUMP2D", 1},
-        {"VEXA_BIT_IMAGEPLANE", 2}, {"VEXA_BIT_ENVLIGHTFOG", 4}, {"VEXA_BIT_VOLUMEFOG", 8},
-        {"VEXA_BIT_FLUID", 16},     {"VEXA_BIT_NOAF", 32},       {"VEXA_BIT_MOTION", 64}};
-    for (const auto& [name, value] : integers) EXPECT_EQ(libraryVariable<miUint>(name), value) << name;
-    const std::pair<const char*, const char*> texts[] = {{"VEXA_FRAMEBUFFER_DATA_SUFFIX", ":fbdata"},
-                                                         {"PASS_TYPE_INFO_KEY", "lumoPassState"},
-                                                         {"FRAME_BUFFER_INFO_KEY", "lumoFBInfo"},
-                                                         {"FRAME_BUFFER_STATE_KEY", "lumoFBState"}};
+    for (int i = 0; i < 16; ++i) {
+        for (const std::string name : {"BLACK", "WHITE", "VEXA_BLACK", "VEXA_WHITE"})
+            EXPECT_EQ((&libraryVariable<miColor>(name.c_str()).r)[i % 4], name.ends_with("WHITE")) << name;
+        EXPECT_EQ(libraryVariable<miMatrix>("VEXA_NULL_MATRIX")[i], 0);
+        EXPECT_EQ(libraryVariable<miMatrix>("VEXA_IDENTITY_MATRIX")[i], i % 5 == 0);
+    }
+    const std::pair<const char*, miScalar> scalars[] = {
+        {"VEXA_LUMINANCE_RED", 0.3f}, {"VEXA_LUMINANCE_GREEN", 0.59f},    {"VEXA_LUMINANCE_BLUE", 0.11f},
+        {"VEXA_EPS", 1e-5f},          {"TRANSLUCENCE_ANGLE_FAC", -11.5f}, {"TRANSLUCENCE_FADE", 0.15f}};
+    for (const auto& [name, value] : scalars) EXPECT_EQ(libraryVariable<miScalar>(name), value) << name;
+    EXPECT_EQ(libraryVariable<miUint>("VEXA_MAGIC"), 0x56657861u);
+    EXPECT_EQ(libraryVariable<miInteger>("VEXA_CUBE_SIDE"), 32);
+    const char* const bits[] = {"BUMP2D", "IMAGEPLANE", "ENVLIGHTFOG", "VOLUMEFOG", "FLUID", "NOAF", "MOTION"};
+    for (int i = 0; i < 7; ++i)
+        EXPECT_EQ(libraryVariable<miInteger>((std::string("VEXA_BIT_") + bits[i]).c_str()), 1 << i) << bits[i];
+    const char* const texts[][2] = {{"VEXA_FRAMEBUFFER_DATA_SUFFIX", ":fbdata"},
+                                    {"PASS_TYPE_INFO_KEY", "lumoPassState"},
+                                    {"FRAME_BUFFER_INFO_KEY", "lumoFBInfo"},
+                                    {"FRAME_BUFFER_STATE_KEY", "lumoFBState"}};
     for (const auto& [name, value] : texts) EXPECT_STREQ(libraryVariable<const char*>(name), value);
 
     library::lumoFatal("f");
@@ -122,37 +109,32 @@ TEST_F(Framework, UserDataIsFoundAlongTheChain) {
         return tag;
     };
     const miTag whole = object(first);
-    const struct {
-        miUint magic, type;
-        miTag start;
-        bool asksForSwapped;
-        miTag expected;
-    } rows[] = {{kMagic, miSCENE_USERDATA, first, false, ours},
-                {kMagic, miSCENE_USERDATA, ours, false, ours},
-                {kMagic, miSCENE_OBJECT, whole, false, ours},
-                {kMagic, miSCENE_OBJECT, whole, true, ours},
-                {kMagic, miSCENE_OBJECT, database.addInstance(whole), false, ours},
-                {kMagic, miSCENE_OBJECT, object(onlySwapped), true, swapped},
-                {kMagic, miSCENE_OBJECT, object(onlySwapped), false, 0},
-                {0xDEAD, miSCENE_OBJECT, whole, false, 0},
-                {kMagic, miSCENE_OBJECT, database.addInstance(light), false, 0},
-                {kMagic, miSCENE_OBJECT, light, false, 0},
-                {kMagic, miSCENE_LIGHT, light, false, 0},
-                {kMagic, miSCENE_LIGHT, whole, false, 0},
-                {kMagic, miSCENE_USERDATA, whole, false, 0},
-                {kMagic, miSCENE_OBJECT, object(miNULLTAG), false, 0},
-                {kMagic, miSCENE_OBJECT, object(toLight), false, 0}};
-    for (const auto& row : rows) {
-        SCOPED_TRACE(&row - rows);
+    constexpr miUint kObject = miSCENE_OBJECT, kData = miSCENE_USERDATA, kLight = miSCENE_LIGHT;
+    const miUint rows[][5] = {{kMagic, kData, first, 0, ours},
+                              {kMagic, kData, ours, 0, ours},
+                              {kMagic, kObject, whole, 0, ours},
+                              {kMagic, kObject, whole, 1, ours},
+                              {kMagic, kData, whole, 0, 0},
+                              {kMagic, kObject, database.addInstance(whole), 0, ours},
+                              {0xDEAD, kObject, whole, 0, 0},
+                              {kMagic, kObject, object(onlySwapped), 1, swapped},
+                              {kMagic, kLight, whole, 0, 0},
+                              {kMagic, kObject, object(onlySwapped), 0, 0},
+                              {kMagic, kObject, light, 0, 0},
+                              {kMagic, kObject, database.addInstance(light), 0, 0},
+                              {kMagic, kLight, light, 0, 0},
+                              {kMagic, kObject, object(miNULLTAG), 0, 0},
+                              {kMagic, kObject, object(toLight), 0, 0}};
+    for (const auto& [magic, type, start, asksForSwapped, expected] : rows) {
+        SCOPED_TRACE(testing::Message() << magic << ' ' << type << ' ' << start);
         miTag found = 0;
         miInteger swap = 7;
-        const void* data =
-            library::get_userdata(row.magic, row.type, row.start, &found, row.asksForSwapped ? &swap : nullptr);
-        EXPECT_EQ(data, row.expected ? &database.record<miUserdata>(row.expected).parameters[0] : nullptr);
+        const void* data = library::get_userdata(magic, type, start, &found, asksForSwapped ? &swap : nullptr);
+        EXPECT_EQ(data, expected ? &database.record<miUserdata>(expected).parameters[0] : nullptr);
         EXPECT_EQ(database.pinsInAll(), data != nullptr);
-        EXPECT_EQ(found, row.expected);
+        EXPECT_EQ(found, expected);
         if (data) mi_db_unpin(found);
-        EXPECT_EQ(swap, !data || !row.asksForSwapped ? 7 : row.expected == swapped);
+        EXPECT_EQ(swap, !data || !asksForSwapped ? 7 : expected == swapped);
     }
     ASSERT_NE(library::get_userdata(kMagic, miSCENE_USERDATA, ours, nullptr, nullptr), nullptr);
     mi_db_unpin(ours);

@@ -149,41 +149,37 @@ TEST_F(Passes, ColorWritesFollowModeWeightAndLight) {
 /* Integers live in the bits of the first word; weighted ones are rounded half away from zero, and stay integers. */
 TEST_F(Passes, IntegerWritesFollowModeAndWeight) {
     constexpr miInteger kMost = 2147483647, kLeast = -kMost - 1;
-    const struct {
-        miInteger held, value;
-        miUint mode, flags;
-        miScalar weight;
-        miInteger expected;
-        miUint entryFlags = 0, levelFlags = 0;
-    } rows[] = {{10, 3, 1, 0, 9, 13},
-                {10, 3, 2, 0, 9, 30},
-                {10, 3, 3, 0, 9, 3},
-                {10, 3, 7, 0, 9, 13},
-                {10, 3, 0, 0, 9, 10},
-                {16777217, 0, 1, 0, 9, 16777217},  // more than a float's 24 bits
-                {0, 3, 3, 1, 0.5f, 2},             // 1.5
-                {0, -3, 3, 1, 0.5f, -2},
-                {0, 5, 3, 1, 0.25f, 1},    // 1.25
-                {0, -7, 3, 1, 0.25f, -2},  // -1.75
-                {0, 3, 3, 2, 0.5f, 3},     // the weight bit is bit 0
-                {0, 2000000000, 3, 1, 4, kMost},
-                {0, 2000000000, 3, 1, -4, kLeast},
-                {0, 5, 3, 1, std::nanf(""), 0},
-                {0, 5, 3, 1, INFINITY, kMost},
-                {kMost, 1, 1, 0, 9, kLeast},
-                {10, 3, 1, 0, 9, 10, 0x8000},
-                {10, 3, 1, 0, 9, 10, 0, 1}};
+    // What is held and written, mode, flags, weight; what comes out. Integers need more than a float's 24 bits; 1.5,
+    // -1.5, 1.25 and -1.75; the weight bit is bit 0; numbers out of range, and none.
+    const double rows[][6] = {{10, 3, 1, 0, 9, 13},       {10, 3, 2, 0, 9, 30},   {10, 3, 3, 0, 9, 3},
+                              {10, 3, 7, 0, 9, 13},       {10, 3, 0, 0, 9, 10},   {16777217, 0, 1, 0, 9, 16777217},
+                              {0, 3, 3, 1, 0.5, 2},       {0, -3, 3, 1, 0.5, -2}, {0, 5, 3, 1, 0.25, 1},
+                              {0, -7, 3, 1, 0.25, -2},    {0, 3, 3, 2, 0.5, 3},   {0, 2e9, 3, 1, 4, kMost},
+                              {0, 2e9, 3, 1, -4, kLeast}, {0, 5, 3, 1, NAN, 0},   {0, 5, 3, 1, INFINITY, kMost},
+                              {kMost, 1, 1, 0, 9, kLeast}};
+    miInteger held;
+    const auto write = [&](const double(&row)[6]) {
+        held = static_cast<miInteger>(row[0]);
+        std::memcpy(&slots[0], &held, sizeof held);
+        const auto value = static_cast<miInteger>(row[1]);
+        const auto mode = static_cast<miUint>(row[2]);
+        const auto flags = static_cast<miCBoolean>(row[3]);
+        const auto weight = static_cast<miScalar>(row[4]);
+        const miBoolean result = library::passWriteInteger(state, &value, &entries[0], &mode, &flags, &weight);
+        std::memcpy(&held, &slots[0], sizeof held);
+        return result;
+    };
     for (const auto& row : rows) {
-        std::memcpy(&slots[0], &row.held, sizeof row.held);
-        slots[0].levelFlags = row.levelFlags;
-        entries[0].flags = row.entryFlags;
-        const auto flags = static_cast<miCBoolean>(row.flags);
-        EXPECT_EQ(library::passWriteInteger(state, &row.value, &entries[0], &row.mode, &flags, &row.weight),
-                  row.levelFlags ? miFALSE : miTRUE);
-        miInteger after;
-        std::memcpy(&after, &slots[0], sizeof after);
-        EXPECT_EQ(after, row.expected) << row.value << " mode " << row.mode << " weight " << row.weight;
+        EXPECT_EQ(write(row), miTRUE);
+        EXPECT_EQ(held, row[5]) << row[1] << " mode " << row[2] << " weight " << row[4];
     }
+    entries[0].flags = 0x8000;
+    EXPECT_EQ(write(rows[0]), miTRUE);
+    EXPECT_EQ(held, 10);
+    entries[0].flags = 0;
+    slots[0].levelFlags = 1;
+    EXPECT_EQ(write(rows[0]), miFALSE);
+    EXPECT_EQ(held, 10);
 }
 
 }  // namespace

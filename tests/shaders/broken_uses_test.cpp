@@ -28,33 +28,25 @@ struct Subject {
 const char* const kSdk = "LumoShaderSDK(): Internal state error.";
 const char* const kEngine = "vexa_shadingengine(): Internal state error.";
 
+/* Lights give their name in lower case. */
+// clang-format off
+#define LIGHT(name, lower, ray, ...) {"lumoVexa" name "Light", ray, "vexa_" lower "light(): Internal state error.", __VA_ARGS__}
 const Subject kSubjects[] = {
-    {"lumoPassCameraDepth", miRAY_EYE, kSdk, {{0, 0}}},
-    {"lumoPassMotionVector2DNormalized", miRAY_EYE, kSdk, {{0, 0}}},
-    {"lumoPassNormal", miRAY_EYE, kSdk, {{0, 0}}},
-    {"lumoPassUV", miRAY_EYE, kSdk, {{0, 0}}},
+    {"lumoPassCameraDepth", miRAY_EYE, kSdk, {{0, 0}}}, {"lumoPassMotionVector2DNormalized", miRAY_EYE, kSdk, {{0, 0}}},
+    {"lumoPassNormal", miRAY_EYE, kSdk, {{0, 0}}}, {"lumoPassUV", miRAY_EYE, kSdk, {{0, 0}}},
     {"lumoPassWorldPosition", miRAY_EYE, kSdk, {{0, 0}, {1, 0}, {2, 0}}},
-    {"lumoVexaWriteToColorBuffer", miRAY_EYE, kSdk, {{0, 0}}},
-    {"lumoVexaWriteToVectorBuffer", miRAY_EYE, kSdk, {{0, 0}}},
-    {"lumoVexaWriteToDepthBuffer", miRAY_EYE, kSdk, {{0, 0}}},
-    {"lumoVexaWriteToLabelBuffer", miRAY_EYE, kSdk, {{0, 0}}},
+    {"lumoVexaWriteToColorBuffer", miRAY_EYE, kSdk, {{0, 0}}}, {"lumoVexaWriteToVectorBuffer", miRAY_EYE, kSdk, {{0, 0}}},
+    {"lumoVexaWriteToDepthBuffer", miRAY_EYE, kSdk, {{0, 0}}}, {"lumoVexaWriteToLabelBuffer", miRAY_EYE, kSdk, {{0, 0}}},
     {"lumoVexaLambert", miRAY_EYE, kSdk, {{0, 1}, {11, 2}, {30, 0}, {48, 3}, {49, 3}}},
-    {"lumoVexaLambert", miRAY_SHADOW, kSdk, {{0, 1}, {30, 0}}},
-    {"lumoVexaSimpleShadingEngine", miRAY_EYE, kEngine, {}},
-    {"lumoVexaRenderTargetShadingEngine", miRAY_EYE, kEngine, {}},
-    {"lumoVexaShadingEngine", miRAY_EYE, kEngine, {{6, 0}, {7, 0}}},
-    {"lumoVexaPointLight", miRAY_LIGHT, "vexa_pointlight(): Internal state error.", {{15, 2}}},
-    {"lumoVexaDirectionalLight", miRAY_LIGHT, "vexa_directionallight(): Internal state error.", {{0, 0}, {15, 2}}},
-    {"lumoVexaDefaultLight", miRAY_LIGHT, "vexa_defaultlight(): Internal state error.", {{0, 0}, {15, 2}}},
-    {"lumoVexaAmbientLight", miRAY_LIGHT, "vexa_ambientlight(): Internal state error.", {{12, 2}}},
-    {"lumoVexaSpotLight", miRAY_LIGHT, "vexa_spotlight(): Internal state error.", {{18, 2}}},
-    {"lumoVexaVolumeLight", miRAY_LIGHT, "vexa_volumelight(): Internal state error.", {{19, 2}}},
-    {"lumoVexaShapeLight", miRAY_LIGHT, "vexa_shapelight(): Internal state error.", {{15, 2}}},
-    {"lumoVexaPointLight", miRAY_EYE, "vexa_pointlight(): Internal state error.", {}},
-    {"lumoVexaShadow", miRAY_SHADOW, nullptr, {}},
-    {"lumoVexaFastShadow", miRAY_SHADOW, nullptr, {}},
-    {"lumoFrameBufferLens", miRAY_EYE, nullptr, {}},
-    {"lumoTraversal", miRAY_EYE, nullptr, {}}};
+    {"lumoVexaLambert", miRAY_SHADOW, kSdk, {{0, 1}, {30, 0}}}, {"lumoVexaShadingEngine", miRAY_EYE, kEngine, {{6, 0}, {7, 0}}},
+    {"lumoVexaSimpleShadingEngine", miRAY_EYE, kEngine, {}}, {"lumoVexaRenderTargetShadingEngine", miRAY_EYE, kEngine, {}},
+    LIGHT("Point", "point", miRAY_LIGHT, {{15, 2}}), LIGHT("Directional", "directional", miRAY_LIGHT, {{0, 0}, {15, 2}}),
+    LIGHT("Default", "default", miRAY_LIGHT, {{0, 0}, {15, 2}}), LIGHT("Ambient", "ambient", miRAY_LIGHT, {{12, 2}}),
+    LIGHT("Spot", "spot", miRAY_LIGHT, {{18, 2}}), LIGHT("Volume", "volume", miRAY_LIGHT, {{19, 2}}),
+    LIGHT("Shape", "shape", miRAY_LIGHT, {{15, 2}}), LIGHT("Point", "point", miRAY_EYE, {}),
+    {"lumoVexaShadow", miRAY_SHADOW, nullptr, {}}, {"lumoVexaFastShadow", miRAY_SHADOW, nullptr, {}},
+    {"lumoFrameBufferLens", miRAY_EYE, nullptr, {}}, {"lumoTraversal", miRAY_EYE, nullptr, {}}};
+// clang-format on
 
 class BrokenUse : public SurfaceTest {
 public:

@@ -25,6 +25,14 @@ RecordWords& FrameBufferTest::addRecord(const std::string& name, int type) {
     return records.emplace_back().name(addBuffer(name));
 }
 
+void FrameBufferTest::open(const std::vector<int>& types, miUint flags) {
+    for (const int type : types) addRecord("pass" + std::to_string(records.size()), type).levels(0, 100, 0, 100);
+    attach();
+    initState();
+    beginSample();
+    for (FrameBufferInfo& each : entries()) each.flags = flags;
+}
+
 std::vector<miUint> FrameBufferTest::blockWords() const {
     std::vector<miUint> words(24, 0);
     words[0] = 0x46427566;

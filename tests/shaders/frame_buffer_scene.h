@@ -42,6 +42,9 @@ protected:
     /* Types must not fall from one record to the next. */
     RecordWords& addRecord(const std::string& name, int type);
 
+    /* Records "pass0", "pass1" ... of these types for all levels, up to the first sample; then all get the flags. */
+    void open(const std::vector<int>& types, miUint flags = 0);
+
     /* The block's words, the arrays' elements behind the fixed part. */
     std::vector<miUint> blockWords() const;
     void attach(const std::vector<miUint>& words) { stage.camera.userdata = renderer().database.addUserdata(words); }
@@ -67,6 +70,10 @@ protected:
     int indexOf(const std::string& name) { return static_cast<int>(renderer().bufferNames.at(name)); }
     miColor buffer(const std::string& name) { return stage.rendering.buffers.value(indexOf(name)).color; }
     bool wasPut(const std::string& name) { return stage.rendering.buffers.wasPut(indexOf(name)); }
+    /* An instance with this pass mask in its parameters. */
+    miTag masked(const std::string& mask) {
+        return renderer().database.addInstance(miNULLTAG, {renderer().database.addString(mask)});
+    }
     void setStage(int bits) { renderer().queries.answer(miQ_STAGE, static_cast<miInteger>(bits)); }
 
     static twin::Renderer& renderer() { return twin::renderer(); }

@@ -13,14 +13,7 @@ using twin::text;
 
 class PassesOfShaders : public FrameBufferTest {
 protected:
-    /* Records of these types; then the first sample begins. */
-    void use(const std::vector<int>& types) {
-        for (const int type : types) addRecord("pass" + std::to_string(records.size()), type);
-        attach();
-        initState();
-        beginSample();
-        stage.placeVexabase();
-    }
+    PassesOfShaders() { stage.placeVexabase(); }
 
     /* From init to exit with one call. */
     miColor run(Block& shader) {
@@ -41,7 +34,7 @@ class PassShaders : public PassesOfShaders {
 protected:
     PassShaders() {
         addPass("pass");
-        use({0});
+        open({0});
     }
 
     miColor pass(const std::string& name, const std::string& parameters = "") {
@@ -54,9 +47,6 @@ protected:
         stage.rendering.buffers.beginSample();
         pass("Coverage", parameters);
         return wasPut("pass");
-    }
-    void setMask(const std::string& mask) {
-        state->instance = renderer().database.addInstance(miNULLTAG, {renderer().database.addString(mask)});
     }
 };
 
@@ -98,14 +88,14 @@ TEST_F(PassShaders, StopBehindSurfacesThatHideThem) {
 }
 
 TEST_F(PassShaders, LeaveObjectsOutOrHoldThemOut) {
-    setMask("2");
+    state->instance = masked("2");
     EXPECT_TRUE(writes("contribution 1"));
     EXPECT_FALSE(writes("contribution 5")) << "the mask ends before";
     renderer().queries.answer(miQ_PRI_ASSEMBLY_INST_TAG, state->instance);
-    setMask("f");
+    state->instance = masked("f");
     EXPECT_FALSE(writes()) << "an assembly speaks for what it holds";
     renderer().queries.forget(miQ_PRI_ASSEMBLY_INST_TAG);
-    setMask("0");
+    state->instance = masked("0");
     const int calls = renderer().tracing.continued.calls();
     miColor filled = {9, 8, 7, 6};
     mi_fb_put(state, indexOf("pass"), &filled);
@@ -117,7 +107,7 @@ TEST_F(PassShaders, LeaveObjectsOutOrHoldThemOut) {
         EXPECT_EQ(frame().flags, 1u | 8u);
         EXPECT_EQ(entries().size(), 0u);
         const miState saved = *front;
-        setMask("f");
+        state->instance = masked("f");
         state->point = {1, 2, 3};
         pass("WorldPosition");
         *front = saved;
@@ -182,10 +172,8 @@ protected:
                 "passWriteMode 3, passWriteFlags 1, passWriteWeight .5, input .25 .5 2 1, max 1 1 1 1, min 0 0 0 0"};
     miColor given = {.25f, .5f, 2, 1};
 
-    void use(const std::vector<int>& types) {
-        PassesOfShaders::use(types);
-        state->reflection_level = state->refraction_level = 1;
-    }
+    ColorNodePasses() { state->reflection_level = state->refraction_level = 1; }
+
     miColor run(miInteger mode) {
         clamp.at<miInteger>("passMode") = mode;
         return PassesOfShaders::run(clamp);
@@ -204,7 +192,7 @@ protected:
 };
 
 TEST_F(ColorNodePasses, AreOperatedOnClearedOrWrittenByMode) {
-    use({0, 0, 5, 30, 34});
+    open({0, 0, 5, 30, 34});
     // Settings are evaluated with no buffers to write to.
     miColor black = {0, 0, 0, 0};
     clamp.connect("min", [&](miState*) -> void* { return entries().empty() ? &black : nullptr; });
@@ -226,7 +214,7 @@ TEST_F(ColorNodePasses, AreOperatedOnClearedOrWrittenByMode) {
 }
 
 TEST_F(ColorNodePasses, AreLeftAloneWhereThereIsNothingToWrite) {
-    use({0, 5});
+    open({0, 5});
     fill();
     const auto flip = [&](miUint flag) {
         for (std::size_t i = 0; i < 2; ++i) publishedEntries()[i].flags ^= flag;
@@ -249,7 +237,7 @@ TEST_F(ColorNodePasses, AreLeftAloneWhereThereIsNothingToWrite) {
 
 /* More records than go on the stack; without memory for them the passes keep what the inputs wrote. */
 TEST_F(ColorNodePasses, AreManyOnTheHeap) {
-    use(std::vector<int>(1500, 5));
+    open(std::vector<int>(1500, 5));
     connectMaterial();
     for (const bool fails : {false, true}) {
         for (std::size_t i = 0; i < 1500; ++i) contribution(i, 2) = {0, 0, 0, 0};
@@ -266,7 +254,7 @@ TEST_F(ColorNodePasses, AreManyOnTheHeap) {
 /* A beauty record in front, so that the first user buffer is not the first entry. */
 class Writers : public PassesOfShaders {
 protected:
-    Writers() { use({0, 30, 30, 33}); }
+    Writers() { open({0, 30, 30, 33}); }
 
     miColor write(const std::string& kind, const std::string& parameters, miColor held) {
         Block shader("lumoVexaWriteTo" + kind + "Buffer", parameters);
