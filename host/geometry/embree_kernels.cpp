@@ -148,6 +148,7 @@ EmbreeKernels::Geometry EmbreeKernels::newTriangles(const Mesh& mesh, const Flat
                                3 * sizeof(std::uint32_t), mesh.triangles());
     for (unsigned step = 0; step < steps; ++step)
         setPositions(triangles.get(), step, step == 0 ? mesh.positions : mesh.laterPositions[step - 1], bakedFor);
+    rtcSetGeometryMask(triangles.get(), ~0U);  // instances choose; the default of version 4 is one bit
     rtcCommitGeometry(triangles.get());
     return triangles;
 }
