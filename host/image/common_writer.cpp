@@ -151,7 +151,8 @@ void writeCommon(const std::filesystem::path& path, const std::string& name, con
     // The pixels as the file wants them: rows from the top, straight or multiplied alpha, display gamma.
     const int channels = channelsInFile(format, pixel), depth = depthInFile(format, pixel);
     const bool gamma = pixel.color && file.gamma > 0 && file.gamma != 1;
-    std::vector<float> image = fullImage(layer, window, channels, true);
+    std::vector<float> image =
+        fullImage(layer.type, depth < 32 ? layer.shownPixels() : layer.pixels, window, channels, true);
     encode(image, {channels, depth < 32, layer.type == miIMG_TYPE_N, gamma, format.straight, 1 / file.gamma},
            window.fullHeight);
 

@@ -58,8 +58,8 @@ Place placeOf(const DataWindow& window, const Grid& grid) {
 LayerImage resized(const LayerImage& layer, int width, int height) {
     LayerImage result{layer.name, layer.type, width, height, {}, {}};
     if (!pixelFormat(layer.type).integer) {
-        result.pixels =
-            resizeByArea(layer.pixels, layer.width, layer.height, pixelFormat(layer.type).channels, width, height);
+        result.pixels = resizeByArea(layer.shownPixels(), layer.width, layer.height, pixelFormat(layer.type).channels,
+                                     width, height);
         return result;
     }
     for (int y = 0; y < height; ++y)

@@ -107,15 +107,15 @@ ValueRange valueRange(const LayerImage& layer) {
 RgbImage displayImage(const LayerImage& layer, const ValueRange& range) {
     const Look look = lookOf(layer.type);
     const int channels = pixelFormat(layer.type).channels;
+    const std::vector<float>& pixels = layer.shownPixels();
     RgbImage image(layer.width, layer.height, {0, 0, 0});
     tbb::parallel_for(0, layer.height, [&](int y) {
         const std::size_t row = static_cast<std::size_t>(layer.height - 1 - y) * static_cast<std::size_t>(layer.width);
         for (int x = 0; x < layer.width; ++x) {
             const std::size_t index = row + static_cast<std::size_t>(x);
-            image.at(x, y) =
-                look == Look::Label
-                    ? labelColor(layer.labels[index])
-                    : shownPixel(look, &layer.pixels[index * static_cast<std::size_t>(channels)], channels, range);
+            image.at(x, y) = look == Look::Label ? labelColor(layer.labels[index])
+                                                 : shownPixel(look, &pixels[index * static_cast<std::size_t>(channels)],
+                                                              channels, range);
         }
     });
     return image;

@@ -15,11 +15,12 @@ void spread(const float* source, int from, float* target, int to) {
 
 }  // namespace
 
-std::vector<float> fullImage(const LayerImage& layer, const DataWindow& window, int channels, bool fromTop) {
-    const int from = pixelFormat(layer.type).channels;
+std::vector<float> fullImage(miImg_type type, const std::vector<float>& pixels, const DataWindow& window, int channels,
+                             bool fromTop) {
+    const int from = pixelFormat(type).channels;
     const auto fullWidth = static_cast<std::size_t>(window.fullWidth), to = static_cast<std::size_t>(channels);
     std::vector<float> image(fullWidth * static_cast<std::size_t>(window.fullHeight) * to, 0.0f);
-    const float* source = layer.pixels.data();
+    const float* source = pixels.data();
     for (int row = 0; row < window.height; ++row) {
         const int fullRow = fromTop ? window.fullHeight - 1 - window.y0 - row : window.y0 + row;
         const std::size_t first = static_cast<std::size_t>(fullRow) * fullWidth + static_cast<std::size_t>(window.x0);

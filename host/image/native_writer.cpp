@@ -120,7 +120,7 @@ void writeNative(const std::filesystem::path& path, const std::string& name, con
     putHeader(bytes, magic, window);
     if (format.integer)
         putLabels(bytes, layer, window);
-    else if (const auto pixels = fullImage(layer, window, format.channels, false); name == "bit")
+    else if (const auto pixels = fullImage(layer.type, layer.pixels, window, format.channels, false); name == "bit")
         putBits(bytes, pixels, window.fullWidth);
     else
         putValues(bytes, format, magic, pixels);

@@ -86,6 +86,21 @@ SampleValue automaticValue(AutomaticValue kind, const miState& state) {
     return value;
 }
 
+/// The picture, as far as it is colors that are filtered.
+bool isShown(const BufferLayout& layout, std::size_t slot) {
+    const BufferSlot& it = layout.slots[slot];
+    return static_cast<int>(slot) == layout.primary && it.shaderIndex == 0 && it.format.color && !it.format.integer &&
+           it.description.filtering;
+}
+
+void endAtWhite(SampleValue& value) {
+    float channels[4];
+    std::memcpy(channels, value.words, sizeof channels);
+    for (float& channel : channels)
+        if (channel > 1 && std::isfinite(channel)) channel = 1;
+    std::memcpy(value.words, channels, sizeof channels);
+}
+
 bool untouched(const SampleValue& value) {
     return (value.words[0] | value.words[1] | value.words[2] | value.words[3]) == 0;
 }
@@ -115,15 +130,23 @@ BufferLayout makeBufferLayout(const FrameBufferSet* set, const CameraDetail* cam
     return layout;
 }
 
-TileBuffers::TileBuffers(const BufferLayout& layout) : sums_(layout.slots.size()) {
-    for (const BufferSlot& slot : layout.slots) {
+TileBuffers::TileBuffers(const BufferLayout& layout) {
+    for (std::size_t i = 0; i < layout.slots.size(); ++i) {
+        const BufferSlot& slot = layout.slots[i];
         const PixelFormat& format = slot.format;
         const bool filtered = slot.description.filtering && !format.integer;
         Plane& plane = planes_.emplace_back(Plane{slot.shaderIndex, format.integer ? 1 : format.channels, filtered,
                                                   format.integer, format.channels == 1, slot.automatic});
+        plane.image = i;
         plane.sumsValues = filtered && slot.shaderIndex > 0 && slot.automatic == AutomaticValue::None;
         if (format.color) std::fill_n(plane.exponents, format.channels, kExponent);
     }
+    if (isShown(layout, static_cast<std::size_t>(layout.primary))) {
+        Plane plane = planes_[static_cast<std::size_t>(layout.primary)];
+        plane.shown = true;
+        planes_.push_back(plane);
+    }
+    sums_.resize(planes_.size());
 }
 
 void TileBuffers::start(int width, int height) {
@@ -163,6 +186,7 @@ void TileBuffers::add(const miColor& result, const miState& state, const std::ve
             primary = automaticValue(plane.automatic, state);
             value = &primary;
         }
+        if (plane.shown) endAtWhite(primary);
         Sum& sum = sums_[i];
         if (plane.filtered) {
             addFiltered(plane, sum, *value);
@@ -212,10 +236,11 @@ void TileBuffers::endPixel(int x, int y) {
 void TileBuffers::finish(int x0, int y0, std::vector<LayerImage>& images) const {
     for (std::size_t i = 0; i < planes_.size(); ++i) {
         const Plane& plane = planes_[i];
-        LayerImage& image = images[i];
+        LayerImage& image = images[plane.image];
         const auto channels = static_cast<std::size_t>(plane.channels);
         const std::size_t words = static_cast<std::size_t>(width_) * channels;
-        void* pixels = plane.integer ? static_cast<void*>(image.labels.data()) : image.pixels.data();
+        void* pixels =
+            plane.integer ? static_cast<void*>(image.labels.data()) : (plane.shown ? image.shown : image.pixels).data();
         for (int y = 0; y < height_; ++y) {
             const auto target =
                 static_cast<std::size_t>(y0 + y) * static_cast<std::size_t>(image.width) + static_cast<std::size_t>(x0);
@@ -245,7 +270,8 @@ void fillOnLargePages(std::vector<T>& values, std::size_t count) {
 std::vector<LayerImage> makeImages(const BufferLayout& layout, const DataWindow& window) {
     std::vector<LayerImage> images;
     const auto pixels = static_cast<std::size_t>(window.width) * static_cast<std::size_t>(window.height);
-    for (const BufferSlot& slot : layout.slots) {
+    for (std::size_t i = 0; i < layout.slots.size(); ++i) {
+        const BufferSlot& slot = layout.slots[i];
         LayerImage& image = images.emplace_back();
         image.name = slot.description.name;
         image.type = slot.description.datatype;
@@ -255,6 +281,7 @@ std::vector<LayerImage> makeImages(const BufferLayout& layout, const DataWindow&
             fillOnLargePages(image.labels, pixels);
         else
             fillOnLargePages(image.pixels, pixels * static_cast<std::size_t>(slot.format.channels));
+        if (isShown(layout, i)) fillOnLargePages(image.shown, image.pixels.size());
     }
     return images;
 }

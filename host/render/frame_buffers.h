@@ -62,6 +62,8 @@ private:
         bool sumsValues = false;                      ///< filtered, and nothing but what shaders put
         alignas(16) std::uint32_t exponents[4] = {};  ///< bits by channel that tell whether a color is finite
         std::size_t first = 0;                        ///< its words in pixels_
+        std::size_t image = 0;                        ///< that it belongs to
+        bool shown = false;                           ///< samples end at white: LayerImage::shown
     };
     /// The pixel that is being sampled.
     struct Sum {
