@@ -2,7 +2,7 @@
 
 import math
 
-from .mesh import Mesh, catmull_clark, subtract, voxels
+from .mesh import Mesh, catmull_clark, relaxed, subtract, voxels
 
 
 def box(xs, ys, zs):
@@ -16,7 +16,7 @@ def dog():
     cells |= {(-1, 3, 1), (-1, 4, 1)}                                # tail
     cells |= {(4, 4, 1)} | box((4, 5), (5, 6), range(3))             # neck and head
     cells |= {(6, 5, 1), (4, 7, 0), (4, 7, 2)}                       # snout, ears
-    mesh = catmull_clark(voxels(cells), 2)
+    mesh = catmull_clark(relaxed(catmull_clark(voxels(cells), 1), 8), 1)
     low = min(p[1] for p in mesh.points)
     return mesh.map(lambda p: (p[0] - 2.5, p[1] - low, p[2] - 1.5))
 
