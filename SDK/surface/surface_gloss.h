@@ -4,7 +4,8 @@
  *   struct TheParameters { LambertParameters surface; GlossParameters gloss; ...its own };
  *   a helper that derives from GlossHelper<TheParameters> and has
  *       void shapeLobe(const SurfacePoint&, ReflectionSettings&) const    how its mirror blurs
- *   a component for its highlight, and GlossySurface<TheParameters, TheHelper, TheSpecularComponent>.
+ *   a component for its highlight, as a rule one for its mirror (that of the helper's lobe and reflectivity), and
+ *   GlossySurface<TheParameters, TheHelper, TheSpecularComponent, TheReflectionComponent>.
  */
 #pragma once
 
@@ -86,11 +87,11 @@ struct Highlight {
 };
 
 template <class P, class H, template <class, class> class Specular,
+          template <class, class> class Reflection = DefaultSpecularReflectionComponent,
           template <class, class> class DiffuseMaterialColor = DefaultDiffuseMaterialColorComponent,
           template <class, class> class Scatter = DefaultScatterComponent>
-using GlossySurface =
-    Surface<P, SurfaceShaderReturnType, H, DefaultAmbientMaterialColorComponent<P, H>, DefaultAmbientComponent<P, H>,
-            DiffuseMaterialColor<P, H>, DefaultDiffuseComponent<P, H>, Specular<P, H>,
-            DefaultSpecularReflectionComponent<P, H>, DefaultRefractionComponent<P, H>, Scatter<P, H>>;
+using GlossySurface = Surface<P, SurfaceShaderReturnType, H, DefaultAmbientMaterialColorComponent<P, H>,
+                              DefaultAmbientComponent<P, H>, DiffuseMaterialColor<P, H>, DefaultDiffuseComponent<P, H>,
+                              Specular<P, H>, Reflection<P, H>, DefaultRefractionComponent<P, H>, Scatter<P, H>>;
 
 }  // namespace lumo

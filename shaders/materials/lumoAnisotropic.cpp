@@ -108,7 +108,14 @@ struct AnisotropicSpecularComponent : StatelessComponent {
     }
 };
 
-using Anisotropic = GlossySurface<AnisotropicParameters, AnisotropicShaderHelper, AnisotropicSpecularComponent>;
+/* The mirror of the grain: blurred it is longer one way than the other. */
+template <class P, class H>
+struct AnisotropicReflectionComponent : DefaultSpecularReflectionComponent<P, H> {
+    using DefaultSpecularReflectionComponent<P, H>::DefaultSpecularReflectionComponent;
+};
+
+using Anisotropic = GlossySurface<AnisotropicParameters, AnisotropicShaderHelper, AnisotropicSpecularComponent,
+                                  AnisotropicReflectionComponent>;
 
 }  // namespace
 

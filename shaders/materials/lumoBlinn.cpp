@@ -33,7 +33,13 @@ struct BlinnSpecularComponent : StatelessComponent {
     }
 };
 
-using Blinn = GlossySurface<BlinnParameters, BlinnShaderHelper, BlinnSpecularComponent>;
+/* The mirror of the facets: blurred it is as wide as their highlight. */
+template <class P, class H>
+struct BlinnReflectionComponent : DefaultSpecularReflectionComponent<P, H> {
+    using DefaultSpecularReflectionComponent<P, H>::DefaultSpecularReflectionComponent;
+};
+
+using Blinn = GlossySurface<BlinnParameters, BlinnShaderHelper, BlinnSpecularComponent, BlinnReflectionComponent>;
 
 }  // namespace
 

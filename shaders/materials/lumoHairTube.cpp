@@ -137,8 +137,15 @@ struct HairTubeScatterComponent : DefaultScatterComponent<P, H> {
     }
 };
 
-using HairTube = GlossySurface<HairTubeShaderParameters, HairTubeShaderHelper, HairTubeSpecularComponent,
-                               HairTubeDiffuseMaterialColorComponent, HairTubeScatterComponent>;
+/* The mirror of a tube, as far as the tube is there. */
+template <class P, class H>
+struct HairTubeReflectionComponent : DefaultSpecularReflectionComponent<P, H> {
+    using DefaultSpecularReflectionComponent<P, H>::DefaultSpecularReflectionComponent;
+};
+
+using HairTube =
+    GlossySurface<HairTubeShaderParameters, HairTubeShaderHelper, HairTubeSpecularComponent,
+                  HairTubeReflectionComponent, HairTubeDiffuseMaterialColorComponent, HairTubeScatterComponent>;
 
 }  // namespace
 
