@@ -61,13 +61,17 @@ bool callFunction(ThreadContext& context, miState* state, FunctionRuntime& runti
     return ok;
 }
 
-EvaluatedParameter* remembered(CallFrame& frame, const void* parameter) {
+EvaluatedParameter* remembered(CallFrame& frame, const void* address) {
     for (std::uint32_t i = 0; i < frame.evaluatedCount; ++i)
-        if (frame.evaluated[i].address == parameter) return &frame.evaluated[i];
+        if (frame.evaluated[i].address == address) return &frame.evaluated[i];
     return nullptr;
 }
 
-EvaluatedParameter& remember(ThreadContext& context, CallFrame& frame, const void* parameter, std::size_t size) {
+void remember(ThreadContext& context, CallFrame& frame, const void* address, void* value) {
+    if (EvaluatedParameter* known = remembered(frame, address)) {
+        known->value = value;
+        return;
+    }
     if (frame.evaluatedCount == frame.evaluatedCapacity) {
         const std::uint32_t capacity = std::max(8U, 2 * frame.evaluatedCapacity);
         auto* grown = context.arena.allocateArray<EvaluatedParameter>(capacity);
@@ -75,9 +79,7 @@ EvaluatedParameter& remember(ThreadContext& context, CallFrame& frame, const voi
         frame.evaluated = grown;
         frame.evaluatedCapacity = capacity;
     }
-    EvaluatedParameter& entry = frame.evaluated[frame.evaluatedCount++];
-    entry = {parameter, context.arena.allocate(size)};
-    return entry;
+    frame.evaluated[frame.evaluatedCount++] = {address, value};
 }
 
 FunctionRuntime* runtimeOf(const ThreadContext& context, miTag function) {
@@ -110,24 +112,23 @@ void* evaluateParameter(miState* state, void* parameter, bool again) {
     FunctionRuntime* runtime = runtimeOf(context, miGhostTag(state, parameter));
     if (!runtime) return parameter;
     // A member connection evaluates its source and picks the member.
-    std::size_t offset = 0;
-    if (runtime->member) {
-        offset = runtime->member->offset;
-        runtime = runtimeOf(context, runtime->member->source);
-        if (!runtime) return parameter;
+    const MemberConnection* member = runtime->member;
+    if (member && !(runtime = runtimeOf(context, member->source))) return parameter;
+    const std::size_t offset = member ? member->offset : 0;
+
+    // Members of one result are of one call: a surface is not shaded once for each. So whole results are remembered, too,
+    // by the shader that gave them.
+    const EvaluatedParameter* known = member && !again ? remembered(frame, runtime) : nullptr;
+    std::byte* result = known ? static_cast<std::byte*>(known->value) : nullptr;
+    if (!result) {
+        result = entry ? static_cast<std::byte*>(entry->value) - offset
+                       : static_cast<std::byte*>(context.arena.allocate(runtime->resultSize));
+        std::memset(result, 0, runtime->resultSize);
+        callFunction(context, state, *runtime, miSHADER_TEXTURE, result, nullptr, false, true);
+        remember(context, frame, runtime, result);
     }
-
-    if (!entry)
-        entry = &remember(context, frame, parameter, runtime->resultSize);
-    else
-        entry->value = static_cast<std::byte*>(entry->value) - offset;
-    void* value = entry->value;
-    std::memset(value, 0, runtime->resultSize);
-    callFunction(context, state, *runtime, miSHADER_TEXTURE, value, nullptr, false, true);
-
-    void* picked = static_cast<std::byte*>(value) + offset;
-    entry->value = picked;
-    return picked;
+    if (!entry) remember(context, frame, parameter, result + offset);
+    return result + offset;
 }
 
 void runStateShaders(ThreadContext& context, miState_shader_op operation, miColor* result, bool shaderReturn) {
