@@ -16,6 +16,8 @@ constexpr miColor operator*(const miColor& a, miScalar s) { return {a.r * s, a.g
 constexpr miColor operator/(const miColor& a, miScalar s) { return {a.r / s, a.g / s, a.b / s, a.a / s}; }
 constexpr miColor operator-(miScalar s, const miColor& a) { return {s - a.r, s - a.g, s - a.b, s - a.a}; }
 
+constexpr miColor withAlphaOne(const miColor& c) { return {c.r, c.g, c.b, 1}; }
+
 constexpr bool isExactlyZero(const miColor& c) { return c.r == 0 && c.g == 0 && c.b == 0 && c.a == 0; }
 
 constexpr miScalar luminance(const miColor& c) { return 0.3f * c.r + 0.59f * c.g + 0.11f * c.b; }

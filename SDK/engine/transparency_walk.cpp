@@ -71,6 +71,14 @@ miScalar over(miScalar front, miScalar opacity, miScalar back) {
     return opacity == 0 && front == 0 ? back : front + (1 - opacity) * back;
 }
 
+/* A value of the scene's own is not lessened by the surface's transparency, as its light is: it counts for the part of
+ * the surface that hides what lies behind. */
+miScalar visible(miScalar value, miScalar opacity) { return opacity == 1 ? value : opacity == 0 ? 0 : value * opacity; }
+
+miColor visible(const miColor& value, const miColor& o) {
+    return {visible(value.r, o.r), visible(value.g, o.g), visible(value.b, o.b), value.a};
+}
+
 miColor over(const miColor& front, const miColor& o, const miColor& back, miScalar alpha) {
     return {over(front.r, o.r, back.r), over(front.g, o.g, back.g), over(front.b, o.b, back.b), alpha};
 }
@@ -78,12 +86,15 @@ miColor over(const miColor& front, const miColor& o, const miColor& back, miScal
 /* Puts the surface back, over what was traced behind it. Alphas are added whole, whatever the opacity: sample exit
  * limits those that compositing needs, and what writes its own alpha relies on the sum. */
 void merge(const LevelSlots& slots, const SavedSlot* saved, const WalkSettings& walk) {
+    const std::span user = slots.buffers().ofType(kPassUser);
     for (const FrameBufferInfo& entry : slots.entries()) {
         FrameBufferSlot& slot = slots.of(entry);
         const SavedSlot& front = *saved++;
         slot.levelFlags = front.levelFlags;
         const miColor o = opacityIn(entry, front, walk);
-        slot.color = over(front.color, o, slot.color, front.color.a + slot.color.a);
+        const bool isValue = contains(user, entry) && !(front.levelFlags & kLevelFiltered);
+        const miColor color = isValue ? visible(front.color, o) : front.color;
+        slot.color = over(color, o, slot.color, color.a + slot.color.a);
         slot.transparency = over(o, o, slot.transparency, slot.transparency.a + o.a);
     }
 }

@@ -1,6 +1,7 @@
 /* Access to shader parameters. */
 #pragma once
 
+#include <algorithm>
 #include <cstring>
 #include <type_traits>
 
@@ -66,13 +67,33 @@ protected:
         return *static_cast<const T*>(result ? result : address);
     }
 
-    /* A parameter's ghost is a tag that lies at the same offset from every parameter of the running function. */
-    bool isConnectedAddress(const void* address) const {
+    /* The shader that a parameter is connected to, null when there is none. A parameter's ghost is a tag that lies at
+     * the same offset from every parameter of the running function. */
+    miTag connection(const void* address) const {
         const miFunction* function = state_->shader;
-        if (!function || function->has_connections != 1) return false;
+        if (!function || function->has_connections != 1) return miNULLTAG;
         miTag ghost;
         std::memcpy(&ghost, static_cast<const char*>(address) + function->ghost_offs, sizeof ghost);
-        return ghost != miNULLTAG && ghost != miPARAMTAG;
+        return ghost == miPARAMTAG ? miNULLTAG : ghost;
+    }
+    bool isConnectedAddress(const void* address) const { return connection(address) != miNULLTAG; }
+
+    /* All that the shader behind a color parameter gives, as far as its result goes; the rest of `record` stays as it
+     * is. Returns the size of the result in bytes, `unknown` where the renderer does not tell, and 0 without a result:
+     * then the record begins with the stored color. */
+    template <class Record>
+    miInteger evaluateRecord(miColor* address, miInteger unknown, Record& record) const {
+        constexpr miInteger kWhole = sizeof record;
+        const miTag shader = connection(address);
+        const void* result = shader != miNULLTAG ? mi_phen_eval(state_, address) : nullptr;
+        if (!result) {
+            std::memcpy(&record, address, sizeof *address);
+            return 0;
+        }
+        miInteger size = unknown;
+        mi_query(miQ_FUNC_RESULT_SIZE, state_, shader, &size);
+        std::memcpy(&record, result, static_cast<std::size_t>(std::clamp(size, 0, kWhole)));
+        return size;
     }
 
     /* For helpers that know a part of the block; values must go through evaluated(). */

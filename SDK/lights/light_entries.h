@@ -13,8 +13,6 @@ inline std::span<FrameBufferInfo> entriesOf(miUint count, FrameBufferInfo* entri
     return entries ? std::span<FrameBufferInfo>(entries, count) : std::span<FrameBufferInfo>();
 }
 
-constexpr miColor withAlphaOne(const miColor& c) { return {c.r, c.g, c.b, 1}; }
-
 /* An entry that the current light does not contribute to has no light, but alpha. */
 inline constexpr miColor kNoLight = {0, 0, 0, 1};
 

@@ -11,8 +11,10 @@
  * A node with several inputs gets them one after the other, as shaders/nodes/lumoBlend.cpp does:
  *       bool evaluateInputs(in, int index, record);        returns whether more follow
  *       void compute(OperationRecord& record) const;       adds the input to the output
- * One whose result is a surface says what it lets through when it is its own shadow shader:
+ * One whose result is a surface says what it lets through when it is its own shadow shader, and may treat passes that
+ * hold no light in another way than the color:
  *       void castShadow(const OperationInputs<TheParameters>& in, miColor* light, Vexabase& record);
+ *       void computePass(PassContent content, OperationRecord& record) const;
  *
  * In pass mode 1 the slots of the passes are emptied, the inputs' shaders write into them, and what they wrote goes
  * through `compute`, slot by slot, as the colors themselves do. So it is for inputs that are materials.
@@ -23,6 +25,7 @@
 #include "SDK/framework/renderer_access.h"
 #include "SDK/passes/level_filters.h"
 #include "SDK/framework/shader_object.h"
+#include "SDK/surface/surface_result.h"
 
 #include <memory>
 
@@ -35,6 +38,10 @@ enum PassMode : miInteger {
     kPassesReplaced = 3   /* the same, and the result goes into the beauty passes */
 };
 
+/* What a pass holds: light, or a number that belongs to it; what surfaces let through; values of the scene's own that
+ * are weighted by the opacity of the surfaces. */
+enum class PassContent { kLight, kTransparency, kUserValue };
+
 /* A color, or what a pass holds of it, on its way through an operation. */
 struct OperationRecord {
     miColor input = kBlack;
@@ -43,7 +50,9 @@ struct OperationRecord {
     miColor auxiliaryOutput = kBlack;
 };
 
-/* Parameters of one call. Shaders that are connected to a setting must not write passes, those of input colors may. */
+/* Parameters of one call. Shaders that are connected to a setting must not write passes, those of input colors may: for
+ * these a renderer must not give what it kept of an earlier call, which may have written nothing, or for another input.
+ */
 template <class P>
 class OperationInputs : public ShaderHelper<P> {
 public:
@@ -52,6 +61,7 @@ public:
 
     template <ParameterValue T>
     T input(T P::* member) const {
+        forgetEarlierCalls();
         return (*this)(member);
     }
 
@@ -61,17 +71,18 @@ public:
         return (*this)(member);
     }
 
-    /* Of element `index` of an array of records. */
-    template <class Record, ParameterValue T>
-    T input(miInteger P::* start, Record (P::*array)[1], int index, T Record::* member) const {
-        Record* first = this->block()->*array;
-        return this->evaluated(&(first[(*this)(start) + index].*member));
+    /* Of element `index` of an array of records: a color with all else that its shader gives, and the size of that. */
+    template <class Record, class Result>
+    miInteger input(miInteger P::* start, Record (P::*array)[1], int index, miColor Record::* member,
+                    Result& result) const {
+        forgetEarlierCalls();
+        return this->evaluateRecord(addressOf(start, array, index, member), sizeof(miColor), result);
     }
 
     template <class Record, ParameterValue T>
     T setting(miInteger P::* start, Record (P::*array)[1], int index, T Record::* member) const {
         const InUseGuard closed(entries_);
-        return input(start, array, index, member);
+        return this->evaluated(addressOf(start, array, index, member));
     }
 
     /* For settings that are read as a group by a function: function(state, address). */
@@ -82,6 +93,16 @@ public:
     }
 
 private:
+    void forgetEarlierCalls() const {
+        if (!entries_.empty()) mi_flush_cache(this->state());
+    }
+
+    template <class Record, class T>
+    T* addressOf(miInteger P::* start, Record (P::*array)[1], int index, T Record::* member) const {
+        Record* first = this->block()->*array;
+        return &(first[(*this)(start) + index].*member);
+    }
+
     const std::span<FrameBufferInfo> entries_;
 };
 
@@ -94,6 +115,8 @@ template <class Computation>
 struct OperationSteps {
     static constexpr bool kOneInput =
         requires(const Computation& c, const miColor& color) { miColor(c.compute(color)); };
+    static constexpr bool kKnowsContents =
+        requires(const Computation& c, OperationRecord& record) { c.computePass(PassContent::kLight, record); };
 
     template <class P>
     static bool evaluateInputs(Computation& c, const OperationInputs<P>& in, int index, OperationRecord& record) {
@@ -105,7 +128,9 @@ struct OperationSteps {
         }
     }
 
-    static void compute(const Computation& c, OperationRecord& record) {
+    static void compute(const Computation& c, OperationRecord& record, PassContent content = PassContent::kLight) {
+        if constexpr (kKnowsContents)
+            if (content != PassContent::kLight) return c.computePass(content, record);
         if constexpr (kOneInput) {
             record.output = c.compute(record.input);
             record.auxiliaryOutput = record.auxiliaryInput;
@@ -116,10 +141,10 @@ struct OperationSteps {
 
     /* What the inputs' shaders left in a slot goes through the operation. The second color has a meaning only where
      * inputs are added up. */
-    static void harvest(const Computation& c, FrameBufferSlot& slot, OperationRecord& record) {
+    static void harvest(const Computation& c, FrameBufferSlot& slot, PassContent content, OperationRecord& record) {
         record.input = slot.contribution;
         record.auxiliaryInput = kOneInput ? kBlack : slot.color;
-        compute(c, record);
+        compute(c, record, content);
         slot.contribution = slot.color = kBlack;
     }
 };
@@ -154,7 +179,7 @@ public:
             operate(computation, in, record);
         computation.storeResult(*result, record);
         if (mode == kPassesCleared || mode == kPassesReplaced) clearPasses(slots);
-        if (mode == kPassesReplaced) writeBeauty(state, buffers, record.output);
+        if (mode == kPassesReplaced) writePasses(state, buffers, *result, record.output);
         return miTRUE;
     }
 
@@ -192,14 +217,25 @@ private:
         for (int index = 0; more; ++index) {
             more = Steps::evaluateInputs(computation, in, index, record);
             Steps::compute(computation, record);
-            forEachPass(slots,
-                        [&](FrameBufferSlot& slot, std::size_t i) { Steps::harvest(computation, slot, records[i]); });
+            forEachPass(slots, [&](FrameBufferSlot& slot, std::size_t i) {
+                Steps::harvest(computation, slot, contentOf(slots, i), records[i]);
+            });
         }
         forEachPass(slots, [&](FrameBufferSlot& slot, std::size_t i) {
             slot.contribution = records[i].output;
             slot.color = records[i].auxiliaryOutput;
         });
         return true;
+    }
+
+    static PassContent contentOf(const LevelSlots& slots, std::size_t i) {
+        if constexpr (!Steps::kKnowsContents) return PassContent::kLight;
+        const FrameBufferInfo& entry = slots.entries()[i];
+        if (slots.of(entry).levelFlags & kLevelFiltered) return PassContent::kLight;
+        if (contains(slots.buffers().ofType(kPassTransparency), entry)) return PassContent::kTransparency;
+        const bool composites = entry.flags & kEntryComposited;
+        return composites && contains(slots.buffers().ofType(kPassUser), entry) ? PassContent::kUserValue
+                                                                                : PassContent::kLight;
     }
 
     static void clearPasses(const LevelSlots& slots) {
@@ -216,11 +252,23 @@ private:
         }
     }
 
-    void writeBeauty(miState* state, const FrameBuffers& buffers, const miColor& color) const {
-        for (const miUint type : {kPassBeauty, kPassBeautyNoShadow})
-            for (FrameBufferInfo& entry : buffers.ofType(type))
-                passWriteColor(state, &color, &entry, &this->passWriteMode, this->passWriteFlagByte(),
-                               &this->passWriteWeight, nullptr, nullptr);
+    void write(miState* state, const FrameBuffers& buffers, PassType type, const miColor& color) const {
+        for (FrameBufferInfo& entry : buffers.ofType(type))
+            passWriteColor(state, &color, &entry, &this->passWriteMode, this->passWriteFlagByte(),
+                           &this->passWriteWeight, nullptr, nullptr);
+    }
+
+    /* A surface shines by itself: its passes add up to the beauty passes as those of a material do. */
+    void writePasses(miState* state, const FrameBuffers& buffers, const Result& result, const miColor& output) const {
+        miColor beauty = output;
+        if constexpr (std::is_same_v<Result, SurfaceShaderReturnType>) {
+            beauty.a = luminance(matteOf(result));
+            write(state, buffers, kPassIncandescence, withAlphaOne(output));
+            write(state, buffers, kPassTransparency, withAlphaOne(result.transparency));
+            write(state, buffers, kPassGlow, withAlphaOne(result.glowColor));
+        }
+        write(state, buffers, kPassBeauty, beauty);
+        write(state, buffers, kPassBeautyNoShadow, beauty);
     }
 };
 

@@ -36,6 +36,11 @@ struct FrameBuffers {
     }
 };
 
+/* Whether an entry is one of these, which stand next to each other in the same array. */
+inline bool contains(std::span<FrameBufferInfo> entries, const FrameBufferInfo& entry) {
+    return !entries.empty() && &entry >= &entries.front() && &entry <= &entries.back();
+}
+
 /* As published, without asking for the stage: for callers who know it. */
 FrameBuffers publishedFrameBuffers(miState* state);
 FrameBufferState* publishedFrameBufferState(miState* state);

@@ -70,6 +70,7 @@ public:
 
         miColor weight = settings_.transparency * channels * absorption(passage.inside);
         weight.a = channels.a;
+        weighUserValues(1 - settings_.transparency * channels);
         const HitScope hit(state_);
         enter(passage, media);
         const RayBundle bundle = {passage.kind, passage.dir, passage.side, Lobe{.blur = settings_.refractionBlur},
@@ -79,6 +80,16 @@ public:
     }
 
 private:
+    /* What the ray adds to values of the scene's own comes in place of the part of the surface's value that shows it. */
+    void weighUserValues(const miColor& opacity) const {
+        for (const FrameBufferInfo& entry : buffers_.ofType(kPassUser)) {
+            FrameBufferSlot* slot = currentSlot(entry, state_);
+            if (!slot || !(entry.flags & kEntryComposited) || (slot->levelFlags & kLevelFiltered)) continue;
+            const miColor weighted = slot->contribution * opacity;
+            slot->contribution = {weighted.r, weighted.g, weighted.b, slot->contribution.a};
+        }
+    }
+
     Media mediaFor(miScalar index) const {
         if (!leaves_) return {indexOr(state_->ior, 1), index};
         if (!inner_) return {index, 1};

@@ -19,10 +19,9 @@
 #include "SDK/framework/export_shader.h"
 #include "SDK/engine/shading_preamble.h"
 #include "SDK/engine/transparency_walk.h"
+#include "SDK/surface/surface_result.h"
 
-#include <algorithm>
 #include <cmath>
-#include <cstring>
 
 namespace lumo {
 
@@ -48,26 +47,17 @@ class EngineHelper : public ShaderHelper<P> {
 public:
     explicit EngineHelper(const ShaderHelper<P>& in) : ShaderHelper<P>(in) {}
 
-    /* The connected surface, null when there is none. */
-    miTag surfaceTag() const {
-        const miColor* surface = &block()->surfaceShader;
-        if (!isConnectedAddress(surface)) return miNULLTAG;
-        miTag tag;
-        std::memcpy(&tag, reinterpret_cast<const char*>(surface) + state()->shader->ghost_offs, sizeof tag);
-        return tag == ~miTag{0} ? miNULLTAG : tag;
+    bool hasSurface() const {
+        const miTag tag = connection(&block()->surfaceShader);
+        return tag != miNULLTAG && tag != ~miTag{0};
     }
 
     /* What the surface gives, as far as its result goes: a shader with a color alone, say a texture, is opaque. */
-    SurfaceShaderReturnType evaluateSurface(miTag tag) const {
+    SurfaceShaderReturnType evaluateSurface() const {
         SurfaceShaderReturnType surface{};
-        constexpr miInteger kWhole = sizeof surface;
-        miInteger size = kWhole;
-        mi_query(miQ_FUNC_RESULT_SIZE, state(), tag, &size);
-        if (const void* result = mi_phen_eval(state(), &block()->surfaceShader)) {
-            surface.matteOpacity = {1, 1, 1, 0};
-            std::memcpy(&surface, result, static_cast<std::size_t>(std::clamp(size, 0, kWhole)));
-        }
-        return surface;
+        surface.matteOpacity = {1, 1, 1, 0};
+        const miInteger size = evaluateRecord(&block()->surfaceShader, sizeof surface, surface);
+        return size == 0 ? SurfaceShaderReturnType{} : surface;
     }
 
     void evaluatePreSurfaceShaders(miInteger count) const {
@@ -208,8 +198,7 @@ void lookThrough(miColor& result, const GroupCall& call, const SurfaceShaderRetu
 
 void shadeSurface(miColor& result, const GroupCall& call, SurfaceShaderReturnType surface) {
     const bool counts = !(luminance(surface.transparency) > 1 - call.threshold);
-    // The mark of a black hole is no opacity: the picture gets an alpha of 0 there.
-    if (surface.matteOpacity.r == kBlackHole) surface.matteOpacity = kBlack;
+    surface.matteOpacity = matteOf(surface);
     result = surface.color;
     result.a = luminance(surface.matteOpacity);
     tell(call.frame, surface, counts);
@@ -231,8 +220,7 @@ miBoolean shadeGroup(miColor* result, const ShaderHelper<P>& parameters) {
         reportWarning("vexa_shadingengine(): Internal state error.");
         return miFALSE;
     }
-    const miTag surface = in.surfaceTag();
-    if (surface == miNULLTAG) {
+    if (!in.hasSurface()) {
         reportWarning("vexa_shadingengine(): Cannot evaluate surface shader.");
         return miFALSE;
     }
@@ -245,7 +233,7 @@ miBoolean shadeGroup(miColor* result, const ShaderHelper<P>& parameters) {
     const GroupCall call{in, *record, frame, slots, threshold, beginSurface(slots, state)};
     runPreSurfaceShaders(in, buffers);
     tiltGrazingNormal(state);
-    shadeSurface(*result, call, in.evaluateSurface(surface));
+    shadeSurface(*result, call, in.evaluateSurface());
     return miTRUE;
 }
 

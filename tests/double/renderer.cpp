@@ -161,6 +161,7 @@ FORWARD(void, mem_blkfrelease, (miMemblk * pool, void* block), memory.giveBlock(
 
 FORWARD(void*, phen_eval, (miState * s, void* parameter), evaluation.eval(s, parameter, false))
 FORWARD(void*, phen_call, (miState * s, void* parameter), evaluation.eval(s, parameter, true))
+void mi_flush_cache(miState*) {}  // it remembers nothing
 
 FORWARD(miBoolean, trace_eye, (miColor * c, miState* s, const miVector* o, const miVector* d), tracing.eye(c, s, o, d))
 FORWARD(miBoolean, trace_reflection, (miColor * c, miState* s, const miVector* d), tracing.reflection(c, s, d))

@@ -85,6 +85,26 @@ TEST_F(LayeredSurfaces, AreNotEvaluatedBelowOpaqueOnes) {
     }
 }
 
+/* Of a renderer that keeps what a shader gave, the first call is the one that writes. */
+TEST_F(LayeredSurfaces, AreAskedForTheirColorFirst) {
+    twin::ShaderInstance<LayeredBlock> shader;
+    shader->count = 2;
+    std::string order;
+    const auto note = [&](miColor& output, char name) {
+        shader.connect(&output, [&, name](miState*) {
+            order += name;
+            return static_cast<void*>(&output);
+        });
+    };
+    for (const int i : {1, 2}) {
+        note(shader->layers[i].glowColor, 'g');
+        note(shader->layers[i].transparency, 't');
+        note(shader->layers[i].color, 'c');
+    }
+    layered(shader);
+    EXPECT_EQ(order, "ctgctg");
+}
+
 TEST_F(LayeredSurfaces, LetLightThroughByTheirTransparency) {
     state->type = miRAY_SHADOW;
     state->dist = 1;
