@@ -26,7 +26,7 @@ bool parse(std::string_view text, double& value) {
     return problem == std::errc() && end == text.data() + text.size() && std::isfinite(value);
 }
 
-std::string quoted(std::string_view text) {
+std::string inQuotes(std::string_view text) {
     std::string shown(text.substr(0, kLongestQuote));
     for (char& c : shown)
         if (static_cast<unsigned char>(c) < ' ' || static_cast<unsigned char>(c) > '~') c = '?';
@@ -80,7 +80,7 @@ double PhotometricText::number(std::string_view expected) {
     const std::string_view word = current_.substr(0, current_.find_first_of(kBetween));
     current_.remove_prefix(word.size());
     double value = 0;
-    if (!parse(word, value)) fail(quoted(word), expected);
+    if (!parse(word, value)) fail(inQuotes(word), expected);
     return value;
 }
 
@@ -97,7 +97,7 @@ double PhotometricText::lineNumber(std::string_view expected, double low, double
     std::string word(text.substr(0, text.find_first_of(kBlanks)));
     std::replace(word.begin(), word.end(), ',', '.');
     double value = 0;
-    if (!parse(word, value)) fail(quoted(word), expected);
+    if (!parse(word, value)) fail(inQuotes(word), expected);
     return checked(value, expected, low, high);
 }
 
