@@ -143,20 +143,6 @@ TEST_P(BrokenCalls, Lights) {
     }
 }
 
-TEST_P(BrokenCalls, Composition) {
-    for (const miScalar odd : {kNaN, kInfinity, 1e30f, 0.0f}) {
-        const miColor colors[2] = {{odd, odd, odd, odd}, {odd, odd, odd, odd}};
-        for (const miInteger mode : {0, 2, 6, 7, -1, kMost, kLeast}) {
-            CompositionState composition;
-            SurfaceShaderReturnType result{};
-            CALL(bc_construct)(&composition, mode, state);
-            CALL(bc_composite)(&composition, &result, colors, colors, colors, colors, odd, nullptr, nullptr, colors,
-                               nullptr, colors, odd, odd, mode, mode, odd);
-            CALL(bc_destruct)(&composition);
-        }
-    }
-}
-
 TEST_P(BrokenCalls, Models) {
     struct {
         miColor irradianceColor = kWhite, irradiance = kWhite;
