@@ -1,5 +1,7 @@
 #include "harness.h"
 
+#include "application/application.h"
+
 #include <OpenEXR/ImfChannelList.h>
 #include <OpenEXR/ImfFrameBuffer.h>
 #include <OpenEXR/ImfHeader.h>
@@ -26,18 +28,34 @@ std::string contentOf(const std::filesystem::path& file) {
     return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
 }
 
-/// In the child: files take the place of the standard streams, then the program runs.
-[[noreturn]] void become(const std::vector<std::string>& command, const std::filesystem::path& folder) {
+/// In the child: files take the place of the standard streams.
+void enter(const std::filesystem::path& folder) {
     const auto open = [&](const char* name, int flags, int as) {
         dup2(::open((folder / name).c_str(), flags, 0600), as);
     };
     open("stdin", O_RDONLY, STDIN_FILENO);
     open("stdout", O_WRONLY | O_CREAT | O_TRUNC, STDOUT_FILENO);
     open("stderr", O_WRONLY | O_CREAT | O_TRUNC, STDERR_FILENO);
-    std::vector<char*> arguments;
-    for (const std::string& argument : command) arguments.push_back(const_cast<char*>(argument.c_str()));
-    arguments.push_back(nullptr);
-    if (chdir(folder.c_str()) == 0) execv(arguments[0], arguments.data());
+    std::filesystem::current_path(folder);
+}
+
+/// The renderer is linked into this program: a fork of it has all its libraries bound already, which is what starting
+/// lumorender mostly waits for. It finds the modules where those of lumorender are. Some of the libraries have threads
+/// from the start, which a fork lacks and their destructors wait for: so none runs.
+[[noreturn]] void becomeRenderer(const std::vector<const char*>& command, const std::filesystem::path& folder) {
+    enter(folder);
+    const std::string product = std::filesystem::path(LUMO_RENDERER).parent_path();
+    setenv("MI_LIBRARY_PATH", product.c_str(), 1);
+    setenv("MI_RAY_INCPATH", product.c_str(), 1);
+    const int code = lumorender::runApplication(static_cast<int>(command.size()) - 1, command.data());
+    std::cout.flush();
+    std::fflush(nullptr);
+    _exit(code);
+}
+
+[[noreturn]] void becomeProgram(const std::vector<const char*>& command, const std::filesystem::path& folder) {
+    enter(folder);
+    execv(command[0], const_cast<char* const*>(command.data()));
     _exit(127);
 }
 
@@ -50,7 +68,7 @@ int await(pid_t child, int seconds, bool& timedOut) {
             timedOut = true;
             kill(child, SIGKILL);
         }
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
     return status;
 }
@@ -118,6 +136,26 @@ unsigned Picture::labelAt(const std::string& channel, int x, int y) const {
     return found->second.integers[position(x, y)];
 }
 
+std::array<double, 4> Picture::pixel(const std::string& layer, int x, int y) const {
+    const std::string prefix = layer.empty() ? "" : layer + ".";
+    const auto value = [&](const std::string& name) {
+        return format(name) == Format::Integer ? double(labelAt(name, x, y)) : double(at(name, x, y));
+    };
+    for (const std::string channels : {"RGBA", "XYZ"}) {
+        if (!has(prefix + channels[0])) continue;
+        std::array<double, 4> result{};
+        for (std::size_t i = 0; i < channels.size(); ++i)
+            if (const std::string name = prefix + channels[i]; has(name)) result[i] = value(name);
+        return result;
+    }
+    for (const auto& [name, channel] : channels_)
+        if (name.starts_with(prefix) && name.find('.', prefix.size()) == std::string::npos) {
+            const double one = value(name);
+            return {one, one, one, one};
+        }
+    throw std::runtime_error("no layer \"" + layer + "\"");
+}
+
 std::vector<std::string> Picture::names() const {
     std::vector<std::string> result;
     for (const auto& [name, channel] : channels_) result.push_back(name);
@@ -146,13 +184,16 @@ RenderTest::~RenderTest() {
 }
 
 Outcome RenderTest::run(const std::vector<std::string>& arguments, const std::string& input) const {
-    std::vector<std::string> command{LUMO_RENDERER};
-    command.insert(command.end(), arguments.begin(), arguments.end());
+    std::vector<const char*> command{LUMO_RENDERER};
+    for (const std::string& argument : arguments) command.push_back(argument.c_str());
+    command.push_back(nullptr);
     write("stdin", input);
+    std::cout.flush();
+    std::fflush(nullptr);  // or the child would write what waits here, too
 
     Outcome outcome;
     const pid_t child = fork();
-    if (child == 0) become(command, folder_);
+    if (child == 0) runsProgram ? becomeProgram(command, folder_) : becomeRenderer(command, folder_);
     const int status = await(child, timeoutSeconds, outcome.timedOut);
     if (WIFEXITED(status)) outcome.exitCode = WEXITSTATUS(status);
     if (WIFSIGNALED(status)) outcome.signal = WTERMSIG(status);

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <filesystem>
 #include <map>
 #include <string>
@@ -27,6 +28,8 @@ public:
     /// Pixels outside the data window fail the test and give 0.
     float at(const std::string& channel, int x, int y) const;
     unsigned labelAt(const std::string& channel, int x, int y) const;
+    /// Red to alpha, or x to z, of a layer; "" is the picture itself. What it has one channel of is the same in all.
+    std::array<double, 4> pixel(const std::string& layer, int x, int y) const;
     std::vector<std::string> names() const;
 
     int width = 0, height = 0;  ///< of the full image
@@ -76,6 +79,9 @@ protected:
     bool exists(const std::string& name) const { return std::filesystem::exists(path(name)); }
 
     int timeoutSeconds = 60;
+    /// Starts the program itself in place of a fork of what is linked into the tests. It takes .4 s, mostly for the
+    /// libraries; sanitizers need it, they do not go on in forks of programs with threads.
+    bool runsProgram = LUMO_SANITIZED;
 
 private:
     std::filesystem::path folder_;
