@@ -4,6 +4,7 @@
 #include "SDK/framework/vexabase.h"
 #include "binding/renderer.h"
 
+#include <algorithm>
 #include <cstddef>
 
 namespace lumo {
@@ -13,6 +14,30 @@ namespace lumo {
 inline Vexabase* vexabaseOf(miState* state) {
     return static_cast<Vexabase*>(mi_shaderstate_get(state, kVexabaseKey, nullptr));
 }
+
+/* Glow and alpha of the record, which surfaces leave for the host's effects: afterwards they are as before. Around what
+ * is traced and not seen in the picture. */
+class EffectsScope {
+public:
+    explicit EffectsScope(Vexabase& record, bool enabled = true)
+        : record_(record), enabled_(enabled), glow_(record.glow) {
+        std::copy_n(record.surfaceAlpha, 3, alpha_);
+    }
+    ~EffectsScope() {
+        if (!enabled_) return;
+        record_.glow = glow_;
+        std::copy_n(alpha_, 3, record_.surfaceAlpha);
+    }
+
+    EffectsScope(const EffectsScope&) = delete;
+    EffectsScope& operator=(const EffectsScope&) = delete;
+
+private:
+    Vexabase& record_;
+    const bool enabled_;
+    const miColor glow_;
+    miScalar alpha_[3];
+};
 
 /* Messages without a std::string, for places that must not allocate. The text is the renderer's format string. */
 inline void reportError(const char* text) { mi_error(text); }
@@ -66,6 +91,17 @@ class PinnedText : public Pinned<char> {
 public:
     explicit PinnedText(miTag tag) : Pinned(tag, miSCENE_STRING) {}
 };
+
+/* Calls visit(tag, block) for the blocks of a chain of user data, one after the other, until it returns true. */
+template <class Visit>
+void visitUserdata(miTag first, Visit visit) {
+    constexpr int kLongestChain = 1 << 16; /* a longer one is a loop */
+    for (int i = 0; i < kLongestChain && first != miNULLTAG; ++i) {
+        const Pinned<miUserdata> block(first, miSCENE_USERDATA);
+        if (!block || visit(first, *block.get())) return;
+        first = block->next_data;
+    }
+}
 
 /* More records than this, one per frame buffer, do not go on the stack: shading calls nest, and threads' stacks are not
  * endless. */

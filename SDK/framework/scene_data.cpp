@@ -8,9 +8,6 @@
 namespace lumo {
 namespace {
 
-/* A longer chain of user-data blocks is a loop. */
-constexpr int kLongestChain = 1 << 16;
-
 /* The first user-data block of an object; an instance is followed to its item. */
 miTag firstBlockOfObject(miTag tag) {
     if (const PinnedInstance instance(tag); instance) tag = instance->item;
@@ -31,23 +28,17 @@ Match matchMagic(const miUserdata& block, miUint magic) {
 
 /* Walks the chain from `tag`. The block that is found stays pinned. */
 const void* findBlock(miUint magic, miTag tag, miTag* found, miInteger* swapped) {
-    for (int i = 0; i < kLongestChain && tag != miNULLTAG; ++i) {
-        int type = miSCENE_NONE;
-        const auto* block = static_cast<const miUserdata*>(mi_db_access_type(&type, tag));
-        if (!block) return nullptr;
-
-        const Match match = type == miSCENE_USERDATA ? matchMagic(*block, magic) : Match::kNo;
-        if (match == Match::kPlain || (match == Match::kSwapped && swapped)) {
-            if (found) *found = tag;
-            if (swapped) *swapped = match == Match::kSwapped;
-            return block->parameters;
-        }
-
-        const miTag next = type == miSCENE_USERDATA ? block->next_data : miNULLTAG;
-        mi_db_unpin(tag);
-        tag = next;
-    }
-    return nullptr;
+    const void* parameters = nullptr;
+    visitUserdata(tag, [&](miTag block, const miUserdata& data) {
+        const Match match = matchMagic(data, magic);
+        if (match == Match::kNo || (match == Match::kSwapped && !swapped)) return false;
+        if (found) *found = block;
+        if (swapped) *swapped = match == Match::kSwapped;
+        mi_db_access(block);
+        parameters = data.parameters;
+        return true;
+    });
+    return parameters;
 }
 
 }  // namespace

@@ -5,14 +5,15 @@
 namespace lumo {
 namespace {
 
-/* First word of the block that two queries give the size and the address of, or null. */
-miTag firstWord(miState* state, miTag tag, miQ_type sizeQuery, miQ_type blockQuery) {
+/* The text that begins a block, which two queries give the size and the address of. Null where it begins with anything
+ * else: instances and data are not ours alone, and other words than tags of strings must not be taken for one. */
+miTag firstText(miState* state, miTag tag, miQ_type sizeQuery, miQ_type blockQuery) {
     miInteger size = 0;
     void* block = nullptr;
     miTag word = miNULLTAG;
     if (!mi_query(sizeQuery, state, tag, &size) || size < static_cast<miInteger>(sizeof word)) return miNULLTAG;
     if (mi_query(blockQuery, state, tag, &block) && block) std::memcpy(&word, block, sizeof word);
-    return word;
+    return word != miNULLTAG && mi_db_type(word) == miSCENE_STRING ? word : miNULLTAG;
 }
 
 }  // namespace
@@ -20,9 +21,13 @@ miTag firstWord(miState* state, miTag tag, miQ_type sizeQuery, miQ_type blockQue
 miTag PassFilter::maskTag(miState* state, miTag tag) {
     const PinnedInstance instance(tag);
     if (!instance || (instance->userdata == miNULLTAG && instance->param_decl == miNULLTAG)) return miNULLTAG;
-    const miTag mask = firstWord(state, tag, miQ_INST_PARAM_SIZE, miQ_INST_PARAM);
-    if (mask != miNULLTAG || instance->userdata == miNULLTAG) return mask;
-    return firstWord(state, instance->userdata, miQ_DATA_PARAM_SIZE, miQ_DATA_PARAM);
+    miTag mask = firstText(state, tag, miQ_INST_PARAM_SIZE, miQ_INST_PARAM);
+    if (mask != miNULLTAG) return mask;
+    visitUserdata(instance->userdata, [&](miTag block, const miUserdata&) {
+        mask = firstText(state, block, miQ_DATA_PARAM_SIZE, miQ_DATA_PARAM);
+        return mask != miNULLTAG;
+    });
+    return mask;
 }
 
 miTag shadedObject(miState* state) {

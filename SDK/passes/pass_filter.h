@@ -7,8 +7,9 @@
 
 namespace lumo {
 
-/* Finds the mask in the instance's parameters, or else in its user data; the first word of either is a string. The text
- * stays pinned while the filter lives. An instance without a mask, or with an empty one, contributes to every pass. */
+/* Finds the mask in the instance's parameters, or else in its user data: the first block of the chain whose first word
+ * is a string; those that begin with something else are not ours. The text stays pinned while the filter lives. An
+ * instance without a mask, or with an empty one, contributes to every pass. */
 class PassFilter {
 public:
     PassFilter(miState* state, miTag instance)

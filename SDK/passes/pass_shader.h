@@ -53,8 +53,8 @@ bool isOpaqueEnough(const FrameBufferState& frame, const ShaderHelper<P>& in) {
 
 /* Lets the ray go on as if the surface were not there, so that the pass shaders of what lies behind write their
  * buffers. Once per sample and depth of nesting; everything that the ones behind change in the state is put back, and
- * they deposit no colors of materials. */
-inline void continueBehind(miState* state, FrameBufferState& frame) {
+ * they deposit no colors of materials, nor glow. */
+inline void continueBehind(miState* state, FrameBufferState& frame, Vexabase& record) {
     if (frame.flags & kFrameContinued) return;
     const FrameBufferState frameBefore = frame;
     const miUint label = state->label;
@@ -65,6 +65,7 @@ inline void continueBehind(miState* state, FrameBufferState& frame) {
     frame.flags |= kFrameContinuing;
     {
         const InUseGuard closed(publishedFrameBuffers(state).entries);
+        const EffectsScope effects(record);
         miColor ignored = kBlack;
         mi_trace_continue(&ignored, state);
     }
@@ -90,10 +91,11 @@ public:
 
     miBoolean shade(void*, const Helper& in) const {
         miState* state = in.state();
-        if (!requireVexabase(state)) return miFALSE;
+        Vexabase* const record = requireVexabase(state);
+        if (!record) return miFALSE;
         const miInteger stage = renderingStage(state);
         if (frameBuffer_ != 0 && EyeRayFilter::accepts(state, stage))
-            writePass(in, stage == miSTAGE_TILE ? publishedFrameBufferState(state) : nullptr);
+            writePass(in, *record, stage == miSTAGE_TILE ? publishedFrameBufferState(state) : nullptr);
         return miTRUE;
     }
 
@@ -108,7 +110,7 @@ private:
             mi_warning("PassShader(): The camera has no frame buffer for pass %d, which is not written.", pass);
     }
 
-    void writePass(const Helper& in, FrameBufferState* frame) const {
+    void writePass(const Helper& in, Vexabase& record, FrameBufferState* frame) const {
         miState* state = in.state();
         if (frame && !isOpaqueEnough(*frame, in)) return;
 
@@ -124,7 +126,7 @@ private:
             value.buffer = kBlack;
             mi_fb_put(state, buffer, &value);
         } else if (frame) {
-            continueBehind(state, *frame);
+            continueBehind(state, *frame, record);
         }
     }
 

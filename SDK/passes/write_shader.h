@@ -61,16 +61,14 @@ public:
         if (!requireVexabase(state)) return miFALSE;
         const miInteger evaluation = in(&P::header, &WriteHeader::evaluationMode);
         if (evaluation == kEvaluateNever) return miTRUE;
-        // Without buffers the color is not handed on either. Scenes are built around that.
+        // Whoever sees the surface without depositing anything, as rays of indirect light do, sees its color, too.
+        const bool waits = evaluation == kEvaluateBeforeSurface;
+        if (!waits) result->color = in(&P::header, &WriteHeader::color);
         const FrameBuffers buffers = rendersTiles(state) ? publishedFrameBuffers(state) : FrameBuffers{};
         if (buffers.empty()) return miTRUE;
 
         FrameBufferInfo& first = buffers.entries.front();
-        const bool waits = evaluation == kEvaluateBeforeSurface;
-        if (!waits)
-            result->color = in(&P::header, &WriteHeader::color);
-        else if (!(first.flags & kEntryClosed) || (first.flags & kEntryWritePhase))
-            return miTRUE;
+        if (waits && (!(first.flags & kEntryClosed) || (first.flags & kEntryWritePhase))) return miTRUE;
         const WritePhase phase(first, waits);
         writeInto(in, buffers.ofType(kPassUser));
         return miTRUE;

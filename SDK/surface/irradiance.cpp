@@ -76,7 +76,7 @@ int raysToGather(miState* state, const Vexabase& record, miScalar weight, miIrra
     return options.size != 0 ? options.finalgather_rays : state->options->finalgather_rays;
 }
 
-/* What the renderer gathers at the point. Its rays must not deposit passes: they are not seen by themselves. */
+/* What the renderer gathers at the point. Its rays must not deposit passes or glow: they are not seen by themselves. */
 miColor gatheredRadiance(miState* state, Vexabase& record) {
     miIrrad_options options{};
     takeObjectOptions(state, options);
@@ -86,6 +86,7 @@ miColor gatheredRadiance(miState* state, Vexabase& record) {
         scaleRgb(record.contributionWeight, 1 / static_cast<miScalar>(rays));
     }
     const InUseGuard closed(publishedFrameBuffers(state).entries);
+    const EffectsScope effects(record);
     miColor radiance = kBlack;
     mi_compute_avg_radiance(&radiance, state, 'f', options.size != 0 ? &options : nullptr);
     return radiance;

@@ -21,6 +21,15 @@ miVector halfway(const miVector& light, const miVector& dir) {
     return h;
 }
 
+/* Of the facets' normals, over the cosine of the surface's and the one that mirrors: 1 at the peak, however narrow it
+ * is. There the quotient is 0 / 0 for an eccentricity of 0, and right above, where rounding may lead, others have a
+ * pole. */
+miScalar distribution(miScalar nh, miScalar a) {
+    const miScalar square = nh * nh;
+    const bool isPeak = square >= 1 && square < 1 + VEXA_EPS;
+    return isPeak ? 1 : (a + 1) / (square + a);
+}
+
 /* Share of the facets that neither shade nor hide each other, over the cosine of normal and view. Which of the two
  * bounds is asked depends on the flatter one of light and view. */
 miScalar facetsSeen(miScalar nl, miScalar nv, miScalar nh, miScalar vh) {
@@ -51,7 +60,7 @@ miScalar compute_blinn_specular(miScalar cosine, miScalar normalEye, const miVec
     // Close to 1 from either side the eccentricity counts as just above it.
     miScalar k = eccentricity * eccentricity - 1;
     if (std::fabs(k) < VEXA_EPS) k = VEXA_EPS;
-    const miScalar a = 1 / k, d = (a + 1) / (nh * nh + a);
+    const miScalar d = lumo::distribution(nh, 1 / k);
 
     // The distribution is squared, and light is reflected by (1 - cosine)^3, not by the fifth power.
     miScalar s = lumo::facetsSeen(cosine, normalEye, nh, vh) * d * d;

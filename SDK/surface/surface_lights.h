@@ -76,50 +76,64 @@ public:
 
 private:
     /* Which samples of a run count. */
-    enum class Take { kAll, kAmbient };
+    enum class Take { kFront, kBehind, kAmbient };
 
     /* The sums of one run. */
     struct Run {
         LitSums direct, specular;
         miScalar facing = 0;
-        bool hasSamples = false;
+    };
+
+    /* Whether a run had samples that count, and such that another run is for. */
+    struct Found {
+        bool samples = false, others = false;
     };
 
     /* A light behind the surface is rejected by the renderer before its shader is called, so the surface is turned
      * around for it: when light shines through, when the sample lights both sides, and for ambient light, which knows
-     * no sides. What kind of light it is only its shader tells; asked without shadows, that is cheap. */
+     * no sides. That light is asked without shadows, or the surface itself would cast one; what kind of light it is
+     * only its shader tells. */
     void lightBothSides(miTag light) {
         const bool bothSides = point_.translucence != 0 || point_.record->lightsBackSide;
-        const bool frontHasSamples = sampleLight(light, 0, Take::kAll);
-        if (!bothSides && frontHasSamples) return;
+        const Found front = sampleLight<Take::kFront>(light);
+        if (!bothSides && front.samples) return;
         const BackSideScope turned(point_.state);
-        sampleLight(light, 1, bothSides ? Take::kAll : Take::kAmbient);
+        const bool mayBeAmbient = !bothSides || sampleLight<Take::kBehind>(light).others;
+        if (mayBeAmbient && !front.samples) sampleLight<Take::kAmbient>(light);
     }
 
-    /* Returns whether the light gave samples. */
-    bool sampleLight(miTag light, miInteger fromBehind, Take take) {
+    template <Take take>
+    Found sampleLight(miTag light) {
         data_ = LightData{};
-        data_.flipsCosine = fromBehind;
+        data_.flipsCosine = take != Take::kFront;
         data_.withoutSampleTerms = !point_.composition.perSample || take == Take::kAmbient;
+        const bool onlyThrough = take == Take::kBehind && !point_.record->lightsBackSide;
 
         Run run;
+        Found found;
         LightSample sample;
         sample.light = light;
         int samples = 0;
         passes_.beginLight();
         while (mi_sample_light(&sample.color, &sample.direction, &sample.cosine, point_.state, light, &samples)) {
             passes_.takeForeignLight(sample.color, light);
-            if (take == Take::kAmbient && !data_.isAmbient) continue;
+            if (take != Take::kFront && (take == Take::kAmbient) != (data_.isAmbient != 0)) {
+                found.others = true;
+                continue;
+            }
             // Seen from behind, the cosine is that of the turned normal.
             if (data_.flipsCosine) sample.cosine = -sample.cosine;
-            run.hasSamples = true;
-            addSample(sample, run);
+            found.samples = true;
+            if (onlyThrough)
+                addThrough(sample, run);
+            else
+                addSample(sample, run);
         }
-        // A run for ambient light that found another kind has nothing to write.
-        const bool counts = take == Take::kAll || run.hasSamples;
+        // A run that met the kind of light that another run is for has nothing to write.
+        const bool counts = found.samples || (take != Take::kAmbient && !found.others);
         passes_.endLight(counts ? samples : 0);
         if (counts && samples > 0) fold(run, samples);
-        return run.hasSamples;
+        return found;
     }
 
     void fold(Run& run, int samples) {
@@ -140,10 +154,20 @@ private:
         miColor body = data_.isAmbient ? addAmbient(sample, run) : kBlack;
         if (data_.emitsDiffuse) addIrradiance(sample);
         if (point_.wants(kTermShadowRatio)) addShadow(sample.cosine);
-        if (data_.emitsDiffuse) body = body + addDiffuse(sample, run);
+        if (data_.emitsDiffuse)
+            body = body + addDiffuse(sample, diffuse_.term(in_, point_, point_.diffuseMaterial, sample.cosine), run);
         run.facing += (sample.cosine + 1) / 2;
         const miColor shine = data_.emitsSpecular ? addSpecular(sample, run) : kBlack;
         addWhole(body * (1 - point_.transparency) + shine);
+    }
+
+    /* Translucence alone. All other terms have the front's light, which for an area light may be that of both sides. */
+    void addThrough(LightSample& sample, Run& run) {
+        if (data_.emitsDiffuse && data_.corners) sample.cosine = areaCosine();
+        if (point_.wants(kTermShadowRatio)) addShadow(sample.cosine);
+        const miColor body = data_.emitsDiffuse ? addDiffuse(sample, kBlack, run) : kBlack;
+        run.facing += (sample.cosine + 1) / 2;
+        addWhole(body * (1 - point_.transparency));
     }
 
     miColor addAmbient(const LightSample& sample, Run& run) {
@@ -154,10 +178,13 @@ private:
         return color;
     }
 
+    /* An area light's cosine is that of all its points. The normal is the unturned one: from behind it is negative. */
+    miScalar areaCosine() const {
+        return arealight_lambertian_reflect(&point_.state->point, &point_.normal, data_.corners);
+    }
+
     void addIrradiance(LightSample& sample) {
-        // An area light's cosine is that of all its points. The normal is the unturned one: from behind it is negative.
-        if (data_.corners)
-            sample.cosine = arealight_lambertian_reflect(&point_.state->point, &point_.normal, data_.corners);
+        if (data_.corners) sample.cosine = areaCosine();
         if (!(sample.cosine > 0)) return;
         const miColor cosine = {sample.cosine, sample.cosine, sample.cosine, 1};
         for (const PassType type : {kPassDirectIrradiance, kPassDirectIrradianceNoShadow, kPassShadowIrradiance})
@@ -172,7 +199,7 @@ private:
     }
 
     /* What the surface scatters back, and what shines through it. */
-    miColor addDiffuse(const LightSample& sample, Run& run) {
+    miColor addDiffuse(const LightSample& sample, const miColor& scattered, Run& run) {
         miColor through = kBlack;
         if (point_.translucence != 0) {
             through = point_.color * compute_lambert_translucence(point_.state, sample.cosine, &sample.direction,
@@ -181,7 +208,7 @@ private:
             passes_.addLit(kPassTranslucence, through);
             passes_.addLit(kPassTranslucenceNoShadow, through);
         }
-        const miColor diffuse = diffuse_.term(in_, point_, point_.diffuseMaterial, sample.cosine) + through;
+        const miColor diffuse = scattered + through;
         run.direct.add(diffuse, sample.color, data_.color);
         passes_.addLit(kPassDiffuse, diffuse);
         passes_.addLit(kPassDiffuseNoShadow, diffuse);
@@ -201,6 +228,9 @@ private:
             return kBlack;
         } else {
             if (!data_.corners) return specular_.term(specularValues_, point_, sample.cosine, sample.direction);
+            // A light that lies wholly behind the surface has no highlight, though the mirror may see its edge.
+            const miScalar whole = data_.emitsDiffuse ? sample.cosine : areaCosine();
+            if (!(whole > 0)) return kBlack;
             // The point of an area light that the mirror shows best stands for the whole light.
             miVector direction;
             const miScalar weight = arealight_max_phong_spec_dir(&point_.state->point, &point_.mirror, data_.corners,

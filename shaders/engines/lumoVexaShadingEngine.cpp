@@ -185,14 +185,11 @@ void lookThrough(miColor& result, const GroupCall& call, const SurfaceShaderRetu
     const WalkSettings walk = {.kind = counts ? WalkKind::kTransparent : WalkKind::kContinued,
                                .opaquePasses = call.in(&P::opaquePasses) != miFALSE,
                                .tempOnHeap = call.frame && (call.frame->flags & kFrameTempOnHeap)};
-    const miColor glow = call.record.glow;
+    // An opaque surface is looked behind for the buffers only that leave it out: the picture shows nothing of it.
+    const EffectsScope effects(call.record, isBlack(t));
     const GoingOn goingOn(call.frame, counts && isBlack(1 - t));
     const miColor behind = lookBehind(call.slots, state, walk);
-    // An opaque surface is looked behind for the buffers only that leave it out: the picture shows nothing of it.
-    if (isBlack(t))
-        call.record.glow = glow;
-    else
-        putUnder(result, t, behind);
+    if (!isBlack(t)) putUnder(result, t, behind);
     tell(call.frame, surface, counts);
 }
 

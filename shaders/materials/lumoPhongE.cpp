@@ -13,6 +13,7 @@
 #include "SDK/framework/export_shader.h"
 #include "SDK/surface/surface_gloss.h"
 
+#include <algorithm>
 #include <cmath>
 
 namespace lumo {
@@ -58,7 +59,8 @@ struct PhongESpecularComponent : StatelessComponent {
 
 private:
     static miScalar intensity(const Values& values, const miVector& mirror, miScalar cosine, const miVector& light) {
-        const miScalar u = 1 - mi_vector_dot(&light, &mirror) / mi_vector_norm(&light);
+        // Rounding may bring the cosine above 1, but even there a highlight without size ends.
+        const miScalar u = std::max(1 - mi_vector_dot(&light, &mirror) / mi_vector_norm(&light), 0.0f);
         if (values.highlightSize <= u) return 0;
         const miScalar t = 1 - u / values.highlightSize;
         const miScalar q = t * t * (values.roughness - 1) + 1;

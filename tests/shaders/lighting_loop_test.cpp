@@ -67,6 +67,24 @@ TEST_F(LightLoop, MasksDecideWhichPassesALightContributesTo) {
     EXPECT_TRUE(renderer().messages().empty());
 }
 
+/* Numbers, tags of nothing and of other things: parameters and data of others, before a mask or without one. */
+TEST_F(LightLoop, MasksAreFoundAmongForeignData) {
+    twin::Database& database = renderer().database;
+    const miTag mask = database.addString("1"), instance = database.addInstance(miNULLTAG, {0x7FFFFFFF, mask});
+    const miTag ours = database.addUserdata({mask}), foreign = database.addUserdata({0x46427566, mask}, ours);
+    state->light_instance = instance;
+    for (const miTag data : {database.addUserdata({instance}, foreign), database.addUserdata({}, ours), ours}) {
+        database.record<miInstance>(instance).userdata = data;
+        setEntries({0, 0});
+        setUp();
+        EXPECT_EQ(contributing(), "10");
+    }
+    database.record<miUserdata>(foreign).next_data = miNULLTAG;
+    database.record<miInstance>(instance).userdata = foreign;
+    setUp();
+    EXPECT_EQ(contributing(), "11");
+}
+
 TEST_F(LightLoop, SetupOutsideOfALightIsReportedAndContributesToAll) {
     setEntries({kNotSetUp, 0});
     state->light_instance = miNULLTAG;

@@ -1,5 +1,6 @@
 /* Shaders that write passes themselves, by every rule that a scene seldom needs: pass shaders, color nodes on what their
  * inputs wrote, and writers into user buffers. */
+#include <algorithm>
 #include <bit>
 #include <limits>
 
@@ -102,7 +103,9 @@ TEST_F(PassShaders, LeaveObjectsOutOrHoldThemOut) {
     EXPECT_COLOR(pass("WorldPosition", "holdOut 1"), 0, 0, 0, 0);
     EXPECT_EQ(renderer().tracing.continued.calls(), calls);
 
-    // Else it looks behind, once per sample. What is there may write, but not what materials deposit.
+    // Else it looks behind, once per sample. What is there may write, but not what materials deposit, glow and alpha
+    // (words 115 to 121 of the record) among it.
+    auto* const effects = static_cast<miScalar*>(stage.rendering.entries.get("vexabase", nullptr)) + 115;
     renderer().tracing.continued = [&](miColor*, miState* front) {
         EXPECT_EQ(frame().flags, 1u | 8u);
         EXPECT_EQ(entries().size(), 0u);
@@ -110,6 +113,7 @@ TEST_F(PassShaders, LeaveObjectsOutOrHoldThemOut) {
         state->instance = masked("f");
         state->point = {1, 2, 3};
         pass("WorldPosition");
+        std::fill_n(effects, 7, 1.0f);
         *front = saved;
         // The renderer copies these back from the hit behind.
         front->label = 99;
@@ -123,6 +127,7 @@ TEST_F(PassShaders, LeaveObjectsOutOrHoldThemOut) {
     for (int i = 0; i < 2; ++i) EXPECT_COLOR(pass("WorldPosition"), 1, 2, 3, 0);
     EXPECT_EQ(renderer().tracing.continued.calls(), calls + 1);
     EXPECT_EQ(frame().flags, 1u | 4u);
+    EXPECT_EQ(std::count(effects, effects + 7, 0.0f), 7);
     EXPECT_COLOR(frame().transparency, .1f, .2f, .3f, .4f);
     EXPECT_EQ(entries().size(), 1u);
     EXPECT_EQ(state->point.z + state->normal.z + state->motion.z, -4);
@@ -328,11 +333,15 @@ TEST_F(Writers, WriteWhereAndWhenTheyMay) {
         EXPECT_EQ(publishedEntries()->flags, flags);
     }
     EXPECT_FALSE(depthIsWritten("evaluationMode 0"));
+    EXPECT_EQ(result.g, 9) << "off it hands nothing on";
+    // Rays that deposit nothing, those of indirect light for one, still see the color.
     publishedEntries()->flags = 0x2000;
     EXPECT_FALSE(depthIsWritten()) << "in use";
+    EXPECT_EQ(result.g, .2f);
     publishedEntries()->flags = 0;
     setStage(2);
     EXPECT_FALSE(depthIsWritten()) << "no tile";
+    EXPECT_EQ(result.g, .2f);
 }
 
 /* A writer that is evaluated for the value of another one must not write in the same phase. */

@@ -238,6 +238,39 @@ TEST_F(Specular, KeepsItsOddities) {
     EXPECT_NEAR(shine("lumoVexaPhongE", GlossWords().own({2e-5f, 1, 1, 1, 1, 1}), up, up), 1, 5e-3);
 }
 
+/* At the peak a highlight is 1 times the share head on, however narrow; rounding leads past it. PhongE's then has an
+ * end before it begins. */
+TEST_F(Specular, WithoutWidth) {
+    const miVector up = {0, 0, 1}, above = {0, 0, 1.0000001f}, slant = {0.6f, 0, 0.8f};
+    state->type = miRAY_EYE;
+    lookFrom(up);
+    for (const miScalar e : {0.0f, 1e-4f, 3.5e-4f, 5e-4f})
+        for (const miVector& n : {up, above})
+            EXPECT_NEAR(library::compute_blinn_specular(1, 1, &up, e, 0.7f, 1, &n, state), 0.7f, 1e-6f) << e << n.z;
+    EXPECT_EQ(library::compute_blinn_specular(0.8f, 1, &slant, 0, 0.7f, 1, &up, state), 0);
+
+    const GlossWords none = GlossWords().own({0.5f, 0, 1, 1, 1, 1});
+    EXPECT_EQ(shine("lumoVexaPhongE", none, {-0.6f, 0, 0.8000001f}, {0.6f, 0, 0.8000001f}), 0);
+}
+
+/* Of an area light the mirror finds the best direction, also at the edge of one that lies wholly behind the surface. */
+TEST_F(Specular, OfAreaLightsIsInFrontOnly) {
+    const miVector above[4] = {{3, 1, -4}, {1, 1, -4}, {1, -1, -4}, {3, -1, -4}};
+    const miVector below[4] = {{3, 1, -6}, {3, -1, -6}, {1, -1, -6}, {1, 1, -6}};
+    const GlossWords phong = GlossWords().own({0}), thin = GlossWords(phong).scalar(26, 0.5f);
+    facingTest = true;
+    for (const bool emitsDiffuse : {true, false}) {
+        lights[0].emitsDiffuse = emitsDiffuse;
+        lights[0].corners = above;
+        EXPECT_GT(shine("lumoVexaPhong", thin, {0.8f, 0, 0.6f}, {-0.8f, 0, 0.6f}), 0.5f);
+        lights[0].corners = below;
+        EXPECT_EQ(shine("lumoVexaPhong", thin, {0.8f, 0, -0.6f}, {-0.8f, 0, 0.6f}), 0);
+        record[9] = 1;
+        EXPECT_EQ(shine("lumoVexaPhong", phong, {0.8f, 0, -0.6f}, {-0.8f, 0, 0.6f}), 0);
+        record[9] = 0;
+    }
+}
+
 /* Back-lit surfaces have none; the tint reaches all four channels; PhongE's has two colors. */
 TEST_F(Specular, IsTintedAndOnlyInFront) {
     const miVector up = {0, 0, 1}, slant = {0.6f, 0, 0.8f}, mirror = {-0.6f, 0, 0.8f}, behind = {-0.8f, 0, -0.6f};

@@ -107,6 +107,34 @@ TEST_F(SurfaceLights, AreaLightsGiveACosineOfTheirOwn) {
     EXPECT_EQ(result.color.r, 0) << "the light faces away";
 }
 
+/* Translucence adds what shines through. Everything else is as without it: ambient light from behind, in whose way the
+ * surface itself is, and an area light that is partly behind, of which both sides see samples. */
+TEST_F(SurfaceLights, AreTheSameWithATraceOfTranslucence) {
+    const miVector corners[4] = {{1, 1, -4}, {-1, 1, -4}, {-1, -1, -4}, {1, -1, -4}};
+    usePasses({2, 5, 10});
+    addLight({.direction = kBehind, .transmission = 0, .isAmbient = true});
+    addLight({.direction = {0, 0, 1}, .corners = corners});
+    const auto expectLit = [&](const LambertWords& words, miScalar ambient, miScalar area) {
+        for (FrameBufferInfo& each : entries()) each.slots[0].contribution = {};
+        shade(words);
+        EXPECT_NEAR(result.color.r, ambient + area, 1e-3);
+        EXPECT_NEAR(pass(2).r, ambient, 1e-3);
+        EXPECT_NEAR(pass(5).r, area, 1e-3);
+        EXPECT_NEAR(pass(10).r, area, 1e-3);
+    };
+    const LambertWords trace = LambertWords().scalar(26, 1e-6f).scalar(28, 1);
+    const miScalar area = 20 * std::acos(1.0f / 3) / std::sqrt(2.0f);  // as above
+    expectLit(LambertWords(), 1, area);
+    expectLit(trace, 1, area);
+    record[9] = 1;
+    expectLit(LambertWords(), 1, area);
+    record[9] = 0;
+    facingTest = false;
+    lights[0].transmission = 1;
+    expectLit(LambertWords(), 1, area);
+    expectLit(trace, 1, area);
+}
+
 /* A shadow ray's result is one color, from which the surface takes its share; what lies behind it stays untouched. */
 TEST_F(SurfaceLights, ShadowRaysGetOneColor) {
     struct Block {

@@ -132,9 +132,11 @@ TEST_F(Irradiance, RaysDepositNoPasses) {
     renderer().lighting.averageRadiance = [this](miColor*, miState*, miUchar, miIrrad_options*) {
         ++calls;
         EXPECT_TRUE(entries().empty());
+        record[115] = record[121] = 1;
         return miTRUE;
     };
     compute();
+    EXPECT_EQ(record[115] + record[121], 0u) << "nor glow and alpha";
     EXPECT_EQ(calls, 1);
     EXPECT_EQ(entries().size(), 2u);
 

@@ -51,7 +51,7 @@ miBoolean SurfaceTest::sample(miColor* color, miVector* dir, miScalar* cosine, S
     *cosine = mi_vector_dot(&state->normal, &source.direction);
     if (facingTest && *cosine <= 0) return sample(color, dir, cosine, source, samples);
     runLightShader(source);
-    const miScalar t = source.transmission;
+    const miScalar t = record[23] ? 1 : source.transmission;
     *color = {source.color.r * t, source.color.g * t, source.color.b * t, 1};
     return miTRUE;
 }
@@ -62,13 +62,15 @@ void SurfaceTest::runLightShader(ScriptedLight& light) {
     light.lastWord11 = static_cast<miInteger>(record[23]);
     if (light.isForeign) return;
     record[12] = light.isAmbient;
-    record[13] = record[14] = !light.isAmbient;
-    setWord(15, 1 - light.transmission);
+    record[13] = !light.isAmbient && light.emitsDiffuse;
+    record[14] = !light.isAmbient;
+    const miScalar transmission = record[23] ? 1 : light.transmission;
+    setWord(15, 1 - transmission);
     std::memcpy(record + 16, &light.color, sizeof light.color);
     std::memcpy(record + 20, &light.corners, sizeof light.corners);
     for (FrameBufferInfo& each : entries()) {
         const bool shadowed = each.flags & 0x80, inverted = each.flags & 0x1000;
-        const miScalar t = !shadowed ? 1 : inverted ? 1 - light.transmission : light.transmission;
+        const miScalar t = !shadowed ? 1 : inverted ? 1 - transmission : transmission;
         each.lightValue = {light.color.r * t, light.color.g * t, light.color.b * t, 1};
     }
     if (!entries().empty()) entry(0).flags &= ~0x800u;

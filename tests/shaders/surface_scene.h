@@ -25,9 +25,10 @@ struct LambertWords {
 struct ScriptedLight {
     miColor color = {1, 1, 1, 1};
     miVector direction = {0, 0, 1}; /* from the point to the light */
-    miScalar transmission = 1;      /* of its shadow, to black */
+    miScalar transmission = 1;      /* of its shadow, to black, when it is asked for one */
     int samples = 1;
     bool isAmbient = false;
+    bool emitsDiffuse = true;
     bool isForeign = false;     /* fills nothing of the library's own */
     miTag instance = miNULLTAG; /* needed by lights of other libraries only */
     const miVector* corners = nullptr;
