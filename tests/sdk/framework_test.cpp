@@ -1,5 +1,6 @@
 /* What shaders stand on: objects and their parameters, constants and messages, user data, pools and the time sampler.
  */
+#include <algorithm>
 #include <thread>
 
 #include "block.h"
