@@ -15,6 +15,8 @@
 
 #include <tbb/global_control.h>
 
+#include <algorithm>
+
 using namespace lumorender;
 
 namespace {

@@ -6,6 +6,7 @@
 #include "SDK/surface/contribution_weight.h"
 #include "SDK/scatter/scatter_cache.h"
 
+#include <algorithm>
 #include <cmath>
 
 namespace lumo {

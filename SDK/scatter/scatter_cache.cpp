@@ -7,6 +7,7 @@
 
 #include "SDK/scatter/scatter_patches.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cstddef>
 

@@ -8,6 +8,8 @@
 
 #include "SDK/surface/lobes.h"
 
+#include <algorithm>
+
 namespace lumo {
 namespace {
 

@@ -4,6 +4,8 @@
 #include "SDK/scatter/scatter_light.h"
 #include "SDK/scatter/scatter_profile.h"
 
+#include <algorithm>
+
 namespace lumo {
 
 /* Light that comes out at a point, channel by channel, for a surface of albedo 1. */

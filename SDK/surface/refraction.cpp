@@ -13,6 +13,7 @@
 #include "SDK/surface/media.h"
 #include "SDK/surface/secondary_rays.h"
 
+#include <algorithm>
 #include <cmath>
 
 namespace lumo {

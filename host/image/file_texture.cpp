@@ -7,6 +7,7 @@
 #include <OpenImageIO/imageio.h>
 #include <OpenImageIO/texture.h>
 
+#include <algorithm>
 #include <atomic>
 #include <filesystem>
 #include <fstream>

@@ -4,6 +4,7 @@
 #include "image/shrink.h"
 #include "image/texture_coordinates.h"
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 

@@ -5,6 +5,7 @@
 
 #include "shader.h"
 
+#include <algorithm>
 #include <cstring>
 #include <ranges>
 

@@ -17,6 +17,7 @@
 #include "SDK/surface/surface_gloss.h"
 #include "SDK/surface/lobes.h"
 
+#include <algorithm>
 #include <numbers>
 
 namespace lumo {

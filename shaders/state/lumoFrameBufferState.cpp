@@ -12,6 +12,8 @@
 #include "SDK/framework/renderer_access.h"
 #include "SDK/passes/named_buffers.h"
 
+#include <algorithm>
+
 namespace lumo {
 namespace {
 

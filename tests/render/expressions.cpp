@@ -2,6 +2,7 @@
 
 #include "space.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <stdexcept>

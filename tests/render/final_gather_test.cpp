@@ -3,6 +3,7 @@
 #include "pixels.h"
 #include "scene_text.h"
 
+#include <algorithm>
 #include <fstream>
 #include <functional>
 #include <iterator>

@@ -3,6 +3,7 @@
 #include "scene_text.h"
 #include "space.h"
 
+#include <algorithm>
 #include <optional>
 
 namespace rendertest {

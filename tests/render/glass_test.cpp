@@ -2,6 +2,8 @@
 #include "pass_scene.h"
 #include "pixels.h"
 
+#include <algorithm>
+
 namespace rendertest {
 namespace {
 

@@ -3,6 +3,8 @@
 #include "pixels.h"
 #include "scene_text.h"
 
+#include <algorithm>
+
 namespace rendertest {
 namespace {
 

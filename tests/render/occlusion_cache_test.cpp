@@ -3,6 +3,7 @@
 #include "occlusion_scene.h"
 #include "pixels.h"
 
+#include <algorithm>
 #include <regex>
 
 namespace rendertest {

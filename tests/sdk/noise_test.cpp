@@ -1,4 +1,5 @@
 /* The noises against sums over lattice neighbours in double, and the numbers that they are made of. */
+#include <algorithm>
 #include <climits>
 #include <cmath>
 #include <dlfcn.h>

@@ -1,4 +1,5 @@
 /* Pass masks, accumulation over ray levels and pass writes, against small references over random entries. */
+#include <algorithm>
 #include <cmath>
 #include <random>
 

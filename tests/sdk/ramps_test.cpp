@@ -1,4 +1,5 @@
 /* Ramps: reading them from parameters, and look-ups against the search step by step and the formulas in double. */
+#include <algorithm>
 #include <cmath>
 #include <random>
 

@@ -1,5 +1,6 @@
 /* The frame buffers from state init to state exit, and everything that a scene or a renderer can get wrong about them.
  * Data blocks end at a page without access, so reading past one ends the test program. */
+#include <algorithm>
 #include <climits>
 
 #include "frame_buffer_scene.h"

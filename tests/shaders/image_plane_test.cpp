@@ -1,5 +1,6 @@
 /* The image plane: which point of its picture each sample sees. The film is 640 x 480 pixels, aperture and focal length
  * those of the camera. */
+#include <algorithm>
 #include <cmath>
 #include <optional>
 

@@ -1,4 +1,5 @@
 /* The ramp surface: where its ramps are looked up, and that it is a Blinn surface but for them. */
+#include <algorithm>
 #include <cmath>
 
 #include "gloss_scene.h"

@@ -1,5 +1,6 @@
 /* What mirrors send out, and what they take back: directions, limits, surroundings in place of rays, passes, bumps; and
  * the media that refracted rays travel in. */
+#include <algorithm>
 #include <cmath>
 
 #include "gloss_scene.h"

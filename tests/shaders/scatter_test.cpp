@@ -2,6 +2,7 @@
  * that is the same everywhere. What spreads out of one point comes in from others, so a half-space reflects what a matt
  * surface of the same albedo does, with every profile.
  */
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <thread>

@@ -1,4 +1,5 @@
 /* Highlights over many directions and parameters, against the same models in double precision. */
+#include <algorithm>
 #include <cmath>
 #include <numbers>
 
