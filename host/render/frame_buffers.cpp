@@ -203,7 +203,7 @@ void TileBuffers::addFiltered(const Plane& plane, Sum& sum, const SampleValue& v
     std::uint32_t carries = 0;
     for (int c = 0; c < 4; ++c) carries |= (value.words[c] & plane.exponents[c]) + kExponentStep;
     if ((carries & kHighestBit) != 0) {
-        ++dropped_;
+        if (!plane.shown) ++dropped_;
         return;
     }
     float channels[4];
