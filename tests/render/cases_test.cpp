@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <fstream>
 #include <regex>
+#include <set>
 #include <sstream>
 
 namespace rendertest {
@@ -221,10 +222,14 @@ private:
                 fail(line.number, part, fmt::format("said {} times, in\n{}", count, told_.messages));
         } else if (word == "told") {
             expectTold(line, part);
-        } else if (word == "same" || word == "expect" || word == "at" || word == "mean") {
+        } else if (word == "same" || word == "expect" || word == "at" || word == "mean" || word == "every") {
             if (!picture_) throw std::runtime_error("no picture");
-            if (word != "same") return expectPicture(line, part, known);
-            expectSameBits(*picture_, pictures_.at(line.rest.substr(3)), part.name);
+            if (word == "same")
+                expectSameBits(*picture_, pictures_.at(line.rest.substr(3)), part.name);
+            else if (word == "every")
+                expectEvery(line, part, known);
+            else
+                expectPicture(line, part, known);
         } else if (word != "passes" && word != "arguments" && word != "exit" && word != "warnings") {
             throw std::runtime_error("unknown: " + word);
         }
@@ -237,6 +242,18 @@ private:
         for (std::sregex_iterator i(told_.messages.begin(), told_.messages.end(), told), end; i != end; ++i)
             calls += (calls.empty() ? "" : "; ") + (*i)[1].str();
         if (calls != line.rest) fail(line.number, part, "told: " + calls);
+    }
+
+    /// In the formula "layer" stands for each of the picture's layers, which it is to be.
+    void expectEvery(const Line& line, const Part& part, const Formulas& known) {
+        static const std::regex mark("\\blayer\\b");
+        std::set<std::string> layers;
+        for (const std::string& channel : picture_->names()) {
+            const std::size_t dot = channel.rfind('.');
+            layers.insert(dot == std::string::npos ? "picture" : channel.substr(0, dot));
+        }
+        for (const std::string& layer : layers)
+            expectPicture({line.number, "expect", std::regex_replace("layer = " + line.rest, mark, layer)}, part, known);
     }
 
     /// In all pixels, in one, or on the mean of all. One failure is enough.
