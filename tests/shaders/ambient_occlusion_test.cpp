@@ -1,211 +1,111 @@
 /* The ambient occlusion pass: the settings that it hands to the renderer, and what it makes of the answer. */
-#include <cmath>
-#include <vector>
+#include <array>
 
-#include "pass_scene.h"
+#include "block.h"
+#include "frame_buffer_scene.h"
 
 namespace {
 
 using twin::Matrix;
 using twin::renderer;
 
-struct OcclusionPass {
-    PassFields common;
-    miInteger customSettings = 1;
-    miInteger rays = 0;
-    miColor bright = {1, 1, 1, 1}, dark = {0, 0, 0, 0};
-    miScalar spread = 0, spreadExponent = 0, maximumDistance = 0;
-    miInteger reflective = 0;
-    miInteger cachePoints = 0;
-    miInteger alpha = 0;
-    miInteger output = 0;
-};
-
-class OcclusionPassTest : public PassTest {
+class OcclusionPass : public FrameBufferTest {
 protected:
-    OcclusionPassTest() {
-        state->normal = {0, 0.6f, 0.8f};
+    OcclusionPass() {
+        addPass("pass");
+        attach();
+        stage.placeVexabase();
+        state->normal = {0, .6f, .8f};
         renderer().lighting.occlusion = [this](miState*, miAmboccl_options* options, miVector* bent) {
             asked = *options;
-            if (bent) *bent = bentNormal;
+            *bent = bentNormal;
             return hidden;
         };
     }
-
-    miColor result(const OcclusionPass& parameters) {
-        setBuffer({9, 8, 7, 6});
-        EXPECT_EQ(run("lumoPassAmbientOcclusion", parameters), miTRUE);
-        return passBuffer();
-    }
-
-    bool writesOcclusion() {
+    miColor show(const std::string& parameters) {
+        twin::Block shader("lumoPassAmbientOcclusion", parameters);
         stage.rendering.buffers.beginSample();
-        EXPECT_EQ(run("lumoPassAmbientOcclusion", OcclusionPass{}), miTRUE);
-        return wasPut("pass");
+        shader.init(state);
+        EXPECT_EQ(shader.call(state, nullptr), miTRUE);
+        shader.exit(state);
+        return buffer("pass");
     }
 
-    void expectAsked(miInteger rays, const miVector& axis, miScalar spread, miScalar exponent, miScalar maximum,
-                     miInteger points) {
-        EXPECT_EQ(asked.size, 48u);
-        EXPECT_EQ(asked.rays, rays);
-        EXPECT_EQ(asked.axis.x, axis.x);
-        EXPECT_EQ(asked.axis.y, axis.y);
-        EXPECT_EQ(asked.axis.z, axis.z);
-        EXPECT_EQ(asked.spread, spread);
-        EXPECT_EQ(asked.spread_exp, exponent);
-        EXPECT_EQ(asked.mindist, -1);
-        EXPECT_EQ(asked.maxdist, maximum);
-        EXPECT_EQ(asked.cache_points, points);
-        EXPECT_EQ(asked.flags, -1);
-        EXPECT_EQ(asked.falloff, -1);
-    }
-
-    miScalar hidden = 0;
-    miVector bentNormal = {0, 0, 1};
+    miScalar hidden = .75f;
+    miVector bentNormal = {.6f, 0, .8f};
     miAmboccl_options asked = {};
 };
 
-/* All parameters set to something, but `customSettings`. */
-OcclusionPass ownSettings() {
-    OcclusionPass pass;
-    pass.rays = 77;
-    pass.bright = {0.2f, 0.4f, 0.8f, 0.3f};
-    pass.dark = {0.1f, 0, 0.6f, 0.7f};
-    pass.spread = 0.5f;
-    pass.spreadExponent = 3;
-    pass.maximumDistance = 12;
-    pass.cachePoints = 5;
-    pass.alpha = 1;
-    return pass;
-}
+const std::string kOwn =
+    "customSettings 1, rays 77, bright .2 .4 .8 .3, dark .1 0 .6 .7, spread .5, spreadExponent 3, "
+    "maximumDistance 12, cachePoints 5, ";
 
-TEST_F(OcclusionPassTest, LeavesTheChoiceToTheRendererUnlessAskedOtherwise) {
-    OcclusionPass pass = ownSettings();
-    pass.customSettings = 0;
-    pass.reflective = 1;
-    pass.output = 2;
-    EXPECT_COLOR(result(pass), 1, 1, 1, 1);
+TEST_F(OcclusionPass, HandsItsOwnSettingsOver) {
+    const auto expectAsked = [&](miInteger rays, const miVector& axis, miScalar spread, miScalar exponent,
+                                 miScalar maximum, miInteger points) {
+        EXPECT_TRUE(asked.size == 48 && asked.rays == rays && asked.spread == spread && asked.spread_exp == exponent &&
+                    asked.maxdist == maximum && asked.cache_points == points);
+        EXPECT_TRUE(asked.mindist == -1 && asked.flags == -1 && asked.falloff == -1);
+        EXPECT_NEAR(twin::apart(asked.axis, axis), 0, 1e-6);
+    };
+    EXPECT_COLOR(show(kOwn + "customSettings 0, output 2, reflective 1"), .25f, .25f, .25f, 1);
     expectAsked(-1, state->normal, -2, 1, -1, -1);
-    hidden = 1;
-    EXPECT_COLOR(result(pass), 0, 0, 0, 0);
-    hidden = 0.75f;
-    EXPECT_COLOR(result(pass), 0.25f, 0.25f, 0.25f, 1);
-
-    result(OcclusionPass{});
-    expectAsked(-1, state->normal, -2, 1, -1, -1);
-    pass = ownSettings();
-    pass.spread = pass.spreadExponent = pass.maximumDistance = -0.5f;
-    pass.cachePoints = -3;
-    pass.rays = -4;
-    result(pass);
+    show(kOwn);
+    expectAsked(77, state->normal, .5f, 3, 12, 5);
+    show(kOwn + "reflective 1");
+    expectAsked(77, {0, .96f, .28f}, .5f, 3, 12, 5);  // d - 2 (d n) n = (0, 0, -1) + 1.6 (0, .6, .8)
+    show("customSettings 1, rays -4, spread -.5, spreadExponent -.5, maximumDistance -.5, cachePoints -3");
     expectAsked(-4, state->normal, -2, 1, -1, -1);  // any number of rays but 0 is handed on
 }
 
-TEST_F(OcclusionPassTest, HandsItsOwnSettingsOver) {
-    result(ownSettings());
-    expectAsked(77, state->normal, 0.5f, 3, 12, 5);
-    OcclusionPass pass = ownSettings();
-    pass.reflective = 1;
-    state->dir = {0, 0, -1};
-    result(pass);
-    // d - 2 (d n) n = (0, 0, -1) + 1.6 (0, 0.6, 0.8) = (0, 0.96, 0.28)
-    EXPECT_FLOAT_EQ(asked.axis.y, 0.96f);
-    EXPECT_FLOAT_EQ(asked.axis.z, 0.28f);
-}
-
-TEST_F(OcclusionPassTest, MixesItsColors) {
-    OcclusionPass pass = ownSettings();
-    for (miInteger output : {0, 5, -1}) {
-        pass.output = output;
-        pass.alpha = 0;
-        hidden = 0.75f;
-        // 0.75 dark + 0.25 bright = (0.075 + 0.05, 0.1, 0.45 + 0.2)
-        EXPECT_COLOR(result(pass), 0.125f, 0.1f, 0.65f, 1);
-        pass.alpha = 1;
-        EXPECT_COLOR(result(pass), 0.125f, 0.1f, 0.65f, 0.25f);
-        // The ends keep their own alpha, whatever the parameters' alphas and the switch say.
-        for (miInteger alpha : {0, 1}) {
-            pass.alpha = alpha;
-            hidden = 1;
-            EXPECT_COLOR(result(pass), 0.1f, 0, 0.6f, 0);
-            hidden = 0;
-            EXPECT_COLOR(result(pass), 0.2f, 0.4f, 0.8f, 1);
-            hidden = -0.5f;
-            EXPECT_COLOR(result(pass), 0.2f, 0.4f, 0.8f, 1);
-        }
-    }
-}
-
-TEST_F(OcclusionPassTest, TintsTheSurroundingsAlongTheBentNormal) {
-    bentNormal = {0.6f, 0, 0.8f};
+/* Outputs 0: .75 dark + .25 bright; 1: surroundings x bright x .25 + dark; 2 to 4: the bent normal of the world, in
+ * internal, camera and object space, from which normals go by the transpose of the matrix that leads there. */
+TEST_F(OcclusionPass, ShowsTheAnswer) {
     miVector looked = {};
     renderer().tracing.environment = [&](miColor* color, miState*, const miVector* dir) {
         looked = *dir;
-        *color = {2, 4, 0.5f, 9};
+        *color = {2, 4, .5f, 9};
         return miTRUE;
     };
-    OcclusionPass pass = ownSettings();
-    pass.output = 1;
-    hidden = 0.75f;
-    // surroundings * bright * 0.25 + dark = (0.1 + 0.1, 0.4, 0.1 + 0.6)
-    EXPECT_COLOR(result(pass), 0.2f, 0.4f, 0.7f, 0.25f);
-    EXPECT_FLOAT_EQ(looked.x, 0.6f);
-    EXPECT_FLOAT_EQ(looked.z, 0.8f);
-    pass.alpha = 0;
-    EXPECT_COLOR(result(pass), 0.2f, 0.4f, 0.7f, 1);
-    hidden = 1;
-    EXPECT_COLOR(result(pass), 0.1f, 0, 0.6f, 1);  // no end case here
-    pass.alpha = 1;
-    EXPECT_COLOR(result(pass), 0.1f, 0, 0.6f, 0);
-    renderer().tracing.environment = [](miColor*, miState*, const miVector*) { return miFALSE; };
-    hidden = 0;
-    EXPECT_COLOR(result(pass), 0.1f, 0, 0.6f, 1);
-}
-
-TEST_F(OcclusionPassTest, ShowsTheBentNormalInASpace) {
-    OcclusionPass pass = ownSettings();
-    pass.output = 2;
-    hidden = 0.75f;
-    EXPECT_COLOR(result(pass), 0.5f, 0.5f, 1, 0.25f);
-    pass.alpha = 0;
-    hidden = 1;
-    EXPECT_COLOR(result(pass), 0.5f, 0.5f, 1, 1);
-
-    // The answer is in world space, from which normals go by the transpose of the matrix that leads there: z is halved
-    // by what doubles the lengths along it, on the way back it is doubled.
-    bentNormal = {0.6f, 0, 0.8f};
     renderer().spaces.world = Matrix::scale(1, 1, 2);
-    renderer().spaces.camera = Matrix::scale(1, 1, 0.5f);
+    renderer().spaces.camera = Matrix::scale(1, 1, .5f);
     renderer().spaces.object = Matrix::scale(1, 1, 4);
-    EXPECT_COLOR(result(pass), 0.8f, 0.5f, 0.9f, 1);
-    pass.output = 3;
-    // Internal (0.6, 0, 1.6), camera (0.6, 0, 3.2) with length 3.255764.
-    EXPECT_COLOR(result(pass), 0.5921443f, 0.5f, 0.9914361f, 1);
-    pass.output = 4;
-    // Object (0.6, 0, 0.4) with length 0.7211103: (0.8320503, 0, 0.5547002).
-    EXPECT_COLOR(result(pass), 0.9160252f, 0.5f, 0.7773501f, 1);
+    // Output and alpha switch, what is hidden, the color. The ends of output 0 keep their own alpha, whatever the
+    // alphas of the parameters and the switch say. Camera (.6, 0, 3.2) of length 3.255764, object (.6, 0, .4) of
+    // .7211103.
+    const std::array<miScalar, 7> rows[] = {{0, 0, .75f, .125f, .1f, .65f, 1},
+                                            {5, 1, .75f, .125f, .1f, .65f, .25f},
+                                            {0, 1, 1, .1f, 0, .6f, 0},
+                                            {0, 0, 1, .1f, 0, .6f, 0},
+                                            {0, 1, 0, .2f, .4f, .8f, 1},
+                                            {0, 1, -.5f, .2f, .4f, .8f, 1},
+                                            {1, 1, .75f, .2f, .4f, .7f, .25f},
+                                            {1, 0, 1, .1f, 0, .6f, 1},
+                                            {2, 1, .75f, .8f, .5f, .9f, .25f},
+                                            {3, 0, .75f, .5921443f, .5f, .9914361f, 1},
+                                            {4, 0, .75f, .9160252f, .5f, .7773501f, 1}};
+    for (const auto& [output, alpha, value, r, g, b, a] : rows) {
+        SCOPED_TRACE(output);
+        hidden = value;
+        EXPECT_COLOR(show(twin::text(kOwn, "output ", output, ", alpha ", alpha)), r, g, b, a);
+    }
+    EXPECT_NEAR(twin::apart(looked, bentNormal), 0, 1e-6);
     bentNormal = {0, 0, 0};
-    EXPECT_COLOR(result(pass), 0.5f, 0.5f, 0.5f, 1);
+    EXPECT_COLOR(show(kOwn + "output 4"), .5f, .5f, .5f, 1);
 }
 
-TEST_F(OcclusionPassTest, AnswersEyeRaysOfTilesAndOfOcclusionAhead) {
-    for (int type = 0; type < miRAY_COUNT; ++type) {
-        state->type = static_cast<miRay_type>(type);
-        EXPECT_EQ(writesOcclusion(), type == miRAY_EYE) << type;
-    }
-    state->type = miRAY_EYE;
-    for (int bits : {0, 1, 2, 3, 4, 5, 64}) {
-        renderer().queries.answer(miQ_STAGE, bits);
-        EXPECT_EQ(writesOcclusion(), bits == 1 || bits == 4) << bits;
-    }
-}
-
-/* While occlusion is computed ahead nothing has been gathered yet: there is no opacity to test. */
-TEST_F(OcclusionPassTest, TestsOpacityInTilesOnly) {
-    publishFrame({0, {2, 2, 2, 1}});
-    EXPECT_FALSE(writesOcclusion());
-    renderer().queries.answer(miQ_STAGE, miSTAGE_AMBOCCL);
-    EXPECT_TRUE(writesOcclusion());
+/* In tiles, and ahead of them: there nothing has been gathered yet, and no opacity is tested. */
+TEST_F(OcclusionPass, AnswersEyeRays) {
+    const FrameBufferState covered{0, {2, 2, 2, 1}};
+    for (const bool hasFrame : {false, true})
+        for (const int stages : {0, 1, 2, 3, 4, 5, 64})
+            for (const miRay_type type : {miRAY_EYE, miRAY_TRANSPARENT, miRAY_REFLECT}) {
+                stage.rendering.entries.set("lumoFBState", &covered, hasFrame ? sizeof covered : 0, miSS_LIFETIME_RECT);
+                state->type = type;
+                renderer().queries.answer(miQ_STAGE, stages);
+                show("");
+                EXPECT_EQ(wasPut("pass"), type == miRAY_EYE && ((stages == 1 && !hasFrame) || stages == 4)) << stages;
+            }
 }
 
 }  // namespace

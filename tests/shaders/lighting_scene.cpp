@@ -6,12 +6,6 @@ using twin::renderer;
 
 namespace lighting {
 
-namespace {
-
-constexpr miColor kNine = {9, 9, 9, 9};
-
-}  // namespace
-
 LightingTest::LightingTest() {
     state->light_instance = renderer().database.addInstance(renderer().database.add(miSCENE_LIGHT, sizeof(miLight)));
 }
@@ -21,34 +15,25 @@ miTag LightingTest::maskedInstance(const std::string& mask) {
 }
 
 void LightingTest::setEntries(const std::vector<miUint>& flags) {
-    entries.assign(flags.size(), {});
+    std::vector<FrameBufferInfo> made(flags.size());
     slots.assign(flags.size() * 6, {});
     for (std::size_t k = 0; k < flags.size(); ++k) {
-        FrameBufferInfo& entry = entries[k];
-        entry.flags = flags[k];
-        entry.lightValue = entry.shadowValue = entry.shadowSum = entry.lightSum = kNine;
-        entry.slots = &slots[k * 6];
+        made[k].flags = flags[k];
+        made[k].lightValue = made[k].shadowValue = made[k].shadowSum = made[k].lightSum = {9, 9, 9, 9};
+        made[k].slots = &slots[k * 6];
     }
-}
-
-void LightingTest::publish() {
     PassState passes{};
-    passes.types[0] = {count(), 0};
-    for (int type = 1; type < kPassTypeCount; ++type) passes.types[type] = {0, count()};
+    for (PassRange& type : passes.types) type = {0, static_cast<miUint>(made.size())};
+    passes.types[0] = {static_cast<miUint>(made.size()), 0};
     twin::ShaderStateStore& store = stage.rendering.entries;
     store.set("lumoPassState", &passes, sizeof passes, miSS_LIFETIME_RECT);
-    store.set("lumoFBInfo", entries.data(), static_cast<int>(entries.size() * sizeof(FrameBufferInfo)),
-              miSS_LIFETIME_RECT);
+    store.set("lumoFBInfo", made.data(), static_cast<int>(made.size() * sizeof(FrameBufferInfo)), miSS_LIFETIME_RECT);
+    entries = {static_cast<FrameBufferInfo*>(store.get("lumoFBInfo", nullptr)), made.size()};
 }
 
-FrameBufferInfo& LightingTest::published(std::size_t index) {
-    return static_cast<FrameBufferInfo*>(stage.rendering.entries.get("lumoFBInfo", nullptr))[index];
-}
-
-LightShaderTest::LightShaderTest() : record(stage.placeVexabase()), light(*state), result(kNine) {
+LightShaderTest::LightShaderTest() : record(stage.placeVexabase()), light(*state) {
     stage.options.shadow = 1;
-    const miUint limit = 1000;
-    record[5] = limit;
+    record[5] = 1000;  // levels of shadow rays
     record[13] = record[14] = 1;
     light = stage.child(miRAY_LIGHT);
     place({0, 3, -5}, {0, 0, -5});
@@ -58,6 +43,7 @@ void LightShaderTest::place(const miVector& origin, const miVector& point) {
     const miVector way = {point.x - origin.x, point.y - origin.y, point.z - origin.z};
     const double dist = std::sqrt(double{way.x} * way.x + double{way.y} * way.y + double{way.z} * way.z);
     const auto scale = static_cast<miScalar>(1 / dist);
+    light.type = miRAY_LIGHT;
     light.org = origin;
     light.point = point;
     light.dist = dist;
@@ -73,12 +59,11 @@ miColor LightShaderTest::recordColor(int word) const {
     return color;
 }
 
-void LightShaderTest::occlude(const miColor& transmission, bool lit) {
+void LightShaderTest::shadow(const miColor& transmission, miBoolean lit) {
     renderer().tracing.shadow = [this, transmission, lit](miColor* color, miState* called) {
         *color = transmission;
-        library::applyShadowTransparencyToFrameBuffers(count(), count() ? &published(0) : nullptr, &transmission, 0,
-                                                       called);
-        return lit ? miTRUE : miFALSE;
+        occlude(transmission, called);
+        return lit;
     };
 }
 

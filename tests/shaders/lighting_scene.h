@@ -1,9 +1,11 @@
 /* A light, its state, and pass entries, for tests of the light loop and of the shaders that take part in it. */
 #pragma once
 
+#include <span>
 #include <string>
 #include <vector>
 
+#include "block.h"
 #include "frame_buffer_scene.h"
 
 namespace lighting {
@@ -36,84 +38,43 @@ protected:
     /* An instance whose pass mask is this text. */
     miTag maskedInstance(const std::string& mask);
 
-    /* Makes the entries those of the state, for shaders that fetch them; see also published(). */
-    void publish();
-    FrameBufferInfo& published(std::size_t index);
+    /* One entry per set of flags, which shaders find, too; their light fields hold 9. */
+    void setEntries(const std::vector<miUint>& flags);
+    void dropEntries() { stage.rendering.entries.set("lumoFBInfo", nullptr, 0, miSS_LIFETIME_RECT); }
 
     miUint count() const { return static_cast<miUint>(entries.size()); }
     FrameBufferInfo* first() { return entries.data(); }
+    miBoolean occlude(const miColor& transparency, miState* occluder, miCBoolean intoLight = 0) {
+        return library::applyShadowTransparencyToFrameBuffers(count(), first(), &transparency, intoLight, occluder);
+    }
 
-    /* One entry per set of flags; their light fields hold 9. */
-    void setEntries(const std::vector<miUint>& flags);
-
-    std::vector<FrameBufferInfo> entries;
-    std::vector<FrameBufferSlot> slots;
+    std::span<FrameBufferInfo> entries;
+    std::vector<FrameBufferSlot> slots; /* six for each entry */
 };
 
-/* A light three units above the point (0, 0, -5), which faces it, and its shader's state. */
+/* A light and a point, and the state of the light's shader. */
 class LightShaderTest : public LightingTest {
 protected:
     LightShaderTest();
 
-    /* Places light and point; the light's state follows. */
+    /* Places light and point; the light's state follows. Light space is moved to the light. */
     void place(const miVector& origin, const miVector& point);
 
     LightWords& data() { return *reinterpret_cast<LightWords*>(record + 12); }
     void setScalar(int word, miScalar value) { std::memcpy(record + word, &value, sizeof value); }
     miColor recordColor(int word) const;
 
-    template <class Parameters>
-    miBoolean call(const std::string& name, twin::ShaderInstance<Parameters>& shader) {
-        light.shader = &shader.function();
+    miBoolean call(twin::Block& shader) {
         result = {9, 9, 9, 9};
-        return twin::ShaderEntry<Parameters, miColor>(name).call(&result, &light, shader.parameters(), nullptr);
+        return shader.call(&light, &result);
     }
 
     /* Every shadow ray gets this; the entries' shadow values too. */
-    void occlude(const miColor& transmission, bool lit = true);
+    void shadow(const miColor& transmission, miBoolean lit = miTRUE);
 
     miUint* record;
     miState light;
     miColor result;
-};
-
-/* The parameters as scenes write them: what makes the light what it is, then what point and directional lights share. */
-struct LightParameters {
-    miBoolean useDepthMapShadows = 0;
-    miBoolean emitDiffuse = 1, emitSpecular = 1;
-    miColor color = {1, 1, 1, 1};
-    miScalar intensity = 1;
-    miBoolean useRayTraceShadows = 0;
-    miColor shadowColor = {0, 0, 0, 0};
-    miInteger shadowRays = 1;
-    miInteger rayDepthLimit = 1;
-    miScalar fogRadius = 1;
-    miInteger fogType = 0;
-    miScalar fogIntensity = 1;
-    miTag lightProfile = 0;
-};
-
-struct PointShape {
-    miScalar lightRadius = 0;
-    miInteger decayRate = 0;
-};
-struct PointParameters : PointShape, LightParameters {};
-
-struct DirectionalShape {
-    miInteger useLightPosition = 0;
-    miScalar lightAngle = 0;
-};
-struct DirectionalParameters : DirectionalShape, LightParameters {};
-
-struct AmbientParameters {
-    miScalar ambientShade = 0;
-    miScalar lightRadius = 0;
-    miColor color = {1, 1, 1, 1};
-    miScalar intensity = 1;
-    miBoolean useRayTraceShadows = 0;
-    miColor shadowColor = {0, 0, 0, 0};
-    miInteger shadowRays = 1;
-    miInteger rayDepthLimit = 1;
 };
 
 }  // namespace lighting

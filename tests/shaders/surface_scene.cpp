@@ -1,6 +1,7 @@
 #include "surface_scene.h"
 
 #include <algorithm>
+#include <numeric>
 
 using twin::renderer;
 
@@ -30,6 +31,12 @@ void SurfaceTest::usePasses(const std::vector<int>& types) {
     attach();
     initState();
     beginSample();
+}
+
+void SurfaceTest::useAllPasses() {
+    std::vector<int> types(35);
+    std::iota(types.begin(), types.end(), 0);
+    usePasses(types);
 }
 
 miColor SurfaceTest::pass(int type) {
@@ -76,19 +83,16 @@ void SurfaceTest::runLightShader(ScriptedLight& light) {
     if (!entries().empty()) entry(0).flags &= ~0x800u;
 }
 
-const SurfaceShaderReturnType& SurfaceTest::shade(const LambertWords& words) {
-    twin::ShaderInstance<LambertWords> shader(words);
+const SurfaceShaderReturnType& SurfaceTest::shade(const std::string& material, const std::string& parameters) {
+    twin::Block shader("lumoVexa" + material, parameters);
     return shade(shader);
 }
 
-const SurfaceShaderReturnType& SurfaceTest::shade(twin::ShaderInstance<LambertWords>& shader) {
-    static const twin::ShaderEntry<LambertWords> entry("lumoVexaLambert");
-    stage.run(shader);
-    miBoolean wantsInstances = miFALSE;
-    entry.init(state, shader.parameters(), &wantsInstances);
+const SurfaceShaderReturnType& SurfaceTest::shade(twin::Block& shader) {
+    shader.init(state);
     std::memset(&result, 0xEE, sizeof result);
-    returned = entry.call(&result, state, shader.parameters(), nullptr);
-    entry.exit(state, shader.parameters());
+    returned = shader.call(state, &result);
+    shader.exit(state);
     return result;
 }
 

@@ -1,25 +1,11 @@
-/* A point with a Lambert surface, scripted lights that fill the passes as light shaders do, and its result. */
+/* A point with a surface, scripted lights that fill the passes as light shaders do, and the surface's result. */
 #pragma once
 
+#include <algorithm>
 #include <bit>
 
+#include "block.h"
 #include "frame_buffer_scene.h"
-
-/* The parameter block by its words; the defaults are an opaque white surface that writes its passes. */
-struct LambertWords {
-    std::array<miUint, 59> words{};
-
-    LambertWords() {
-        words[0] = 1;
-        scalar(2, 1).color(3, 1, 1, 1).integer(11, 2).scalar(12, 1).scalar(15, 1).scalar(17, 1);
-    }
-    LambertWords& integer(int slot, miInteger value) { return word(slot) = static_cast<miUint>(value), *this; }
-    LambertWords& scalar(int slot, miScalar value) { return word(slot) = std::bit_cast<miUint>(value), *this; }
-    LambertWords& color(int slot, miScalar r, miScalar g, miScalar b) {
-        return scalar(slot, r).scalar(slot + 1, g).scalar(slot + 2, b);
-    }
-    miUint& word(int slot) { return words[static_cast<std::size_t>(slot)]; }
-};
 
 /* A light that is there for every point, from one direction. */
 struct ScriptedLight {
@@ -43,16 +29,25 @@ protected:
 
     /* One record per type, in rising order; then the first sample begins. */
     void usePasses(const std::vector<int>& types);
+    void useAllPasses();
     /* What the material has written for a type. */
     miColor pass(int type);
+    void clearPasses() {
+        for (FrameBufferInfo& each : entries()) std::fill_n(each.slots, 6, FrameBufferSlot{});
+    }
 
     ScriptedLight& addLight(const ScriptedLight& light = {}) { return lights.emplace_back(light); }
 
-    /* A call of lumoVexaLambert with a new object. */
-    const SurfaceShaderReturnType& shade(twin::ShaderInstance<LambertWords>& shader);
-    const SurfaceShaderReturnType& shade(const LambertWords& words);
+    /* A call of a material with a new object. */
+    const SurfaceShaderReturnType& shade(twin::Block& shader);
+    const SurfaceShaderReturnType& shade(const std::string& material, const std::string& parameters);
     miBoolean returned = miFALSE;
 
+    /* Direction from the point to the eye. */
+    void lookFrom(const miVector& view) {
+        state->dir = {-view.x, -view.y, -view.z};
+        state->dot_nd = mi_vector_dot(&state->normal, &state->dir);
+    }
     miColor contributionWeight();
     void setWord(int word, miScalar value) { record[word] = std::bit_cast<miUint>(value); }
 
