@@ -7,129 +7,92 @@ namespace {
 
 class CommandLine : public RenderTest {
 protected:
-    /// A wall of one color, with nothing to be found elsewhere but the test modules.
-    static SceneText plainScene() {
-        SceneText scene;
+    CommandLine() {
         scene.elements = constantMaterial("m", ".25 .5 .75 1") + wall("surface", -5, "m");
         scene.members = "\"surface\"";
-        return scene;
     }
-
-    Outcome renderPlain(const std::vector<std::string>& arguments) const {
-        return renderText(plainScene().text(), arguments);
+    /// The picture of one color; fails unless the messages hold this text, or are none.
+    Picture render(const std::vector<std::string>& arguments, const std::string& says = {},
+                   const std::string& file = "out.exr") {
+        std::filesystem::remove(path("out.exr"));
+        const Outcome outcome = renderText(scene.text(), arguments);
+        EXPECT_EQ(outcome.exitCode, 0) << outcome.messages;
+        if (says.empty()) {
+            EXPECT_EQ(outcome.messages, "");
+        }
+        EXPECT_TRUE(outcome.says(says)) << says << "\n" << outcome.messages;
+        EXPECT_EQ(exists("out.exr"), file == "out.exr");
+        return Picture(path(file));
     }
+    SceneText scene;
 };
 
-TEST_F(CommandLine, HelpAndVersionSayWhatTheyShouldAndEndWell) {
-    for (const char* help : {"-help", "-he"}) {
-        const Outcome outcome = run({help});
-        EXPECT_EQ(outcome.exitCode, 0) << help << outcome.messages;
-        for (const char* option :
-             {"-verbose", "-threads", "-resolution", "-samples", "-file_name", "-ld_path", "-texture_continue"})
-            EXPECT_NE(outcome.output.find(option), std::string::npos) << option << "\n" << outcome.output;
+TEST_F(CommandLine, HelpVersionAndWrongUse) {
+    const struct {
+        std::vector<std::string> arguments;
+        int exitCode;
+        const char* says;
+    } cases[] = {{{"-help"}, 0, "-texture_continue"},
+                 {{"-he"}, 0, "-file_name"},
+                 {{"-version"}, 0, "lumorender "},
+                 {{"-nonsense", "scene.mi"}, 2, "nonsense"},
+                 {{"-t", "2", "scene.mi"}, 2, "-threads"},  // -threads or -task_size or -texture_continue
+                 {{"-verbose", "loud"}, 2, "loud"},
+                 {{"-threads", "0"}, 2, "threads"},
+                 {{"-threads", "many"}, 2, "threads"},
+                 {{"-resolution", "10"}, 2, "resolution"},
+                 {{"a.mi", "b.mi"}, 2, "b.mi"}};
+    for (const auto& c : cases) {
+        const Outcome outcome = run(c.arguments);
+        EXPECT_EQ(outcome.exitCode, c.exitCode) << c.says << outcome.messages;
+        const std::string told = c.exitCode ? outcome.messages + outcome.output : outcome.output;
+        EXPECT_NE(told.find(c.says), std::string::npos) << c.says << "\n" << told;
     }
-    const Outcome version = run({"-version"});
-    EXPECT_EQ(version.exitCode, 0);
-    EXPECT_NE(version.output.find("lumorender "), std::string::npos) << version.output;
 }
 
-TEST_F(CommandLine, WrongUseIsRefusedWithTheReason) {
-    const auto expectRefusal = [&](const std::vector<std::string>& arguments, const std::string& reason) {
-        const Outcome outcome = run(arguments);
-        EXPECT_EQ(outcome.exitCode, 2) << reason << "\n" << outcome.messages;
-        EXPECT_NE((outcome.messages + outcome.output).find(reason), std::string::npos)
-            << outcome.messages << outcome.output;
-    };
-    expectRefusal({"-nonsense", "scene.mi"}, "nonsense");
-    expectRefusal({"-t", "2", "scene.mi"}, "-threads");  // -threads or -task_size or -texture_continue
-    expectRefusal({"-verbose", "loud"}, "loud");
-    expectRefusal({"-threads", "0"}, "threads");
-    expectRefusal({"-threads", "many"}, "threads");
-    expectRefusal({"-resolution", "10"}, "resolution");
-    expectRefusal({"a.mi", "b.mi"}, "b.mi");
-}
-
-TEST_F(CommandLine, OptionsWinOverTheScene) {
-    ASSERT_EQ(renderPlain({"-resolution", "7", "3"}).exitCode, 0);
-    const Picture resized(path("out.exr"));
+TEST_F(CommandLine, OptionsAndTheirAbbreviationsWinOverTheScene) {
+    const Picture resized = render({"-resolution", "7", "3"});
     EXPECT_EQ(resized.width, 7);
     EXPECT_EQ(resized.height, 3);
-
-    const Outcome levels = renderPlain({"-samples", "1", "1", "-verbose", "5"});
-    EXPECT_EQ(levels.exitCode, 0) << levels.messages;
-    EXPECT_TRUE(levels.says("rendered 64 eye rays")) << levels.messages;  // 4 x 4 pixels, four each
-    const Outcome level = renderPlain({"-samples", "2", "-verbose", "5"});
-    EXPECT_EQ(level.exitCode, 0) << level.messages;
-    EXPECT_TRUE(level.says("rendered 256 eye rays")) << level.messages;
-}
-
-TEST_F(CommandLine, UnambiguousAbbreviationsAreUnderstood) {
-    const Outcome outcome = renderPlain({"-res", "5", "2", "-th", "1", "-verb", "5", "-sam", "0"});
-    EXPECT_EQ(outcome.exitCode, 0) << outcome.messages;
-    EXPECT_TRUE(outcome.says("rendered 10 eye rays")) << outcome.messages;
-}
-
-TEST_F(CommandLine, FilesGoWhereTheyAreSent) {
-    ASSERT_EQ(renderPlain({"-file_name", "other.exr"}).exitCode, 0);
-    EXPECT_TRUE(exists("other.exr"));
-    EXPECT_FALSE(exists("out.exr"));
-
+    render({"-samples", "1", "1", "-verbose", "5"}, "rendered 64 eye rays");  // 4 x 4 pixels, four each
+    render({"-samples", "2", "-verbose", "on"}, "rendered 256 eye rays");
+    render({"-res", "5", "2", "-th", "1", "-verb", "5", "-sam", "0"}, "rendered 10 eye rays");
+    render({"-file_name", "other.exr"}, "", "other.exr");
     std::filesystem::create_directory(path("pictures"));
-    ASSERT_EQ(renderPlain({"-file_dir", "pictures"}).exitCode, 0);
-    EXPECT_EQ(Picture(path("pictures/out.exr")).at("G", 1, 1), .5F);
-    EXPECT_FALSE(exists("out.exr"));
-}
-
-TEST_F(CommandLine, VerbosityCountsMessageClasses) {
-    const Outcome silent = renderPlain({"-verbose", "0"});
-    EXPECT_EQ(silent.exitCode, 0);
-    EXPECT_EQ(silent.messages, "");
-    EXPECT_EQ(renderPlain({}).messages, "");  // warnings, of which there are none
-    for (const char* all : {"on", "5"}) {
-        const Outcome outcome = renderPlain({"-verbose", all});
-        EXPECT_TRUE(outcome.says("info")) << all;
-    }
-    // The command line wins over the scene's own statement.
-    SceneText scene = plainScene();
+    EXPECT_EQ(render({"-file_dir", "pictures"}, "", "pictures/out.exr").at("G", 1, 1), .5F);
+    render({"-verbose", "0"});
     scene.before = "verbose 5";
-    EXPECT_TRUE(renderText(scene.text()).says("info"));
-    EXPECT_EQ(renderText(scene.text(), {"-verbose", "3"}).messages, "");
+    render({}, "info");
+    render({"-verbose", "3"});
 }
 
 TEST_F(CommandLine, ScenesComeFromStandardInputToo) {
-    const Outcome outcome =
-        run({"-ld_path", LUMO_TEST_MODULES, "-I", LUMO_TEST_MODULES, "-threads", "1"}, plainScene().text());
+    const Outcome outcome = run({"-ld_path", LUMO_TEST_MODULES, "-I", LUMO_TEST_MODULES}, scene.text());
     EXPECT_EQ(outcome.exitCode, 0) << outcome.messages;
     EXPECT_EQ(Picture(path("out.exr")).at("B", 0, 0), .75F);
-
     const Outcome broken = run({}, "options \"opt\" object space nonsense\n");
     EXPECT_EQ(broken.exitCode, 1);
     EXPECT_TRUE(broken.says("standard input:1")) << broken.messages;
 }
 
 TEST_F(CommandLine, ModulesAndIncludesAreSearchedWhereItSays) {
-    // Nothing of the scene's own but a declaration; the module comes from the command line, and .mi is added.
-    SceneText scene = plainScene();
+    // The module comes from the command line, and .mi is added.
     std::string text = scene.text();
-    while (text.rfind("link", 0) == 0) text.erase(0, text.find('\n') + 1);
+    text.replace(0, text.find('\n'),
+                 "$include <sdk_mirror.mi> declare shader color \"plain_constant\" ( color \"color\" ) end declare\n");
     write("linked.mi", text);
     const std::string modules = LUMO_TEST_MODULES;
-    const std::vector<std::string> list = {"-link",       "plain_material.so", "plain_surroundings.so", "plain_rays.so",
-                                           "cxx_lens.so", "probe_calls.so",    "probe_rays.so",         "--"};
-    std::vector<std::string> arguments = {"-L", "nowhere:" + modules, "-I", "nowhere:" + modules};
-    arguments.insert(arguments.end(), list.begin(), list.end());
-    arguments.emplace_back("linked");
-    const Outcome good = run(arguments);
+    const auto rendering = [&](const std::string& paths, const std::string& includes) {
+        return run({"-L", paths, "-I", includes, "-link", "plain.so", "lumovexa.so", "sdk_mirror.so", "--", "linked"});
+    };
+    const Outcome good = rendering("nowhere:" + modules, "nowhere:" + modules);
     EXPECT_EQ(good.exitCode, 0) << good.messages;
-    EXPECT_EQ(good.messages, "");
     EXPECT_TRUE(exists("out.exr"));
-
-    const Outcome notFound = run({"-I", modules, "-link", "plain_material.so", "linked.mi"});
+    const Outcome notFound = rendering("nowhere", modules), noInclude = rendering(modules, "nowhere");
     EXPECT_EQ(notFound.exitCode, 1);
-    EXPECT_TRUE(notFound.says("plain_material.so")) << notFound.messages;
-    const Outcome noInclude = run({"-L", modules, "linked.mi"});
+    EXPECT_TRUE(notFound.says("plain.so")) << notFound.messages;
     EXPECT_EQ(noInclude.exitCode, 1);
-    EXPECT_TRUE(noInclude.says("modules.mi")) << noInclude.messages;
+    EXPECT_TRUE(noInclude.says("sdk_mirror.mi")) << noInclude.messages;
 }
 
 }  // namespace

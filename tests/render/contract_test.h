@@ -20,15 +20,6 @@ protected:
         return Picture(path("out.exr"));
     }
 
-    /// Every pixel's probe checked this many facts, and all of them hold.
-    static void expectFacts(const Picture& image, int facts) {
-        for (int y = 0; y < image.height; ++y)
-            for (int x = 0; x < image.width; ++x) {
-                EXPECT_EQ(image.at("G", x, y), static_cast<float>(facts)) << "checked at " << x << " " << y;
-                EXPECT_EQ(image.at("R", x, y), static_cast<float>(facts)) << "hold at " << x << " " << y;
-            }
-    }
-
     Outcome told;
 };
 

@@ -23,11 +23,6 @@ namespace rendertest {
 
 namespace {
 
-std::string contentOf(const std::filesystem::path& file) {
-    std::ifstream stream(file, std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
-}
-
 /// In the child: files take the place of the standard streams.
 void enter(const std::filesystem::path& folder) {
     const auto open = [&](const char* name, int flags, int as) {
@@ -160,6 +155,11 @@ std::vector<std::string> Picture::names() const {
     std::vector<std::string> result;
     for (const auto& [name, channel] : channels_) result.push_back(name);
     return result;
+}
+
+std::string contentOf(const std::filesystem::path& file) {
+    std::ifstream stream(file, std::ios::binary);
+    return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
 }
 
 int countOf(const std::string& text, const std::string& part) {

@@ -54,6 +54,8 @@ struct Outcome {
     bool says(const std::string& text) const { return messages.find(text) != std::string::npos; }
 };
 
+std::string contentOf(const std::filesystem::path& file);
+
 /// Number of times that a text occurs.
 int countOf(const std::string& text, const std::string& part);
 

@@ -5,11 +5,7 @@
 namespace rendertest {
 
 std::string SceneText::text() const {
-    std::string text;
-    for (const char* module :
-         {"plain_material", "plain_surroundings", "plain_rays", "cxx_lens", "probe_calls", "probe_rays"})
-        text += fmt::format("link \"{}.so\"\n", module);
-    text += "$include <modules.mi>\n" + before + "\n";
+    std::string text = "$include <modules.mi>\n" + before + "\n";
     text += "options \"opt\" object space trace depth 4 4 8 " + options + " end options\n";
     text += "camera \"cam\" " + buffers + "\n focal 1 aperture 2 aspect 1 resolution 4 4 " + camera + " end camera\n";
     text += "instance \"cam_i\" \"cam\" " + cameraPlace + " end instance\n";

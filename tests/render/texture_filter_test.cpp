@@ -1,7 +1,8 @@
 // Textures over the footprints of pixels: what the scene, a call or a record of a call asks for.
-#include "harness.h"
 #include "pixels.h"
 #include "scene_text.h"
+
+#include <fmt/format.h>
 
 #include <algorithm>
 
@@ -10,119 +11,100 @@ namespace {
 
 constexpr int kPixels = 16;
 
+/// A wall that fills the picture with some texels per pixel. `filter` is what stands before the texture.
+struct Wall : SceneText {
+    Wall(const std::string& filter, double texels, const std::string& material = {}, double aperture = 2) {
+        camera = fmt::format("resolution {0} {0} aperture {1}", kPixels, aperture);
+        elements = filter + " color texture \"image\" \"pattern.ppm\"\n";
+        elements += material.empty() ? "shader \"look\" \"example_texture\" ( \"tex\" \"image\" )\n"
+                                       "material \"m\" \"plain_constant\" ( \"color\" = \"look\" ) end material\n"
+                                     : "material \"m\" \"plain_texture_filter\" ( \"tex\" \"image\", " + material +
+                                           " ) end material\n";
+        // So wide is a pixel there. The odd shift keeps pixels away from the texels' middles and edges.
+        const double pixel = 5 * aperture / kPixels;
+        elements += wall("surface", -5, "m", 128 * pixel / texels, "transform " + moved({-.137, -.071, 0}).text());
+        members = "\"surface\"";
+    }
+    /// What eyes see instead: another surface, and the wall at this place or where it is.
+    Wall& behind(const std::string& surface, double z, const std::string& place) {
+        elements += "material \"before_m\" " + surface + " end material\n" + wall("before", z, "before_m") +
+                    "instance \"there\" \"surface_object\" material \"m\" transform " + place + " end instance\n";
+        members = "\"before\" \"there\"";
+        return *this;
+    }
+};
+
 class TextureFilter : public RenderTest {
 protected:
     /// Pixels of one texel each, black and white: as a checkerboard, or as rows that lie across.
     void writePattern(bool rows = false) {
-        constexpr int kSize = 256;
-        std::string pixels = fmt::format("P6\n{0} {0}\n255\n", kSize);
-        for (int y = 0; y < kSize; ++y)
-            for (int x = 0; x < kSize; ++x) pixels.append(3, (rows ? y : x + y) % 2 ? '\xff' : '\0');
+        std::string pixels = "P6\n256 256\n255\n";
+        for (int y = 0; y < 256; ++y)
+            for (int x = 0; x < 256; ++x) pixels.append(3, (rows ? y : x + y) % 2 ? '\xff' : '\0');
         write("pattern.ppm", pixels);
     }
-
-    /// A wall that fills the picture with some texels per pixel. `filter` is what stands before the texture.
-    static SceneText wallScene(const std::string& filter, double texelsPerPixel, const std::string& material = {},
-                               double aperture = 2) {
-        SceneText scene;
-        scene.before = "link \"plain_texture_filter.so\"\n$include <plain_texture_filter.mi>\n";
-        scene.options = "samples 0 0";
-        scene.camera = fmt::format("resolution {0} {0} aperture {1}", kPixels, aperture);
-        scene.elements = filter + " color texture \"image\" \"pattern.ppm\"\n";
-        scene.elements += material.empty() ? "shader \"look\" \"plain_texture\" ( \"tex\" \"image\" )\n"
-                                             "material \"m\" \"plain_constant\" ( \"color\" = \"look\" ) end material\n"
-                                           : "material \"m\" \"plain_texture_filter\" ( \"tex\" \"image\", " +
-                                                 material + " ) end material\n";
-        // So wide is a pixel there. The odd shift keeps pixels away from the texels' middles and edges.
-        const double pixel = 5 * aperture / kPixels, half = 128 * pixel / texelsPerPixel;
-        scene.elements += wall("surface", -5, "m", half, "transform " + moved({-.137, -.071, 0}).text());
-        scene.members = "\"surface\"";
-        return scene;
-    }
-
     std::vector<float> values(const SceneText& scene) { return picture(scene.text()).channels().at("R").values; }
 
-    static double contrast(const std::vector<float>& values) {
-        const auto [least, most] = std::minmax_element(values.begin(), values.end());
-        return *most - *least;
+    double contrast(const SceneText& scene) {
+        const std::vector<float> all = values(scene);
+        return *std::max_element(all.begin(), all.end()) - *std::min_element(all.begin(), all.end());
     }
-
-    static void expectAlike(const std::vector<float>& a, const std::vector<float>& b, float tolerance,
-                            const std::string& what) {
-        ASSERT_EQ(a.size(), b.size());
-        for (std::size_t i = 0; i < a.size(); ++i) ASSERT_NEAR(a[i], b[i], tolerance) << what << " " << i;
+    void expectMean(const SceneText& scene) {
+        for (const float value : values(scene)) ASSERT_NEAR(value, .5, .01);
+    }
+    void expectAlike(const SceneText& scene, const std::vector<float>& expected, float tolerance) {
+        const std::vector<float> all = values(scene);
+        for (std::size_t i = 0; i < expected.size(); ++i) ASSERT_NEAR(all.at(i), expected[i], tolerance) << i;
     }
 };
 
-TEST_F(TextureFilter, TurnsSmallPatternsIntoTheirMean) {
-    writePattern();
-    for (const float value : values(wallScene("filter", 7.3))) ASSERT_NEAR(value, .5, .01);
-    const std::vector<float> points = values(wallScene("", 7.3));
-    EXPECT_GT(contrast(points), .8);
-    // The scale counts pixels: next to nothing is a point, and eight are enough where one is not.
-    expectAlike(values(wallScene("filter .001", 7.3)), points, .01F, "a small scale");
-    EXPECT_GT(contrast(values(wallScene("filter", .7))), .3);
-    for (const float value : values(wallScene("filter 8", .7))) ASSERT_NEAR(value, .5, .01);
-}
-
 // Where a pixel is about as wide as a texel, how much is left of the contrast tells how large the footprint is.
-TEST_F(TextureFilter, FollowsTheRayThroughMirrorsAndPanes) {
+TEST_F(TextureFilter, TurnsSmallPatternsIntoTheirMeanAlongTheRay) {
     writePattern();
-    const auto scene = [] { return wallScene("filter", .8, "", .2); };  // rays near the axis
-    const std::vector<float> direct = values(scene());
-    EXPECT_GT(contrast(direct), .2);
-    EXPECT_LT(contrast(direct), .98);
-    for (const std::string mode : {"0", "3"}) {
-        SceneText pane = scene();
-        pane.elements +=
-            "material \"pane\" \"plain_rays\" ( \"mode\" " + mode + " ) end material\n" + wall("before", -2, "pane");
-        pane.members += " \"before\"";
-        expectAlike(values(pane), direct, 1e-3F, "mode " + mode);
-    }
+    expectMean(Wall("filter", 7.3));
+    EXPECT_GT(contrast(Wall("", 7.3)), .8);
+    // The scale counts pixels: next to nothing is a point, and eight are enough where one is not.
+    expectAlike(Wall("filter .001", 7.3), values(Wall("", 7.3)), .01F);
+    EXPECT_GT(contrast(Wall("filter", .7)), .3);
+    expectMean(Wall("filter 8", .7));
+
+    const auto near = [] { return Wall("filter", .8, "", .2); };  // rays near the axis
+    const std::vector<float> direct = values(near());
+    EXPECT_GT(contrast(near()), .2);
+    EXPECT_LT(contrast(near()), .98);
+    const std::string here = moved({-.137, -.071, 0}).text();
+    expectAlike(near().behind("\"plain_rays\" ( \"mode\" 0 )", -2, here), direct, 1e-3F);
+    expectAlike(near().behind("\"plain_rays\" ( \"mode\" 3 )", -2, here), direct, 1e-3F);
     // The wall behind the camera at 3, seen in a mirror at -1: five units away as before, and turned over.
-    SceneText mirrored = scene();
-    mirrored.elements += "material \"mirror\" \"plain_rays\" ( \"mode\" 1 ) end material\n" +
-                         wall("before", -1, "mirror") +
-                         "instance \"back\" \"surface_object\" material \"m\" transform " +
-                         scaled({1, 1, -1}).then(moved({.137, .071, -2})).inverse().text() + " end instance\n";
-    mirrored.members = "\"before\" \"back\"";
-    expectAlike(values(mirrored), direct, .02F, "mirror");
+    const Placing back = scaled({1, 1, -1}).then(moved({.137, .071, -2}));
+    expectAlike(near().behind("\"plain_rays\" ( \"mode\" 1 )", -1, back.inverse().text()), direct, .02F);
 }
 
 TEST_F(TextureFilter, HonoursTheRecordOfACall) {
     writePattern();
-    const std::vector<float> points = values(wallScene("", .6)), filtered = values(wallScene("filter", .6));
-    expectAlike(values(wallScene("", .6, "\"radius\" .0005")), points, .01F, "a point");
-    // The matrix and the ray tell the same size of a pixel.
-    expectAlike(values(wallScene("", .6, "\"radius\" .5")), filtered, .01F, "a pixel");
-    expectAlike(values(wallScene("", .6, "\"radius\" 0")), filtered, .01F, "the usual radius");
-    expectAlike(values(wallScene("", .6, "\"norecord\" on")), filtered, .01F, "no record");
-    for (const float value : values(wallScene("", .6, "\"radius\" 6"))) ASSERT_NEAR(value, .5, .01);
-    for (const float value : values(wallScene("", .6, "\"radius\" .5, \"max_minor\" .05"))) ASSERT_NEAR(value, .5, .01);
-    for (const float value : values(wallScene("", .6, "\"radius\" .01, \"bilinear\" off")))
+    const std::vector<float> filtered = values(Wall("filter", .6));
+    expectAlike(Wall("", .6, "\"radius\" .0005"), values(Wall("", .6)), .01F);
+    // The matrix and the ray tell the same size of a pixel, which is the usual radius, with and without a record.
+    for (const std::string record : {"\"radius\" .5", "\"radius\" 0", "\"norecord\" on"})
+        expectAlike(Wall("", .6, record), filtered, .01F);
+    expectMean(Wall("", .6, "\"radius\" 6"));
+    expectMean(Wall("", .6, "\"radius\" .5, \"max_minor\" .05"));
+    for (const float value : values(Wall("", .6, "\"radius\" .01, \"bilinear\" off")))
         ASSERT_TRUE(value == 0 || value == 1) << value;
-}
 
-// A wall that is seen from the side has footprints that are much longer than wide. Rows along them stay apart, until
-// the record says that footprints have to be round.
-TEST_F(TextureFilter, KeepsWhatLiesAcrossLongFootprints) {
+    // A wall that is seen from the side has footprints that are much longer than wide: 70 degrees from the axis a pixel
+    // covers 1 / cos 70 / .5 = 5.8 texels in u, and a third of one in v. Rows along them stay apart, until the record
+    // says that footprints have to be round.
     writePattern(true);
-    const auto scene = [](const std::string& record) {
-        SceneText text = wallScene("", 1, record, .2);
-        // 70 degrees from the axis a pixel covers 1 / cos 70 / .5 = 5.8 texels in u, and a third of one in v.
-        text.elements += "instance \"slanted\" \"surface_object\" material \"m\" transform " +
-                         moved({0, 0, 5})
-                             .then(scaled({.5, 3, 1}))
-                             .then(turned({0, 1, 0}, 70))
-                             .then(moved({0, .07, -5}))
-                             .inverse()
-                             .text() +
-                         " end instance\n";
-        text.members = "\"slanted\"";
-        return text;
+    const Placing slanted = moved({0, 0, 5}).then(scaled({.5, 3, 1})).then(turned({0, 1, 0}, 70));
+    const std::string place = slanted.then(moved({0, .07, -5})).inverse().text();
+    const auto contrastWith = [&](const std::string& record) {
+        Wall scene("", 1, record, .2);
+        scene.behind("\"plain_constant\" ()", 5, place);
+        return contrast(scene);
     };
-    EXPECT_GT(contrast(values(scene("\"eccmax\" 40"))), .5);
-    EXPECT_LT(contrast(values(scene("\"eccmax\" 1"))), .05);
+    EXPECT_GT(contrastWith("\"eccmax\" 40"), .5);
+    EXPECT_LT(contrastWith("\"eccmax\" 1"), .05);
 }
 
 }  // namespace

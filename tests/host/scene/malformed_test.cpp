@@ -54,6 +54,12 @@ constexpr Malformed kMalformed[] = {
     {"render \"w\" \"c\" \"o\"", 1, "\"w\" is not defined, expected the name of an instance group"},
     {"$include \"/etc/hostname\"", 1, "files may not be included here"},
     {"link \"x.so\"", 1, "modules may not be linked here"},
+    {"shader \"s\" \"d\" (\"x\" [ 1 ])", 1, "found \"[\", expected a number"},
+    {"shader \"s\" \"d\" (\"x\" = \"m0\")", 1, "\"m0\""},
+    {"shader \"s\" \"d\" ()\nshader \"t\" \"d\" (\"x\" = \"s.member\")", 2, "member"},
+    {"object \"o\" group 0 0 0 v 77 end group end object", 1, "77"},
+    {"object \"o\" trilist vertex 2000000000 p triangle 2000000000\n[ 0 0 0 ] [ \"m0\" 0 0 0 ] end trilist end object",
+     1, "2000000000"},
 };
 
 class Malformations : public SceneTest, public testing::WithParamInterface<Malformed> {};
@@ -80,7 +86,12 @@ TEST_F(SceneTest, SeveralErrorsAreSeenAtOnce) {
         EXPECT_NE(errors.find(line), std::string::npos) << line << errors;
 }
 
-TEST_F(SceneTest, UnknownStatementsAreSkippedWithAWarning) {
+TEST_F(SceneTest, WhatIsNoErrorIsLeftOutWithAWarning) {
+    EXPECT_TRUE(read("object \"o\"\n group 1e999 0 0 v 0 end group end object"));
+    EXPECT_TRUE(read("instance \"i\" \"o\"\n\n transform 1 0 0 0 0 0 0 0 0 0 0 0 0 0 0 1 end instance"));
+    for (const char* told : {"test.mi:2: ", "not finite", "test.mi:3: ", "singular"})
+        EXPECT_NE(warnings.find(told), std::string::npos) << told << warnings;
+    warnings.clear();
     EXPECT_TRUE(read("camera \"c\"\n wobble 1 2 ( a b ) \"x\" focal 3 end camera"));
     EXPECT_EQ(warnings, "test.mi:2: camera has no statement wobble, it is skipped\n");
     EXPECT_EQ(record<miCamera>("c", miSCENE_CAMERA).focal, 3.0f);
