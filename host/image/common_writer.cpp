@@ -161,6 +161,7 @@ void writeCommon(const std::filesystem::path& path, const std::string& name, con
                                               : OIIO::TypeDesc::FLOAT;
     OIIO::ImageSpec spec = makeSpec(file, window, channels, type, metadata);
     if (format.straight) spec.attribute("oiio:UnassociatedAlpha", 1);
+    if (format.plugin == std::string("pnm")) spec.attribute("pnm:pfmflip", 0);  // meant for floats, done to bytes, too
     writePixels(path, format, spec, OIIO::TypeDesc::FLOAT, image.data());
 }
 
