@@ -253,7 +253,8 @@ private:
             layers.insert(dot == std::string::npos ? "picture" : channel.substr(0, dot));
         }
         for (const std::string& layer : layers)
-            expectPicture({line.number, "expect", std::regex_replace("layer = " + line.rest, mark, layer)}, part, known);
+            expectPicture({line.number, "expect", std::regex_replace("layer = " + line.rest, mark, layer)}, part,
+                          known);
     }
 
     /// In all pixels, in one, or on the mean of all. One failure is enough.
