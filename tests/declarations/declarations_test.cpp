@@ -21,15 +21,11 @@ std::ostream& operator<<(std::ostream& out, const PlainValue& value) {
 namespace {
 
 ValueKind kindOf(miParam_type type) {
-    switch (type) {
-        case miTYPE_BOOLEAN:
-        case miTYPE_INTEGER: return ValueKind::kInteger;
-        case miTYPE_SCALAR: return ValueKind::kScalar;
-        case miTYPE_COLOR: return ValueKind::kColor;
-        case miTYPE_VECTOR: return ValueKind::kVector;
-        case miTYPE_TRANSFORM: return ValueKind::kTransform;
-        default: return ValueKind::kTag;
-    }
+    static const std::map<miParam_type, ValueKind> kinds = {
+        {miTYPE_BOOLEAN, ValueKind::kInteger}, {miTYPE_INTEGER, ValueKind::kInteger},
+        {miTYPE_SCALAR, ValueKind::kScalar},   {miTYPE_COLOR, ValueKind::kColor},
+        {miTYPE_VECTOR, ValueKind::kVector},   {miTYPE_TRANSFORM, ValueKind::kTransform}};
+    return kinds.count(type) ? kinds.at(type) : ValueKind::kTag;
 }
 
 /* An array is a start, a count and its one inline element. */

@@ -1,18 +1,21 @@
-// What the tests of image files share: a folder of their own, layers with recognisable values, files read back.
+// What the tests of image files share: a folder of their own, layers, files read back.
 #pragma once
 
 #include "image/image.h"
+#include "tests/host/as_text.h"
 
 #include <OpenImageIO/imageio.h>
-#include <gtest/gtest.h>
 
 #include <fstream>
+#include <limits>
 
 #include <unistd.h>
 
 namespace lumorender::test {
 
 namespace fs = std::filesystem;
+
+constexpr float kNan = std::numeric_limits<float>::quiet_NaN(), kInfinity = std::numeric_limits<float>::infinity();
 
 /// A layer whose value c of pixel (x, y) from the lower left is value(x, y, c).
 template <class Value>
@@ -30,14 +33,22 @@ LayerImage makeLayer(const std::string& name, miImg_type type, int width, int he
     return layer;
 }
 
+/// One row of pixels.
+inline LayerImage row(miImg_type type, std::vector<float> pixels) {
+    const int width = static_cast<int>(pixels.size()) / pixelFormat(type).channels;
+    return {"", type, width, 1, std::move(pixels), {}};
+}
+
 inline DataWindow whole(int width, int height) { return {0, 0, width, height, width, height}; }
+inline DataWindow whole(const LayerImage& layer) { return whole(layer.width, layer.height); }
 
 /// A file as an independent reader sees it; rows from the top, as they are stored.
 struct ReadImage {
+    fs::path path;
     OIIO::ImageSpec spec;
     std::vector<float> pixels;
 
-    explicit ReadImage(const fs::path& path) {
+    explicit ReadImage(const fs::path& file) : path(file) {
         OIIO::ImageSpec asStored;
         asStored.attribute("oiio:UnassociatedAlpha", 1);
         const auto input = OIIO::ImageInput::open(path.string(), &asStored);
@@ -56,26 +67,20 @@ struct ReadImage {
 
 class ImageTest : public testing::Test {
 protected:
-    ImageTest() {
-        const auto* info = testing::UnitTest::GetInstance()->current_test_info();
-        folder = fs::temp_directory_path() / (std::string("image_test_") + info->name() + std::to_string(getpid()));
-        fs::create_directories(folder);
-    }
+    ImageTest() { fs::create_directories(folder); }
     ~ImageTest() override { fs::remove_all(folder); }
 
-    std::string write(const std::string& name, std::vector<const LayerImage*> layers, const DataWindow& window) const {
-        ImageFile file;
-        file.path = folder / name;
-        file.layers = std::move(layers);
-        return writeImageFile(file, window, {});
+    std::string write(const std::string& name, std::vector<const LayerImage*> layers, const DataWindow& window,
+                      const std::string& compression = "", float gamma = 1, const Metadata& metadata = {}) const {
+        return writeImageFile({folder / name, "", compression, -1, gamma, std::move(layers)}, window, metadata);
+    }
+    ReadImage written(const std::string& name, const LayerImage& layer, const std::string& compression = "",
+                      float gamma = 1) const {
+        EXPECT_EQ(write(name, {&layer}, whole(layer), compression, gamma), "");
+        return ReadImage(folder / name);
     }
 
-    std::string bytes(const std::string& name) const {
-        std::ifstream input(folder / name, std::ios::binary);
-        return {std::istreambuf_iterator<char>(input), {}};
-    }
-
-    fs::path folder;
+    const fs::path folder = fs::temp_directory_path() / ("image_test" + std::to_string(getpid()));
 };
 
 }  // namespace lumorender::test

@@ -1,191 +1,144 @@
+// Directions of secondary rays, and reflection models.
 #include "shader.h"
 #include "support/quasi_random.h"
+#include "tests/host/as_text.h"
 
-#include <gtest/gtest.h>
-
-#include <cmath>
-#include <functional>
-#include <numbers>
-
+namespace lumorender {
 namespace {
 
-constexpr double kDegree = std::numbers::pi / 180;
+constexpr double kDegree = M_PI / 180;
+
+miVector polar(double degrees, double turn = 0) {
+    return {static_cast<float>(std::sin(degrees * kDegree) * std::cos(turn * kDegree)),
+            static_cast<float>(std::sin(degrees * kDegree) * std::sin(turn * kDegree)),
+            static_cast<float>(std::cos(degrees * kDegree))};
+}
 
 /// A ray that comes in the xz plane at an angle to the surface z = 0.
 miState surfaceAt(double degrees) {
     miState state = {};
-    lumorender::seedEyeState(state, 1, 0);
-    state.dir = {static_cast<float>(std::sin(degrees * kDegree)), 0, static_cast<float>(-std::cos(degrees * kDegree))};
+    seedEyeState(state, 1, 0);
+    state.dir = polar(180 - degrees);
     state.normal = state.normal_geom = {0, 0, 1};
     return state;
 }
 
-/// Mean of a function of directions over many points.
-double mean(miState& state, const std::function<void(miVector&, double*)>& sampled,
-            const std::function<double(const miVector&)>& value) {
-    constexpr miUint n = 16384;
-    double sum = 0, point[2];
-    int counter = 0;
-    miVector dir;
-    while (mi_sample(point, &counter, &state, 2, &n)) {
-        sampled(dir, point);
-        EXPECT_NEAR(mi_vector_norm(&dir), 1, 1e-5);
-        sum += value(dir);
-    }
-    return sum / n;
-}
-
 TEST(Directions, MirrorAndSnell) {
-    miVector dir;
+    miVector dir, again;
     miState state = surfaceAt(30);
+    state.dir = {0.48f, 0.6f, -0.64f};
     mi_reflection_dir(&dir, &state);
-    EXPECT_NEAR(dir.x, 0.5, 1e-6);
-    EXPECT_NEAR(dir.z, std::sqrt(3.0) / 2, 1e-6);
-    mi_reflection_dir_specular(&dir, &state);
-    EXPECT_NEAR(dir.x, 0.5, 1e-6);
-
+    mi_reflection_dir_specular(&again, &state);
+    EXPECT_EQ(asText(dir, again), "0.48 0.6 0.64 0.48 0.6 0.64");
     for (const double angle : {0.0, 30.0, 45.0, 80.0}) {
         state = surfaceAt(angle);
-        ASSERT_TRUE(mi_refraction_dir(&dir, &state, 1, 1.5f));
-        EXPECT_NEAR(dir.x, std::sin(angle * kDegree) / 1.5, 1e-6) << angle;
-        EXPECT_LT(dir.z, 0);
-        EXPECT_NEAR(mi_vector_norm(&dir), 1, 1e-6);
+        ASSERT_TRUE(mi_refraction_dir(&dir, &state, 1.2f, 1.5f));
+        const double x = std::sin(angle * kDegree) / 1.25;
+        EXPECT_EQ(asText(dir), asText(x, 0, -std::sqrt(1 - x * x)));
         state.normal = {0, 0, -1};  // a normal that was not turned gives the same ray
-        miVector again;
-        ASSERT_TRUE(mi_refraction_dir(&again, &state, 1, 1.5f));
-        EXPECT_NEAR(again.x, dir.x, 1e-6);
-        EXPECT_NEAR(again.z, dir.z, 1e-6);
+        ASSERT_TRUE(mi_refraction_dir(&again, &state, 1.2f, 1.5f));
+        EXPECT_EQ(asText(again), asText(dir));
     }
-
     // From 1.5 to 1 the critical angle is 41.81 degrees.
-    dir = {7, 7, 7};
     state = surfaceAt(41.7);
     EXPECT_TRUE(mi_transmission_dir_specular(&dir, &state, 1.5f, 1));
     state = surfaceAt(41.9);
     dir = {7, 7, 7};
     EXPECT_FALSE(mi_refraction_dir(&dir, &state, 1.5f, 1));
     EXPECT_FALSE(mi_transmission_dir_glossy(&dir, &state, 1.5f, 1, 10));
+    EXPECT_FALSE(mi_transmission_dir_anisglossy(&dir, &state, 1.5f, 1, &again, &again, 10, 10));
     EXPECT_EQ(dir.x, 7) << "no result where there is none";
 }
 
-TEST(Directions, LobesHaveTheMeanCosinesOfTheirDistributions) {
-    for (const float shiny : {0.0f, 1.0f, 20.0f, 500.0f}) {
-        miState state = surfaceAt(0);
-        const double cosine = mean(
-            state, [&](miVector& dir, double* point) { mi_reflection_dir_glossy_x(&dir, &state, shiny, point); },
-            [](const miVector& dir) { return dir.z; });
-        EXPECT_NEAR(cosine, (shiny + 1) / (shiny + 2), 1e-3) << shiny;
+TEST(Directions, LobesHaveTheMomentsOfTheirDistributions) {
+    // Lobes of exponent n have the mean cosine (n + 1) / (n + 2); narrow ones are Gaussian with variances 1 / n along the
+    // tangents, here the diagonals. Diffuse light has the means 2/3 of the cosine and 1/2 of its square.
+    const miVector up = {0, 0, 1}, refracted = polar(150), mirror = polar(50);
+    miVector u = polar(90, 45), v = polar(90, 135);
+    enum Kind { Glossy, Diffuse, Beyond, Through, Streaks, StreaksThrough };
+    const struct {
+        double angle;
+        Kind kind;
+        float shiny;
+        const miVector& axis;
+        int power;
+        double expected, tolerance;
+    } cases[] = {{50, Glossy, 500, mirror, 1, 501.0 / 502, 1e-4},
+                 {0, Glossy, 0, up, 1, 1.0 / 2, 1e-3},
+                 {0, Glossy, 1, up, 1, 2.0 / 3, 1e-3},
+                 {0, Glossy, 20, up, 1, 21.0 / 22, 1e-3},
+                 {60, Diffuse, 0, up, 1, 2.0 / 3, 1e-3},
+                 {60, Diffuse, 0, up, 2, 1.0 / 2, 1e-3},
+                 {60, Beyond, 0, up, 1, -2.0 / 3, 1e-3},
+                 {60, Through, 200, refracted, 1, 201.0 / 202, 1e-4},
+                 {0, Streaks, 0, u, 2, 1 / 4000.0, 1e-5},
+                 {0, Streaks, 0, v, 2, 1 / 250.0, 1e-4},
+                 {0, StreaksThrough, 0, u, 2, 1 / 4000.0, 1e-5},
+                 {0, StreaksThrough, 0, v, 2, 1 / 250.0, 1e-4}};
+    for (const auto& c : cases) {
+        miState s = surfaceAt(c.angle);
+        double sum = 0, p[2];
+        int counter = 0;
+        const miUint n = 16384;
+        for (miVector d; mi_sample(p, &counter, &s, 2, &n); sum += std::pow(mi_vector_dot(&d, &c.axis), c.power) / n) {
+            if (c.kind == Glossy) mi_reflection_dir_glossy_x(&d, &s, c.shiny, p);
+            if (c.kind == Diffuse) mi_reflection_dir_diffuse_x(&d, &s, p);
+            if (c.kind == Beyond) mi_transmission_dir_diffuse_x(&d, &s, p);
+            if (c.kind == Through) mi_transmission_dir_glossy_x(&d, &s, 1, std::sqrt(3.0f), c.shiny, p);  // to sin 30
+            if (c.kind == Streaks) mi_reflection_dir_anisglossy_x(&d, &s, &u, &v, 4000, 250, p);
+            if (c.kind == StreaksThrough) mi_transmission_dir_anisglossy_x(&d, &s, 1.4f, 1.4f, &u, &v, 4000, 250, p);
+            ASSERT_TRUE(std::abs(mi_vector_norm(&d) - 1) < 1e-5 && (c.kind != StreaksThrough || d.z < 0));
+        }
+        EXPECT_NEAR(sum, c.expected, c.tolerance) << &c - cases;
     }
-    miState state = surfaceAt(60);
-    const auto up = [](const miVector& dir) { return double{dir.z}; };
-    const auto squaredUp = [](const miVector& dir) { return double{dir.z} * dir.z; };
-    const auto diffuse = [&](miVector& dir, double* point) { mi_reflection_dir_diffuse_x(&dir, &state, point); };
-    EXPECT_NEAR(mean(state, diffuse, up), 2.0 / 3, 1e-3);
-    EXPECT_NEAR(mean(state, diffuse, squaredUp), 1.0 / 2, 1e-3);
-    const auto through = [&](miVector& dir, double* point) { mi_transmission_dir_diffuse_x(&dir, &state, point); };
-    EXPECT_NEAR(mean(state, through, up), -2.0 / 3, 1e-3);
-
-    // Around a refracted ray that goes down at 30 degrees.
-    const miVector ideal = {0.5f, 0, -std::sqrt(0.75f)};
-    const auto glossy = [&](miVector& dir, double* point) {
-        EXPECT_TRUE(mi_transmission_dir_glossy_x(&dir, &state, 1, std::sqrt(3.0f), 200, point));
-    };
-    const auto cosine = [&](const miVector& dir) { return double{mi_vector_dot(&dir, &ideal)}; };
-    EXPECT_NEAR(mean(state, glossy, cosine), 201.0 / 202, 1e-4);
-}
-
-TEST(Directions, AnisotropicLobesSpreadAsTheirExponentsSay) {
-    // Narrow lobes are Gaussian with variances 1 / exponent along the tangents.
-    miState state = surfaceAt(0);
-    miVector u = {1, 1, 0}, v = {-1, 1, 0};
-    mi_vector_normalize(&u);
-    mi_vector_normalize(&v);
-    const auto lobe = [&](miVector& dir, double* point) {
-        mi_reflection_dir_anisglossy_x(&dir, &state, &u, &v, 4000, 250, point);
-    };
-    const auto squaredAlong = [](const miVector& axis) {
-        return [&axis](const miVector& dir) { return std::pow(mi_vector_dot(&dir, &axis), 2); };
-    };
-    EXPECT_NEAR(mean(state, lobe, squaredAlong(u)) * 4000, 1, 0.03);
-    EXPECT_NEAR(mean(state, lobe, squaredAlong(v)) * 250, 1, 0.03);
-    // Through the surface the same, below it; between equal media the ray goes straight on.
-    const auto through = [&](miVector& dir, double* point) {
-        EXPECT_TRUE(mi_transmission_dir_anisglossy_x(&dir, &state, 1.4f, 1.4f, &u, &v, 4000, 250, point));
-        EXPECT_LT(dir.z, 0);
-    };
-    EXPECT_NEAR(mean(state, through, squaredAlong(u)) * 4000, 1, 0.03);
-    EXPECT_NEAR(mean(state, through, squaredAlong(v)) * 250, 1, 0.03);
 }
 
 TEST(Directions, StayOnTheirSideOfTheTrueSurface) {
     miState state = surfaceAt(85);
     state.normal = {0.6f, 0, 0.8f};  // bent so far that the mirror direction of a grazing ray is below the surface
-    miVector dir, u = {1, 0, 0}, v = {0, 1, 0};
-    mi_reflection_dir(&dir, &state);
-    EXPECT_GT(dir.z, 0);
+    miVector dirs[6], u = {1, 0, 0}, v = {0, 1, 0};
+    mi_reflection_dir(dirs, &state);
+    EXPECT_GT(dirs[0].z, 0);
     for (int i = 0; i < 500; ++i) {
-        mi_reflection_dir_glossy(&dir, &state, 3);
-        ASSERT_GE(dir.z, 0);
-        mi_reflection_dir_anisglossy(&dir, &state, &u, &v, 1, 30);
-        ASSERT_GE(dir.z, 0);
-        mi_reflection_dir_diffuse(&dir, &state);
-        ASSERT_GE(dir.z, 0);
-        ASSERT_TRUE(mi_transmission_dir_glossy(&dir, &state, 1, 1.3f, 3));
-        ASSERT_LE(dir.z, 0);
-        ASSERT_TRUE(mi_transmission_dir_anisglossy(&dir, &state, 1, 1.3f, &u, &v, 1, 30));
-        ASSERT_LE(dir.z, 0);
-        mi_transmission_dir_diffuse(&dir, &state);
-        ASSERT_LE(dir.z, 0);
+        mi_reflection_dir_glossy(dirs, &state, 3);
+        mi_reflection_dir_anisglossy(dirs + 1, &state, &u, &v, 1, 30);
+        mi_reflection_dir_diffuse(dirs + 2, &state);
+        ASSERT_TRUE(mi_transmission_dir_glossy(dirs + 3, &state, 1, 1.3f, 3));
+        ASSERT_TRUE(mi_transmission_dir_anisglossy(dirs + 4, &state, 1, 1.3f, &u, &v, 1, 30));
+        mi_transmission_dir_diffuse(dirs + 5, &state);
+        for (int k = 0; k < 6; ++k) ASSERT_TRUE(k < 3 ? dirs[k].z >= 0 : dirs[k].z <= 0) << k;
     }
 }
 
-TEST(ReflectionModels, FresnelAtNormalIncidenceBrewsterAngleAndBeyondTheCriticalAngle) {
+TEST(ReflectionModels, Fresnel) {
+    // At right angles ((n - 1) / (n + 1))^2; elsewhere sin^2 and tan^2 of the difference and the sum of the angles.
     EXPECT_NEAR(mi_fresnel(1, 1.5f, 1, 1), 0.04, 1e-6);
-    // tan(Brewster) = 1.5: only the part across the plane is reflected, ((1 - 2.25) / (1 + 2.25))^2 / 2.
-    const float c = 1 / std::sqrt(3.25f), s = 1.5f * c;
-    EXPECT_NEAR(mi_fresnel(1, 1.5f, c, s), 0.5 * std::pow(1.25 / 3.25, 2), 1e-6);
-    miState state = surfaceAt(std::atan(1.5) / kDegree);
-    EXPECT_NEAR(mi_fresnel_reflection(&state, 1, 1.5f), 0.5 * std::pow(1.25 / 3.25, 2), 1e-6);
-    state = surfaceAt(60);
-    EXPECT_EQ(mi_fresnel_reflection(&state, 1.5f, 1), 1);
+    for (const double degrees : {20.0, 56.0, 80.0}) {
+        miState state = surfaceAt(degrees);
+        const double in = degrees * kDegree, out = std::asin(std::sin(in) / 1.5);
+        const double s = std::sin(in - out) / std::sin(in + out), p = std::tan(in - out) / std::tan(in + out);
+        EXPECT_NEAR(mi_fresnel_reflection(&state, 1, 1.5f), (s * s + p * p) / 2, 1e-6);
+        EXPECT_EQ(mi_fresnel_reflection(&state, 1.5f, 1) == 1, degrees > 50);
+    }
 }
 
-TEST(ReflectionModels, ValuesAlongTheNormalAndBelow) {
-    miState state = surfaceAt(0);
-    const miVector in = {0, 0, -1}, out = {0, 0, 1}, below = {0, 0, -1}, sideways = {std::sqrt(0.75f), 0, 0.5f};
-    EXPECT_NEAR(mi_phong_specular(2, &state, &sideways), 0.25, 1e-6);
-    EXPECT_EQ(mi_phong_specular(0.5f, &state, &below), 0);
-    EXPECT_NEAR(mi_blinn_specular(&in, &out, &state.normal, 0.3f, 1.5f), 0.04, 1e-6);
-    EXPECT_EQ(mi_blinn_specular(&in, &below, &state.normal, 0.3f, 1.5f), 0);
-
-    miColor color;
-    const miColor ior = {1.5f, 1, 3, 0};  // reflect 0.04, 0, 0.25
-    EXPECT_TRUE(mi_cooktorr_specular(&color, &in, &out, &state.normal, 0.5f, &ior));
-    EXPECT_NEAR(color.r, 0.16 / std::numbers::pi, 1e-6);
-    EXPECT_NEAR(color.g, 0, 1e-6);
-    EXPECT_NEAR(color.b, 1 / std::numbers::pi, 1e-6);
-    EXPECT_FALSE(mi_cooktorr_specular(&color, &in, &below, &state.normal, 0.5f, &ior));
-    EXPECT_EQ(color.b, 0);
-}
-
-TEST(ReflectionModels, WardsHighlightIsAsWideAsTheGlossyLobe) {
-    const miVector in = {0, 0, -1}, normal = {0, 0, 1}, u = {1, 0, 0}, v = {0, 1, 0};
-    const auto at = [](double degrees, bool alongU) {
-        const auto s = static_cast<float>(std::sin(degrees * kDegree)),
-                   c = static_cast<float>(std::cos(degrees * kDegree));
-        return alongU ? miVector{s, 0, c} : miVector{0, s, c};
+TEST(ReflectionModels, FollowTheirFormulas) {
+    // Seen at 30 degrees. Each line from the angles of light, viewer, half vector and normal in double precision, Fresnel's
+    // part in its own form; in the last one facets shadow each other.
+    miState state = surfaceAt(30);
+    const miVector in = state.dir, n = state.normal, below = {0, 0, -1}, u = {0.6f, 0.8f, 0}, v = {-0.8f, 0.6f, 0};
+    const miColor ior = {1.5f, 1.1f, 3, 0};
+    const auto models = [&](const miVector& out) {
+        miColor c;
+        const bool good = mi_cooktorr_specular(&c, &in, &out, &n, 0.5f, &ior);
+        return asText(good, mi_phong_specular(2.5f, &state, &out), mi_blinn_specular(&in, &out, &n, 0.3f, 1.5f), c.r,
+                      c.g, c.b, mi_ward_glossy(&in, &out, &n, 5), mi_ward_anisglossy(&in, &out, &n, &u, &v, 5, 2));
     };
-    const miVector top = at(0, true), tiltedU = at(10, true), tiltedV = at(10, false);
-    const float peak = mi_ward_glossy(&in, &top, &normal, 50);
-    EXPECT_NEAR(peak, 50 / (2 * std::numbers::pi), 1e-4);
-    EXPECT_NEAR(mi_ward_glossy(&in, &tiltedU, &normal, 50) / peak, std::pow(std::cos(10 * kDegree), 50), 0.01);
-
-    const float anisotropicPeak = mi_ward_anisglossy(&in, &top, &normal, &u, &v, 50, 8);
-    EXPECT_NEAR(anisotropicPeak, 20 / (2 * std::numbers::pi), 1e-4);
-    EXPECT_NEAR(mi_ward_anisglossy(&in, &tiltedU, &normal, &u, &v, 50, 8) / anisotropicPeak,
-                std::pow(std::cos(10 * kDegree), 50), 0.01);
-    EXPECT_NEAR(mi_ward_anisglossy(&in, &tiltedV, &normal, &u, &v, 50, 8) / anisotropicPeak,
-                std::pow(std::cos(10 * kDegree), 8), 0.01);
+    EXPECT_EQ(models(polar(50, 100)), "true 0.16821 0.0029126 0.034506 0.0020007 0.21191 0.015059 0.10756");
+    EXPECT_EQ(models(polar(15, 10)), "true 0.91232 0.03332 0.059283 0.0034019 0.36691 0.72309 0.49986");
+    EXPECT_EQ(models(polar(85, 40)), "true 0.14122 0.00091246 0.076076 0.008226 0.29937 0.014822 0.011441");
+    EXPECT_EQ(models(below), "false 0 0 0 0 0 0 0");
 }
 
 }  // namespace
+}  // namespace lumorender

@@ -1,13 +1,12 @@
 // Interpolation between points of final gathering: the tree against a search through all points.
 #include "gathering/final_gather_points.h"
-
-#include "support/geometry.h"
 #include "support/quasi_random.h"
 
 #include <gtest/gtest.h>
 
+#include <ImathVec.h>
+
 #include <algorithm>
-#include <cmath>
 
 namespace lumorender {
 namespace {
@@ -15,15 +14,19 @@ namespace {
 constexpr float kTolerance = 30;
 
 float random(std::uint32_t index, std::uint32_t which) { return static_cast<float>(hashedUnit(index, which)); }
+Imath::V3d wide(const miVector& v) { return {v.x, v.y, v.z}; }
+miVector unit(float x, float y, float z) {
+    const Imath::V3f v = Imath::V3f(x, y, z).normalized();
+    return {v.x, v.y, v.z};
+}
 
 /// Points in a flat box, with normals that lean up to 30 degrees away from +z, and two kinds.
 std::vector<GatherPoint> somePoints(std::uint32_t count) {
     std::vector<GatherPoint> points;
     for (std::uint32_t i = 0; i < count; ++i) {
         const float lean = random(i, 3) * 0.58F, turn = 6.28F * random(i, 4);
-        const miVector normal = unit(miVector{lean * std::cos(turn), lean * std::sin(turn), 1});
         points.push_back({{random(i, 0), random(i, 1), 0.02F * random(i, 2)},
-                          normal,
+                          unit(lean * std::cos(turn), lean * std::sin(turn), 1),
                           {random(i, 5), random(i, 6), 1, 2 - random(i, 5)},
                           0.02F + 0.2F * random(i, 7) * random(i, 8),
                           i % 5 == 0});
@@ -31,20 +34,19 @@ std::vector<GatherPoint> somePoints(std::uint32_t count) {
     return points;
 }
 
-struct Neighbour {
-    double distance, radius, turn, value;
-};
-
 /// The formula of the header, point by point; below 0 where nothing reaches the place.
 double searched(const std::vector<GatherPoint>& points, const GatherQuery& query) {
+    struct Neighbour {
+        double distance, radius, turn, value;
+    };
     std::vector<Neighbour> near;
     for (const GatherPoint& p : points) {
-        const V3d way = wide(query.position) - wide(p.position);
-        const double distance = length(way), cosine = dot(wide(p.normal), wide(query.normal));
-        const double turn = std::sqrt(std::max(0., 1 - cosine) / (1 - std::cos(kTolerance * M_PI / 180)));
-        const bool inFront = dot(way, wide(p.normal) + wide(query.normal)) / 2 < -.1 * distance;
-        if (p.id == query.id && distance < p.radius && turn < 1 && !inFront)
-            near.push_back({distance, p.radius, turn, p.value.r});
+        const Imath::V3d way = wide(query.position) - wide(p.position), normal = wide(p.normal),
+                         other = wide(query.normal);
+        const double turn = std::sqrt(std::max(0., 1 - (normal ^ other)) / (1 - std::cos(kTolerance * M_PI / 180)));
+        const bool inFront = (way ^ (normal + other)) / 2 < -.1 * way.length();
+        if (p.id == query.id && way.length() < p.radius && turn < 1 && !inFront)
+            near.push_back({way.length(), p.radius, turn, p.value.r});
     }
     std::sort(near.begin(), near.end(), [](const auto& a, const auto& b) { return a.distance < b.distance; });
     const auto count = static_cast<std::size_t>(query.count);
@@ -61,14 +63,15 @@ double searched(const std::vector<GatherPoint>& points, const GatherQuery& query
 
 TEST(GatherPoints, AreFoundAsInASearchThroughAll) {
     const std::vector<GatherPoint> points = somePoints(3000);
-    GatherPoints tree(kTolerance);
+    GatherPoints tree(kTolerance), clamped(kTolerance), heap(kTolerance);
     tree.add({points.data(), 1000});
     tree.add({points.data() + 1000, 2000});
-    int found = 0, missed = 0;
+    int found = 0;
     for (std::uint32_t i = 0; i < 2000; ++i) {
-        const miVector place = {1.1F * random(i, 20), 1.1F * random(i, 21), 0.02F * random(i, 22)};
-        const miVector normal = unit(miVector{0.6F * random(i, 23) - 0.3F, 0.6F * random(i, 24) - 0.3F, 1});
-        const GatherQuery query{place, normal, i % 2, i % 3 == 0 ? 64 : 1 + static_cast<int>(i % 20),
+        const GatherQuery query{{1.1F * random(i, 20), 1.1F * random(i, 21), 0.02F * random(i, 22)},
+                                unit(0.6F * random(i, 23) - 0.3F, 0.6F * random(i, 24) - 0.3F, 1),
+                                i % 2,
+                                i % 3 == 0 ? 64 : 1 + static_cast<int>(i % 20),
                                 i % 7 == 0 ? .9 : 0};
         const double expected = searched(points, query);
         miColor value = {-1, -1, -1, 3};
@@ -76,36 +79,29 @@ TEST(GatherPoints, AreFoundAsInASearchThroughAll) {
         ASSERT_EQ(known, expected >= 0) << i;
         ASSERT_NEAR(value.r, known ? expected : -1, 1e-4) << i;
         ASSERT_NEAR(value.a, 2 - value.r, 1e-4) << i;
-        ++(known ? found : missed);
+        found += known;
     }
-    EXPECT_GT(found, 1000);
-    EXPECT_GT(missed, 100);
-}
+    EXPECT_TRUE(found > 1000 && found < 1900) << found;
 
-TEST(GatherPoints, NeighboursTakeBackRadii) {
-    std::vector<GatherPoint> points = somePoints(500);
-    GatherPoints tree(kTolerance);
-    tree.add(points);
-    tree.clampToNeighbours();
-    for (std::size_t i = 0; i < points.size(); ++i) {
-        float expected = points[i].radius;
-        for (const GatherPoint& other : points)
-            if (other.id == points[i].id)
-                expected = std::min(expected, other.radius + length(other.position - points[i].position));
-        ASSERT_NEAR(tree.all()[i].radius, expected, 1e-6F) << i;
-        ASSERT_EQ(tree.all()[i].value.r, points[i].value.r);
+    // Neighbours take back radii.
+    clamped.add({points.data(), 500});
+    clamped.clampToNeighbours();
+    for (std::size_t i = 0; i < 500; ++i) {
+        double expected = points[i].radius;
+        for (std::size_t k = 0; k < 500; ++k)
+            if (points[k].id == points[i].id)
+                expected = std::min(expected,
+                                    points[k].radius + (wide(points[k].position) - wide(points[i].position)).length());
+        ASSERT_NEAR(clamped.all()[i].radius, expected, 1e-6F) << i;
+        ASSERT_EQ(clamped.all()[i].value.r, points[i].value.r);
     }
-}
-
-TEST(GatherPoints, StandUpToPointsAtOnePlace) {
-    GatherPoints tree(kTolerance);
+    // Many at one place, and none at all.
     const GatherQuery query{{1, 2, 3}, {0, 0, 1}, 0, 3, 0};
     miColor value;
-    EXPECT_FALSE(tree.interpolate(query, value));
-    tree.add(std::vector<GatherPoint>(1000, {{1, 2, 3}, {0, 0, 1}, {.25F, .5F, 2, 0}, 1, 0}));
-    ASSERT_TRUE(tree.interpolate(query, value));
-    EXPECT_EQ(value.r, .25F);
-    EXPECT_EQ(value.b, 2);
+    EXPECT_FALSE(heap.interpolate(query, value));
+    heap.add(std::vector<GatherPoint>(1000, {{1, 2, 3}, {0, 0, 1}, {.25F, .5F, 2, 0}, 1, 0}));
+    ASSERT_TRUE(heap.interpolate(query, value));
+    EXPECT_TRUE(value.r == .25F && value.b == 2);
 }
 
 }  // namespace

@@ -62,20 +62,20 @@ constexpr Malformed kMalformed[] = {
      1, "2000000000"},
 };
 
-class Malformations : public SceneTest, public testing::WithParamInterface<Malformed> {};
-
-TEST_P(Malformations, AreReportedAndSteppedOver) {
+TEST_F(SceneTest, MalformedStatementsAreReportedAndSteppedOver) {
     settings.filesAllowed = false;
     ASSERT_TRUE(read(R"(declare shader "d" (scalar "x", integer "n", array scalar "a", color texture "t") end declare
                         declare phenomenon "p" () root material "m" end declare material "m0" end material)"));
-    const Malformed& wrong = GetParam();
-    EXPECT_FALSE(read(std::string(wrong.text) + "\nmaterial \"after\" end material\n"));
-    EXPECT_EQ(errors.find("test.mi:" + std::to_string(wrong.line) + ": "), 0u) << errors;
-    EXPECT_NE(errors.find(wrong.message), std::string::npos) << errors;
-    EXPECT_EQ(database.type(database.find("after")), miSCENE_MATERIAL) << errors;
+    for (const Malformed& wrong : kMalformed) {
+        reportRepeatedMessages();
+        errors.clear();
+        EXPECT_FALSE(read(std::string(wrong.text) + "\nmaterial \"after\" end material\n"));
+        EXPECT_EQ(errors.find(fmt::format("test.mi:{}: ", wrong.line)), 0u) << errors;
+        expectParts(errors, {wrong.message});
+        EXPECT_EQ(database.type(find("after")), miSCENE_MATERIAL) << wrong.text << errors;
+        database.remove(find("after"));
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(Scenes, Malformations, testing::ValuesIn(kMalformed));
 
 TEST_F(SceneTest, SeveralErrorsAreSeenAtOnce) {
     EXPECT_FALSE(

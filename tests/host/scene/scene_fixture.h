@@ -6,12 +6,12 @@
 #include "mi/records.h"
 #include "elements/reader.h"
 #include "support/messages.h"
+#include "tests/host/as_text.h"
 
-#include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <cstring>
-#include <string>
-#include <vector>
+#include <fstream>
 
 namespace lumorender {
 
@@ -21,59 +21,51 @@ protected:
         settings.functionsRequired = false;
         setVerbosity(7);
         setMessageSink([this](MessageClass c, std::string_view, std::string_view text) {
-            if (c == MessageClass::Error) errors += std::string(text) + "\n";
-            if (c == MessageClass::Warning) warnings += std::string(text) + "\n";
-            if (c == MessageClass::Info) infos += std::string(text) + "\n";
+            if (c <= MessageClass::Info)
+                (c <= MessageClass::Error     ? errors
+                 : c == MessageClass::Warning ? warnings
+                                              : infos) += std::string(text) + "\n";
         });
+        std::filesystem::create_directories(folder / "parts");
     }
     ~SceneTest() override {
         reportRepeatedMessages();
         setMessageSink({});
         setVerbosity(kDefaultVerbosity);
+        std::filesystem::remove_all(folder);
     }
 
-    bool render(const RenderCommand& command) override {
-        renders.push_back(command);
-        return goOn;
-    }
+    bool render(const RenderCommand& command) override { return renders.push_back(command), goOn; }
 
     bool read(std::string_view text) { return readSceneText(text, "test.mi", database, modules, *this, settings); }
-
     void readClean(std::string_view text) {
         EXPECT_TRUE(read(text));
-        EXPECT_EQ(errors, "");
-        EXPECT_EQ(warnings, "");
+        EXPECT_EQ(errors + warnings, "");
     }
+    void write(const std::string& name, std::string_view text) { std::ofstream(folder / name) << text; }
+    bool readFile(const std::string& name) { return readScene(folder / name, database, modules, *this, settings); }
 
-    template <class Record>
-    const Record& record(std::string_view name, int type) {
+    miTag find(std::string_view name) { return database.find(name); }
+    miTag find(miTag tag) { return tag; }
+    std::string nameOf(miTag tag) { return tag ? std::string(database.name(tag)) : "-"; }
+
+    /// Of an element by its name or tag.
+    template <class Record, class Key>
+    const Record& record(const Key& key, int type) {
         static const Record none = {};
-        const auto* found = database.as<Record>(database.find(name), type);
-        EXPECT_NE(found, nullptr) << name << "\n" << errors;
+        const auto* found = database.as<Record>(find(key), type);
+        EXPECT_NE(found, nullptr) << key << "\n" << errors;
+        return found ? *found : none;
+    }
+    template <class Kind, class Key>
+    const Kind& detail(const Key& key) {
+        static const Kind none;
+        const auto* found = database.detail<Kind>(find(key));
+        EXPECT_NE(found, nullptr) << key << "\n" << errors;
         return found ? *found : none;
     }
 
-    const miFunction& function(miTag tag) {
-        static const miFunction none = {};
-        const auto* found = database.as<miFunction>(tag, miSCENE_FUNCTION);
-        EXPECT_NE(found, nullptr) << errors;
-        return found ? *found : none;
-    }
-    const miFunction& function(std::string_view name) { return function(database.find(name)); }
-
-    template <class Params>
-    const Params& parameters(const miFunction& f) {
-        return *reinterpret_cast<const Params*>(f.parameters);
-    }
-
-    /// The ghost tag of the parameter at this address.
-    template <class Value>
-    miTag ghost(const miFunction& f, const Value& value) {
-        miTag tag = 0;
-        std::memcpy(&tag, reinterpret_cast<const char*>(&value) + f.ghost_offs, sizeof tag);
-        return tag;
-    }
-
+    const std::filesystem::path folder = std::filesystem::temp_directory_path() / ("scene" + std::to_string(getpid()));
     Database database;
     Modules modules;
     ReaderSettings settings;
