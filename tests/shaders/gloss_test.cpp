@@ -307,8 +307,7 @@ std::string line(const std::string& ramp) {
 
 /* What arrives from the two lights: (.4 .2 .1) + (.2 .2 .2) in diffuse light; (1 .5 .25) + (.2 .2 .2) are emitted.
  * Cosine .8 is at .9 of the light angle, cosine 1 at 1. The color is seen at the facing angle .8, or at the brightness.
- * What shines has the light angle of luminances .6225 and .2; the mirror looks up to .9, and shows .32 of what it sees.
- * */
+ * What shines has the angle of luminances .6225 and .2; the mirror looks level, and shows .32 of what it sees. */
 TEST_F(Mirror, OfRampsIsColoredByItsInputs) {
     addLight({.color = {1, .5f, .25f, 1}, .direction = {.6f, 0, .8f}, .transmission = .5f});
     addLight({.color = {.2f, .2f, .2f, 1}});

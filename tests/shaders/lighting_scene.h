@@ -40,7 +40,6 @@ protected:
 
     /* One entry per set of flags, which shaders find, too; their light fields hold 9. */
     void setEntries(const std::vector<miUint>& flags);
-    void dropEntries() { stage.rendering.entries.set("lumoFBInfo", nullptr, 0, miSS_LIFETIME_RECT); }
 
     miUint count() const { return static_cast<miUint>(entries.size()); }
     FrameBufferInfo* first() { return entries.data(); }

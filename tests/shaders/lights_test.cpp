@@ -293,8 +293,7 @@ TEST_F(Lights, OfARectangleLeaveItsCorners) {
 }
 
 /* Around the light: longitude and latitude, 0 to 1; of parallel light and of volumes the point; of cones its slide,
- * with a tangent of 2: (1 / (2 x -4) + 1) / 2. A tangent, and a z, of 0 count as 1; the seam at z = 0 is the front's.
- * */
+ * with a tangent of 2: (1 / (2 x -4) + 1) / 2. A tangent or z of 0 counts as 1; the seam at z = 0 is the front's. */
 TEST_F(Lights, GiveTexturesAPlaceInTheirSpace) {
     const struct {
         const char* kind;
