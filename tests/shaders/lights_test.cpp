@@ -148,6 +148,30 @@ TEST_F(Lights, OfVolumesFallTowardsTheBoundary) {
                     vector(x, y, z), share);
 }
 
+/* Ambient light by 1 + shade x (cosine - 1). Rectangles by the cross product of their edges: of z and x it points up,
+ * from the point, in a space that is turned by half down; of x and x nowhere. */
+TEST_F(Lights, OfAmbientKindAndOfAreasHaveASide) {
+    const Row<3> sides[] = {{0, -1, 1}, {1, .25, .25}, {1, -.5, 0}, {.5, .5, .75}, {.5, -1, 0}, {kNaN, .5, 0}};
+    for (const auto& [shade, cosine, share] : sides)
+        for (const bool flips : {false, true}) {
+            Block shader("lumoVexaAmbientLight", "intensity 2");
+            shader.at("ambientShade") = static_cast<miScalar>(shade);
+            data().flips = flips;
+            light.dot_nd = static_cast<miScalar>(flips ? -cosine : cosine);
+            EXPECT_EQ(call(shader), miTRUE);
+            EXPECT_FLOAT_EQ(result.r, static_cast<miScalar>(2 * share));
+        }
+    const Row<3> turns[] = {{3, 1, 0}, {3, -1, 1}, {0, 1, 1}};
+    for (const char* kind : {"Point", "Area"})
+        for (const auto& [edge, turn, lit] : turns) {
+            Block shader(text("lumoVexa", kind, "Light"));
+            place({0, 3, -5}, {0, 0, -5});
+            renderer().spaces.light.m[0] = renderer().spaces.light.m[5] = static_cast<miScalar>(turn);
+            answerArea(miLIGHT_RECTANGLE, vector(edge > 0 ? 0 : 2, 0, edge), {2, 0, 0});
+            EXPECT_EQ(callNew(shader) == miTRUE, lit > 0) << kind << edge << turn;
+        }
+}
+
 TEST_F(Lights, TellTheMaterialAboutTheSample) {
     for (const char* kind : {"Point", "Spot", "Area", "Volume", "Shape", "Directional", "Default", "Ambient"}) {
         SCOPED_TRACE(kind);
