@@ -170,6 +170,21 @@ TEST_F(Lights, OfAmbientKindAndOfAreasHaveASide) {
             answerArea(miLIGHT_RECTANGLE, vector(edge > 0 ? 0 : 2, 0, edge), {2, 0, 0});
             EXPECT_EQ(callNew(shader) == miTRUE, lit > 0) << kind << edge << turn;
         }
+    // The piece of a shape by its normal: on one side or two, and evenly when a ray looks up at it.
+    const Row<4> pieces[] = {{0, -3, 4, .6}, {0, 1, 0, 0}, {0, 0, 0, 1}, {1, 0, 0, 0}};
+    for (const auto& [x, y, z, share] : pieces)
+        for (const bool twoSided : {false, true}) {
+            Block shader("lumoVexaShapeLight", text("decayRate 0, twoSided ", twoSided ? "on" : "off"));
+            renderer().queries.answer(miQ_LIGHT_NORMAL, vector(x, y, z));
+            const double expected = twoSided && y > 0 ? 1 : share;
+            place({0, 3, -5}, {0, 0, -5});
+            EXPECT_EQ(call(shader) == miTRUE, expected > 0);
+            EXPECT_FLOAT_EQ(result.r, static_cast<miScalar>(expected));
+            light.type = miRAY_EYE;
+            light.dir = {0, 1, 0};
+            EXPECT_EQ(call(shader), miTRUE);
+            EXPECT_EQ(result.r, expected > 0);
+        }
 }
 
 TEST_F(Lights, TellTheMaterialAboutTheSample) {
