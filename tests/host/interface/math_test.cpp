@@ -125,10 +125,10 @@ TEST(Math, SplinesAndLuminance) {
     // Half way between b and c with neighbours a and d: (-a + 9 b + 9 c - d) / 16; beyond the ends values go on straight.
     EXPECT_EQ(asText(mi_spline(1 / 6.F, 4, values), mi_spline(.5F, 4, values), mi_spline(5 / 6.F, 4, values)),
               asText((3 + 9 + 45 + 2) / 16.0, 26 / 16.0, (-5 - 18 - 2) / 16.0));
-    EXPECT_EQ(
-        asText(mi_spline(.1F, 3, line), mi_spline(.45F, 3, line), mi_spline(.9F, 3, line), mi_spline(-1, 4, values),
-               mi_spline(2, 4, values), mi_spline(.5F, 1, values), mi_spline(.5F, 0, nullptr)),
-        "0.4 1.8 3.6 1 0 1 0");
+    EXPECT_EQ(asText(mi_spline(.25F, 2, line), mi_spline(.1F, 3, line), mi_spline(.45F, 3, line),
+                     mi_spline(.9F, 3, line), mi_spline(-1, 4, values), mi_spline(2, 4, values),
+                     mi_spline(.5F, 1, values), mi_spline(.5F, 0, nullptr)),
+              "0.5 0.4 1.8 3.6 1 0 1 0");
     miOptions options = {};
     miState state = {};
     miColor color = {1, 2, 3, 9};

@@ -70,7 +70,7 @@ std::set<void*> liveBlocks(miMemblk* arena) {
     return enumerated;
 }
 
-TEST_F(Services, ArenasHandOutEachBlockOnceAndZeroed) {
+TEST_F(Services, ArenasHandOutEachBlockOnceAndZeroedAndLocksLock) {
     for (const int size : {1, 12, 160, 4000, 20000}) {
         miMemblk* arena = mi_mem_blkcreate(size);
         const auto bytes = static_cast<std::size_t>(size);
@@ -107,6 +107,15 @@ TEST_F(Services, ArenasHandOutEachBlockOnceAndZeroed) {
         const std::jthread a(useHalf), b(useHalf), c(useHalf), d(useHalf);
     }
     EXPECT_EQ(liveBlocks(arena).size(), 4000u);
+
+    miLock lock;
+    ASSERT_TRUE(mi_init_lock(&lock));
+    mi_lock(lock);
+    std::jthread([=] { EXPECT_FALSE(mi_trylock(lock)); }).join();
+    mi_unlock(lock);
+    std::jthread([=] { EXPECT_TRUE(mi_trylock(lock)), mi_unlock(lock); }).join();
+    mi_delete_lock(&lock);
+    EXPECT_EQ(lock.ptr, nullptr);
 }
 
 TEST_F(Services, EqualErrorsAndWarningsAreCollapsedAndCounted) {

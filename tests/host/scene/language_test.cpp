@@ -116,6 +116,10 @@ TEST_F(Language, VersionsNamespacesAndDeletion) {
         names += asText(database.name(p.material), find("m"), "");
     EXPECT_EQ(names, "a::m 0 0 a::b::only 0 ");
     expectParts(warnings, {"there is no \"none\" to delete"});
+    read("verbose 4");
+    settings.verbosityIsFixed = true;
+    read("verbose 6");
+    EXPECT_EQ(verbosity(), 4);
 }
 
 TEST_F(Language, ManyErrorsAndDeepNestingEndTheReading) {

@@ -45,6 +45,7 @@ constexpr Malformed kMalformed[] = {
     {"object \"o\" group `short` end group end object", 1, "expected 12 bytes between back quotes"},
     {"object \"o\" trilist vertex 1 p triangle 1 [ 0 0 0 ] [ 0 0 1 ] end trilist end object", 1,
      "found vertex number 1"},
+    {"object \"o\" group wrong wrong `1234567890123456` end group end object", 1, "expected a vertex, a polygon"},
     {"incremental light \"none\" end light", 1, "no light \"none\" that could be changed"},
     {"instance \"i\" \"x\" transform 1 2 3 end instance", 1, "found end, expected a number"},
     {"data \"x\" 4 [ '00ff' ]", 1, "found 2 bytes of data, expected 4"},
