@@ -64,7 +64,8 @@ def pov_seconds(scene, samples, threads):
     return found(r"Trace Time:.*\((\d+\.\d+) seconds\)", text, "povray")
 
 
-def cycles_seconds(geometry, samples, threads, kind="direct", image="/tmp/cycles.exr", part=""):
+def cycles_seconds(geometry, samples, threads, kind="direct",
+                   image=pathlib.Path(tempfile.gettempdir()) / "cycles.exr", part=""):
     """What `kind` and `part` mean: peers/cycles_scene.py."""
     text = output_of(["blender", "-b", "--factory-startup", "--debug-cycles", "-P", HERE / "peers/cycles_scene.py",
                       "--", geometry, RESOLUTION, samples, threads, kind, image, part])
