@@ -1,7 +1,6 @@
 // Scenes in cases/ whose comments say what is seen in them: `#=` begins a line for this runner. CONTRIBUTING.md
 // describes them.
 #include "expressions.h"
-#include "pixels.h"
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -178,7 +177,7 @@ private:
         for (Line& line : part.lines) line.rest = expand(line.rest, part.settings, passes);
 
         render(part, passes);
-        Formulas known;
+        Formulas known = counted_;
         for (const Line& line : part.lines) try {
                 expectLine(line, part, known);
             } catch (const std::exception& problem) {
@@ -202,7 +201,9 @@ private:
         std::filesystem::remove(path("out.exr"));
         const bool renders = std::regex_search(part.text, std::regex("\nrender "));
         told_ = renderText(part.text + (renders ? "" : "\nrender \"world\" \"cam_i\" \"opt\"\n"), arguments);
-        if (told_.exitCode != exitCode || (!mayWarn && (told_.says("warning") || told_.says("error"))))
+        const bool complains =
+            told_.says("probe: not so") || (!mayWarn && (told_.says("warning") || told_.says("error")));
+        if (told_.exitCode != exitCode || complains)
             fail(0, part, fmt::format("exit code {}, signal {}\n{}", told_.exitCode, told_.signal, told_.messages));
         picture_ = nullptr;
         if (!exists("out.exr")) return;
@@ -222,17 +223,35 @@ private:
                 fail(line.number, part, fmt::format("said {} times, in\n{}", count, told_.messages));
         } else if (word == "told") {
             expectTold(line, part);
+        } else if (word == "count") {
+            std::string rest = line.rest;
+            const std::string name = take(rest);
+            known[name] = counted_[part.name + ":" + name] = sumOf(std::regex(quoted(line.rest)));
+        } else if (word == "file") {
+            std::string description = line.rest;
+            const std::string name = take(description);
+            if (!exists(name)) throw std::runtime_error("is not there");
+            if (!description.empty() && description != Picture(path(name)).description())
+                fail(line.number, part, Picture(path(name)).description());
         } else if (word == "same" || word == "expect" || word == "at" || word == "mean" || word == "every") {
             if (!picture_) throw std::runtime_error("no picture");
-            if (word == "same")
-                expectSameBits(*picture_, pictures_.at(line.rest.substr(3)), part.name);
-            else if (word == "every")
+            if (word == "same") {
+                if (*picture_ != pictures_.at(line.rest.substr(3))) fail(line.number, part, "has other bits");
+            } else if (word == "every")
                 expectEvery(line, part, known);
             else
                 expectPicture(line, part, known);
         } else if (word != "passes" && word != "arguments" && word != "exit" && word != "warnings") {
             throw std::runtime_error("unknown: " + word);
         }
+    }
+
+    /// Of the numbers that the pattern's parentheses find in what the program said.
+    Formula sumOf(const std::regex& pattern) const {
+        double sum = 0;
+        for (std::sregex_iterator i(told_.messages.begin(), told_.messages.end(), pattern), end; i != end; ++i)
+            sum += std::stod((*i)[1]);
+        return [sum](const PixelContext&) { return Value{sum, sum, sum, sum}; };
     }
 
     /// The calls that probes tell of, all of them in order, "; " in between.
@@ -248,10 +267,8 @@ private:
     void expectEvery(const Line& line, const Part& part, const Formulas& known) {
         static const std::regex mark("\\blayer\\b");
         std::set<std::string> layers;
-        for (const std::string& channel : picture_->names()) {
-            const std::size_t dot = channel.rfind('.');
-            layers.insert(dot == std::string::npos ? "picture" : channel.substr(0, dot));
-        }
+        for (const auto& [name, channel] : picture_->channels())
+            layers.insert(name.find('.') == std::string::npos ? "picture" : name.substr(0, name.rfind('.')));
         for (const std::string& layer : layers)
             expectPicture({line.number, "expect", std::regex_replace("layer = " + line.rest, mark, layer)}, part,
                           known);
@@ -260,7 +277,8 @@ private:
     /// In all pixels, in one, or on the mean of all. One failure is enough.
     void expectPicture(const Line& line, const Part& part, const Formulas& known) {
         std::string rest = line.rest;
-        int firstX = 0, firstY = 0, endX = picture_->width, endY = picture_->height;
+        int firstX = picture_->windowX, endX = firstX + picture_->windowWidth;
+        int firstY = picture_->windowY, endY = firstY + picture_->windowHeight;
         if (line.word == "at") {
             firstX = std::stoi(take(rest)), endX = firstX + 1;
             firstY = std::stoi(take(rest)), endY = firstY + 1;
@@ -272,7 +290,8 @@ private:
             for (pixel.x = firstX; pixel.x < endX; ++pixel.x) {
                 const Value left = assertion.left(pixel);
                 if (line.word != "mean" && !expectHolds(line, part, assertion, pixel, left)) return;
-                for (std::size_t i = 0; i < 4; ++i) mean[i] += left[i] / (endX * endY);
+                for (std::size_t i = 0; i < 4; ++i)
+                    mean[i] += left[i] / (picture_->windowWidth * picture_->windowHeight);
             }
         pixel.x = pixel.y = 0;
         if (line.word == "mean") expectHolds(line, part, assertion, pixel, mean);
@@ -299,6 +318,7 @@ private:
 
     std::filesystem::path file_;
     std::map<std::string, Picture> pictures_;  // of the cases so far
+    Formulas counted_;                         // "case:name", of the cases so far
     const Picture* picture_ = nullptr;         // of this case, if it made one
     Outcome told_;
 };

@@ -1,21 +1,26 @@
 // The command line as users type it.
 #include "harness.h"
-#include "scene_text.h"
 
 namespace rendertest {
 namespace {
 
+/// 4 x 4 pixels of one color, wherever one looks.
+const std::string kScene = R"(
+options "opt" object space samples 0 0 end options
+camera "cam" framebuffer "beauty" datatype "rgba_fp" primary on filename "out.exr" filetype "exr"
+    resolution 4 4 environment "plain_constant" ( "color" .25 .5 .75 1 ) end camera
+instance "cam_i" "cam" end instance
+instgroup "world" "cam_i" end instgroup
+render "world" "cam_i" "opt"
+)";
+
 class CommandLine : public RenderTest {
 protected:
-    CommandLine() {
-        scene.elements = constantMaterial("m", ".25 .5 .75 1") + wall("surface", -5, "m");
-        scene.members = "\"surface\"";
-    }
     /// The picture of one color; fails unless the messages hold this text, or are none.
     Picture render(const std::vector<std::string>& arguments, const std::string& says = {},
                    const std::string& file = "out.exr") {
         std::filesystem::remove(path("out.exr"));
-        const Outcome outcome = renderText(scene.text(), arguments);
+        const Outcome outcome = renderText(scene_, arguments);
         EXPECT_EQ(outcome.exitCode, 0) << outcome.messages;
         if (says.empty()) {
             EXPECT_EQ(outcome.messages, "");
@@ -24,7 +29,7 @@ protected:
         EXPECT_EQ(exists("out.exr"), file == "out.exr");
         return Picture(path(file));
     }
-    SceneText scene;
+    std::string scene_ = "$include <modules.mi>\n" + kScene;
 };
 
 TEST_F(CommandLine, HelpVersionAndWrongUse) {
@@ -59,17 +64,17 @@ TEST_F(CommandLine, OptionsAndTheirAbbreviationsWinOverTheScene) {
     render({"-res", "5", "2", "-th", "1", "-verb", "5", "-sam", "0"}, "rendered 10 eye rays");
     render({"-file_name", "other.exr"}, "", "other.exr");
     std::filesystem::create_directory(path("pictures"));
-    EXPECT_EQ(render({"-file_dir", "pictures"}, "", "pictures/out.exr").at("G", 1, 1), .5F);
+    EXPECT_EQ(render({"-file_dir", "pictures"}, "", "pictures/out.exr").at("G", 1, 1), .5);
     render({"-verbose", "0"});
-    scene.before = "verbose 5";
+    scene_ = "verbose 5\n" + scene_;
     render({}, "info");
     render({"-verbose", "3"});
 }
 
 TEST_F(CommandLine, ScenesComeFromStandardInputToo) {
-    const Outcome outcome = run({"-ld_path", LUMO_TEST_MODULES, "-I", LUMO_TEST_MODULES}, scene.text());
+    const Outcome outcome = run({"-ld_path", LUMO_TEST_MODULES, "-I", LUMO_TEST_MODULES}, scene_);
     EXPECT_EQ(outcome.exitCode, 0) << outcome.messages;
-    EXPECT_EQ(Picture(path("out.exr")).at("B", 0, 0), .75F);
+    EXPECT_EQ(Picture(path("out.exr")).at("B", 0, 0), .75);
     const Outcome broken = run({}, "options \"opt\" object space nonsense\n");
     EXPECT_EQ(broken.exitCode, 1);
     EXPECT_TRUE(broken.says("standard input:1")) << broken.messages;
@@ -77,10 +82,8 @@ TEST_F(CommandLine, ScenesComeFromStandardInputToo) {
 
 TEST_F(CommandLine, ModulesAndIncludesAreSearchedWhereItSays) {
     // The module comes from the command line, and .mi is added.
-    std::string text = scene.text();
-    text.replace(0, text.find('\n'),
-                 "$include <sdk_mirror.mi> declare shader color \"plain_constant\" ( color \"color\" ) end declare\n");
-    write("linked.mi", text);
+    write("linked.mi",
+          "$include <sdk_mirror.mi> declare shader color \"plain_constant\" ( color \"color\" ) end declare" + kScene);
     const std::string modules = LUMO_TEST_MODULES;
     const auto rendering = [&](const std::string& paths, const std::string& includes) {
         return run({"-L", paths, "-I", includes, "-link", "plain.so", "lumovexa.so", "sdk_mirror.so", "--", "linked"});

@@ -1,22 +1,25 @@
 #include "expressions.h"
 
-#include "space.h"
-
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <memory>
 #include <stdexcept>
 
 namespace rendertest {
 
 namespace {
 
-Value all(double v) { return {v, v, v, v}; }
-V3 vectorOf(const Value& v) { return {v[0], v[1], v[2]}; }
-Value valueOf(V3 v) { return {v.x, v.y, v.z, 0}; }
-
 using Operation = double (*)(double, double);
 using Function = Value (*)(const Value&, const Value&, const Value&);
+
+Value all(double v) { return {v, v, v, v}; }
+double dot(const Value& a, const Value& b) { return a[0] * b[0] + a[1] * b[1] + a[2] * b[2]; }
+double length(const Value& a) { return std::sqrt(dot(a, a)); }
+Value unit(const Value& a) { return {a[0] / length(a), a[1] / length(a), a[2] / length(a), 0}; }
+Value cross(const Value& a, const Value& b) {
+    return {a[1] * b[2] - a[2] * b[1], a[2] * b[0] - a[0] * b[2], a[0] * b[1] - a[1] * b[0], 0};
+}
 
 template <class F>
 Value each(const Value& v, F f) {
@@ -40,12 +43,12 @@ const std::map<std::string, Named, std::less<>>& functions() {
         {"atan", {1, [](V a, V, V) { return each(a, [](double v) { return std::atan(v); }); }}},
         {"abs", {1, [](V a, V, V) { return each(a, [](double v) { return std::abs(v); }); }}},
         {"floor", {1, [](V a, V, V) { return each(a, [](double v) { return std::floor(v); }); }}},
-        {"length", {1, [](V a, V, V) { return all(length(vectorOf(a))); }}},
-        {"unit", {1, [](V a, V, V) { return valueOf(unit(vectorOf(a))); }}},
+        {"length", {1, [](V a, V, V) { return all(length(a)); }}},
+        {"unit", {1, [](V a, V, V) { return unit(a); }}},
         {"luminance", {1, [](V a, V, V) { return all(.3 * a[0] + .59 * a[1] + .11 * a[2]); }}},
         {"atan2", {2, [](V a, V b, V) { return all(std::atan2(a[0], b[0])); }}},
-        {"dot", {2, [](V a, V b, V) { return all(dot(vectorOf(a), vectorOf(b))); }}},
-        {"cross", {2, [](V a, V b, V) { return valueOf(cross(vectorOf(a), vectorOf(b))); }}},
+        {"dot", {2, [](V a, V b, V) { return all(dot(a, b)); }}},
+        {"cross", {2, [](V a, V b, V) { return cross(a, b); }}},
         {"if", {3, [](V a, V b, V c) { return a[0] != 0 ? b : c; }}},
     };
     return table;
@@ -96,36 +99,27 @@ private:
         };
     }
 
-    /// Inside of parentheses: 1 where it holds, else 0.
-    Formula comparison() {
-        Formula a = sum();
-        if (accept('<')) return join(a, sum(), [](double x, double y) { return double(x < y); });
-        if (accept('>')) return join(a, sum(), [](double x, double y) { return double(x > y); });
-        if (accept('=')) return join(a, sum(), [](double x, double y) { return double(x == y); });
+    /// One or more operands with some of the operators in between.
+    Formula chain(std::string_view operators, Formula (Parser::*operand)()) {
+        static const std::map<char, Operation> operations = {{'+', [](double x, double y) { return x + y; }},
+                                                             {'-', [](double x, double y) { return x - y; }},
+                                                             {'*', [](double x, double y) { return x * y; }},
+                                                             {'/', [](double x, double y) { return x / y; }},
+                                                             {'<', [](double x, double y) { return double(x < y); }},
+                                                             {'>', [](double x, double y) { return double(x > y); }},
+                                                             {'=', [](double x, double y) { return double(x == y); }}};
+        Formula a = (this->*operand)();
+        while (next() != '\0' && operators.find(next()) != std::string_view::npos) {
+            const Operation operation = operations.at(text_[at_++]);
+            a = join(a, (this->*operand)(), operation);
+        }
         return a;
     }
 
-    Formula sum() {
-        Formula a = product();
-        for (;;)
-            if (accept('+'))
-                a = join(a, product(), [](double x, double y) { return x + y; });
-            else if (accept('-'))
-                a = join(a, product(), [](double x, double y) { return x - y; });
-            else
-                return a;
-    }
-
-    Formula product() {
-        Formula a = factor();
-        for (;;)
-            if (accept('*'))
-                a = join(a, factor(), [](double x, double y) { return x * y; });
-            else if (accept('/'))
-                a = join(a, factor(), [](double x, double y) { return x / y; });
-            else
-                return a;
-    }
+    /// Inside of parentheses: 1 where it holds, else 0.
+    Formula comparison() { return chain("<>=", &Parser::sum); }
+    Formula sum() { return chain("+-", &Parser::product); }
+    Formula product() { return chain("*/", &Parser::factor); }
 
     Formula factor() {
         if (accept('-'))
@@ -248,7 +242,7 @@ private:
         if (name == "ray")
             return [](const PixelContext& p) {
                 const int w = p.picture->width, h = p.picture->height;
-                return valueOf(unit({(p.x + .5) * 2 / w - 1, (p.y + .5) * 2 / h - 1, -1}));
+                return unit({(p.x + .5) * 2 / w - 1, (p.y + .5) * 2 / h - 1, -1});
             };
         const std::size_t colon = name.find(':');
         const std::string other = colon == std::string::npos ? "" : name.substr(0, colon),
@@ -266,7 +260,21 @@ private:
 
 }  // namespace
 
-Formula readFormula(std::string_view text, const Formulas& known) { return Parser(text, known).whole(); }
+// Remembers its last value: formulas are made of others that are made of others.
+Formula readFormula(std::string_view text, const Formulas& known) {
+    struct Memory {
+        Formula formula;
+        std::array<double, 4> place;
+        Value value;
+    };
+    const auto memory = std::make_shared<Memory>(Memory{Parser(text, known).whole(), all(-1), {}});
+    return [memory](const PixelContext& p) {
+        const std::array<double, 4> place{double(p.x), double(p.y), p.u, p.v};
+        if (memory->place != place) memory->value = memory->formula(p);
+        memory->place = place;
+        return memory->value;
+    };
+}
 
 Assertion readAssertion(std::string_view text, const Formulas& known) { return Parser(text, known).assertion(); }
 

@@ -8,6 +8,7 @@
 #include <OpenEXR/ImfInputFile.h>
 
 #include <fcntl.h>
+#include <fmt/format.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -86,74 +87,50 @@ Picture::Picture(const std::filesystem::path& path) {
     Imf::FrameBuffer buffer;
     const Imf::ChannelList& list = file.header().channels();
     for (auto i = list.begin(); i != list.end(); ++i) {
+        const Imf::PixelType type = i.channel().type;
         Channel& channel = channels_[i.name()];
-        const bool integer = i.channel().type == Imf::UINT;
-        channel.format = integer ? Format::Integer : i.channel().type == Imf::HALF ? Format::Half : Format::Float;
-        char* base = nullptr;
-        if (integer) {
-            channel.integers.resize(count);
-            base = reinterpret_cast<char*>(channel.integers.data());
-        } else {
-            channel.values.resize(count);
-            base = reinterpret_cast<char*>(channel.values.data());
-        }
-        buffer.insert(i.name(), Imf::Slice::Make(integer ? Imf::UINT : Imf::FLOAT, base, window, 4, stride));
+        channel.format = type == Imf::UINT ? Format::Integer : type == Imf::HALF ? Format::Half : Format::Float;
+        channel.bits.resize(count);
+        char* base = reinterpret_cast<char*>(channel.bits.data());
+        buffer.insert(i.name(), Imf::Slice::Make(type == Imf::UINT ? Imf::UINT : Imf::FLOAT, base, window, 4, stride));
     }
     file.setFrameBuffer(buffer);
     file.readPixels(window.min.y, window.max.y);
 }
 
 // Files begin at the top.
-std::size_t Picture::position(int x, int y) const {
+double Picture::at(const std::string& channel, int x, int y) const {
     const int column = x - windowX, row = windowHeight - 1 - (y - windowY);
     const bool inside = column >= 0 && column < windowWidth && row >= 0 && row < windowHeight;
     EXPECT_TRUE(inside) << "pixel " << x << " " << y << " is outside the data window";
-    return inside ? static_cast<std::size_t>(row) * static_cast<std::size_t>(windowWidth) +
-                        static_cast<std::size_t>(column)
-                  : 0;
-}
-
-float Picture::at(const std::string& channel, int x, int y) const {
-    const auto found = channels_.find(channel);
-    if (found == channels_.end()) {
-        ADD_FAILURE() << "no channel " << channel;
-        return 0;
-    }
-    return found->second.values.at(position(x, y));
-}
-
-unsigned Picture::labelAt(const std::string& channel, int x, int y) const {
-    const auto found = channels_.find(channel);
-    if (found == channels_.end() || found->second.format != Format::Integer) {
-        ADD_FAILURE() << "no integer channel " << channel;
-        return 0;
-    }
-    return found->second.integers[position(x, y)];
+    return inside ? channels_.at(channel).value(static_cast<std::size_t>(row * windowWidth + column)) : 0;
 }
 
 std::array<double, 4> Picture::pixel(const std::string& layer, int x, int y) const {
     const std::string prefix = layer.empty() ? "" : layer + ".";
-    const auto value = [&](const std::string& name) {
-        return format(name) == Format::Integer ? double(labelAt(name, x, y)) : double(at(name, x, y));
-    };
     for (const std::string channels : {"RGBA", "XYZ"}) {
-        if (!has(prefix + channels[0])) continue;
+        if (!channels_.contains(prefix + channels[0])) continue;
         std::array<double, 4> result{};
         for (std::size_t i = 0; i < channels.size(); ++i)
-            if (const std::string name = prefix + channels[i]; has(name)) result[i] = value(name);
+            if (const std::string name = prefix + channels[i]; channels_.contains(name)) result[i] = at(name, x, y);
         return result;
     }
     for (const auto& [name, channel] : channels_)
         if (name.starts_with(prefix) && name.find('.', prefix.size()) == std::string::npos) {
-            const double one = value(name);
+            const double one = at(name, x, y);
             return {one, one, one, one};
         }
     throw std::runtime_error("no layer \"" + layer + "\"");
 }
 
-std::vector<std::string> Picture::names() const {
-    std::vector<std::string> result;
-    for (const auto& [name, channel] : channels_) result.push_back(name);
+std::string Picture::description() const {
+    std::string result = fmt::format("{} {}, window {} {} {} {}:", width, height, windowX, windowY,
+                                     windowX + windowWidth - 1, windowY + windowHeight - 1);
+    for (const auto& [name, channel] : channels_)
+        result += " " + name +
+                  (channel.format == Format::Half      ? " half"
+                   : channel.format == Format::Integer ? " integer"
+                                                       : "");
     return result;
 }
 
@@ -208,14 +185,6 @@ Outcome RenderTest::renderText(const std::string& scene, const std::vector<std::
     all.insert(all.end(), arguments.begin(), arguments.end());
     all.emplace_back("scene.mi");
     return run(all);
-}
-
-Picture RenderTest::picture(const std::string& scene, const std::vector<std::string>& arguments,
-                            const std::string& file) const {
-    const Outcome outcome = renderText(scene, arguments);
-    EXPECT_EQ(outcome.exitCode, 0) << "signal " << outcome.signal << "\n" << outcome.messages;
-    EXPECT_FALSE(outcome.says("warning") || outcome.says("error")) << outcome.messages;
-    return Picture(path(file));
 }
 
 void RenderTest::write(const std::string& name, const std::string& content) const {

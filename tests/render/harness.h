@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <bit>
 #include <filesystem>
 #include <map>
 #include <string>
@@ -11,26 +12,30 @@
 
 namespace rendertest {
 
-/// An EXR file. Coordinates are those of raster space: pixels of the full image from the lower left corner.
+/// An EXR file. Coordinates are those of raster space: pixels of the full image from the lower left corner. Pictures are
+/// equal when their bits are: no number equals itself there, too.
 class Picture {
 public:
     enum class Format { Half, Float, Integer };
     struct Channel {
-        Format format = Format::Float;
-        std::vector<float> values;
-        std::vector<unsigned> integers;
+        Format format;
+        std::vector<unsigned> bits;  ///< integers, or floats as they are stored
+        double value(std::size_t at) const {
+            return format == Format::Integer ? double(bits[at]) : double(std::bit_cast<float>(bits[at]));
+        }
+        bool operator==(const Channel&) const = default;
     };
 
     explicit Picture(const std::filesystem::path& file);
+    bool operator==(const Picture&) const = default;
 
-    bool has(const std::string& channel) const { return channels_.contains(channel); }
-    Format format(const std::string& channel) const { return channels_.at(channel).format; }
     /// Pixels outside the data window fail the test and give 0.
-    float at(const std::string& channel, int x, int y) const;
-    unsigned labelAt(const std::string& channel, int x, int y) const;
+    double at(const std::string& channel, int x, int y) const;
     /// Red to alpha, or x to z, of a layer; "" is the picture itself. What it has one channel of is the same in all.
     std::array<double, 4> pixel(const std::string& layer, int x, int y) const;
-    std::vector<std::string> names() const;
+    /// "width height, window" with the window's corners as cameras state them, and the channels by name; behind those that
+    /// are not floats stands what they are.
+    std::string description() const;
 
     int width = 0, height = 0;  ///< of the full image
     int windowX = 0, windowY = 0, windowWidth = 0, windowHeight = 0;
@@ -38,8 +43,6 @@ public:
     const std::map<std::string, Channel>& channels() const { return channels_; }
 
 private:
-    std::size_t position(int x, int y) const;
-
     std::map<std::string, Channel> channels_;
 };
 
@@ -71,10 +74,6 @@ protected:
 
     /// Writes the scene to scene.mi and renders it, with the module and include folders and further arguments.
     Outcome renderText(const std::string& scene, const std::vector<std::string>& arguments = {}) const;
-
-    /// The same, fails the test unless it succeeds without warnings, and reads the picture.
-    Picture picture(const std::string& scene, const std::vector<std::string>& arguments = {},
-                    const std::string& file = "out.exr") const;
 
     void write(const std::string& name, const std::string& content) const;
     std::filesystem::path path(const std::string& name) const { return folder_ / name; }
