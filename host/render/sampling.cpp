@@ -12,16 +12,17 @@ constexpr int kMaxLevel = 8;
 
 }  // namespace
 
-PixelSampler::PixelSampler(int level, double jitter)
-    : edge_(1 << std::clamp(level, 0, kMaxLevel)), jitter_(std::clamp(jitter, 0.0, 1.0)) {
+PixelSampler::PixelSampler(int level, double jitter, bool shutterOpens)
+    : edge_(1 << std::clamp(level, 0, kMaxLevel)),
+      jitter_(std::clamp(jitter, 0.0, 1.0)),
+      timed_(shutterOpens && edge_ > 1) {
     const int middle = (edge_ - 1) / 2;
     standing_ = middle * edge_ + middle;
 }
 
-SamplePosition PixelSampler::position(int x, int y, int sample) const {
+SamplePosition PixelSampler::position(std::uint32_t pixelSeed, int sample) const {
     SamplePosition result;
     const auto number = static_cast<std::uint32_t>(sample);
-    const std::uint32_t pixelSeed = mixSeeds(static_cast<std::uint32_t>(x), static_cast<std::uint32_t>(y));
     double dx = 0.5;
     double dy = 0.5;
     if (jitter_ > 0) {
@@ -30,7 +31,7 @@ SamplePosition PixelSampler::position(int x, int y, int sample) const {
     }
     result.x = (sample % edge_ + dx) / edge_;
     result.y = (sample / edge_ + dy) / edge_;
-    if (edge_ > 1) result.time = scrambledSobol(number, 0, pixelSeed);
+    if (timed_) result.time = scrambledSobol(number, 0, pixelSeed);
     return result;
 }
 

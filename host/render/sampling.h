@@ -1,6 +1,8 @@
 // Where in a pixel and in the shutter interval the samples lie.
 #pragma once
 
+#include <cstdint>
+
 namespace lumorender {
 
 struct SamplePosition {
@@ -13,16 +15,18 @@ struct SamplePosition {
 class PixelSampler {
 public:
     /// @param level samples are 4^level per pixel; below 0 counts as 0.
-    PixelSampler(int level, double jitter);
+    /// @param shutterOpens whether times differ; without, all are 0.
+    PixelSampler(int level, double jitter, bool shutterOpens);
 
     int count() const { return edge_ * edge_; }
     /// The sample that unfiltered buffers keep: the first of those nearest to the pixel's centre.
     int standing() const { return standing_; }
-    SamplePosition position(int x, int y, int sample) const;
+    SamplePosition position(std::uint32_t pixelSeed, int sample) const;
 
 private:
     int edge_ = 1;
     double jitter_ = 0;
+    bool timed_ = false;
     int standing_ = 0;
 };
 

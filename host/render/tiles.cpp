@@ -40,7 +40,8 @@ public:
     Worker(const RenderScene& scene, short index)
         : samples_(scene, index, miSTAGE_TILE),
           buffers_(*scene.buffers),
-          sampler_(scene.options->max_samples, scene.options->jitter) {}
+          sampler_(scene.options->max_samples, scene.options->jitter,
+                   scene.options->shutter > scene.options->shutter_delay) {}
 
     void finish() { samples_.finish(); }
 
@@ -66,7 +67,7 @@ private:
         const int x = tile.x + tileX, y = tile.y + tileY;
         const std::uint32_t seed = mixSeeds(static_cast<std::uint32_t>(x), static_cast<std::uint32_t>(y));
         for (int i = 0; i < sampler_.count(); ++i) {
-            const SamplePosition position = sampler_.position(x, y, i);
+            const SamplePosition position = sampler_.position(seed, i);
             const miColor result =
                 samples_.trace({x + position.x, y + position.y, position.time, seed, static_cast<std::uint32_t>(i)});
             buffers_.add(result, context().root->state, context().values, i == sampler_.standing());
