@@ -88,7 +88,7 @@ typedef struct LumoStack {
 
 /* Element size in bytes, the link pointer included. */
 LUMO_API void stack_create(miState* state, LumoStack* stack, miUint size);
-/* Returns the new top element, uninitialised but for its link; null when there is no memory (the stack is unchanged). */
+/* Returns the new top element, uninitialised but for its link; null without memory (the stack is unchanged). */
 LUMO_API void* stack_push(LumoStack* stack);
 /* Nothing happens on an empty stack. */
 LUMO_API void stack_pop(LumoStack* stack);

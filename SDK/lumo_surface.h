@@ -107,9 +107,9 @@ LUMO_API miScalar compute_blinn_specular(miScalar cosine, miScalar normalEye, co
                                          miScalar eccentricity, miScalar specularRollOff,
                                          miScalar secondarySpecularScale, const miVector* normal, const miState* state);
 
-/* Highlight of a thin fibre: 1 where `tangent` has the same cosine with both directions, falling smoothly to 0 where the
- * cosines are 1 and -1; to this power. For light that a fibre mirrors to the eye: the direction to the light, and that
- * of the eye's ray. Unit length all three. */
+/* Highlight of a thin fibre: 1 where `tangent` has the same cosine with both directions, falling smoothly to 0 where
+ * the cosines are 1 and -1; to this power. For light that a fibre mirrors to the eye: the direction to the light, and
+ * that of the eye's ray. Unit length all three. */
 LUMO_API miScalar compute_hairtubeshader_specular(miScalar power, const miVector* a, const miVector* b,
                                                   const miVector* tangent);
 

@@ -1,12 +1,12 @@
 /*
  * example_clay: a matte surface that needs no lights.
  *
- * The surface is lit by one key direction (a sun that is always on) and by an open sky. The key term is a wrapped cosine,
+ * The surface is lit by one key direction (a sun that is always on) and by an open sky. The key term:
  *
  *     key = max(0, (normal . key + wrap) / (1 + wrap))
  *
- * so that `wrap` 0 is Lambert's cosine and 1 carries light all the way round. A ray probes the key direction for a shadow
- * and, for `sky_rays` above 0, others probe the hemisphere over the surface for how much of the sky it sees.
+ * a wrapped cosine: `wrap` 0 is Lambert's, 1 carries light all the way round. A ray probes the key direction for a
+ * shadow and, for `sky_rays` above 0, others probe the hemisphere over the surface for how much of the sky it sees.
  *
  * Parameters
  *     color       of the surface; connect a texture here

@@ -62,8 +62,8 @@ static void rippled_reflection(miVector* dir, miState* state, miScalar ripple, m
 }
 
 /*
- * What a ray met may come back in these fields of the caller's state. A shader that traces puts its own surface back, so
- * that its next ray starts here and the shaders behind it in the material's list see this surface.
+ * What a ray met may come back in these fields of the caller's state. A shader that traces puts its own surface back,
+ * so that its next ray starts here and the shaders behind it in the material's list see this surface.
  */
 struct surface {
     miVector point, normal, motion;

@@ -1,8 +1,9 @@
 /*
  * example_panorama: an environment from an image of all directions.
  *
- * The image is twice as wide as high: u leads once around the horizon, v from straight down to straight up. Its middle is
- * what lies in the direction -z, its quarter to the right +x. Images with values above 1 (HDR, EXR) mirror as lamps do.
+ * The image is twice as wide as high: u leads once around the horizon, v from straight down to straight up. Its middle
+ * is what lies in the direction -z, its quarter to the right +x. Images with values above 1 (HDR, EXR) mirror as lamps
+ * do.
  *
  * Parameters
  *     tex       the image: a `color texture`

@@ -81,7 +81,7 @@ inline void initStateShader(miState* state, void* parameters, miBoolean* wantsIn
     *wantsInstanceInit = miFALSE;
 }
 
-/* The operation code as a number: one that this version does not know is told, and must not be read as an enumerator. */
+/* The operation code as a number: an unknown one is told, and must not be read as an enumerator. */
 inline int operationOf(const miState_shader_arg& argument) {
     int operation;
     std::memcpy(&operation, &argument.operation, sizeof operation);

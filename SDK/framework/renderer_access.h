@@ -9,8 +9,8 @@
 
 namespace lumo {
 
-/* The per-sample record that the host's integration keeps in the state. */
-/* Null when the integration did not place one: shaders then warn and give no result. */
+/* The per-sample record that the host's integration keeps in the state. Null when the integration did not place one:
+ * shaders then warn and give no result. */
 inline Vexabase* vexabaseOf(miState* state) {
     return static_cast<Vexabase*>(mi_shaderstate_get(state, kVexabaseKey, nullptr));
 }
@@ -50,8 +50,8 @@ inline Vexabase* requireVexabase(miState* state, const char* complaint = "LumoSh
     return record;
 }
 
-/* An element that stays pinned while an object of this class lives. */
-/* Empty when the tag is null or names an element of another type. */
+/* An element that stays pinned while an object of this class lives. Empty when the tag is null or names an
+ * element of another type. */
 template <class Element>
 class Pinned {
 public:

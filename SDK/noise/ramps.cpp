@@ -115,9 +115,6 @@ RampBracket rampNeighbours(const LumoRamp& ramp, RampBracket inner) {
     return {sides.below ? sides.nearestBelow : inner.lower, sides.above ? sides.nearestAbove : inner.upper};
 }
 
-}  // namespace
-namespace {
-
 static_assert(sizeof(LumoRamp) == 1208 && offsetof(LumoRamp, positions) == 8 && offsetof(LumoRamp, values) == 208 &&
               offsetof(LumoRamp, interpolations) == 1008);
 static_assert(sizeof(RampScalarEntry) == 12 && sizeof(RampColorEntry) == 24);

@@ -81,7 +81,7 @@ public:
     }
 
 private:
-    /* What the ray adds to values of the scene's own comes in place of the part of the surface's value that shows it. */
+    /* What the ray adds to values of the scene's own comes for the part of the surface's value that shows it. */
     void weighUserValues(const miColor& opacity) const {
         for (const FrameBufferInfo& entry : buffers_.ofType(kPassUser)) {
             FrameBufferSlot* slot = currentSlot(entry, state_);

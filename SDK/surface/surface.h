@@ -1,7 +1,8 @@
 /* Surface materials: one template that fixes how a surface is shaded, with a component for each of its terms.
  *
  * A new material is a parameter record that begins with `LambertParameters surface`, a helper (SurfaceHelper<P> or one
- * that derives from it), and components for the terms that differ; shaders/materials/lumoLambert.cpp is the shortest one.
+ * that derives from it), and components for the terms that differ; the shortest is
+ * shaders/materials/lumoLambert.cpp.
  *
  * The way of a call: the terms' parameters, material-color passes, the light loop (surface_lights.h), then refraction,
  * reflection, scatter, indirect light and incandescence, the composition, and the passes of these terms.

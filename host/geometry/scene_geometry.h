@@ -114,8 +114,8 @@ public:
     virtual ~SceneGeometry() = default;
 
     /// The nearest hit behind `ray.near`, or false. Thread-safe; allocates nothing. Honours visibility, face culling
-    /// and motion. To go on behind a hit trace the same ray with `near` = its dist: it will not be found again (and neither
-    /// will surfaces that coincide with it to within rounding).
+    /// and motion. To go on behind a hit trace the same ray with `near` = its dist: it will not be found again (and
+    /// neither will surfaces that coincide with it to within rounding).
     virtual bool intersect(const Ray& ray, Hit& hit) const = 0;
     /// True when anything lies between near and far.
     virtual bool occluded(const Ray& ray) const = 0;

@@ -39,8 +39,8 @@ struct LayerImage {
     int width = 0, height = 0;  ///< of the data window below
     std::vector<float> pixels;  ///< channels per pixel by the type; empty for integer types
     std::vector<std::uint32_t> labels;
-    /// Of the picture, its pixels for screens: each sample ends at white before it is filtered. A sample far above white
-    /// would outweigh all others of its pixel, and leave the edges of lamps and highlights as stairs. Else empty.
+    /// Of the picture, its pixels for screens: each sample ends at white before it is filtered. A sample far above
+    /// white would outweigh all others of its pixel, and leave the edges of lamps and highlights as stairs. Else empty.
     std::vector<float> shown = {};
 
     /// What files and pictures that end at white are made of.

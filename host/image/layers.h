@@ -40,9 +40,9 @@ void writeCommon(const std::filesystem::path& path, const std::string& format, c
 bool isNativeFormat(const std::string& format);
 bool isCommonFormat(const std::string& format);
 
-/// The full image of a layer's pixels, its own or those for screens, with `channels` floats per pixel, rows from the top
-/// or the bottom, black outside the data window. A single value is spread over the colors, a missing alpha is 1 inside
-/// the window.
+/// The full image of a layer's pixels, its own or those for screens, with `channels` floats per pixel, rows from the
+/// top or the bottom, black outside the data window. A single value is spread over the colors, a missing alpha is 1
+/// inside the window.
 std::vector<float> fullImage(miImg_type type, const std::vector<float>& pixels, const DataWindow& window, int channels,
                              bool fromTop);
 

@@ -78,7 +78,8 @@ bool traceUnsorted(ThreadContext& context, miColor* result, miState* light) {
     ray.org = finite ? light->org : light->point;
     ray.dir = finite ? light->dir : miVector{-light->dir.x, -light->dir.y, -light->dir.z};
     ray.near = finite ? 0 : surfaceOffset(light->point);
-    // The point is met as exactly as its own and the light's numbers are: far lights miss it by more than its own rounding.
+    // The point is met as exactly as its own and the light's numbers are: far lights miss it by more than its own
+    // rounding.
     ray.far = finite ? light->dist - std::max(surfaceOffset(light->point), surfaceOffset(light->org)) : 1e30;
     if (ray.far <= ray.near) return true;
 
@@ -86,8 +87,8 @@ bool traceUnsorted(ThreadContext& context, miColor* result, miState* light) {
     const RayInFlight inFlight(context, record);
     double distance = 0;
     while (findOccluder(context, record, ray, distance)) {
-        // From an infinitely far light there is no distance to the occluder: the one from the point stands for it, because
-        // 0 would tell shadow shaders that there is nothing to do.
+        // From an infinitely far light there is no distance to the occluder: the one from the point stands for it,
+        // because 0 would tell shadow shaders that there is nothing to do.
         record.state.dist = distance;
         if (!filterByOccluder(context, record, result)) return false;
         ray.near = distance;

@@ -30,9 +30,9 @@ struct BufferLayout {
 /// From the camera's named buffers and its `output` statements.
 BufferLayout makeBufferLayout(const FrameBufferSet* set, const CameraDetail* camera);
 
-/// The part of the image that a thread works on. A pixel's samples come one after the other, so only one pixel at a time
-/// is summed up; what is done waits in planes of the tile's size, whose rows the images take whole. Reused from tile to
-/// tile.
+/// The part of the image that a thread works on. A pixel's samples come one after the other, so only one pixel at a
+/// time is summed up; what is done waits in planes of the tile's size, whose rows the images take whole. Reused from
+/// tile to tile.
 class TileBuffers {
 public:
     explicit TileBuffers(const BufferLayout& layout);

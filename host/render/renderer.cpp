@@ -193,8 +193,8 @@ private:
         return options_->finalgather && detail && detail->gatherOnly;
     }
 
-    /// What is made before tiles. Occlusion first: shaders ask for it along gathering rays too, while no light has to be
-    /// gathered for it. False when a file of points could not be written.
+    /// What is made before tiles. Occlusion first: shaders ask for it along gathering rays too, while no light has to
+    /// be gathered for it. False when a file of points could not be written.
     bool prepareIndirectLight() {
         const int threads = threadsToUse(settings_.tiles.threads);
         if (scene_.occlusion.on && scene_.occlusion.cache && options_->trace) {

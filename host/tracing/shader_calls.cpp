@@ -116,8 +116,8 @@ void* evaluateParameter(miState* state, void* parameter, bool again) {
     if (member && !(runtime = runtimeOf(context, member->source))) return parameter;
     const std::size_t offset = member ? member->offset : 0;
 
-    // Members of one result are of one call: a surface is not shaded once for each. So whole results are remembered, too,
-    // by the shader that gave them.
+    // Members of one result are of one call: a surface is not shaded once for each. So whole results are remembered,
+    // too, by the shader that gave them.
     const EvaluatedParameter* known = member && !again ? remembered(frame, runtime) : nullptr;
     std::byte* result = known ? static_cast<std::byte*>(known->value) : nullptr;
     if (!result) {

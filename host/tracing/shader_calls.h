@@ -15,8 +15,8 @@ bool callShader(ThreadContext& context, miState* state, miTag slot, miShader_typ
                 void* argument = nullptr, bool calledByShader = false, bool wholeResult = false);
 
 /// The value of a parameter of the running shader: the address itself, or the result of the connected shader.
-/// Remembered until the running shader returns, unless `again` asks for a fresh evaluation. Members of a shader's result
-/// are of one call, also when different parameters are connected to them.
+/// Remembered until the running shader returns, unless `again` asks for a fresh evaluation. Members of a shader's
+/// result are of one call, also when different parameters are connected to them.
 void* evaluateParameter(miState* state, void* parameter, bool again);
 
 /// Runs the options' state shaders with an operation on the context's root state. What they return is not looked at:

@@ -15,7 +15,8 @@ namespace lumorender {
 
 namespace {
 
-/// Grows the record's lists to what a hit on the instance needs. Lists are writable for shaders, so each ray has its own.
+/// Grows the record's lists to what a hit on the instance needs. Lists are writable for shaders, so each ray has its
+/// own.
 void provideLists(ThreadContext& context, RayRecord& record, const HitListSizes& sizes) {
     if (sizes.textures > record.capacity.textures) {
         record.lists.textures = context.arena.allocateArray<miVector>(sizes.textures);

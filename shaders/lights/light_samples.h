@@ -32,13 +32,13 @@ inline DiscPoint toDisc(const SquarePoint& at) {
 }
 
 /* The first two dimensions of Sobol's sequence, in which each first 2^k points are stratified in all ways at once, with
- * the digits scrambled (Owen 1995, by the hash of Laine and Karras 2011). Pixels, and points that bent rays meet, scramble
- * differently, so that neighbours do not repeat each other's errors and the eye sees fine grain, not bands. */
+ * the digits scrambled (Owen 1995, by the hash of Laine and Karras 2011). Pixels, and points that bent rays meet,
+ * scramble differently, so that neighbours do not repeat each other's errors and the eye sees fine grain, not bands. */
 class LightSamples {
 public:
     /* For one sample of a light with so many rays. Where eye rays end, the samples that the renderer numbers go on with
-     * one sequence in all of the pixel, so that together they cover the light evenly. Of other points one eye sample may
-     * have many, which must not repeat each other: they are told apart by where they are. */
+     * one sequence in all of the pixel, so that together they cover the light evenly. Of other points one eye sample
+     * may have many, which must not repeat each other: they are told apart by where they are. */
     LightSamples(const miState* state, std::uint32_t rays) {
         if (state->qmc_instance != 0 && state->parent && isEndOfEyeRay(*state->parent)) {
             first_ = state->qmc_instance * rays;

@@ -6,8 +6,8 @@
  *   roughness                 overall size of the highlight, 0 to 1
  *   fresnelIndex              index of refraction: the higher, the more light is reflected head on
  *   anisotropicReflectivity   the mirror's reflectivity is 1 - roughness
- * Formula: SDK/surface/anisotropic_facets.h. Its widths follow B. Burley, "Physically Based Shading at Disney", 2012: roughness
- * squared, times and over the root of the ratio of the spreads.
+ * Formula: SDK/surface/anisotropic_facets.h. Its widths follow B. Burley, "Physically Based Shading at Disney", 2012:
+ * roughness squared, times and over the root of the ratio of the spreads.
  *
  * Example:
  *   shader "brushed" "lumoVexaAnisotropic" ( "color" .2 .2 .2, "spreadX" 8, "spreadY" 1, "roughness" .5 )

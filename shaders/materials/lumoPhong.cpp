@@ -1,7 +1,7 @@
 /* lumoVexaPhong: glossy surface with a round highlight, and a mirror.
  *
- * Parameters: those of lumoVexaLambert, the gloss parameters (SDK/surface/surface_gloss.h), and cosinePower: the higher, the
- * smaller the highlight.
+ * Parameters: those of lumoVexaLambert, the gloss parameters (SDK/surface/surface_gloss.h), and cosinePower: the
+ * higher, the smaller the highlight.
  * Formula: compute_phong_specular (SDK/surface/specular.cpp).
  *
  * Example:

@@ -2,8 +2,8 @@
  *
  * `inputMin` to `inputMax` of red, green and blue becomes 0 to 1; of that color hue (0 to 1), saturation and value go
  * through the ramps; 0 to 1 of the color that results becomes `outputMin` to `outputMax`. An input range below 1e-5
- * counts as black. Alpha is 0. Parameters: those of all color operations (SDK/passes/color_operation.h), `color`, the four
- * limits, the ramps `hue`, `saturation`, `value`.
+ * counts as black. Alpha is 0. Parameters: those of all color operations (SDK/passes/color_operation.h), `color`, the
+ * four limits, the ramps `hue`, `saturation`, `value`.
  */
 #include "SDK/framework/export_shader.h"
 #include "shaders/nodes/remap.h"

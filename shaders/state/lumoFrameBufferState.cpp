@@ -123,8 +123,8 @@ void applyPassTypeRules(const FrameBuffers& buffers) {
         setPassFlags(buffers, type, kEntryNoTracedLight);
 }
 
-/* The index of a record's buffer. One that the camera does not have gets 0, the primary buffer: that takes the surface's
- * result after the sample, whatever is written before. */
+/* The index of a record's buffer. One that the camera does not have gets 0, the primary buffer: that takes the
+ * surface's result after the sample, whatever is written before. */
 miUint resolveName(miState* state, const FrameBufferRecord& record) {
     if (record.frameBufferName == miNULLTAG)
         reportError("Missing frameBufferName parameter in frameBufferInfo record.");
