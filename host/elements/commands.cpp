@@ -93,12 +93,13 @@ void skipCall(Scene& scene) {
 
 void readDelete(Scene& scene) {
     Cursor& in = scene.in;
+    const Place place = in.place();
     const std::string_view name = in.readName("the name of an element");
     const miTag tag = scene.find(name);
-    if (!tag) return scene.problems.warning(in.place(), fmt::format("there is no \"{}\" to delete", name));
+    if (!tag) return scene.problems.warning(place, fmt::format("there is no \"{}\" to delete", name));
     const auto* declaration = scene.database.detail<Declaration>(tag);
     if (declaration && declaration->used)
-        return scene.problems.error(in.place(), fmt::format("\"{}\" is in use and cannot be deleted", name));
+        return scene.problems.error(place, fmt::format("\"{}\" is in use and cannot be deleted", name));
     scene.database.remove(tag);
 }
 

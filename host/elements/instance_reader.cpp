@@ -113,8 +113,9 @@ bool InstanceReader::readOther() {
 /// The element may come later in the file.
 void InstanceReader::readElementName() {
     if (in.accept("geometry")) {
+        const Place place = in.place();
         instance.item = readShaderList(scene);
-        return scene.problems.unsupported(in.place(), "geometry shaders are not supported yet, theirs is left out");
+        return scene.problems.unsupported(place, "geometry shaders are not supported yet, theirs is left out");
     }
     const bool isBareName = in.current().kind == TokenKind::Symbol && !in.at("end") && !statements().find(in.current());
     if (!in.atString() && !isBareName) return;

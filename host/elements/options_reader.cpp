@@ -200,11 +200,12 @@ void OptionsReader::readMotion() {
 }
 
 void OptionsReader::readSpace(char space) {
+    const Place place = in.place();
     in.expect("space");
     if (space == 'c')
-        scene.problems.unsupported(in.place(), "camera space is not supported, the scene is rendered in object space");
+        scene.problems.unsupported(place, "camera space is not supported, the scene is rendered in object space");
     if (space == 'm')
-        scene.problems.unsupported(in.place(), "mixed space is not supported, the scene is rendered in object space");
+        scene.problems.unsupported(place, "mixed space is not supported, the scene is rendered in object space");
     options.render_space = 'o';
 }
 
@@ -230,10 +231,11 @@ void OptionsReader::readStateShaders() {
 }
 
 void OptionsReader::readContour() {
+    const Place place = in.place();
     const bool store = in.accept("store");
     if (!store) in.expect("contrast");
     (store ? options.contour_store : options.contour_contrast) = readShaderList(scene);
-    scene.problems.unsupported(in.place(), "contours are not supported");
+    scene.problems.unsupported(place, "contours are not supported");
 }
 
 void OptionsReader::readInheritance(bool traversal) {
