@@ -26,7 +26,11 @@ std::string wordOf(const Value& value) {
         return asText(value.x, value.y, value.z);
     else if constexpr (requires { value.a; })
         return asText(value.r, value.g, value.b, value.a);
-    else if constexpr (requires { value.begin(); }) {
+    else if constexpr (requires { value.first; })
+        return asText(value.first, value.second);
+    else if constexpr (requires { value.valueless_by_exception(); })
+        return std::visit([](const auto& held) { return wordOf(held); }, value);
+    else if constexpr (requires { std::begin(value); }) {
         std::string text;
         for (const auto& each : value) text.append(text.empty() ? "" : " ").append(wordOf(each));
         return text;

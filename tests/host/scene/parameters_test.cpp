@@ -125,8 +125,6 @@ TEST_F(Parameters, ConnectionsPickResultsThatFit) {
     EXPECT_EQ(asText(ghost(t, parameters<miColor>(t)), ghost(m, parameters<miScalar>(m)), ghost(u, weights[0]),
                      ghost(u, weights[1]), ghost(u, p.color), ghost(u, p.inner.count), tint(find("inline"))),
               "s s+16:4 given n inline s+32:4 1 2 3 4");
-    EXPECT_FALSE(read(R"(shader "bad" "number" ("value" = "t"))"));
-    expectParts(errors, {"has the type scalar, the shader \"t\" returns color"});
 }
 
 TEST_F(Parameters, ArraysInsideArrays) {
@@ -156,22 +154,10 @@ TEST_F(Parameters, ArraysInsideArrays) {
     EXPECT_EQ(text, "3 5 0 | 2 - 1 2 3 4 5 6 | 2 n | 2 - 7 8 9");
 }
 
-TEST_F(Parameters, ListsOfShadersAndShadowShaders) {
-    readClean(R"(shader "two" "tint" ("value" 1 1 1) "tint" ("value" 2 2 2)
-                 material "m" "tint" () = "two" shadow = "two" photon end material
-                 shader "red" "tint" () material "p" "tint" ("value" = "red") shadow "nothing" () end material
-                 material "own" "tint" () shadow "tint" ("value" 3 3 3) end material)");
-    const auto material = [&](const char* name) { return record<miMaterial>(name, miSCENE_MATERIAL); };
-    const auto& shaders = detail<FunctionList>(material("m").shader).functions;
-    ASSERT_EQ(shaders.size(), 3u);
-    EXPECT_EQ(asText(tint(shaders[2]), database.name(material("m").shadow), material("m").photon), "2 2 2 0 two 0");
-    // A shadow shader without parameters gets those of the material.
-    const miFunction& shadow = function(material("p").shadow);
-    EXPECT_EQ(asText(database.name(shadow.function_decl), shadow.parameter_size), "nothing 16");
+TEST_F(Parameters, ShadowShadersGetTheConnectionsOfTheMaterial) {
+    readClean(R"(shader "red" "tint" () material "p" "tint" ("value" = "red") shadow "nothing" () end material)");
+    const miFunction& shadow = function(record<miMaterial>("p", miSCENE_MATERIAL).shadow);
     EXPECT_EQ(ghost(shadow, parameters<miColor>(shadow)), "red");
-    EXPECT_EQ(asText(tint(material("own").shadow)), "3 3 3 0");
-    readClean(R"(incremental material "m" "tint" ("value" 5 5 5) shadow end material)");
-    EXPECT_EQ(asText(tint(material("m").shader), material("m").shadow), "5 5 5 0 0");
 }
 
 TEST_F(Parameters, UserDataByBytesAndByDeclaration) {
@@ -196,13 +182,21 @@ TEST_F(Parameters, UserDataByBytesAndByDeclaration) {
               "3 raw 0 typed");
 }
 
-TEST_F(Parameters, DeclarationsOnceMore) {
-    readClean(R"(declare shader scalar "number" (scalar "value") end declare)");
-    EXPECT_FALSE(read(R"(declare shader scalar "number" (scalar "value", scalar "other") end declare)"));
-    expectParts(errors, {"\"number\" is declared differently while shaders use"});
-    EXPECT_TRUE(read(R"(declare color "nothing" (scalar "value") end declare)"));
-    expectParts(warnings, {"\"nothing\" is declared again and differently"});
-    EXPECT_EQ(detail<Declaration>("nothing").parameters.size(), 1u);
+/// The lights of a group are in lists in place of its instance.
+TEST_F(Parameters, ListsOfLightsAndThoseOfInstances) {
+    readClean(R"(declare shader "loop" (array light "lights") end declare light "l" end light
+                 instance "l1" "l" end instance instance "l2" "l" end instance
+                 instgroup "both" "l1" "l2" end instgroup instance "bothi" "both" end instance
+                 shader "s" "loop" ("lights" [ "bothi", "l1" ])
+                 declare shader "inherit" (string "mask", integer "level") end declare
+                 options "o" inheritance "inherit" end options instance "i" ( "level" 4, "mask" "ab" ) end instance)");
+    const miTag* lights = &parameters<miTag>(function("s"));
+    const miTag* list = lights + 2 + lights[0];
+    EXPECT_EQ(asText(lights[1], nameOf(list[0]), nameOf(list[1]), nameOf(list[2])), "3 l1 l2 l1");
+    const auto& i = record<miInstance>("i", miSCENE_INSTANCE);
+    miTag words[2];
+    std::memcpy(words, i.param, sizeof words);
+    EXPECT_EQ(asText(i.param_size, nameOf(i.param_decl), database.string(words[0]), words[1]), "8 inherit ab 4");
 }
 
 }  // namespace

@@ -47,7 +47,7 @@ protected:
 
     miTag find(std::string_view name) { return database.find(name); }
     miTag find(miTag tag) { return tag; }
-    std::string nameOf(miTag tag) { return tag ? std::string(database.name(tag)) : "-"; }
+    std::string nameOf(miTag tag) const { return tag ? std::string(database.name(tag)) : "-"; }
 
     /// Of an element by its name or tag.
     template <class Record, class Key>
