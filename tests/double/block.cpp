@@ -15,13 +15,14 @@ namespace {
 using lumorender::Declaration;
 using lumorender::Parameter;
 
-/* The reader with the declarations of the library; one for all tests of the program. */
+/* The reader with the declarations of both modules; one for all tests of the program. */
 class Reader : lumorender::SceneActions {
 public:
     Reader() {
         settings_.functionsRequired = false;
         std::ostringstream text;
-        text << std::ifstream(LUMO_DECLARATIONS "/lumovexa.mi").rdbuf();
+        for (const char* file : {"/lumovexa.mi", "/vexabase.mi"})
+            text << std::ifstream(std::string(LUMO_DECLARATIONS) + file).rdbuf();
         read(text.str());
     }
 

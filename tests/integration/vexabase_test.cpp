@@ -2,29 +2,18 @@
 #include <dlfcn.h>
 #include <sstream>
 
-#include "scene.h"
+#include "block.h"
 
 namespace {
 
 using twin::renderer;
 
-/* As the module's declaration lists them. */
-struct RecordDefaults {
-    miInteger compositionMode = 0, shadowDepthLimit = 1000;
-    miBoolean evaluatesFog = miFALSE;
-    miScalar lowerImportance = -1, upperImportance = 0;
-    miBoolean lightsBackSide = miFALSE;
-    miInteger footprintMode = 1;
-    miScalar constantFootprint = 0, footprintScale = 0;
-    miColor contributionWeight = {1, 1, 1, 1};
-};
-
 class VexabaseModule : public twin::LibraryTest {
 protected:
-    twin::ShaderInstance<RecordDefaults> shader{RecordDefaults{}};
+    twin::Block shader{"vexabase"};
 
     VexabaseModule() {
-        stage.run(shader);
+        state->shader = &shader.function();
         stage.camera.focal = 2;
         stage.camera.aperture = 1.25f;
     }
@@ -90,24 +79,32 @@ TEST_F(VexabaseModule, StartsEverySampleWithItsParameters) {
     EXPECT_TRUE(operate(miSTATE_SHADER_STATE_EXIT) && !operate(9));
 
     miInteger mode = 3;
-    *shader.parameters() = {0, 7, miTRUE, .125f, .75f, miTRUE, 0, .5f, .25f, {.1f, .2f, .3f, .4f}};
-    shader.connect(&shader->compositionMode, &mode);
+    shader = twin::Block(
+        "vexabase",
+        "shadowDepthLimit 7, evaluatesFog on, lowerImportance .125, upperImportance .75, lightsBackSide on, "
+        "footprintMode 0, constantFootprint .5, footprintScale .25, contributionWeight .1 .2 .3 .4");
+    shader.connect("compositionMode", &mode);
+    state->shader = &shader.function();
     ASSERT_TRUE(operate(miSTATE_SHADER_STATE_INIT));
     EXPECT_EQ(words(),
               "0=1 3=0.5f 4=3 5=7 6=1 7=0.125f 8=0.75f 9=1 10=0.25f 13=1 14=1 28=1f 29=1f 30=1f 31=1f "
               "140=0.1f 141=0.2f 142=0.3f 143=0.4f ");
 }
 
-TEST_F(VexabaseModule, SurvivesCamerasWithoutSense) {
-    for (int width : {0, -5}) {
-        stage.camera.x_resolution = width;
-        EXPECT_TRUE(operate(miSTATE_SHADER_SAMPLE_INIT));
-        EXPECT_GE(stage.vexabaseScalar(10), 0) << width;
-    }
-    stage.camera = miCamera{};
-    EXPECT_TRUE(operate(miSTATE_SHADER_SAMPLE_INIT) && stage.vexabaseScalar(10) == 0);
+TEST_F(VexabaseModule, TakesTheSizeOfAPixelFromTheCamera) {
     state->camera = nullptr;
-    EXPECT_TRUE(operate(miSTATE_SHADER_SAMPLE_INIT) && stage.vexabaseScalar(10) == 0);
+    EXPECT_TRUE(operate(miSTATE_SHADER_SAMPLE_INIT) && stage.vexabaseScalar(10) == 0);  // places it, too
+    state->camera = &stage.camera;
+    using Row = std::tuple<miScalar, int, miBoolean, miScalar>;
+    for (const auto& [focal, width, orthographic, size] :
+         {Row(2, 640, miFALSE, 1.25f / 1280), Row(2, 640, miTRUE, 1.25f / 640), Row(0, 640, miFALSE, 1.25f / 640),
+          Row(2, 1, miFALSE, .625f), Row(2, 0, miFALSE, 0), Row(2, -5, miFALSE, 0)}) {
+        stage.camera.focal = focal;
+        stage.camera.x_resolution = width;
+        stage.camera.orthographic = orthographic;
+        EXPECT_TRUE(operate(miSTATE_SHADER_STATE_INIT));
+        EXPECT_EQ(stage.vexabaseScalar(10), size) << focal << " " << width;
+    }
 }
 
 }  // namespace
