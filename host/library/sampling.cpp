@@ -2,6 +2,7 @@
 #include "shader.h"
 #include "support/quasi_random.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 
@@ -12,33 +13,37 @@ struct Loop {
     const miState* state = nullptr;
     const int* counter = nullptr;
     std::uint32_t seed = 0;
+
+    bool isOf(const miState& itsState, const int* itsCounter) const {
+        return state == &itsState && counter == itsCounter;
+    }
 };
 
-/// The latest loops of a thread. A loop that its shader leaves early stays until others need its place; one that so
-/// many others interrupt that it loses its place goes on with another seed, which costs stratification only.
+/// The loops of a thread that were used last, the latest first: what is forgotten does not depend on what a thread did
+/// before its sample. A loop that its shader leaves early stays until others need its place; one that so many others
+/// interrupt that it loses its place goes on with another seed, which costs stratification only.
 class Loops {
 public:
     std::uint32_t begin(miState& state, const int* counter) {
-        Loop* place = find(state, counter);
-        if (!place) place = &loops_[next_++ % loops_.size()];
-        *place = {&state, counter, lumorender::takeSeed(state)};
-        return place->seed;
+        bringForward(state, counter) = {&state, counter, lumorender::takeSeed(state)};
+        return loops_[0].seed;
     }
 
     std::uint32_t resume(miState& state, const int* counter) {
-        const Loop* known = find(state, counter);
-        return known ? known->seed : begin(state, counter);
+        const Loop& loop = bringForward(state, counter);
+        return loop.isOf(state, counter) ? loop.seed : begin(state, counter);
     }
 
 private:
-    Loop* find(const miState& state, const int* counter) {
-        for (Loop& loop : loops_)
-            if (loop.state == &state && loop.counter == counter) return &loop;
-        return nullptr;
+    /// The loop, or the one that nobody has used for longest.
+    Loop& bringForward(const miState& state, const int* counter) {
+        const auto known =
+            std::find_if(loops_.begin(), loops_.end() - 1, [&](const Loop& loop) { return loop.isOf(state, counter); });
+        std::rotate(loops_.begin(), known, known + 1);
+        return loops_[0];
     }
 
     std::array<Loop, 16> loops_;
-    std::size_t next_ = 0;
 };
 
 void writePoint(double* point, miUshort dimensions, std::uint32_t index, std::uint32_t seed) {

@@ -33,7 +33,7 @@ TEST_P(Threads, DoNotChangeThePicture) {
 INSTANTIATE_TEST_SUITE_P(Scenes, Threads,
                          ::testing::Values(LUMO_CASES "/Busy.mi", LUMO_SCENES "roundabout.mi", LUMO_SCENES "wax.mi",
                                            LUMO_SCENES "interior.mi", LUMO_SCENES "still_life.mi",
-                                           LUMO_SCENES "halftone.mi"));
+                                           LUMO_SCENES "halftone.mi", LUMO_SCENES "look_development.mi"));
 
 }  // namespace
 }  // namespace rendertest
