@@ -18,6 +18,17 @@ TEST_SHADER(plain_coordinate, void) {
     return miTRUE;
 }
 
+struct RecordWord {
+    int number;
+};
+
+/// Four numbers in a row of the record that shaders find at every sample.
+TEST_SHADER(plain_record, RecordWord) {
+    *result = *reinterpret_cast<miColor*>(static_cast<miScalar*>(mi_shaderstate_get(state, "vexabase", nullptr)) +
+                                          VALUE(number));
+    return miTRUE;
+}
+
 struct Parts {
     miScalar scale;
 };

@@ -104,8 +104,7 @@ TEST_F(Engine, NeedsRecordAndConnectedSurface) {
     }
     state->type = miRAY_EYE;
     for (const miTag ghost : {0x0u, 0xFFFFFFFEu, 0xFFFFFFFFu}) {
-        std::memcpy(static_cast<char*>(front.engine.member("surfaceShader")) + front.engine.function().ghost_offs,
-                    &ghost, 4);
+        front.engine.setGhost(front.engine.member("surfaceShader"), ghost);
         refuses("vexa_shadingengine(): Cannot evaluate surface shader.");
     }
     frame() = {3, {1, 1, 1, 1}};
@@ -404,36 +403,6 @@ TEST_F(PassThrough, CallTheConnectedSurfaceForEyeRays) {
     }
     EXPECT_EQ(connection.calls, 3) << "evaluation would answer from the cache";
     EXPECT_EQ(stage.rendering.entries.lifetime("lumoTexList"), miSS_LIFETIME_EYERAY);
-}
-
-TEST_F(PassThrough, FootprintsAreConstantOrRoughForSamplesThatHardlyMatter) {
-    record[2] = 0;
-    setWord(3, .25f);
-    simple.call(state, &result);
-    for (int word = 126; word <= 133; ++word) EXPECT_EQ(stage.vexabaseScalar(word), word % 127 < 6 ? .25f : 0) << word;
-    // Where the least weight is above the largest of three: .01 x .45 x the camera's distance over the cosine.
-    record[2] = 1;
-    setWord(7, 2);
-    setWord(10, .01f);
-    miScalar* row = renderer().database.record<miInstance>(state->camera_inst).tf.local_to_global + 12;
-    const miScalar rows[][5] = {{1, 0, 0, 0, .0225f},
-                                {.5f, 0, 0, 0, .045f},
-                                {.5f, 3, 4, -5, .045f},
-                                {.5f, 3, 4, 7, .117f},
-                                {0, 3, 4, 7, 5850}};  // sides 3, 4, 12 make 13
-    for (const auto& [cosine, x, y, z, size] : rows) {
-        state->dot_nd = -cosine;
-        row[0] = x, row[1] = y, row[2] = z;
-        simple.call(state, &result);
-        const miScalar expected[] = {size * 1.5e-5f, size * 1.5e-5f, 0, size, size, 0};
-        for (int i = 0; i < 6; ++i) EXPECT_FLOAT_EQ(stage.vexabaseScalar(127 + i), expected[i]) << cosine << ' ' << z;
-    }
-    for (const int word : {140, 141, 142}) {
-        setWord(word, 2);
-        simple.call(state, &result);
-        EXPECT_NE(stage.vexabaseScalar(131), 5850) << "computed";
-        setWord(word, 1);
-    }
 }
 
 }  // namespace
