@@ -33,11 +33,10 @@ inline double apart(const miVector& a, const miVector& b) { return std::hypot(a.
  * out, with the defaults that lumovexa.mi declares, by the reader that renders scenes. Values that name scene elements
  * other than strings are put with at<miTag>(). Needs the host's reader in the program.
  */
-class Block {
+class Block : public FunctionRecord {
 public:
     explicit Block(const std::string& shader, const std::string& parameters = "");
 
-    miFunction& function() { return *reinterpret_cast<miFunction*>(memory_.get()); }
     void* parameters() { return function().parameters; }
 
     /* Address of a parameter, a member or an element: "color", "layers[1].color". Of an array itself it is that of its
@@ -50,14 +49,10 @@ public:
         return *static_cast<T*>(member(path, sizeof(T)));
     }
 
-    /* Connects a parameter to a value, or to a function void*(miState*). */
+    /* By name, too. */
     template <class Source>
     Evaluation::Connection& connect(const std::string& path, Source source) {
-        void* const parameter = member(path);
-        const miTag ghost = 77;
-        std::memcpy(static_cast<char*>(parameter) + function().ghost_offs, &ghost, sizeof ghost);
-        function().has_connections = 1;
-        return renderer().evaluation.connect(parameter, source);
+        return FunctionRecord::connect(member(path), source);
     }
 
     /* The library's shader, as the state's running one. Init and exit of shaders that have none do nothing. */
@@ -65,15 +60,11 @@ public:
     void init(miState* state);
     void exit(miState* state);
 
-    /* The instance's user pointer, as the renderer keeps it. */
-    void*& object() { return *Renderer::userPointerSlot(&function()); }
-
 private:
     void* member(const std::string& path, std::size_t expectedSize);
 
     std::string shader_;
     const lumorender::Declaration* declaration_;
-    std::unique_ptr<std::byte[]> memory_;
 };
 
 }  // namespace twin

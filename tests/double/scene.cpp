@@ -2,6 +2,12 @@
 
 namespace twin {
 
+void FunctionRecord::allocate(std::size_t parameters) {
+    const std::size_t block = (parameters + 7) / 8 * 8;
+    memory_ = std::make_unique<std::byte[]>(sizeof(miFunction) + 2 * block);
+    function().parameter_size = function().ghost_offs = static_cast<int>(block);
+}
+
 Stage::Stage() {
     options.trace = miTRUE;
     options.trace_depth = 4;

@@ -17,27 +17,16 @@ namespace twin {
 /* Words of the per-sample record. */
 constexpr int kVexabaseWords = 144;
 
-/* One shader of a module with a parameter block of its own, laid out as renderers do: function record, parameters, and
- * behind them, at the same distance from each parameter, its ghost tag. */
-template <class Parameters>
-class ShaderInstance {
+/* A function record as renderers lay it out: behind it the parameters and, at the same distance from each, its ghost tag. */
+class FunctionRecord {
 public:
-    explicit ShaderInstance(const Parameters& values = {})
-        : memory_(std::make_unique<std::byte[]>(kParameters + 2 * kBlock + sizeof(miFunction))) {
-        function().parameter_size = static_cast<int>(sizeof(Parameters));
-        function().ghost_offs = static_cast<int>(kBlock);
-        std::memcpy(memory_.get() + kParameters, &values, sizeof values);
-    }
-
     miFunction& function() { return *reinterpret_cast<miFunction*>(memory_.get()); }
-    Parameters* parameters() { return reinterpret_cast<Parameters*>(memory_.get() + kParameters); }
-    Parameters* operator->() { return parameters(); }
 
     void setGhost(const void* parameter, miTag tag) {
-        std::memcpy(static_cast<char*>(const_cast<void*>(parameter)) + kBlock, &tag, sizeof tag);
+        std::memcpy(static_cast<char*>(const_cast<void*>(parameter)) + function().ghost_offs, &tag, sizeof tag);
     }
 
-    /* Connects a parameter of this block to a value, or to a function void*(miState*). */
+    /* Connects a parameter in there to a value, or to a function void*(miState*). */
     template <class Source>
     Evaluation::Connection& connect(const void* parameter, Source source) {
         setGhost(parameter, 77);
@@ -48,11 +37,23 @@ public:
     /* The instance's user pointer, as the renderer keeps it. */
     void*& object() { return *Renderer::userPointerSlot(&function()); }
 
-private:
-    static constexpr std::size_t kParameters = offsetof(miFunction, parameters);
-    static constexpr std::size_t kBlock = (sizeof(Parameters) + 7) / 8 * 8;
+protected:
+    void allocate(std::size_t parameters);
 
     std::unique_ptr<std::byte[]> memory_;
+};
+
+/* With parameters of any layout. */
+template <class Parameters>
+class ShaderInstance : public FunctionRecord {
+public:
+    explicit ShaderInstance(const Parameters& values = {}) {
+        allocate(sizeof values);
+        std::memcpy(parameters(), &values, sizeof values);
+    }
+
+    Parameters* parameters() { return reinterpret_cast<Parameters*>(function().parameters); }
+    Parameters* operator->() { return parameters(); }
 };
 
 /* The functions of an exported shader. `Result` is what the first argument points to. */
@@ -85,10 +86,7 @@ public:
     miState state{};
 
     /* Makes a function the running one. */
-    template <class Parameters>
-    void run(ShaderInstance<Parameters>& shader) {
-        state.shader = &shader.function();
-    }
+    void run(FunctionRecord& shader) { state.shader = &shader.function(); }
 
     /* Places the per-sample record with neutral values, and returns its words. */
     miUint* placeVexabase();
