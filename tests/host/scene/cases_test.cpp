@@ -4,10 +4,14 @@
 //   #= error b.mi:1: cannot include       wherever. Whatever is said has to be expected.
 //   #= ends                               not even the next element is read; otherwise reading goes on behind an error
 //   #= "c" camera focal 3                 an element's kind, and what differs from the file's first one of the kind
-//   #=     frame 7                        continues the line before; "..." is anything
+//   #=     frame 7                        continues the line before; "..." at the end is anything
+//   #= (0 0 9 0 0 -1 f .5) one red ...    what a ray meets below the group "root": org, dir, side, time; see shot()
+//   #= [lights] ...                       what becomes of the scene graph below that group; see graph()
+//   #= geometry warning "o": 1 polygon    said of either
 #include "database/declaration.h"
 #include "photometry/light_profile.h"
-#include "scene_fixture.h"
+#include "geometry/flattener.h"
+#include "tests/host/geometry/traced_scene.h"
 
 #include <map>
 #include <regex>
@@ -15,7 +19,7 @@
 namespace lumorender {
 namespace {
 
-class Case : public SceneTest {
+class Case : public TracedScene {
 public:
     explicit Case(std::filesystem::path path) : file(std::move(path)) {}
 
@@ -88,6 +92,10 @@ private:
     std::vector<Paragraph> paragraphs() const;
     void expectMessage(const Message& expected);
     std::string describe(const std::string& name);
+    std::string shot(const std::string& given);
+    std::string graph(const std::string& what);
+    template <class List>
+    std::string placements(const List& list) const;
 
     const std::filesystem::path file;
     std::vector<Message> said;
@@ -267,8 +275,73 @@ std::string Case::describe(const std::string& name) {
     return all;
 }
 
+/// Instance, material and label; distance, point, normal, geometric normal, cosine to the ray and side. For each
+/// texture space coordinates, derivatives (of the first alone) and bump basis.
+std::string Case::shot(const std::string& given) {
+    Ray ray = rayFrom({}, {});
+    bool turns = true;
+    std::istringstream words(given);
+    words >> ray.org.x >> ray.org.y >> ray.org.z >> ray.dir.x >> ray.dir.y >> ray.dir.z;
+    for (std::string word; words >> word;)
+        if (word == "unturned")
+            turns = false;
+        else
+            std::isalpha(word[0]) ? ray.face = word[0] : ray.time = std::stof(word);
+    const auto hit = shoot(ray, turns);
+    EXPECT_EQ(geometry->occluded(ray), hit->found);
+    if (!hit->found) return "nothing";
+    const miState& s = hit->state;
+    std::string text = asText(nameOf(s.instance), nameOf(s.material), s.label, s.dist, s.point, s.normal, s.normal_geom,
+                              s.dot_nd, s.inv_normal ? "back" : "front");
+    const HitListSizes sizes = geometry->listSizes(*hit->hit.instance);
+    EXPECT_EQ(asText(s.bary[0] + s.bary[1] + s.bary[2], s.tex_list != nullptr, s.bump_x_list != nullptr,
+                     s.derivs != nullptr, sizes.derivatives),
+              sizes.textures ? "1 true true true true" : "1 false false false false");
+    for (std::uint32_t i = 0; i < sizes.textures; ++i) {
+        text += asText(" |", s.tex_list[i]);
+        if (i == 0) text += asText(" |", std::vector(s.derivs, s.derivs + (s.derivs[2].x != 0 ? 5 : 2)));
+        text += asText(" |", s.bump_x_list[i], s.bump_y_list[i]);
+    }
+    return text;
+}
+
+/// Path, scale and place, whether it moves and where to, scale and place the other way.
+template <class List>
+std::string Case::placements(const List& list) const {
+    std::string all;
+    for (const auto& each : list) {
+        const auto &m = each.placement.localToWorld, &close = each.placementAtClose.localToWorld;
+        const float* up = each.placement.worldToLocalFloat;
+        EXPECT_EQ(each.instance, each.path.back());
+        all += asText(all.empty() ? "" : ";", names(each.path), m[0][0], m[3][0], m[3][1], m[3][2],
+                      each.moves ? "to" : "is", close[3][0], close[3][1], close[3][2], "back", up[5], up[13]);
+    }
+    return all;
+}
+
+/// Of [an instance] where its first path leads. Of [flags]: label, instances with lists of lights, of shadows and parameters, face, gathering, bits.
+std::string Case::graph(const std::string& what) {
+    const auto statistics = geometry->statistics();
+    if (what == "statistics") return asText(statistics.triangles, statistics.instances, statistics.meshes);
+    miVector low, high;
+    geometry->bounds(low, high);
+    if (what == "bounds") return asText(low, high);
+    const FlatScene flat = flatten(database, find("root"), record<miOptions>("o", miSCENE_OPTIONS));
+    std::string all;
+    for (const FlatInstance& i : flat.instances)
+        all += asText(all.empty() ? "" : ";", i.label, nameOf(i.lightListInstance), nameOf(i.shadowListInstance),
+                      nameOf(i.parameterInstance), i.face, i.gathers, fmt::format("{:x}", i.flags));
+    if (what == "flags") return all;
+    if (what == "objects") return placements(flat.instances);
+    if (what == "lights") return placements(flat.lights);
+    if (what == "cameras") return placements(flat.cameras);
+    const Placement* const place = geometry->placement(find(what));
+    return place ? asText(place->localToWorld[0][0], place->localToWorld[3][0], place->localToWorld[3][1]) : "nowhere";
+}
+
 std::vector<Case::Paragraph> Case::paragraphs() const {
-    static const std::regex parts(R"(^(.*?)(?:\s*#= ?(.*))?$)"), words(R"(^(\S+) ?(.*))");
+    static const std::regex parts(R"re(^(.*?)(?:\s*#= ?(.*))?$)re"),
+        words(R"re(^("[^"]*"|\([^)]*\)|\[\w*\]|geometry \w+|\w+) ?(.*))re");
     std::vector<Paragraph> all(1);
     std::ifstream stream(file);
     std::smatch part, word;
@@ -287,7 +360,7 @@ std::vector<Case::Paragraph> Case::paragraphs() const {
         else if (expected == "windows")
             current.windows = true;
         else if (std::regex_match(expected, word, words))
-            (expected[0] == '"' ? current.elements : current.messages)
+            (std::isalpha(expected[0]) ? current.messages : current.elements)
                 .push_back({word[1], word[2],
                             part[1].length() ? fmt::format("{}:{}: ", file.filename().string(), number) : "", number});
     }
@@ -306,9 +379,11 @@ void Case::expectMessage(const Message& expected) {
 }
 
 void Case::TestBody() {
-    setMessageSink([this](MessageClass c, std::string_view, std::string_view text) {
-        const char* kinds[] = {"", "error", "error", "warning", "progress", "info", "debug", "debug"};
-        said.push_back({kinds[static_cast<int>(c)], std::string(text)});
+    setMessageSink([this](MessageClass c, std::string_view module, std::string_view text) {
+        const char* kinds[] = {"", "error", "error", "warning", "", "info"};
+        if (c == MessageClass::Progress || c > MessageClass::Info) return;
+        const std::string kind = kinds[static_cast<int>(c)];
+        said.push_back({module == "GEOM" ? "geometry " + kind : kind, std::string(text)});
     });
     std::filesystem::current_path(file.parent_path());
     settings.includePath = settings.texturePath = {"parts"};
@@ -322,15 +397,20 @@ void Case::TestBody() {
         EXPECT_EQ(readSceneText(p.text, file.filename(), database, modules, *this, settings), !fails) << file << p.line;
         EXPECT_EQ(database.type(find("after")), fails && !p.ends ? miSCENE_MATERIAL : miSCENE_NONE) << file << p.line;
         database.remove(find("after"));
+        geometry.reset();
+        for (const Message& e : p.elements) {
+            const std::string key = e.kind.substr(1, e.kind.size() - 2);
+            if (e.kind[0] != '"' && !geometry)
+                geometry = SceneGeometry::build(database, find("root"), record<miOptions>("o", miSCENE_OPTIONS));
+            const std::string is = e.kind[0] == '"' ? describe(key) : e.kind[0] == '(' ? shot(key) : graph(key);
+            const bool cut = e.text.ends_with("...");
+            if (cut ? !is.starts_with(e.text.substr(0, e.text.size() - 3)) : is != e.text)
+                ADD_FAILURE_AT(file.c_str(), e.line) << e.kind << " " << is;
+        }
         for (const Message& m : p.messages) expectMessage(m);
-        for (const Message& m : said)
-            if (m.kind != "progress" && m.kind != "debug") ADD_FAILURE_AT(file.c_str(), p.line) << "said: " << m.text;
+        for (const Message& m : said) ADD_FAILURE_AT(file.c_str(), p.line) << "said: " << m.text;
         reportRepeatedMessages();
         said.clear();
-        for (const Message& e : p.elements)
-            if (const std::string is = describe(e.kind.substr(1, e.kind.size() - 2));
-                is != e.text && !e.text.ends_with("..."))
-                ADD_FAILURE_AT(file.c_str(), e.line) << e.kind << " " << is;
     }
 }
 
