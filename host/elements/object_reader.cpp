@@ -24,7 +24,6 @@ struct ObjectReader {
 
     void setDefaults() {
         object.type = miOBJECT_POLYGONS;
-        object.face = 'a';
         object.shadow = object.reflection = object.refraction = object.finalgather = kObjectFlagOff;
         object.transparency = kFlagOn;
         object.caustic = object.globillum = kObjectFlagOff;
