@@ -139,36 +139,6 @@ TEST_F(PassShaders, LeaveObjectsOutOrHoldThemOut) {
     EXPECT_EQ(renderer().tracing.continued.calls(), calls + 1) << "needs the state of the frame";
 }
 
-/* Distance 5: (5 - 1) / (9 - 1) x (2 - 0). Ends in the wrong order are pulled together, minus and plus infinity are
- * clamped. Scalar passes write the first word. The label of a surface without texture coordinates. M is the larger
- * resolution: (0, 0, -5) moves to (1, 2, -8), by 640 / 8 = 80 and 480 x 2 / 8 x 4/3 = 160 pixels; (80 + 640) / 1280. */
-TEST_F(PassShaders, ComputeOddRanges) {
-    state->motion = {1, 2, -3};
-    state->label = 123;
-    state->dot_nd = -.25f;
-    const std::tuple<const char*, const char*, miColor> rows[] = {
-        {"CameraDepth", "remap 1, near 1, far 9, maximum 2", {1, 8, 7, 6}},
-        {"CameraDepth", "remap 1, near 1, far 5, minimum 4, maximum 10", {10, 8, 7, 6}},
-        {"CameraDepth", "remap 1, near 6, far 8, maximum 2", {0, 8, 7, 6}},
-        {"CameraDepth", "remap 1, near 9, far 1, maximum 2", {2, 8, 7, 6}},
-        {"CameraDepth", "remap 1, near 9, far 7, maximum 2", {0, 8, 7, 6}},
-        {"CameraDepth", "remap 1, near 1, far 9, minimum 3, maximum 2", {2, 8, 7, 6}},
-        {"CameraDepth", "near 9, far 1", {5, 8, 7, 6}},
-        {"IncidenceCameraNormal", "", {.75f, 8, 7, 6}},
-        {"UV", "objectLabel 1", {0, 0, 123, 6}},
-        {"UV", "", {0, 0, 0, 6}},
-        {"MotionVector2DNormalized", "automaticRange 1", {.5625f, .625f, 0, 6}}};
-    for (const auto& [name, parameters, expected] : rows) {
-        SCOPED_TRACE(parameters);
-        miColor filled = {9, 8, 7, 6};
-        mi_fb_put(state, indexOf("pass"), &filled);
-        const miColor e = expected;
-        EXPECT_COLOR(pass(name, parameters), e.r, e.g, e.b, e.a);
-    }
-    state->dot_nd = .5f;
-    EXPECT_EQ(pass("IncidenceCameraNormal").r, 1);
-}
-
 /* ---- Color nodes ---- */
 
 class ColorNodePasses : public PassesOfShaders {
@@ -261,39 +231,33 @@ class Writers : public PassesOfShaders {
 protected:
     Writers() { open({0, 30, 30, 33}); }
 
-    miColor write(const std::string& kind, const std::string& parameters, miColor held) {
-        Block shader("lumoVexaWriteTo" + kind + "Buffer", parameters);
-        contribution(1, 0) = held;
-        result = run(shader);
-        return contribution(1, 0);
-    }
     bool depthIsWritten(const std::string& parameters = "", int level = 0) {
-        write("Depth", "value 5, " + parameters + (parameters.empty() ? "" : ", ") + "color .1 .2 .3 .4", {});
+        Block shader("lumoVexaWriteToDepthBuffer",
+                     "value 5, " + parameters + (parameters.empty() ? "" : ", ") + "color .1 .2 .3 .4");
+        contribution(1, 0) = {};
+        result = run(shader);
         return std::exchange(contribution(1, level).r, 0) == 5;
     }
 
     miColor result;
 };
 
-TEST_F(Writers, CombineWhatTheyHoldByTheirMode) {
-    constexpr miColor H = {10, 20, 30, 40};
-    // (1 2 3 4), alpha apart, times .5; 4 and -1 are no modes and add. The color is handed on.
-    const miScalar modes[][5] = {{0, 10, 20, 30, 40},  {1, 10.5f, 21, 31.5f, 42}, {2, 5, 20, 45, 80},
-                                 {3, .5f, 1, 1.5f, 2}, {4, 10.5f, 21, 31.5f, 42}, {-1, 10.5f, 21, 31.5f, 42}};
-    for (const auto& [mode, r, g, b, a] : modes) {
-        SCOPED_TRACE(mode);
-        const std::string common = text("weight .5, color .1 .2 .3 .4, writeMode ", mode, ", value ");
-        EXPECT_COLOR(write("Color", common + "1 2 3 99, alpha 4", H), r, g, b, a);
-        EXPECT_COLOR(result, .1f, .2f, .3f, .4f);
-        EXPECT_COLOR(write("Vector", common + "1 2 3", H), r, g, b, 40);
-        EXPECT_COLOR(write("Depth", common + "1", H), r, 20, 30, 40);
-    }
+TEST_F(Writers, OfLabelsRoundAndOfColorsHaveAnAlpha) {
     // Halves of labels go away from zero: 3.5, -3.5, -3.5, 2.5.
     const int labels[][4] = {{7, 1, 100, 104}, {-7, 1, 100, 96}, {7, 2, -3, -12}, {5, 3, 100, 3}};
     for (const auto& [value, mode, held, expected] : labels) {
-        const miColor bits = {std::bit_cast<miScalar>(held), 0, 0, 0};
-        const miColor got = write("Label", text("weight .5, writeMode ", mode, ", value ", value), bits);
-        EXPECT_EQ(std::bit_cast<miInteger>(got.r), expected);
+        Block shader("lumoVexaWriteToLabelBuffer", text("weight .5, writeMode ", mode, ", value ", value));
+        contribution(1, 0).r = std::bit_cast<miScalar>(held);
+        run(shader);
+        EXPECT_EQ(std::bit_cast<miInteger>(contribution(1, 0).r), expected);
+    }
+    for (const auto& [kind, alpha] : {std::pair{"Color", 42}, {"Vector", 40}, {"Depth", 40}}) {
+        Block shader(text("lumoVexaWriteTo", kind, "Buffer"),
+                     text("weight .5, value 1", kind[0] == 'D' ? "" : " 2 99"));
+        if (alpha == 42) shader.at("alpha") = 4;
+        contribution(1, 0).a = 40;
+        run(shader);
+        EXPECT_EQ(contribution(1, 0).a, alpha) << kind;
     }
 }
 

@@ -1,7 +1,6 @@
 #include "surface_scene.h"
 
 #include <algorithm>
-#include <numeric>
 
 using twin::renderer;
 
@@ -31,12 +30,6 @@ void SurfaceTest::usePasses(const std::vector<int>& types) {
     attach();
     initState();
     beginSample();
-}
-
-void SurfaceTest::useAllPasses() {
-    std::vector<int> types(35);
-    std::iota(types.begin(), types.end(), 0);
-    usePasses(types);
 }
 
 miColor SurfaceTest::pass(int type) {

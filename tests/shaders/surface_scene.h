@@ -29,7 +29,6 @@ protected:
 
     /* One record per type, in rising order; then the first sample begins. */
     void usePasses(const std::vector<int>& types);
-    void useAllPasses();
     /* What the material has written for a type. */
     miColor pass(int type);
     void clearPasses() {
