@@ -174,6 +174,11 @@ private:
         for (const Line& line : part.lines)
             if (line.word == "passes") readPasses(expand(line.rest, part.settings, {}), passes);
         part.text = expand(part.text, part.settings, passes);
+        if (const std::size_t mark = part.text.find('@'); mark != std::string::npos) {
+            const auto end = part.text.begin() + static_cast<std::ptrdiff_t>(mark);
+            part.settings["place"] = fmt::format("scene.mi:{}", 1 + std::count(part.text.begin(), end, '\n'));
+            part.text.erase(mark, 1);
+        }
         for (Line& line : part.lines) line.rest = expand(line.rest, part.settings, passes);
 
         render(part, passes);
