@@ -132,26 +132,28 @@ TEST_F(Parameters, ArraysInsideArrays) {
         int i_rows, n_rows;
         struct Row {
             miScalar height;
+            miVector edge;
             int i_cells, n_cells;
             miVector cells[1];
         } rows[1];
         miInteger end;
     };
     readClean(R"(declare shader "table" (
-            array struct "rows" { scalar "height" default 2, array vector "cells" }, integer "end") end declare
-        shader "s" "table" ("rows" [ { "cells" [ 1 2 3, 4 5 6 ] }, { "height" = "n" }, { "cells" [ 7 8 9 ] } ], "end" 5)
+            array struct "rows" { scalar "height" default 2, struct "edge" { vector "way" default 1 1 1 },
+                array vector "cells" }, integer "end") end declare
+        shader "s" "table" ("rows" [ { "cells" [ 1 2 3, 4 5 6 ], "edge" { "way" 3 4 5 } }, { "height" = "n" }, { "cells" [ 7 8 9 ] } ], "end" 5)
         shader "empty" "table" ("rows" [ ]))");
     const miFunction& f = function("s");
     const auto& p = parameters<Nested>(f);
     std::string text = asText(p.n_rows, p.end, parameters<Nested>(function("empty")).n_rows);
     for (int r = 0; r < 3; ++r) {
         const Nested::Row& row = static_cast<const Nested::Row*>(p.rows)[p.i_rows + r];
-        text += asText(" |", row.height, ghost(f, row.height));
+        text += asText(" |", row.height, ghost(f, row.height), row.edge);
         const miVector* cells = static_cast<const miVector*>(row.cells) + row.i_cells;
         for (int c = 0; c < row.n_cells; ++c) text += fmt::format(" {}", asText(cells[c]));
         EXPECT_LE(reinterpret_cast<const char*>(cells + row.n_cells), f.parameters + f.parameter_size);
     }
-    EXPECT_EQ(text, "3 5 0 | 2 - 1 2 3 4 5 6 | 2 n | 2 - 7 8 9");
+    EXPECT_EQ(text, "3 5 0 | 2 - 3 4 5 1 2 3 4 5 6 | 2 n 1 1 1 | 2 - 1 1 1 7 8 9");
 }
 
 TEST_F(Parameters, ShadowShadersGetTheConnectionsOfTheMaterial) {
