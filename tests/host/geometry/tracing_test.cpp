@@ -32,7 +32,7 @@ TEST_F(Tracing, GraphsHaveAGroupAndAnEnd) {
 /// Where texture coordinates say nothing, any two tangents at right angles will do.
 TEST_F(Tracing, SurfacesAlwaysHaveTangents) {
     build(object("it", "group 0 0 0 1 0 0 0 1 0 .5 .5 0 v 0 t 3 v 1 t 3 v 2 t 3 c 0 1 2 end group") + root("one it"));
-    const auto odd = shoot(down(.25F, .5F));
+    const auto odd = shoot(rayFrom({.25F, .5F, 10}, {0, 0, -1}));
     const miVector &u = odd->state.derivs[0], &v = odd->state.derivs[1];
     EXPECT_EQ(asText(u.x * u.x + u.y * u.y + u.z * u.z, u.x * v.x + u.y * v.y + u.z * v.z, u.x * v.y - u.y * v.x),
               "1 0 1");

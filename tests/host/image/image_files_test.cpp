@@ -201,6 +201,23 @@ TEST_F(ImageFiles, PreviewsShowEachTypeInItsWay) {
     }
     const LayerImage crop = row(miIMG_TYPE_Z, {3});
     EXPECT_EQ(writeContactSheet(folder / "crop.png", {&crop}, {1999, 999, 1, 1, 2000, 1000}), "");
+    /// Left, top, width and height of what is white, on a sheet of one layer.
+    const auto white = [&](const DataWindow& window) {
+        const LayerImage layer = makeLayer("", miIMG_TYPE_RGB, window.width, window.height, [](...) { return 1; });
+        EXPECT_EQ(writeContactSheet(folder / "white.png", {&layer}, window), "");
+        const ReadImage sheet(folder / "white.png");
+        double left = 1e9, top = 1e9, right = 0, bottom = 0;
+        for (int y = 0; y < sheet.spec.height; ++y)
+            for (int x = 0; x < sheet.spec.width; ++x) {
+                if (sheet.at(x, y, 0) < 1) continue;
+                left = std::min<double>(left, x), right = std::max<double>(right, x + 1);
+                top = std::min<double>(top, y), bottom = std::max<double>(bottom, y + 1);
+            }
+        return std::array{left, top, right - left, bottom - top};
+    };
+    const auto all = white({0, 0, 8, 4, 8, 4}), part = white({2, 1, 4, 1, 8, 4});
+    EXPECT_EQ(asText((part[0] - all[0]) / all[2], (part[1] - all[1]) / all[3], part[2] / all[2], part[3] / all[3]),
+              "0.25 0.5 0.5 0.25");
     EXPECT_NE(writeContactSheet(folder / "empty.png", {}, whole(1, 1)), "");
 }
 

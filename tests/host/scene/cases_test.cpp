@@ -193,7 +193,7 @@ Fields lightProfile() {
     using Record = LightProfileRecord;
     using Kept = LightProfile;
     return {D(curve), TEXT("angles", !d.distribution || r.distribution != d.distribution.get() ? "" :
-        asText(d.distribution->grid().horizontal.size(), d.distribution->grid().vertical.size()))};
+        asText(d.distribution->grid().horizontal, "by", d.distribution->grid().vertical))};
 }
 
 Fields texture() {
@@ -363,6 +363,8 @@ std::vector<Case::Paragraph> Case::paragraphs() const {
             (std::isalpha(expected[0]) ? current.messages : current.elements)
                 .push_back({word[1], word[2],
                             part[1].length() ? fmt::format("{}:{}: ", file.filename().string(), number) : "", number});
+        else if (part[2].matched)
+            ADD_FAILURE_AT(file.c_str(), number) << "not known: " << expected;
     }
     return all;
 }
