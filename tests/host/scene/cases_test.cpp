@@ -319,7 +319,8 @@ std::string Case::placements(const List& list) const {
     return all;
 }
 
-/// Of [an instance] where its first path leads. Of [flags]: label, instances with lists of lights, of shadows and parameters, face, gathering, bits.
+/// Of [an instance] where its first path leads. Of [flags]: label, instances with lists of lights, of shadows and with
+/// parameters, face, gathering, bits.
 std::string Case::graph(const std::string& what) {
     const auto statistics = geometry->statistics();
     if (what == "statistics") return asText(statistics.triangles, statistics.instances, statistics.meshes);

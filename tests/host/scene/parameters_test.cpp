@@ -141,7 +141,8 @@ TEST_F(Parameters, ArraysInsideArrays) {
     readClean(R"(declare shader "table" (
             array struct "rows" { scalar "height" default 2, struct "edge" { vector "way" default 1 1 1 },
                 array vector "cells" }, integer "end") end declare
-        shader "s" "table" ("rows" [ { "cells" [ 1 2 3, 4 5 6 ], "edge" { "way" 3 4 5 } }, { "height" = "n" }, { "cells" [ 7 8 9 ] } ], "end" 5)
+        shader "s" "table" ("rows" [ { "cells" [ 1 2 3, 4 5 6 ], "edge" { "way" 3 4 5 } },
+                                      { "height" = "n" }, { "cells" [ 7 8 9 ] } ], "end" 5)
         shader "empty" "table" ("rows" [ ]))");
     const miFunction& f = function("s");
     const auto& p = parameters<Nested>(f);
