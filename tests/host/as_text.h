@@ -11,13 +11,13 @@ namespace lumorender {
 template <class... Values>
 std::string asText(const Values&... values);
 
-/// Numbers have five digits, and what is all but zero is zero. Modes that are letters are letters.
+/// Numbers have five digits, and what is all but zero is zero. Modes that are letters are letters, others signed numbers.
 template <class Value>
 std::string wordOf(const Value& value) {
     if constexpr (std::is_convertible_v<const Value&, std::string_view>)
         return std::string(std::string_view(value));
     else if constexpr (std::is_same_v<Value, char>)
-        return value >= 'A' ? std::string(1, value) : fmt::format("{:d}", value);
+        return value >= 'A' ? std::string(1, value) : fmt::format("{}", int{value});
     else if constexpr (std::is_floating_point_v<Value>)
         return fmt::format("{:.5g}", std::abs(value) < 1e-6 ? 0 : value);
     else if constexpr (std::is_enum_v<Value>)
