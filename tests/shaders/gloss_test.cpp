@@ -68,6 +68,8 @@ TEST_F(Gloss, HighlightsWithoutWidthAndFromBehind) {
         for (const miVector& n : {kNormal, above})
             EXPECT_NEAR(library::compute_blinn_specular(1, 1, &kNormal, e, .7f, 1, &n, state), .7f, 1e-6f) << e << n.z;
     EXPECT_EQ(library::compute_blinn_specular(.8f, 1, &slant, 0, .7f, 1, &kNormal, state), 0);
+    // Nothing lies halfway between the eye and a light that shines right into it: D = 1 + (e^2 - 1) = .09 is squared.
+    EXPECT_NEAR(library::compute_blinn_specular(.8f, 1, &state->dir, .3f, .7f, 1, &kNormal, state), .0081f, 1e-6f);
     EXPECT_EQ(shine("PhongE", "roughness .5, highlightSize 0", {-.6f, 0, .8000001f}, {.6f, 0, .8000001f}), 0);
 
     const miVector corners[] = {{3, 1, -4}, {1, 1, -4},  {1, -1, -4}, {3, -1, -4},
