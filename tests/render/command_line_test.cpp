@@ -86,7 +86,8 @@ TEST_F(CommandLine, ModulesAndIncludesAreSearchedWhereItSays) {
           "$include <sdk_mirror.mi> declare shader color \"plain_constant\" ( color \"color\" ) end declare" + kScene);
     const std::string modules = LUMO_TEST_MODULES;
     const auto rendering = [&](const std::string& paths, const std::string& includes) {
-        return run({"-L", paths, "-I", includes, "-link", "plain.so", "lumovexa.so", "sdk_mirror.so", "--", "linked"});
+        return run({"-L", paths, "-I", includes, "-link", "plain.so", "lumovexa.so", "--", "-link", "sdk_mirror.so",
+                    "linked"});
     };
     const Outcome good = rendering("nowhere:" + modules, "nowhere:" + modules);
     EXPECT_EQ(good.exitCode, 0) << good.messages;
