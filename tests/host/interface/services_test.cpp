@@ -213,6 +213,9 @@ TEST_F(Services, FrameBuffersAreFoundByName) {
                 buffers->get_datatype(index, type) && buffers->get_buffername(0, text) &&
                 !buffers->get_buffername(2, text));
     EXPECT_EQ(asText(index, count, type, text), asText(1, 2, miIMG_TYPE_Z, "beauty"));
+    int place = 7;
+    EXPECT_TRUE(buffers->map_old_index(miRC_IMAGE_RGBA, place) && !buffers->map_old_index(miRC_IMAGE_Z, place));
+    EXPECT_EQ(place, 0);
     std::string said;
     bool flag = false;
     int quality = 0;
