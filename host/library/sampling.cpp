@@ -25,13 +25,13 @@ struct Loop {
 class Loops {
 public:
     std::uint32_t begin(miState& state, const int* counter) {
-        bringForward(state, counter) = {&state, counter, lumorender::takeSeed(state)};
-        return loops_[0].seed;
+        return (bringForward(state, counter) = {&state, counter, lumorender::takeSeed(state)}).seed;
     }
 
     std::uint32_t resume(miState& state, const int* counter) {
-        const Loop& loop = bringForward(state, counter);
-        return loop.isOf(state, counter) ? loop.seed : begin(state, counter);
+        Loop& loop = bringForward(state, counter);
+        if (!loop.isOf(state, counter)) loop = {&state, counter, lumorender::takeSeed(state)};
+        return loop.seed;
     }
 
 private:

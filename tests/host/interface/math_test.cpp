@@ -195,6 +195,25 @@ TEST(Sampling, IsStratified) {
     EXPECT_FALSE(mi_sample(point, &(counter = 0), &state, 1, &none));
 }
 
+TEST(Sampling, DoesNotDependOnWhatTheThreadDidBefore) {
+    int outer, inner[12], others[16];
+    miState state = {}, before = {};
+    const miUint n = 4;
+    double point[1];
+    for (int& counter : inner) mi_sample(point, &(counter = 0), &state, 1, &n);
+    const auto points = [&](int history) {
+        std::vector<double> result;
+        for (int k = 0; k < history; ++k) mi_sample(point, &(others[k] = 0), &before, 1, &n);
+        state = stateOf(7, 0);
+        for (outer = 0; mi_sample(point, &outer, &state, 1, &n);) {
+            result.push_back(point[0]);
+            for (int& counter : inner) mi_sample(point, &(counter = 0), &state, 1, &n);
+        }
+        return result;
+    };
+    for (int history = 0; history < 16; ++history) EXPECT_EQ(points(history), points(0)) << history;
+}
+
 TEST(Random, DecisionsPixelsAndSubRaysDiffer) {
     miState state = stateOf(1, 0), same = stateOf(1, 0), other = stateOf(2, 0), child = state, secondChild = state;
     seedChildState(child, state);
