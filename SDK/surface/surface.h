@@ -71,6 +71,12 @@ public:
 
     miBoolean shade(Return* result, const H& in) const {
         if (in.isHandled()) return miTRUE;
+        if constexpr (requires { custom_.displacement(in); }) {
+            if (isDisplacing(in)) {
+                *reinterpret_cast<miScalar*>(result) = custom_.displacement(in);
+                return miTRUE;
+            }
+        }
         Vexabase* record = requireVexabase(in.state());
         if (!record) return miFALSE;
         if (in.state()->type == miRAY_SHADOW) {
@@ -85,6 +91,12 @@ public:
 
 private:
     using Lights = SurfaceLights<H, Diffuse, Specular>;
+
+    /* Called from a material's `displace` slot, where the result is one scalar. */
+    static bool isDisplacing(const H& in) {
+        miInteger callType = miSHADER_COUNT;
+        return mi_query(miQ_FUNC_CALLTYPE, in.state(), miNULLTAG, &callType) && callType == miSHADER_DISPLACE;
+    }
 
     void shadeSeen(Return& result, const H& in, Vexabase& record) const {
         const NormalScope normal(in.state());
@@ -119,6 +131,7 @@ private:
     SurfacePoint pointOf(const H& in, Vexabase& record) const {
         miState* state = in.state();
         applyBump(in);
+        custom_.prepare(in, record);
         SurfacePoint point{};
         point.state = state;
         point.record = &record;

@@ -142,10 +142,13 @@ struct DefaultIncandescenceComponent : StatelessComponent {
     miColor term(const H& in, SurfacePoint&) const { return in.common(&LambertParameters::incandescence); }
 };
 
-/* Further outputs, once the result is composed. */
+/* Shapes the surface before anything else is known of it, by the state's normal and what it leaves in the helper, and
+ * adds further outputs once the result is composed. One that has `miScalar displacement(const H&) const` makes the
+ * material a displacement shader, too. */
 template <class P, class Return, class H>
 struct DefaultCustomComponent : StatelessComponent {
     using StatelessComponent::StatelessComponent;
+    void prepare(const H&, const Vexabase&) const {}
     void write(const H&, const SurfacePoint&, const PassWriter&, Return&) const {}
 };
 
