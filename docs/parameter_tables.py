@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Makes the tables of parameters in shaders.md from the declarations, where each parameter has its comment.
+"""Makes the tables of parameters in shaders.md and materials.md from the declarations, where each parameter has its comment.
 
 A table stands behind a line `<!-- parameters: SHADER ... [FIRST..LAST ...] -->`. Of several shaders each parameter is
 listed once, with all its types.
@@ -11,7 +11,7 @@ import re
 import sys
 
 ROOT = pathlib.Path(__file__).parent.parent
-PAGE = ROOT / "docs/shaders.md"
+PAGES = [ROOT / "docs/shaders.md", ROOT / "docs/materials.md"]
 DECLARATION = re.compile(r'declare shader\s+(?:struct \{.*?\}|[\w ]+) "(\w+)" \(\n(.*?)\n    \)', re.S)
 PARAMETER = re.compile(r'\s+((?:array )?(?:color texture|\w+)) +"(\w+)"(?: default ([^,#]+?))?,?\s*(?:# (.*))?$')
 NO_DEFAULT = {"color": "0", "scalar": "0", "integer": "0", "vector": "0", "boolean": "off"}
@@ -84,13 +84,13 @@ def page(text):
 
 
 def main():
-    text = PAGE.read_text()
-    made = page(text)
-    if "--check" in sys.argv[1:]:
+    for path in PAGES:
+        text = path.read_text()
+        made = page(text)
+        if made != text and "--check" in sys.argv[1:]:
+            raise SystemExit(f"{path.name} is not what docs/parameter_tables.py makes of the declarations: run it.")
         if made != text:
-            raise SystemExit("docs/shaders.md is not what docs/parameter_tables.py makes of the declarations: run it.")
-    elif made != text:
-        PAGE.write_text(made)
+            path.write_text(made)
 
 
 if __name__ == "__main__":

@@ -22,7 +22,7 @@ std::string fileNameOf(std::string_view file) {
 
 /// Scenes written on other platforms name the module with that platform's suffix, or with none.
 fs::path withModuleSuffix(const fs::path& file) {
-    constexpr std::array<std::string_view, 4> kForeign = {".dll", ".DLL", ".dylib", ".bundle"};
+    constexpr std::array<std::string_view, 5> kForeign = {".dll", ".DLL", ".dylib", ".bundle", ".sl"};
     const std::string suffix = file.extension().string();
     if (std::find(kForeign.begin(), kForeign.end(), suffix) == kForeign.end() && !suffix.empty()) return file;
     fs::path replaced = file;
@@ -76,7 +76,15 @@ std::string Modules::link(std::string_view file) {
 
     void* handle = dlopen(fs::absolute(*found).c_str(), RTLD_NOW | RTLD_LOCAL);
     if (!handle) return fmt::format("module \"{}\" cannot be loaded: {}", file, dlerror());
-    modules_.push_back({*found, handle});
+    // One module under a second name, as a link beside it has: the loader knows it already.
+    const auto known =
+        std::find_if(modules_.begin(), modules_.end(), [&](const Module& module) { return module.handle == handle; });
+    if (known != modules_.end()) {
+        known->names.push_back(found->filename());
+        dlclose(handle);
+        return {};
+    }
+    modules_.push_back({{found->filename()}, handle});
     handOverHostHandle(handle);
     info("LINK", "loaded module {}", found->string());
     return {};
@@ -95,8 +103,9 @@ EntryPoints Modules::find(const std::string& shaderName) const {
 
 bool Modules::isLinked(std::string_view file) const {
     const fs::path fileName = withModuleSuffix(fileNameOf(file));
-    return std::any_of(modules_.begin(), modules_.end(),
-                       [&](const Module& module) { return module.path.filename() == fileName; });
+    return std::any_of(modules_.begin(), modules_.end(), [&](const Module& module) {
+        return std::find(module.names.begin(), module.names.end(), fileName) != module.names.end();
+    });
 }
 
 }  // namespace lumorender

@@ -20,6 +20,7 @@ public:
     bool allowPaths = false;
 
     /// Loads the module of a `link` statement. A suffix of another platform (".dll", ".dylib") is replaced by ".so".
+    /// A module under a second name (a symbolic link) is the same module, and is loaded once.
     /// Calls the module's miSetModuleHandle, if it has one, with a handle through which it finds the host's functions.
     /// @return empty on success, else why it failed and where was searched.
     std::string link(std::string_view file);
@@ -31,7 +32,7 @@ public:
 
 private:
     struct Module {
-        std::filesystem::path path;
+        std::vector<std::filesystem::path> names;  ///< of the files by which it was linked
         void* handle = nullptr;
     };
     std::vector<Module> modules_;

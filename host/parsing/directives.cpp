@@ -59,12 +59,12 @@ void TokenStream::include(std::string_view name, bool quoted) {
     levels_.push_back({Scanner(*source, unescaped_), source->name(), {}});
 }
 
-/// A quoted name is relative to the file that includes it, then to the working directory.
+/// A quoted name is relative to the file that includes it, then to the working directory; files that come with modules
+/// are found on the include path, whichever way the scene writes them.
 std::filesystem::path TokenStream::findIncluded(const std::filesystem::path& name, bool quoted) const {
     std::vector<std::filesystem::path> places;
     if (quoted) places = {directory(), std::filesystem::path()};
-    if (!quoted || settings_.includePathForQuoted)
-        places.insert(places.end(), settings_.includePath.begin(), settings_.includePath.end());
+    places.insert(places.end(), settings_.includePath.begin(), settings_.includePath.end());
     std::error_code ignored;
     for (const auto& folder : places)
         if (std::filesystem::is_regular_file(folder / name, ignored)) return folder / name;

@@ -29,10 +29,9 @@ public:
 struct ReaderSettings {
     std::vector<std::filesystem::path> includePath;
     std::vector<std::filesystem::path> texturePath;
-    bool includePathForQuoted = false;  ///< `-I !dir`
-    bool verbosityIsFixed = false;      ///< the command line gave it: the scene's `verbose` is ignored
-    bool filesAllowed = true;           ///< false: the scene may not name further files or modules to be read
-    bool functionsRequired = true;      ///< false: shaders whose function is in no module are taken, for checking only
+    bool verbosityIsFixed = false;  ///< the command line gave it: the scene's `verbose` is ignored
+    bool filesAllowed = true;       ///< false: the scene may not name further files or modules to be read
+    bool functionsRequired = true;  ///< false: shaders whose function is in no module are taken, for checking only
 };
 
 }  // namespace lumorender

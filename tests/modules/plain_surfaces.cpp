@@ -40,6 +40,22 @@ TEST_SHADER(plain_parts, Parts) {
     return miTRUE;
 }
 
+struct Products {
+    int i_a, n_a;
+    miColor a[1];
+    int i_b, n_b;
+    miColor b[1];
+};
+
+/// Sum of a * b, color by color.
+TEST_SHADER(plain_products, Products) {
+    const auto value = [&](miColor& element) { return *static_cast<miColor*>(mi_eval(state, &element)); };
+    *result = {};
+    for (int i = 0; i < paras->n_a; ++i)
+        *result = *result + value(paras->a[paras->i_a + i]) * value(paras->b[paras->i_b + i]);
+    return miTRUE;
+}
+
 // ---- Surfaces in the light of lights.
 
 struct Material {

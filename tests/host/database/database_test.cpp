@@ -109,6 +109,9 @@ TEST(Modules, AreFoundOnTheSearchPathOrRefusedWithTheReason) {
     EXPECT_EQ(modules.link("C:\\plugins\\shaders.dll"), "");
     EXPECT_TRUE(modules.isLinked("/usr/lib/shaders.dylib"));
     EXPECT_EQ(modules.link("shaders"), "") << "linking it once more is no error";
+    fs::create_symlink("shaders.so", folder / "other_name.so");
+    EXPECT_EQ(modules.link("other_name.sl"), "");
+    EXPECT_TRUE(modules.isLinked("other_name.dll") && modules.isLinked("shaders.so"));
     EXPECT_TRUE(modules.find("cos").call && !modules.find("cos").init && !modules.find("no_such_shader").call);
     EXPECT_EQ(modules.find("system").call, nullptr) << "functions of the libraries below a module are no shaders";
     expectParts(modules.link("broken.so"), {"broken.so", "too short"});  // the loader's own words

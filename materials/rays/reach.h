@@ -1,0 +1,35 @@
+/* How far rays see, and how that fades. */
+#pragma once
+
+#include "math/color.h"
+
+namespace materials {
+
+/* Of a material's parameters `..._falloff_on`, `_dist`, `_color_on` and `_color`. */
+struct Reach {
+    miScalar distance = 0; /* 0: without a limit */
+    bool fadesToColor = false;
+    miColor color = kBlack;
+
+    bool isLimited() const { return distance > 0; }
+
+    /* How much of what a ray met at the distance is still seen: all of it at 0, nothing at the limit and beyond. */
+    miScalar share(double met) const {
+        const miScalar left = 1 - clamped(static_cast<miScalar>(met) / distance, 0, 1);
+        return left * left;
+    }
+
+    /*
+     * What a medium lets through on the way; `met` 0 stands for infinitely far. With a color exactly that at the limit,
+     * by the law of Beer and Lambert; without one it fades to black there.
+     */
+    miColor transmission(double met) const {
+        if (!isLimited()) return kWhite;
+        if (!fadesToColor) return gray(met > 0 ? share(met) : 0);
+        const double ratio = met > 0 ? met / static_cast<double>(distance) : 1e6;
+        const auto exponent = static_cast<miScalar>(std::min(ratio, 1e6));
+        return power(positive(color), exponent);
+    }
+};
+
+}  // namespace materials
