@@ -50,6 +50,13 @@ inline Vexabase* requireVexabase(miState* state, const char* complaint = "LumoSh
     return record;
 }
 
+/* Nothing has turned the ray on its way from the camera. */
+inline bool isSeenStraight(const miState* state) {
+    for (; state; state = state->parent)
+        if (state->type != miRAY_EYE && state->type != miRAY_TRANSPARENT) return false;
+    return true;
+}
+
 /* An element that stays pinned while an object of this class lives. Empty when the tag is null or names an
  * element of another type. */
 template <class Element>

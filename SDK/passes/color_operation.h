@@ -11,8 +11,8 @@
  * A node with several inputs gets them one after the other, as shaders/nodes/lumoBlend.cpp does:
  *       bool evaluateInputs(in, int index, record);        returns whether more follow
  *       void compute(OperationRecord& record) const;       adds the input to the output
- * One whose result is a surface says what it lets through when it is its own shadow shader, and may treat passes that
- * hold no light in another way than the color:
+ * One whose result is a surface says what it lets through when it is its own shadow shader, and may treat passes in
+ * another way than the color:
  *       void castShadow(const OperationInputs<TheParameters>& in, miColor* light, Vexabase& record);
  *       void computePass(PassContent content, OperationRecord& record) const;
  *
@@ -38,9 +38,9 @@ enum PassMode : miInteger {
     kPassesReplaced = 3   /* the same, and the result goes into the beauty passes */
 };
 
-/* What a pass holds: light, or a number that belongs to it; what surfaces let through; values of the scene's own that
- * are weighted by the opacity of the surfaces. */
-enum class PassContent { kLight, kTransparency, kUserValue };
+/* What a pass holds: all light, as the color does; other light, or a number that belongs to it; what surfaces let
+ * through; values of the scene's own that are weighted by the opacity of the surfaces. */
+enum class PassContent { kBeauty, kLight, kTransparency, kUserValue };
 
 /* A color, or what a pass holds of it, on its way through an operation. */
 struct OperationRecord {
@@ -92,11 +92,12 @@ public:
         function(this->state(), &(this->block()->*member));
     }
 
-private:
+protected:
     void forgetEarlierCalls() const {
         if (!entries_.empty()) mi_flush_cache(this->state());
     }
 
+private:
     template <class Record, class T>
     T* addressOf(miInteger P::* start, Record (P::*array)[1], int index, T Record::* member) const {
         Record* first = this->block()->*array;
@@ -128,9 +129,9 @@ struct OperationSteps {
         }
     }
 
-    static void compute(const Computation& c, OperationRecord& record, PassContent content = PassContent::kLight) {
+    static void compute(const Computation& c, OperationRecord& record, PassContent content = PassContent::kBeauty) {
         if constexpr (kKnowsContents)
-            if (content != PassContent::kLight) return c.computePass(content, record);
+            if (content != PassContent::kBeauty) return c.computePass(content, record);
         if constexpr (kOneInput) {
             record.output = c.compute(record.input);
             record.auxiliaryOutput = record.auxiliaryInput;
@@ -232,6 +233,8 @@ private:
         if constexpr (!Steps::kKnowsContents) return PassContent::kLight;
         const FrameBufferInfo& entry = slots.entries()[i];
         if (slots.of(entry).levelFlags & kLevelFiltered) return PassContent::kLight;
+        for (const PassType type : {kPassBeauty, kPassBeautyNoShadow})
+            if (contains(slots.buffers().ofType(type), entry)) return PassContent::kBeauty;
         if (contains(slots.buffers().ofType(kPassTransparency), entry)) return PassContent::kTransparency;
         const bool composites = entry.flags & kEntryComposited;
         return composites && contains(slots.buffers().ofType(kPassUser), entry) ? PassContent::kUserValue

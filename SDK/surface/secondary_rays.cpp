@@ -12,13 +12,17 @@ namespace {
 /* More rays than anybody can wait for. */
 constexpr miInteger kMostRays = 1024;
 
-miColor traceOne(miState* state, const FrameBuffers& buffers, RayKind kind, const miVector& dir, const miColor& weight,
-                 RayKind passes) {
+miColor traceOne(miState* state, const FrameBuffers& buffers, const RayBundle& bundle, const miVector& dir,
+                 const miColor& weight, RayKind passes) {
     const HitScope hit(state);
     miColor color = kBlack;
     tracePassInit(buffers.count(), buffers.entries.data(), state);
-    const bool seen = kind == RayKind::kRefraction ? mi_trace_refraction(&color, state, &dir)
-                                                   : mi_trace_reflection(&color, state, &dir);
+    bool seen = bundle.kind == RayKind::kRefraction ? mi_trace_refraction(&color, state, &dir)
+                                                    : mi_trace_reflection(&color, state, &dir);
+    if (bundle.objectsOnly) {
+        seen = seen && state->child && state->child->instance != miNULLTAG;
+        color.a = 1;
+    }
     if (seen) depositEnvironment(buffers, state, color);
     tracePassAdd(buffers.count(), buffers.entries.data(), state, &weight, passes == RayKind::kRefraction);
     return seen ? color : kBlack;
@@ -45,7 +49,7 @@ bool mayTrace(const miState* state, RayKind kind, miInteger limit) {
 miColor traceBundle(miState* state, const FrameBuffers& buffers, const RayBundle& bundle, const miColor& weight,
                     RayKind passes) {
     const bool blurred = bundle.lobe.blur > 0 && std::isfinite(bundle.lobe.blur);
-    if (!blurred) return traceOne(state, buffers, bundle.kind, bundle.center, weight, passes);
+    if (!blurred) return traceOne(state, buffers, bundle, bundle.center, weight, passes);
 
     const auto count = static_cast<miUint>(rayLevel(state) > 0 ? 1 : std::clamp(bundle.rays, 1, kMostRays));
     const miScalar share = 1 / static_cast<miScalar>(count);
@@ -56,7 +60,7 @@ miColor traceBundle(miState* state, const FrameBuffers& buffers, const RayBundle
         // Where the renderer has no more points to give, the rest goes straight on.
         const bool given = mi_sample(point, &taken, state, 2, &count);
         const miVector dir = given ? directionOf(bundle, point) : bundle.center;
-        sum = sum + traceOne(state, buffers, bundle.kind, dir, weight * share, passes);
+        sum = sum + traceOne(state, buffers, bundle, dir, weight * share, passes);
     }
     return sum * share;
 }

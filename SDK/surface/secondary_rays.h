@@ -49,10 +49,11 @@ bool mayTrace(const miState* state, RayKind kind, miInteger limit);
 
 struct RayBundle {
     RayKind kind;
-    miVector center; /* unit length */
-    miVector side;   /* no ray leaves to the other side of the surface than this vector */
-    Lobe lobe;       /* without blur there is one sharp ray */
-    miInteger rays;  /* only the first bundle of a path is more than one ray, or their number would explode */
+    miVector center;          /* unit length */
+    miVector side;            /* no ray leaves to the other side of the surface than this vector */
+    Lobe lobe;                /* without blur there is one sharp ray */
+    miInteger rays;           /* only the first bundle of a path is more than one ray, or their number would explode */
+    bool objectsOnly = false; /* rays that meet nothing are black, and alpha is the share of the others */
 };
 
 /* Mean color of the rays. Their passes are added to this level's, times `weight`, as reflected or refracted light. */

@@ -49,9 +49,10 @@ public:
     bool isOpen() const { return mode_ != kWriteNone && !buffers_.empty(); }
 
     /* Whole values. */
-    void write(PassType type, const miColor& value) const {
+    void write(PassType type, const miColor& value) const { writeWithAlpha(type, opaque(value)); }
+    void writeWithAlpha(PassType type, const miColor& value) const {
         if (isOpen())
-            for (const FrameBufferInfo& entry : buffers_.ofType(type)) slots_.write(entry, opaque(value));
+            for (const FrameBufferInfo& entry : buffers_.ofType(type)) slots_.write(entry, value);
     }
     void writeScalar(PassType type, miScalar value) const {
         if (isOpen())

@@ -24,7 +24,27 @@ void measure(Parameter& parameter) {
         parameter.alignment = std::max(parameter.alignment, member.alignment);
 }
 
+std::string listText(const std::vector<Parameter>& parameters) {
+    std::string text;
+    for (const Parameter& parameter : parameters) {
+        text += text.empty() ? "" : ", ";
+        // The members of a struct stand behind its name.
+        const bool isStruct = parameter.type == miTYPE_STRUCT;
+        text += parameter.isArray ? "array " : "";
+        text += isStruct ? "struct" : nameOfType(parameter.type);
+        text += " \"" + parameter.name + "\"";
+        if (isStruct) text += " { " + listText(parameter.members) + " }";
+    }
+    return text;
+}
+
 }  // namespace
+
+std::string signatureText(const Parameter& result, std::string_view name, const std::vector<Parameter>& parameters) {
+    const std::string type =
+        result.type == miTYPE_STRUCT ? "struct { " + listText(result.members) + " }" : nameOfType(result.type);
+    return type + " \"" + std::string(name) + "\" ( " + listText(parameters) + " )";
+}
 
 const Parameter* Parameter::member(std::string_view memberName) const { return findByName(members, memberName); }
 

@@ -34,6 +34,9 @@ std::size_t layOut(std::vector<Parameter>& members);
 std::size_t sizeOfType(miParam_type type);
 const char* nameOfType(miParam_type type);
 
+/// Result, name and parameters as a scene would declare them: `struct { color "a" } "name" ( array scalar "b" )`.
+std::string signatureText(const Parameter& result, std::string_view name, const std::vector<Parameter>& parameters);
+
 using ShaderEntry = miBoolean (*)(void* result, miState* state, void* parameters, void* argument);
 using ShaderInit = void (*)(miState* state, void* parameters, miBoolean* wantInstanceInit);
 using ShaderExit = void (*)(miState* state, void* parameters);
@@ -57,6 +60,7 @@ struct Declaration : Detail {
     std::vector<Parameter> parameters;
     std::size_t parameterSize = 0;
     int version = 0;
+    std::string signature;  ///< result, name and parameters in the scene language, without defaults
     EntryPoints entry;
     bool used = false;  ///< elements with this layout exist: it cannot change any more
 

@@ -52,6 +52,8 @@ bool answerAboutDeclaration(const Query& query) {
         case miQ_DECL_RESULT_SIZE: return query.answer(static_cast<int>(declaration->result.elementSize));
         case miQ_DECL_NAME: return query.answer(declaration->name.c_str());
         case miQ_DECL_VERSION: return query.answer(declaration->version);
+        // The renderer's own notation is not known; modules get the scene's.
+        case miQ_DECL_PARAM: return query.answer(declaration->signature.c_str());
         default: return false;
     }
 }

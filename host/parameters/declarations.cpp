@@ -54,6 +54,7 @@ void layOutDeclaration(SceneContext& scene, Declaration& declaration) {
     std::vector<Parameter> result{declaration.result};
     layOut(result);
     declaration.result = result.front();
+    declaration.signature = signatureText(declaration.result, declaration.name, declaration.parameters);
     if (declaration.parameterSize > kLargestRecord || declaration.result.elementSize > kLargestRecord)
         throw SyntaxError{scene.in.place(), fmt::format("the record of \"{}\" is too large", declaration.name)};
 }

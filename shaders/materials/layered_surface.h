@@ -17,6 +17,15 @@ inline SurfaceShaderReturnType surfaceOf(const miColor& color, const miColor& tr
     return surface;
 }
 
+enum MatteMode : miInteger { kMatteHole = 0, kMatteSolid = 1, kMatteGain = 2 };
+
+/* The matte of a surface that gives the picture this alpha: a hole, `opacity` instead, or times `opacity`. */
+inline miColor matteFrom(miInteger mode, miScalar opacity, miScalar alpha) {
+    if (mode == kMatteHole) return {kBlackHole, kBlackHole, kBlackHole, 0};
+    const miScalar matte = mode == kMatteSolid ? opacity : alpha * opacity;
+    return {matte, matte, matte, 0};
+}
+
 /* The shadow of a surface of this transparency, the same at all angles. */
 inline void castPlainShadow(miState* state, miColor* light, Vexabase& record, const miColor& transparency) {
     struct Source {

@@ -81,13 +81,6 @@ miScalar withinPixels(double coordinate, int pixels) {
     return static_cast<miScalar>(std::fmax(half, std::fmin(coordinate, 1 - half)));  // also of what is no number
 }
 
-/* Nothing has turned the ray on its way from the camera. */
-bool isSeenStraight(const miState* state) {
-    for (; state; state = state->parent)
-        if (state->type != miRAY_EYE && state->type != miRAY_TRANSPARENT) return false;
-    return true;
-}
-
 FilmVector sampleOnFilm(const miState* state, const miCamera& camera) {
     return {(double{state->raster_x} - camera.x_offset) / camera.x_resolution - 0.5,
             ((double{state->raster_y} - camera.y_offset) / camera.y_resolution - 0.5) / camera.aspect};

@@ -68,7 +68,9 @@ public:
     /* The layers' transparencies multiply. Of the scene's own values the mean is left, of each layer by what it hides:
      * the opacity of the whole comes in where the surface is composited. */
     void computePass(PassContent content, OperationRecord& record) const {
-        if (content == PassContent::kTransparency) {
+        if (content == PassContent::kLight) {
+            compute(record);
+        } else if (content == PassContent::kTransparency) {
             record.output = withAlphaOne(left_);
         } else {
             const miScalar alpha = record.output.a + record.input.a;

@@ -92,6 +92,38 @@ TEST_SHADER(probe_counter, void) {
     return miTRUE;
 }
 
+struct AdaptedRecord {
+    miScalar opacity;
+    miColor specular;
+    miVector normal;
+    miColor diffuse, whole, behind;
+};
+struct Adapted {
+    miColor color;
+    miBoolean fails, mirrors;
+    miScalar casts;
+};
+
+/// A material with outputs, of which half is a hole. In a shadow ray it lets a part of the light through. Its whole
+/// color's alpha is how often it was called.
+TEST_SHADER(probe_adapted, Adapted) {
+    if (state->type == miRAY_SHADOW) {
+        *result = VALUE(casts) * *result;
+        return miTRUE;
+    }
+    const miColor color = VALUE(color);
+    auto& record = *reinterpret_cast<AdaptedRecord*>(result);
+    record = {.5f, .25f * color, {7, 7, 7}, .5f * color, {}, {.1f, .2f, .3f, 1}};
+    if (miVector mirror; VALUE(mirrors)) {
+        mi_reflection_dir(&mirror, state);
+        mi_trace_reflection(&record.whole, state, &mirror);
+        state->normal = {7, 7, 7};
+    }
+    record.whole = record.whole + .5f * (record.specular + record.diffuse) + record.behind;
+    record.whole.a = static_cast<miScalar>(++numberInState(state, "probe.adapted"));
+    return !VALUE(fails);
+}
+
 struct Called {
     miScalar scale;
 };
