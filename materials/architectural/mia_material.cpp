@@ -140,9 +140,8 @@ bool letLightThrough(const MiaCall& call, miColor& light) {
 
 /* Surface and shadow shader; there is nothing to do for photons, which this module does not store. */
 bool call(const MiaCall& call, miColor& result, MiaOutputs* outputs) {
-    const miRay_type type = call.state->type;
-    if (type == miRAY_SHADOW) return letLightThrough(call, result);
-    if (miRAY_PHOTON(type) || type == miRAY_LIGHT || type == miRAY_DISPLACE) return false;
+    if (call.state->type == miRAY_SHADOW) return letLightThrough(call, result);
+    if (!shadesSurface(call.state)) return false;
     MiaOutputs own{};
     const bool seen = shade(call, own);
     if (outputs)

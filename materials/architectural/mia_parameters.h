@@ -2,6 +2,7 @@
 #pragma once
 
 #include "lights/light_list.h"
+#include "module/term.h"
 
 #include "shader.h"
 
@@ -83,19 +84,6 @@ struct MiaMaterialX : MiaMaterial {
 
 /* Scenes and other modules know the order. */
 static_assert(sizeof(MiaMaterial) == 96 * 4 && sizeof(MiaMaterialX) == 114 * 4);
-
-/* What one kind of light comes to: result = raw * level. */
-struct Term {
-    miColor result, raw, level;
-};
-
-inline Term termOf(const miColor& raw, const miColor& level) { return {raw * level, raw, level}; }
-
-/* Of two layers, where the raw color is what gives the result for their common level. */
-inline Term termOf(const Term& a, const Term& b) {
-    const miColor result = a.result + b.result, level = a.level + b.level;
-    return {result, quotient(result, level), level};
-}
 
 struct MiaOutputs {
     miColor result;

@@ -6,11 +6,6 @@ namespace materials {
 
 namespace {
 
-/* What a shader of any type may return; the largest record of the renderer's own has 93 words. */
-struct AnyResult {
-    miScalar words[256];
-};
-
 enum BumpMode { kAddCamera = 1, kAddWorld, kAddObject, kReplaceCamera, kReplaceWorld, kReplaceObject };
 
 miVector inInternalSpace(const miState* state, const miVector& bump, int mode) {
@@ -40,9 +35,9 @@ miVector bumpedBy(const miState* state, const miVector& normal, const miVector& 
 miVector bumpedByShader(miState* state, const miVector& normal, miTag shader) {
     if (shader == miNULLTAG) return normal;
     const HitScope hit(state);
-    AnyResult ignored{};
+    AnyResult ignored;
     state->normal = normal;
-    mi_call_shader_x(reinterpret_cast<miColor*>(&ignored), miSHADER_TEXTURE, state, shader, nullptr);
+    mi_call_shader_x(ignored.color(), miSHADER_TEXTURE, state, shader, nullptr);
     return isFinite(state->normal) ? unit(state->normal, normal) : normal;
 }
 

@@ -26,4 +26,9 @@ inline miScalar angleCurve(miScalar cosine, miScalar facing, miScalar grazing, m
     return mix(facing, grazing, std::pow(1 - cosine, exponent));
 }
 
+/* From `base` where the surface faces the viewer to `edge`; a larger factor is a narrower edge. */
+inline miScalar edgeWeight(miScalar cosine, miScalar base, miScalar edge, miScalar factor) {
+    return mix(edge, base, factor > 0 ? std::pow(cosine, 1 / factor) : 1);
+}
+
 }  // namespace materials

@@ -15,3 +15,13 @@
         return FUNCTION(*result, state, *parameters) ? miTRUE : miFALSE;                            \
     }                                                                                               \
     }
+
+namespace materials {
+
+/* Is the shader called to shade a surface, and not to let light or photons through or to move the surface? */
+inline bool shadesSurface(const miState* state) {
+    const miRay_type type = state->type;
+    return type != miRAY_SHADOW && type != miRAY_LIGHT && type != miRAY_DISPLACE && !miRAY_PHOTON(type);
+}
+
+}  // namespace materials

@@ -18,7 +18,8 @@ public:
           importance_(state->importance),
           label_(state->label),
           pri_(state->pri),
-          refraction_volume_(state->refraction_volume) {}
+          refraction_volume_(state->refraction_volume),
+          environment_(state->environment) {}
 
     ~HitScope() {
         state_->point = point_;
@@ -30,6 +31,7 @@ public:
         state_->label = label_;
         state_->pri = pri_;
         state_->refraction_volume = refraction_volume_;
+        state_->environment = environment_;
     }
 
     HitScope(const HitScope&) = delete;
@@ -42,7 +44,7 @@ private:
     miScalar dot_nd_, importance_;
     miUint label_;
     miRc_intersection* pri_;
-    miTag refraction_volume_;
+    miTag refraction_volume_, environment_;
 };
 
 }  // namespace materials

@@ -10,13 +10,14 @@ struct Reach {
     miScalar distance = 0; /* 0: without a limit */
     bool fadesToColor = false;
     miColor color = kBlack;
+    miScalar exponent = 2;
 
     bool isLimited() const { return distance > 0; }
 
     /* How much of what a ray met at the distance is still seen: all of it at 0, nothing at the limit and beyond. */
     miScalar share(double met) const {
         const miScalar left = 1 - clamped(static_cast<miScalar>(met) / distance, 0, 1);
-        return left * left;
+        return left > 0 ? std::pow(left, exponent) : 0;
     }
 
     /*
@@ -27,8 +28,8 @@ struct Reach {
         if (!isLimited()) return kWhite;
         if (!fadesToColor) return gray(met > 0 ? share(met) : 0);
         const double ratio = met > 0 ? met / static_cast<double>(distance) : 1e6;
-        const auto exponent = static_cast<miScalar>(std::min(ratio, 1e6));
-        return power(positive(color), exponent);
+        const auto times = static_cast<miScalar>(std::min(ratio, 1e6));
+        return power(positive(color), times);
     }
 };
 

@@ -25,13 +25,12 @@ struct RayLimits {
 struct Reflections {
     RayLimits limits;
     Reach reach;
-    bool singleEnvironment = false; /* one look at the environment serves all rays of the lobe that meet nothing */
+    bool singleEnvironment = false;    /* one look at the environment serves all rays of the lobe that meet nothing */
+    miTag environment = miNULLTAG;     /* a shader in place of the surroundings of the ray */
+    miColor environmentColor = kWhite; /* times what it answers */
 
     miColor traced(miState* state, const miVector& normal, const Facets* lobe, const miColor& level) const;
 };
-
-/* The environment in a direction, black without one. */
-miColor environmentAlong(miState* state, const miVector& dir);
 
 /* Kept on the side of the true surface on which the ray came. */
 miVector aboveSurface(const miState* state, const miVector& dir);
