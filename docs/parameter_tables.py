@@ -2,7 +2,7 @@
 """Makes the tables of parameters in shaders.md and materials.md from the declarations, where each parameter has its comment.
 
 A table stands behind a line `<!-- parameters: SHADER ... [FIRST..LAST ...] -->`. Of several shaders each parameter is
-listed once, with all its types.
+listed once, with all its types. SHADER.ARRAY are the members of an array of records.
 
 Usage: parameter_tables.py [--check]     with --check it only tells whether the tables are up to date
 """
@@ -22,34 +22,38 @@ def declarations():
     shaders = {}
     for path in sorted((ROOT / "declarations").glob("*.mi")):
         for name, body in DECLARATION.findall(path.read_text()):
-            shaders[name] = parameters(body)
+            shaders[name], records = parameters(body)
+            shaders.update({f"{name}.{array}": members for array, members in records.items()})
     return shaders
 
 
 def parameters(body):
-    found, last, depth = {}, None, 0
+    """Of a shader, and of its arrays of records."""
+    found, records, last, depth = {}, {}, None, 0
     for line in body.split("\n"):
         further = re.match(r"\s+# (.*)", line)
         if further:
             if last:
-                found[last][2] += " " + further[1]
+                (found if depth == 0 else members)[last][2] += " " + further[1]
             continue
         if depth and re.match(r"\s+\},?$", line):
             depth -= 1
+            last = None
             continue
         opening = re.match(r'\s+array struct "(\w+)" \{\s*(?:# (.*))?$', line)
         if opening:
             depth += 1
             last = opening[1]
             found[last] = ["array", "none", opening[2] or ""]
+            members = records[last] = {}
             continue
         match = PARAMETER.match(line)
         if not match:
             raise SystemExit(f"parameter_tables.py: cannot read: {line}")
-        if depth == 0:
-            last = match[2]
-            found[last] = [match[1], (match[3] or NO_DEFAULT.get(match[1], "none")).strip(), match[4] or ""]
-    return found
+        last = match[2]
+        default = (match[3] or NO_DEFAULT.get(match[1], "none")).strip()
+        (found if depth == 0 else members)[last] = [match[1], default, match[4] or ""]
+    return found, records
 
 
 def table(shaders, names, ranges):

@@ -35,20 +35,21 @@ void takeOut(const LevelSlots& slots, SavedSlot* saved) {
 
 /* The renderer adds one to the refraction level of a transparency ray. One less to begin with, and the surfaces behind
  * have the level, and so the slots, of this one. */
-bool traceTransparent(miState* state, miColor& color) {
+bool traceTransparent(miState* state, miTag volume, miColor& color) {
     const int level = state->refraction_level;
-    state->refraction_volume = state->volume;
+    state->refraction_volume = volume;
     state->refraction_level = level - 1;
     const bool seen = mi_trace_transparent(&color, state);
     state->refraction_level = level;
     return seen;
 }
 
-miColor traceBehind(const LevelSlots& slots, miState* state, WalkKind kind) {
+miColor traceBehind(const LevelSlots& slots, miState* state, const WalkSettings& walk) {
     const HitScope hit(state);
     miColor color = kBlack;
-    const bool continued = kind == WalkKind::kContinued;
-    const bool seen = continued ? mi_trace_continue(&color, state) != miFALSE : traceTransparent(state, color);
+    const bool continued = walk.kind == WalkKind::kContinued;
+    const bool seen =
+        continued ? mi_trace_continue(&color, state) != miFALSE : traceTransparent(state, walk.volume, color);
     if (!seen) return kBlack;
     depositEnvironment(slots.buffers(), state, color);
     return color;
@@ -57,6 +58,7 @@ miColor traceBehind(const LevelSlots& slots, miState* state, WalkKind kind) {
 /* How much of what lies behind the surface hides in a buffer. */
 miColor opacityIn(const FrameBufferInfo& entry, const SavedSlot& saved, const WalkSettings& walk) {
     constexpr miColor kFull = {1, 1, 1, 1};
+    if (walk.kind == WalkKind::kBoundary) return kBlack;
     const bool leftOut = (saved.levelFlags & kLevelFiltered) && !(entry.flags & kEntryMatte);
     const bool plain = entry.flags & kEntryNoTracedLight;
     if (leftOut || (plain && walk.kind == WalkKind::kContinued)) return kBlack;
@@ -117,7 +119,7 @@ miColor lookBehind(const LevelSlots& slots, miState* state, const WalkSettings& 
     void* memory = heap.get() ? heap.get() : __builtin_alloca_with_align(bytes, kAlignBits);
     auto* saved = static_cast<SavedSlot*>(memory);
     takeOut(slots, saved);
-    const miColor behind = traceBehind(slots, state, walk.kind);
+    const miColor behind = traceBehind(slots, state, walk);
     merge(slots, saved, walk);
     return behind;
 }

@@ -7,6 +7,7 @@ namespace lumo {
 
 enum class WalkKind {
     kTransparent, /* a transparency ray: one more surface of the path */
+    kBoundary,    /* the same behind the clear end of something: no buffer keeps anything of it */
     kContinued    /* the surface counts as not there: the ray goes on as what it is */
 };
 
@@ -14,6 +15,36 @@ struct WalkSettings {
     WalkKind kind;
     bool opaquePasses; /* in the passes nothing shines through */
     bool tempOnHeap;   /* else on the stack, as long as there are not too many buffers */
+    miTag volume;      /* what a transparency ray goes on in */
+};
+
+/* What pass shaders are told about the surface, also after surfaces behind have used the same words: its
+ * transparency, and whether it counts as there at all. `frame` may be null. */
+inline void tellOfSurface(FrameBufferState* frame, const miColor& transparency, bool counts) {
+    if (!frame) return;
+    frame->flags &= ~static_cast<miUint>(kFrameSurfaceClear);
+    if (!counts) frame->flags |= kFrameSurfaceClear;
+    frame->transparency = transparency;
+}
+
+/* Says, while it lives, that a ray goes through a fully clear surface: to what lies behind, nothing is in front. */
+class GoingOn {
+public:
+    GoingOn(FrameBufferState* frame, bool clear) : flags_(frame && clear ? &frame->flags : nullptr) {
+        if (!flags_) return;
+        before_ = *flags_ & kFrameContinuing;
+        *flags_ |= kFrameContinuing;
+    }
+    ~GoingOn() {
+        if (flags_) *flags_ = (*flags_ & ~static_cast<miUint>(kFrameContinuing)) | before_;
+    }
+
+    GoingOn(const GoingOn&) = delete;
+    GoingOn& operator=(const GoingOn&) = delete;
+
+private:
+    miUint* const flags_;
+    miUint before_ = 0;
 };
 
 /* Renderers do not nest without end: a path of 256 states is not followed further. An eye state of the scanline

@@ -22,6 +22,12 @@ public:
         return inherited | rangeFlags(entry) | (inherited & hiding_ ? kLevelFiltered | kLevelHidden : 0);
     }
 
+    /* The same for what lies before the surface: what that itself keeps out of the buffer does not matter. */
+    bool seesBefore(const FrameBufferInfo& entry) const {
+        const miUint tracer = level_ > 0 ? entry.slots[level_ - 1].levelFlags : 0;
+        return rangeFlags(entry) == 0 && !(tracer & hiding_) && !(entry.slots[level_].levelFlags & kLevelHidden);
+    }
+
 private:
     /* Of rays that a buffer does not follow any more, when one of these says so: all that they hit, and all behind it,
      * is hidden from it. */
@@ -82,6 +88,8 @@ bool beginSurface(const LevelSlots& slots, miState* state) {
     }
     return looksBehind;
 }
+
+bool seesMedium(const FrameBufferInfo& entry, const miState* state) { return Arrival(state).seesBefore(entry); }
 
 void depositEnvironment(const FrameBuffers& buffers, const miState* state, const miColor& color) {
     const miState* ray = state->child;

@@ -27,6 +27,9 @@ private:
  * surface's object out and is to see what lies behind instead. */
 bool beginSurface(const LevelSlots& slots, miState* state);
 
+/* Whether a buffer sees what fills the ray's way to the state's hit: by its range of levels and the way the ray took. */
+bool seesMedium(const FrameBufferInfo& entry, const miState* state);
+
 /* A surface that a ray met is in its passes already. Where the ray that `state` sent last met nothing, the
  * environment's color goes into the beauty passes here, as far as they would take a surface in its place. */
 void depositEnvironment(const FrameBuffers& buffers, const miState* state, const miColor& color);

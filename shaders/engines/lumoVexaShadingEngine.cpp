@@ -100,14 +100,6 @@ void tiltGrazingNormal(miState* state) {
     state->dot_nd = mi_vector_dot(&state->normal, &state->dir);
 }
 
-/* What pass shaders are told about the surface, also after surfaces behind have used the same words. */
-void tell(FrameBufferState* frame, const SurfaceShaderReturnType& surface, bool counts) {
-    if (!frame) return;
-    frame->flags &= ~static_cast<miUint>(kFrameSurfaceClear);
-    if (!counts) frame->flags |= kFrameSurfaceClear;
-    frame->transparency = surface.transparency;
-}
-
 /* What was written at this level becomes what is handed up. Without a factor it is copied, not multiplied by 1: labels
  * travel as the bits of an integer. */
 void handUp(const LevelSlots& slots, const SurfaceShaderReturnType& surface) {
@@ -119,26 +111,6 @@ void handUp(const LevelSlots& slots, const SurfaceShaderReturnType& surface) {
         slot.color = entry.flags & kEntryTimesSurfaceColor ? slot.contribution * surface.color : slot.contribution;
     }
 }
-
-/* Says, while it lives, that a ray goes through a fully clear surface: to what lies behind, nothing is in front. */
-class GoingOn {
-public:
-    GoingOn(FrameBufferState* frame, bool clear) : flags_(frame && clear ? &frame->flags : nullptr) {
-        if (!flags_) return;
-        before_ = *flags_ & kFrameContinuing;
-        *flags_ |= kFrameContinuing;
-    }
-    ~GoingOn() {
-        if (flags_) *flags_ = (*flags_ & ~static_cast<miUint>(kFrameContinuing)) | before_;
-    }
-
-    GoingOn(const GoingOn&) = delete;
-    GoingOn& operator=(const GoingOn&) = delete;
-
-private:
-    miUint* const flags_;
-    miUint before_ = 0;
-};
 
 bool isWorthARay(const miColor& transparency, const Vexabase& record) {
     return !isBlack(transparency) && largestChannel(transparency * record.contributionWeight) > record.lowerImportance;
@@ -184,13 +156,14 @@ void lookThrough(miColor& result, const GroupCall& call, const SurfaceShaderRetu
     if (!(call.looksBehind || isWorthARay(t, call.record)) || isWalkTooDeep(state)) return;
     const WalkSettings walk = {.kind = counts ? WalkKind::kTransparent : WalkKind::kContinued,
                                .opaquePasses = call.in(&P::opaquePasses) != miFALSE,
-                               .tempOnHeap = call.frame && (call.frame->flags & kFrameTempOnHeap)};
+                               .tempOnHeap = call.frame && (call.frame->flags & kFrameTempOnHeap),
+                               .volume = state->volume};
     // An opaque surface is looked behind for the buffers only that leave it out: the picture shows nothing of it.
     const EffectsScope effects(call.record, isBlack(t));
     const GoingOn goingOn(call.frame, counts && isBlack(1 - t));
     const miColor behind = lookBehind(call.slots, state, walk);
     if (!isBlack(t)) putUnder(result, t, behind);
-    tell(call.frame, surface, counts);
+    tellOfSurface(call.frame, surface.transparency, counts);
 }
 
 void shadeSurface(miColor& result, const GroupCall& call, SurfaceShaderReturnType surface) {
@@ -198,7 +171,7 @@ void shadeSurface(miColor& result, const GroupCall& call, SurfaceShaderReturnTyp
     surface.matteOpacity = matteOf(surface);
     result = surface.color;
     result.a = luminance(surface.matteOpacity);
-    tell(call.frame, surface, counts);
+    tellOfSurface(call.frame, surface.transparency, counts);
     handUp(call.slots, surface);
     lookThrough(result, call, surface, counts);
     handOverOpacity(call.in.state(), surface.transparency);
@@ -212,7 +185,7 @@ miBoolean shadeGroup(miColor* result, const ShaderHelper<P>& parameters) {
     const bool tiles = rendersTiles(state);
     FrameBufferState* frame = tiles ? publishedFrameBufferState(state) : nullptr;
     const miScalar threshold = in(&P::transparencyThreshold);
-    tell(frame, {}, true);
+    tellOfSurface(frame, kBlack, true);
     if (!record) {
         reportWarning("vexa_shadingengine(): Internal state error.");
         return miFALSE;

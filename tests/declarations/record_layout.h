@@ -67,6 +67,8 @@ void appendLayout(RecordLayout& layout, std::size_t offset) {
         layout.push_back({offset, ValueKind::kColor});
     } else if constexpr (std::is_same_v<T, miVector>) {
         layout.push_back({offset, ValueKind::kVector});
+    } else if constexpr (requires { T::kIsTransform; }) {
+        layout.push_back({offset, ValueKind::kTransform});
     } else {
         static_assert(std::is_aggregate_v<T>, "a parameter of a type that scenes do not have");
         std::size_t size = 0;
