@@ -29,30 +29,28 @@ def declarations():
 
 def parameters(body):
     """Of a shader, and of its arrays of records."""
-    found, records, last, depth = {}, {}, None, 0
+    found, records, row, depth = {}, {}, None, 0
     for line in body.split("\n"):
         further = re.match(r"\s+# (.*)", line)
         if further:
-            if last:
-                (found if depth == 0 else members)[last][2] += " " + further[1]
+            if row:
+                row[2] += " " + further[1]
             continue
         if depth and re.match(r"\s+\},?$", line):
             depth -= 1
-            last = None
+            row = None
             continue
         opening = re.match(r'\s+array struct "(\w+)" \{\s*(?:# (.*))?$', line)
         if opening:
             depth += 1
-            last = opening[1]
-            found[last] = ["array", "none", opening[2] or ""]
-            members = records[last] = {}
+            row = found[opening[1]] = ["array", "none", opening[2] or ""]
+            members = records[opening[1]] = {}
             continue
         match = PARAMETER.match(line)
         if not match:
             raise SystemExit(f"parameter_tables.py: cannot read: {line}")
-        last = match[2]
-        default = (match[3] or NO_DEFAULT.get(match[1], "none")).strip()
-        (found if depth == 0 else members)[last] = [match[1], default, match[4] or ""]
+        row = [match[1], (match[3] or NO_DEFAULT.get(match[1], "none")).strip(), match[4] or ""]
+        (found if depth == 0 else members)[match[2]] = row
     return found, records
 
 
