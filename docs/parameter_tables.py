@@ -28,7 +28,7 @@ def declarations():
 
 
 def parameters(body):
-    """Of a shader, and of its arrays of records."""
+    """Of a shader, and of its records and arrays of records."""
     found, records, row, depth = {}, {}, None, 0
     for line in body.split("\n"):
         further = re.match(r"\s+# (.*)", line)
@@ -40,11 +40,11 @@ def parameters(body):
             depth -= 1
             row = None
             continue
-        opening = re.match(r'\s+array struct "(\w+)" \{\s*(?:# (.*))?$', line)
+        opening = re.match(r'\s+(array )?struct "(\w+)" \{\s*(?:# (.*))?$', line)
         if opening:
             depth += 1
-            row = found[opening[1]] = ["array", "none", opening[2] or ""]
-            members = records[opening[1]] = {}
+            row = found[opening[2]] = ["array" if opening[1] else "struct", "none", opening[3] or ""]
+            members = records[opening[2]] = {}
             continue
         match = PARAMETER.match(line)
         if not match:

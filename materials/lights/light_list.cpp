@@ -19,6 +19,14 @@ LightList::LightList(miState* state, const miInteger& mode, const LightArray& ar
     count_ = count;
 }
 
+LightList::LightList(miState* state) {
+    miTag* lights = nullptr;
+    int count = 0;
+    if (!mi_instance_lightlist(&count, &lights, state) || count <= 0) return;
+    first_ = lights;
+    count_ = count;
+}
+
 bool isVisibleShape(miState* state, miTag light) {
     miTag item = miNULLTAG;
     if (!mi_query(miQ_INST_ITEM, state, light, &item) || mi_db_type(item) != miSCENE_LIGHT) return false;

@@ -25,6 +25,9 @@ class LightList {
 public:
     LightList(miState* state, const miInteger& mode, const LightArray& array);
 
+    /* Those of the instance that is shaded. */
+    explicit LightList(miState* state);
+
     const miTag* begin() const { return first_; }
     const miTag* end() const { return first_ + count_; }
 

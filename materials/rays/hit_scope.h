@@ -12,6 +12,7 @@ public:
         : state_(state),
           point_(state->point),
           normal_(state->normal),
+          normal_geom_(state->normal_geom),
           motion_(state->motion),
           dist_(state->dist),
           dot_nd_(state->dot_nd),
@@ -24,6 +25,7 @@ public:
     ~HitScope() {
         state_->point = point_;
         state_->normal = normal_;
+        state_->normal_geom = normal_geom_;
         state_->motion = motion_;
         state_->dist = dist_;
         state_->dot_nd = dot_nd_;
@@ -39,7 +41,7 @@ public:
 
 private:
     miState* state_;
-    miVector point_, normal_, motion_;
+    miVector point_, normal_, normal_geom_, motion_;
     double dist_;
     miScalar dot_nd_, importance_;
     miUint label_;
