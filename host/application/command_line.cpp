@@ -134,6 +134,7 @@ std::optional<int> readCommandLine(int argumentCount, const char* const* argumen
     std::vector<std::string> libraries;
     std::vector<std::string> includes;
     std::vector<std::string> textures;
+    std::string hair;
     std::string fileName;
     std::string fileDirectory;
     app.add_option("scene", scene, "The scene file; .mi is added where it is missing");
@@ -142,6 +143,7 @@ std::optional<int> readCommandLine(int argumentCount, const char* const* argumen
         ->check(CLI::Range(1, 1024));
     app.add_option("--resolution", resolution, "Pixels in x and y")->expected(2)->allow_extra_args(false);
     app.add_option("--samples", samples, "Minimum and maximum level: n means 4^n samples per pixel");
+    app.add_option("--hair", hair, "on, off: whether hairs are rendered")->check(CLI::IsMember({"on", "off"}));
     app.add_option("--task_size", result.render.tiles.tileSize, "Edge of a tile in pixels")->check(CLI::Range(1, 4096));
     app.add_option("--file_name,--o", fileName, "Name of the first image file");
     app.add_option("--file_dir", fileDirectory, "Folder in which relative file names begin");
@@ -187,6 +189,7 @@ std::optional<int> readCommandLine(int argumentCount, const char* const* argumen
 
     result.scene = sceneFile(scene);
     if (resolution.size() == 2) result.render.resolution = {resolution[0], resolution[1]};
+    if (!hair.empty()) result.render.hair = hair == "on";
     result.render.fileName = fileName;
     result.render.fileDirectory = fileDirectory;
     const auto append = [](std::vector<std::filesystem::path>& to, const std::vector<std::string>& lists) {

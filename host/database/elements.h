@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <string>
 #include <variant>
 #include <vector>
@@ -129,13 +130,44 @@ struct PolygonGroupSource {
     std::vector<PolygonSource> polygons;
 };
 
-/// Of a miSCENE_OBJECT with polygons: the geometry as the scene file gives it.
+/// What a hair, or each of its vertices, has besides positions: where each stands among its numbers, -1 = not given.
+struct HairExtras {
+    int normal = -1, motion = -1, texture = -1, user = -1, radius = -1;
+    int motions = 0;              ///< vectors
+    int textures = 0, users = 0;  ///< numbers
+    int size = 0;                 ///< numbers in all
+};
+
+/// Hairs: curves of Bezier pieces, or of straight ones.
+struct HairSource {
+    miTag material = 0;     ///< 0 = inherited from the instance
+    float radius = 1;       ///< of hairs and vertices that give none
+    int degree = 1;         ///< 1 to 3: a hair of n pieces has 1 + degree n vertices
+    int approximation = 1;  ///< straight parts that a curved piece is drawn with, at least
+    HairExtras perHair, perVertex;
+    /// Of each hair its extras, and for each vertex its position and extras.
+    std::vector<float> scalars;
+    std::vector<std::uint32_t> offsets;  ///< where in `scalars` each hair begins, and the end of the last one
+
+    std::size_t hairs() const { return offsets.empty() ? 0 : offsets.size() - 1; }
+    std::size_t vertexSize() const { return 3 + static_cast<std::size_t>(perVertex.size); }
+    const float* hair(std::size_t number) const { return scalars.data() + offsets[number]; }
+    const float* vertex(std::size_t number, std::size_t vertex) const {
+        return hair(number) + perHair.size + vertex * vertexSize();
+    }
+    std::size_t vertices(std::size_t number) const {
+        return (offsets[number + 1] - offsets[number] - static_cast<std::size_t>(perHair.size)) / vertexSize();
+    }
+};
+
+/// Of a miSCENE_OBJECT with polygons or hair: the geometry as the scene file gives it.
 struct ObjectSource : Detail {
     std::string where;  ///< file and line of the object, for messages
     bool tagged = false;
     bool hasTransform = false;  ///< `transform`: baked into the geometry
     miMatrix transform = {};
     std::vector<PolygonGroupSource> groups;
+    std::optional<HairSource> hair;
 };
 
 }  // namespace lumorender

@@ -39,6 +39,9 @@ bool readTrilist(SceneContext& scene, bool tagged, PolygonGroupSource& group);
 /// skipped, with a warning, and false returned.
 bool readPolygonGroup(SceneContext& scene, bool tagged, PolygonGroupSource& group);
 
+/// Behind `hair` of an object, up to and past `end hair`.
+HairSource readHair(SceneContext& scene);
+
 /// A vector of a group that is not finite would spoil the whole object's bounds.
 void warnOfBrokenVectors(SceneContext& scene, const Place& place, const PolygonGroupSource& group);
 

@@ -77,6 +77,13 @@ struct ObjectReader {
         if (readTrilist(scene, source.tagged, group)) source.groups.push_back(std::move(group));
     }
 
+    void readHairs() {
+        const Place place = in.place();
+        if (source.hair) throw SyntaxError{place, "found hair, expected one hair statement in an object"};
+        source.hair = readHair(scene);
+        object.type = miOBJECT_HAIR;
+    }
+
     void leaveOut(std::string_view what) {
         scene.problems.unsupported(in.place(), fmt::format("{} is not supported yet, the object is left empty", what));
     }
@@ -84,8 +91,9 @@ struct ObjectReader {
     /// `"name" [rational] kind degree-or-numbers`, up to the next statement.
     void skipBasis();
 
-    /// Of the polygons, where the scene does not give a box.
+    /// Of the polygons or hairs, where the scene does not give a box.
     void setBounds();
+    void addHairBounds(const HairSource& hair, miVector& low, miVector& high) const;
 
     bool hasName() const;
     void read();
@@ -126,7 +134,7 @@ const StatementTable<Reader>& statements() {
         {"basis", [](Reader& r) { r.skipBasis(); }},
         {"group", [](Reader& r) { r.readGroup(); }},
         {"trilist", [](Reader& r) { r.readTriangles(); }},
-        {"hair", [](Reader& r) { r.leaveOut("hair"); skipToEnd(r.scene, "hair"); }},
+        {"hair", [](Reader& r) { r.readHairs(); }},
         {"file", [](Reader& r) { r.leaveOut("geometry in a file of its own"); r.scene.readFileName(); }},
         {"intersection", [](Reader& r) { r.leaveOut("an intersection shader"); readShaderList(r.scene); }},
         {"approximate", [](Reader& r) { skipApproximation(r.scene); }},
@@ -148,17 +156,32 @@ miVector transformed(const miVector& p, const miMatrix& m) {
             p.x * m[2] + p.y * m[6] + p.z * m[10] + m[14]};
 }
 
+void include(const miVector& p, miVector& low, miVector& high) {
+    low = {std::min(low.x, p.x), std::min(low.y, p.y), std::min(low.z, p.z)};
+    high = {std::max(high.x, p.x), std::max(high.y, p.y), std::max(high.z, p.z)};
+}
+
+/// Of the vertices: the curves lie between them.
+void ObjectReader::addHairBounds(const HairSource& hair, miVector& low, miVector& high) const {
+    for (std::size_t i = 0; i < hair.hairs(); ++i) {
+        for (std::size_t k = 0; k < hair.vertices(i); ++k) {
+            const float* v = hair.vertex(i, k);
+            const miVector p{v[0], v[1], v[2]};
+            include(source.hasTransform ? transformed(p, source.transform) : p, low, high);
+        }
+    }
+}
+
 void ObjectReader::setBounds() {
     constexpr float kFar = miHUGE_SCALAR;
     miVector low{kFar, kFar, kFar}, high{-kFar, -kFar, -kFar};
     for (const PolygonGroupSource& group : source.groups) {
         for (const VertexSource& vertex : group.vertices) {
             const miVector& given = group.vectors[static_cast<std::size_t>(vertex.position)];
-            const miVector p = source.hasTransform ? transformed(given, source.transform) : given;
-            low = {std::min(low.x, p.x), std::min(low.y, p.y), std::min(low.z, p.z)};
-            high = {std::max(high.x, p.x), std::max(high.y, p.y), std::max(high.z, p.z)};
+            include(source.hasTransform ? transformed(given, source.transform) : given, low, high);
         }
     }
+    if (source.hair) addHairBounds(*source.hair, low, high);
     if (low.x > high.x) return;
     object.bbox_min = low;
     object.bbox_max = high;
@@ -182,6 +205,10 @@ void ObjectReader::read() {
         }
     }
     readStatements(*this, statements(), "object");
+    if (source.hair && !source.groups.empty()) {
+        scene.problems.warning(in.place(), "found polygons and hair in one object, the polygons are left out");
+        source.groups.clear();
+    }
     setBounds();
     scene.store(name, miSCENE_OBJECT, object, std::make_unique<ObjectSource>(std::move(source)));
 }

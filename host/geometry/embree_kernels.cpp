@@ -21,30 +21,44 @@ namespace {
 constexpr RTCSceneFlags kWatertight = RTC_SCENE_FLAG_ROBUST;
 
 /// What a ray takes along for the function that judges its hits.
-struct CullingContext {
+struct JudgingContext {
     RayContext base;  // first: the kernels hand a pointer to it back
     const FlatInstance* instances;
-    char face;
+    const Ray* ray;
 };
+
+Hit hitOf(const RTCRay& ray, const RTCHit& found, const FlatInstance& instance) {
+    Hit hit;
+    hit.instance = &instance;
+    hit.primitive = found.primID;
+    hit.u = found.u;
+    hit.v = found.v;
+    hit.dist = static_cast<double>(ray.tfar);
+    hit.time = ray.time;
+    return hit;
+}
 
 std::uint32_t instanceOf(unsigned instanceId, unsigned geometryId) {
     return instanceId != RTC_INVALID_GEOMETRY_ID ? instanceId : geometryId;
 }
 
-/// Rejects hits on the side that rays may not hit. Ray and normal are in the same space, whichever it is.
-void cullFaces(const RTCFilterFunctionNArguments* arguments) {
-    const unsigned n = arguments->N;
-    const auto& context = *reinterpret_cast<const CullingContext*>(arguments->context);
-    for (unsigned i = 0; i < n; ++i) {
-        if (arguments->valid[i] == 0) continue;
-        const unsigned instance =
-            instanceOf(RTCHitN_instID(arguments->hit, n, i, 0), RTCHitN_geomID(arguments->hit, n, i));
-        const char face = context.face ? context.face : context.instances[instance].face;
-        const float facing = RTCHitN_Ng_x(arguments->hit, n, i) * RTCRayN_dir_x(arguments->ray, n, i) +
-                             RTCHitN_Ng_y(arguments->hit, n, i) * RTCRayN_dir_y(arguments->ray, n, i) +
-                             RTCHitN_Ng_z(arguments->hit, n, i) * RTCRayN_dir_z(arguments->ray, n, i);
-        if ((face == 'f' && facing > 0) || (face == 'b' && facing < 0)) arguments->valid[i] = 0;
+/// Rejects hits on the side that rays may not hit, and those beside a hair, which has no sides.
+void judgeHit(const RTCFilterFunctionNArguments* arguments) {
+    // Rays come one by one.
+    if (arguments->valid[0] == 0) return;
+    const auto& context = *reinterpret_cast<const JudgingContext*>(arguments->context);
+    const auto& query = *reinterpret_cast<const RTCRay*>(arguments->ray);
+    const auto& found = *reinterpret_cast<const RTCHit*>(arguments->hit);
+    const FlatInstance& instance = context.instances[instanceOf(found.instID[0], found.geomID)];
+    if (instance.hair) {
+        Hit hit = hitOf(query, found, instance);
+        arguments->valid[0] = meetHair(*context.ray, hit) ? -1 : 0;
+        return;
     }
+    // Ray and normal are in the same space, whichever it is.
+    const char face = context.ray->face ? context.ray->face : instance.face;
+    const float facing = found.Ng_x * query.dir_x + found.Ng_y * query.dir_y + found.Ng_z * query.dir_z;
+    if ((face == 'f' && facing > 0) || (face == 'b' && facing < 0)) arguments->valid[0] = 0;
 }
 
 float timeOf(const Ray& ray, bool timed) { return timed && ray.time > 0 ? std::min(ray.time, 1.0F) : 0.0F; }
@@ -53,6 +67,14 @@ float timeOf(const Ray& ray, bool timed) { return timed && ray.time > 0 ? std::m
 bool isInReach(const miVector& v) {
     constexpr float kFarthest = 1.8e18F;
     return std::abs(v.x) <= kFarthest && std::abs(v.y) <= kFarthest && std::abs(v.z) <= kFarthest;
+}
+
+/// Nothing but turning, moving and scaling by the same factor in all directions.
+bool keepsShapes(const M44d& m) {
+    const V3d x = row(m, 0), y = row(m, 1), z = row(m, 2);
+    const double size = dot(x, x), tolerance = 1e-6 * size;
+    return std::abs(dot(y, y) - size) <= tolerance && std::abs(dot(z, z) - size) <= tolerance &&
+           std::abs(dot(x, y)) <= tolerance && std::abs(dot(y, z)) <= tolerance && std::abs(dot(z, x)) <= tolerance;
 }
 
 bool isTraceable(const Ray& ray) { return isInReach(ray.org) && isInReach(ray.dir) && !isZero(ray.dir); }
@@ -72,16 +94,16 @@ RTCRay rayOf(const Ray& ray, bool timed) {
     return result;
 }
 
-CullingContext contextOf(const Ray& ray, std::span<const FlatInstance> instances) {
-    CullingContext context = {};
+JudgingContext contextOf(const Ray& ray, std::span<const FlatInstance> instances) {
+    JudgingContext context = {};
     initContext(context.base);
     context.instances = instances.data();
-    context.face = ray.face;
+    context.ray = &ray;
     return context;
 }
 
-RTCFilterFunctionN filterFor(const Ray& ray, bool sceneCulls) {
-    return sceneCulls || ray.face == 'f' || ray.face == 'b' ? cullFaces : nullptr;
+RTCFilterFunctionN filterFor(const Ray& ray, bool sceneJudges) {
+    return sceneJudges || ray.face == 'f' || ray.face == 'b' ? judgeHit : nullptr;
 }
 
 }  // namespace
@@ -89,7 +111,13 @@ RTCFilterFunctionN filterFor(const Ray& ray, bool sceneCulls) {
 EmbreeKernels::EmbreeKernels(std::span<const FlatInstance> instances, bool timed)
     : instances_(instances), timed_(timed), device_(rtcNewDevice(nullptr)) {
     if (!device_) throw Failure("the ray tracing kernels do not start on this machine");
-    culls_ = std::any_of(instances.begin(), instances.end(), [](const auto& instance) { return instance.face != 'a'; });
+    const auto count = [](void* bytes, ssize_t change, bool) {
+        *static_cast<std::atomic<long long>*>(bytes) += change;
+        return true;
+    };
+    rtcSetDeviceMemoryMonitorFunction(device_.get(), count, &bytes_);
+    judges_ = std::any_of(instances.begin(), instances.end(),
+                          [](const auto& instance) { return instance.face != 'a' || instance.hair; });
 
     std::vector<Use> uses = collectUses();
     tbb::parallel_for(std::size_t{0}, uses.size(), [&](std::size_t i) { buildUse(uses[i]); });
@@ -102,33 +130,36 @@ EmbreeKernels::EmbreeKernels(std::span<const FlatInstance> instances, bool timed
 
 std::vector<EmbreeKernels::Use> EmbreeKernels::collectUses() {
     std::vector<Use> uses;
-    std::unordered_map<const Mesh*, std::size_t> numbers;
+    std::unordered_map<const void*, std::size_t> numbers;
     for (std::uint32_t i = 0; i < instances_.size(); ++i) {
         const FlatInstance& instance = instances_[i];
-        if (!instance.mesh || (instance.flags & kCastBits) == 0) continue;
-        const auto [found, isNew] = numbers.try_emplace(instance.mesh, uses.size());
-        if (isNew) uses.emplace_back().mesh = instance.mesh;
+        const void* shape = instance.hair ? static_cast<const void*>(instance.hair) : instance.mesh;
+        if (!shape || (instance.flags & kCastBits) == 0) continue;
+        const auto [found, isNew] = numbers.try_emplace(shape, uses.size());
+        if (isNew) uses.push_back({instance.mesh, instance.hair, {}, {}, {}});
         uses[found->second].instances.push_back(i);
     }
     return uses;
 }
 
-/// Mirrored meshes would turn their triangles inside out in world space, so they stay instances.
+/// Mirrored meshes would turn their triangles inside out in world space, so they stay instances; and hairs whose width
+/// would depend on the direction.
 bool EmbreeKernels::standsAlone(const Use& use) const {
     if (use.instances.size() != 1) return false;
     const FlatInstance& instance = instances_[use.instances[0]];
     const Placement &open = instance.placement, &close = instance.placementAtClose;
+    if (use.hair && (use.hair->isRibbon() || !keepsShapes(open.localToWorld))) return false;
     return (open.localToWorld == close.localToWorld || !timed_) && !mirrors(open.localToWorld);
 }
 
 void EmbreeKernels::buildUse(Use& use) const {
     if (standsAlone(use)) {
-        use.baked = newTriangles(*use.mesh, &instances_[use.instances[0]]);
+        use.baked = newGeometry(use, &instances_[use.instances[0]]);
         return;
     }
     use.scene = newScene();
-    const Geometry triangles = newTriangles(*use.mesh, nullptr);
-    rtcAttachGeometry(use.scene.get(), triangles.get());
+    const Geometry geometry = newGeometry(use, nullptr);
+    rtcAttachGeometry(use.scene.get(), geometry.get());
     rtcCommitScene(use.scene.get());
 }
 
@@ -137,6 +168,10 @@ EmbreeKernels::Scene EmbreeKernels::newScene() const {
     checkDevice();
     rtcSetSceneFlags(scene.get(), kWatertight | kFilterComesWithRay);
     return scene;
+}
+
+EmbreeKernels::Geometry EmbreeKernels::newGeometry(const Use& use, const FlatInstance* bakedFor) const {
+    return use.hair ? newCurves(*use.hair, bakedFor) : newTriangles(*use.mesh, bakedFor);
 }
 
 EmbreeKernels::Geometry EmbreeKernels::newTriangles(const Mesh& mesh, const FlatInstance* bakedFor) const {
@@ -204,20 +239,18 @@ bool EmbreeKernels::intersect(const Ray& ray, Hit& hit) const {
     if (!isTraceable(ray)) return false;
     RTCRayHit query;
     query.ray = rayOf(ray, timed_);
-    CullingContext context = contextOf(ray, instances_);
+    JudgingContext context = contextOf(ray, instances_);
     for (;;) {
         query.hit.geomID = RTC_INVALID_GEOMETRY_ID;
         query.hit.instID[0] = RTC_INVALID_GEOMETRY_ID;
-        traceNearest(world_.get(), context.base, filterFor(ray, culls_), query);
+        traceNearest(world_.get(), context.base, filterFor(ray, judges_), query);
         if (query.hit.geomID == RTC_INVALID_GEOMETRY_ID) return false;
 
-        hit.instance = &instances_[instanceOf(query.hit.instID[0], query.hit.geomID)];
-        hit.primitive = query.hit.primID;
-        hit.u = query.hit.u;
-        hit.v = query.hit.v;
-        hit.dist = static_cast<double>(query.ray.tfar);
-        hit.time = query.ray.time;
-        makePrecise(ray, hit);
+        hit = hitOf(query.ray, query.hit, instances_[instanceOf(query.hit.instID[0], query.hit.geomID)]);
+        if (hit.instance->hair)
+            meetHair(ray, hit);
+        else
+            makePrecise(ray, hit);
         if (hit.dist > ray.near) return true;
 
         // In single precision it lay behind `near`; in truth it does not.
@@ -229,8 +262,8 @@ bool EmbreeKernels::intersect(const Ray& ray, Hit& hit) const {
 bool EmbreeKernels::occluded(const Ray& ray) const {
     if (!isTraceable(ray)) return false;
     RTCRay query = rayOf(ray, timed_);
-    CullingContext context = contextOf(ray, instances_);
-    traceAny(world_.get(), context.base, filterFor(ray, culls_), query);
+    JudgingContext context = contextOf(ray, instances_);
+    traceAny(world_.get(), context.base, filterFor(ray, judges_), query);
     return query.tfar < 0;
 }
 

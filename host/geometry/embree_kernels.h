@@ -2,17 +2,19 @@
 #pragma once
 
 #include "geometry/embree.h"
+#include "geometry/hair.h"
 #include "geometry/mesh.h"
 #include "geometry/scene_geometry.h"
 
+#include <atomic>
 #include <memory>
 #include <span>
 #include <vector>
 
 namespace lumorender {
 
-/// Meshes that are placed once and stand still become part of one structure in world space; the others get a structure
-/// of their own, which instances refer to.
+/// Meshes and hairs that are placed once and stand still become part of one structure in world space; the others get a
+/// structure of their own, which instances refer to.
 class EmbreeKernels {
 public:
     /// The flags of which an instance needs at least one for any ray to hit it.
@@ -28,6 +30,9 @@ public:
     bool occluded(const Ray& ray) const;
     void bounds(miVector& low, miVector& high) const;
 
+    /// Memory that the kernels have allocated.
+    std::size_t bytes() const { return static_cast<std::size_t>(bytes_.load()); }
+
 private:
     struct Release {
         void operator()(RTCDevice device) const { rtcReleaseDevice(device); }
@@ -38,17 +43,19 @@ private:
     using Scene = std::unique_ptr<RTCSceneTy, Release>;
     using Geometry = std::unique_ptr<RTCGeometryTy, Release>;
 
-    /// A mesh and where it is used.
+    /// A mesh or the hairs of an object, and where they are used.
     struct Use {
         const Mesh* mesh = nullptr;
+        const Hair* hair = nullptr;
         std::vector<std::uint32_t> instances;
         Scene scene;     ///< of its own, or
-        Geometry baked;  ///< its triangles in world space
+        Geometry baked;  ///< its triangles or curves in world space
     };
 
     std::span<const FlatInstance> instances_;
     bool timed_;
-    bool culls_ = false;
+    bool judges_ = false;               ///< not all that the kernels find is a hit
+    std::atomic<long long> bytes_ = 0;  ///< outlives the device, which counts here
     Device device_;
     Scene world_;
 
@@ -56,6 +63,10 @@ private:
     bool standsAlone(const Use& use) const;
     void buildUse(Use& use) const;
     Scene newScene() const;
+    Geometry newGeometry(const Use& use, const FlatInstance* bakedFor) const;
+    Geometry newCurves(const Hair& hair, const FlatInstance* bakedFor) const;
+    void setCurvePoints(RTCGeometry geometry, unsigned step, const std::vector<CurvePoint>& points,
+                        const FlatInstance* bakedFor) const;
     Geometry newTriangles(const Mesh& mesh, const FlatInstance* bakedFor) const;
     void setPositions(RTCGeometry geometry, unsigned step, const std::vector<miVector>& positions,
                       const FlatInstance* bakedFor) const;

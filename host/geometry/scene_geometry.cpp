@@ -2,6 +2,7 @@
 
 #include "geometry/embree_kernels.h"
 #include "geometry/flattener.h"
+#include "geometry/hair.h"
 #include "geometry/light_shapes.h"
 #include "geometry/mesh.h"
 #include "geometry/surface.h"
@@ -22,12 +23,12 @@ public:
     EmbreeGeometry(const Database& database, miTag rootGroup, const miOptions& options)
         : scene_(flatten(database, rootGroup, options)) {
         const auto start = std::chrono::steady_clock::now();
-        buildMeshes(database);
+        buildMeshes(database, options.no_hair != 0);
         for (const FlatElement& light : scene_.lights) addLightShape(database, light);
         for (FlatInstance& instance : scene_.instances) {
-            if (!instance.mesh) continue;
+            if (!instance.mesh && !instance.hair) continue;
             chooseMaterials(instance);
-            instance.moves = instance.moves || instance.mesh->moves();
+            instance.moves = instance.moves || (instance.mesh ? instance.mesh->moves() : instance.hair->moves());
         }
         const bool timed = options.motion != 0 || options.shutter > options.shutter_delay;
         kernels_.emplace(scene_.instances, timed);
@@ -38,9 +39,11 @@ public:
     bool occluded(const Ray& ray) const override { return kernels_->occluded(ray); }
 
     HitListSizes listSizes(const FlatInstance& instance) const override {
+        if (instance.hair) return listSizesOf(*instance.hair);
         return instance.mesh ? listSizesOf(*instance.mesh) : HitListSizes();
     }
     void fillState(const Hit& hit, miState& state, const HitLists& lists, bool flipNormals) const override {
+        if (hit.instance->hair) return fillHair(hit, state, lists, flipNormals);
         fillSurface(hit, state, lists, flipNormals);
     }
 
@@ -57,6 +60,12 @@ public:
         result.instances = scene_.instances.size();
         result.meshes = meshes_.size();
         for (const auto& mesh : meshes_) result.triangles += mesh->triangles();
+        for (const auto& hair : hairs_) {
+            result.hairs += hair->hairs();
+            result.hairPieces += hair->pieces();
+            result.hairBytes += hair->bytes();
+        }
+        result.kernelBytes = kernels_->bytes();
         result.buildSeconds = seconds_;
         return result;
     }
@@ -65,11 +74,18 @@ public:
 private:
     FlatScene scene_;
     std::vector<std::unique_ptr<Mesh>> meshes_;
+    std::vector<std::unique_ptr<Hair>> hairs_;
     std::optional<EmbreeKernels> kernels_;
     double seconds_ = 0;
 
+    /// What an object is made of: one of the two, or nothing.
+    struct Shape {
+        std::unique_ptr<Mesh> mesh;
+        std::unique_ptr<Hair> hair;
+    };
+
     /// Of the objects that some ray may hit.
-    void buildMeshes(const Database& database) {
+    void buildMeshes(const Database& database, bool withoutHair) {
         std::unordered_map<miTag, std::size_t> numbers;
         std::vector<miTag> objects;
         for (const FlatInstance& instance : scene_.instances)
@@ -77,15 +93,19 @@ private:
                 numbers.try_emplace(instance.object, objects.size()).second)
                 objects.push_back(instance.object);
 
-        std::vector<std::unique_ptr<Mesh>> built(objects.size());
+        std::vector<Shape> built(objects.size());
         tbb::parallel_for(std::size_t{0}, objects.size(),
-                          [&](std::size_t i) { built[i] = buildObject(database, objects[i]); });
+                          [&](std::size_t i) { built[i] = buildObject(database, objects[i], withoutHair); });
         for (FlatInstance& instance : scene_.instances) {
             const auto number = numbers.find(instance.object);
-            if (number != numbers.end()) instance.mesh = built[number->second].get();
+            if (number == numbers.end()) continue;
+            instance.mesh = built[number->second].mesh.get();
+            instance.hair = built[number->second].hair.get();
         }
-        for (auto& mesh : built)
-            if (mesh) meshes_.push_back(std::move(mesh));
+        for (Shape& shape : built) {
+            if (shape.mesh) meshes_.push_back(std::move(shape.mesh));
+            if (shape.hair) hairs_.push_back(std::move(shape.hair));
+        }
     }
 
     /// Neither shadow rays nor those of final gathering meet the shape: its light comes by light samples.
@@ -104,22 +124,30 @@ private:
         meshes_.push_back(std::move(mesh));
     }
 
-    static std::unique_ptr<Mesh> buildObject(const Database& database, miTag object) {
+    static Shape buildObject(const Database& database, miTag object, bool withoutHair) {
+        Shape shape;
         const auto* source = database.detail<ObjectSource>(object);
-        if (source) return buildMesh(*source, std::string(database.name(object)));
-        warning("GEOM", "object {} has no geometry that can be traced, left out", quotedName(database, object));
-        return nullptr;
+        const std::string name(database.name(object));
+        if (!source)
+            warning("GEOM", "object {} has no geometry that can be traced, left out", quotedName(database, object));
+        else if (!source->hair)
+            shape.mesh = buildMesh(*source, name);
+        else if (!withoutHair)
+            shape.hair = buildHair(*source, name);
+        return shape;
     }
 
     /// Labels choose from the instance's list; those beyond it get its first entry.
     static void chooseMaterials(FlatInstance& instance) {
         const std::vector<miTag>& list = instance.materials;
-        for (const MeshSurface& surface : instance.mesh->surfaces) {
+        const auto choose = [&](miTag material, std::uint32_t label) {
             miTag inherited = 0;
-            if (!list.empty()) inherited = list[surface.label < list.size() ? surface.label : 0];
-            const bool own = surface.material && !(instance.overridesMaterial && inherited);
-            instance.surfaceMaterials.push_back(own ? surface.material : inherited);
-        }
+            if (!list.empty()) inherited = list[label < list.size() ? label : 0];
+            const bool own = material && !(instance.overridesMaterial && inherited);
+            instance.surfaceMaterials.push_back(own ? material : inherited);
+        };
+        if (instance.hair) return choose(instance.hair->source->material, 0);
+        for (const MeshSurface& surface : instance.mesh->surfaces) choose(surface.material, surface.label);
     }
 };
 

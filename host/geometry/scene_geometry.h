@@ -13,6 +13,7 @@
 
 namespace lumorender {
 
+struct Hair;
 struct Mesh;
 
 /// Row-vector matrices (p' = p M) as the renderer keeps them, in double precision, and their single-precision copies
@@ -37,14 +38,16 @@ struct FlatInstance {
     bool moves = false;          ///< instance motion transform or vertex motion vectors
     Placement placementAtClose;  ///< equals `placement` where only vertices move
     const Mesh* mesh = nullptr;
-    std::vector<miTag> materials;         ///< inherited; indexed by polygon label in tagged objects
-    bool overridesMaterial = false;       ///< `materials` beats the polygons' own
-    std::vector<miTag> surfaceMaterials;  ///< what that comes to: miState::material for each surface of the mesh
-    miUint label = 0;                     ///< miState::label: the instance's, or the object's where it has none
-    std::uint32_t flags = 0;              ///< resolved miTRACE_* bits
-    bool gathers = true;                  ///< takes light from final gathering
-    char face = 'a';                      ///< which side rays may hit: 'f', 'b', 'a'
-    miTag lightListInstance = 0;          ///< nearest instance that gives a light list, 0 = all lights apply
+    const Hair* hair = nullptr;      ///< in the place of a mesh
+    std::vector<miTag> materials;    ///< inherited; indexed by polygon label in tagged objects
+    bool overridesMaterial = false;  ///< `materials` beats the polygons' own
+    std::vector<miTag>
+        surfaceMaterials;     ///< what that comes to: miState::material for each surface of the mesh, or of all hair
+    miUint label = 0;         ///< miState::label: the instance's, or the object's where it has none
+    std::uint32_t flags = 0;  ///< resolved miTRACE_* bits
+    bool gathers = true;      ///< takes light from final gathering
+    char face = 'a';          ///< which side rays may hit: 'f', 'b', 'a'
+    miTag lightListInstance = 0;  ///< nearest instance that gives a light list, 0 = all lights apply
     miTag shadowListInstance = 0;
     miTag parameterInstance = 0;  ///< nearest instance with an inherited parameter block, or 0
     bool isLight = false;         ///< shape of a visible area light: `instance` is the light's, there is no object
@@ -83,8 +86,8 @@ struct Ray {
 /// The place where a ray met a surface; enough to find everything about it. What miState::pri points to.
 struct Hit {
     const FlatInstance* instance = nullptr;
-    std::uint32_t primitive = 0;  ///< triangle of the mesh
-    float u = 0, v = 0;           ///< barycentric: p = (1-u-v) a + u b + v c
+    std::uint32_t primitive = 0;  ///< triangle of the mesh, or piece of a hair
+    float u = 0, v = 0;           ///< barycentric: p = (1-u-v) a + u b + v c; or along the piece and across the hair
     double dist = 0;
     float time = 0;      ///< 0 where nothing moves during the exposure
     V3d point = V3d(0);  ///< world space, exact to double precision: the ray's and the surface's
@@ -141,6 +144,9 @@ public:
 
     struct Statistics {
         std::size_t triangles = 0, instances = 0, meshes = 0;
+        std::size_t hairs = 0, hairPieces = 0;
+        std::size_t hairBytes = 0;    ///< of the curves, and of the numbers that the scene gave
+        std::size_t kernelBytes = 0;  ///< of the ray tracing kernels, for all geometry
         double buildSeconds = 0;
     };
     virtual Statistics statistics() const = 0;

@@ -1,5 +1,6 @@
 #include "geometry/surface.h"
 
+#include "geometry/placement_at.h"
 #include "geometry/precise_hit.h"
 #include "support/geometry.h"
 #include "mi/vector_math.h"
@@ -10,33 +11,6 @@ namespace {
 
 /// Determinant of the texture coordinates' differences in relation to their size, below which they span no area.
 constexpr float kNoTextureArea = 1e-7F;
-
-/// Matrices of an instance at the time of the hit. What stands still is not copied.
-class PlacementAt {
-public:
-    PlacementAt(const FlatInstance& instance, double time)
-        : localToWorld_(&instance.placement.localToWorld), worldToLocal_(&instance.placement.worldToLocal) {
-        if (instance.moves && time > 0) interpolateTo(instance, time);
-    }
-    PlacementAt(const PlacementAt&) = delete;
-    PlacementAt& operator=(const PlacementAt&) = delete;
-
-    miVector vectorToWorld(const miVector& v) const { return narrow(transformVector(wide(v), *localToWorld_)); }
-    V3d normalToWorld(const V3d& n) const { return transformNormal(n, *worldToLocal_); }
-
-private:
-    const M44d* localToWorld_;
-    const M44d* worldToLocal_;
-    M44d interpolated_{Imath::UNINITIALIZED}, inverse_{Imath::UNINITIALIZED};
-
-    void interpolateTo(const FlatInstance& instance, double time) {
-        interpolated_ = interpolate(instance.placement.localToWorld, instance.placementAtClose.localToWorld, time);
-        inverse_ = M44d();
-        invert(interpolated_, inverse_);
-        localToWorld_ = &interpolated_;
-        worldToLocal_ = &inverse_;
-    }
-};
 
 /// Mixes what the three vertices of the hit's triangle have.
 class Mix {

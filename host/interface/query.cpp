@@ -45,10 +45,30 @@ constexpr std::array<Answer, miQ_COUNT> makeTable() {
     assignRange(table, answerAboutTransform, miQ_TRANS_INTERNAL_TO_WORLD, miQ_TRANS_OBJECT_TO_WORLD);
     assignRange(table, answerAboutLightProfile, miQ_LIGHTPROFILE_PHI_MIN, miQ_LIGHTPROFILE_THETA_RES);
     assign(table, answerAboutState,
-           {miQ_VERSION, miQ_DATE, miQ_NUM_GLOBAL_LIGHTS, miQ_GLOBAL_LIGHTS, miQ_NUM_TEXTURES, miQ_NUM_BUMPS,
-            miQ_GEO_LABEL, miQ_GEO_DATA, miQ_GEO_HAS_DERIVS, miQ_FINALGATHER_STATE, miQ_PIXEL_SAMPLE,
-            miQ_SCENE_ROOT_GROUP, miQ_SCENE_BBOX_ALL, miQ_SAMPLE_MOVING, miQ_STAGE, miQ_LIGHT_SAMPLE_COORD,
-            miQ_LIGHT_NORMAL, miQ_PRI_INDEX, miQ_PRI_NUM_VERTICES});
+           {miQ_VERSION,
+            miQ_DATE,
+            miQ_NUM_GLOBAL_LIGHTS,
+            miQ_GLOBAL_LIGHTS,
+            miQ_NUM_TEXTURES,
+            miQ_NUM_BUMPS,
+            miQ_GEO_LABEL,
+            miQ_GEO_DATA,
+            miQ_GEO_HAS_DERIVS,
+            miQ_FINALGATHER_STATE,
+            miQ_PIXEL_SAMPLE,
+            miQ_SCENE_ROOT_GROUP,
+            miQ_SCENE_BBOX_ALL,
+            miQ_SAMPLE_MOVING,
+            miQ_STAGE,
+            miQ_LIGHT_SAMPLE_COORD,
+            miQ_LIGHT_NORMAL,
+            miQ_PRI_INDEX,
+            miQ_PRI_NUM_VERTICES,
+            miQ_HAIR_RADIUS,
+            miQ_HAIR_NUM_USERS,
+            miQ_HAIR_USERS,
+            miQ_HAIR_NUM_TEXTURES,
+            miQ_NUM_USERS});
     return table;
 }
 

@@ -1,4 +1,5 @@
 // Questions about the running shader, the state, textures and spaces.
+#include "geometry/hair.h"
 #include "interface/query.h"
 #include "lights/lights.h"
 #include "tracing/shader_table.h"
@@ -66,7 +67,28 @@ bool answerAboutCall(const Query& query) {
     return query.answer(static_cast<miBoolean>(frame->isRoot));
 }
 
+/// The numbers stay until the running shader returns.
+bool answerAboutHair(const Query& query, const Hit& hit) {
+    const Hair& hair = *hit.instance->hair;
+    const std::size_t users = hairUsers(hair);
+    switch (query.code) {
+        case miQ_HAIR_RADIUS: return query.answer(static_cast<miScalar>(hairRadius(hit)));
+        case miQ_HAIR_NUM_TEXTURES:
+            return query.answer(hair.source->perHair.textures + hair.source->perVertex.textures);
+        case miQ_NUM_USERS:
+        case miQ_HAIR_NUM_USERS: return query.answer(static_cast<int>(users));
+        case miQ_HAIR_USERS: {
+            if (users == 0) return false;
+            auto* values = contextOf(query.state).arena.allocateArray<miScalar>(users);
+            fillHairUsers(hit, values);
+            return query.answer(static_cast<const miScalar*>(values));
+        }
+        default: return false;
+    }
+}
+
 bool answerAboutHit(const Query& query, const Hit& hit) {
+    if (hit.instance->hair && answerAboutHair(query, hit)) return true;
     const RenderScene& scene = *contextOf(query.state).scene;
     const HitListSizes sizes = scene.geometry->listSizes(*hit.instance);
     switch (query.code) {
@@ -79,7 +101,7 @@ bool answerAboutHit(const Query& query, const Hit& hit) {
             return object && query.answer(object->userdata);
         }
         case miQ_PRI_INDEX: return query.answer(hit.primitive);
-        case miQ_PRI_NUM_VERTICES: return query.answer(3);
+        case miQ_PRI_NUM_VERTICES: return query.answer(hit.instance->hair ? 2 : 3);
         default: return false;
     }
 }

@@ -28,7 +28,7 @@ extern "C" {
 miBoolean mi_tri_vectors(miState* state, int which, int index, const miVector** a, const miVector** b,
                          const miVector** c) {
     const Hit* hit = hitOf(state);
-    if (!hit || index < 0) return miFALSE;
+    if (!hit || !hit->instance->mesh || index < 0) return miFALSE;
     const Mesh& mesh = *hit->instance->mesh;
     std::size_t stride = 0;
     const std::vector<miVector>* list = listOf(mesh, which, stride);

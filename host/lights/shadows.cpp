@@ -139,6 +139,7 @@ bool shadowsAreOn(const miOptions& options) { return options.shadow && (options.
 
 bool receivesShadows(const miState* light) {
     const Hit* lit = light->parent ? hitOf(light->parent) : nullptr;
+    if (!lit) lit = contextOf(light).shading.hit;
     return !lit || (lit->instance->flags & miTRACE_SHADOW_RECEIVE) != 0;
 }
 

@@ -96,6 +96,7 @@ private:
             options_->min_samples = settings_.samples->first;
             options_->max_samples = settings_.samples->second;
         }
+        if (settings_.hair) options_->no_hair = !*settings_.hair;
         if (settings_.tiles.tileSize == 0) settings_.tiles.tileSize = options_->task_size;
         if (options_->filter != 'b')
             warning("RC",
@@ -133,6 +134,11 @@ private:
         const SceneGeometry::Statistics statistics = scene_.geometry->statistics();
         info("GEOM", "{} triangles in {} meshes, {} instances, ready in {:.2f} s", statistics.triangles,
              statistics.meshes, statistics.instances, statistics.buildSeconds);
+        if (statistics.hairs > 0)
+            info("GEOM", "{} hairs of {} pieces with {:.1f} bytes each; ray tracing structures of the scene: {:.1f} MB",
+                 statistics.hairs, statistics.hairPieces,
+                 static_cast<double>(statistics.hairBytes) / static_cast<double>(statistics.hairPieces),
+                 static_cast<double>(statistics.kernelBytes) / 1e6);
     }
 
     /// The camera's window clipped to the image, and a check that its buffers fit into memory.

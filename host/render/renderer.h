@@ -19,6 +19,7 @@ struct RenderSettings {
     std::optional<std::pair<int, int>> samples;  ///< minimum, maximum level
     std::filesystem::path fileName;              ///< replaces the name of the first image file
     std::filesystem::path fileDirectory;         ///< where relative file names begin
+    std::optional<bool> hair;                    ///< off: hairs are left out
     bool previews = false;                       ///< a PNG of the picture and a sheet of all passes beside it
     bool continueWithoutTextures = false;
     std::function<void(const RenderProgress&)> progress = [](const RenderProgress&) {};

@@ -120,6 +120,9 @@ inline V3d transformNormal(const V3d& n, const M44d& inverse) {
     return {n.dot(row(inverse, 0)), n.dot(row(inverse, 1)), n.dot(row(inverse, 2))};
 }
 
+/// The factor by which a matrix changes lengths, in the mean of all directions: the root of how it changes volumes.
+inline double meanScale(const M44d& m) { return std::cbrt(std::abs(dot(row(m, 0), cross(row(m, 1), row(m, 2))))); }
+
 /// Mirroring matrices turn triangles inside out.
 inline bool mirrors(const M44d& m) { return dot(row(m, 0), cross(row(m, 1), row(m, 2))) < 0; }
 

@@ -50,7 +50,9 @@ void pixelSides(const Camera& camera, const miState* state, V3d sides[2]) {
 
 bool pixelFootprint(Footprint& result, const miState* state) {
     const Camera* camera = contextOf(state).scene->projection.get();
-    if (!camera || !hitOf(state) || !state->derivs || !isSeenByPixels(*state)) return false;
+    const Hit* hit = hitOf(state);
+    // Texture coordinates of a hair are not where it is: they do not change along its derivatives.
+    if (!camera || !hit || hit->instance->hair || !state->derivs || !isSeenByPixels(*state)) return false;
     const V3d alongU = wide(state->derivs[0]), alongV = wide(state->derivs[1]);
     const double uu = dot(alongU, alongU), uv = dot(alongU, alongV), vv = dot(alongV, alongV);
     const double det = uu * vv - uv * uv;

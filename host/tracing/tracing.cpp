@@ -65,8 +65,8 @@ bool shadeSurroundings(ThreadContext& context, miState* state, miColor* result) 
 /// The shaders of what the ray met, or of the surroundings where it met nothing, and of what it came through.
 bool shade(ThreadContext& context, miState* state, miColor* result) {
     const double dist = state->dist;
-    const RunningHit callers = std::exchange(context.shading, {state->environment, false});
     const Hit* hit = hitOf(state);
+    const RunningHit callers = std::exchange(context.shading, {state->environment, false, hit});
     const bool ok = !hit                     ? shadeSurroundings(context, state, result)
                     : hit->instance->isLight ? shadeLight(context, state, *hit, result)
                                              : shadeSurface(context, state, result);

@@ -116,7 +116,7 @@ typedef enum miQ_type {
     miQ_DATA_NEEDSWAP = 110,   /* miBoolean: block written with the other byte order */
     miQ_INST_GLOBILLUM = 111,
     miQ_OBJ_GLOBILLUM = 112,
-    miQ_HAIR_RADIUS = 113,
+    miQ_HAIR_RADIUS = 113, /* miScalar: half the width of the hair where it was hit */
     miQ_GEO_DATA = 114,
     miQ_IMAGE_COLORCLIP = 115,
     miQ_TILE_PIXELS = 116,
@@ -167,8 +167,8 @@ typedef enum miQ_type {
     miQ_PRI_ASSEMBLY_INST_TAG = 162, /* miTag: assembly instance of the hit */
     miQ_BUMP_BASIS = 163,
     miQ_FUNC_PARAM_VALUE = 165, /* takes two more arguments: name, miParam_type */
-    miQ_HAIR_NUM_USERS = 166,
-    miQ_HAIR_USERS = 167,
+    miQ_HAIR_NUM_USERS = 166,   /* int: user numbers of the hair and its vertices */
+    miQ_HAIR_USERS = 167,       /* miScalar*: these numbers where it was hit */
     miQ_PRI_VERTICES_POINTS = 168,
     miQ_PRI_VERTICES_NORMALS = 169,
     miQ_PRI_VERTICES_MOTION = 170,
@@ -183,7 +183,7 @@ typedef enum miQ_type {
     miQ_PRI_VERTICES_DERIVS_UV = 179,
     miQ_PRI_PARTICLE_INDEX = 180,
     miQ_PRI_NUM_VERTICES = 181,
-    miQ_HAIR_NUM_TEXTURES = 182,
+    miQ_HAIR_NUM_TEXTURES = 182, /* int: texture numbers of the hair and its vertices */
     miQ_NUM_MOTIONS = 183,
     miQ_PRI_PARTICLE_TYPE = 184,
     miQ_PRI_PARTICLE_UV = 185,

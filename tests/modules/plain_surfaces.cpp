@@ -217,3 +217,16 @@ TEST_SHADER(plain_texture_filter, TextureFilter) {
     for (int i = 2; i < 16; ++i) HOLDS((i % 4 < 2 && i / 4 != 2) || to_texture[i] == (i % 5 == 0 ? 1 : 0));
     return mi_lookup_filter_color_texture(result, state, VALUE(tex), VALUE(norecord) ? nullptr : &filter, to_texture);
 }
+
+/// What is known of a hair: half its width, how many texture and user numbers there are, the last of these.
+TEST_SHADER(plain_hair, void) {
+    miScalar radius = -1;
+    const miScalar* users = nullptr;
+    int textures = -1, count = 0;
+    mi_query(miQ_HAIR_RADIUS, state, 0, &radius);
+    mi_query(miQ_HAIR_NUM_TEXTURES, state, 0, &textures);
+    mi_query(miQ_HAIR_NUM_USERS, state, 0, &count);
+    *result = {radius, miScalar(textures), miScalar(count), -1};
+    if (mi_query(miQ_HAIR_USERS, state, 0, &users)) result->a = users[count - 1];
+    return miTRUE;
+}

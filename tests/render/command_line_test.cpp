@@ -37,16 +37,12 @@ TEST_F(CommandLine, HelpVersionAndWrongUse) {
         std::vector<std::string> arguments;
         int exitCode;
         const char* says;
-    } cases[] = {{{"-help"}, 0, "-texture_continue"},
-                 {{"-he"}, 0, "-file_name"},
-                 {{"-version"}, 0, "lumorender "},
-                 {{"-nonsense", "scene.mi"}, 2, "nonsense"},
+    } cases[] = {{{"-help"}, 0, "-texture_continue"},      {{"-he"}, 0, "-file_name"},
+                 {{"-version"}, 0, "lumorender "},         {{"-nonsense", "scene.mi"}, 2, "nonsense"},
                  {{"-t", "2", "scene.mi"}, 2, "-threads"},  // -threads or -task_size or -texture_continue
-                 {{"-verbose", "loud"}, 2, "loud"},
-                 {{"-threads", "0"}, 2, "threads"},
-                 {{"-threads", "many"}, 2, "threads"},
-                 {{"-resolution", "10"}, 2, "resolution"},
-                 {{"a.mi", "b.mi"}, 2, "b.mi"}};
+                 {{"-verbose", "loud"}, 2, "loud"},        {{"-threads", "0"}, 2, "threads"},
+                 {{"-threads", "many"}, 2, "threads"},     {{"-resolution", "10"}, 2, "resolution"},
+                 {{"-hair", "maybe"}, 2, "hair"},          {{"a.mi", "b.mi"}, 2, "b.mi"}};
     for (const auto& c : cases) {
         const Outcome outcome = run(c.arguments);
         EXPECT_EQ(outcome.exitCode, c.exitCode) << c.says << outcome.messages;

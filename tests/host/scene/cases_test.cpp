@@ -276,7 +276,8 @@ std::string Case::describe(const std::string& name) {
 }
 
 /// Instance, material and label; distance, point, normal, geometric normal, cosine to the ray and side. For each
-/// texture space coordinates, derivatives (of the first alone) and bump basis.
+/// texture space coordinates, derivatives (of the first alone) and bump basis. On hair: the place across and along it
+/// and along its piece, derivatives along and across, and texture coordinates.
 std::string Case::shot(const std::string& given) {
     Ray ray = rayFrom({}, {});
     bool turns = true;
@@ -294,6 +295,11 @@ std::string Case::shot(const std::string& given) {
     std::string text = asText(nameOf(s.instance), nameOf(s.material), s.label, s.dist, s.point, s.normal, s.normal_geom,
                               s.dot_nd, s.inv_normal ? "back" : "front");
     const HitListSizes sizes = geometry->listSizes(*hit->hit.instance);
+    if (hit->hit.instance->hair) {
+        text += asText(" |", s.bary[0], s.bary[1], s.bary[2], "|", s.derivs[0], s.derivs[1]);
+        for (std::uint32_t i = 0; i < sizes.textures; ++i) text += asText(" |", s.tex_list[i]);
+        return text;
+    }
     EXPECT_EQ(asText(s.bary[0] + s.bary[1] + s.bary[2], s.tex_list != nullptr, s.bump_x_list != nullptr,
                      s.derivs != nullptr, sizes.derivatives),
               sizes.textures ? "1 true true true true" : "1 false false false false");

@@ -14,6 +14,9 @@ TEST_F(Language, Bytes) {
               "` integer `" + corners + "` integer `" + std::string("\0\0\1\2", 4) + "` end trilist end object");
     const PolygonGroupSource& list = detail<ObjectSource>("list").groups.at(0);
     EXPECT_EQ(asText(detail<ObjectSource>("o").groups.at(0).vectors), "1 56.094 8.6333 4 5 6 1 56.094 8.6333");
+    readClean("object \"h\" hair scalar [ 6 ] `" + vector + vector + "` hair [ 2 ] `" +
+              std::string("\0\0\0\0\0\0\0\6", 8) + "` end hair end object");
+    EXPECT_EQ(asText(detail<ObjectSource>("h").hair->scalars), "1 56.094 8.6333 1 56.094 8.6333");
     EXPECT_EQ(asText(list.vectors, list.polygons.at(0).label, list.corners), "1 56.094 8.6333 258 0 0 0");
 }
 
