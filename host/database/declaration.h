@@ -75,6 +75,17 @@ struct MemberConnection : Detail {
     std::size_t size = 0;
 };
 
+/// The detail of a miSCENE_FUNCTION element that stands for a phenomenon, whose shaders have been made for it alone.
+struct PhenomenonInstance : Detail {
+    /// Shaders that the camera gets with it. Those of higher priority run later, the camera's own at 0.
+    struct CameraShaders {
+        miTag shaders = 0;
+        int priority = 0;
+    };
+    miTag root = 0;  ///< function or list that is called in its place
+    CameraShaders lens, volume, environment;
+};
+
 /// The detail of a miSCENE_FLIST element: shaders that are called one after another with the same result.
 /// A slot (material shader, lens, state shaders ...) names a FUNCTION or, for more than one, an FLIST.
 struct FunctionList : Detail {

@@ -195,11 +195,6 @@ const StatementTable<Scene>& commands() {
     return table;
 }
 
-bool isTextureWord(const Token& token) {
-    return token.isSymbol("color") || token.isSymbol("scalar") || token.isSymbol("vector") || token.isSymbol("local") ||
-           token.isSymbol("filter") || token.isSymbol("writable");
-}
-
 bool isPrefix(std::string_view word) { return word == "incremental" || word == "private" || word == "session"; }
 
 void readCommand(Scene& scene) {
@@ -212,6 +207,11 @@ void readCommand(Scene& scene) {
 }
 
 }  // namespace
+
+bool isTextureWord(const Token& token) {
+    return token.isSymbol("color") || token.isSymbol("scalar") || token.isSymbol("vector") || token.isSymbol("local") ||
+           token.isSymbol("filter") || token.isSymbol("writable");
+}
 
 bool isCommand(std::string_view word) {
     Token token;

@@ -15,6 +15,13 @@ void readObject(SceneContext& scene);
 void readInstance(SceneContext& scene);
 void readInstanceGroup(SceneContext& scene);
 
+/// At one of the words that begin a texture.
+bool isTextureWord(const Token& token);
+
+/// One use of a phenomenon: the tag of a shader, material or light. Throws SyntaxError where it cannot be used.
+miTag makePhenomenon(SceneContext& scene, const Place& place, const std::string& name, miTag declaration,
+                     const ParameterBlock& block, int given);
+
 /// At `local`, `filter`, `writable` or the kind of texture.
 void readTexture(SceneContext& scene);
 

@@ -10,6 +10,10 @@ namespace lumorender {
 namespace {
 
 bool readAll(SceneContext& scene, const std::string& name, const std::filesystem::path& directory, std::string text) {
+    scene.onPhenomenon = [&scene](const Place& place, const std::string& shader, miTag declaration,
+                                  const ParameterBlock& block, int given) {
+        return makePhenomenon(scene, place, shader, declaration, block, given);
+    };
     try {
         scene.in.open(name, directory, std::move(text));
         readCommands(scene);

@@ -9,11 +9,14 @@ namespace {
 /// What a parameter block may take at most: 64 MB, far above any real record, so that sizes fit all their fields.
 constexpr std::size_t kLargestRecord = std::size_t{1} << 26;
 
-constexpr std::string_view kUnsupportedPhenomenon = "phenomena are not supported yet, their shaders cannot be used";
+std::string_view bodyOf(const Declaration& declaration) {
+    const auto* phenomenon = dynamic_cast<const PhenomenonDeclaration*>(&declaration);
+    return phenomenon ? std::string_view(phenomenon->body.begin, phenomenon->body.end) : std::string_view();
+}
 
 bool isSame(const Declaration& a, const Declaration& b) {
-    return a.kind == b.kind && a.version == b.version && isSameLayout({a.result}, {b.result}) &&
-           isSameLayout(a.parameters, b.parameters);
+    return bodyOf(a) == bodyOf(b) && a.kind == b.kind && a.version == b.version &&
+           isSameLayout({a.result}, {b.result}) && isSameLayout(a.parameters, b.parameters);
 }
 
 void lookUpFunctions(SceneContext& scene, Declaration& declaration) {
@@ -39,14 +42,19 @@ void readRequirements(SceneContext& scene, Declaration& declaration) {
     }
 }
 
-/// The body of a phenomenon holds elements of its own, with their own `end`.
-void skipPhenomenonBody(Cursor& in) {
+/// The body of a phenomenon holds elements of its own, with their own `end`. It is read when the phenomenon is used,
+/// once for each use.
+TextSpan skipPhenomenonBody(Cursor& in) {
+    const Place begin = in.place();
     while (!in.at("end") || in.followingWord() != "declare") {
         if (in.atEnd()) in.fail("\"end declare\"");
         in.skipGroup();
     }
     in.expect("end");
+    if (in.place().source != begin.source) in.fail("the end of a phenomenon in the file where it begins");
+    const TextSpan body{begin.source, begin.at, in.current().text.data() + in.current().text.size()};
     in.expect("declare");
+    return body;
 }
 
 void layOutDeclaration(SceneContext& scene, Declaration& declaration) {
@@ -84,10 +92,12 @@ void storeDeclaration(SceneContext& scene, std::unique_ptr<Declaration> declarat
 void readDeclaration(SceneContext& scene) {
     Cursor& in = scene.in;
     const Place place = in.place();
-    auto declaration = std::make_unique<Declaration>();
+    const bool isPhenomenon = in.accept("phenomenon");
+    std::unique_ptr<Declaration> declaration =
+        isPhenomenon ? std::make_unique<PhenomenonDeclaration>() : std::make_unique<Declaration>();
     declaration->result.type = miTYPE_COLOR;
     bool hasEnd = true;
-    if (in.accept("phenomenon"))
+    if (isPhenomenon)
         declaration->kind = DeclarationKind::Phenomenon;
     else if (in.accept("data"))
         declaration->kind = DeclarationKind::Data;
@@ -98,9 +108,8 @@ void readDeclaration(SceneContext& scene) {
     declaration->name = in.readName("the name of a declaration");
     declaration->parameters = readParameterDeclarations(scene, '(');
     layOutDeclaration(scene, *declaration);
-    if (declaration->kind == DeclarationKind::Phenomenon) {
-        scene.problems.unsupported(place, std::string(kUnsupportedPhenomenon));
-        skipPhenomenonBody(in);
+    if (isPhenomenon) {
+        static_cast<PhenomenonDeclaration&>(*declaration).body = skipPhenomenonBody(in);
     } else if (hasEnd || (in.at("end") && in.followingWord() == "declare")) {
         readRequirements(scene, *declaration);
     }
@@ -115,12 +124,9 @@ Declaration* requireShaderDeclaration(SceneContext& scene, std::string_view name
         scene.problems.error(place, fmt::format("shader \"{}\" is not declared", name));
         return nullptr;
     }
-    if (declaration->kind == DeclarationKind::Phenomenon) {
-        scene.problems.error(place, fmt::format("\"{}\" is a phenomenon, and these are not supported yet", name));
-        return nullptr;
-    }
-    if (!declaration->entry.call) lookUpFunctions(scene, *declaration);
-    if (!declaration->entry.call && scene.settings.functionsRequired) {
+    const bool isPhenomenon = declaration->kind == DeclarationKind::Phenomenon;
+    if (!isPhenomenon && !declaration->entry.call) lookUpFunctions(scene, *declaration);
+    if (!isPhenomenon && !declaration->entry.call && scene.settings.functionsRequired) {
         scene.problems.error(place, fmt::format("no linked module has the function of shader \"{}\"", name));
         return nullptr;
     }

@@ -8,6 +8,11 @@
 
 namespace lumorender {
 
+/// The body is read once for each use. The text is that of the scene while it is read.
+struct PhenomenonDeclaration : Declaration {
+    TextSpan body;  ///< up to and including "end declare"
+};
+
 /// Behind `declare`.
 void readDeclaration(SceneContext& scene);
 

@@ -67,7 +67,7 @@ ParameterBlock editedBlock(SceneContext& scene, const std::string& name, miTag d
 miTag storeFunction(SceneContext& scene, const std::string& name, miTag declarationTag, const Declaration& declaration,
                     const ParameterBlock& block, int given) {
     miFunction head{};
-    head.type = miFUNCTION_C;
+    head.type = declaration.kind == DeclarationKind::Phenomenon ? miFUNCTION_PHEN : miFUNCTION_C;
     head.function_decl = declarationTag;
     head.parameter_size = static_cast<int>(block.size());
     head.result_size = static_cast<int>(declaration.result.elementSize);
@@ -83,7 +83,10 @@ miTag copyFunction(SceneContext& scene, const std::string& name, miTag source) {
     if (!function) return miNULLTAG;
     const auto* bytes = reinterpret_cast<const std::byte*>(function);
     const std::vector<std::byte> record(bytes, bytes + scene.database.size(source));
-    return scene.storeBytes(name, miSCENE_FUNCTION, record.data(), record.size(), nullptr);
+    std::unique_ptr<Detail> detail;
+    if (const auto* phenomenon = scene.database.detail<PhenomenonInstance>(source))
+        detail = std::make_unique<PhenomenonInstance>(*phenomenon);
+    return scene.storeBytes(name, miSCENE_FUNCTION, record.data(), record.size(), std::move(detail));
 }
 
 void inheritParameters(SceneContext& scene, miTag main, miTag function) {

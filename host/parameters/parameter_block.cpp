@@ -77,21 +77,20 @@ void ParameterBlock::copyFrom(const ParameterBlock& other, std::size_t at) {
 
 void ParameterBlock::takeRecord(const std::vector<Parameter>& parameters, std::size_t base, const ParameterBlock& other,
                                 std::size_t otherBase) {
-    for (const Parameter& parameter : parameters) {
-        if (!parameter.isArray) {
-            takeElement(parameter, base + parameter.elementOffset, other, otherBase + parameter.elementOffset);
-            continue;
-        }
-        miInteger span[2] = {};  // start and count
-        std::memcpy(span, other.values_.data() + otherBase + parameter.offset, sizeof span);
-        if (span[1] == 0) continue;
-        const auto count = static_cast<std::size_t>(span[1]);
-        const std::size_t first = appendArray(parameter, base, count);
-        const std::size_t otherFirst =
-            otherBase + parameter.elementOffset + static_cast<std::size_t>(span[0]) * parameter.elementSize;
-        for (std::size_t k = 0; k < count; ++k)
-            takeElement(parameter, first + k * parameter.elementSize, other, otherFirst + k * parameter.elementSize);
-    }
+    for (const Parameter& parameter : parameters) take(parameter, base, other, parameter, otherBase);
+}
+
+void ParameterBlock::take(const Parameter& to, std::size_t base, const ParameterBlock& other, const Parameter& from,
+                          std::size_t otherBase) {
+    if (!to.isArray) return takeElement(to, base + to.elementOffset, other, otherBase + from.elementOffset);
+    const auto start = other.get<miInteger>(otherBase + from.offset);
+    const auto length = other.get<miInteger>(otherBase + from.offset + sizeof(miInteger));
+    if (length == 0) return;
+    const auto count = static_cast<std::size_t>(length);
+    const std::size_t first = appendArray(to, base, count);
+    const std::size_t otherFirst = otherBase + from.elementOffset + static_cast<std::size_t>(start) * from.elementSize;
+    for (std::size_t k = 0; k < count; ++k)
+        takeElement(to, first + k * to.elementSize, other, otherFirst + k * from.elementSize);
 }
 
 void ParameterBlock::takeElement(const Parameter& parameter, std::size_t at, const ParameterBlock& other,

@@ -40,11 +40,20 @@ public:
     std::size_t appendElement(const Parameter& parameter);
     /// Copies all of `other`, which must fit, to this place.
     void copyFrom(const ParameterBlock& other, std::size_t at);
+    /// Takes a parameter of `other` that has the type of `to`.
+    void take(const Parameter& to, std::size_t base, const ParameterBlock& other, const Parameter& from,
+              std::size_t otherBase);
     /// Takes the record of `other` that has these parameters, its arrays included.
     void takeRecord(const std::vector<Parameter>& parameters, std::size_t base, const ParameterBlock& other,
                     std::size_t otherBase);
 
     std::size_t size() const { return values_.size(); }
+    template <class T>
+    T get(std::size_t at) const {
+        T value;
+        std::memcpy(&value, values_.data() + at, sizeof value);
+        return value;
+    }
     const std::byte* values() const { return values_.data(); }
     const std::byte* ghosts() const { return ghosts_.data(); }
     bool hasConnections() const { return hasConnections_; }

@@ -1,6 +1,7 @@
 #include "parameters/parameter_values.h"
 
 #include "parsing/named_values.h"
+#include "parameters/interface_parameters.h"
 #include "parameters/shader_calls.h"
 
 #include <fmt/format.h>
@@ -57,6 +58,7 @@ void ParameterReader::readValue(const Parameter& parameter, std::size_t base) {
 }
 
 void ParameterReader::readArray(const Parameter& parameter, std::size_t base) {
+    if (in_.accept('=')) return readInterface(parameter, base);
     if (in_.accept("null")) {
         block_.appendArray(parameter, base, 0);
         return;
@@ -175,7 +177,12 @@ void ParameterReader::readLights(const Parameter& parameter, ParameterBlock& ele
 
 void ParameterReader::readConnection(const Parameter& parameter, std::size_t at) {
     const Place place = in_.place();
-    if (in_.at("interface")) in_.fail("a shader (\"interface\" belongs into phenomena, which are not supported yet)");
+    if (in_.at("interface")) {
+        Parameter here = parameter;
+        here.isArray = false;
+        here.offset = here.elementOffset = 0;
+        return readInterface(here, at);
+    }
     const ConnectedShader source = readConnectedShader(scene_);
     if (source.tag == miNULLTAG) return;  // has been reported
     if (!connectable_)
@@ -187,6 +194,24 @@ void ParameterReader::readConnection(const Parameter& parameter, std::size_t at)
                                                         parameter.name, owner_, nameOfType(parameter.type), source.name,
                                                         nameOfType(source.result.type)));
     block_.connect(at, source.tag);
+}
+
+/// Behind `=`: a parameter takes the value of one of the phenomenon's own, connections included.
+void ParameterReader::readInterface(const Parameter& parameter, std::size_t base) {
+    const Place place = in_.place();
+    in_.expect("interface");
+    const InterfaceParameter source = readInterfaceParameter(scene_);
+    if (!source.parameter) return;  // has been reported
+    if (!isSameType(parameter, *source.parameter))
+        return scene_.problems.error(
+            place, fmt::format("parameter \"{}\" of {} has another type than the phenomenon's parameter \"{}\"",
+                               parameter.name, owner_, source.parameter->name));
+    if (containsArrays(parameter))
+        return scene_.problems.error(place,
+                                     fmt::format("parameter \"{}\" of {} holds arrays in records, which cannot be "
+                                                 "taken from an interface",
+                                                 parameter.name, owner_));
+    block_.take(parameter, base, *source.block, *source.parameter, source.base);
 }
 
 ParameterBlock readUndeclaredParameters(SceneContext& scene) {

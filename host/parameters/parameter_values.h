@@ -29,6 +29,7 @@ private:
     void readElement(const Parameter& parameter, std::size_t at);
     void readNumbers(const Parameter& parameter, std::size_t at);
     void readConnection(const Parameter& parameter, std::size_t at);
+    void readInterface(const Parameter& parameter, std::size_t base);
     void readLights(const Parameter& parameter, ParameterBlock& elements);
     miTag readName(miParam_type type);
     bool nextElement();

@@ -3,6 +3,7 @@
 #include "mi/records.h"
 #include "parameters/declarations.h"
 #include "parameters/function_record.h"
+#include "parameters/interface_parameters.h"
 #include "parameters/parameter_values.h"
 
 #include <fmt/format.h>
@@ -17,6 +18,7 @@ namespace {
 miTag readCall(SceneContext& scene, const std::string& name) {
     Cursor& in = scene.in;
     const DepthGuard guard(scene);
+    const Place place = in.place();
     if (!in.atString()) in.fail("the quoted name of a shader declaration");
     const std::string declarationName(in.current().text);
     miTag declarationTag = miNULLTAG;
@@ -30,6 +32,8 @@ miTag readCall(SceneContext& scene, const std::string& name) {
     ParameterBlock block = editedBlock(scene, name, declarationTag, *declaration);
     ParameterReader reader(scene, block, fmt::format("shader \"{}\"", declarationName), true);
     const int given = reader.readList(declaration->parameters, 0, ')');
+    if (declaration->kind == DeclarationKind::Phenomenon)
+        return scene.onPhenomenon(place, name, declarationTag, block, given);
     return storeFunction(scene, name, declarationTag, *declaration, block, given);
 }
 
@@ -50,6 +54,14 @@ miTag readReused(SceneContext& scene) {
         return defined;
     }
     scene.incremental = outer;
+    if (in.accept("interface")) {
+        const Place place = in.place();
+        const InterfaceParameter source = readInterfaceParameter(scene);
+        const bool isShader = source.parameter && source.parameter->type == miTYPE_SHADER && !source.parameter->isArray;
+        if (source.parameter && !isShader)
+            throw SyntaxError{place, fmt::format("parameter \"{}\" is no shader", source.parameter->name)};
+        return isShader ? source.block->get<miTag>(source.base + source.parameter->offset) : miNULLTAG;
+    }
     return scene.readReference({miSCENE_FUNCTION, miSCENE_FLIST}, "a shader");
 }
 

@@ -13,6 +13,15 @@
 
 namespace lumorender {
 
+struct Declaration;
+class ParameterBlock;
+
+/// The parameters of the phenomenon whose body is read.
+struct PhenomenonScope {
+    const Declaration* declaration;
+    const ParameterBlock* block;
+};
+
 struct SceneContext {
     SceneContext(Database& database, Modules& modules, SceneActions& actions, const ReaderSettings& settings);
 
@@ -31,6 +40,13 @@ struct SceneContext {
     /// The declaration that instance parameters are laid out by, from the options read last.
     miTag inheritance = 0;
     std::vector<std::string> namespaces;
+    /// Phenomena whose bodies are read, the innermost last; and how many were made in all.
+    std::vector<PhenomenonScope> phenomena;
+    int phenomenonCount = 0;
+    /// Makes the elements of a phenomenon's body for one use of it. Returns what stands for it.
+    std::function<miTag(const Place& place, const std::string& name, miTag declaration, const ParameterBlock& block,
+                        int given)>
+        onPhenomenon;
     /// How deep shaders are defined within parameter values of other shaders.
     int depth = 0;
 

@@ -32,6 +32,8 @@ public:
 
     const SourceText& source() const { return *source_; }
     const char* cursor() const { return cursor_; }
+    /// Goes on at another place of the same text.
+    void seek(const char* at) { cursor_ = at; }
 
 private:
     const char* skipBlanks(const char* at) const;

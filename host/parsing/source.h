@@ -38,6 +38,13 @@ struct Place {
     std::string text() const;
 };
 
+/// A part of a text, from the beginning of a token to the end of one.
+struct TextSpan {
+    const SourceText* source = nullptr;
+    const char* begin = nullptr;
+    const char* end = nullptr;
+};
+
 /// Reads a regular file; devices and pipes are refused because a scene could make the host wait on them for ever.
 /// @return empty, or why it failed.
 std::string loadFile(const std::filesystem::path& file, std::string& text);

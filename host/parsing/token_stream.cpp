@@ -19,6 +19,8 @@ void TokenStream::open(std::string name, const std::filesystem::path& directory,
 void TokenStream::advance() {
     for (;;) {
         scanner().next(token_);
+        const Level& level = levels_.back();
+        if (level.replayEnd && (token_.at >= level.replayEnd || token_.kind == TokenKind::End)) return endReplay();
         if (token_.complaint) problems_.error(place(), token_.complaint);
         if (token_.kind == TokenKind::Directive)
             carryOutDirective();
@@ -28,6 +30,22 @@ void TokenStream::advance() {
             break;
     }
     if (token_.kind == TokenKind::End) leaveText();
+}
+
+void TokenStream::replay(const TextSpan& span) {
+    levels_.push_back({Scanner(*span.source, unescaped_), {}, {}, span.end, token_});
+    scanner().seek(span.begin);
+    advance();
+}
+
+void TokenStream::leaveReplay() {
+    while (!levels_.back().replayEnd) levels_.pop_back();
+    endReplay();
+}
+
+void TokenStream::endReplay() {
+    token_ = levels_.back().tokenBehind;
+    levels_.pop_back();
 }
 
 /// The outermost text stays open: messages about its end need a place.

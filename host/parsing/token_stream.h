@@ -26,6 +26,12 @@ public:
     Place place() const { return {&scanner().source(), token_.at}; }
     void advance();
 
+    /// Reads a part of a text once more: its first token is current now, and behind its last one the token that was
+    /// current before.
+    void replay(const TextSpan& span);
+    /// Gives up what is left of the replay that began last.
+    void leaveReplay();
+
     /// The raw bytes that the current Backquote token begins; the token behind them is current then.
     std::string_view takeRaw(std::size_t count);
     /// Steps over a Backquote token whose length is not known.
@@ -53,6 +59,8 @@ private:
         Scanner scanner;
         std::string identity;  ///< to find files that include each other
         std::vector<Conditional> conditionals;
+        const char* replayEnd = nullptr;  ///< of a part that is read again
+        Token tokenBehind = {};           ///< current when the part ends
     };
     using Directive = void (TokenStream::*)();
 
@@ -60,6 +68,7 @@ private:
     Scanner& scanner() { return levels_.back().scanner; }
     void fetch();
     void leaveText();
+    void endReplay();
     void carryOutDirective();
 
     void readInclude();

@@ -37,7 +37,10 @@ public:
         scene_.database = &database;
         mi_init_lock(&scene_.globalLock);
     }
-    ~Render() { mi_delete_lock(&scene_.globalLock); }
+    ~Render() {
+        if (camera_) *camera_ = cameraBefore_;
+        mi_delete_lock(&scene_.globalLock);
+    }
     Render(const Render&) = delete;
     Render& operator=(const Render&) = delete;
 
@@ -80,6 +83,7 @@ private:
         const auto* instance = database_.as<miInstance>(cameraInstance, miSCENE_INSTANCE);
         cameraTag_ = instance ? instance->item : 0;
         camera_ = database_.as<miCamera>(cameraTag_, miSCENE_CAMERA);
+        if (camera_) cameraBefore_ = *camera_;
         if (!camera_)
             throw Failure(fmt::format("\"{}\" is not an instance of a camera", database_.name(cameraInstance)));
         scene_.options = options_;
@@ -189,9 +193,27 @@ private:
                 shaders_.add(light->shader, miSHADER_LIGHT);
             }
         }
+        addCameraShaders(&miCamera::lens, &PhenomenonInstance::lens);
+        addCameraShaders(&miCamera::volume, &PhenomenonInstance::volume);
+        addCameraShaders(&miCamera::environment, &PhenomenonInstance::environment);
         auto slots = std::make_shared<SlotTable>();
         slots->build(database_);
         scene_.slots = slots;
+    }
+
+    /// Phenomena bring shaders for the camera. Those of higher priority run later, the camera's own at 0 and before those
+    /// of the same priority.
+    void addCameraShaders(miTag miCamera::* slot, PhenomenonInstance::CameraShaders PhenomenonInstance::* part) {
+        std::vector<PhenomenonInstance::CameraShaders> parts{{camera_->*slot, 0}};
+        for (const PhenomenonInstance* phenomenon : shaders_.phenomena())
+            if ((phenomenon->*part).shaders) parts.push_back(phenomenon->*part);
+        if (parts.size() == 1) return;
+        std::stable_sort(parts.begin(), parts.end(),
+                         [](const auto& a, const auto& b) { return a.priority < b.priority; });
+        auto list = std::make_unique<FunctionList>();
+        for (const auto& each : parts) list->functions.push_back(each.shaders);
+        camera_->*slot = database_.create(miSCENE_FLIST, 16);
+        database_.setDetail(camera_->*slot, std::move(list));
     }
 
     bool isPointsOnly() const {
@@ -255,6 +277,7 @@ private:
     RenderScene scene_;
     miOptions* options_ = nullptr;
     miCamera* camera_ = nullptr;
+    miCamera cameraBefore_ = {};
     miTag cameraTag_ = 0;
     bool sceneIsWhole_ = true;  ///< false where broken elements had to be left out
     DataWindow window_;

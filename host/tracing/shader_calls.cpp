@@ -46,8 +46,29 @@ private:
     CallFrame frame_;
 };
 
+FunctionSpan functionsOf(const ThreadContext& context, miTag slot) { return context.scene->slots->functions(slot); }
+
+/// All of a slot's functions write the same result, one after the other.
+std::size_t resultSizeOf(const FunctionSpan& functions) {
+    std::size_t size = 0;
+    for (const FunctionRuntime* runtime : functions) size = std::max(size, runtime->resultSize);
+    return size;
+}
+
+/// The root of a phenomenon may be one member of a shader's result.
+bool callMember(ThreadContext& context, miState* state, const MemberConnection& member, miShader_type type,
+                void* result, void* argument) {
+    const Arena::Mark mark = context.arena.mark();
+    void* whole = context.arena.allocateZeroed(resultSizeOf(functionsOf(context, member.source)));
+    const bool ok = callShader(context, state, member.source, type, whole, argument, true, true);
+    if (ok) std::memcpy(result, static_cast<const std::byte*>(whole) + member.offset, member.size);
+    context.arena.release(mark);
+    return ok;
+}
+
 bool callFunction(ThreadContext& context, miState* state, FunctionRuntime& runtime, miShader_type type, void* result,
                   void* argument, bool isRoot, bool wholeResult) {
+    if (runtime.member) return callMember(context, state, *runtime.member, type, result, argument);
     if (!runtime.call) return false;
     const Invocation invocation(context, state, runtime.function, type, isRoot);
     if (wholeResult || runtime.resultSize <= sizeof(miColor))
@@ -82,11 +103,6 @@ void remember(ThreadContext& context, CallFrame& frame, const void* address, voi
     frame.evaluated[frame.evaluatedCount++] = {address, value};
 }
 
-FunctionRuntime* runtimeOf(const ThreadContext& context, miTag function) {
-    const FunctionSpan functions = context.scene->slots->functions(function);
-    return functions.count > 0 ? *functions.first : nullptr;
-}
-
 }  // namespace
 
 bool callShader(ThreadContext& context, miState* state, miTag slot, miShader_type type, void* result, void* argument,
@@ -109,23 +125,26 @@ void* evaluateParameter(miState* state, void* parameter, bool again) {
     EvaluatedParameter* entry = remembered(frame, parameter);
     if (entry && !again) return entry->value;
 
-    FunctionRuntime* runtime = runtimeOf(context, miGhostTag(state, parameter));
-    if (!runtime) return parameter;
+    FunctionSpan functions = functionsOf(context, miGhostTag(state, parameter));
+    if (functions.count == 0) return parameter;
     // A member connection evaluates its source and picks the member.
-    const MemberConnection* member = runtime->member;
-    if (member && !(runtime = runtimeOf(context, member->source))) return parameter;
+    const MemberConnection* member = (*functions.first)->member;
+    if (member && (functions = functionsOf(context, member->source)).count == 0) return parameter;
     const std::size_t offset = member ? member->offset : 0;
+    const FunctionRuntime* const source = *functions.first;
 
     // Members of one result are of one call: a surface is not shaded once for each. So whole results are remembered,
     // too, by the shader that gave them.
-    const EvaluatedParameter* known = member && !again ? remembered(frame, runtime) : nullptr;
+    const EvaluatedParameter* known = member && !again ? remembered(frame, source) : nullptr;
     std::byte* result = known ? static_cast<std::byte*>(known->value) : nullptr;
     if (!result) {
-        result = entry ? static_cast<std::byte*>(entry->value) - offset
-                       : static_cast<std::byte*>(context.arena.allocate(runtime->resultSize));
-        std::memset(result, 0, runtime->resultSize);
-        callFunction(context, state, *runtime, miSHADER_TEXTURE, result, nullptr, false, true);
-        remember(context, frame, runtime, result);
+        const std::size_t size = resultSizeOf(functions);
+        result = static_cast<std::byte*>(entry ? static_cast<std::byte*>(entry->value) - offset
+                                               : context.arena.allocate(size));
+        std::memset(result, 0, size);
+        for (FunctionRuntime* runtime : functions)
+            callFunction(context, state, *runtime, miSHADER_TEXTURE, result, nullptr, false, true);
+        remember(context, frame, source, result);
     }
     if (!entry) remember(context, frame, parameter, result + offset);
     return result + offset;

@@ -81,6 +81,11 @@ void ShaderTable::addFunction(miTag tag, miShader_type type) {
         open_.erase(tag);
         return;
     }
+    if (const auto* phenomenon = database_.detail<PhenomenonInstance>(tag)) {
+        addPhenomenon(runtime, *phenomenon, type);
+        open_.erase(tag);
+        return;
+    }
     const auto* declaration = database_.detail<Declaration>(function->function_decl);
     if (!declaration) throw Failure(fmt::format("shader \"{}\" has no declaration", database_.name(tag)));
     if (!declaration->entry.call)
@@ -93,6 +98,25 @@ void ShaderTable::addFunction(miTag tag, miShader_type type) {
     open_.erase(tag);
 
     uses_.push_back({&runtime, type, declarationIndex(*declaration, runtime, type)});
+}
+
+/// Its root is called in its place; whoever provides the memory must know how large the result is.
+void ShaderTable::addPhenomenon(FunctionRuntime& runtime, const PhenomenonInstance& phenomenon, miShader_type type) {
+    add(phenomenon.root, type);
+    runtime.resultSize = resultSizeOf(phenomenon.root);
+    phenomena_.push_back(&phenomenon);
+    add(phenomenon.lens.shaders, miSHADER_LENS);
+    add(phenomenon.volume.shaders, miSHADER_VOLUME);
+    add(phenomenon.environment.shaders, miSHADER_ENVIRONMENT);
+}
+
+std::size_t ShaderTable::resultSizeOf(miTag slot) const {
+    std::size_t size = sizeof(miColor);
+    if (const auto* function = database_.as<miFunction>(slot, miSCENE_FUNCTION))
+        return std::max(size, runtimeOf(function)->resultSize);
+    if (const auto* list = database_.detail<FunctionList>(slot))
+        for (const miTag member : list->functions) size = std::max(size, resultSizeOf(member));
+    return size;
 }
 
 // Every word of the ghost block that is neither empty nor the mark of a plain value names a connected shader.
@@ -189,7 +213,9 @@ void SlotTable::build(const Database& database) {
 }
 
 void SlotTable::addFunctions(const Database& database, miTag tag) {
-    if (const auto* function = database.as<miFunction>(tag, miSCENE_FUNCTION)) {
+    if (const auto* phenomenon = database.detail<PhenomenonInstance>(tag)) {
+        addFunctions(database, phenomenon->root);
+    } else if (const auto* function = database.as<miFunction>(tag, miSCENE_FUNCTION)) {
         if (FunctionRuntime* runtime = runtimeOf(function)) runtimes_.push_back(runtime);
     } else if (const auto* list = database.detail<FunctionList>(tag)) {
         for (const miTag member : list->functions) addFunctions(database, member);

@@ -50,6 +50,9 @@ public:
     /// Instance exits, then shader-level exits, in reverse order.
     void finish(ThreadContext& context);
 
+    /// Those that a render can call.
+    const std::vector<const PhenomenonInstance*>& phenomena() const { return phenomena_; }
+
 private:
     struct DeclarationRuntime {
         const Declaration* declaration = nullptr;
@@ -64,6 +67,8 @@ private:
     };
 
     void addFunction(miTag tag, miShader_type type);
+    void addPhenomenon(FunctionRuntime& runtime, const PhenomenonInstance& phenomenon, miShader_type type);
+    std::size_t resultSizeOf(miTag slot) const;
     void addConnections(const miFunction& function);
     void addNamedShaders(const std::vector<Parameter>& parameters, const miFunction& function, std::size_t base);
     void addNamedShader(const Parameter& parameter, const miFunction& function, std::size_t offset);
@@ -73,6 +78,7 @@ private:
     std::deque<FunctionRuntime> runtimes_;
     std::vector<DeclarationRuntime> declarations_;
     std::vector<Use> uses_;
+    std::vector<const PhenomenonInstance*> phenomena_;
     std::set<miTag> seen_;
     std::set<miTag> open_;  ///< functions whose connections are being followed: meeting one again is a cycle
     bool initialised_ = false;
