@@ -70,20 +70,17 @@ struct MisssFastShaderXAdapterHelper {
     static constexpr bool kCastsShadow = false;
 };
 
-/* Both paints; the coat is the car paint's alone. */
+/* Both paints; the coat and the dirt are the car paint's alone. */
 struct PaintRoutes {
     static constexpr AdapterRoute kRoutes[] = {
-        {kPassDiffuseMaterialColor, "diffuse_level", false},
-        {kPassDirectIrradiance, "diffuse_raw"},
-        {kPassDirectIrradianceNoShadow, "diffuse_raw"},
-        {kPassDiffuse, "diffuse_result"},
-        {kPassDiffuseNoShadow, "diffuse_result"},
-        {kPassSpecular, "spec_result"},
-        {kPassSpecular, "flake_result"},
-        {kPassSpecularNoShadow, "spec_result"},
-        {kPassSpecularNoShadow, "flake_result"},
-        {kPassIndirect, "irradiance_result"},
-        {kPassReflection, "reflection_result"},
+        {kPassAmbient, "ambient_result"},         {kPassDiffuseMaterialColor, "diffuse_level", false},
+        {kPassDirectIrradiance, "diffuse_raw"},   {kPassDirectIrradianceNoShadow, "diffuse_raw"},
+        {kPassDiffuse, "diffuse_result"},         {kPassDiffuse, "dirt_result"},
+        {kPassDiffuseNoShadow, "diffuse_result"}, {kPassDiffuseNoShadow, "dirt_result"},
+        {kPassSpecular, "spec_result"},           {kPassSpecular, "flake_result"},
+        {kPassSpecularNoShadow, "spec_result"},   {kPassSpecularNoShadow, "flake_result"},
+        {kPassIndirect, "irradiance_result"},     {kPassReflection, "flake_refl_result"},
+        {kPassReflection, "refl_result"},
     };
     static constexpr const char* kPublished = "struct { color \"result\" }";
     static constexpr bool kCastsShadow = false;
