@@ -27,6 +27,9 @@ namespace {
 /// The pass types of a material in the order in which a compositor asks for them: more passes repeat them.
 constexpr std::array kTypes = {0, 5, 6, 34, 3, 12, 4, 7, 8, 10, 11, 22};
 
+/// Of materials of other libraries, in bytes: the architectural one's.
+constexpr miInteger kOtherResult = 372;
+
 constexpr miUint kShadowed = 0x80, kNotSetUp = 0x800;
 
 /// What the renderer answers with.
@@ -75,9 +78,11 @@ miBoolean mi_query(miQ_type code, miState*, miTag, void* result, ...) {
         std::memcpy(result, &slot, sizeof slot);
         return miTRUE;
     }
-    const miInteger answer = code == miQ_STAGE ? answers.stage : 0;
+    const bool isSize = code == miQ_FUNC_RESULT_SIZE;
+    const miInteger answer = code == miQ_STAGE ? answers.stage : isSize ? kOtherResult : 0;
+    if (code == miQ_DECL_PARAM) return miFALSE;
     std::memcpy(result, &answer, sizeof answer);
-    return code == miQ_STAGE || code == miQ_FINALGATHER_STATE;
+    return code == miQ_STAGE || code == miQ_FINALGATHER_STATE || isSize;
 }
 
 void* mi_shaderstate_get(miState*, const char* key, int* size) {
@@ -106,6 +111,12 @@ miBoolean mi_sample_light(miColor* color, miVector* direction, miScalar* cosine,
     *direction = answers.toLight;
     *cosine = 0.8F;
     if (!answers.entries.empty()) answers.entries[0].flags &= ~kNotSetUp;
+    return miTRUE;
+}
+
+/// A material of another library, which takes no time.
+miBoolean mi_call_shader_x(miColor* result, miShader_type, miState*, miTag, void*) {
+    *result = {0.5F, 0.5F, 0.5F, 1};
     return miTRUE;
 }
 
@@ -187,6 +198,16 @@ Parameters operation(miInteger passMode, std::initializer_list<Word> words) {
 
 constexpr Word one{.scalar = 1}, half{.scalar = 0.5F}, none{.integer = 0};
 
+constexpr Word two{.integer = 2}, other{.integer = 5};
+
+/// One asset and no names.
+Parameters binder() {
+    Parameters p{};
+    constexpr std::array<Word, 3> kBlock = {none, Word{.integer = 1}, other};
+    std::memcpy(&p, kBlock.data(), sizeof kBlock);
+    return p;
+}
+
 struct Material {
     const char* name;
     bool lit;
@@ -214,6 +235,13 @@ const std::array kMaterials = {
                                                            none, none, none})},
     Material{"lumoVexaSurfaceShader", false,
              operation(3, {half, half, half, one, none, none, none, none, none, none, none, none, one, one, one, one})},
+    // Over a known plate; a surface without a map; other libraries' shaders that take no time: what remains is the frame.
+    Material{"lumoVexaUseBackground", false,
+             operation(1, {half, half, half, one,  one,  none, none, none, none, none, none,
+                           none, none, none, none, none, none, none, none, two,  one,  none})},
+    Material{"lumoVexaShadingMap", false, operation(1, {half, half, half, one, none, none, none, none, one, one})},
+    Material{"lumoVexaAssetBinder", false, binder()},
+    Material{"lumoVexaMiaMaterialXAdapter", false, operation(other.integer, {two, one})},
 };
 
 struct Module {
