@@ -73,6 +73,7 @@ void usePasses(std::size_t count) {
 extern "C" {
 
 miBoolean mi_query(miQ_type code, miState*, miTag, void* result, ...) {
+    if (code == miQ_HAIR_NUM_TEXTURES) return miFALSE;
     if (code == miQ_FUNC_USERPTR) {
         void** slot = &answers.object;
         std::memcpy(result, &slot, sizeof slot);
@@ -175,6 +176,17 @@ Parameters ramps() {
     return p;
 }
 
+/// What fibres have behind the common parameters: gray from root to tip, opaque, and a white highlight; words of their own.
+Parameters fibre(std::initializer_list<miScalar> own) {
+    Parameters p = surface({});
+    p.surface.translucence = 0.5F;
+    std::vector<miScalar> words(12, 1);
+    words.insert(words.end(), {0.4F, 0.5F, 1, 1, 1, 1, 1});
+    words.insert(words.end(), own);
+    std::memcpy(&p.gloss, words.data(), words.size() * sizeof(miScalar));
+    return p;
+}
+
 /// The sea as declared, sharp: all of its waves count.
 Parameters ocean() {
     Parameters p = surface({0.02F, 0, 0, 0, 0, 0});
@@ -223,6 +235,8 @@ const std::array kMaterials = {
     Material{"lumoVexaAnisotropic", true, surface({30, 4, 1, 0.7F, 6})},
     Material{"lumoVexaOceanShader", true, ocean()},
     Material{"lumoVexaHairTubeShader", true, surface({0, 40, -0.05F, 0.25F, 0.25F, 0.25F, 1, 15, 0.1F, 1, 1, 1, 1})},
+    Material{"lumoVexaFur", true, fibre({30, 0, 1, 0.01F, 0.01F, 30, 0})},
+    Material{"lumoVexaHairShader", true, fibre({1, 1, 1, 1, 0.25F, 0.35F, 3, 1.55F})},
     // Two layers without shaders behind them: what remains is the layering itself, of the color and of each pass.
     Material{"lumoVexaLayeredShader", false, operation(1, {none, none, Word{.integer = 2},  //
                                                            half, half, half,

@@ -77,12 +77,11 @@ public:
                 return miTRUE;
             }
         }
-        Vexabase* record = requireVexabase(in.state());
+        Vexabase* record = requireVexabase(in.state(), H::kComplaint);
         if (!record) return miFALSE;
         if (in.state()->type == miRAY_SHADOW) {
             // A shadow ray's result is one color, not a record.
-            castShadow(reinterpret_cast<miColor*>(result), in, *record);
-            return miTRUE;
+            return castShadow(reinterpret_cast<miColor*>(result), in, *record);
         }
         *result = {};
         shadeSeen(*result, in, *record);

@@ -3,6 +3,8 @@
  */
 #pragma once
 
+#include <concepts>
+
 #include "SDK/surface/surface_point.h"
 
 namespace lumo {
@@ -26,6 +28,35 @@ struct LightSample {
     miColor color = kBlack;
     miVector direction = {0, 0, 0}; /* from the point to the light */
     miScalar cosine = 0;
+};
+
+/* Light as a component sees it that scatters it by its direction. */
+struct LightFromDirection {
+    miVector direction; /* from the point to the light, unit length */
+    miScalar cosine;    /* with the normal; of an area light the integral over it */
+    miScalar strength;  /* on a plane that faces the light: 1, or of an area light the integral over it */
+};
+
+/* One component for both terms of a material that scatters light by its direction. It has, besides values():
+ *   miColor body(const Values&, const SurfacePoint&, const LightFromDirection&) const      in the place of diffuse
+ *   miColor through(const Values&, const SurfacePoint&, const LightFromDirection&) const   of translucence
+ *   miColor shine(const Values&, const SurfacePoint&, const LightFromDirection&) const     of specular
+ * and the material's helper says by isLitAllAround() whether light from behind the normal counts as any other. */
+template <class Diffuse, class Specular>
+concept ScattersByDirection = std::same_as<Diffuse, Specular>;
+
+/* Renderers ask no light from behind a surface. A hit that is not known has no such side. */
+class NoSidesScope {
+public:
+    explicit NoSidesScope(miState* state) : state_(state), hit_(state->pri) { state_->pri = nullptr; }
+    ~NoSidesScope() { state_->pri = hit_; }
+
+    NoSidesScope(const NoSidesScope&) = delete;
+    NoSidesScope& operator=(const NoSidesScope&) = delete;
+
+private:
+    miState* const state_;
+    decltype(miState::pri) const hit_;
 };
 
 /* Turns the surface around while it lives. */
@@ -94,6 +125,13 @@ private:
      * no sides. That light is asked without shadows, or the surface itself would cast one; what kind of light it is
      * only its shader tells. */
     void lightBothSides(miTag light) {
+        if constexpr (ScattersByDirection<Diffuse, Specular>) {
+            if (in_.isLitAllAround()) {
+                const NoSidesScope scope(point_.state);
+                sampleLight<Take::kFront>(light);
+                return;
+            }
+        }
         const bool bothSides = point_.translucence != 0 || point_.record->lightsBackSide;
         const Found front = sampleLight<Take::kFront>(light);
         if (!bothSides && front.samples) return;
@@ -154,8 +192,7 @@ private:
         miColor body = data_.isAmbient ? addAmbient(sample, run) : kBlack;
         if (data_.emitsDiffuse) addIrradiance(sample);
         if (point_.wants(kTermShadowRatio)) addShadow(sample.cosine);
-        if (data_.emitsDiffuse)
-            body = body + addDiffuse(sample, diffuse_.term(in_, point_, point_.diffuseMaterial, sample.cosine), run);
+        if (data_.emitsDiffuse) body = body + addDiffuse(sample, diffuseTerm(sample), run);
         run.facing += (sample.cosine + 1) / 2;
         const miColor shine = data_.emitsSpecular ? addSpecular(sample, run) : kBlack;
         addWhole(body * (1 - point_.transparency) + shine);
@@ -202,9 +239,7 @@ private:
     miColor addDiffuse(const LightSample& sample, const miColor& scattered, Run& run) {
         miColor through = kBlack;
         if (point_.translucence != 0) {
-            through = point_.color * compute_lambert_translucence(point_.state, sample.cosine, &sample.direction,
-                                                                  point_.translucence, point_.translucenceFocus,
-                                                                  point_.translucenceDepth, data_.corners);
+            through = translucence(sample);
             passes_.addLit(kPassTranslucence, through);
             passes_.addLit(kPassTranslucenceNoShadow, through);
         }
@@ -223,9 +258,35 @@ private:
         return specular;
     }
 
+    miColor diffuseTerm(const LightSample& sample) const {
+        if constexpr (ScattersByDirection<Diffuse, Specular>)
+            return specular_.body(specularValues_, point_, fromDirection(sample));
+        else
+            return diffuse_.term(in_, point_, point_.diffuseMaterial, sample.cosine);
+    }
+
+    miColor translucence(const LightSample& sample) const {
+        if constexpr (ScattersByDirection<Diffuse, Specular>)
+            return specular_.through(specularValues_, point_, fromDirection(sample));
+        else
+            return point_.color * compute_lambert_translucence(point_.state, sample.cosine, &sample.direction,
+                                                               point_.translucence, point_.translucenceFocus,
+                                                               point_.translucenceDepth, data_.corners);
+    }
+
+    LightFromDirection fromDirection(const LightSample& sample) const {
+        LightFromDirection light = {sample.direction, sample.cosine, 1};
+        mi_vector_normalize(&light.direction);
+        if (data_.corners)
+            light.strength = arealight_lambertian_reflect(&point_.state->point, &light.direction, data_.corners);
+        return light;
+    }
+
     miColor specularTerm(const LightSample& sample) const {
         if constexpr (requires { Specular::kIsBlack; }) {
             return kBlack;
+        } else if constexpr (ScattersByDirection<Diffuse, Specular>) {
+            return specular_.shine(specularValues_, point_, fromDirection(sample));
         } else {
             if (!data_.corners) return specular_.term(specularValues_, point_, sample.cosine, sample.direction);
             // A light that lies wholly behind the surface has no highlight, though the mirror may see its edge.

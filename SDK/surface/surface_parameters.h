@@ -55,6 +55,12 @@ class SurfaceHelper : public ShaderHelper<P> {
 public:
     using ShaderHelper<P>::ShaderHelper;
 
+    /* Told where the per-sample record is missing; a material may have its own. */
+    static constexpr const char* kComplaint = "LumoShaderSDK(): Internal state error.";
+
+    /* A shadow ray that has less light left ends, where the material stands behind many of its kind. */
+    static constexpr miScalar kLeastLight = 0;
+
     template <ParameterValue T>
     T common(T LambertParameters::* member) const {
         return this->evaluated(&(surface().*member));

@@ -1,7 +1,9 @@
 /* Light that passes through a surface on its way to another one. */
 #pragma once
 
+#include <algorithm>
 #include <cmath>
+#include <span>
 
 #include "SDK/color/color.h"
 #include "SDK/passes/frame_buffers.h"
@@ -52,9 +54,19 @@ miColor shadowTransmission(miState* state, Vexabase& record, const Source& sourc
     return t;
 }
 
+/* Whether less than this is left of the light, for the picture and for every pass that has shadows. */
+inline bool isDimmer(const miColor& light, std::span<const FrameBufferInfo> entries, miScalar least) {
+    const auto isDim = [least](const miColor& c) { return c.r < least && c.g < least && c.b < least; };
+    constexpr miUint kCounts = kEntryShadowed | kEntryLightContributes;
+    return isDim(light) && std::all_of(entries.begin(), entries.end(), [&](const FrameBufferInfo& entry) {
+               return (entry.flags & kCounts) != kCounts || isDim(entry.shadowValue);
+           });
+}
+
 /* A surface's share in a shadow ray: `result`, the light so far, and the passes' shadow values are attenuated. In
  * segmented mode the rest of the ray is traced from here, unless the caller does it. Returns whether light is left for
- * the picture or for some pass. */
+ * the picture or for some pass. A source with leastLight() takes less than that for none: it stands behind many of its
+ * kind. */
 template <class Source>
 miBoolean passShadow(miColor* result, miState* state, Vexabase& record, const Source& source, bool continuesSegment) {
     const bool segment = continuesSegment && state->options->shadow == 's';
@@ -82,25 +94,36 @@ miBoolean passShadow(miColor* result, miState* state, Vexabase& record, const So
     result->g *= t.g;
     result->b *= t.b;
     const bool passesLit = applyShadowTransparencyToFrameBuffers(count, entries, &t, miFALSE, state);
+    if constexpr (requires { source.leastLight(); }) {
+        if (!segment && isDimmer(*result, {entries, count}, source.leastLight())) {
+            *result = kBlack;
+            return applyShadowTransparencyToFrameBuffers(count, entries, &kBlack, miFALSE, state);
+        }
+    }
     return passesLit || !isBlack(*result);
 }
 
-/* The shadow of a surface material, when it serves as its own shadow shader. */
+/* The shadow of a surface material, when it serves as its own shadow shader. False ends the ray, which only materials
+ * with a least light do. */
 template <class H>
-void castShadow(miColor* result, const H& in, Vexabase& record) {
+miBoolean castShadow(miColor* result, const H& in, Vexabase& record) {
     struct Source {
         const H& in;
         miColor transparency() const { return in.transparency(); }
         miScalar shadowAttenuation() const { return in.common(&LambertParameters::shadowAttenuation); }
         miScalar transparencyDepth() const { return in.common(&LambertParameters::transparencyDepth); }
+        miScalar leastLight() const { return H::kLeastLight; }
     };
     miState* state = in.state();
     if (!in.common(&LambertParameters::hideSource)) {
-        passShadow(result, state, record, Source{in}, true);
-    } else if (state->options->shadow == 's') {
+        const miBoolean isLit = passShadow(result, state, record, Source{in}, true);
+        return H::kLeastLight > 0 ? isLit : miTRUE;
+    }
+    if (state->options->shadow == 's') {
         state->refraction_volume = state->volume;
         mi_trace_shadow_seg(result, state);
     }
+    return miTRUE;
 }
 
 }  // namespace lumo

@@ -20,6 +20,7 @@
  */
 #include "SDK/framework/export_shader.h"
 #include "SDK/surface/surface_gloss.h"
+#include "shaders/materials/fibre.h"
 
 #include <algorithm>
 
@@ -104,8 +105,8 @@ struct HairTubeSpecularComponent : StatelessComponent {
         const miColor second = in(&P::secondSpecularColor) * here;
         const miVector& n = point.normal;
         return {in.gloss(&GlossParameters::secondarySpecularScale),
-                {{first, in(&P::specularPower), tilted(tangent, n, in(&P::specularShift))},
-                 {second, in(&P::secondSpecularPower), tilted(tangent, n, in(&P::secondSpecularShift))}}};
+                {{first, in(&P::specularPower), tiltedTangent(tangent, n, in(&P::specularShift))},
+                 {second, in(&P::secondSpecularPower), tiltedTangent(tangent, n, in(&P::secondSpecularShift))}}};
     }
 
     miColor term(const Values& values, const SurfacePoint& point, miScalar cosine, const miVector& light) const {
@@ -116,13 +117,6 @@ struct HairTubeSpecularComponent : StatelessComponent {
             sum = sum + tinted(highlightOnRay(s, values.secondaryScale, point.state), band.color);
         }
         return sum;
-    }
-
-private:
-    static miVector tilted(const miVector& tangent, const miVector& normal, miScalar shift) {
-        miVector t = {tangent.x + shift * normal.x, tangent.y + shift * normal.y, tangent.z + shift * normal.z};
-        mi_vector_normalize(&t);
-        return t;
     }
 };
 
