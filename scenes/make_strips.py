@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Renders the strips of docs/shaders.md: a parameter of a material in five values, from left to right.
+"""Renders the strips of docs/shaders.md and docs/materials.md: a parameter of a material in five values, from left to right.
 
     scenes/make_strips.py [--renderer build/release/lumorender] [NAME ...]     all strips, or those of these names
 
@@ -7,6 +7,7 @@ Writes docs/images/strips/<name>.png. Needs nothing but Python and the renderer.
 """
 
 import argparse
+import itertools
 import math
 import pathlib
 import shutil
@@ -28,10 +29,11 @@ class Strip:
     """`values` are what the parameter takes; `shape` is ball, dog or strands."""
 
     def __init__(self, name, material, parameter, values, base="", shape="ball", light="front", wall=False, floor=False,
-                 environment=True):
+                 environment=True, group=None):
         self.name, self.material, self.parameter, self.values = name, material, parameter, values
         self.base, self.shape, self.light = base, shape, light
         self.wall, self.floor, self.environment = wall, floor, environment
+        self.group = group  # of the parameter, where it is a member
 
 
 def strips():
@@ -104,6 +106,54 @@ def strips():
     yield hairs("tipFade", fraction, hair)
 
 
+def archived_strips():
+    """Of the materials of archived scenes, whose names begin with the family's."""
+    dark = '"diffuse" .03 .03 .035'
+    glass = '"diffuse_weight" 0., "reflectivity" 1., "transparency" 1., "brdf_fresnel" on, "refr_depth" 12'
+    brushed = '"diffuse" .75 .76 .8, "refl_is_metal" on, "reflectivity" .9, "brdf_0_degree_refl" .8, "refl_gloss_samples" 16'
+    paint = ('"base_color" .35 .01 .01, "edge_color" .03 0 .01, "lit_color" .7 .06 .02, "flake_exp" 12., '
+             '"flake_reflect" .1, "flake_scale" .4')
+    wax = '"lightmap_size" 50., "samples" 64, "bump" null'
+
+    def mia(name, values, base, **more):
+        return Strip("mia_" + name, "mia_material_x", name, values, base, **more)
+
+    def car(name, values, base=paint, **more):
+        return Strip("paint_" + name, "mi_car_paint_phen", name, values, base, **more)
+
+    def simple(name, values, color, light):
+        base = wax + f', "s" {{ "specular" .15 .15 .15, "exponent" 60. }}, "a" {{ "screen_composit" off }}'
+        members = f'"diffuse_weight" .2, "overall_color" {color}, "front_sss_weight" .8, "back_sss_color" .9 .5 .2, '
+        if name != "front_sss_radius":
+            members += '"front_sss_radius" .3, "back_sss_weight" 1., "back_sss_radius" .2, '
+        else:
+            members += '"back_sss_weight" 0., '
+            base = base.replace('"samples" 64', '"samples" 192')
+        return Strip("sss_" + name, "misss_fast_simple_phen", name, values, base, shape="dog", light=light,
+                     group=("d", members))
+
+    yield mia("diffuse_roughness", ["0.", ".25", ".5", ".75", "1."], '"diffuse" .75 .5 .35, "reflectivity" 0.')
+    yield mia("reflectivity", ["0.", ".25", ".5", ".75", "1."], dark)
+    yield mia("brdf_0_degree_refl", ["0.", ".1", ".3", ".6", "1."], dark + ', "reflectivity" 1.')
+    yield mia("refl_gloss", ["1.", ".8", ".6", ".4", ".2"], dark + ', "reflectivity" .8, "refl_gloss_samples" 16')
+    yield mia("anisotropy", ["1.", "2.", "4.", "8.", "16."], brushed + ', "refl_gloss" .55')
+    yield mia("refr_ior", ["1.", "1.1", "1.33", "1.5", "2."], glass, wall=True)
+    yield mia("refr_gloss", ["1.", ".8", ".6", ".4", ".2"], glass + ', "refr_ior" 1.2, "refr_gloss_samples" 16', wall=True)
+    yield mia("refr_falloff_dist", ["20.", "5.", "2.", "1.", ".4"],
+              glass + ', "refr_ior" 1.33, "refr_falloff_on" on, "refr_falloff_color_on" on, "refr_falloff_color" .2 .6 .35',
+              wall=True)
+    yield mia("refl_base", ["0.", ".25", ".5", ".75", "1."],
+              dark + ', "reflectivity" .9, "brdf_0_degree_refl" .4, "refl_base_gloss" .35, "refl_base_gloss_samples" 16')
+    yield car("edge_color_bias", ["0.", ".5", "1.", "2.", "5."],
+              paint + ', "edge_color" .02 .05 .5, "flake_weight" 0.')
+    yield car("flake_density", ["0.", ".1", ".3", ".6", "1."])
+    yield car("flake_scale", [".06", ".2", ".5", "1.2", "3."])
+    yield car("flake_strength", [".05", ".2", ".4", ".8", "1.5"])
+    yield car("dirt_weight", ["0.", ".25", ".5", ".75", "1."])
+    yield simple("front_sss_radius", [".02", ".1", ".2", ".4", ".8"], ".95 .9 .8", "window")
+    yield simple("back_sss_depth", [".05", ".2", ".5", "1.", "2."], ".95 .8 .6", "back")
+
+
 HEAD = """link "lumovexa.so"
 link "vexabase.so"
 link "examples.so"
@@ -130,14 +180,15 @@ def write_polygon(file, name, corners, normal):
                "v 0 n 4 t 5 v 1 n 4 t 6 v 2 n 4 t 7 v 3 n 4 t 8 c 0 1 2 3 end group end object\n")
 
 
-def write_light(file, position, intensity, instance):
+def write_light(file, position, intensity, isArchived, instance):
     half = LIGHT_SIZE * math.dist(position, (0, 0, 0)) / 230
     scaling = [[(1 / half if r < 3 else 1.0) if r == c else 0.0 for c in range(4)] for r in range(4)]
     file.write(f'light "key" "lumoVexaAreaLight" ( "intensity" {intensity}, "useRayTraceShadows" on, "shadowRays" 4, '
                '"rayDepthLimit" 8 ) origin 0 0 0 end light\n'
                'light "room" "lumoVexaAmbientLight" ( "intensity" .06, "ambientShade" 0 ) origin 0 9 9 end light\n')
     instance("key_i", "key", "transform " + matrix(multiply(look(position, (0, 0, 0)), scaling)))
-    instance("room_i", "room", "")
+    if not isArchived:  # other materials take it for a lamp
+        instance("room_i", "room", "")
 
 
 def write_surroundings(file, strip, instance):
@@ -158,10 +209,16 @@ def write_surroundings(file, strip, instance):
 
 def write_cell(file, strip, cell, instance):
     x = (cell - 2) * CELL
-    file.write(f'shader "s{cell}" "{strip.material}" ( {strip.base}, "{strip.parameter}" {strip.values[cell]} )\n')
+    value = f'"{strip.parameter}" {strip.values[cell]}'
+    if strip.group:
+        value = f'"{strip.group[0]}" {{ {strip.group[1]}{value} }}'
+    file.write(f'shader "s{cell}" "{strip.material}" ( {strip.base}, {value} )\n')
     surroundings = ' environment "example_panorama" ( "tex" "studio_image" )' if strip.environment else ""
-    file.write(f'material "m{cell}" "lumoVexaShadingEngine" ( "surfaceShader" = "s{cell}" ) shadow = "s{cell}"'
-               f'{surroundings} end material\n')
+    # Materials of archived scenes stand for themselves; of those mia_material_x alone throws a shadow of its own kind.
+    surface = f'"lumoVexaShadingEngine" ( "surfaceShader" = "s{cell}" ) shadow = "s{cell}"'
+    if strip.material.startswith("mi"):
+        surface = f'= "s{cell}"' + (f' shadow = "s{cell}"' if "mia" in strip.material else "")
+    file.write(f'material "m{cell}" {surface}{surroundings} end material\n')
 
     # What is thin enough to shine through is not in its own shadow.
     shadow = " shadow off" if "translucence" in strip.name else ""
@@ -191,6 +248,8 @@ def strands():
 def write_scene(file, strip):
     eye, half = 60.0, 2.5 * CELL
     file.write(HEAD.replace("FOCAL", f"{0.5 * eye / half:.4f}"))
+    if strip.material.startswith("mi"):
+        file.write("".join(f'link "{name}.so"\n$include <{name}.mi>\n' for name in ("architectural", "paint", "subsurface")))
     file.write(f'$include "{HERE}/geometry/balls.mi"\n$include "{HERE}/geometry/dog.mi"\n')
     if strip.shape == "strands":
         write_object(file, "strands", strands())
@@ -201,7 +260,7 @@ def write_scene(file, strip):
         elements.append(name)
 
     instance("cam_i", "cam", "transform " + matrix(look((0, 9 if strip.floor else 0, eye), (0, 0, 0))))
-    write_light(file, *LIGHTS[strip.light], instance)
+    write_light(file, *LIGHTS[strip.light], strip.material.startswith("mi"), instance)
     write_surroundings(file, strip, instance)
     for cell in range(5):
         write_cell(file, strip, cell, instance)
@@ -217,7 +276,7 @@ def main():
     arguments = parser.parse_args()
     arguments.folder.mkdir(parents=True, exist_ok=True)
     with tempfile.TemporaryDirectory() as folder:
-        for strip in strips():
+        for strip in itertools.chain(strips(), archived_strips()):
             if arguments.names and strip.name not in arguments.names:
                 continue
             scene = pathlib.Path(folder) / "strip.mi"

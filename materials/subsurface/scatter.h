@@ -11,11 +11,11 @@ namespace materials {
  */
 struct Scattering {
     const LightList& lights;
-    int samples;      /* as in the parameter: the number of probes is an eighth of it */
+    int samples;      /* as in the parameter: the number of probes is a quarter of it */
     miScalar falloff; /* a place at distance r counts (1 - r / radius) ^ falloff */
     miScalar bias;    /* -1 to 1: below 0 light from the viewer's side counts more, above 0 less */
 
-    /* From the front: the mean of the light on the surface within the radius. Even light comes back as it is. */
+    /* From the front: the mean of the light on the surface within the radius, as far as it faces the same way. Even light comes back as it is. */
     miColor front(miState* state, miScalar radius) const;
 
     /*
