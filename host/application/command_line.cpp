@@ -144,6 +144,11 @@ std::optional<int> readCommandLine(int argumentCount, const char* const* argumen
     app.add_option("--resolution", resolution, "Pixels in x and y")->expected(2)->allow_extra_args(false);
     app.add_option("--samples", samples, "Minimum and maximum level: n means 4^n samples per pixel");
     app.add_option("--hair", hair, "on, off: whether hairs are rendered")->check(CLI::IsMember({"on", "off"}));
+    std::string displace;
+    app.add_option("--displace", displace, "on or off: whether materials displace geometry")
+        ->check(CLI::IsMember({"on", "off"}));
+    app.add_option("--maxdisplace", result.render.maxDisplace,
+                   "How far objects are displaced that do not say so themselves");
     app.add_option("--task_size", result.render.tiles.tileSize, "Edge of a tile in pixels")->check(CLI::Range(1, 4096));
     app.add_option("--file_name,--o", fileName, "Name of the first image file");
     app.add_option("--file_dir", fileDirectory, "Folder in which relative file names begin");
@@ -177,6 +182,7 @@ std::optional<int> readCommandLine(int argumentCount, const char* const* argumen
         std::reverse(given.begin(), given.end());
         app.parse(given);
         if (!verbose.empty()) result.verbosity = verbosityOf(verbose);
+        if (!displace.empty()) result.render.displace = displace == "on";
         if (!samples.empty()) result.render.samples = sampleLevels(samples);
     } catch (const CLI::ParseError& error) {
         std::ostringstream out;

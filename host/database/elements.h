@@ -1,6 +1,7 @@
 // What the host keeps of scene elements besides the records that shaders see.
 #pragma once
 
+#include "database/approximation.h"
 #include "database/database.h"
 #include "mi/codes.h"
 #include "mi/types.h"
@@ -32,7 +33,9 @@ struct InstanceDetail : Detail {
     /// don't cast 4, don't receive 8); visible 0 or 1.
     int visible = -1, shadow = -1, reflection = -1, refraction = -1, transparency = -1, finalgather = -1;
     int caustic = -1, globillum = -1;
-    char face = 0;  ///< 'f', 'b', 'a', or 0 = not given
+    char face = 0;                ///< 'f', 'b', 'a', or 0 = not given
+    Approximation approximation;  ///< for what is below and says nothing itself, or, with the flag, for all of it
+    bool overridesApproximation = false;
 };
 
 /// Of a miSCENE_STRING-optioned miOptions: the string options, a miSCENE_LOCAL element that string_options names.
@@ -46,6 +49,7 @@ struct OptionsDetail : Detail {
     std::map<int, std::string> frameBuffers;  ///< `frame buffer N "type"`: user buffers by number, "+" or "-" first
     std::vector<std::string> gatherFiles;     ///< points of final gathering: all are read, the first is written
     bool gatherOnly = false;                  ///< final gather points are made, and no picture
+    Approximation approximation;              ///< beats what objects and instances say; empty = they count
 };
 
 /// One named frame buffer of a camera.
@@ -128,6 +132,7 @@ struct PolygonGroupSource {
     std::vector<int> extras;   ///< derivatives, then textures, then motions, then users, per vertex
     std::vector<int> corners;  ///< vertex numbers
     std::vector<PolygonSource> polygons;
+    Approximation approximation;
 };
 
 /// What a hair, or each of its vertices, has besides positions: where each stands among its numbers, -1 = not given.
@@ -168,6 +173,7 @@ struct ObjectSource : Detail {
     miMatrix transform = {};
     std::vector<PolygonGroupSource> groups;
     std::optional<HairSource> hair;
+    Approximation approximation;  ///< beside those of its groups
 };
 
 }  // namespace lumorender

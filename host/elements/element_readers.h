@@ -1,6 +1,7 @@
 // The readers of all elements. Each is called behind the element's keyword and reads to its end.
 #pragma once
 
+#include "database/approximation.h"
 #include "parsing/context.h"
 
 #include <string_view>
@@ -67,8 +68,8 @@ void readOutput(SceneContext& scene, CameraDetail& camera, FrameBufferSet& buffe
 /// Where no buffer says that it is the primary one, the first color buffer that is no user buffer is.
 void choosePrimary(FrameBufferSet& buffers);
 
-/// Behind `approximate`: tessellation settings, which polygons do not need.
-void skipApproximation(SceneContext& scene);
+/// Behind `approximate`: what concerns polygons is appended, the rest has no effect.
+void readApproximation(SceneContext& scene, Approximation& approximation);
 
 /// To `end <word>` and past it.
 void skipToEnd(SceneContext& scene, std::string_view word);

@@ -47,7 +47,7 @@ struct InstanceReader {
     void readMaterials(bool overrides);
     void readLights();
     void readParameters();
-    void skipApproximations();
+    void readApproximations(bool overrides);
     void store(const std::string& name);
     void read();
 };
@@ -76,7 +76,7 @@ const StatementTable<Reader>& statements() {
         {"face", [](Reader& r) { r.readFace(); }},
         {"override", [](Reader& r) { r.readOverride(); }},
         {"material", [](Reader& r) { r.readMaterials(false); }},
-        {"approximate", [](Reader& r) { r.skipApproximations(); }},
+        {"approximate", [](Reader& r) { r.readApproximations(false); }},
         {"light", [](Reader& r) { r.readLights(); }},
         {"shading", [](Reader& r) { r.in.expect("samples"); r.instance.shading_samples = r.in.readFloat(); }},
         {"samples", [](Reader& r) { r.in.readFloats(2); }},
@@ -190,12 +190,17 @@ void InstanceReader::readFace() {
 void InstanceReader::readOverride() {
     if (in.accept("material")) return readMaterials(true);
     in.expect("approximate");
-    skipApproximations();
+    readApproximations(true);
 }
 
-void InstanceReader::skipApproximations() {
-    if (in.at('[')) return in.skipGroup();
-    skipApproximation(scene);
+void InstanceReader::readApproximations(bool overrides) {
+    detail.approximation.clear();
+    detail.overridesApproximation = overrides;
+    if (!in.accept('[')) return readApproximation(scene, detail.approximation);
+    while (!in.accept(']')) {
+        readApproximation(scene, detail.approximation);
+        in.accept(',');
+    }
 }
 
 void InstanceReader::readMaterials(bool overrides) {

@@ -137,7 +137,7 @@ const StatementTable<Reader>& statements() {
         {"hair", [](Reader& r) { r.readHairs(); }},
         {"file", [](Reader& r) { r.leaveOut("geometry in a file of its own"); r.scene.readFileName(); }},
         {"intersection", [](Reader& r) { r.leaveOut("an intersection shader"); readShaderList(r.scene); }},
-        {"approximate", [](Reader& r) { skipApproximation(r.scene); }},
+        {"approximate", [](Reader& r) { readApproximation(r.scene, r.source.approximation); }},
     };
     // clang-format on
     return table;

@@ -82,7 +82,7 @@ const StatementTable<OptionsReader>& optionStatements() {
         {"photonvol", [](Reader& r) { r.readPhotonVolume(); }},
         {"photonmap", [](Reader& r) { r.readPhotonmap(); }},
         {"finalgather", [](Reader& r) { r.readFinalgather(); }},
-        {"approximate", [](Reader& r) { skipApproximation(r.scene); }},
+        {"approximate", [](Reader& r) { readApproximation(r.scene, r.detail.approximation); }},
         {"max", [](Reader& r) { r.in.expect("displace"); r.options.maxdisplace = r.in.readFloat(); }},
         {"frame", [](Reader& r) { r.readFrameBuffer(); }},
         {"state", [](Reader& r) { r.readStateShaders(); }},

@@ -141,7 +141,7 @@ bool GroupReader::readGeometry() {
     if (!isApproximation(in_)) return false;
     while (isApproximation(in_) && !in_.at("approximate")) in_.advance();
     in_.expect("approximate");
-    skipApproximation(scene_);
+    readApproximation(scene_, group_.approximation);
     return true;
 }
 

@@ -9,15 +9,6 @@ namespace lumorender {
 
 namespace {
 
-bool isApproximationWord(const Token& token) {
-    static const std::unordered_set<std::string_view> words = {
-        "surface", "subdivision", "ccmesh",    "displace",   "curve",    "space",    "trim",
-        "trilist", "view",        "offscreen", "any",        "tree",     "grid",     "delaunay",
-        "fine",    "nosmoothing", "regular",   "parametric", "length",   "distance", "angle",
-        "spatial", "curvature",   "sharp",     "grading",    "implicit", "max",      "samples"};
-    return token.kind == TokenKind::Symbol && words.contains(token.text);
-}
-
 /// Defines an element that only has a name.
 void skipElement(SceneContext& scene, int type, std::string_view word, const std::string& warning) {
     const Place place = scene.in.place();
@@ -28,13 +19,6 @@ void skipElement(SceneContext& scene, int type, std::string_view word, const std
 }
 
 }  // namespace
-
-void skipApproximation(SceneContext& scene) {
-    Cursor& in = scene.in;
-    scene.problems.noEffect(in.place(), "approximate");
-    while (in.atNumber() || in.atString() || in.at('%') || isApproximationWord(in.current())) in.advance();
-    in.accept("all");
-}
 
 void skipToEnd(SceneContext& scene, std::string_view word) {
     Cursor& in = scene.in;

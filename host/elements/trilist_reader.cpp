@@ -199,8 +199,7 @@ void TrilistReader::addTriangle(const std::uint32_t (&corners)[3], const Place& 
 /// Borders, data per triangle and topology.
 void TrilistReader::skipRest() {
     skipToEnd(scene_, "trilist");
-    if (!in_.accept("approximate")) return;
-    skipApproximation(scene_);
+    if (in_.accept("approximate")) readApproximation(scene_, group_.approximation);
 }
 
 }  // namespace

@@ -34,6 +34,8 @@ struct Inheritance {
     const std::vector<miTag>* materials = nullptr;
     miTag material = 0;  ///< where there is no list
     bool overridesMaterial = false;
+    const Approximation* approximation = nullptr;
+    bool overridesApproximation = false;
     miTag lightListInstance = 0, shadowListInstance = 0, parameterInstance = 0;
 };
 
@@ -119,6 +121,10 @@ private:
             below.material = instance.material;
             below.overridesMaterial = instance.mtl_override != 0;
         }
+        if (!given.approximation.empty() && !above.overridesApproximation) {
+            below.approximation = &given.approximation;
+            below.overridesApproximation = given.overridesApproximation;
+        }
         if (given.hasLights) below.lightListInstance = tag;
         if (given.hasShadowLights) below.shadowListInstance = tag;
         if (instance.param_size > 0) below.parameterInstance = tag;
@@ -178,6 +184,7 @@ private:
         else if (below.material)
             flat.materials = {below.material};
         flat.overridesMaterial = below.overridesMaterial;
+        flat.approximation = approximationOf(instance.item, below);
         flat.flags = below.flags.resolve(object);
         flat.gathers = below.flags.gathers(object);
         flat.face = below.flags.face(object, options_.face);
@@ -185,6 +192,18 @@ private:
         flat.lightListInstance = below.lightListInstance;
         flat.shadowListInstance = below.shadowListInstance;
         flat.parameterInstance = below.parameterInstance;
+    }
+
+    /// What the object says itself counts before what instances say, unless they override it.
+    Approximation approximationOf(miTag object, const Inheritance& below) const {
+        Approximation own;
+        const auto append = [&own](const Approximation& rules) { own.insert(own.end(), rules.begin(), rules.end()); };
+        if (const auto* source = database_.detail<ObjectSource>(object)) {
+            append(source->approximation);
+            for (const PolygonGroupSource& group : source->groups) append(group.approximation);
+        }
+        if (below.approximation && (own.empty() || below.overridesApproximation)) return *below.approximation;
+        return own;
     }
 
     template <class Flat>

@@ -13,6 +13,7 @@
 
 #include <chrono>
 #include <optional>
+#include <unordered_set>
 
 namespace lumorender {
 
@@ -21,7 +22,8 @@ namespace {
 class EmbreeGeometry : public SceneGeometry {
 public:
     EmbreeGeometry(const Database& database, miTag rootGroup, const miOptions& options)
-        : scene_(flatten(database, rootGroup, options)) {
+        : scene_(flatten(database, rootGroup, options)),
+          timed_(options.motion != 0 || options.shutter > options.shutter_delay) {
         const auto start = std::chrono::steady_clock::now();
         buildMeshes(database, options.no_hair != 0);
         for (const FlatElement& light : scene_.lights) addLightShape(database, light);
@@ -30,13 +32,25 @@ public:
             chooseMaterials(instance);
             instance.moves = instance.moves || (instance.mesh ? instance.mesh->moves() : instance.hair->moves());
         }
-        const bool timed = options.motion != 0 || options.shutter > options.shutter_delay;
-        kernels_.emplace(scene_.instances, timed);
         seconds_ = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     }
 
-    bool intersect(const Ray& ray, Hit& hit) const override { return kernels_->intersect(ray, hit); }
-    bool occluded(const Ray& ray) const override { return kernels_->occluded(ray); }
+    void replaceMesh(std::span<const std::size_t> instances, std::unique_ptr<Mesh> mesh) override {
+        for (const std::size_t i : instances) scene_.instances[i].mesh = mesh.get();
+        meshes_.push_back(std::move(mesh));
+    }
+
+    void complete() override {
+        const auto start = std::chrono::steady_clock::now();
+        std::unordered_set<const Mesh*> used;
+        for (const FlatInstance& instance : scene_.instances) used.insert(instance.mesh);
+        std::erase_if(meshes_, [&](const auto& mesh) { return !used.contains(mesh.get()); });
+        kernels_.emplace(scene_.instances, timed_);
+        seconds_ += std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    }
+
+    bool intersect(const Ray& ray, Hit& hit) const override { return kernels_ && kernels_->intersect(ray, hit); }
+    bool occluded(const Ray& ray) const override { return kernels_ && kernels_->occluded(ray); }
 
     HitListSizes listSizes(const FlatInstance& instance) const override {
         if (instance.hair) return listSizesOf(*instance.hair);
@@ -73,6 +87,7 @@ public:
 
 private:
     FlatScene scene_;
+    const bool timed_;  ///< things move while rays are traced
     std::vector<std::unique_ptr<Mesh>> meshes_;
     std::vector<std::unique_ptr<Hair>> hairs_;
     std::optional<EmbreeKernels> kernels_;
@@ -155,6 +170,13 @@ private:
 
 std::unique_ptr<SceneGeometry> SceneGeometry::build(const Database& database, miTag rootGroup,
                                                     const miOptions& options) {
+    auto geometry = collect(database, rootGroup, options);
+    geometry->complete();
+    return geometry;
+}
+
+std::unique_ptr<SceneGeometry> SceneGeometry::collect(const Database& database, miTag rootGroup,
+                                                      const miOptions& options) {
     return std::make_unique<EmbreeGeometry>(database, rootGroup, options);
 }
 

@@ -1,6 +1,7 @@
 // The scene as rays see it: instances flattened from the scene graph, meshes, and the ray tracing kernels behind them.
 #pragma once
 
+#include "database/approximation.h"
 #include "database/database.h"
 #include "mi/codes.h"
 #include "mi/state.h"
@@ -50,6 +51,7 @@ struct FlatInstance {
     miTag lightListInstance = 0;  ///< nearest instance that gives a light list, 0 = all lights apply
     miTag shadowListInstance = 0;
     miTag parameterInstance = 0;  ///< nearest instance with an inherited parameter block, or 0
+    Approximation approximation;  ///< how finely to divide what is displaced; empty = nothing was said
     bool isLight = false;         ///< shape of a visible area light: `instance` is the light's, there is no object
 };
 
@@ -114,6 +116,11 @@ public:
     /// Reports broken geometry (zero-area polygons, singular transforms, instances of themselves, missing elements)
     /// with names, and leaves it out. Throws Failure where nothing can be rendered at all.
     static std::unique_ptr<SceneGeometry> build(const Database& database, miTag rootGroup, const miOptions& options);
+    /// The first half of that: what there is and where. Until `complete` builds the kernels no ray meets anything, and
+    /// meshes may be replaced.
+    static std::unique_ptr<SceneGeometry> collect(const Database& database, miTag rootGroup, const miOptions& options);
+    virtual void replaceMesh(std::span<const std::size_t> instances, std::unique_ptr<Mesh> mesh) = 0;
+    virtual void complete() = 0;
     virtual ~SceneGeometry() = default;
 
     /// The nearest hit behind `ray.near`, or false. Thread-safe; allocates nothing. Honours visibility, face culling

@@ -11,6 +11,7 @@
 #include "gathering/ambient_occlusion.h"
 #include "gathering/final_gather_pass.h"
 #include "lights/lights.h"
+#include "render/displaced_scene.h"
 #include "render/output.h"
 #include "tracing/shader_table.h"
 #include "tracing/textures.h"
@@ -58,6 +59,7 @@ public:
         createRootState(context);
         resetRootState(context);
         shaders_.initialise(context);
+        completeGeometry();
         const bool gathered = prepareIndirectLight();
         if (isPointsOnly()) {
             resetRootState(context);
@@ -101,6 +103,8 @@ private:
             options_->max_samples = settings_.samples->second;
         }
         if (settings_.hair) options_->no_hair = !*settings_.hair;
+        if (settings_.displace) options_->no_displace = !*settings_.displace;
+        if (settings_.maxDisplace) options_->maxdisplace = *settings_.maxDisplace;
         if (settings_.tiles.tileSize == 0) settings_.tiles.tileSize = options_->task_size;
         if (options_->filter != 'b')
             warning("RC",
@@ -123,7 +127,8 @@ private:
         scene_.textures = textures;
 
         const long errors = messageCount(MessageClass::Error);
-        scene_.geometry = SceneGeometry::build(database_, scene_.rootGroup, *options_);
+        geometry_ = SceneGeometry::collect(database_, scene_.rootGroup, *options_);
+        scene_.geometry = geometry_;
         sceneIsWhole_ = messageCount(MessageClass::Error) == errors;
         scene_.lights = std::make_shared<LightTable>(database_, *scene_.geometry);
         scene_.occlusion = occlusionSettings(database_.detail<StringOptions>(options_->string_options));
@@ -135,6 +140,12 @@ private:
             throw Failure(fmt::format("the camera instance \"{}\" is not a member of the root group \"{}\"",
                                       database_.name(scene_.cameraInstance), database_.name(scene_.rootGroup)));
         scene_.projection = std::make_shared<Camera>(*camera_, *element);
+    }
+
+    /// What waits for shaders.
+    void completeGeometry() {
+        displaceScene(scene_, *geometry_, threadsToUse(settings_.tiles.threads));
+        geometry_->complete();
         const SceneGeometry::Statistics statistics = scene_.geometry->statistics();
         info("GEOM", "{} triangles in {} meshes, {} instances, ready in {:.2f} s", statistics.triangles,
              statistics.meshes, statistics.instances, statistics.buildSeconds);
@@ -186,6 +197,7 @@ private:
         for (miTag tag = 1; tag < database_.end(); ++tag) {
             if (const auto* material = database_.as<miMaterial>(tag, miSCENE_MATERIAL)) {
                 shaders_.add(material->shader, miSHADER_MATERIAL);
+                shaders_.add(material->displace, miSHADER_DISPLACE);
                 shaders_.add(material->shadow, miSHADER_SHADOW);
                 shaders_.add(material->volume, miSHADER_VOLUME);
                 shaders_.add(material->environment, miSHADER_ENVIRONMENT);
@@ -279,6 +291,7 @@ private:
     miCamera* camera_ = nullptr;
     miCamera cameraBefore_ = {};
     miTag cameraTag_ = 0;
+    std::shared_ptr<SceneGeometry> geometry_;
     bool sceneIsWhole_ = true;  ///< false where broken elements had to be left out
     DataWindow window_;
     std::vector<LayerImage> images_;

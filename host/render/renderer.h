@@ -17,6 +17,8 @@ struct RenderSettings {
     TileSettings tiles;
     std::optional<std::pair<int, int>> resolution;
     std::optional<std::pair<int, int>> samples;  ///< minimum, maximum level
+    std::optional<bool> displace;                ///< whether displacement shaders are called
+    std::optional<float> maxDisplace;            ///< of objects that do not say themselves
     std::filesystem::path fileName;              ///< replaces the name of the first image file
     std::filesystem::path fileDirectory;         ///< where relative file names begin
     std::optional<bool> hair;                    ///< off: hairs are left out

@@ -40,6 +40,24 @@ bool objectMatrices(const miState& state, SpaceMatrices& matrices) {
     return placement != nullptr;
 }
 
+/// While an object is displaced internal space is the object's own.
+bool matricesOfDisplacement(const miState& state, Space space, SpaceMatrices& matrices) {
+    const RenderScene& scene = *contextOf(&state).scene;
+    const Placement* placement = scene.geometry->placement(state.instance);
+    if (!placement || space == Space::Object || space == Space::Light) return false;
+    usePlacement(*placement, matrices);
+    std::swap(matrices.toSpace, matrices.fromSpace);
+    if (space == Space::World) return true;
+    if (!scene.projection) return false;
+    const Placement& camera = scene.projection->placement();
+    auto& [toSpace, fromSpace] = matrices.storage;
+    toSpace = placement->localToWorld * camera.worldToLocal;
+    fromSpace = camera.localToWorld * placement->worldToLocal;
+    matrices.toSpace = &toSpace;
+    matrices.fromSpace = &fromSpace;
+    return true;
+}
+
 const miScalar* floatMatrix(miState& state, const M44d& m) {
     auto* result = contextOf(&state).arena.allocateArray<miScalar>(16);
     std::transform(m.getValue(), m.getValue() + 16, result, [](double v) { return static_cast<miScalar>(v); });
@@ -50,6 +68,7 @@ const miScalar* floatMatrix(miState& state, const M44d& m) {
 
 bool spaceMatrices(const miState& state, Space space, SpaceMatrices& matrices) {
     const RenderScene& scene = *contextOf(&state).scene;
+    if (state.type == miRAY_DISPLACE) return matricesOfDisplacement(state, space, matrices);
     switch (space) {
         case Space::World: return false;
         case Space::Camera:

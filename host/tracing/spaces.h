@@ -1,4 +1,5 @@
-// Between internal space (which is world space here) and the spaces that shaders ask for.
+// Between internal space and the spaces that shaders ask for. Internal space is world space, and object space for
+// displacement shaders.
 #pragma once
 
 #include "mi/state.h"

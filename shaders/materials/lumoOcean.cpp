@@ -20,10 +20,11 @@
  *
  * Example:
  *   shader "sea" "lumoVexaOceanShader" ( "color" .01 .06 .07, "waveHeight" .6, "wavePeaking" .8, "time" 3 )
- *   material "sea_m" "lumoVexaShadingEngine" ( "surfaceShader" = "sea" ) displace "sea" end material
+ *   material "sea_m" "lumoVexaShadingEngine" ( "surfaceShader" = "sea" ) displace = "sea" end material
  */
 #include "SDK/framework/export_shader.h"
 #include "SDK/surface/anisotropic_facets.h"
+#include "SDK/surface/secondary_rays.h"
 #include "shaders/materials/ocean_place.h"
 
 #include <optional>
@@ -215,6 +216,24 @@ private:
             cosine = -mi_vector_dot(&n, &s->dir);
         }
         sea_.reflectance = reflectanceOf(clamped(cosine));
+        if ((*this)(&P::isDisplaced)) liftMirror();
+    }
+
+    /* Where small waves turn away their rays would go down into displaced ones. They graze these instead, and show the
+     * next wave: mirrored up, as compute_reflection would, they would draw bright islands into what is dark there. */
+    void liftMirror() const {
+        constexpr miScalar kLeast = 0.02f;
+        const miState* s = state();
+        miVector side = s->normal_geom, dir = mirrored(s->dir, sea_.mirrorNormal);
+        if (mi_vector_dot(&side, &s->dir) > 0) mi_vector_neg(&side);
+        const miScalar height = mi_vector_dot(&dir, &side), lift = kLeast - height;
+        if (!(lift > 0)) return;
+        dir = {dir.x + lift * side.x, dir.y + lift * side.y, dir.z + lift * side.z};
+        mi_vector_normalize(&dir);
+        miVector normal = {dir.x - s->dir.x, dir.y - s->dir.y, dir.z - s->dir.z};
+        if (!(mi_vector_norm(&normal) > 1e-4f)) return;
+        mi_vector_normalize(&normal);
+        sea_.mirrorNormal = normal;
     }
 
     /* From within the water Fresnel's law is that of the ray outside, and beyond the critical angle there is none. */

@@ -2,6 +2,8 @@
 #include "test_shader.h"
 #include "mi_shader_if.h"
 
+#include <cmath>
+
 struct Constant {
     miColor color;
 };
@@ -26,6 +28,26 @@ struct RecordWord {
 TEST_SHADER(plain_record, RecordWord) {
     *result = *reinterpret_cast<miColor*>(static_cast<miScalar*>(mi_shaderstate_get(state, "vexabase", nullptr)) +
                                           VALUE(number));
+    return miTRUE;
+}
+
+struct Displace {
+    miVector wave;
+    miScalar height;
+    int space;
+};
+
+/// height * cos(wave . p) for the point (0), the point in the world (1), or its texture coordinates (2): one scalar.
+TEST_SHADER(plain_displace, Displace) {
+    const miVector wave = VALUE(wave);
+    miVector p = VALUE(space) == 2 ? state->tex_list[0] : state->point;
+    if (VALUE(space) == 1) mi_point_to_world(state, &p, &state->point);
+    int called = -1;
+    mi_query(miQ_FUNC_CALLTYPE, state, miNULLTAG, &called);
+    HOLDS(called == miSHADER_DISPLACE && state->type == miRAY_DISPLACE && state->instance && state->material);
+    HOLDS(mi_vector_dot(&state->normal, &state->normal) > .9999f &&
+          mi_vector_dot(&state->normal, &state->dir) < -.9999f);
+    *reinterpret_cast<miScalar*>(result) = VALUE(height) * std::cos(mi_vector_dot(&wave, &p));
     return miTRUE;
 }
 
