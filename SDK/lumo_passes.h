@@ -78,7 +78,8 @@ enum {
     kLevelBelowRange = 0x2,   /* ... because the buffer's own depth range starts deeper */
     kLevelNoReflection = 0x4, /* reflections from here on are filtered too */
     kLevelNoRefraction = 0x8, /* refractions from here on are filtered too */
-    kLevelHidden = 0x10       /* nothing from here on is seen by the buffer */
+    kLevelHidden = 0x10,      /* nothing from here on is seen by the buffer */
+    kLevelHasSurroundings = 0x20 /* the ray met nothing, and a medium has put the surroundings behind itself */
 };
 
 /* FrameBufferState::flags. */

@@ -98,7 +98,8 @@ void depositEnvironment(const FrameBuffers& buffers, const miState* state, const
     for (const PassType type : {kPassBeauty, kPassBeautyNoShadow})
         for (const FrameBufferInfo& entry : buffers.ofType(type)) {
             FrameBufferSlot* slot = currentSlot(entry, ray);
-            if (slot && !(arrival.flags(entry) & kLevelFiltered)) slot->color = color;
+            if (!slot || (slot->levelFlags & kLevelHasSurroundings)) continue;
+            if (!(arrival.flags(entry) & kLevelFiltered)) slot->color = color;
         }
 }
 

@@ -97,7 +97,7 @@ private:
         const miColor own = path.emission() + scattered(call, record, path, passes.writer(), jitter[0]);
         for (const PassType type : {kPassBeauty, kPassBeautyNoShadow, kPassIncandescence})
             passes.writer().write(type, path.emission());
-        passes.putOver(path.transmission());
+        passes.putOver(path.transmission(), result);
         putOver(result, own, path.transmission());
         return miTRUE;
     }

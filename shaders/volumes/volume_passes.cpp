@@ -57,7 +57,8 @@ miTag enteredObject(const miState* state) {
 }
 
 MediumPasses::MediumPasses(const FrameBuffers& buffers, miState* state)
-    : slots_(state->type == miRAY_ENVIRONMENT ? FrameBuffers{} : buffers, state),
+    : state_(state),
+      slots_(state->type == miRAY_ENVIRONMENT ? FrameBuffers{} : buffers, state),
       writer_(state, slots_.buffers(), kMode, &kFlags, &kWeight) {
     if (slots_.entries().empty()) return;
     const PassFilter mask(state, enteredObject(state));
@@ -79,8 +80,20 @@ bool MediumPasses::isHere(const FrameBufferInfo& entry) const {
     return !(slots_.of(entry).levelFlags & kLevelFiltered) || (entry.flags & kEntryMatte);
 }
 
-void MediumPasses::putOver(const miColor& transmission) {
+/* As whoever sent the ray would, who sees no difference between them and the media then. */
+void MediumPasses::putSurroundings(const miColor& color) const {
+    for (const PassType type : {kPassBeauty, kPassBeautyNoShadow})
+        for (const FrameBufferInfo& entry : slots_.buffers().ofType(type)) {
+            if (!seesMedium(entry, state_)) continue;
+            FrameBufferSlot& slot = slots_.of(entry);
+            slot.color = color;
+            slot.levelFlags |= kLevelHasSurroundings << kAside;
+        }
+}
+
+void MediumPasses::putOver(const miColor& transmission, const miColor& surroundings) {
     const FrameBuffers& buffers = slots_.buffers();
+    if (state_->instance == miNULLTAG) putSurroundings(surroundings);
     for (const FrameBufferInfo& entry : slots_.entries()) {
         if (!isHere(entry)) continue;
         FrameBufferSlot& slot = slots_.of(entry);

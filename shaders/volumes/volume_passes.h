@@ -23,16 +23,19 @@ public:
 
     const PassWriter& writer() const { return writer_; }
 
-    /* At last: what was contributed, over what the slots held, as far as `transmission` lets that through. */
-    void putOver(const miColor& transmission);
+    /* At last: what was contributed, over what the slots held, as far as `transmission` lets that through. Behind media
+     * that no surface ends `surroundings` are seen. */
+    void putOver(const miColor& transmission, const miColor& surroundings);
 
 private:
     bool isHere(const FrameBufferInfo& entry) const;
+    void putSurroundings(const miColor& color) const;
 
     static constexpr miUint kMode = kWriteAdd;
     static constexpr miCBoolean kFlags = 0;
     static constexpr miScalar kWeight = 1;
 
+    miState* const state_;
     const LevelSlots slots_;
     const PassWriter writer_;
 };
