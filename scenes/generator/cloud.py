@@ -6,7 +6,7 @@ import random
 import struct
 import sys
 
-SIZE = (112, 56, 64)  # voxels; the box is twice as long as it is high
+SIZE = (136, 68, 78)  # voxels; the box is twice as long as it is high
 MAGIC = 0x56477264    # "VGrd"
 
 
@@ -80,11 +80,11 @@ def cumulus():
                 x = 4.0 * ((i + 0.5) / SIZE[0] - 0.5)
                 field = max((1 - math.sqrt((x - a) ** 2 + (y - b) ** 2 + (z - c) ** 2) / r for a, b, c, r in row),
                             default=-1.0)
-                if field < -0.3:
+                if field < -0.42:
                     density.append(0.0)
                     continue
-                rag = noise.fractal(3 * x, 3 * y, 3 * z, 5) - 0.5
-                value = smooth(0.0, 0.24, field + 1.25 * rag) * smooth(0.08, 0.3, y + 0.25 * rag)
+                rag = noise.fractal(3.6 * x, 3.6 * y, 3.6 * z, 5) - 0.5
+                value = smooth(0.0, 0.2, field + 1.7 * rag) * smooth(0.08, 0.3, y + 0.25 * rag)
                 density.append(round(value, 3) if value > 0.004 else 0.0)
     return density
 
