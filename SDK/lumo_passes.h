@@ -74,11 +74,11 @@ enum {
 
 /* FrameBufferSlot::levelFlags. */
 enum {
-    kLevelFiltered = 0x1,     /* the surface at this level does not write the buffer */
-    kLevelBelowRange = 0x2,   /* ... because the buffer's own depth range starts deeper */
-    kLevelNoReflection = 0x4, /* reflections from here on are filtered too */
-    kLevelNoRefraction = 0x8, /* refractions from here on are filtered too */
-    kLevelHidden = 0x10,      /* nothing from here on is seen by the buffer */
+    kLevelFiltered = 0x1,        /* the surface at this level does not write the buffer */
+    kLevelBelowRange = 0x2,      /* ... because the buffer's own depth range starts deeper */
+    kLevelNoReflection = 0x4,    /* reflections from here on are filtered too */
+    kLevelNoRefraction = 0x8,    /* refractions from here on are filtered too */
+    kLevelHidden = 0x10,         /* nothing from here on is seen by the buffer */
     kLevelHasSurroundings = 0x20 /* the ray met nothing, and a medium has put the surroundings behind itself */
 };
 

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
-"""Makes the geometry and the textures of the scenes. Needs nothing but Python.
+"""Makes the geometry, the textures and the voxel grids of the scenes. Needs nothing but Python.
 
-    scenes/generate.py                       rewrites scenes/geometry and scenes/textures (small, checked in)
+    scenes/generate.py                       rewrites scenes/geometry, textures and volumes (small, checked in)
     scenes/generate.py --large DIRECTORY     writes the large scenes, which are not checked in:
                                              spheres.mi (1,016,192 triangles)
     scenes/generate.py --look FROM AT        prints the transform of a camera or light: "x y z" each
@@ -14,7 +14,7 @@ import sys
 
 sys.path.insert(0, str(pathlib.Path(__file__).parent))
 
-from generator import (images, interior, interior_images, look_development, look_development_images, nodes,  # noqa: E402
+from generator import (cloud, images, interior, interior_images, look_development, look_development_images, nodes,  # noqa: E402
                        shapes, still_life, still_life_images)
 from generator.mesh import cross, number, subtract, unit, write_object  # noqa: E402
 from generator.teapot import teapot  # noqa: E402
@@ -345,6 +345,11 @@ def write_geometry(folder):
     write_nodes(include)
 
 
+def write_volumes(folder):
+    folder.mkdir(parents=True, exist_ok=True)
+    cloud.write_grid(folder / "cumulus.grid", cloud.SIZE, cloud.cumulus())
+
+
 def write_textures(folder):
     folder.mkdir(parents=True, exist_ok=True)
     images.write_png(folder / "porcelain.png", 512, 512, images.porcelain)
@@ -444,6 +449,7 @@ def main():
     else:
         write_geometry(HERE / "geometry")
         write_textures(HERE / "textures")
+        write_volumes(HERE / "volumes")
 
 
 if __name__ == "__main__":

@@ -152,18 +152,15 @@ void OptionsReader::readScanline() {
 }
 
 /// Shaders read the option, so it is kept.
-void OptionsReader::readAutovolume(miCBoolean& option) {
+void OptionsReader::readPhotonAutovolume() {
     const Place place = in.place();
-    option = in.readBoolean();
-    if (option)
-        scene.problems.unsupported(place,
-                                   "automatic volumes are not supported: rays that begin inside an object do not know "
-                                   "its volume");
+    options.photon_autovolume = in.readBoolean();
+    if (options.photon_autovolume) scene.problems.unsupported(place, "photons are not supported, nor their volumes");
 }
 
 void OptionsReader::readPhoton() {
     if (in.accept("autovolume")) {
-        return readAutovolume(options.photon_autovolume);
+        return readPhotonAutovolume();
     }
     in.expect("trace");
     in.expect("depth");

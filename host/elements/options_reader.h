@@ -27,7 +27,7 @@ struct OptionsReader {
     void readFilter();
     void readTrace();
     void readScanline();
-    void readAutovolume(miCBoolean& option);
+    void readPhotonAutovolume();
     void readPhoton();
     void readDepths(int& reflection, int& refraction, int& sum);
     void readShadow();

@@ -70,7 +70,7 @@ const StatementTable<OptionsReader>& optionStatements() {
         {"merge", [](Reader& r) { r.options.no_merge = readSwitchedOff(r); }},
         {"hair", [](Reader& r) { r.options.no_hair = readSwitchedOff(r); }},
         {"pass", [](Reader& r) { r.options.no_pass = readSwitchedOff(r); }},
-        {"autovolume", [](Reader& r) { r.readAutovolume(r.options.autovolume); }},
+        {"autovolume", [](Reader& r) { r.options.autovolume = r.in.readBoolean(); }},
         {"lightmap", [](Reader& r) { r.readLightmap(); }},
         {"colorclip", [](Reader& r) { r.readColorclip(); }},
         {"desaturate", [](Reader& r) { r.options.desaturate = r.in.readBoolean(); }},

@@ -3,12 +3,14 @@
 #include "support/geometry.h"
 #include "mi/options.h"
 #include "tracing/tracing.h"
+#include "tracing/volumes.h"
 #include "support/abort.h"
 #include "support/quasi_random.h"
 
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <optional>
 
 namespace lumorender {
 
@@ -113,7 +115,10 @@ public:
         child.type = miRAY_FINALGATHER;
         child.org = origin_;
         child.dir = dir;
-        if (dot(normal_, state_->normal) < 0) child.volume = state_->refraction_volume;
+        const bool crosses = dot(normal_, state_->normal) < 0;
+        if (crosses) child.volume = state_->refraction_volume;
+        std::optional<CrossedVolumes> volumes;
+        if (crosses) volumes.emplace(context_, *state_, !state_->inv_normal);
         child.qmc_instance = indexOf(number);
         child.pad = mixSeeds(seed_, 2);
         if (settings_.importance >= 0) child.importance = settings_.importance;

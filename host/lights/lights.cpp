@@ -6,6 +6,7 @@
 #include "tracing/shader_calls.h"
 #include "lights/shadows.h"
 #include "tracing/tracing.h"
+#include "tracing/volumes.h"
 #include "support/geometry.h"
 #include "support/messages.h"
 #include "support/quasi_random.h"

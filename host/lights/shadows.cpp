@@ -4,6 +4,7 @@
 #include "tracing/shader_calls.h"
 #include "tracing/shader_table.h"
 #include "tracing/tracing.h"
+#include "tracing/volumes.h"
 #include "support/geometry.h"
 
 #include <algorithm>
@@ -157,6 +158,8 @@ bool traceShadow(miColor* result, miState* light) {
 }
 
 bool traceShadowSegment(miColor* result, miState* shadow) {
+    // The ray travels to the light.
+    const CrossedVolumes volumes(contextOf(shadow), *shadow, shadow->dot_nd > 0);
     return traceSegment(contextOf(shadow), result, shadow, shadow->refraction_volume, 0);
 }
 

@@ -8,6 +8,9 @@
 #include "tracing/arena.h"
 #include "tracing/shader_states.h"
 
+#include <algorithm>
+#include <array>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <unordered_map>
@@ -117,6 +120,36 @@ struct NewPoints {
     std::size_t first = 0;  ///< of the running sample's points
 };
 
+/// Automatic volumes that a ray is in, in the order in which they were entered. Deeper ones than there is room for are
+/// not seen.
+struct RunningVolumes {
+    std::array<miTag, 16> tags = {};
+    std::size_t count = 0;
+
+    miTag innermost() const { return count > 0 ? tags[count - 1] : 0; }
+    void enter(miTag volume) {
+        if (volume != 0 && count < tags.size()) tags[count++] = volume;
+    }
+    /// The one that was entered last, of several.
+    void leave(miTag volume) {
+        for (std::size_t i = count; i-- > 0;) {
+            if (tags[i] != volume) continue;
+            std::copy(tags.begin() + static_cast<std::ptrdiff_t>(i) + 1,
+                      tags.begin() + static_cast<std::ptrdiff_t>(count), tags.begin() + static_cast<std::ptrdiff_t>(i));
+            --count;
+            return;
+        }
+    }
+};
+
+/// Where the last eye ray began, and what it began in.
+struct EyeOrigin {
+    bool isKnown = false;
+    miVector org = {};
+    float time = 0;
+    RunningVolumes volumes;
+};
+
 /// The world of one render thread: reached from a state through `contextOf`.
 struct ThreadContext {
     explicit ThreadContext(const RenderScene& renderScene, short threadIndex)
@@ -136,6 +169,8 @@ struct ThreadContext {
     bool sampling = false;     ///< frame buffers may be written
     bool sampleMoves = false;  ///< the sample's ray met moving geometry
     RunningHit shading;
+    RunningVolumes volumes;
+    EyeOrigin eyeOrigin;
     bool opacityIsSet = false;
     miColor opacity = {};
     GatherPath gather;

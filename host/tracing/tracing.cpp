@@ -5,6 +5,7 @@
 #include "lights/lights.h"
 #include "tracing/shader_calls.h"
 #include "tracing/shader_table.h"
+#include "tracing/volumes.h"
 #include "support/quasi_random.h"
 
 #include <algorithm>
@@ -126,6 +127,7 @@ bool hasLens(const ThreadContext& context, std::size_t position) {
 
 bool traceScene(ThreadContext& context, RayRecord& record, miColor* result) {
     ++context.counters.eye;
+    const EyeVolumes volumes(context, record.state);
     findHit(context, record, RayVisibility::Eye, 0);
     return shade(context, &record.state, result);
 }
@@ -233,6 +235,7 @@ bool traceRefraction(miColor* result, miState* state, const miVector& dir) {
     record.state.dir = dir;
     record.state.volume = state->refraction_volume;
     ++record.state.refraction_level;
+    const CrossedVolumes volumes(contextOf(state), *state, !state->inv_normal);
     return traceSecondary(result, state, record, RayVisibility::Refraction);
 }
 
@@ -243,6 +246,7 @@ bool traceTransparent(miColor* result, miState* state) {
     record.state.type = miRAY_TRANSPARENT;
     record.state.volume = state->refraction_volume;
     ++record.state.refraction_level;
+    const CrossedVolumes volumes(contextOf(state), *state, !state->inv_normal);
     return traceSecondary(result, state, record, RayVisibility::Transparency);
 }
 
@@ -296,22 +300,6 @@ bool traceProbe(miState* state, const miVector& dir, const miVector& org, RayVis
     record.state.dir = dir;
     ++context.counters.secondary;
     return findHit(context, record, visibility, surfaceOffset(org));
-}
-
-bool applyVolume(ThreadContext& context, miState* state, miColor* result, bool ok) {
-    if (state->volume == 0 || state->options->no_volume) return ok;
-    return callShader(context, state, state->volume, miSHADER_VOLUME, result);
-}
-
-miTag volumeBehind(const ThreadContext& context, const miState& state, const miMaterial* material) {
-    if (!material || material->volume == 0) return state.volume;
-    if (!state.inv_normal || state.volume != material->volume) return material->volume;
-    for (const miState* before = state.parent; before; before = before->parent) {
-        const miMaterial* entered = context.scene->slots->material(before->material);
-        const bool isEntry = entered && entered->volume == material->volume && !before->inv_normal;
-        if (isEntry && before->volume != material->volume) return before->volume;
-    }
-    return state.camera->volume;
 }
 
 }  // namespace lumorender

@@ -84,7 +84,7 @@ def cumulus():
                     density.append(0.0)
                     continue
                 rag = noise.fractal(3.6 * x, 3.6 * y, 3.6 * z, 5) - 0.5
-                value = smooth(0.0, 0.2, field + 1.7 * rag) * smooth(0.08, 0.3, y + 0.25 * rag)
+                value = smooth(0.0, 0.2, field + 1.7 * rag) * smooth(0.12, 0.36, y + 0.3 * rag)
                 density.append(round(value, 3) if value > 0.004 else 0.0)
     return density
 

@@ -13,7 +13,8 @@ void enterBackground(miState* state, const miColor& color) {
     if (!rendersTiles(state)) return;
     const FrameBuffers buffers = publishedFrameBuffers(state);
     for (const miUint type : {kPassBeauty, kPassBeautyNoShadow})
-        for (FrameBufferInfo& entry : buffers.ofType(type)) if (!(entry.slots->levelFlags & kLevelHasSurroundings)) entry.slots->color = color;
+        for (FrameBufferInfo& entry : buffers.ofType(type))
+            if (!(entry.slots->levelFlags & kLevelHasSurroundings)) entry.slots->color = color;
 }
 
 miBoolean traceEyeRay(miColor* result, const ShaderHelper<NoParameters>& in) {

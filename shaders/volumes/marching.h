@@ -16,13 +16,14 @@ namespace lumo {
 
 /* `Sink` is what the pieces are for:
  *   static constexpr bool kExtinctionOnly
+ *   static constexpr double kCoarseness                       times steps and tolerance
  *   miScalar transmittance() const                            largest channel, of all that was taken so far
  *   bool take(const Stretch&, const Coefficients& mean)       false when the rest does not matter */
 template <class Sink>
 class March {
 public:
     March(const Medium& medium, const MediumCall& call, Sink& sink)
-        : medium_(medium), call_(call), sink_(sink), tolerance_(kTolerance / medium.quality()) {}
+        : medium_(medium), call_(call), sink_(sink), tolerance_(kTolerance * Sink::kCoarseness / medium.quality()) {}
 
     void run(Intervals& intervals) {
         const std::span all = intervals.all();
@@ -93,7 +94,7 @@ private:
         }
         if (isConstant) return sink_.take(whole, at((whole.begin + whole.end) / 2));
 
-        step = std::max(step, (whole.end - whole.begin) / kMostSteps);
+        step = std::max(step * Sink::kCoarseness, (whole.end - whole.begin) / kMostSteps);
         double t = whole.begin, next = t + step * (1 - call_.jitter / 2);
         Coefficients here = at(t);
         while (t < whole.end) {
@@ -152,6 +153,8 @@ inline miColor beerLambert(const miColor& depth) {
 class LightSink {
 public:
     static constexpr bool kExtinctionOnly = true;
+    /* One of many, whose errors cancel. */
+    static constexpr double kCoarseness = 2;
 
     explicit LightSink(miScalar factor) : factor_(factor) {}
 

@@ -18,6 +18,7 @@ struct ScatterPoint {
 class ScatterPath {
 public:
     static constexpr bool kExtinctionOnly = false;
+    static constexpr double kCoarseness = 1;
 
     explicit ScatterPath(double quality) : leastTransmittance_(static_cast<miScalar>(1e-3 / std::max(quality, 1.0))) {}
 
