@@ -72,11 +72,12 @@ void BodyReader::readCameraShaders(PhenomenonInstance::CameraShaders& shaders) {
 }
 
 void BodyReader::skipUnsupported(std::string_view what) {
-    scene.problems.unsupported(in.place(), fmt::format("{} of phenomena are not called", what));
-    if (in.accept("priority"))
+    if (in.accept("priority")) {
         in.readInteger();
-    else
-        readShaderList(scene);
+        return;
+    }
+    scene.problems.unsupported(in.place(), fmt::format("{} of phenomena are not called", what));
+    readShaderList(scene);
 }
 
 using Reader = BodyReader;

@@ -91,6 +91,7 @@ private:
     struct Sum {
         miColor left = kBlack, whole = kBlack;
         bool isForeign = true; /* the light does not tell what it gives before shadows */
+        bool isDiffuse = true; /* and lights surfaces that are not glossy */
     };
 
     void sampleLight(miTag light) {
@@ -98,7 +99,7 @@ private:
         Sum sum;
         const int samples = addSamples(light, sum);
         passes_.endLight(samples);
-        if (samples <= 0) return;
+        if (samples <= 0 || !sum.isDiffuse) return;
         if (sum.isForeign) sum.whole = lightWithoutShadow(light) * static_cast<miScalar>(samples);
         const miScalar share = 1 / static_cast<miScalar>(samples);
         left_ = left_ + sum.left * share;
@@ -114,7 +115,8 @@ private:
         int samples = 0;
         while (mi_sample_light(&color, &direction, &cosine, state_, light, &samples)) {
             passes_.takeForeignLight(color, light);
-            if (!data_.isAmbient && !data_.emitsDiffuse) continue;
+            sum.isDiffuse = data_.isAmbient || data_.emitsDiffuse;
+            if (!sum.isDiffuse) continue;
             const miScalar term = data_.isAmbient ? 1 : cosineOf(cosine);
             sum.left = sum.left + color * term;
             sum.whole = sum.whole + data_.color * term;
