@@ -14,8 +14,8 @@ import sys
 
 sys.path.insert(0, str(pathlib.Path(__file__).parent))
 
-from generator import (cloud, images, interior, interior_images, look_development, look_development_images, nodes,  # noqa: E402
-                       shapes, still_life, still_life_images)
+from generator import (cloud, harbor, images, interior, interior_images, look_development,  # noqa: E402
+                       look_development_images, nodes, shapes, still_life, still_life_images)
 from generator.mesh import cross, number, subtract, unit, write_object  # noqa: E402
 from generator.teapot import teapot  # noqa: E402
 from generator.terrain import hash01, terrain  # noqa: E402
@@ -311,6 +311,19 @@ def write_nodes(include):
             for k, (shape, material, at) in enumerate(nodes.places())])
 
 
+def write_harbor(include):
+    with include("harbor.mi") as file:
+        for part in harbor.PARTS:
+            write_object(file, f"{part.__name__}_shape", part(), textured=False)
+        for seed in (3, 8):
+            write_object(file, f"rock_{seed}_shape", harbor.rock(seed), textured=False)
+        rocks = []
+        for k, place in enumerate(harbor.ROCKS):
+            stands = f'transform {matrix(inverse_placement(*place))} material "rock" tag {k + 60}'
+            rocks.append((f"rock_{(3, 8)[k % 2]}_shape", stands))
+        write_instances(file, "rocks", rocks)
+
+
 def write_geometry(folder):
     folder.mkdir(parents=True, exist_ok=True)
 
@@ -343,6 +356,7 @@ def write_geometry(folder):
     write_interior(include)
     write_look_development(include)
     write_nodes(include)
+    write_harbor(include)
 
 
 def write_volumes(folder):

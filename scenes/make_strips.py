@@ -26,7 +26,7 @@ CELL = 2.36  # width of a cell in ball radii
 
 
 class Strip:
-    """`values` are what the parameter takes; `shape` is ball, dog or strands."""
+    """`values` are what the parameter takes; `shape` is ball, dog, strands or sea."""
 
     def __init__(self, name, material, parameter, values, base="", shape="ball", light="front", wall=False, floor=False,
                  environment=True, group=None):
@@ -104,6 +104,17 @@ def strips():
                 hair + ', "specularColor" 0 0 0, "secondSpecularColor" .5 .22 .08')
     yield hairs("tipColor", ["0 0 0", ".5 .5 .5", "1 1 1", "2.5 2 1.5", "5 1 .6"], hair)
     yield hairs("tipFade", fraction, hair)
+
+    def sea(name, values, more=""):
+        return Strip("ocean_" + name, "lumoVexaOceanShader", name, values,
+                     '"scale" 6, "windDirection" 70, "windSpread" 50, "longestWave" 30' + more, shape="sea")
+
+    yield sea("waveHeight", ["0", ".2", ".4", ".7", "1.1"])
+    yield sea("wavePeaking", ["0", ".5", "1", "1.5", "2"], ', "waveHeight" .6')
+    yield sea("waveTurbulence", ["0", ".1", ".25", ".5", "1"])
+    yield sea("longestWave", ["1", "3", "8", "20", "60"])
+    yield sea("windSpeed", ["2", "4", "6", "9", "13"], ', "spectrum" 2, "waveHeight" 1, "longestWave" 200')
+    yield sea("foamThreshold", [".6", ".4", ".25", ".1", "-.1"], ', "waveHeight" .7, "wavePeaking" 1, "foamEmission" 3')
 
 
 def archived_strips():
@@ -213,7 +224,9 @@ def write_cell(file, strip, cell, instance):
     if strip.group:
         value = f'"{strip.group[0]}" {{ {strip.group[1]}{value} }}'
     file.write(f'shader "s{cell}" "{strip.material}" ( {strip.base}, {value} )\n')
-    surroundings = ' environment "example_panorama" ( "tex" "studio_image" )' if strip.environment else ""
+    surroundings = ""
+    if strip.environment and strip.shape != "sea":
+        surroundings = ' environment "example_panorama" ( "tex" "studio_image" )'
     # Materials of archived scenes stand for themselves; of those mia_material_x alone throws a shadow of its own kind.
     surface = f'"lumoVexaShadingEngine" ( "surfaceShader" = "s{cell}" ) shadow = "s{cell}"'
     if strip.material.startswith("mi"):
@@ -230,6 +243,8 @@ def write_cell(file, strip, cell, instance):
         thing("ball", "ball_shape", inverse_placement((x, 0, 0), 0, 1 / look_development.RADIUS))
     elif strip.shape == "dog":
         thing("dog", "dog", inverse_placement((x, -0.92, 0), 25, 0.235))
+    elif strip.shape == "sea":
+        thing("sea", "sea_o", inverse_placement((x, 0, 0)))
     else:
         thing("strands", "strands", inverse_placement((x, 0, 0)))
 
@@ -245,9 +260,24 @@ def strands():
     return joined(*hairs)
 
 
+def write_sea(file, strip, instance):
+    """Five pieces of the same sea, seen from above, with the sun from the side."""
+    file.write('light "sun" "lumoVexaDirectionalLight" ( "intensity" .9 ) direction 1 -.8 -.3 end light\n'
+               'light "day" "lumoVexaAmbientLight" ( "intensity" .2, "ambientShade" 0 ) origin 0 9 9 end light\n')
+    instance("sun_i", "sun", "")
+    instance("day_i", "day", "")
+    half = 0.49 * CELL
+    write_polygon(file, "sea_o", [(-half, 0, 5), (half, 0, 5), (half, 0, -5), (-half, 0, -5)], "0 1 0")
+    for cell in range(5):
+        write_cell(file, strip, cell, instance)
+
+
 def write_scene(file, strip):
     eye, half = 60.0, 2.5 * CELL
     file.write(HEAD.replace("FOCAL", f"{0.5 * eye / half:.4f}"))
+    if strip.shape == "sea":
+        file.write('incremental camera "cam" environment "example_sky" ( "zenith" .1 .2 .42, "horizon" .62 .66 .7, '
+                   '"ground" .1 .1 .1 ) end camera\n')
     if strip.material.startswith("mi"):
         file.write("".join(f'link "{name}.so"\n$include <{name}.mi>\n' for name in ("architectural", "paint", "subsurface")))
     file.write(f'$include "{HERE}/geometry/balls.mi"\n$include "{HERE}/geometry/dog.mi"\n')
@@ -259,13 +289,20 @@ def write_scene(file, strip):
         file.write(f'instance "{name}" "{element}" {rest} end instance\n')
         elements.append(name)
 
-    instance("cam_i", "cam", "transform " + matrix(look((0, 9 if strip.floor else 0, eye), (0, 0, 0))))
+    height = 22 if strip.shape == "sea" else 9 if strip.floor else 0
+    instance("cam_i", "cam", "transform " + matrix(look((0, height, eye), (0, 0, 0))))
+    write_things(file, strip, instance)
+    file.write('instgroup "world" ' + " ".join(f'"{name}"' for name in elements) + ' end instgroup\n'
+               'render "world" "cam_i" "opt"\n')
+
+
+def write_things(file, strip, instance):
+    if strip.shape == "sea":
+        return write_sea(file, strip, instance)
     write_light(file, *LIGHTS[strip.light], strip.material.startswith("mi"), instance)
     write_surroundings(file, strip, instance)
     for cell in range(5):
         write_cell(file, strip, cell, instance)
-    file.write('instgroup "world" ' + " ".join(f'"{name}"' for name in elements) + ' end instgroup\n'
-               'render "world" "cam_i" "opt"\n')
 
 
 def main():
