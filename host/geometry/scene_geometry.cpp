@@ -7,7 +7,10 @@
 #include "geometry/mesh.h"
 #include "geometry/surface.h"
 #include "mi/options.h"
+#include "support/geometry.h"
 #include "support/messages.h"
+
+#include <ImathBox.h>
 
 #include <tbb/parallel_for.h>
 
@@ -83,7 +86,15 @@ public:
         result.buildSeconds = seconds_;
         return result;
     }
-    void bounds(miVector& low, miVector& high) const override { kernels_->bounds(low, high); }
+    void bounds(miVector& low, miVector& high) const override {
+        if (kernels_) return kernels_->bounds(low, high);
+        Imath::Box3d box;
+        for (const FlatInstance& instance : scene_.instances) extend(box, instance);
+        low = high = {0, 0, 0};
+        if (box.isEmpty()) return;
+        low = narrow(box.min);
+        high = narrow(box.max);
+    }
 
 private:
     FlatScene scene_;
@@ -92,6 +103,16 @@ private:
     std::vector<std::unique_ptr<Hair>> hairs_;
     std::optional<EmbreeKernels> kernels_;
     double seconds_ = 0;
+
+    /// As far as anything of the instance is before it is displaced, when the shutter opens.
+    static void extend(Imath::Box3d& box, const FlatInstance& instance) {
+        const M44d& place = instance.placement.localToWorld;
+        if (instance.mesh)
+            for (const miVector& p : instance.mesh->positions) box.extendBy(transformPoint(wide(p), place));
+        if (instance.hair)
+            for (const CurvePoint& p : instance.hair->points.front())
+                box.extendBy(transformPoint({p.x, p.y, p.z}, place));
+    }
 
     /// What an object is made of: one of the two, or nothing.
     struct Shape {
