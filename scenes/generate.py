@@ -2,20 +2,22 @@
 """Makes the geometry, the textures and the voxel grids of the scenes. Needs nothing but Python.
 
     scenes/generate.py                       rewrites scenes/geometry, textures and volumes (small, checked in)
+    scenes/generate.py --hair                writes the hair of scenes/rabbits.mi, which is not checked in (12 MB, a minute)
     scenes/generate.py --large DIRECTORY     writes the large scenes, which are not checked in:
                                              spheres.mi (1,016,192 triangles)
     scenes/generate.py --look FROM AT        prints the transform of a camera or light: "x y z" each
 """
 
 import argparse
+import io
 import math
 import pathlib
 import sys
 
 sys.path.insert(0, str(pathlib.Path(__file__).parent))
 
-from generator import (cloud, harbor, images, interior, interior_images, look_development,  # noqa: E402
-                       look_development_images, nodes, shapes, still_life, still_life_images)
+from generator import (cloud, hair, harbor, images, interior, interior_images, look_development,  # noqa: E402
+                       look_development_images, nodes, rabbits, shapes, still_life, still_life_images)
 from generator.mesh import cross, number, subtract, unit, write_object  # noqa: E402
 from generator.teapot import teapot  # noqa: E402
 from generator.terrain import hash01, terrain  # noqa: E402
@@ -389,7 +391,24 @@ def write_textures(folder):
         images.write_png(folder / f"{look.__name__}.png", width, height, look, side)
     images.write_png(folder / "palette.png", 128, 128, nodes.palette, 2)
     images.write_png(folder / "backdrop.png", 64, 36, nodes.backdrop, 1)
+    for name in ("coat_brown", "coat_grey", "blades"):
+        images.write_png(folder / f"{name}.png", 64, 32, getattr(rabbits, name), 2)
     images.write_hdr(folder / "studio.hdr", 512, 256, paint.studio)
+
+
+# ---- hair ---------------------------------------------------------------------------------------------------------
+
+def write_hairs(path):
+    """Beside the coat the skin that it grows on: it is of no use without."""
+    skin = rabbits.rabbit_skin()
+    with open(path, "wb") as file:
+        with io.StringIO() as text:
+            text.write(HEAD)
+            write_object(text, "rabbit_skin", skin, textured=False)
+            file.write(text.getvalue().encode("ascii"))
+        hair.write_hair(file, "rabbit_coat", rabbits.rabbit_coat(skin, 150000))
+        hair.write_hair(file, "rabbit_whiskers", rabbits.whiskers(), 0.2)
+        hair.write_hair(file, "grass", rabbits.grass(70000, 75, [(0, 0, 5), (7, 3, 4)]), 0.1, normals=True)
 
 
 # ---- large scenes -------------------------------------------------------------------------------------------------
@@ -454,8 +473,11 @@ def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("--large", metavar="DIRECTORY", type=pathlib.Path)
     parser.add_argument("--look", nargs=2, metavar=("FROM", "AT"))
+    parser.add_argument("--hair", action="store_true")
     arguments = parser.parse_args()
-    if arguments.look:
+    if arguments.hair:
+        write_hairs(HERE / "geometry" / "rabbits_hair.mi")
+    elif arguments.look:
         eye, target = ([float(x) for x in text.split()] for text in arguments.look)
         print("transform " + matrix(look(eye, target)))
     elif arguments.large:

@@ -10,6 +10,7 @@ import argparse
 import itertools
 import math
 import pathlib
+import random
 import shutil
 import subprocess
 import sys
@@ -19,6 +20,7 @@ sys.path.insert(0, str(pathlib.Path(__file__).parent))
 
 from generate import HERE, inverse_placement, look, matrix, multiply  # noqa: E402
 from generator import look_development  # noqa: E402
+from generator.hair import write_hair  # noqa: E402
 from generator.mesh import write_object  # noqa: E402
 from generator.still_life import joined, tube  # noqa: E402
 
@@ -26,7 +28,7 @@ CELL = 2.36  # width of a cell in ball radii
 
 
 class Strip:
-    """`values` are what the parameter takes; `shape` is ball, dog, strands or sea."""
+    """`values` are what the parameter takes; `shape` is ball, dog, strands (tubes), tress or veil (hairs), or sea."""
 
     def __init__(self, name, material, parameter, values, base="", shape="ball", light="front", wall=False, floor=False,
                  environment=True, group=None):
@@ -49,6 +51,14 @@ def strips():
 
     def hairs(name, values, base):
         return Strip("hair_" + name, "lumoVexaHairTubeShader", name, values, base, shape="strands", environment=False)
+
+    def tresses(kind, name, values, base="", parameter=None, light="front"):
+        shader = {"fur": "lumoVexaFur", "hair": "lumoVexaHairShader"}[kind]
+        return Strip(f"{kind}s_{name}", shader, parameter or name, values, base, light=light, environment=False,
+                     shape="tress" if light == "front" else "veil")
+
+    def coats(name, values, base):
+        return Strip("coat_" + name, "lumoVexaFur", name, values, base, environment=False)
 
     fraction = ["0", ".25", ".5", ".75", "1"]
     yield lambert("diffuse", ["0", ".2", ".5", ".8", "1"], '"color" .9 .55 .2')
@@ -104,6 +114,26 @@ def strips():
                 hair + ', "specularColor" 0 0 0, "secondSpecularColor" .5 .22 .08')
     yield hairs("tipColor", ["0 0 0", ".5 .5 .5", "1 1 1", "2.5 2 1.5", "5 1 .6"], hair)
     yield hairs("tipFade", fraction, hair)
+
+    fur = '"color" .16 .08 .04, "tipColor" .62 .42 .24'
+    coat = fur + ', "rootWidth" .02, "tipWidth" .005, "length" .3, "skinColor" .6 .35 .3'
+    yield tresses("fur", "selfShadow", ["0", ".5", "1", "2", "4"], fur + ', "tipColor" .5 .3 .15, "color" .5 .3 .15')
+    yield tresses("fur", "specularPower", ["4", "10", "30", "100", "300"], fur + ', "specularColor" .6 .6 .6')
+    yield tresses("fur", "back", fraction, fur, parameter="translucence", light="back")
+    yield coats("density", ["0.001", "50", "200", "800", "3000"], coat)
+    yield coats("inclination", ["0", "20", "40", "60", "85"],
+                coat + ', "density" 400, "specularColor" .5 .5 .5, "direction" -90')
+    dark_hair = '"color" .22 .11 .05, "tipColor" .3 .17 .09, "diffuse" .15'
+    yield tresses("hair", "roughness", [".08", ".15", ".25", ".4", ".7"], dark_hair)
+    yield tresses("hair", "azimuthalRoughness", [".1", ".2", ".35", ".6", "1"], dark_hair)
+    yield tresses("hair", "shift", ["-10", "-5", "0", "5", "10"],
+                  dark_hair + ', "secondSpecularColor" 0 0 0, "roughness" .15', parameter="specularShift")
+    yield tresses("hair", "second", ["0 0 0", ".5 .5 .5", "1 1 1", "1 2 4", "4 1 .5"],
+                  dark_hair + ', "specularColor" 0 0 0', parameter="secondSpecularColor")
+    yield tresses("hair", "color", [".02 .012 .01", ".12 .05 .02", ".3 .14 .05", ".6 .4 .2", ".85 .8 .72"],
+                  '"tipColor" .5 .3 .15, "diffuse" .15')
+    yield tresses("hair", "back", fraction, '"color" .5 .3 .12, "tipColor" .6 .4 .2, "diffuse" .1',
+                  parameter="translucence", light="back")
 
     def sea(name, values, more=""):
         return Strip("ocean_" + name, "lumoVexaOceanShader", name, values,
@@ -246,7 +276,7 @@ def write_cell(file, strip, cell, instance):
     elif strip.shape == "sea":
         thing("sea", "sea_o", inverse_placement((x, 0, 0)))
     else:
-        thing("strands", "strands", inverse_placement((x, 0, 0)))
+        thing(strip.shape, strip.shape, inverse_placement((x, 0, 0)))
 
 
 def strands():
@@ -258,6 +288,28 @@ def strands():
         path = [(side, 0.98 * math.sin(a), 0.9 * math.cos(a)) for a in turn]
         hairs.append(tube(path, lambda t: 0.1 * (1 - 0.75 * t ** 3), 16))
     return joined(*hairs)
+
+
+TRESSES = {"tress": 2500, "veil": 250}  # numbers of hairs
+
+
+def tress(count):
+    """Hairs that hang over the same round, as write_hair() takes them: each is about an arc of a circle."""
+    source, hairs = random.Random(2), []
+    for _ in range(count):
+        deep = source.random()
+        side = source.uniform(-0.9, 0.9) * math.sqrt(1 - 0.6 * deep)
+        radius, start, end = 1.02 - 0.14 * deep, 105 + source.gauss(0, 3), -60 + 18 * source.random() ** 2
+        a, b = math.radians(start), math.radians(end)
+        handle = 4 / 3 * math.tan((a - b) / 4) * radius
+        lift = 0.02 * source.gauss(0, 1)
+        points = [(side, radius * math.sin(a), radius * math.cos(a)),
+                  (side, radius * math.sin(a) - handle * math.cos(a), radius * math.cos(a) + handle * math.sin(a)),
+                  (side + lift, radius * math.sin(b) + handle * math.cos(b),
+                   radius * math.cos(b) - handle * math.sin(b)),
+                  (side + 2 * lift, radius * math.sin(b), radius * math.cos(b))]
+        hairs.append((points, 0.011, (source.random(), source.random()), None))
+    return hairs
 
 
 def write_sea(file, strip, instance):
@@ -283,6 +335,11 @@ def write_scene(file, strip):
     file.write(f'$include "{HERE}/geometry/balls.mi"\n$include "{HERE}/geometry/dog.mi"\n')
     if strip.shape == "strands":
         write_object(file, "strands", strands())
+    if strip.shape in TRESSES:
+        hairs = pathlib.Path(file.name).with_name("tress.mi")
+        with open(hairs, "wb") as binary:
+            write_hair(binary, strip.shape, tress(TRESSES[strip.shape]))
+        file.write(f'$include "{hairs}"\n')
     elements = []
 
     def instance(name, element, rest):

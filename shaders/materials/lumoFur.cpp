@@ -51,6 +51,21 @@ struct FurLayers {
     }
 };
 
+/* All hairs that would stand on a skin. */
+struct FurCoat {
+    miVector hair;      /* which way they lean, unit length */
+    miScalar thickness; /* density x length x mean width, as far as it is opaque */
+    miColor root, tip, skin;
+
+    /* Of the whole coat, for light or view along a direction. Where nothing is left of it more does not matter. */
+    miScalar depth(const miVector& normal, const miVector& direction) const {
+        const miScalar cosine = std::max(std::fabs(mi_vector_dot(&normal, &direction)), 1e-4f);
+        const miScalar depth = thickness * sineOf(mi_vector_dot(&hair, &direction)) / cosine;
+        return depth < 50 ? depth : 50;
+    }
+    miColor hairColor(const FurLayers& layers) const { return tip * layers.hairs + (root - tip) * layers.tipToRoot; }
+};
+
 class FurHelper : public FibreHelper<P> {
 public:
     using FibreHelper::FibreHelper;
@@ -64,20 +79,29 @@ public:
 
     miColor color(const SurfacePoint& point) const {
         if (!isSkin()) return FibreHelper::color(point);
-        const miVector hair = skinHair(point.normal);
-        return skinColor(FurLayers(depth(hair, point.normal, fromEye(point)), 0));
+        const FurLayers layers(coat(point).depth(point.normal, toEye(point)), 0);
+        return coat(point).hairColor(layers) + coat(point).skin * layers.skin;
     }
 
-    /* What layers show together, with skin at `skinLight` of their light. */
-    miColor skinColor(const FurLayers& layers) const {
-        return hairColor(layers) + (*this)(&P::skinColor) * layers.skin;
-    }
-    miColor hairColor(const FurLayers& layers) const {
-        const miColor root = common(&LambertParameters::color), tip = fibre(&FibreParameters::tipColor);
-        return tip * layers.hairs + (root - tip) * layers.tipToRoot;
+    /* For a skin: read once for a call. */
+    const FurCoat& coat(const SurfacePoint& point) const {
+        if (!coat_) {
+            const miScalar tall = std::max((*this)(&P::length), 0.0f) * std::max((*this)(&P::density), 0.0f);
+            coat_ = FurCoat{leaning(point.normal), tall * meanWidth(), common(&LambertParameters::color),
+                            fibre(&FibreParameters::tipColor), (*this)(&P::skinColor)};
+        }
+        return *coat_;
     }
 
-    miVector skinHair(const miVector& normal) const {
+    static miVector toEye(const SurfacePoint& point) {
+        const miVector& dir = point.state->dir;
+        return {-dir.x, -dir.y, -dir.z};
+    }
+
+private:
+    mutable std::optional<FurCoat> coat_;
+
+    miVector leaning(const miVector& normal) const {
         miVector u, v;
         get_derivs(state(), &u, &v);
         const miScalar inDegrees = std::numbers::pi_v<miScalar> / 180;
@@ -89,20 +113,6 @@ public:
         return hair;
     }
 
-    /* Of the whole coat, for light or view along a direction. Infinite along the skin. */
-    miScalar depth(const miVector& hair, const miVector& normal, const miVector& direction) const {
-        const miScalar cosine = std::max(std::fabs(mi_vector_dot(&normal, &direction)), 1e-4f);
-        const miScalar tall = std::max((*this)(&P::length), 0.0f) * std::max((*this)(&P::density), 0.0f);
-        const miScalar depth = tall * meanWidth() * sineOf(mi_vector_dot(&hair, &direction)) / cosine;
-        return depth < 50 ? depth : 50;  // of which nothing is left
-    }
-
-    static miVector fromEye(const SurfacePoint& point) {
-        const miVector& dir = point.state->dir;
-        return {-dir.x, -dir.y, -dir.z};
-    }
-
-private:
     /* Integral of width times opacity, both of which change evenly along a hair. */
     miScalar meanWidth() const {
         const miScalar root = std::max((*this)(&P::rootWidth), 0.0f), tip = std::max((*this)(&P::tipWidth), 0.0f);
@@ -116,30 +126,29 @@ using H = FurHelper;
 
 /* Fixed for the point. */
 struct FurValues {
-    const H& in;
-    bool isSkin;
+    const FurCoat* coat; /* null for a single hair */
     miVector tangent, toEye;
-    miScalar power, secondaryScale, selfShadow, lightShare;
-    miScalar eyeDepth = 0;
+    miScalar power, secondaryScale, selfShadow, lightShare, eyeDepth;
     miColor specular;
 
-    FurValues(const H& helper, const SurfacePoint& point)
-        : in(helper),
-          isSkin(in.isSkin()),
-          tangent(isSkin ? in.skinHair(point.normal) : in.tangent()),
-          toEye(H::fromEye(point)),
+    FurValues(const H& in, const SurfacePoint& point)
+        : coat(in.isSkin() ? &in.coat(point) : nullptr),
+          tangent(coat ? coat->hair : in.tangent()),
+          toEye(H::toEye(point)),
           power(in(&P::specularPower)),
           secondaryScale(in.fibre(&FibreParameters::secondarySpecularScale)),
           selfShadow(std::max(in.fibre(&FibreParameters::selfShadow), 0.0f)),
-          lightShare(isSkin ? 1 : in.lightShare()),
-          specular(in.fibre(&FibreParameters::specularColor) * (1 - point.transparency)) {
-        if (isSkin) eyeDepth = in.depth(tangent, point.normal, toEye);
-    }
+          lightShare(coat ? 1 : in.lightShare()),
+          eyeDepth(coat ? coat->depth(point.normal, toEye) : 0),
+          specular(in.fibre(&FibreParameters::specularColor) * (1 - point.transparency)) {}
 
     FurLayers layers(const SurfacePoint& point, const LightFromDirection& light) const {
-        if (!isSkin) return {};
-        return {eyeDepth, selfShadow * in.depth(tangent, point.normal, light.direction)};
+        if (!coat) return {};
+        return {eyeDepth, selfShadow * coat->depth(point.normal, light.direction)};
     }
+    FibreAngles angles(const LightFromDirection& light) const { return {tangent, light.direction, toEye}; }
+    /* A skin lets no light through. */
+    bool isDark(const LightFromDirection& light) const { return coat && !(light.cosine > 0); }
 };
 
 struct FurComponent : StatelessComponent {
@@ -148,19 +157,20 @@ struct FurComponent : StatelessComponent {
     Values values(const H& in, const SurfacePoint& point) const { return {in, point}; }
 
     miColor body(const Values& values, const SurfacePoint& point, const LightFromDirection& light) const {
-        const FibreAngles angles(values.tangent, light.direction, values.toEye);
+        if (values.isDark(light)) return kBlack;
+        const FibreAngles angles = values.angles(light);
         const miColor hairs = scattered(values, point, light, angles.diffuse() * angles.front());
-        if (!values.isSkin || !(light.cosine > 0)) return hairs;
-        const miScalar share = values.layers(point, light).skin * light.cosine * point.diffuse;
-        return hairs + values.in(&P::skinColor) * share;
+        if (!values.coat) return hairs;
+        return hairs + values.coat->skin * (values.layers(point, light).skin * light.cosine * point.diffuse);
     }
     miColor through(const Values& values, const SurfacePoint& point, const LightFromDirection& light) const {
-        const FibreAngles angles(values.tangent, light.direction, values.toEye);
+        if (values.isDark(light)) return kBlack;
+        const FibreAngles angles = values.angles(light);
         return scattered(values, point, light, point.translucence * angles.diffuse() * angles.behind());
     }
     miColor shine(const Values& values, const SurfacePoint& point, const LightFromDirection& light) const {
-        if (values.isSkin && !(light.cosine > 0)) return kBlack;
-        const FibreAngles angles(values.tangent, light.direction, values.toEye);
+        if (values.isDark(light)) return kBlack;
+        const FibreAngles angles = values.angles(light);
         const miScalar share = angles.front() + point.translucence * angles.behind();
         const miScalar s = angles.specular(values.power) * share * values.layers(point, light).hairs *
                            values.lightShare * light.strength;
@@ -168,11 +178,10 @@ struct FurComponent : StatelessComponent {
     }
 
 private:
-    /* Of all hairs that are seen. A skin lets no light through. */
+    /* Of all hairs that are seen. */
     static miColor scattered(const Values& values, const SurfacePoint& point, const LightFromDirection& light,
                              miScalar share) {
-        if (values.isSkin && !(light.cosine > 0)) return kBlack;
-        const miColor color = values.isSkin ? values.in.hairColor(values.layers(point, light)) : point.diffuseMaterial;
+        const miColor color = values.coat ? values.coat->hairColor(values.layers(point, light)) : point.diffuseMaterial;
         return color * (share * point.diffuse * values.lightShare * light.strength);
     }
 };
