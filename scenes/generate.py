@@ -16,7 +16,7 @@ import sys
 
 sys.path.insert(0, str(pathlib.Path(__file__).parent))
 
-from generator import (cloud, hair, harbor, images, interior, interior_images, look_development,  # noqa: E402
+from generator import (cloud, hair, harbor, helmet, images, interior, interior_images, look_development,  # noqa: E402
                        look_development_images, nodes, rabbits, shapes, still_life, still_life_images)
 from generator.mesh import cross, number, subtract, unit, write_object  # noqa: E402
 from generator.teapot import teapot  # noqa: E402
@@ -342,6 +342,9 @@ def write_geometry(folder):
         write_object(file, "dog", shapes.dog())
     with include("frame.mi") as file:
         write_object(file, "frame", shapes.frame())
+    with include("helmet.mi") as file:
+        for part in helmet.PARTS:
+            write_object(file, f"helmet_{part.__name__}", part(), digits=3, textured=False)
     with include("terrain.mi") as file:
         write_object(file, "terrain", terrain(92, 70, 90.0, 30.0), digits=2)
     with include("carousel.mi") as file:
