@@ -24,13 +24,15 @@ miColor gathered(const MiaCall& call, miUchar side) {
 
 struct Occlusion {
     miColor openness = kWhite;
-    miColor bleeding = kBlack; /* light of what occludes */
+    miColor bleeding = kBlack; /* light of what occludes, where rays looked at it */
+    bool isColored = false;
 };
 
 /* Rays that bring the colors of what they meet. */
 Occlusion coloredOcclusion(const MiaCall& call, int rays, const Reach& reach) {
     miState* const state = call.state;
     Occlusion result;
+    result.isColored = true;
     miScalar open = 0;
     int taken = 0;
     result.bleeding = meanOverPoints(state, rays, [&](const double* point) {
@@ -64,7 +66,7 @@ Occlusion occlusion(const MiaCall& call) {
     options.mindist = 0;
     options.maxdist = reach.distance;
     options.falloff = 1;
-    return {gray(1 - clamped(mi_ambient_occlusion(state, &options, nullptr), 0, 1)), kBlack};
+    return {gray(1 - clamped(mi_ambient_occlusion(state, &options, nullptr), 0, 1)), kBlack, false};
 }
 
 }  // namespace
@@ -90,7 +92,7 @@ MiaIndirect indirectLight(const MiaCall& call, const MiaSurface& surface, const 
     light.openness = near.openness;
     /* Without details gathering is trusted with all shadows, and only the ambient light needs some. */
     if (in(p.ao_do_details) > 0) {
-        const miColor dark = in.reflectance(p.ao_dark);
+        const miColor dark = near.isColored ? kBlack : in.reflectance(p.ao_dark);
         light.occluded = light.occluded * (dark + (kWhite - dark) * near.openness) + near.bleeding;
     }
     light.occluded += in.color(p.ao_ambient) * near.openness;
