@@ -5,23 +5,19 @@
 
 #include "shader.h"
 
-#include <cstring>
+#include <span>
 
 using namespace lumorender;
 
 namespace {
 
-/// A list in memory that lives until the running shader returns.
-void handOut(const std::vector<miTag>& lights, miState* state, int* n, miTag** list) {
-    *n = static_cast<int>(lights.size());
-    *list = contextOf(state).arena.allocateArray<miTag>(lights.size());
-    if (!lights.empty()) std::memcpy(*list, lights.data(), lights.size() * sizeof(miTag));
-}
-
+/// The list is in memory that lives until the running shader returns.
 miBoolean shaderList(int* n, miTag** lights, miState* state, bool exclusive) {
     const LightTable* table = contextOf(state).scene->lights.get();
     if (!table || !n || !lights || *n < 0 || (*n > 0 && !*lights)) return miFALSE;
-    handOut(table->resolve({*lights, *lights + *n}, exclusive), state, n, lights);
+    const std::span<const miTag> names(*lights, static_cast<std::size_t>(*n));
+    *lights = contextOf(state).arena.allocateArray<miTag>(table->all().size());
+    *n = static_cast<int>(table->resolve(names, exclusive, *lights) - *lights);
     return miTRUE;
 }
 

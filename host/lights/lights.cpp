@@ -134,8 +134,11 @@ LightTable::LightTable(const Database& database, const SceneGeometry& geometry) 
             const auto* detail = database.detail<InstanceDetail>(holder);
             const auto* record = database.as<miInstance>(holder, miSCENE_INSTANCE);
             if (!detail || !record) return;
-            lists.push_back({holder, resolve(shadow ? detail->shadowLights : detail->lights,
-                                             shadow ? record->shadow_excl != 0 : record->exclusive != 0)});
+            std::vector<miTag> lights(all_.size());
+            const bool exclusive = shadow ? record->shadow_excl != 0 : record->exclusive != 0;
+            const std::vector<miTag>& names = shadow ? detail->shadowLights : detail->lights;
+            lights.resize(static_cast<std::size_t>(resolve(names, exclusive, lights.data()) - lights.data()));
+            lists.push_back({holder, std::move(lights)});
         };
         add(lists_, instance.lightListInstance, false);
         add(shadowLists_, instance.shadowListInstance, true);
@@ -157,16 +160,15 @@ void LightTable::giveSurface(const Database& database, const SceneGeometry& geom
                 database.name(source.instance), database.name(shape));
 }
 
-std::vector<miTag> LightTable::resolve(const std::vector<miTag>& names, bool exclusive) const {
-    std::vector<miTag> result;
+miTag* LightTable::resolve(std::span<const miTag> names, bool exclusive, miTag* to) const {
     for (std::size_t i = 0; i < sources_.size(); ++i) {
         const std::vector<miTag>& path = paths_[i];
         const bool named = std::any_of(names.begin(), names.end(), [&](miTag name) {
             return name == sources_[i].instance || std::find(path.begin(), path.end(), name) != path.end();
         });
-        if (named != exclusive) result.push_back(sources_[i].instance);
+        if (named != exclusive) *to++ = sources_[i].instance;
     }
-    return result;
+    return to;
 }
 
 const std::vector<miTag>* LightTable::listOf(const std::vector<List>& lists, miTag holder) {

@@ -8,6 +8,7 @@
 #include "tracing/context.h"
 
 #include <deque>
+#include <span>
 #include <vector>
 
 namespace lumorender {
@@ -38,8 +39,10 @@ public:
     const std::vector<miTag>& lightsFor(const FlatInstance& instance) const;
     /// False where the instance's shadow list says that it casts no shadow from this light.
     bool castsShadow(const FlatInstance& occluder, miTag light) const;
-    /// The lights that the names of light instances (or instances of groups of lights) mean, or all others.
-    std::vector<miTag> resolve(const std::vector<miTag>& names, bool exclusive) const;
+    /// The lights that the names of light instances (or instances of groups of lights) mean, or all others: written from
+    /// `to` on, where there is room for all(). Allocates nothing: shaders ask for it at every call.
+    /// @return behind the last one
+    miTag* resolve(std::span<const miTag> names, bool exclusive, miTag* to) const;
 
 private:
     struct List {
