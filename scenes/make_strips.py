@@ -28,14 +28,16 @@ CELL = 2.36  # width of a cell in ball radii
 
 
 class Strip:
-    """`values` are what the parameter takes; `shape` is ball, dog, strands (tubes), tress or veil (hairs), or sea."""
+    """`values` are what the parameter takes; `shape` is ball, dog, strands (tubes), tress or veil (hairs), sea,
+    or catcher (a ball on a plane of the material). `before` is text that the material needs."""
 
     def __init__(self, name, material, parameter, values, base="", shape="ball", light="front", wall=False, floor=False,
-                 environment=True, group=None):
+                 environment=True, group=None, before=""):
         self.name, self.material, self.parameter, self.values = name, material, parameter, values
         self.base, self.shape, self.light = base, shape, light
         self.wall, self.floor, self.environment = wall, floor, environment
         self.group = group  # of the parameter, where it is a member
+        self.before = before
 
 
 def strips():
@@ -147,6 +149,37 @@ def strips():
     yield sea("foamThreshold", [".6", ".4", ".25", ".1", "-.1"], ', "waveHeight" .7, "wavePeaking" 1, "foamEmission" 3')
 
 
+def node_strips():
+    """Of surfaces that are made of others, and of what stands for a plate."""
+    plate = ('shader "plate" "example_checker" ( "even" .62 .62 .6, "odd" .45 .5 .56, "repeat" 3 24 1 )\n'
+             'shader "red_s" "lumoVexaBlinn" ( "color" .55 .05 .035, "specularColor" .5 .5 .5 )\n'
+             'material "red" "lumoVexaShadingEngine" ( "surfaceShader" = "red_s" ) shadow "lumoVexaFastShadow" () '
+             'end material\n')
+    catcher = '"backgroundMode" 1, "background" = "plate"'
+    # Hue by column, brightness by row: the colors of a poster.
+    tones = [(25, 20, 60), (200, 40, 60), (250, 140, 40), (255, 235, 190)]
+    texels = "".join("".join(f"{c:02x}" for c in (tone[k % 3:] + tone[:k % 3] if k < 3 else [sum(tone) // 3] * 3))
+                     for tone in map(list, tones) for k in range(4))
+    poster = (f"color texture \"poster\" [4 4] '{texels}'\n"
+              'shader "tones" "example_texture" ( "tex" "poster" )\n'
+              'shader "clay" "lumoVexaBlinn" ( "color" .9 .5 .3, "specularColor" .8 .8 .8, "ambientColor" .1 .1 .1 )\n')
+    looks = "".join(f'shader "look{k}" {look}\n' for k, look in enumerate((
+        '"lumoVexaLambert" ( "color" .9 .55 .2 )',
+        '"lumoVexaPhong" ( "color" .02 .05 .12, "reflectivity" .3, "specularColor" .5 .5 .5 )',
+        '"lumoVexaAnisotropic" ( "color" .06 .06 .065, "specularColor" .35 .35 .36, "spreadX" 10, "spreadY" 1 )',
+        '"lumoVexaLambert" ( "color" .3 .5 .15, "ambientColor" .4 .6 .2 )',
+        '"lumoVexaPhong" ( "color" .4 .4 .4, "diffuse" .2, "reflectivity" .8, "reflectedColor" 1 .8 .4 )')))
+
+    yield Strip("catcher_shadowMask", "lumoVexaUseBackground", "shadowMask", ["0", ".25", ".5", ".75", "1"], catcher,
+                shape="catcher", floor=True, before=plate)
+    yield Strip("catcher_reflectivity", "lumoVexaUseBackground", "reflectivity", ["0", ".1", ".3", ".6", "1"], catcher,
+                shape="catcher", floor=True, before=plate)
+    yield Strip("map_offsetU", "lumoVexaShadingMap", "offsetU", ["0", ".25", ".5", ".75", "1"],
+                '"color" = "clay", "shadingMap" = "tones"', environment=False, before=poster)
+    yield Strip("binder_selection", "lumoVexaAssetBinder", "selection", ["0", "1", "2", "3", "4"],
+                '"assets" [ "look0", "look1", "look2", "look3", "look4" ]', before=looks)
+
+
 def archived_strips():
     """Of the materials of archived scenes, whose names begin with the family's."""
     dark = '"diffuse" .03 .03 .035'
@@ -240,7 +273,10 @@ def write_surroundings(file, strip, instance):
                    'material "wall" "lumoVexaShadingEngine" ( "surfaceShader" = "wall_s" ) end material\n')
         write_polygon(file, "wall_o", [(-10, -10, -2.5), (10, -10, -2.5), (10, 10, -2.5), (-10, 10, -2.5)], "0 0 1")
         instance("wall_i", "wall_o", 'material "wall" shadow off')
-    if strip.floor:
+    if strip.shape == "catcher":
+        half = CELL / 2
+        write_polygon(file, "tile", [(-half, -.4, 20), (half, -.4, 20), (half, -.4, -20), (-half, -.4, -20)], "0 1 0")
+    elif strip.floor:
         file.write('shader "floor_s" "lumoVexaLambert" ( "color" .5 .5 .5 )\n'
                    'material "floor" "lumoVexaShadingEngine" ( "surfaceShader" = "floor_s" ) end material\n')
         write_polygon(file, "floor_o", [(-20, -1.02, 20), (20, -1.02, 20), (20, -1.02, -20), (-20, -1.02, -20)],
@@ -273,6 +309,10 @@ def write_cell(file, strip, cell, instance):
         thing("ball", "ball_shape", inverse_placement((x, 0, 0), 0, 1 / look_development.RADIUS))
     elif strip.shape == "dog":
         thing("dog", "dog", inverse_placement((x, -0.92, 0), 25, 0.235))
+    elif strip.shape == "catcher":
+        thing("tile", "tile", inverse_placement((x, 0, 0)))
+        ball = matrix(inverse_placement((x, 0.32, 0), 0, 0.7 / look_development.RADIUS))
+        instance(f"ball_{cell}", "ball_shape", f'transform {ball} material "red"')
     elif strip.shape == "sea":
         thing("sea", "sea_o", inverse_placement((x, 0, 0)))
     else:
@@ -357,6 +397,7 @@ def write_things(file, strip, instance):
     if strip.shape == "sea":
         return write_sea(file, strip, instance)
     write_light(file, *LIGHTS[strip.light], strip.material.startswith("mi"), instance)
+    file.write(strip.before)
     write_surroundings(file, strip, instance)
     for cell in range(5):
         write_cell(file, strip, cell, instance)
@@ -370,7 +411,7 @@ def main():
     arguments = parser.parse_args()
     arguments.folder.mkdir(parents=True, exist_ok=True)
     with tempfile.TemporaryDirectory() as folder:
-        for strip in itertools.chain(strips(), archived_strips()):
+        for strip in itertools.chain(strips(), node_strips(), archived_strips()):
             if arguments.names and strip.name not in arguments.names:
                 continue
             scene = pathlib.Path(folder) / "strip.mi"

@@ -4,8 +4,8 @@
  *
  * Two uses. For compositing (`backgroundMode` 0) the color holds reflections alone, and alpha what is to be taken from
  * the plate: plate x (1 - alpha) + color. Or the plate is known: a color or texture (1), or the surroundings of the
- * camera (2), and the picture is finished: plate x (1 - shadow) + reflections. Both give the same picture. In mirrors
- * and through refractions the plate is seen in any case, that of mode 0 as the surroundings in the ray's direction.
+ * camera (2), and the picture is finished, the same that compositing gives. In mirrors and through refractions the plate
+ * is seen in any case, that of mode 0 as the surroundings in the ray's direction.
  *
  *   shadow = shadowMask x (1 - luminance(light with shadows) / luminance(light without)), light times cosine, of all
  *   lights that reach the front; without light there is none
@@ -254,8 +254,9 @@ private:
         }
         miColor plate;
         const bool known = findPlate(plate, in);
-        const miScalar alpha = known ? plate.a : std::clamp(caught.shadow + caught.covered, 0.0f, 1.0f);
-        const miColor left = plate * (1 - caught.shadow) + in(&P::shadowColor) * caught.shadow;
+        const miScalar taken = std::clamp(caught.shadow + caught.covered, 0.0f, 1.0f);
+        const miScalar alpha = known ? plate.a : taken;
+        const miColor left = plate * (1 - taken) + in(&P::shadowColor) * caught.shadow;
         result.matteOpacity = matteFrom(matte, in(&P::matteOpacity), alpha);
 
         result.color = left + caught.reflection;
@@ -275,7 +276,7 @@ private:
             return color;
         };
         passes.writeWithAlpha(kPassBeauty, with(left, result.color.a));
-        passes.writeWithAlpha(kPassBeautyNoShadow, with(plate, result.color.a));
+        passes.writeWithAlpha(kPassBeautyNoShadow, with(plate * (1 - caught.covered), result.color.a));
         passes.writeWithAlpha(kPassOwnAlpha16, with(in(&P::shadowColor) * caught.shadow, caught.shadow));
         passes.writeWithAlpha(kPassOwnAlpha17, with(caught.reflection, caught.covered));
         passes.write(kPassReflection, caught.reflection);
