@@ -49,10 +49,11 @@ miColor gathered(miState* state) {
     return mi_compute_avg_radiance(&color, state, 'f', nullptr) ? color : kBlack;
 }
 
-/* What the flakes mirror. One ray: a pixel's samples meet flakes enough. */
+/* What the flakes mirror: one of them in one direction, many of them all around. */
 miColor mirroredByFlakes(miState* state, const Flakes::Look& flakes, const miColor& level) {
+    constexpr int kRaysOfMany = 4;
     Reflections rays;
-    rays.limits = {flakes.slope > 0 ? 1 : 0, 0, .01f};
+    rays.limits = {flakes.slope > 0 ? kRaysOfMany : 0, 0, .01f};
     const miScalar width = clamped(std::sqrt(2 * flakes.slope), 1e-3f, 1);
     const Facets lobe(frameAround(flakes.normal), width, width);
     return rays.traced(state, flakes.normal, flakes.slope > 0 ? &lobe : nullptr, level);
