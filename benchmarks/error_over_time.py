@@ -1,11 +1,12 @@
 #!/usr/bin/env python3
 """Error over time against Cycles, for light that needs many rays.
 
-    benchmarks/error_over_time.py [--install] [--build build/bench] [--threads 2] [gathering] [area] [bounces]
+    benchmarks/error_over_time.py [--install] [--build build/bench] [--threads 2] [gathering] [area] [bounces] [smoke]
 
 A million smooth triangles, 1024 x 1024. `gathering`: diffuse grey, a point light with hard shadows and one bounce of
 diffuse light. `area`: a square light of 12 x 12 instead, no bounce. `bounces`: the point light; of every three balls one is
-grey, one half a mirror and one bends light like glass. Each renderer is measured against itself: the error is the root mean
+grey, one half a mirror and one bends light like glass. `smoke`: a column of smoke in the point light, scattered once, and
+nothing else; its references take ten times as many steps. Each renderer is measured against itself: the error is the root mean
 square over a part of the picture (128 x 128 pixels), relative to its mean, against a reference of its own with many
 samples and, here, without interpolation. The means of both references are printed: of `gathering` they are the same light
 (the area lights differ in brightness, by their units; glass throws shadows in Cycles only). Seconds are of gathering and
@@ -21,10 +22,17 @@ import tempfile
 
 HERE = pathlib.Path(__file__).resolve().parent
 sys.path.insert(0, str(HERE))
+sys.path.insert(0, str(HERE / "peers"))
+import smoke_column  # noqa: E402
 from compare_renderers import RESOLUTION, cycles_seconds, found, output_of  # noqa: E402
 
-# Spheres near the middle, with their shadows: left, top, edge.
-PART = (448, 560, 128)
+# Spheres near the middle, with their shadows, and the smoke above them: left, top, edge.
+SPHERES, COLUMN = (448, 560, 128), (448, 320, 128)
+
+
+def part_of_kind(kind):
+    return COLUMN if kind == "smoke" else SPHERES
+
 
 # An exitance of 1: Cycles spreads a point light's watts over 4 pi, and a diffuse surface's light over pi.
 WATTS = 40000
@@ -78,8 +86,37 @@ def placed_light(rays):
     return AREA_LIGHT.format(rays=rays, place=" ".join(f"{value:.8g}" for value in scaled))
 
 
+SMOKE = """
+link "lumovexa.so" link "vexabase.so"
+$include <lumovexa.mi>
+$include <vexabase.mi>
+options "opt" object space trace depth 1 1 2 samples {level} {level} state [ "vexabase" () ] end options
+shader "smoke" "lumoVexaVolumeEngine" ( "quality" {rays}, "primitives" [ {puffs} ] )
+camera "cam"
+    framebuffer "beauty" datatype "rgba_fp" primary on filename "{image}" filetype "exr"
+    focal 1.5 aperture 1 aspect 1 resolution {edge} {edge} {window} volume = "smoke"
+end camera
+instance "cam_i" "cam" {look} end instance
+{light}
+instgroup "world" "cam_i" "lamp_i" end instgroup
+render "world" "cam_i" "opt"
+"""
+
+
+def smoke_scene(image, window, level, quality):
+    """Extinction -log(transparency) x density is that of the other renderer."""
+    def primitive(centre, radius):
+        rows = f"{1 / radius:.8g} 0 0 0  0 {1 / radius:.8g} 0 0  0 0 {1 / radius:.8g} 0 "
+        rows += " ".join(f"{-c / radius:.8g}" for c in centre)
+        return (f'{{ "shape" 0, "transform" {rows} 1, "dropoff" 1, "density" {smoke_column.DENSITY}, '
+                f'"transparency" .36787944 .36787944 .36787944 }}')
+    look = output_of([sys.executable, HERE.parent / "scenes/generate.py", "--look", "0 22 34", "0 0 2"])
+    return SMOKE.format(puffs=",\n    ".join(primitive(*puff) for puff in smoke_column.puffs()), look=look, image=image,
+                        window=window, edge=RESOLUTION, level=level, rays=quality, light=POINT_LIGHT)
+
+
 class Own:
-    """Renders of lumorender. A setting is a level of samples and a number of rays."""
+    """Renders of lumorender. A setting is a level of samples and a number of rays (smoke: the quality)."""
 
     def __init__(self, build, threads, folder):
         self.build, self.threads, self.folder = build, threads, folder
@@ -87,9 +124,14 @@ class Own:
     def render(self, kind, setting, reference=False):
         level, rays = setting
         image = self.folder / f"own-{kind}-{level}-{rays}.exr"
-        left, top, edge = PART
+        left, top, edge = part_of_kind(kind)
         # Windows count from the lower left corner.
         window = f"window {left} {RESOLUTION - top - edge} {left + edge - 1} {RESOLUTION - top - 1}" if reference else ""
+        if kind == "smoke":
+            scene = self.folder / "own.mi"
+            scene.write_text(smoke_scene(image, window, level, rays), encoding="ascii")
+            text = output_of([self.build / "lumorender", "-verbose", 5, "-threads", self.threads, scene])
+            return image, found(r"rendered .* in (\d+\.\d+) s", text, "lumorender")
         extra = "trace depth 2 4 6" if kind == "bounces" else ""
         if kind == "gathering":
             # Without the filter against bright speckles, which takes energy away where rays are few.
@@ -129,12 +171,12 @@ class Cycles:
 
     def render(self, kind, samples, reference=False):
         image = self.folder / f"cycles-{kind}-{samples}.exr"
-        part = ",".join(map(str, PART)) if reference else ""
+        part = ",".join(map(str, part_of_kind(kind))) if reference else ""
         return image, cycles_seconds(self.geometry, samples, self.threads, kind, image, part)
 
 
-def part_of(image, folder):
-    left, top, edge = PART
+def part_of(image, folder, kind):
+    left, top, edge = part_of_kind(kind)
     path = folder / (image.stem + "-part.exr")
     output_of(["oiiotool", image, "--ch", "0,1,2", "--cut", f"{edge}x{edge}+{left}+{top}", "-d", "float", "-o", path])
     return path
@@ -157,6 +199,8 @@ SETTINGS = {
                   "Cycles": (1024, [1, 4, 16, 64])},
     "bounces": {"lumorender": ((5, 1), [(0, 1), (1, 1), (2, 1), (3, 1)]),
                 "Cycles": (1024, [1, 4, 16, 64])},
+    "smoke": {"lumorender": ((3, 16), [(0, .25), (0, 1), (1, .25), (1, 1), (2, 1)]),
+              "Cycles": (512, [1, 4, 16])},
     "area": {"lumorender": ((4, 16), [(0, 4), (1, 1), (1, 4), (2, 1), (2, 4), (3, 1)]),
              "Cycles": (1024, [1, 4, 16, 64])},
 }
@@ -167,20 +211,20 @@ def measure(kind, renderers, folder):
     for renderer in renderers:
         name = {"Own": "lumorender"}.get(type(renderer).__name__, type(renderer).__name__)
         best, settings = SETTINGS[kind][name]
-        reference = part_of(renderer.render(kind, best, reference=True)[0], folder)
+        reference = part_of(renderer.render(kind, best, reference=True)[0], folder, kind)
         reference = reference.rename(folder / f"{name}-{kind}-reference.exr")
         mean = mean_of(reference)
         print(f"  {name}: mean of the reference {mean:.5f}", flush=True)
         for setting in settings:
             image, seconds = renderer.render(kind, setting)
-            error = error_of(part_of(image, folder), reference) / mean
+            error = error_of(part_of(image, folder, kind), reference) / mean
             label = f"{4 ** setting[0]} samples, {setting[1]} rays" if isinstance(setting, tuple) else f"{setting} samples"
             print(f"    {label:24} {seconds:8.2f} s   error {error:.4f}", flush=True)
 
 
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
-    parser.add_argument("kinds", nargs="*", help="gathering, bounces, area; all when none is given")
+    parser.add_argument("kinds", nargs="*", help="gathering, bounces, smoke, area; all when none is given")
     parser.add_argument("--install", action="store_true")
     parser.add_argument("--build", type=pathlib.Path, default=HERE.parent / "build/bench")
     parser.add_argument("--threads", type=int, default=2)

@@ -79,6 +79,7 @@ miBoolean mi_query(miQ_type code, miState*, miTag, void* result, ...) {
         std::memcpy(result, &slot, sizeof slot);
         return miTRUE;
     }
+    if (code == miQ_FUNC_CALLTYPE) return miFALSE;
     const bool isSize = code == miQ_FUNC_RESULT_SIZE;
     const miInteger answer = code == miQ_STAGE ? answers.stage : isSize ? kOtherResult : 0;
     if (code == miQ_DECL_PARAM) return miFALSE;
@@ -120,6 +121,16 @@ miBoolean mi_call_shader_x(miColor* result, miShader_type, miState*, miTag, void
     *result = {0.5F, 0.5F, 0.5F, 1};
     return miTRUE;
 }
+
+miBoolean mi_sample(double* sample, int*, miState*, miUshort dimensions, const miUint*) {
+    for (miUshort k = 0; k < dimensions; ++k) sample[k] = 0.25;
+    return miTRUE;
+}
+
+void mi_point_to_world(const miState*, miVector* to, const miVector* from) { *to = *from; }
+void mi_vector_to_world(const miState*, miVector* to, const miVector* from) { *to = *from; }
+
+void mi_info(const char*, ...) {}
 
 miBoolean mi_compute_avg_radiance(miColor* result, miState*, miUchar, miIrrad_options*) {
     *result = {0, 0, 0, 0};
@@ -199,6 +210,20 @@ Parameters ocean() {
     return p;
 }
 
+/// One even ball around the eye, of which lights are asked at six points.
+Parameters volume() {
+    constexpr std::size_t kDensity = 20;
+    std::array<Word, 66> block{};
+    block[1].integer = 1;
+    constexpr std::array<miScalar, 9> kMedium = {1, 0.5F, 0.5F, 0.5F, 0, 1, 1, 1, 0};
+    for (std::size_t k = 0; k < kMedium.size(); ++k) block[kDensity + k].scalar = kMedium[k];
+    constexpr std::array<miScalar, 4> kEngine = {1, 0, 1, 0.5F};
+    for (std::size_t k = 0; k < kEngine.size(); ++k) block[37 + k].scalar = kEngine[k];
+    Parameters p{};
+    std::memcpy(&p, block.data(), sizeof block);
+    return p;
+}
+
 /// A color operation, which begins with the header and the pass mode.
 Parameters operation(miInteger passMode, std::initializer_list<Word> words) {
     Parameters p{};
@@ -237,6 +262,7 @@ const std::array kMaterials = {
     Material{"lumoVexaHairTubeShader", true, surface({0, 40, -0.05F, 0.25F, 0.25F, 0.25F, 1, 15, 0.1F, 1, 1, 1, 1})},
     Material{"lumoVexaFur", true, fibre({30, 0, 1, 0.01F, 0.01F, 30, 0})},
     Material{"lumoVexaHairShader", true, fibre({1, 1, 1, 1, 0.25F, 0.35F, 3, 1.55F})},
+    Material{"lumoVexaVolumeEngine", true, volume()},
     // Two layers without shaders behind them: what remains is the layering itself, of the color and of each pass.
     Material{"lumoVexaLayeredShader", false, operation(1, {none, none, Word{.integer = 2},  //
                                                            half, half, half,

@@ -5,7 +5,7 @@ set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
-wanted=" ${*:-still_life interior harbor look_development wax helmet nodes rabbits passes scenes} "
+wanted=" ${*:-still_life cumulus interior harbor look_development wax helmet nodes rabbits passes scenes} "
 
 # render SCENE [options]: leaves $work/SCENE.png, and its sheet of passes in $work/SCENE-passes.png
 render() {
@@ -29,7 +29,7 @@ picture() {
 wants() { [[ $wanted == *" $1 "* ]]; }
 
 if wants rabbits && [[ ! -f scenes/geometry/rabbits_hair.mi ]]; then scenes/generate.py --hair; fi
-for scene in still_life interior harbor wax helmet nodes rabbits; do
+for scene in still_life cumulus interior harbor wax helmet nodes rabbits; do
     if wants $scene; then render $scene && picture $scene "$work/$scene.png"; fi
 done
 if wants look_development || wants passes; then render look_development -resolution 1200 675; fi

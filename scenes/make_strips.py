@@ -28,16 +28,17 @@ CELL = 2.36  # width of a cell in ball radii
 
 
 class Strip:
-    """`values` are what the parameter takes; `shape` is ball, dog, strands (tubes), tress or veil (hairs), sea,
+    """`values` are what the parameter takes; `shape` is ball, dog, strands (tubes), tress or veil (hairs), sea, volume
     or catcher (a ball on a plane of the material). `before` is text that the material needs."""
 
     def __init__(self, name, material, parameter, values, base="", shape="ball", light="front", wall=False, floor=False,
-                 environment=True, group=None, before=""):
+                 environment=True, group=None, before="", size=1.0):
         self.name, self.material, self.parameter, self.values = name, material, parameter, values
         self.base, self.shape, self.light = base, shape, light
         self.wall, self.floor, self.environment = wall, floor, environment
         self.group = group  # of the parameter, where it is a member
         self.before = before
+        self.size = size    # half the box of volumes
 
 
 def strips():
@@ -178,6 +179,21 @@ def node_strips():
                 '"color" = "clay", "shadingMap" = "tones"', environment=False, before=poster)
     yield Strip("binder_selection", "lumoVexaAssetBinder", "selection", ["0", "1", "2", "3", "4"],
                 '"assets" [ "look0", "look1", "look2", "look3", "look4" ]', before=looks)
+def volume_strips():
+    """What a clear ball holds: `base` are a primitive's own parameters, or without `group` that of the engine."""
+    puff = '"shape" 4, "grid" "cumulus", "color" .99 .98 .97'
+    ball = '"color" .95 .95 .95, "dropoff" 1'
+
+    def volume(name, values, base, group=("primitives", ""), **more):
+        return Strip(f"volume_{name}", "lumoVexaVolumeEngine", name, values, base, shape="volume", floor=True,
+                     environment=False, group=group, **more)
+
+    yield volume("density", ["1", "3", "8", "20", "60"], puff)
+    yield volume("transparency", [".5 .5 .5", ".9 .6 .3", ".3 .6 .9", ".8 .3 .8", ".2 .8 .4"], puff + ', "density" 8')
+    yield volume("anisotropy", ["-.7", "-.3", "0", ".3", ".7"], puff + ', "density" 8', light="back")
+    yield volume("dropoff", ["1", "2", "3", "4", "6"], '"shape" 1, "color" .95 .95 .95, "density" 16', size=.57)
+    yield volume("edgeDropoff", ["0", ".25", ".5", ".75", "1"], ball + ', "density" 8')
+    yield volume("shadowOpacity", ["0", ".25", ".5", ".75", ".9"], puff + ', "density" 20', group=None)
 
 
 def archived_strips():
@@ -284,7 +300,26 @@ def write_surroundings(file, strip, instance):
         instance("floor_i", "floor_o", 'material "floor"')
 
 
+def write_volume(file, strip, cell, instance):
+    """Scattered as brightly as other things are lit."""
+    x = (cell - 2) * CELL
+    value = f'"{strip.parameter}" {strip.values[cell]}'
+    place = inverse_placement((x, 0, 0), 0, strip.size)
+    if "grid" in strip.base:  # twice as long as high
+        place = multiply(inverse_placement((x, 0, 0), 0, .98), [[1, 0, 0, 0], [0, 2, 0, 0], [0, 0, 1.7, 0], [0, 0, 0, 1]])
+    primitive, engine = (f", {value}", "") if strip.group else ("", f", {value}")
+    file.write(f'shader "s{cell}" "lumoVexaVolumeEngine" ( "quality" 2, "scatter" 2.5, '
+               f'"primitives" [ {{ {strip.base}{primitive}, '
+               f'"transform" {matrix(place)} }} ]{engine} )\n'
+               f'material "m{cell}" = "s{cell}" shadow = "s{cell}" end material\n')
+    where = matrix(inverse_placement((x, 0, 0), 0, 1.15 / look_development.RADIUS))
+    instance(f"ball_{cell}", "ball_shape", f'transform {where} material "m{cell}"')
+
+
 def write_cell(file, strip, cell, instance):
+    if strip.shape == "volume":
+        write_volume(file, strip, cell, instance)
+        return
     x = (cell - 2) * CELL
     value = f'"{strip.parameter}" {strip.values[cell]}'
     if strip.group:
@@ -380,6 +415,8 @@ def write_scene(file, strip):
         with open(hairs, "wb") as binary:
             write_hair(binary, strip.shape, tress(TRESSES[strip.shape]))
         file.write(f'$include "{hairs}"\n')
+    if strip.shape == "volume":
+        file.write(f'data "cumulus" "{HERE}/volumes/cumulus.grid"\n')
     elements = []
 
     def instance(name, element, rest):
@@ -411,7 +448,7 @@ def main():
     arguments = parser.parse_args()
     arguments.folder.mkdir(parents=True, exist_ok=True)
     with tempfile.TemporaryDirectory() as folder:
-        for strip in itertools.chain(strips(), node_strips(), archived_strips()):
+        for strip in itertools.chain(strips(), node_strips(), volume_strips(), archived_strips()):
             if arguments.names and strip.name not in arguments.names:
                 continue
             scene = pathlib.Path(folder) / "strip.mi"

@@ -2,8 +2,8 @@
 
     blender -b --factory-startup --debug-cycles -P cycles_scene.py -- GEOMETRY RESOLUTION SAMPLES THREADS KIND IMAGE PART
 
-KIND is direct (light of a point), gathering (with one diffuse bounce), area (a square instead of the point) or bounces (balls
-of half a mirror and of glass). PART is "left,top,edge" in pixels for a part of the picture, or empty.
+KIND is direct (light of a point), gathering (with one diffuse bounce), area (a square instead of the point), bounces (balls
+of half a mirror and of glass) or smoke (a column, instead of the geometry). PART is "left,top,edge" in pixels for a part of the picture, or empty.
 """
 import pathlib
 import sys
@@ -15,6 +15,7 @@ import numpy
 
 sys.path.insert(0, str(pathlib.Path(__file__).parent))
 import scene_geometry  # noqa: E402
+import smoke_column  # noqa: E402
 
 
 FLOOR, BALLS = 2 * 64 ** 2, 400  # triangles of the floor, and how many balls follow it
@@ -84,6 +85,32 @@ def build(geometry, kind):
     bpy.context.collection.objects.link(bpy.data.objects.new("spheres", mesh))
 
 
+def smoke():
+    """Scatters, and swallows nothing; the density is 1 - r in the object's space."""
+    made = bpy.data.materials.new("smoke")
+    made.use_nodes = True
+    nodes, links = made.node_tree.nodes, made.node_tree.links
+    nodes.clear()
+    place, ball, times = (nodes.new(f"ShaderNode{kind}") for kind in ("TexCoord", "TexGradient", "Math"))
+    scatter, output = nodes.new("ShaderNodeVolumeScatter"), nodes.new("ShaderNodeOutputMaterial")
+    ball.gradient_type, times.operation = "SPHERICAL", "MULTIPLY"
+    times.inputs[1].default_value = smoke_column.DENSITY
+    scatter.inputs["Color"].default_value = (1, 1, 1, 1)
+    links.new(place.outputs["Object"], ball.inputs["Vector"])
+    links.new(ball.outputs["Fac"], times.inputs[0])
+    links.new(times.outputs[0], scatter.inputs["Density"])
+    links.new(scatter.outputs[0], output.inputs["Volume"])
+    return made
+
+
+def build_smoke():
+    medium = smoke()
+    for (x, y, z), radius in smoke_column.puffs():
+        bpy.ops.mesh.primitive_uv_sphere_add(radius=1.01, segments=48, ring_count=24, location=(x, -z, y))
+        bpy.context.object.scale = (radius, radius, radius)
+        bpy.context.object.data.materials.append(medium)
+
+
 def add_light(kind):
     place = mathutils.Vector((20, -12, 25))
     if kind == "area":
@@ -123,6 +150,8 @@ def set_up(resolution, samples, threads, kind, image, part):
     if kind == "bounces":
         cycles.diffuse_bounces, cycles.glossy_bounces, cycles.transmission_bounces = 0, 2, 4
     cycles.sample_clamp_indirect = 0
+    # References do without long steps.
+    cycles.volume_step_rate = 0.1 if part else 1
     render.filepath = image
     render.image_settings.file_format, render.image_settings.color_depth = "OPEN_EXR", "32"
     if part:
@@ -136,6 +165,9 @@ bpy.ops.wm.read_factory_settings(use_empty=True)
 if not bpy.context.scene.world:
     bpy.context.scene.world = bpy.data.worlds.new("world")
 geometry_file, resolution, samples, threads, kind, image, part = sys.argv[sys.argv.index("--") + 1:]
-build(scene_geometry.read(geometry_file), kind)
+if kind == "smoke":
+    build_smoke()
+else:
+    build(scene_geometry.read(geometry_file), kind)
 set_up(int(resolution), int(samples), int(threads), kind, image, part)
 bpy.ops.render.render(write_still=True)

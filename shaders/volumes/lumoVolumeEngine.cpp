@@ -64,7 +64,7 @@ public:
         if (!record) return miFALSE;
         if (miRAY_PHOTON(state->type)) return miTRUE;
         miInteger role = miSHADER_VOLUME;
-        mi_query(miQ_FUNC_CALLTYPE, state, miNULLTAG, &role);
+        if (!mi_query(miQ_FUNC_CALLTYPE, state, miNULLTAG, &role)) role = miSHADER_VOLUME;
         if (role == miSHADER_SHADOW) return castShadow(*result, in);
         if (role != miSHADER_VOLUME) return fillSurface(*result, in);
         if (state->type == miRAY_LIGHT) return dimLight(*result, in, record->light);
