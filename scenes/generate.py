@@ -2,7 +2,7 @@
 """Makes the geometry, the textures and the voxel grids of the scenes. Needs nothing but Python.
 
     scenes/generate.py                       rewrites scenes/geometry, textures and volumes (small, checked in)
-    scenes/generate.py --hair                writes the hair of scenes/rabbits.mi, which is not checked in (12 MB, a minute)
+    scenes/generate.py --hair                writes the hair of scenes/rabbits.mi, which is not checked in (14 MB, half a minute)
     scenes/generate.py --large DIRECTORY     writes the large scenes, which are not checked in:
                                              spheres.mi (1,016,192 triangles)
     scenes/generate.py --look FROM AT        prints the transform of a camera or light: "x y z" each

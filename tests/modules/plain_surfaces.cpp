@@ -240,6 +240,15 @@ TEST_SHADER(plain_texture_filter, TextureFilter) {
     return mi_lookup_filter_color_texture(result, state, VALUE(tex), VALUE(norecord) ? nullptr : &filter, to_texture);
 }
 
+/// The same in light from all sides, as hair has it: without the hit there is no behind.
+TEST_SHADER(plain_around, Material) {
+    const auto hit = state->pri;
+    state->pri = nullptr;
+    plain_material(result, state, paras, argument);
+    state->pri = hit;
+    return miTRUE;
+}
+
 /// What is known of a hair: half its width, how many texture and user numbers there are, the last of these.
 TEST_SHADER(plain_hair, void) {
     miScalar radius = -1;

@@ -16,7 +16,7 @@ constexpr miScalar kInfinity = std::numeric_limits<miScalar>::infinity();
 constexpr miScalar kNaN = std::numeric_limits<miScalar>::quiet_NaN();
 
 /* A parameter block of any shader: all words 1.0, but for those that keep a call short or its buffer known. */
-using Words = std::array<miUint, 64>;
+using Words = std::array<miUint, 128>;
 
 struct Subject {
     const char* name;
@@ -38,6 +38,10 @@ const Subject kSubjects[] = {
     {"lumoVexaWriteToColorBuffer", miRAY_EYE, kSdk, {{0, 0}}}, {"lumoVexaWriteToVectorBuffer", miRAY_EYE, kSdk, {{0, 0}}},
     {"lumoVexaWriteToDepthBuffer", miRAY_EYE, kSdk, {{0, 0}}}, {"lumoVexaWriteToLabelBuffer", miRAY_EYE, kSdk, {{0, 0}}},
     {"lumoVexaLambert", miRAY_EYE, kSdk, {{0, 1}, {11, 2}, {30, 0}, {48, 3}, {49, 3}}},
+    {"lumoVexaFur", miRAY_EYE, "lumoVexaFur(): Internal state error.", {{0, 1}, {11, 2}, {30, 0}, {48, 3}, {49, 3}}},
+    {"lumoVexaHairShader", miRAY_EYE, "lumoVexaHairShader(): Internal state error.",
+     {{0, 1}, {11, 2}, {30, 0}, {48, 3}, {49, 3}}},
+    {"lumoVexaFur", miRAY_SHADOW, "lumoVexaFur(): Internal state error.", {{0, 1}, {30, 0}}},
     {"lumoVexaLambert", miRAY_SHADOW, kSdk, {{0, 1}, {30, 0}}}, {"lumoVexaShadingEngine", miRAY_EYE, kEngine, {{6, 0}, {7, 0}}},
     {"lumoVexaSimpleShadingEngine", miRAY_EYE, kEngine, {}}, {"lumoVexaRenderTargetShadingEngine", miRAY_EYE, kEngine, {}},
     LIGHT("Point", "point", miRAY_LIGHT, {{15, 2}}), LIGHT("Directional", "directional", miRAY_LIGHT, {{0, 0}, {15, 2}}),
