@@ -212,15 +212,15 @@ Parameters ocean() {
 
 /// One even ball around the eye, of which lights are asked at six points.
 Parameters volume() {
-    constexpr std::size_t kDensity = 20;
-    std::array<Word, 66> block{};
-    block[1].integer = 1;
-    constexpr std::array<miScalar, 9> kMedium = {1, 0.5F, 0.5F, 0.5F, 0, 1, 1, 1, 0};
-    for (std::size_t k = 0; k < kMedium.size(); ++k) block[kDensity + k].scalar = kMedium[k];
-    constexpr std::array<miScalar, 4> kEngine = {1, 0, 1, 0.5F};
-    for (std::size_t k = 0; k < kEngine.size(); ++k) block[37 + k].scalar = kEngine[k];
+    std::vector<Word> block(66, Word{.integer = 0});
+    const auto put = [&block](std::size_t first, std::initializer_list<miScalar> values) {
+        for (const miScalar value : values) block[first++] = Word{.scalar = value};
+    };
+    block[1] = Word{.integer = 1};
+    put(20, {1, 0.5F, 0.5F, 0.5F, 0, 1, 1, 1, 0});
+    put(37, {1, 0, 1, 0.5F});
     Parameters p{};
-    std::memcpy(&p, block.data(), sizeof block);
+    std::memcpy(&p, block.data(), block.size() * sizeof(Word));
     return p;
 }
 
@@ -337,7 +337,7 @@ void material(benchmark::State& run, const Material& what) {
     struct {
         SurfaceShaderReturnType surface;
         std::array<miScalar, 16> more; /* of materials with further outputs */
-    } result;
+    } result{};
     for (auto _ : run) {
         call(&result, &state, &parameters, nullptr);
         benchmark::DoNotOptimize(result);
