@@ -12,8 +12,9 @@ for job in "$@"; do
             libopenimageio-dev libopenexr-dev libimath-dev   # images in and out
             libopencolorio-dev                               # color transforms
             libcli11-dev libfmt-dev                          # command line, messages
+            python3                                          # makes what is too large to be checked in
         ) ;;
-        test) packages+=(libgtest-dev python3 clang-format-19) ;;   # python3: the noise tables, the count of cases
+        test) packages+=(libgtest-dev python3 clang-format-19) ;;   # python3: noise tables, count of cases
         clang) packages+=(clang) ;;
         fuzz) packages+=(clang libclang-rt-dev) ;;
         bench) packages+=(libbenchmark-dev python3) ;;
