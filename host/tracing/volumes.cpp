@@ -26,27 +26,34 @@ RunningVolumes without(const RunningVolumes& volumes, miTag volume) {
 
 /// Solids that the ray leaves and never entered are those it began in; of several it leaves the innermost one first.
 RunningVolumes volumesAtOrigin(ThreadContext& context, miState& ray) {
-    constexpr int kMostHits = 1000;
-    std::vector<miTag> around;
-    std::vector<std::pair<const FlatInstance*, miTag>> entered;
+    struct Solid {
+        const FlatInstance* instance;
+        miTag volume;
+        bool operator==(const Solid&) const = default;
+    };
+    constexpr std::size_t kMostHits = 1000;
+    std::array<miTag, kMostHits> around;
+    std::array<Solid, kMostHits> entered;
+    auto aroundEnd = around.begin();
+    auto enteredEnd = entered.begin();
     RayRecord& record = childRay(context, &ray);
     double near = 0;
-    for (int i = 0; i < kMostHits && findHit(context, record, RayVisibility::Transparency, near); ++i) {
+    for (std::size_t i = 0; i < kMostHits && findHit(context, record, RayVisibility::Transparency, near); ++i) {
         near = record.state.dist;
         const miMaterial* material = materialOf(context, record.state);
         if (!material || material->volume == 0) continue;
-        const std::pair<const FlatInstance*, miTag> solid(record.hit.instance, material->volume);
+        const Solid solid = {record.hit.instance, material->volume};
         if (!record.state.inv_normal) {
-            entered.push_back(solid);
-        } else if (const auto own = std::find(entered.begin(), entered.end(), solid); own != entered.end()) {
-            entered.erase(own);
+            *enteredEnd++ = solid;
+        } else if (const auto own = std::find(entered.begin(), enteredEnd, solid); own != enteredEnd) {
+            *own = *--enteredEnd;
         } else {
-            around.push_back(material->volume);
+            *aroundEnd++ = material->volume;
         }
     }
     RunningVolumes volumes;
     volumes.enter(context.scene->camera->volume);
-    std::for_each(around.rbegin(), around.rend(), [&](miTag volume) { volumes.enter(volume); });
+    while (aroundEnd != around.begin()) volumes.enter(*--aroundEnd);
     return volumes;
 }
 
@@ -89,8 +96,9 @@ miTag volumeBehind(const ThreadContext& context, const miState& state, const miM
     return state.camera->volume;
 }
 
-EyeVolumes::EyeVolumes(ThreadContext& context, miState& ray) : context_(context), before_(context.volumes) {
+EyeVolumes::EyeVolumes(ThreadContext& context, miState& ray) : VolumesScope(context) {
     if (!areAutomatic(ray)) return;
+    before_ = context.volumes;
     // Most rays of a camera begin at one place.
     EyeOrigin& known = context.eyeOrigin;
     if (!isSamePlace(known, ray)) known = {true, ray.org, ray.time, volumesAtOrigin(context, ray)};
@@ -98,9 +106,9 @@ EyeVolumes::EyeVolumes(ThreadContext& context, miState& ray) : context_(context)
     ray.volume = context.volumes.innermost();
 }
 
-CrossedVolumes::CrossedVolumes(ThreadContext& context, const miState& hit, bool enters)
-    : context_(context), before_(context.volumes) {
+CrossedVolumes::CrossedVolumes(ThreadContext& context, const miState& hit, bool enters) : VolumesScope(context) {
     if (!areAutomatic(hit)) return;
+    before_ = context.volumes;
     const miMaterial* material = materialOf(context, hit);
     const miTag own = material ? material->volume : miNULLTAG;
     const miTag chosen = hit.refraction_volume, current = hit.volume;

@@ -5,6 +5,8 @@
 #include "mi/material.h"
 #include "tracing/context.h"
 
+#include <optional>
+
 namespace lumorender {
 
 /// Volume shaders change the color of everything that reached the state's end of the ray: automatic volumes in the order in
@@ -16,31 +18,33 @@ bool applyVolume(ThreadContext& context, miState* state, miColor* result, bool o
 /// (which may be null) has none.
 miTag volumeBehind(const ThreadContext& context, const miState& state, const miMaterial* material);
 
+/// The volumes that a ray is in, while it lives. Without automatic volumes nothing is kept.
+class VolumesScope {
+public:
+    ~VolumesScope() {
+        if (before_) context_.volumes = *before_;
+    }
+    VolumesScope(const VolumesScope&) = delete;
+    VolumesScope& operator=(const VolumesScope&) = delete;
+
+protected:
+    explicit VolumesScope(ThreadContext& context) : context_(context) {}
+
+    ThreadContext& context_;
+    std::optional<RunningVolumes> before_;
+};
+
 /// With automatic volumes: what an eye ray begins in, which is found by following it. Its state gets the innermost volume.
-class EyeVolumes {
+class EyeVolumes : public VolumesScope {
 public:
     EyeVolumes(ThreadContext& context, miState& ray);
-    ~EyeVolumes() { context_.volumes = before_; }
-    EyeVolumes(const EyeVolumes&) = delete;
-    EyeVolumes& operator=(const EyeVolumes&) = delete;
-
-private:
-    ThreadContext& context_;
-    const RunningVolumes before_;
 };
 
 /// With automatic volumes: while a ray is on its way that goes on through the surface of `hit`, in what the surface's
 /// shader left in the state. `enters` says on which side.
-class CrossedVolumes {
+class CrossedVolumes : public VolumesScope {
 public:
     CrossedVolumes(ThreadContext& context, const miState& hit, bool enters);
-    ~CrossedVolumes() { context_.volumes = before_; }
-    CrossedVolumes(const CrossedVolumes&) = delete;
-    CrossedVolumes& operator=(const CrossedVolumes&) = delete;
-
-private:
-    ThreadContext& context_;
-    const RunningVolumes before_;
 };
 
 }  // namespace lumorender

@@ -37,6 +37,7 @@
 #include "SDK/framework/export_shader.h"
 #include "SDK/surface/contribution_weight.h"
 #include "SDK/surface/secondary_rays.h"
+#include "SDK/surface/surface_lights.h"
 #include "SDK/surface/surface_point.h"
 #include "shaders/materials/layered_surface.h"
 
@@ -83,30 +84,28 @@ public:
         mi_instance_lightlist(&count, &lights, state_);
         for (int i = 0; lights && i < count; ++i)
             if (lights[i] != miNULLTAG) sampleLight(lights[i]);
-        const miScalar whole = luminance(whole_);
-        return whole > 0 ? std::clamp(1 - luminance(left_) / whole, 0.0f, 1.0f) : 0;
+        const miScalar whole = luminance(sums_.color[1]);
+        return whole > 0 ? std::clamp(1 - luminance(sums_.color[0]) / whole, 0.0f, 1.0f) : 0;
     }
 
 private:
-    struct Sum {
-        miColor left = kBlack, whole = kBlack;
+    struct Run {
+        LitSums sums;
         bool isForeign = true; /* the light does not tell what it gives before shadows */
         bool isDiffuse = true; /* and lights surfaces that are not glossy */
     };
 
     void sampleLight(miTag light) {
         passes_.beginLight();
-        Sum sum;
-        const int samples = addSamples(light, sum);
+        Run run;
+        const int samples = addSamples(light, run);
         passes_.endLight(samples);
-        if (samples <= 0 || !sum.isDiffuse) return;
-        if (sum.isForeign) sum.whole = lightWithoutShadow(light) * static_cast<miScalar>(samples);
-        const miScalar share = 1 / static_cast<miScalar>(samples);
-        left_ = left_ + sum.left * share;
-        whole_ = whole_ + sum.whole * share;
+        if (samples <= 0 || !run.isDiffuse) return;
+        run.sums.scale(1 / static_cast<miScalar>(samples));
+        sums_.add(WHITE, run.sums.color[0], run.isForeign ? lightWithoutShadow(light) : run.sums.color[1]);
     }
 
-    int addSamples(miTag light, Sum& sum) {
+    int addSamples(miTag light, Run& run) {
         data_ = LightData{};
         data_.withoutSampleTerms = !composition_.perSample;
         miColor color = kBlack;
@@ -115,12 +114,11 @@ private:
         int samples = 0;
         while (mi_sample_light(&color, &direction, &cosine, state_, light, &samples)) {
             passes_.takeForeignLight(color, light);
-            sum.isDiffuse = data_.isAmbient || data_.emitsDiffuse;
-            if (!sum.isDiffuse) continue;
+            run.isDiffuse = data_.isAmbient || data_.emitsDiffuse;
+            if (!run.isDiffuse) continue;
             const miScalar term = data_.isAmbient ? 1 : cosineOf(cosine);
-            sum.left = sum.left + color * term;
-            sum.whole = sum.whole + data_.color * term;
-            sum.isForeign = sum.isForeign && isBlack(data_.color);
+            run.sums.add({term, term, term, term}, color, data_.color);
+            run.isForeign = run.isForeign && isBlack(data_.color);
             addToPasses(term);
         }
         return samples;
@@ -159,7 +157,7 @@ private:
     const CompositionState& composition_;
     const PassWriter& passes_;
     const miScalar mask_;
-    miColor left_ = kBlack, whole_ = kBlack;
+    LitSums sums_;
 };
 
 class UseBackgroundClass : public Material<P> {
