@@ -100,6 +100,8 @@ int runApplication(int argumentCount, const char* const* arguments) {
     if (commandLine.verbosity) setVerbosity(*commandLine.verbosity);
     setPaths(commandLine);
 
+    // Writing beyond a limit is an error like others, not a reason to end.
+    std::signal(SIGXFSZ, SIG_IGN);
     Application application(commandLine);
     bool good = linkModules(commandLine);
     good = good && readFrom(commandLine, application);

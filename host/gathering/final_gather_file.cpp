@@ -1,10 +1,10 @@
 #include "gathering/final_gather_file.h"
 
 #include "support/messages.h"
+#include "support/whole_file.h"
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <cmath>
 #include <cstring>
 #include <fstream>
@@ -85,26 +85,19 @@ std::optional<std::vector<GatherPoint>> readGatherFile(const std::filesystem::pa
 }
 
 bool writeGatherFile(const std::filesystem::path& file, std::span<const GatherPoint> points) {
-    std::filesystem::path beside = file;
-    beside += ".part";
     Header header;
     header.count = points.size();
     header.checksum = checksumOf(points);
-    std::error_code failure;
-    {
-        std::ofstream stream(beside, std::ios::binary | std::ios::trunc);
-        const int reason = stream ? EIO : errno;
-        stream.write(reinterpret_cast<const char*>(&header), sizeof header);
-        stream.write(reinterpret_cast<const char*>(points.data()), static_cast<std::streamsize>(points.size_bytes()));
-        stream.close();
-        if (!stream) failure = {reason, std::generic_category()};
+    try {
+        WholeFile target(file);
+        target.write(&header, sizeof header);
+        target.write(points.data(), points.size_bytes());
+        target.keep();
+        return true;
+    } catch (const Failure& failure) {
+        error("RC", "final gather file \"{}\" cannot be written: {}", file.string(), failure.what());
+        return false;
     }
-    if (!failure) std::filesystem::rename(beside, file, failure);
-    if (!failure) return true;
-    error("RC", "final gather file \"{}\" cannot be written: {}", file.string(), failure.message());
-    std::error_code ignored;
-    std::filesystem::remove(beside, ignored);
-    return false;
 }
 
 }  // namespace lumorender

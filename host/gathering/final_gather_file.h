@@ -13,8 +13,7 @@ namespace lumorender {
 /// just not there. A file that was cut short or changed is told from a good one by its checksum.
 std::optional<std::vector<GatherPoint>> readGatherFile(const std::filesystem::path& file, std::string& problem);
 
-/// Writes beside the file first and then renames, so that a file is either the old one or the new one. Reports errors
-/// itself.
+/// The file is either the old one or the new one. Reports errors itself.
 bool writeGatherFile(const std::filesystem::path& file, std::span<const GatherPoint> points);
 
 }  // namespace lumorender

@@ -1,7 +1,8 @@
 // Widespread image formats, through OpenImageIO.
-#include "image/layers.h"
+#include "image/library_output.h"
 
 #include "support/messages.h"
+#include "support/whole_file.h"
 
 #include <OpenImageIO/imageio.h>
 #include <tbb/parallel_for.h>
@@ -110,19 +111,9 @@ OIIO::ImageSpec makeSpec(const ImageFile& file, const DataWindow& window, int ch
     return spec;
 }
 
-void writePixels(const std::filesystem::path& path, const CommonFormat& format, const OIIO::ImageSpec& spec,
-                 OIIO::TypeDesc given, const void* pixels) {
-    const auto output = OIIO::ImageOutput::create(format.plugin);
-    if (!output) throw Failure(fmt::format("this build cannot write {} files ({})", format.name, OIIO::geterror()));
-    if (!output->open(path.string(), spec)) throw Failure(output->geterror());
-    const bool written = output->write_image(given, pixels);
-    const bool closed = output->close();
-    if (!written || !closed) throw Failure(output->geterror());
-}
-
 /// Labels must arrive bit by bit, so only TIFF takes them here.
-void writeLabels(const std::filesystem::path& path, const CommonFormat& format, const ImageFile& file,
-                 const DataWindow& window, const Metadata& metadata) {
+void writeLabels(WholeFile& target, const CommonFormat& format, const ImageFile& file, const DataWindow& window,
+                 const Metadata& metadata) {
     if (format.plugin != std::string("tiff"))
         throw Failure(fmt::format("{} files cannot hold labels; exr, tif and tt can", format.name));
     const LayerImage& layer = *file.layers.front();
@@ -134,19 +125,32 @@ void writeLabels(const std::filesystem::path& path, const CommonFormat& format, 
                     image.data() + static_cast<std::size_t>(fromTop) * fullWidth + static_cast<std::size_t>(window.x0));
     }
     const OIIO::ImageSpec spec = makeSpec(file, window, 1, OIIO::TypeDesc::UINT32, metadata);
-    writePixels(path, format, spec, OIIO::TypeDesc::UINT32, image.data());
+    writeThroughLibrary(target, format.plugin, spec, OIIO::TypeDesc::UINT32, image.data());
 }
 
 }  // namespace
 
+void writeThroughLibrary(WholeFile& target, const char* plugin, const OIIO::ImageSpec& spec, OIIO::TypeDesc given,
+                         const void* pixels) {
+    const auto output = OIIO::ImageOutput::create(plugin);
+    if (!output) throw Failure(fmt::format("this build cannot write {} files ({})", plugin, OIIO::geterror()));
+    // Runs of lengths and dictionaries may take more than the pixels themselves.
+    const MemoryFile memory(2 * spec.image_bytes() + (1 << 16));
+    if (!output->open(memory.name(), spec)) throw Failure(output->geterror());
+    const bool written = output->write_image(given, pixels);
+    const bool closed = output->close();
+    if (!written || !closed) throw Failure(output->geterror());
+    memory.copyTo(target);
+}
+
 bool isCommonFormat(const std::string& format) { return find(format) != nullptr; }
 
-void writeCommon(const std::filesystem::path& path, const std::string& name, const ImageFile& file,
-                 const DataWindow& window, const Metadata& metadata) {
+void writeCommon(WholeFile& target, const std::string& name, const ImageFile& file, const DataWindow& window,
+                 const Metadata& metadata) {
     const CommonFormat& format = *find(name);
     const LayerImage& layer = *file.layers.front();
     const PixelFormat pixel = pixelFormat(layer.type);
-    if (pixel.integer) return writeLabels(path, format, file, window, metadata);
+    if (pixel.integer) return writeLabels(target, format, file, window, metadata);
 
     // The pixels as the file wants them: rows from the top, straight or multiplied alpha, display gamma.
     const int channels = channelsInFile(format, pixel), depth = depthInFile(format, pixel);
@@ -162,7 +166,7 @@ void writeCommon(const std::filesystem::path& path, const std::string& name, con
     OIIO::ImageSpec spec = makeSpec(file, window, channels, type, metadata);
     if (format.straight) spec.attribute("oiio:UnassociatedAlpha", 1);
     if (format.plugin == std::string("pnm")) spec.attribute("pnm:pfmflip", 0);  // meant for floats, done to bytes, too
-    writePixels(path, format, spec, OIIO::TypeDesc::FLOAT, image.data());
+    writeThroughLibrary(target, format.plugin, spec, OIIO::TypeDesc::FLOAT, image.data());
 }
 
 }  // namespace lumorender

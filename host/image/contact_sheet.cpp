@@ -103,7 +103,7 @@ void drawCell(RgbImage& sheet, const LayerImage& layer, const DataWindow& window
 
 std::string writeContactSheet(const std::filesystem::path& path, const std::vector<const LayerImage*>& layers,
                               const DataWindow& window) {
-    return reasonOfFailure(path, [&] {
+    return reasonOfFailure([&] {
         if (layers.empty()) throw Failure("there is no layer to show");
         for (const LayerImage* layer : layers) checkLayer(*layer, window);
         const int count = static_cast<int>(layers.size());

@@ -1,11 +1,11 @@
 #include "image/display.h"
 
-#include "image/layers.h"
+#include "image/library_output.h"
 #include "image/shrink.h"
 #include "support/messages.h"
 #include "support/quasi_random.h"
+#include "support/whole_file.h"
 
-#include <OpenImageIO/imageio.h>
 #include <tbb/parallel_for.h>
 
 #include <algorithm>
@@ -134,19 +134,15 @@ void fillRectangle(RgbImage& canvas, int x, int y, int width, int height, Rgb co
 }
 
 void writePng(const std::filesystem::path& path, const RgbImage& image) {
-    writeThroughTemporary(path, [&](const std::filesystem::path& temporary) {
-        OIIO::ImageSpec spec(image.width, image.height, 3, OIIO::TypeDesc::UINT8);
-        spec.attribute("oiio:ColorSpace", "sRGB");
-        const auto output = OIIO::ImageOutput::create("png");
-        if (!output) throw Failure(OIIO::geterror());
-        const bool good =
-            output->open(temporary.string(), spec) && output->write_image(OIIO::TypeDesc::UINT8, image.pixels.data());
-        if (!output->close() || !good) throw Failure(output->geterror());
-    });
+    WholeFile target(path);
+    OIIO::ImageSpec spec(image.width, image.height, 3, OIIO::TypeDesc::UINT8);
+    spec.attribute("oiio:ColorSpace", "sRGB");
+    writeThroughLibrary(target, "png", spec, OIIO::TypeDesc::UINT8, image.pixels.data());
+    target.keep();
 }
 
 std::string writePreview(const std::filesystem::path& path, const LayerImage& layer, const DataWindow& window) {
-    return reasonOfFailure(path, [&] {
+    return reasonOfFailure([&] {
         checkLayer(layer, window);
         RgbImage canvas(window.fullWidth, window.fullHeight, {0, 0, 0});
         paste(canvas, displayImage(layer, valueRange(layer)), window.x0, window.fullHeight - window.y0 - window.height);

@@ -2,12 +2,14 @@
 #include "image/layers.h"
 
 #include "support/messages.h"
+#include "support/whole_file.h"
 
 #include <OpenEXR/ImfChannelList.h>
 #include <OpenEXR/ImfFloatAttribute.h>
 #include <OpenEXR/ImfFloatVectorAttribute.h>
 #include <OpenEXR/ImfFrameBuffer.h>
 #include <OpenEXR/ImfHeader.h>
+#include <OpenEXR/ImfIO.h>
 #include <OpenEXR/ImfIntAttribute.h>
 #include <OpenEXR/ImfMatrixAttribute.h>
 #include <OpenEXR/ImfOutputFile.h>
@@ -25,6 +27,18 @@
 
 namespace lumorender {
 namespace {
+
+/// What the library writes goes through checks that its own streams do not make.
+class CheckedStream : public Imf::OStream {
+public:
+    CheckedStream(const char* name, WholeFile& file) : OStream(name), file_(file) {}
+    void write(const char bytes[], int count) override { file_.write(bytes, static_cast<std::size_t>(count)); }
+    std::uint64_t tellp() override { return file_.position(); }
+    void seekp(std::uint64_t position) override { file_.seek(position); }
+
+private:
+    WholeFile& file_;
+};
 
 constexpr float kLargestHalf = 65504.0f;
 
@@ -171,13 +185,13 @@ Imf::FrameBuffer frameBuffer(const std::vector<ExrLayer>& layers, const Imath::V
 
 }  // namespace
 
-void writeExr(const std::filesystem::path& path, const ImageFile& file, const DataWindow& window,
-              const Metadata& metadata) {
+void writeExr(WholeFile& target, const ImageFile& file, const DataWindow& window, const Metadata& metadata) {
     std::vector<ExrLayer> layers = prepareLayers(file);
     const Imf::Header header = makeHeader(file, window, layers, metadata);
     const int threads = tbb::this_task_arena::max_concurrency();
     if (Imf::globalThreadCount() != threads) Imf::setGlobalThreadCount(threads);
-    Imf::OutputFile output(path.c_str(), header);
+    CheckedStream stream(file.path.c_str(), target);
+    Imf::OutputFile output(stream, header);
 
     // Convert a band of every layer, then let the library compress the band on all threads.
     const Imath::V2i corner = header.dataWindow().min;

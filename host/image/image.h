@@ -68,8 +68,8 @@ struct ImageFile {
     std::vector<const LayerImage*> layers;
 };
 
-/// Writes the file (through a temporary name, so that an interrupted write leaves no half file). Returns an empty
-/// string, or why it failed, with the path. Throws nothing. Creates no folders.
+/// Writes the file, which takes its name when it is whole. Returns an empty string, or why it failed. Throws nothing.
+/// Creates no folders.
 ///
 /// EXR holds all layers in one part, in the compositors' channel names. Colors: `R G B A` for the layer without a name,
 /// `name.R` and so on for others; alpha `name.A`, scalars and coverage `name.Y`, depth `name.Z`, normals and

@@ -1,49 +1,15 @@
-// Chooses the writer of an image file, and keeps half-written files out of sight.
+// Chooses the writer of an image file.
 #include "image/image.h"
 #include "image/layers.h"
 
 #include "support/messages.h"
-
-#include <fcntl.h>
-#include <unistd.h>
+#include "support/whole_file.h"
 
 #include <algorithm>
-#include <atomic>
 #include <cctype>
-#include <cerrno>
-#include <system_error>
 
 namespace lumorender {
 namespace {
-
-namespace fs = std::filesystem;
-
-std::string systemReason(int code) { return std::generic_category().message(code); }
-
-/// A name that no other write of this or another process uses. The ending stays: some libraries look at it.
-fs::path temporaryName(const fs::path& target) {
-    static std::atomic<int> counter{0};
-    fs::path name = target;
-    return name.replace_filename(
-        fmt::format(".{}.part{}-{}{}", target.stem().string(), getpid(), ++counter, target.extension().string()));
-}
-
-/// Creates the empty file ourselves, because the system's reason is clearer than the image libraries' ones.
-void createEmpty(const fs::path& path) {
-    const int descriptor = open(path.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, 0666);
-    if (descriptor < 0) throw Failure(systemReason(errno));
-    close(descriptor);
-}
-
-void checkTarget(const fs::path& target) {
-    if (target.filename().empty()) throw Failure("the path names no file");
-    std::error_code ignored;
-    const fs::path folder = target.parent_path();
-    if (!folder.empty() && !fs::exists(folder, ignored))
-        throw Failure(fmt::format("the folder '{}' does not exist", folder.string()));
-    if (fs::exists(target, ignored) && !fs::is_regular_file(target, ignored))
-        throw Failure(fs::is_directory(target, ignored) ? "it is a folder" : "it is no plain file");
-}
 
 std::string formatOf(const ImageFile& file) {
     std::string format = file.format;
@@ -68,48 +34,31 @@ void writeAs(const std::string& format, const ImageFile& file, const DataWindow&
     for (const LayerImage* layer : file.layers) checkLayer(*layer, window);
     if (format != "exr") warnAboutOtherLayers(file, format);
 
-    writeThroughTemporary(file.path, [&](const fs::path& path) {
-        if (format == "exr")
-            writeExr(path, file, window, metadata);
-        else if (isNativeFormat(format))
-            writeNative(path, format, *file.layers.front(), window);
-        else
-            writeCommon(path, format, file, window, metadata);
-    });
+    WholeFile target(file.path);
+    if (format == "exr")
+        writeExr(target, file, window, metadata);
+    else if (isNativeFormat(format))
+        writeNative(target, format, *file.layers.front(), window);
+    else
+        writeCommon(target, format, file, window, metadata);
+    target.keep();
 }
 
 }  // namespace
 
-void writeThroughTemporary(const fs::path& target, const std::function<void(const fs::path&)>& write) {
-    const fs::path resolved = fs::weakly_canonical(target);
-    checkTarget(resolved);
-    const fs::path temporary = temporaryName(resolved);
-    createEmpty(temporary);
-    try {
-        write(temporary);
-        std::error_code problem;
-        fs::rename(temporary, resolved, problem);
-        if (problem) throw Failure(problem.message());
-    } catch (...) {
-        std::error_code ignored;
-        fs::remove(temporary, ignored);
-        throw;
-    }
-}
-
-std::string reasonOfFailure(const fs::path& path, const std::function<void()>& write) noexcept {
+std::string reasonOfFailure(const std::function<void()>& write) noexcept {
     try {
         write();
         return {};
     } catch (const std::exception& problem) {
-        return fmt::format("cannot write '{}': {}", path.string(), problem.what());
+        return problem.what();
     } catch (...) {
-        return fmt::format("cannot write '{}': unknown reason", path.string());
+        return "unknown reason";
     }
 }
 
 std::string writeImageFile(const ImageFile& file, const DataWindow& window, const Metadata& metadata) {
-    return reasonOfFailure(file.path, [&] { writeAs(formatOf(file), file, window, metadata); });
+    return reasonOfFailure([&] { writeAs(formatOf(file), file, window, metadata); });
 }
 
 miImg_type naturalImageType(const std::string& fileFormat) {

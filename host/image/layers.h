@@ -9,6 +9,8 @@
 
 namespace lumorender {
 
+class WholeFile;
+
 inline std::size_t pixelCount(const LayerImage& layer) {
     return static_cast<std::size_t>(layer.width) * static_cast<std::size_t>(layer.height);
 }
@@ -19,22 +21,14 @@ std::vector<std::string> channelNames(const std::string& layerName, miImg_type t
 /// Throws Failure unless the layer holds as many values as its type and the window say.
 void checkLayer(const LayerImage& layer, const DataWindow& window);
 
-/// Lets `write` fill a new file beside `target`, then gives it the target's name. Where anything fails nothing is left
-/// behind and an existing target stays as it was. Follows symbolic links; refuses targets that are no plain files.
-/// Throws Failure with the reason, or what `write` throws.
-void writeThroughTemporary(const std::filesystem::path& target,
-                           const std::function<void(const std::filesystem::path&)>& write);
+/// Runs `write` and returns what it throws as text; empty where it threw nothing.
+std::string reasonOfFailure(const std::function<void()>& write) noexcept;
 
-/// Runs `write` and turns what it throws into "cannot write <path>: <reason>"; empty where it threw nothing.
-std::string reasonOfFailure(const std::filesystem::path& path, const std::function<void()>& write) noexcept;
-
-/// The writers proper. They write to `path` whatever its ending, and throw where they fail. The layers are checked.
-void writeExr(const std::filesystem::path& path, const ImageFile& file, const DataWindow& window,
-              const Metadata& metadata);
-void writeNative(const std::filesystem::path& path, const std::string& format, const LayerImage& layer,
-                 const DataWindow& window);
-void writeCommon(const std::filesystem::path& path, const std::string& format, const ImageFile& file,
-                 const DataWindow& window, const Metadata& metadata);
+/// The writers proper. They throw where they fail. The layers are checked.
+void writeExr(WholeFile& target, const ImageFile& file, const DataWindow& window, const Metadata& metadata);
+void writeNative(WholeFile& target, const std::string& format, const LayerImage& layer, const DataWindow& window);
+void writeCommon(WholeFile& target, const std::string& format, const ImageFile& file, const DataWindow& window,
+                 const Metadata& metadata);
 
 /// Whether writeNative or writeCommon know the format.
 bool isNativeFormat(const std::string& format);

@@ -6,12 +6,12 @@
 #include "image/layers.h"
 
 #include "support/messages.h"
+#include "support/whole_file.h"
 
 #include <algorithm>
 #include <bit>
 #include <cmath>
 #include <cstring>
-#include <fstream>
 
 namespace lumorender {
 namespace {
@@ -110,8 +110,7 @@ void checkFit(const NativeFormat& format, const LayerImage& layer, const DataWin
 
 bool isNativeFormat(const std::string& format) { return find(format) != nullptr; }
 
-void writeNative(const std::filesystem::path& path, const std::string& name, const LayerImage& layer,
-                 const DataWindow& window) {
+void writeNative(WholeFile& target, const std::string& name, const LayerImage& layer, const DataWindow& window) {
     const NativeFormat& format = *find(name);
     checkFit(format, layer, window);
     const std::uint8_t magic = magicOf(format, pixelFormat(layer.type).bitDepth);
@@ -124,11 +123,7 @@ void writeNative(const std::filesystem::path& path, const std::string& name, con
         putBits(bytes, pixels, window.fullWidth);
     else
         putValues(bytes, format, magic, pixels);
-
-    std::ofstream output(path, std::ios::binary);
-    output.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-    output.close();
-    if (!output) throw Failure("the disk is full or the file cannot be written");
+    target.write(bytes);
 }
 
 }  // namespace lumorender
