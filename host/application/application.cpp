@@ -4,6 +4,7 @@
 #include "application/progress_line.h"
 #include "interface/host.h"
 #include "library/memory.h"
+#include "mi/instance.h"
 #include "support/abort.h"
 #include "support/messages.h"
 
@@ -22,11 +23,22 @@ extern "C" void onInterrupt(int signal) {
     std::signal(signal, SIG_DFL);
 }
 
+std::string quoted(std::string_view name) {
+    std::string text = "\"";
+    for (const char c : name) {
+        if (c == '"' || c == '\\') text += '\\';
+        text += c;
+    }
+    text += '"';
+    return text;
+}
+
 class Application : public SceneActions {
 public:
     explicit Application(const CommandLine& commandLine) : commandLine_(commandLine) {}
 
     bool render(const RenderCommand& command) override {
+        if (!applyStatements(command)) return false;
         ProgressLine progress;
         RenderSettings settings = commandLine_.render;
         settings.progress = [&](const RenderProgress& state) { progress.show(state); };
@@ -43,6 +55,21 @@ public:
     int rendered() const { return rendered_; }
 
 private:
+    /// What the command line says in the words of the scene language goes to the end of the options and of the camera.
+    bool applyStatements(const RenderCommand& command) {
+        Database& database = hostDatabase();
+        const auto edit = [&](const char* element, miTag tag, const std::string& statements) {
+            if (statements.empty() || database.name(tag).empty()) return true;
+            const std::string text =
+                fmt::format("incremental {0} {1}{2} end {0}\n", element, quoted(database.name(tag)), statements);
+            return readSceneText(text, "command line", database, hostModules(), *this, commandLine_.reader);
+        };
+        const auto* instance = database.as<miInstance>(command.cameraInstance, miSCENE_INSTANCE);
+        good_ = edit("options", command.options, commandLine_.optionsStatements) &&
+                edit("camera", instance ? instance->item : miNULLTAG, commandLine_.cameraStatements) && good_;
+        return good_;
+    }
+
     const CommandLine& commandLine_;
     bool good_ = true;
     int rendered_ = 0;
@@ -99,6 +126,8 @@ int runApplication(int argumentCount, const char* const* arguments) {
     if (const auto code = readCommandLine(argumentCount, arguments, commandLine)) return *code;
     if (commandLine.verbosity) setVerbosity(*commandLine.verbosity);
     setPaths(commandLine);
+    for (const std::string& text : commandLine.warnings) warning("HOST", "{}", text);
+    for (const std::string& text : commandLine.errors) error("HOST", "{}", text);
 
     // Writing beyond a limit is an error like others, not a reason to end.
     std::signal(SIGXFSZ, SIG_IGN);

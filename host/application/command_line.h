@@ -6,19 +6,34 @@
 
 #include <filesystem>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
 namespace lumorender {
+
+/// What is printed in place of rendering.
+enum class Page { None, Help, Version, Man, Markdown, Bash, Zsh };
 
 struct CommandLine {
     std::filesystem::path scene;  ///< empty = standard input
     std::optional<int> verbosity;
     RenderSettings render;
     ReaderSettings reader;
+    /// Statements of the scene language that stand at the end of the options and the camera of every render, so that the
+    /// command line wins over the scene, whatever the scene changes in between.
+    std::string optionsStatements, cameraStatements;
     std::vector<std::string> links;
     std::vector<std::filesystem::path> libraryPath;
     bool allowPaths = false;  ///< scenes may link modules from anywhere
+    /// What was asked for and does nothing, or is not done, in words.
+    std::vector<std::string> warnings, errors;
+    Page page = Page::None;
+};
+
+/// What is wrong with the command line; reaches the user behind the word that it is about.
+struct UsageError : std::runtime_error {
+    using std::runtime_error::runtime_error;
 };
 
 /// Reads the arguments. Prints help or version and returns an exit code where they ask for it or are wrong, else

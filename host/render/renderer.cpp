@@ -47,7 +47,7 @@ public:
 
     bool run(miTag rootGroup, miTag cameraInstance, miTag options) {
         findElements(rootGroup, cameraInstance, options);
-        overrideSettings();
+        checkOptions();
         buildScene();
         findShaders();
         images_ = makeImages(*scene_.buffers, window_);
@@ -92,19 +92,7 @@ private:
         scene_.camera = camera_;
     }
 
-    /// The command line wins over the scene, as it does in the renderer.
-    void overrideSettings() {
-        if (settings_.resolution) {
-            camera_->x_resolution = settings_.resolution->first;
-            camera_->y_resolution = settings_.resolution->second;
-        }
-        if (settings_.samples) {
-            options_->min_samples = settings_.samples->first;
-            options_->max_samples = settings_.samples->second;
-        }
-        if (settings_.hair) options_->no_hair = !*settings_.hair;
-        if (settings_.displace) options_->no_displace = !*settings_.displace;
-        if (settings_.maxDisplace) options_->maxdisplace = *settings_.maxDisplace;
+    void checkOptions() {
         if (settings_.tiles.tileSize == 0) settings_.tiles.tileSize = options_->task_size;
         if (options_->filter != 'b')
             warning("RC",

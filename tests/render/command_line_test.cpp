@@ -37,12 +37,18 @@ TEST_F(CommandLine, HelpVersionAndWrongUse) {
         std::vector<std::string> arguments;
         int exitCode;
         const char* says;
-    } cases[] = {{{"-help"}, 0, "-texture_continue"},      {{"-he"}, 0, "-file_name"},
-                 {{"-version"}, 0, "lumorender "},         {{"-nonsense", "scene.mi"}, 2, "nonsense"},
+    } cases[] = {{{"-help"}, 0, "-texture_continue"},
+                 {{"-he"}, 0, "-file_name"},
+                 {{"-version"}, 0, "lumorender "},
+                 {{"-nonsense", "scene.mi"}, 2, "-nonsense is unknown"},
+                 {{"-resolutoin", "4", "4"}, 2, "mean -resolution?"},
                  {{"-t", "2", "scene.mi"}, 2, "-threads"},  // -threads or -task_size or -texture_continue
-                 {{"-verbose", "loud"}, 2, "loud"},        {{"-threads", "0"}, 2, "threads"},
-                 {{"-threads", "many"}, 2, "threads"},     {{"-resolution", "10"}, 2, "resolution"},
-                 {{"-hair", "maybe"}, 2, "hair"},          {{"a.mi", "b.mi"}, 2, "b.mi"}};
+                 {{"-verbose", "loud"}, 2, "loud"},
+                 {{"-threads", "0"}, 2, "threads"},
+                 {{"-threads", "many"}, 2, "threads"},
+                 {{"-resolution", "10"}, 2, "resolution"},
+                 {{"-hair", "maybe"}, 2, "hair"},
+                 {{"a.mi", "b.mi"}, 2, "b.mi"}};
     for (const auto& c : cases) {
         const Outcome outcome = run(c.arguments);
         EXPECT_EQ(outcome.exitCode, c.exitCode) << c.says << outcome.messages;
@@ -65,6 +71,14 @@ TEST_F(CommandLine, OptionsAndTheirAbbreviationsWinOverTheScene) {
     scene_ = "verbose 5\n" + scene_;
     render({}, "info");
     render({"-verbose", "3"});
+}
+
+/// Values that may be left out end where a value does not fit; what the scene changes later does not count.
+TEST_F(CommandLine, WhatTheSceneSaysBetweenRendersDoesNotWin) {
+    scene_ += "incremental camera \"cam\" resolution 9 9 end camera\nrender \"world\" \"cam_i\" \"opt\"\n";
+    EXPECT_EQ(render({"-resolution", "3", "2", "-shutter", ".5"}).width, 3);
+    EXPECT_EQ(render({"-resolution", "3", "2", "-resolution", "5", "2"}).width, 5);
+    render({"-task_order", "spiral"}, "-task_order has no effect: ");
 }
 
 TEST_F(CommandLine, ScenesComeFromStandardInputToo) {

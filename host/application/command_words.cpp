@@ -1,0 +1,186 @@
+#include "application/command_words.h"
+
+#include "application/value_pattern.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <sstream>
+
+namespace lumorender {
+
+namespace {
+
+using Line = CommandLine;
+
+int integerIn(const Values& values, std::size_t at, int low, int high) {
+    const int number = std::stoi(values[at]);
+    if (number < low || number > high) throw UsageError(fmt::format("found {}, expected {} to {}", number, low, high));
+    return number;
+}
+
+bool isOn(const Values& values) { return values.empty() || values[0] == "on"; }
+
+void setVerbosityLevel(Line& line, const Values& values) {
+    constexpr int kOff = 2, kOn = 5;
+    line.verbosity = values[0] == "on" ? kOn : values[0] == "off" ? kOff : integerIn(values, 0, 0, 7);
+}
+
+void addFolders(std::vector<std::filesystem::path>& to, const Values& values) {
+    std::string part;
+    for (const char c : values[0] + ":") {
+        if (c != ':' && c != ';') {
+            part += c;
+            continue;
+        }
+        if (!part.empty()) to.emplace_back(part);
+        part.clear();
+    }
+}
+
+WordGroup runningWords() {
+    return {"What is done",
+            {
+                {"help", "", "Show this text", [](Line& l, const Values&) { l.page = Page::Help; }},
+                {"version", "", "Show the version", [](Line& l, const Values&) { l.page = Page::Version; }},
+                {"verbose v", "on|off|N:level",
+                 "Which messages are printed: the first N classes of fatal, error, warning, progress, info, debug, "
+                 "verbose debug. Off is 2, on is 5; 3 without it",
+                 &setVerbosityLevel},
+                {"threads", "N:count", "Threads that render; one per core without it",
+                 [](Line& l, const Values& v) { l.render.tiles.threads = integerIn(v, 0, 1, 1024); }},
+                {"task_size", "N:pixels", "Edge of a tile",
+                 [](Line& l, const Values& v) { l.render.tiles.tileSize = integerIn(v, 0, 1, 4096); }},
+                {"task_order", "T:name", "Order of tiles", NoEffect{"the order of tiles is fixed"}},
+                {"hosts", "T:name..", "Machines that help", NoEffect{"every machine renders for itself"}},
+                {"nomaster", "", "Do not render on this machine", NoEffect{"every machine renders for itself"}},
+                {"completion", "bash|zsh", "Print completions of this command line for a shell",
+                 [](Line& l, const Values& v) { l.page = v[0] == "bash" ? Page::Bash : Page::Zsh; }},
+                {"manual", "man|markdown", "Print these options as a manual page, or as tables in Markdown",
+                 [](Line& l, const Values& v) { l.page = v[0] == "man" ? Page::Man : Page::Markdown; }},
+            }};
+}
+
+WordGroup fileWords() {
+    return {"Files",
+            {
+                {"file_name o", "T:file", "Name of the first image file",
+                 [](Line& l, const Values& v) { l.render.fileName = v[0]; }},
+                {"file_dir", "T:folder", "Folder in which relative names of image files begin",
+                 [](Line& l, const Values& v) { l.render.fileDirectory = v[0]; }},
+                {"preview", "", "Write a PNG of the picture and a sheet of all passes beside it",
+                 [](Line& l, const Values&) { l.render.previews = true; }},
+                {"link l", "T:file..", "Load shader modules before the scene; one, or a list that ends with --",
+                 [](Line& l, const Values& v) { l.links.insert(l.links.end(), v.begin(), v.end()); }},
+                {"ld_path L", "T:folders", "Folders with shader modules, separated by colons",
+                 [](Line& l, const Values& v) { addFolders(l.libraryPath, v); }},
+                {"include_path I", "T:folders", "Folders for $include, separated by colons",
+                 [](Line& l, const Values& v) { addFolders(l.reader.includePath, v); }},
+                {"texture_path T lightprofile_path", "T:folders",
+                 "Folders with textures and light profiles, separated by colons",
+                 [](Line& l, const Values& v) { addFolders(l.reader.texturePath, v); }},
+                {"texture_continue", "[on|off]", "Render although a texture is missing",
+                 [](Line& l, const Values& v) { l.render.continueWithoutTextures = isOn(v); }},
+                {"allow_paths", "", "Let scenes link modules from anywhere, not only from the module folders",
+                 [](Line& l, const Values&) { l.allowPaths = true; }},
+            }};
+}
+
+WordGroup cameraWords() {
+    return {"Camera",
+            {
+                {"resolution", "N:x N:y", "Pixels of the image", CameraStatement{"resolution"}},
+                {"window", "N:x N:y N:x N:y",
+                 "Render only this part: its lower left and upper right pixel, counted from the lower left one",
+                 CameraStatement{"window"}},
+                {"offset", "F:x F:y", "Move the image, in pixels", CameraStatement{"offset"}},
+                {"aspect", "F:ratio", "Width of the image divided by its height", CameraStatement{"aspect"}},
+                {"aperture", "F:width", "Width of the film", CameraStatement{"aperture"}},
+                {"focal", "infinity|F:distance", "Distance of the film; infinity is a parallel projection",
+                 CameraStatement{"focal"}},
+                {"clip", "F:near F:far", "What the camera sees", CameraStatement{"clip"}},
+            }};
+}
+
+WordGroup samplingWords() {
+    return {
+        "Sampling",
+        {
+            {"samples", "N:min [N:max [N:objmin [N:objmax]]]",
+             "Minimum and maximum level: n means 4^n samples per pixel. One number is the maximum; the second pair "
+             "bounds what objects ask for",
+             OptionsStatement{"samples"}},
+            {"jitter", "F:amount", "How far samples are moved inside their cells, 0 to 1", OptionsStatement{"jitter"}},
+            {"filter", "[clip] box|triangle|gauss|mitchell|lanczos [F:width [F:height]]",
+             "How samples are combined, and over how many pixels", OptionsStatement{"filter"}},
+            {"contrast", "F:r F:g F:b [F:a]", "Difference of neighbours above which more samples are taken",
+             OptionsStatement{"contrast"}},
+            {"time_contrast", "F:r F:g F:b [F:a]", "The same for moving objects", OptionsStatement{"time contrast"}},
+            {"samplelock", "on|off", "The same samples in every frame",
+             NoEffect{"the samples are the same in every frame"}},
+        }};
+}
+
+WordGroup rayWords() {
+    return {"Rays and motion",
+            {
+                {"trace", "on|off", "Whether reflections and refractions are traced", OptionsStatement{"trace"}},
+                {"trace_depth", "N:reflection [N:refraction [N:sum]]", "How often a ray is reflected and refracted",
+                 OptionsStatement{"trace depth"}},
+                {"shadow", "on|off|simple|sort|segments", "Shadows, and how shadow shaders are called",
+                 OptionsStatement{"shadow"}},
+                {"face", "front|back|both", "Which side of surfaces the camera sees", OptionsStatement{"face"}},
+                {"motion", "on|off", "Motion blur", OptionsStatement{"motion"}},
+                {"motion_steps", "N:steps", "Steps of a motion path", OptionsStatement{"motion steps"}},
+                {"shutter", "[F:delay] F:time", "When the shutter opens and closes, in fractions of a frame",
+                 OptionsStatement{"shutter"}},
+            }};
+}
+
+WordGroup featureWords() {
+    return {"Features",
+            {
+                {"lens", "on|off", "Whether lens shaders are called", OptionsStatement{"lens"}},
+                {"volume", "on|off", "Whether volume shaders are called", OptionsStatement{"volume"}},
+                {"geometry", "on|off", "Whether geometry shaders are called", OptionsStatement{"geometry"}},
+                {"displace", "on|off", "Whether materials displace geometry", OptionsStatement{"displace"}},
+                {"max_displace maxdisplace", "F:distance",
+                 "How far objects are displaced that do not say so themselves", OptionsStatement{"max displace"}},
+                {"hair", "on|off", "Whether hairs are rendered", OptionsStatement{"hair"}},
+                {"output", "on|off", "Whether output shaders are called", OptionsStatement{"output"}},
+            }};
+}
+
+}  // namespace
+
+std::vector<std::string> Word::allNames() const {
+    std::istringstream stream{std::string(names)};
+    std::vector<std::string> result;
+    for (std::string name; stream >> name;) result.push_back(name);
+    return result;
+}
+
+std::string Word::explanation() const {
+    if (const auto* nothing = std::get_if<NoEffect>(&meaning))
+        return fmt::format("{}. Has no effect: {}", help, nothing->because);
+    if (const auto* nothing = std::get_if<NotDone>(&meaning))
+        return fmt::format("{}. Not done: {}", help, nothing->because);
+    return std::string(help);
+}
+
+const std::vector<WordGroup>& commandWords() {
+    static const std::vector<WordGroup> groups = {runningWords(),  fileWords(), cameraWords(),
+                                                  samplingWords(), rayWords(),  featureWords()};
+    return groups;
+}
+
+const Word* findWord(std::string_view name) {
+    for (const WordGroup& group : commandWords())
+        for (const Word& word : group.words) {
+            const std::vector<std::string> names = word.allNames();
+            if (std::find(names.begin(), names.end(), name) != names.end()) return &word;
+        }
+    return nullptr;
+}
+
+}  // namespace lumorender
