@@ -48,6 +48,10 @@ endif()
 add_library(lumo_warnings INTERFACE)
 target_compile_options(lumo_warnings INTERFACE
     $<$<COMPILE_LANGUAGE:CXX>:-Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror>)
+# Instrumented code hides from the compiler what guards a value.
+if(LUMO_SANITIZE)
+    target_compile_options(lumo_warnings INTERFACE $<$<COMPILE_LANG_AND_ID:CXX,GNU>:-Wno-maybe-uninitialized>)
+endif()
 
 # The modules run in somebody else's process: nothing is exported unless the symbol map names it, and floating point
 # follows the source (no contraction, no fast-math), because NaN, infinity and exact zero are part of the behaviour.
