@@ -6,21 +6,28 @@
 #include "library/memory.h"
 #include "mi/instance.h"
 #include "support/abort.h"
+#include "support/limits.h"
 #include "support/messages.h"
+#include "support/threads.h"
 
+#include <poll.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
 #include <csignal>
 #include <cstdlib>
-#include <iostream>
-#include <iterator>
 
 namespace lumorender {
 
 namespace {
 
-/// The first interrupt stops the render in an orderly way, the second ends the program.
+/// The first interrupt stops whatever is going on in an orderly way, the second ends the program.
 extern "C" void onInterrupt(int signal) {
     requestAbort();
     std::signal(signal, SIG_DFL);
+    constexpr std::string_view kAnswer = "\nstopping; once more ends at once\n";
+    [[maybe_unused]] const auto ignored = ::write(STDERR_FILENO, kAnswer.data(), kAnswer.size());
 }
 
 std::string quoted(std::string_view name) {
@@ -42,8 +49,6 @@ public:
         ProgressLine progress;
         RenderSettings settings = commandLine_.render;
         settings.progress = [&](const RenderProgress& state) { progress.show(state); };
-        std::signal(SIGINT, onInterrupt);
-        std::signal(SIGTERM, onInterrupt);
         const bool ok = renderScene(hostDatabase(), command.rootGroup, command.cameraInstance, command.options,
                                     command.where, settings);
         ++rendered_;
@@ -112,11 +117,29 @@ bool linkModules(const CommandLine& commandLine) {
     return good;
 }
 
+/// To its end, or to the wish to stop.
+std::string readStandardInput() {
+    std::string text;
+    std::array<char, 1 << 16> piece;
+    pollfd input{STDIN_FILENO, POLLIN, 0};
+    constexpr int kMilliseconds = 200;
+    while (!abortRequested()) {
+        if (poll(&input, 1, kMilliseconds) <= 0) continue;
+        const ssize_t got = ::read(STDIN_FILENO, piece.data(), piece.size());
+        if (got == 0 || (got < 0 && errno != EINTR)) break;
+        if (got > 0) text.append(piece.data(), static_cast<std::size_t>(got));
+        if (text.size() <= limits().fileBytes) continue;
+        error("SCEN", "standard input has more than {} MB (-file_limit)", limits().fileBytes >> 20);
+        return {};
+    }
+    return text;
+}
+
 bool readFrom(const CommandLine& commandLine, Application& application) {
     if (!commandLine.scene.empty())
         return readScene(commandLine.scene, hostDatabase(), hostModules(), application, commandLine.reader);
-    const std::string text{std::istreambuf_iterator<char>(std::cin), std::istreambuf_iterator<char>()};
-    return readSceneText(text, "standard input", hostDatabase(), hostModules(), application, commandLine.reader);
+    return readSceneText(readStandardInput(), "standard input", hostDatabase(), hostModules(), application,
+                         commandLine.reader);
 }
 
 }  // namespace
@@ -126,6 +149,9 @@ int runApplication(int argumentCount, const char* const* arguments) {
     if (const auto code = readCommandLine(argumentCount, arguments, commandLine)) return *code;
     if (commandLine.verbosity) setVerbosity(*commandLine.verbosity);
     setPaths(commandLine);
+    noteStack();
+    std::signal(SIGINT, onInterrupt);
+    std::signal(SIGTERM, onInterrupt);
     for (const std::string& text : commandLine.warnings) warning("HOST", "{}", text);
     for (const std::string& text : commandLine.errors) error("HOST", "{}", text);
 

@@ -1,6 +1,7 @@
 #include "application/command_words.h"
 
 #include "application/value_pattern.h"
+#include "support/limits.h"
 
 #include <fmt/format.h>
 
@@ -17,6 +18,10 @@ int integerIn(const Values& values, std::size_t at, int low, int high) {
     const int number = std::stoi(values[at]);
     if (number < low || number > high) throw UsageError(fmt::format("found {}, expected {} to {}", number, low, high));
     return number;
+}
+
+std::uint64_t megabytes(const Values& values) {
+    return static_cast<std::uint64_t>(integerIn(values, 0, 1, 1 << 30)) << 20;
 }
 
 bool isOn(const Values& values) { return values.empty() || values[0] == "on"; }
@@ -49,6 +54,12 @@ WordGroup runningWords() {
                  &setVerbosityLevel},
                 {"threads", "N:count", "Threads that render; one per core without it",
                  [](Line& l, const Values& v) { l.render.tiles.threads = integerIn(v, 0, 1, 1024); }},
+                {"memory", "N:MB",
+                 "What geometry and pictures may take; four fifths of the machine's memory without it",
+                 [](Line&, const Values& v) { limits().memoryBytes = megabytes(v); }},
+                {"file_limit", "N:MB",
+                 "What a file may have that a scene names, images unpacked, too; 4096 without it",
+                 [](Line&, const Values& v) { limits().fileBytes = megabytes(v); }},
                 {"task_size", "N:pixels", "Edge of a tile",
                  [](Line& l, const Values& v) { l.render.tiles.tileSize = integerIn(v, 0, 1, 4096); }},
                 {"task_order", "T:name", "Order of tiles", NoEffect{"the order of tiles is fixed"}},

@@ -62,7 +62,9 @@ struct Declaration : Detail {
     int version = 0;
     std::string signature;  ///< result, name and parameters in the scene language, without defaults
     EntryPoints entry;
-    bool used = false;  ///< elements with this layout exist: it cannot change any more
+    std::string where;     ///< "file:line" of the declaration
+    bool refused = false;  ///< the module expects another layout: the shader is not called
+    bool used = false;     ///< elements with this layout exist: it cannot change any more
 
     const Parameter* parameter(std::string_view parameterName) const;
 };

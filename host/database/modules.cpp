@@ -84,7 +84,7 @@ std::string Modules::link(std::string_view file) {
         dlclose(handle);
         return {};
     }
-    modules_.push_back({{found->filename()}, handle});
+    modules_.push_back({{found->filename()}, handle, fs::weakly_canonical(*found, ignored)});
     handOverHostHandle(handle);
     info("LINK", "loaded module {}", found->string());
     return {};
@@ -98,6 +98,12 @@ EntryPoints Modules::find(const std::string& shaderName) const {
                     reinterpret_cast<ShaderExit>(look("_exit")), reinterpret_cast<ShaderVersion>(look("_version"))};
         }
     }
+    return {};
+}
+
+fs::path Modules::fileOf(const std::string& shaderName) const {
+    for (auto module = modules_.rbegin(); module != modules_.rend(); ++module)
+        if (ownSymbol(module->handle, shaderName)) return module->file;
     return {};
 }
 

@@ -28,12 +28,16 @@ public:
     /// Looks NAME, NAME_init, NAME_exit and NAME_version up in the loaded modules, the latest first.
     EntryPoints find(const std::string& shaderName) const;
 
+    /// The file of the module in which `find` finds the shader, without links; empty where there is none.
+    std::filesystem::path fileOf(const std::string& shaderName) const;
+
     bool isLinked(std::string_view file) const;
 
 private:
     struct Module {
         std::vector<std::filesystem::path> names;  ///< of the files by which it was linked
         void* handle = nullptr;
+        std::filesystem::path file;  ///< without links
     };
     std::vector<Module> modules_;
 };

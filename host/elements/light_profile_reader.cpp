@@ -3,11 +3,9 @@
 #include "photometry/photometric_text.h"
 #include "elements/element_readers.h"
 #include "parsing/statements.h"
+#include "support/files.h"
 
 #include <fmt/format.h>
-
-#include <algorithm>
-#include <cctype>
 
 namespace lumorender {
 
@@ -52,11 +50,7 @@ struct LightProfileReader {
 
     PhotometricFormat format() const {
         if (profile.format) return *profile.format;
-        const std::size_t dot = profile.file.rfind('.');
-        std::string ending = dot == std::string::npos ? "" : profile.file.substr(dot);
-        std::transform(ending.begin(), ending.end(), ending.begin(),
-                       [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-        return ending == ".ldt" ? PhotometricFormat::Eulumdat : PhotometricFormat::Ies;
+        return endingOf(profile.file) == ".ldt" ? PhotometricFormat::Eulumdat : PhotometricFormat::Ies;
     }
 
     /// A profile with a broken file stays known by its name, so that its users are not reported too.
@@ -69,6 +63,12 @@ struct LightProfileReader {
             distribution->resample(profile.horizontalSteps, profile.verticalSteps);
             profile.distribution = std::move(distribution);
         } catch (const PhotometricError& problem) {
+            const std::string ending = endingOf(profile.file);
+            if (problem.line > 0 && ending != ".ies" && ending != ".ldt")
+                return scene.problems.error(
+                    filePlace, fmt::format("light profile {}: it is none; nothing of it is shown because its name does "
+                                           "not end in .ies or .ldt",
+                                           profile.file));
             const std::string line = problem.line > 0 ? fmt::format(":{}", problem.line) : "";
             scene.problems.error(filePlace, fmt::format("light profile {}{}: {}", profile.file, line, problem.text));
         }

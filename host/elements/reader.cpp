@@ -1,6 +1,8 @@
 #include "elements/reader.h"
 
 #include "elements/element_readers.h"
+#include "elements/module_declarations.h"
+#include "support/files.h"
 #include "support/messages.h"
 
 #include <exception>
@@ -14,6 +16,11 @@ bool readAll(SceneContext& scene, const std::string& name, const std::filesystem
                                   const ParameterBlock& block, int given) {
         return makePhenomenon(scene, place, shader, declaration, block, given);
     };
+    ModuleDeclarations declarations(scene.settings);
+    if (!scene.settings.declarationsOnly)
+        scene.expectedDeclaration = [&](const std::string& shader, const Place& place) {
+            return declarations.find(scene.modules.fileOf(shader), shader, place.source->name());
+        };
     try {
         scene.in.open(name, directory, std::move(text));
         readCommands(scene);
@@ -44,11 +51,11 @@ bool readScene(const std::filesystem::path& file, Database& database, Modules& m
     return guarded("scene", [&] {
         const std::string name = file.lexically_normal().string();
         std::string text;
-        if (const std::string failure = loadFile(file, text); !failure.empty()) {
+        if (const std::string failure = readFile(file, text); !failure.empty()) {
             error("SCEN", "cannot read scene \"{}\": {}", name, failure);
             return false;
         }
-        progress("SCEN", "reading {}", name);
+        if (!settings.declarationsOnly) progress("SCEN", "reading {}", name);
         SceneContext scene(database, modules, actions, settings);
         return readAll(scene, name, file.parent_path(), std::move(text));
     });

@@ -1,5 +1,6 @@
 #include "gathering/final_gather_file.h"
 
+#include "support/files.h"
 #include "support/messages.h"
 #include "support/whole_file.h"
 
@@ -59,24 +60,22 @@ std::string problemOf(const Header& header, std::uintmax_t size) {
 
 std::optional<std::vector<GatherPoint>> readGatherFile(const std::filesystem::path& file, std::string& problem) {
     problem.clear();
-    std::error_code missing;
-    const std::uintmax_t size = std::filesystem::file_size(file, missing);
-    if (missing) {
-        if (std::filesystem::exists(file, missing)) problem = "is no file of final gather points";
+    std::error_code ignored;
+    if (!std::filesystem::exists(file, ignored)) return std::nullopt;
+    std::string content;
+    if (const std::string obstacle = readFile(file, content); !obstacle.empty()) {
+        problem = "is not read: " + obstacle;
         return std::nullopt;
     }
-    std::ifstream stream(file, std::ios::binary);
     Header header;
     header.magic = {};
-    stream.read(reinterpret_cast<char*>(&header), sizeof header);
-    problem = stream || size < sizeof header ? problemOf(header, size) : "cannot be read";
+    std::memcpy(&header, content.data(), std::min(content.size(), sizeof header));
+    problem = problemOf(header, content.size());
     if (!problem.empty()) return std::nullopt;
 
     std::vector<GatherPoint> points(header.count);
-    stream.read(reinterpret_cast<char*>(points.data()), static_cast<std::streamsize>(size - sizeof header));
-    if (!stream)
-        problem = "cannot be read to its end";
-    else if (checksumOf(points) != header.checksum)
+    std::memcpy(points.data(), content.data() + sizeof header, content.size() - sizeof header);
+    if (checksumOf(points) != header.checksum)
         problem = "is damaged: its checksum is wrong";
     else if (!std::all_of(points.begin(), points.end(), isSound))
         problem = "holds points that are no numbers";

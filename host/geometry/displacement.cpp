@@ -41,7 +41,7 @@ public:
     }
 
     std::unique_ptr<Mesh> run() {
-        for (pass_ = 0; pass_ < kMostPasses && !abortRequested(); ++pass_)
+        for (pass_ = 0; pass_ < kMostPasses; ++pass_)
             if (!refine()) break;
         moveVertices();
         renewNormals();
@@ -79,6 +79,7 @@ private:
 
     /// What shaders say, without what is no number, and within the bound.
     std::vector<float> heightsAt(const std::vector<Hit>& places) {
+        throwIfAborted();
         std::vector<float> result(places.size(), 0);
         heights_(still_, places, result);
         for (float& height : result) {

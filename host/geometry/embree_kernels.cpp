@@ -2,6 +2,7 @@
 
 #include "geometry/precise_hit.h"
 #include "support/geometry.h"
+#include "support/abort.h"
 #include "support/messages.h"
 
 #include <tbb/parallel_for.h>
@@ -94,6 +95,9 @@ RTCRay rayOf(const Ray& ray, bool timed) {
     return result;
 }
 
+/// Building asks now and then whether it is to go on.
+bool mayGoOn(void*, double) { return !abortRequested(); }
+
 JudgingContext contextOf(const Ray& ray, std::span<const FlatInstance> instances) {
     JudgingContext context = {};
     initContext(context.base);
@@ -123,7 +127,10 @@ EmbreeKernels::EmbreeKernels(std::span<const FlatInstance> instances, bool timed
     tbb::parallel_for(std::size_t{0}, uses.size(), [&](std::size_t i) { buildUse(uses[i]); });
     world_ = newScene();
     for (const Use& use : uses)
-        for (const std::uint32_t instance : use.instances) attach(use, instance);
+        for (const std::uint32_t instance : use.instances) {
+            throwIfAborted();
+            attach(use, instance);
+        }
     rtcCommitScene(world_.get());
     checkDevice();
 }
@@ -167,6 +174,7 @@ EmbreeKernels::Scene EmbreeKernels::newScene() const {
     Scene scene(rtcNewScene(device_.get()));
     checkDevice();
     rtcSetSceneFlags(scene.get(), kWatertight | kFilterComesWithRay);
+    rtcSetSceneProgressMonitorFunction(scene.get(), mayGoOn, nullptr);
     return scene;
 }
 
@@ -230,6 +238,7 @@ void EmbreeKernels::attach(const Use& use, std::uint32_t instance) const {
 
 void EmbreeKernels::checkDevice() const {
     const RTCError problem = rtcGetDeviceError(device_.get());
+    throwIfAborted();
     if (problem == RTC_ERROR_NONE) return;
     if (problem == RTC_ERROR_OUT_OF_MEMORY) throw Failure("not enough memory for the geometry of the scene");
     throw Failure(fmt::format("the ray tracing kernels failed with error {}", static_cast<int>(problem)));

@@ -1,6 +1,7 @@
 #include "geometry/flattener.h"
 
 #include "database/elements.h"
+#include "support/abort.h"
 #include "support/geometry.h"
 #include "geometry/trace_flags.h"
 #include "mi/instance.h"
@@ -15,9 +16,34 @@ namespace lumorender {
 
 namespace {
 
-/// Groups within groups within groups: a few lines of a scene can unfold into more than any machine holds.
-constexpr std::size_t kMostVisits = std::size_t{1} << 24;
 constexpr std::size_t kDeepest = 1000;
+
+/// How many instances a group unfolds into. Groups within groups within groups: a few lines of a scene can make more
+/// than any machine holds, so they are counted before they are made. Each group is looked at once.
+class InstanceCount {
+public:
+    explicit InstanceCount(const Database& database) : database_(database) {}
+
+    /// Groups that hold themselves, or lie too deep, are left out, as they are later.
+    double below(miTag group, std::size_t depth = 0) {
+        if (depth >= kDeepest) return 0;
+        const auto [entry, isNew] = counts_.try_emplace(group, 0.0);
+        if (!isNew) return entry->second;
+        const auto* detail = database_.detail<GroupDetail>(group);
+        double count = 0;
+        for (const miTag tag : detail ? detail->instances : std::vector<miTag>()) {
+            const auto* instance = database_.as<miInstance>(tag, miSCENE_INSTANCE);
+            if (!instance || instance->off) continue;
+            count += 1;
+            if (database_.type(instance->item) == miSCENE_GROUP) count += below(instance->item, depth + 1);
+        }
+        return counts_[group] = count;
+    }
+
+private:
+    const Database& database_;
+    std::unordered_map<miTag, double> counts_;
+};
 
 /// Both directions of a placement, at shutter open and close.
 struct Motion {
@@ -41,11 +67,13 @@ struct Inheritance {
 
 class Flattener {
 public:
-    Flattener(const Database& database, const miOptions& options) : database_(database), options_(options) {}
+    Flattener(const Database& database, const miOptions& options, MemoryBudget& budget)
+        : database_(database), options_(options), budget_(budget) {}
 
     FlatScene flatten(miTag rootGroup) {
         if (database_.type(rootGroup) != miSCENE_GROUP)
             throw Failure(fmt::format("{} is not an instance group: nothing to render", name(rootGroup)));
+        checkCount(rootGroup);
         visitGroup(rootGroup, Inheritance());
         return std::move(scene_);
     }
@@ -53,12 +81,22 @@ public:
 private:
     const Database& database_;
     const miOptions& options_;
+    MemoryBudget& budget_;
     const InstanceDetail nothingGiven_;
     FlatScene scene_;
     std::vector<miTag> path_, groups_;
-    std::size_t visits_ = 0;
 
     std::string name(miTag tag) const { return quotedName(database_, tag); }
+
+    void checkCount(miTag rootGroup) {
+        constexpr double kBytes = sizeof(FlatInstance) + 600;  // lists, and what the ray tracing kernels keep
+        const double count = InstanceCount(database_).below(rootGroup);
+        budget_.take(count * kBytes, fmt::format("the scene unfolds into {} instances and", describeCount(count)));
+    }
+
+    static std::string describeCount(double count) {
+        return count < 1e9 ? fmt::format("{:.0f}", count) : fmt::format("{:.1e}", count);
+    }
 
     void visitGroup(miTag group, const Inheritance& above) {
         const auto* detail = database_.detail<GroupDetail>(group);
@@ -76,8 +114,7 @@ private:
 
     void visitInstance(miTag tag, const miInstance& instance, const Inheritance& above) {
         if (instance.off) return;
-        if (++visits_ > kMostVisits)
-            throw Failure(fmt::format("the scene unfolds into more than {} instances", kMostVisits));
+        throwIfAborted();
         const auto* given = database_.detail<InstanceDetail>(tag);
         const Inheritance below = descend(tag, instance, given ? *given : nothingGiven_, above);
         path_.push_back(tag);
@@ -216,8 +253,8 @@ private:
 
 }  // namespace
 
-FlatScene flatten(const Database& database, miTag rootGroup, const miOptions& options) {
-    return Flattener(database, options).flatten(rootGroup);
+FlatScene flatten(const Database& database, miTag rootGroup, const miOptions& options, MemoryBudget& budget) {
+    return Flattener(database, options, budget).flatten(rootGroup);
 }
 
 std::string quotedName(const Database& database, miTag tag) {

@@ -1,6 +1,7 @@
 // The scene graph made flat: every use of an object with its own placement, flags, materials and lists.
 #pragma once
 
+#include "geometry/memory_budget.h"
 #include "geometry/scene_geometry.h"
 
 #include <unordered_map>
@@ -16,8 +17,8 @@ struct FlatScene {
 };
 
 /// Walks the graph below the group in the order of its instances. What is broken is reported and left out.
-/// Throws Failure where the root is not a group or where the graph unfolds into more instances than fit.
-FlatScene flatten(const Database& database, miTag rootGroup, const miOptions& options);
+/// Throws Failure where the root is not a group or where the graph unfolds into more instances than fit into the budget.
+FlatScene flatten(const Database& database, miTag rootGroup, const miOptions& options, MemoryBudget& budget);
 
 /// The element's name in quotes, or its tag where it has no name: for messages.
 std::string quotedName(const Database& database, miTag tag);

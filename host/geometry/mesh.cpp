@@ -1,6 +1,7 @@
 #include "geometry/mesh.h"
 
 #include "geometry/triangulator.h"
+#include "support/abort.h"
 #include "support/geometry.h"
 #include "support/messages.h"
 
@@ -46,6 +47,15 @@ struct Contents {
     }
 };
 
+/// Bytes of the mesh, and of what the ray tracing kernels make of it.
+double estimate(const Contents& contents) {
+    constexpr double kKernels = 100;  // of a triangle
+    const double lists = 1 + contents.motions + (contents.normals ? 1 : 0) +
+                         (contents.bumps ? 3.0 : 1.0) * contents.textures + (contents.derivatives ? 5 : 0);
+    return static_cast<double>(contents.vertices) * lists * sizeof(miVector) +
+           static_cast<double>(contents.corners) * (3 * sizeof(std::uint32_t) + kKernels);
+}
+
 class MeshBuilder {
 public:
     MeshBuilder(const ObjectSource& source, const std::string& name) : source_(source), name_(name) {}
@@ -61,7 +71,10 @@ public:
         for (const PolygonGroupSource& group : source_.groups) {
             const std::size_t firstVertex = mesh_->positions.size();
             for (const VertexSource& vertex : group.vertices) addVertex(group, vertex);
-            for (const PolygonSource& polygon : group.polygons) addPolygon(group, polygon, firstVertex);
+            for (const PolygonSource& polygon : group.polygons) {
+                throwIfAborted();
+                addPolygon(group, polygon, firstVertex);
+            }
         }
         finish();
         return mesh_->indices.empty() ? nullptr : std::move(mesh_);
@@ -221,6 +234,10 @@ private:
         if (mesh_->surfaces.size() <= 1) mesh_->surfaceOfTriangle = {};
         mesh_->surfaceOfTriangle.shrink_to_fit();
         mesh_->indices.shrink_to_fit();
+        if (triangulator_.roughPolygons() > 0)
+            warning("GEOM",
+                    "object \"{}\": {} polygon(s) of many corners cross themselves too often to be divided well", name_,
+                    triangulator_.roughPolygons());
         if (flat_) warning("GEOM", "object \"{}\": {} polygon(s) without area left out", name_, flat_);
         if (wrong_) warning("GEOM", "object \"{}\": {} polygon(s) with missing vertices left out", name_, wrong_);
         if (brokenVertices_)
@@ -230,6 +247,12 @@ private:
 };
 
 }  // namespace
+
+double meshBytes(const ObjectSource& source) {
+    Contents contents;
+    for (const PolygonGroupSource& group : source.groups) contents.add(group);
+    return estimate(contents);
+}
 
 std::unique_ptr<Mesh> buildMesh(const ObjectSource& source, const std::string& name) {
     return MeshBuilder(source, name).build();

@@ -50,4 +50,7 @@ struct Mesh {
 /// @return null where nothing is left.
 std::unique_ptr<Mesh> buildMesh(const ObjectSource& source, const std::string& name);
 
+/// About how many bytes the mesh will take, with what the ray tracing kernels make of it.
+double meshBytes(const ObjectSource& source);
+
 }  // namespace lumorender

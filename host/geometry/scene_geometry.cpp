@@ -7,6 +7,7 @@
 #include "geometry/mesh.h"
 #include "geometry/surface.h"
 #include "mi/options.h"
+#include "support/abort.h"
 #include "support/geometry.h"
 #include "support/messages.h"
 
@@ -25,7 +26,7 @@ namespace {
 class EmbreeGeometry : public SceneGeometry {
 public:
     EmbreeGeometry(const Database& database, miTag rootGroup, const miOptions& options)
-        : scene_(flatten(database, rootGroup, options)),
+        : scene_(flatten(database, rootGroup, options, budget_)),
           timed_(options.motion != 0 || options.shutter > options.shutter_delay) {
         const auto start = std::chrono::steady_clock::now();
         buildMeshes(database, options.no_hair != 0);
@@ -39,6 +40,7 @@ public:
     }
 
     void replaceMesh(std::span<const std::size_t> instances, std::unique_ptr<Mesh> mesh) override {
+        budget_.take(static_cast<double>(mesh->triangles()) * kDisplacedTriangle, "a displaced object");
         for (const std::size_t i : instances) scene_.instances[i].mesh = mesh.get();
         meshes_.push_back(std::move(mesh));
     }
@@ -97,6 +99,9 @@ public:
     }
 
 private:
+    static constexpr double kDisplacedTriangle = 200;  ///< bytes, with those of the ray tracing kernels
+
+    MemoryBudget budget_;
     FlatScene scene_;
     const bool timed_;  ///< things move while rays are traced
     std::vector<std::unique_ptr<Mesh>> meshes_;
@@ -130,8 +135,10 @@ private:
                 objects.push_back(instance.object);
 
         std::vector<Shape> built(objects.size());
-        tbb::parallel_for(std::size_t{0}, objects.size(),
-                          [&](std::size_t i) { built[i] = buildObject(database, objects[i], withoutHair); });
+        tbb::parallel_for(std::size_t{0}, objects.size(), [&](std::size_t i) {
+            throwIfAborted();
+            built[i] = buildObject(database, objects[i], withoutHair);
+        });
         for (FlatInstance& instance : scene_.instances) {
             const auto number = numbers.find(instance.object);
             if (number == numbers.end()) continue;
@@ -160,16 +167,21 @@ private:
         meshes_.push_back(std::move(mesh));
     }
 
-    static Shape buildObject(const Database& database, miTag object, bool withoutHair) {
+    Shape buildObject(const Database& database, miTag object, bool withoutHair) {
         Shape shape;
         const auto* source = database.detail<ObjectSource>(object);
         const std::string name(database.name(object));
         if (!source)
             warning("GEOM", "object {} has no geometry that can be traced, left out", quotedName(database, object));
-        else if (!source->hair)
+        else if (!source->hair) {
+            budget_.take(meshBytes(*source), fmt::format("object \"{}\"", name));
             shape.mesh = buildMesh(*source, name);
-        else if (!withoutHair)
+        } else if (!withoutHair) {
+            constexpr double kNumber = 16;  // bytes for each number of a hair, with those of the kernels
+            budget_.take(static_cast<double>(source->hair->scalars.size()) * kNumber,
+                         fmt::format("object \"{}\"", name));
             shape.hair = buildHair(*source, name);
+        }
         return shape;
     }
 

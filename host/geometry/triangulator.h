@@ -1,7 +1,9 @@
 // Polygons to triangles.
 #pragma once
 
+#include "geometry/corner_grid.h"
 #include "mi/types.h"
+#include "support/abort.h"
 #include "support/geometry.h"
 
 #include <array>
@@ -28,6 +30,9 @@ public:
     /// an endless loop.
     std::span<const CornerTriple> concave(std::span<const miVector> corners, std::span<const std::uint32_t> loopSizes);
 
+    /// How many polygons crossed themselves so often that looking for good cuts was given up.
+    std::size_t roughPolygons() const { return roughPolygons_; }
+
 private:
     /// A corner of the ring that is being cut. Bridges put corners into it twice.
     struct Node {
@@ -40,6 +45,10 @@ private:
 
     std::vector<Node> nodes_;
     std::vector<CornerTriple> triangles_;
+    CornerGrid grid_;
+    mutable std::uint64_t looks_ = 0;  ///< at corners, for the polygon so far
+    std::uint64_t mostLooks_ = 0;
+    std::size_t roughPolygons_ = 0;
     V3d origin_ = V3d(0), xAxis_ = V3d(0), yAxis_ = V3d(0);
 
     void fan(std::size_t count);
@@ -59,6 +68,9 @@ private:
     bool isFree(Index node, Strictness strictness) const;
     bool opensTowards(Index node, Index target) const;
     void cut(Index ear);
+    void prepareSearch(Index ring, Index count);
+    bool isGivenUp() const { return looks_ > mostLooks_ || abortRequested(); }
+    bool blocks(Index corner, const std::array<Index, 3>& ear, Strictness strictness) const;
 
     double turn(Index a, Index b, Index c) const;
     void classify(Index node);

@@ -2,6 +2,8 @@
 #include "image/texture.h"
 
 #include "image/texture_coordinates.h"
+#include "support/files.h"
+#include "support/limits.h"
 #include "support/messages.h"
 
 #include <OpenImageIO/imageio.h>
@@ -10,7 +12,6 @@
 #include <algorithm>
 #include <atomic>
 #include <filesystem>
-#include <fstream>
 
 namespace lumorender {
 namespace {
@@ -145,14 +146,21 @@ private:
 
 /// Why a path cannot be a texture, in plainer words than the library's; empty where nothing speaks against it.
 std::string obstacle(const std::string& file) {
-    std::error_code problem;
-    const auto status = std::filesystem::status(file, problem);
-    if (status.type() == std::filesystem::file_type::not_found) return "the file does not exist";
-    if (!std::filesystem::exists(status)) return problem.message();
-    if (std::filesystem::is_directory(status)) return "it is a folder";
-    if (!std::ifstream(file)) return "the file cannot be opened for reading";
-    if (std::filesystem::file_size(file, problem) == 0 && !problem) return "the file is empty";
-    return {};
+    if (std::string problem = obstacleTo(file); !problem.empty()) return problem;
+    std::error_code ignored;
+    return std::filesystem::file_size(file, ignored) == 0 ? "the file is empty" : "";
+}
+
+/// Why an image is not unpacked; empty where nothing speaks against it. The file itself may be small.
+std::string obstacle(const OIIO::ImageSpec& spec) {
+    if (spec.width < 1 || spec.height < 1 || spec.full_width < 1 || spec.full_height < 1) return "it has no pixels";
+    const double bytes = static_cast<double>(spec.width) * spec.height * std::max(spec.depth, 1) *
+                         static_cast<double>(spec.pixel_bytes());
+    if (bytes <= static_cast<double>(limits().fileBytes)) return {};
+    constexpr double kMegabyte = 1 << 20;
+    return fmt::format(
+        "its {} x {} pixels take {:.0f} MB, more than the {:.0f} MB that an image may have (-file_limit)", spec.width,
+        spec.height, bytes / kMegabyte, static_cast<double>(limits().fileBytes) / kMegabyte);
 }
 
 std::unique_ptr<FileTexture> openChecked(const std::string& file, float gamma, std::string& reason) {
@@ -166,6 +174,8 @@ std::unique_ptr<FileTexture> openChecked(const std::string& file, float gamma, s
         if (reason.empty()) reason = "it is no image";
         return nullptr;
     }
+    reason = obstacle(*spec);
+    if (!reason.empty()) return nullptr;
     auto texture = std::make_unique<FileTexture>(handle, file, *spec, gamma);
     reason = texture->damage();
     return texture;

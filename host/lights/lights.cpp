@@ -7,6 +7,7 @@
 #include "lights/shadows.h"
 #include "tracing/tracing.h"
 #include "tracing/volumes.h"
+#include "support/abort.h"
 #include "support/geometry.h"
 #include "support/messages.h"
 #include "support/quasi_random.h"
@@ -196,7 +197,7 @@ bool sampleLight(miColor* result, miVector* dir, miScalar* dotNl, miState* state
     const bool gathers = context.gather.depth > 0;
     const int level = gathers ? std::numeric_limits<int>::max() : state->reflection_level + state->refraction_level;
     const LightGrid grid = lightGrid(*source->light, level);
-    while (*samples < grid.count())
+    while (*samples < grid.count() && !abortRequested())
         if (takeSample(*source, grid, (*samples)++, {result, dir, dotNl}, state)) return true;
     return false;
 }

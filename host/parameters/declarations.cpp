@@ -1,5 +1,7 @@
 #include "parameters/declarations.h"
 
+#include "database/declaration_match.h"
+
 #include <fmt/format.h>
 
 namespace lumorender {
@@ -19,15 +21,51 @@ bool isSame(const Declaration& a, const Declaration& b) {
            isSameLayout({a.result}, {b.result}) && isSameLayout(a.parameters, b.parameters);
 }
 
-void lookUpFunctions(SceneContext& scene, Declaration& declaration) {
+void layOutDeclaration(SceneContext& scene, Declaration& declaration) {
+    declaration.parameterSize = layOut(declaration.parameters);
+    std::vector<Parameter> result{declaration.result};
+    layOut(result);
+    declaration.result = result.front();
+    declaration.signature = signatureText(declaration.result, declaration.name, declaration.parameters);
+    if (declaration.parameterSize > kLargestRecord || declaration.result.elementSize > kLargestRecord)
+        throw SyntaxError{scene.in.place(), fmt::format("the record of \"{}\" is too large", declaration.name)};
+}
+
+/// A shader reads its parameters where it was made to find them, so a scene that declares it in another way could make
+/// it read and write anywhere.
+void checkLayout(SceneContext& scene, Declaration& declaration, const Place& place) {
+    const Declaration* expected =
+        scene.expectedDeclaration ? scene.expectedDeclaration(declaration.name, place) : nullptr;
+    if (!expected || expected->kind != DeclarationKind::Shader) return;
+    const std::string difference = layoutDifference(declaration, *expected);
+    if (!difference.empty()) {
+        declaration.entry = {};
+        declaration.refused = true;
+        return scene.problems.error(
+            place, fmt::format("shader \"{}\" is declared in another way than its module expects: {}. Found, "
+                               "at {}: {}; expected, by {}: {}",
+                               declaration.name, difference, declaration.where, declaration.signature, expected->where,
+                               expected->signature));
+    }
+    const std::size_t missing = completeParameters(declaration, *expected);
+    if (missing == 0) return;
+    layOutDeclaration(scene, declaration);
+    scene.problems.warning(place, fmt::format("shader \"{}\" is declared without the last {} of its "
+                                              "parameters, which have their defaults",
+                                              declaration.name, missing));
+}
+
+void lookUpFunctions(SceneContext& scene, Declaration& declaration, const Place& place) {
+    if (declaration.refused) return;
     declaration.entry = scene.modules.find(declaration.name);
+    if (!declaration.entry.call) return;
+    checkLayout(scene, declaration, place);
     if (!declaration.entry.version) return;
     const int version = declaration.entry.version();
     if (version != declaration.version)
-        scene.problems.versionMismatch(scene.in.place(),
-                                       fmt::format("shader \"{}\" is declared with version {}, its module has "
-                                                   "version {}",
-                                                   declaration.name, declaration.version, version));
+        scene.problems.versionMismatch(place, fmt::format("shader \"{}\" is declared with version {}, its module has "
+                                                          "version {}",
+                                                          declaration.name, declaration.version, version));
 }
 
 /// What a declaration says behind its parameters. Only the version matters to this host; the rest informs.
@@ -57,16 +95,6 @@ TextSpan skipPhenomenonBody(Cursor& in) {
     return body;
 }
 
-void layOutDeclaration(SceneContext& scene, Declaration& declaration) {
-    declaration.parameterSize = layOut(declaration.parameters);
-    std::vector<Parameter> result{declaration.result};
-    layOut(result);
-    declaration.result = result.front();
-    declaration.signature = signatureText(declaration.result, declaration.name, declaration.parameters);
-    if (declaration.parameterSize > kLargestRecord || declaration.result.elementSize > kLargestRecord)
-        throw SyntaxError{scene.in.place(), fmt::format("the record of \"{}\" is too large", declaration.name)};
-}
-
 /// Shaders keep the layout they were made with, so a name in use cannot change its layout.
 void storeDeclaration(SceneContext& scene, std::unique_ptr<Declaration> declaration, const Place& place) {
     const std::string& name = declaration->name;
@@ -80,8 +108,8 @@ void storeDeclaration(SceneContext& scene, std::unique_ptr<Declaration> declarat
         scene.problems.warning(place, fmt::format("\"{}\" is declared again and differently", name));
     }
     if (declaration->kind == DeclarationKind::Shader) {
-        lookUpFunctions(scene, *declaration);
-        if (scene.linked && !declaration->entry.call)
+        lookUpFunctions(scene, *declaration, place);
+        if (scene.linked && !declaration->entry.call && !declaration->refused)
             scene.problems.warning(place, fmt::format("no linked module has a function \"{}\"", name));
     }
     scene.storeBytes(fullName, miSCENE_FUNCTION_DECL, nullptr, 16, std::move(declaration));
@@ -96,6 +124,7 @@ void readDeclaration(SceneContext& scene) {
     std::unique_ptr<Declaration> declaration =
         isPhenomenon ? std::make_unique<PhenomenonDeclaration>() : std::make_unique<Declaration>();
     declaration->result.type = miTYPE_COLOR;
+    declaration->where = place.text();
     bool hasEnd = true;
     if (isPhenomenon)
         declaration->kind = DeclarationKind::Phenomenon;
@@ -125,9 +154,12 @@ Declaration* requireShaderDeclaration(SceneContext& scene, std::string_view name
         return nullptr;
     }
     const bool isPhenomenon = declaration->kind == DeclarationKind::Phenomenon;
-    if (!isPhenomenon && !declaration->entry.call) lookUpFunctions(scene, *declaration);
+    if (!isPhenomenon && !declaration->entry.call) lookUpFunctions(scene, *declaration, place);
     if (!isPhenomenon && !declaration->entry.call && scene.settings.functionsRequired) {
-        scene.problems.error(place, fmt::format("no linked module has the function of shader \"{}\"", name));
+        scene.problems.error(place, declaration->refused
+                                        ? fmt::format("shader \"{}\" is not used because of its declaration at {}",
+                                                      name, declaration->where)
+                                        : fmt::format("no linked module has the function of shader \"{}\"", name));
         return nullptr;
     }
     declaration->used = true;

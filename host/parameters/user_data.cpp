@@ -3,6 +3,7 @@
 #include "database/declaration.h"
 #include "mi/records.h"
 #include "parameters/parameter_values.h"
+#include "support/files.h"
 
 #include <fmt/format.h>
 
@@ -51,7 +52,7 @@ void readFromFile(SceneContext& scene, const DataHead& data) {
     const std::string name = scene.readFileName();
     if (!scene.settings.filesAllowed) return scene.problems.error(place, "data files may not be read here");
     std::string bytes;
-    const std::string failure = loadFile(scene.locate(name, {}), bytes);
+    const std::string failure = readFile(scene.locate(name, {}), bytes);
     if (!failure.empty())
         return scene.problems.error(place, fmt::format("cannot read data file \"{}\": {}", name, failure));
     storeData(scene, data, miNULLTAG, std::as_bytes(std::span(bytes)));

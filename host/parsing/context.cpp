@@ -92,6 +92,7 @@ std::filesystem::path SceneContext::locate(const std::string& file,
 
 void SceneContext::link(const Place& place, const std::string& file) {
     if (!settings.filesAllowed) return problems.error(place, "modules may not be linked here");
+    if (settings.declarationsOnly) return;
     const std::string failure = modules.link(file);
     if (!failure.empty()) return problems.error(place, failure);
     linked = true;

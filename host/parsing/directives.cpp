@@ -1,5 +1,7 @@
 // The `$` directives: inclusion, conditions and registry look-ups.
 #include "parsing/token_stream.h"
+#include "support/files.h"
+#include "support/limits.h"
 #include "support/messages.h"
 
 #include <fmt/format.h>
@@ -12,6 +14,8 @@ namespace lumorender {
 namespace {
 
 constexpr std::size_t kDeepestInclusion = 64;
+/// Of all files together: each of a few may include the next one twice.
+constexpr int kMostInclusions = 10000;
 
 bool isIf(std::string_view word) {
     return word == "$ifdef" || word == "$ifndef" || word == "$ifeq" || word == "$ifneq";
@@ -50,6 +54,10 @@ void TokenStream::include(std::string_view name, bool quoted) {
     if (levels_.size() >= kDeepestInclusion)
         return problems_.error(place(), fmt::format("\"{}\": files are included too deeply", expanded));
 
+    if (++inclusions_ > kMostInclusions)
+        problems_.stop(place(),
+                       fmt::format("\"{}\": more than {} inclusions, expected fewer", expanded, kMostInclusions));
+
     const std::filesystem::path file = findIncluded(expanded, quoted);
     const SourceText* source = load(file);
     if (!source) return;
@@ -75,11 +83,16 @@ const SourceText* TokenStream::load(const std::filesystem::path& file) {
     const std::string name = file.lexically_normal().string();
     if (const auto known = sources_.find(name); known != sources_.end()) return known->second.get();
     std::string text;
-    if (const std::string failure = loadFile(file, text); !failure.empty()) {
+    if (const std::string failure = readFile(file, text); !failure.empty()) {
         problems_.error(place(), fmt::format("cannot include \"{}\": {}", file.string(), failure));
         return nullptr;
     }
-    auto source = std::make_unique<SourceText>(name, file.parent_path(), std::move(text));
+    bytes_ += text.size();
+    if (bytes_ > limits().memoryBytes)
+        problems_.stop(place(), fmt::format("the scene's files have more than {} MB in all, the limit (-memory)",
+                                            limits().memoryBytes >> 20));
+    const bool isScene = endingOf(file).starts_with(".mi");
+    auto source = std::make_unique<SourceText>(name, file.parent_path(), std::move(text), isScene);
     return (sources_[name] = std::move(source)).get();
 }
 

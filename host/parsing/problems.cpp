@@ -4,18 +4,33 @@
 
 namespace lumorender {
 
-void Problems::error(const Place& place, const std::string& text) {
+namespace {
+
+bool mayBeShown(const Place& place) { return !place.source || place.source->isScene(); }
+
+}  // namespace
+
+void Problems::stop(const Place& place, const std::string& text) {
+    ++errors_;
     lumorender::error("SCEN", "{}: {}", place.text(), text);
-    if (++errors_ < kMostErrors) return;
-    lumorender::error("SCEN", "{}: too many errors, the rest of the file is not read", place.text());
     throw StopReading();
 }
 
+void Problems::error(const Place& place, const std::string& text) {
+    if (!mayBeShown(place))
+        stop(place, "this is no scene text; nothing of it is shown because the name of the file does not end in .mi");
+    lumorender::error("SCEN", "{}: {}", place.text(), text);
+    if (++errors_ < kMostErrors) return;
+    stop(place, "too many errors, the rest of the file is not read");
+}
+
 void Problems::warning(const Place& place, const std::string& text) {
-    lumorender::warning("SCEN", "{}: {}", place.text(), text);
+    constexpr const char* kHidden = "a warning is not shown because the name of the file does not end in .mi";
+    lumorender::warning("SCEN", "{}: {}", place.text(), mayBeShown(place) ? text : kHidden);
 }
 
 void Problems::versionMismatch(const Place& place, const std::string& text) {
+    if (!mayBeShown(place)) return warning(place, text);
     lumorender::error("SCEN", "{}: {}", place.text(), text);
 }
 
@@ -24,7 +39,7 @@ void Problems::unsupported(const Place& place, const std::string& kind) {
 }
 
 void Problems::noEffect(const Place& place, std::string_view what) {
-    if (speaks(MessageClass::Debug)) debug("SCEN", "{}: {} has no effect", place.text(), what);
+    if (speaks(MessageClass::Debug) && mayBeShown(place)) debug("SCEN", "{}: {} has no effect", place.text(), what);
 }
 
 void Problems::summarize() {

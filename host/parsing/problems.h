@@ -21,7 +21,10 @@ struct StopReading {};
 class Problems {
 public:
     /// Reports an error. Throws StopReading when there were too many.
+    /// Of a file that may be no scene nothing is shown: there the first error ends reading without its text.
     void error(const Place& place, const std::string& text);
+    /// Reports an error that ends reading.
+    [[noreturn]] void stop(const Place& place, const std::string& text);
     void warning(const Place& place, const std::string& text);
     /// Something the host cannot do (yet) or does not know. The first of its kind is told with its place, more of the
     /// same kind are counted.

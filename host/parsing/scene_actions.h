@@ -31,6 +31,7 @@ struct ReaderSettings {
     std::vector<std::filesystem::path> texturePath;
     bool verbosityIsFixed = false;  ///< the command line gave it: the scene's `verbose` is ignored
     bool filesAllowed = true;       ///< false: the scene may not name further files or modules to be read
+    bool declarationsOnly = false;  ///< modules are not loaded, and nothing is compared with what they expect
     bool functionsRequired = true;  ///< false: shaders whose function is in no module are taken, for checking only
 };
 

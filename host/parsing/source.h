@@ -10,13 +10,16 @@ namespace lumorender {
 /// One file as a whole. Text after its end reads as zero bytes once, so that scanning needs no bounds check per byte.
 class SourceText {
 public:
-    SourceText(std::string name, std::filesystem::path directory, std::string text);
+    /// `isScene`: false for a file that may be anything, such as one that a scene includes and that is not named like a
+    /// scene. Nothing of it is shown in messages.
+    SourceText(std::string name, std::filesystem::path directory, std::string text, bool isScene = true);
 
     const std::string& name() const { return name_; }
     /// Where file names in this text are relative to.
     const std::filesystem::path& directory() const { return directory_; }
     const char* begin() const { return text_.data(); }
     const char* end() const { return text_.data() + text_.size(); }
+    bool isScene() const { return isScene_; }
 
     /// Line number of a position. Counts on from the last call, because questions come in reading order mostly.
     std::size_t lineOf(const char* at) const;
@@ -25,6 +28,7 @@ private:
     std::string name_;
     std::filesystem::path directory_;
     std::string text_;
+    bool isScene_;
     mutable const char* countedTo_;
     mutable std::size_t countedLine_ = 1;
 };
@@ -44,9 +48,5 @@ struct TextSpan {
     const char* begin = nullptr;
     const char* end = nullptr;
 };
-
-/// Reads a regular file; devices and pipes are refused because a scene could make the host wait on them for ever.
-/// @return empty, or why it failed.
-std::string loadFile(const std::filesystem::path& file, std::string& text);
 
 }  // namespace lumorender

@@ -1,5 +1,7 @@
 #include "parsing/token_stream.h"
 
+#include "support/abort.h"
+
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -17,6 +19,7 @@ void TokenStream::open(std::string name, const std::filesystem::path& directory,
 }
 
 void TokenStream::advance() {
+    if (abortRequested()) problems_.stop(place(), "reading was stopped");
     for (;;) {
         scanner().next(token_);
         const Level& level = levels_.back();

@@ -66,7 +66,6 @@ private:
 
     const Scanner& scanner() const { return levels_.back().scanner; }
     Scanner& scanner() { return levels_.back().scanner; }
-    void fetch();
     void leaveText();
     void endReplay();
     void carryOutDirective();
@@ -93,6 +92,8 @@ private:
     std::map<std::string, std::unique_ptr<SourceText>> sources_;
     std::vector<Level> levels_;
     Token token_;
+    int inclusions_ = 0;
+    std::uint64_t bytes_ = 0;  ///< of all texts
 };
 
 }  // namespace lumorender

@@ -1,10 +1,10 @@
 #include "photometry/photometric_files.h"
 
 #include "photometry/photometric_text.h"
+#include "support/files.h"
 
 #include <fmt/format.h>
 
-#include <fstream>
 #include <string>
 
 namespace lumorender {
@@ -14,15 +14,11 @@ namespace {
 constexpr std::size_t kLargestFile = std::size_t{16} << 20;
 
 std::string contentOf(const std::filesystem::path& file) {
-    std::ifstream in(file, std::ios::binary);
     std::string content;
-    char block[1 << 14];
-    while (in.read(block, sizeof block) || in.gcount() > 0) {
-        content.append(block, static_cast<std::size_t>(in.gcount()));
-        if (content.size() > kLargestFile)
-            throw PhotometricError{0, fmt::format("found more than {} bytes, expected a light profile", kLargestFile)};
-    }
-    if (content.empty()) throw PhotometricError{0, "the file cannot be read, or is empty"};
+    if (const std::string problem = readFile(file, content); !problem.empty()) throw PhotometricError{0, problem};
+    if (content.size() > kLargestFile)
+        throw PhotometricError{0, fmt::format("found more than {} bytes, expected a light profile", kLargestFile)};
+    if (content.empty()) throw PhotometricError{0, "the file is empty"};
     return content;
 }
 

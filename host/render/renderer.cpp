@@ -292,7 +292,6 @@ private:
 bool renderScene(Database& database, miTag rootGroup, miTag cameraInstance, miTag options, const std::string& where,
                  const RenderSettings& settings) {
     try {
-        clearAbort();
         return Render(database, settings, where).run(rootGroup, cameraInstance, options);
     } catch (const std::exception& failure) {
         error("RC", "{}: cannot render: {}", where, failure.what());

@@ -51,8 +51,7 @@ public:
         bool complete = true;
         for (int y = 0; y < tile.height; ++y)
             for (int x = 0; x < tile.width; ++x) {
-                complete = complete && !abortRequested();
-                if (complete) samplePixel(tile, x, y);
+                complete = complete && samplePixel(tile, x, y);
                 buffers_.endPixel(x, y);
             }
         buffers_.finish(tile.x - window.x0, tile.y - window.y0, images);
@@ -63,15 +62,18 @@ public:
     long droppedSamples() const { return buffers_.droppedSamples(); }
 
 private:
-    void samplePixel(const Tile& tile, int tileX, int tileY) {
+    /// False where the render was stopped: a sample that was under way does not count.
+    bool samplePixel(const Tile& tile, int tileX, int tileY) {
         const int x = tile.x + tileX, y = tile.y + tileY;
         const std::uint32_t seed = mixSeeds(static_cast<std::uint32_t>(x), static_cast<std::uint32_t>(y));
         for (int i = 0; i < sampler_.count(); ++i) {
             const SamplePosition position = sampler_.position(seed, i);
             const miColor result =
                 samples_.trace({x + position.x, y + position.y, position.time, seed, static_cast<std::uint32_t>(i)});
+            if (abortRequested()) return false;
             buffers_.add(result, context().root->state, context().values, i == sampler_.standing());
         }
+        return true;
     }
 
     EyeSamples samples_;

@@ -1,5 +1,7 @@
 #include "support/abort.h"
 
+#include "support/messages.h"
+
 #include <atomic>
 
 namespace lumorender {
@@ -14,5 +16,9 @@ void requestAbort() noexcept { requested.store(true, std::memory_order_relaxed);
 void clearAbort() noexcept { requested.store(false, std::memory_order_relaxed); }
 
 bool abortRequested() noexcept { return requested.load(std::memory_order_relaxed); }
+
+void throwIfAborted() {
+    if (abortRequested()) throw Failure("it was stopped");
+}
 
 }  // namespace lumorender

@@ -11,4 +11,7 @@ void clearAbort() noexcept;
 
 bool abortRequested() noexcept;
 
+/// Throws Failure where a stop was requested: for what cannot be left half done.
+void throwIfAborted();
+
 }  // namespace lumorender

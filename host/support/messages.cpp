@@ -1,5 +1,7 @@
 #include "support/messages.h"
 
+#include "support/printable.h"
+
 #include <unistd.h>
 
 #include <array>
@@ -108,10 +110,10 @@ void message(MessageClass messageClass, std::string_view module, std::string_vie
         Speaker& to = speaker();
         to.counts[static_cast<std::size_t>(messageClass)].fetch_add(1, std::memory_order_relaxed);
         if (!speaks(messageClass)) return;
-        text = withoutLineEnd(text);
+        const std::string shown = printable(withoutLineEnd(text));
         const bool collapses = messageClass == MessageClass::Error || messageClass == MessageClass::Warning;
         const std::lock_guard lock(to.mutex);
-        if (!collapses || isNew(to, messageClass, module, text)) emit(to, messageClass, module, text);
+        if (!collapses || isNew(to, messageClass, module, shown)) emit(to, messageClass, module, shown);
     } catch (...) {
         // Out of memory while speaking: the message is lost, the render is not.
     }

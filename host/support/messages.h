@@ -19,7 +19,7 @@ constexpr int kDefaultVerbosity = 3;
 /// Prints one message to standard error if its class is switched on, and counts it in any case.
 /// @param module four letters that say who speaks, as the renderer does: "SCEN", "GEOM", "RC", "IMG", "PHEN", "API".
 /// Identical errors and warnings are collapsed: the first is printed at once, the others are counted and the count is
-/// told by reportRepeatedMessages. Safe from all threads. Never throws.
+/// told by reportRepeatedMessages. What could play tricks on a terminal is shown escaped (printable.h). Safe from all threads. Never throws.
 void message(MessageClass messageClass, std::string_view module, std::string_view text) noexcept;
 
 /// Prints, for every message that came more than once, how often it came, and forgets them.

@@ -16,6 +16,7 @@ namespace lumorender {
 namespace {
 
 constexpr std::size_t kThreadStack = std::size_t{64} << 20;  // deep chains of rays through shaders
+constexpr std::size_t kOneCall = std::size_t{1} << 20;       // what a shader may take between two calls of others
 
 /// A thread whose stack is deep enough for shaders, which the standard library's threads do not offer.
 class DeepThread {
@@ -35,6 +36,7 @@ public:
 
 private:
     static void* run(void* self) {
+        noteStack();
         static_cast<DeepThread*>(self)->body_();
         return nullptr;
     }
@@ -44,6 +46,16 @@ private:
 };
 
 }  // namespace
+
+void noteStack() {
+    pthread_attr_t attributes;
+    if (pthread_getattr_np(pthread_self(), &attributes) != 0) return;
+    void* lowest = nullptr;
+    std::size_t size = 0;
+    if (pthread_attr_getstack(&attributes, &lowest, &size) == 0)
+        stackFloor = static_cast<const char*>(lowest) + std::min(kOneCall, size / 2);
+    pthread_attr_destroy(&attributes);
+}
 
 int threadsToUse(int setting) {
     return setting > 0 ? setting : static_cast<int>(std::max(1U, std::thread::hardware_concurrency()));

@@ -1,9 +1,21 @@
 // Threads that render.
 #pragma once
 
+#include <cstddef>
 #include <functional>
 
 namespace lumorender {
+
+/// Where the running thread's stack gets too short to call another shader. Null in threads that call none.
+inline constinit thread_local const char* stackFloor = nullptr;
+
+/// Finds `stackFloor` for the running thread.
+void noteStack();
+
+/// False where another call of a shader could overflow the stack; with `spare` that many bytes earlier.
+inline bool stackHasRoom(std::size_t spare = 0) {
+    return static_cast<const char*>(__builtin_frame_address(0)) > stackFloor + spare;
+}
 
 /// The number that a setting asks for; 0 = one per core.
 int threadsToUse(int setting);

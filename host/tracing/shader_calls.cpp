@@ -1,11 +1,15 @@
 #include "tracing/shader_calls.h"
 
 #include "tracing/shader_table.h"
+#include "support/abort.h"
+#include "support/messages.h"
+#include "support/threads.h"
 
 #include "mi/macros.h"
 #include "mi/options.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstring>
 
 namespace lumorender {
@@ -46,6 +50,23 @@ private:
     CallFrame frame_;
 };
 
+void tellOfDepth() {
+    static std::atomic_flag told;
+    if (!told.test_and_set())
+        warning("RC",
+                "rays or connected shaders are as deep as the stack of a thread allows; deeper ones end, as if the "
+                "trace depth were reached");
+}
+
+/// A stop ends every ray where it is. State shaders, which put things in order, are called in any case.
+bool mayCall(miShader_type type) {
+    if (type == miSHADER_STATE) return true;
+    if (abortRequested()) return false;
+    if (stackHasRoom()) return true;
+    tellOfDepth();
+    return false;
+}
+
 FunctionSpan functionsOf(const ThreadContext& context, miTag slot) { return context.scene->slots->functions(slot); }
 
 /// All of a slot's functions write the same result, one after the other.
@@ -69,7 +90,7 @@ bool callMember(ThreadContext& context, miState* state, const MemberConnection& 
 bool callFunction(ThreadContext& context, miState* state, FunctionRuntime& runtime, miShader_type type, void* result,
                   void* argument, bool isRoot, bool wholeResult) {
     if (runtime.member) return callMember(context, state, *runtime.member, type, result, argument);
-    if (!runtime.call) return false;
+    if (!runtime.call || !mayCall(type)) return false;
     const Invocation invocation(context, state, runtime.function, type, isRoot);
     if (wholeResult || runtime.resultSize <= sizeof(miColor))
         return runtime.call(result, state, runtime.function->parameters, argument) != miFALSE;
@@ -104,6 +125,13 @@ void remember(ThreadContext& context, CallFrame& frame, const void* address, voi
 }
 
 }  // namespace
+
+bool mayGoDeeper() {
+    constexpr std::size_t kLastShaders = std::size_t{1} << 20;  // those at the deepest hit call others, too
+    if (stackHasRoom(kLastShaders)) return true;
+    tellOfDepth();
+    return false;
+}
 
 bool callShader(ThreadContext& context, miState* state, miTag slot, miShader_type type, void* result, void* argument,
                 bool calledByShader, bool wholeResult) {

@@ -7,6 +7,9 @@
 
 namespace lumorender {
 
+/// False, after a message, where the ray is too deep to send another one from it: the thread's stack ends.
+bool mayGoDeeper();
+
 /// Calls the shader in a slot (a function, or a list whose members run one after another on the same result).
 /// @param result at least 16 bytes. A shader that returns more writes to memory of its declared size, whose first 16
 /// bytes are handed back. `wholeResult` says that the caller's memory has the declared size.

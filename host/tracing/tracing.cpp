@@ -109,6 +109,7 @@ bool traceSecondary(miColor* result, miState* state, RayRecord& record, RayVisib
 
 /// Below a ray of final gathering the levels count from where it began, and have limits of their own.
 bool depthAllows(const miState* state, bool reflects) {
+    if (!mayGoDeeper()) return false;
     const GatherPath& path = contextOf(state).gather;
     const miOptions& options = *state->options;
     const bool gathers = path.depth > 0;

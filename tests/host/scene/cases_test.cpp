@@ -333,7 +333,8 @@ std::string Case::graph(const std::string& what) {
     miVector low, high;
     geometry->bounds(low, high);
     if (what == "bounds") return asText(low, high);
-    const FlatScene flat = flatten(database, find("root"), record<miOptions>("o", miSCENE_OPTIONS));
+    MemoryBudget budget;
+    const FlatScene flat = flatten(database, find("root"), record<miOptions>("o", miSCENE_OPTIONS), budget);
     std::string all;
     for (const FlatInstance& i : flat.instances)
         all += asText(all.empty() ? "" : ";", i.label, nameOf(i.lightListInstance), nameOf(i.shadowListInstance),
