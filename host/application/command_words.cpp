@@ -44,32 +44,31 @@ void addFolders(std::vector<std::filesystem::path>& to, const Values& values) {
 }
 
 WordGroup runningWords() {
-    return {"What is done",
-            {
-                {"help", "", "Show this text", [](Line& l, const Values&) { l.page = Page::Help; }},
-                {"version", "", "Show the version", [](Line& l, const Values&) { l.page = Page::Version; }},
-                {"verbose v", "on|off|N:level",
-                 "Which messages are printed: the first N classes of fatal, error, warning, progress, info, debug, "
-                 "verbose debug. Off is 2, on is 5; 3 without it",
-                 &setVerbosityLevel},
-                {"threads", "N:count", "Threads that render; one per core without it",
-                 [](Line& l, const Values& v) { l.render.tiles.threads = integerIn(v, 0, 1, 1024); }},
-                {"memory", "N:MB",
-                 "What geometry and pictures may take; four fifths of the machine's memory without it",
-                 [](Line&, const Values& v) { limits().memoryBytes = megabytes(v); }},
-                {"file_limit", "N:MB",
-                 "What a file may have that a scene names, images unpacked, too; 4096 without it",
-                 [](Line&, const Values& v) { limits().fileBytes = megabytes(v); }},
-                {"task_size", "N:pixels", "Edge of a tile",
-                 [](Line& l, const Values& v) { l.render.tiles.tileSize = integerIn(v, 0, 1, 4096); }},
-                {"task_order", "T:name", "Order of tiles", NoEffect{"the order of tiles is fixed"}},
-                {"hosts", "T:name..", "Machines that help", NoEffect{"every machine renders for itself"}},
-                {"nomaster", "", "Do not render on this machine", NoEffect{"every machine renders for itself"}},
-                {"completion", "bash|zsh", "Print completions of this command line for a shell",
-                 [](Line& l, const Values& v) { l.page = v[0] == "bash" ? Page::Bash : Page::Zsh; }},
-                {"manual", "man|markdown", "Print these options as a manual page, or as tables in Markdown",
-                 [](Line& l, const Values& v) { l.page = v[0] == "man" ? Page::Man : Page::Markdown; }},
-            }};
+    return {
+        "What is done",
+        {
+            {"help", "", "Show this text", [](Line& l, const Values&) { l.page = Page::Help; }},
+            {"version", "", "Show the version", [](Line& l, const Values&) { l.page = Page::Version; }},
+            {"verbose v", "on|off|N:level",
+             "Which messages are printed: the first N classes of fatal, error, warning, progress, info, debug, "
+             "verbose debug. Off is 2, on is 5; 3 without it",
+             &setVerbosityLevel},
+            {"threads", "N:count", "Threads that render; one per core without it",
+             [](Line& l, const Values& v) { l.render.tiles.threads = integerIn(v, 0, 1, 1024); }},
+            {"memory", "N:MB", "What geometry and pictures may take; four fifths of the machine's memory without it",
+             [](Line&, const Values& v) { limits().memoryBytes = megabytes(v); }},
+            {"file_limit", "N:MB", "What a file may have that a scene names, images unpacked, too; 4096 without it",
+             [](Line&, const Values& v) { limits().fileBytes = megabytes(v); }},
+            {"task_size", "N:pixels", "Edge of a tile",
+             [](Line& l, const Values& v) { l.render.tiles.tileSize = integerIn(v, 0, 1, 4096); }},
+            {"task_order", "T:name", "Order of tiles", NoEffect{"the order of tiles is fixed"}},
+            {"hosts", "T:name..", "Machines that help", NoEffect{"every machine renders for itself"}},
+            {"nomaster", "", "Do not render on this machine", NoEffect{"every machine renders for itself"}},
+            {"completion", "bash|zsh", "Print completions of this command line for a shell",
+             [](Line& l, const Values& v) { l.page = v[0] == "bash" ? Page::Bash : Page::Zsh; }},
+            {"manual", "man|markdown", "Print these options as a manual page, or as tables in Markdown",
+             [](Line& l, const Values& v) { l.page = v[0] == "man" ? Page::Man : Page::Markdown; }},
+        }};
 }
 
 WordGroup fileWords() {
