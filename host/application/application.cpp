@@ -2,9 +2,11 @@
 
 #include "application/command_line.h"
 #include "application/progress_line.h"
+#include "application/render_inputs.h"
 #include "interface/host.h"
 #include "library/memory.h"
 #include "mi/instance.h"
+#include "render/merge.h"
 #include "support/abort.h"
 #include "support/limits.h"
 #include "support/messages.h"
@@ -49,6 +51,7 @@ public:
         ProgressLine progress;
         RenderSettings settings = commandLine_.render;
         settings.progress = [&](const RenderProgress& state) { progress.show(state); };
+        prepareSaving(command, settings.saving);
         const bool ok = renderScene(hostDatabase(), command.rootGroup, command.cameraInstance, command.options,
                                     command.where, settings);
         ++rendered_;
@@ -59,7 +62,23 @@ public:
     bool good() const { return good_; }
     int rendered() const { return rendered_; }
 
+    /// Checkpoints go when all pictures are written: a second run has to know which ones are.
+    void removeCheckpoints() const {
+        if (written_ < checkpoints_.size() || commandLine_.render.saving.keepsCheckpoint) return;
+        std::error_code ignored;
+        for (const std::filesystem::path& file : checkpoints_) std::filesystem::remove(file, ignored);
+    }
+
 private:
+    /// The first render's checkpoint has the name that the user gave, those of further ones a number behind it.
+    void prepareSaving(const RenderCommand& command, SavingSettings& saving) {
+        saving.inputs = [&, this] { return renderInputs(commandLine_, command, hostModules(), rendered_ + 1); };
+        saving.onWritten = [this] { ++written_; };
+        if (saving.checkpoint.empty()) return;
+        if (rendered_ > 0) saving.checkpoint += fmt::format(".{}", rendered_ + 1);
+        checkpoints_.push_back(saving.checkpoint);
+    }
+
     /// What the command line says in the words of the scene language goes to the end of the options and of the camera.
     bool applyStatements(const RenderCommand& command) {
         Database& database = hostDatabase();
@@ -78,6 +97,8 @@ private:
     const CommandLine& commandLine_;
     bool good_ = true;
     int rendered_ = 0;
+    std::vector<std::filesystem::path> checkpoints_;
+    std::size_t written_ = 0;  ///< of them, those whose pictures are on the disk
 };
 
 std::filesystem::path programFolder() {
@@ -157,10 +178,12 @@ int runApplication(int argumentCount, const char* const* arguments) {
 
     // Writing beyond a limit is an error like others, not a reason to end.
     std::signal(SIGXFSZ, SIG_IGN);
+    if (commandLine.merges) return mergeParts(commandLine.parts, commandLine.render) ? 0 : 1;
     Application application(commandLine);
     bool good = linkModules(commandLine);
     good = good && readFrom(commandLine, application);
     if (good && application.rendered() == 0) warning("SCEN", "the scene holds no render command: nothing was rendered");
+    application.removeCheckpoints();
     reportRepeatedMessages();
     releaseForgottenMemory();
     return good && application.good() && application.rendered() > 0 ? 0 : 1;

@@ -164,8 +164,8 @@ std::vector<std::string> environmentOptions() {
 void parse(const std::vector<std::string>& arguments, CommandLine& result) {
     CLI::App app("", "lumorender");
     app.set_help_flag();
-    std::string scene;
-    app.add_option("scene", scene);
+    std::vector<std::string> files;
+    app.add_option("scene", files);
     for (const WordGroup& group : commandWords())
         for (const Word& word : group.words)
             app.add_option_function<std::vector<std::string>>("--" + word.name(),
@@ -179,7 +179,14 @@ void parse(const std::vector<std::string>& arguments, CommandLine& result) {
     std::vector<std::string> given = spellOut(arguments);
     std::reverse(given.begin(), given.end());
     app.parse(given);
-    result.scene = sceneFile(scene);
+    if (result.merges) {
+        result.parts.assign(files.begin(), files.end());
+        if (files.empty()) throw UsageError("-merge: found no parts, expected the names of all parts of a picture");
+    } else if (files.size() > 1) {
+        throw UsageError(fmt::format("found \"{}\" behind the scene \"{}\", expected one scene", files[1], files[0]));
+    } else if (!files.empty()) {
+        result.scene = sceneFile(files[0]);
+    }
 }
 
 }  // namespace

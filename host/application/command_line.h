@@ -17,6 +17,8 @@ enum class Page { None, Help, Version, Man, Markdown, Bash, Zsh };
 
 struct CommandLine {
     std::filesystem::path scene;  ///< empty = standard input
+    bool merges = false;          ///< joins parts of a picture in place of rendering
+    std::vector<std::filesystem::path> parts;
     std::optional<int> verbosity;
     RenderSettings render;
     ReaderSettings reader;

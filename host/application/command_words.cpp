@@ -96,6 +96,36 @@ WordGroup fileWords() {
             }};
 }
 
+/// "3/16": the third of sixteen shares.
+Share shareOf(const std::string& text) {
+    const std::size_t slash = text.find('/');
+    const std::string number = text.substr(0, slash);
+    const std::string count = slash == std::string::npos ? "" : text.substr(slash + 1);
+    constexpr int kMost = 1 << 20;
+    if (isInteger(number) && isInteger(count)) {
+        const Share share{std::stoi(number), std::stoi(count)};
+        if (share.count >= 1 && share.count <= kMost && share.number >= 0 && share.number <= share.count) return share;
+    }
+    throw UsageError(fmt::format("found {}, expected a share such as 3/16: the third of sixteen", text));
+}
+
+WordGroup longRenderWords() {
+    return {"Long renders and farms",
+            {
+                {"checkpoint", "T:file",
+                 "Keep what is finished in this file; the same command goes on from there when it was ended",
+                 [](Line& l, const Values& v) { l.render.saving.checkpoint = v[0]; }},
+                {"keep_checkpoint", "", "Keep the checkpoint when the picture is written",
+                 [](Line& l, const Values&) { l.render.saving.keepsCheckpoint = true; }},
+                {"tiles", "T:share",
+                 "Render a share of the picture, such as 3/16, into NAME.3-of-16.part beside it. Share 0/16 makes the "
+                 "points of indirect light for all",
+                 [](Line& l, const Values& v) { l.render.saving.share = shareOf(v[0]); }},
+                {"merge", "", "Join parts into the picture: their names stand where the scene stands otherwise",
+                 [](Line& l, const Values&) { l.merges = true; }},
+            }};
+}
+
 WordGroup cameraWords() {
     return {"Camera",
             {
@@ -179,7 +209,7 @@ std::string Word::explanation() const {
 }
 
 const std::vector<WordGroup>& commandWords() {
-    static const std::vector<WordGroup> groups = {runningWords(),  fileWords(), cameraWords(),
+    static const std::vector<WordGroup> groups = {runningWords(),  fileWords(), longRenderWords(), cameraWords(),
                                                   samplingWords(), rayWords(),  featureWords()};
     return groups;
 }

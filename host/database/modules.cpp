@@ -114,4 +114,10 @@ bool Modules::isLinked(std::string_view file) const {
     });
 }
 
+std::vector<fs::path> Modules::files() const {
+    std::vector<fs::path> files;
+    for (const Module& module : modules_) files.push_back(module.file);
+    return files;
+}
+
 }  // namespace lumorender

@@ -33,6 +33,9 @@ public:
 
     bool isLinked(std::string_view file) const;
 
+    /// The files of the loaded modules, in the order in which they were linked.
+    std::vector<std::filesystem::path> files() const;
+
 private:
     struct Module {
         std::vector<std::filesystem::path> names;  ///< of the files by which it was linked

@@ -253,6 +253,7 @@ void readRender(SceneContext& scene) {
     command.options = scene.readReference({miSCENE_OPTIONS}, "options");
     if (scene.problems.errors() > 0)
         return scene.problems.warning(place, "nothing is rendered because of the errors above");
+    command.texts = in.texts();
     if (!scene.actions.render(command)) throw StopReading();
 }
 

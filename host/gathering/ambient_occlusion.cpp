@@ -215,9 +215,10 @@ float ambientOcclusion(miState* state, const miAmboccl_options* options, miVecto
 OcclusionCache::OcclusionCache(const RenderScene& scene)
     : points(GatherPoints::kUsualTolerance), reach(scene, scene.occlusion.cacheDensity, kSteps) {}
 
-void prepareOcclusion(const RenderScene& scene, OcclusionCache& cache, const DataWindow& window, int threads) {
+void prepareOcclusion(const RenderScene& scene, OcclusionCache& cache, const DataWindow& window,
+                      const SavedPoints& saved, int threads) {
     const PointStage stage{miSTAGE_AMBOCCL, "ambient occlusion", &ThreadContext::newOcclusion, cache.reach.spacing()};
-    if (stage.spacing > 0) collectPoints(scene, stage, cache.points, window, threads);
+    if (stage.spacing > 0) collectPoints(scene, stage, cache.points, window, saved, threads);
 }
 
 }  // namespace lumorender

@@ -30,7 +30,8 @@ struct OcclusionCache {
     const PointReach reach;
 };
 
-/// Fills the cache of the scene, which is the one that shaders look at.
-void prepareOcclusion(const RenderScene& scene, OcclusionCache& cache, const DataWindow& window, int threads);
+/// Fills the cache of the scene, which is the one that shaders look at; with what is `saved` of a former run first.
+void prepareOcclusion(const RenderScene& scene, OcclusionCache& cache, const DataWindow& window,
+                      const SavedPoints& saved, int threads);
 
 }  // namespace lumorender

@@ -38,12 +38,6 @@ std::uint64_t checksumOf(std::span<const GatherPoint> points) {
     return sum;
 }
 
-bool isSound(const GatherPoint& p) {
-    const float all = p.position.x + p.position.y + p.position.z + p.normal.x + p.normal.y + p.normal.z + p.value.r +
-                      p.value.g + p.value.b + p.value.a + p.radius;
-    return std::isfinite(all) && p.radius > 0;
-}
-
 /// What is wrong with the beginning of a file of this size; empty where nothing is.
 std::string problemOf(const Header& header, std::uintmax_t size) {
     if (size < sizeof header || header.magic != kMagic) return "is no file of final gather points";

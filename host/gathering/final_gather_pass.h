@@ -13,11 +13,13 @@ namespace lumorender {
 struct GatherFiles {
     std::vector<std::filesystem::path> names;  ///< all are read, the first is written; empty = none are kept
     enum class Rebuild { Off = 0, On = 1, Freeze = 2 } rebuild = Rebuild::On;
+    bool isWritten = true;  ///< false: what is new is kept in no file
 };
 
-/// Fills `gather` with points: from files, and from grids over the image. `gather` is the one of the scene.
+/// Fills `gather` with points: from files, from what is `saved` of a former run, and from grids over the image. `gather`
+/// is the one of the scene.
 /// @return false when a file could not be written.
 bool prepareFinalGather(const RenderScene& scene, FinalGather& gather, const DataWindow& window,
-                        const GatherFiles& files, int threads);
+                        const GatherFiles& files, const SavedPoints& saved, int threads);
 
 }  // namespace lumorender

@@ -32,6 +32,12 @@ float distance2(const miVector& p, const miVector& low, const miVector& high) {
 
 }  // namespace
 
+bool isSound(const GatherPoint& p) {
+    const float all = p.position.x + p.position.y + p.position.z + p.normal.x + p.normal.y + p.normal.z + p.value.r +
+                      p.value.g + p.value.b + p.value.a + p.radius;
+    return std::isfinite(all) && p.radius > 0;
+}
+
 /// The nearest candidates so far, and one more beyond those that count: its distance ends their radius.
 class GatherPoints::Nearest {
 public:

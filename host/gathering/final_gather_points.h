@@ -21,6 +21,9 @@ struct GatherPoint {
 };
 static_assert(sizeof(GatherPoint) == 48, "it is written to files as it is");
 
+/// False for what no render makes: points that come from files may be anything.
+bool isSound(const GatherPoint& point);
+
 /// Where light is asked for.
 struct GatherQuery {
     miVector position;

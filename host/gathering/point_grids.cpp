@@ -1,5 +1,6 @@
 #include "gathering/point_grids.h"
 
+#include "gathering/found_points.h"
 #include "tracing/eye_samples.h"
 #include "support/threads.h"
 #include "support/abort.h"
@@ -57,33 +58,22 @@ class Collector {
 public:
     Collector(const RenderScene& scene, const PointStage& stage, short index)
         : samples_(scene, index, stage.stage), made_(samples_.context().*stage.newPoints) {
-        made_.points = &found_;
+        made_.points = &found_.points;
     }
     void finish() { samples_.finish(); }
 
     void visit(const Grid& grid, long place) {
-        const std::size_t before = found_.size();
+        const std::size_t before = found_.points.size();
         made_.first = before;
         samples_.trace(grid.sample(place));
-        if (found_.size() > before) runs_.push_back({place, before, found_.size() - before});
+        if (found_.points.size() > before) found_.runs.push_back({place, before, found_.points.size() - before});
     }
 
-    /// What was found at one place, in the order in which its shaders asked.
-    struct Run {
-        long place;
-        std::size_t first, count;
-    };
-    const std::vector<Run>& runs() const { return runs_; }
-    const std::vector<GatherPoint>& found() const { return found_; }
-    void forget() {
-        runs_.clear();
-        found_.clear();
-    }
+    FoundPoints& found() { return found_; }
     std::uint64_t rays() const { return samples_.context().counters.secondary; }
 
 private:
-    std::vector<GatherPoint> found_;
-    std::vector<Run> runs_;
+    FoundPoints found_;
     EyeSamples samples_;
     NewPoints& made_;
 };
@@ -93,50 +83,65 @@ using Collectors = std::vector<std::unique_ptr<Collector>>;
 /// All that the threads found, in the order of the grid's places.
 std::vector<GatherPoint> inOrder(const Collectors& collectors) {
     struct Piece {
-        const Collector* from;
-        Collector::Run run;
+        const FoundPoints* from;
+        FoundPoints::Run run;
     };
     std::vector<Piece> pieces;
     for (const auto& collector : collectors)
         if (collector)
-            for (const Collector::Run& run : collector->runs()) pieces.push_back({collector.get(), run});
+            for (const FoundPoints::Run& run : collector->found().runs) pieces.push_back({&collector->found(), run});
     std::sort(pieces.begin(), pieces.end(), [](const Piece& a, const Piece& b) { return a.run.place < b.run.place; });
     std::vector<GatherPoint> points;
     for (const Piece& piece : pieces) {
-        const auto first = piece.from->found().begin() + static_cast<std::ptrdiff_t>(piece.run.first);
+        const auto first = piece.from->points.begin() + static_cast<std::ptrdiff_t>(piece.run.first);
         points.insert(points.end(), first, first + static_cast<std::ptrdiff_t>(piece.run.count));
     }
     return points;
 }
 
-void visitGrid(const RenderScene& scene, const PointStage& stage, const Grid& grid, Collectors& collectors) {
+/// A block of the grid, from a former run or by its own rays.
+void visitBlock(const Grid& grid, long block, std::uint32_t number, const SavedPoints& saved, Collector& collector) {
+    if (const SavedPoints::Bytes* bytes = saved.find(number); bytes && unpackBlock(*bytes, block, collector.found()))
+        return;
+    const std::size_t runs = collector.found().runs.size();
+    for (long place = block; place < std::min(block + kBlock, grid.places()); ++place) {
+        if (abortRequested()) return;
+        collector.visit(grid, place);
+    }
+    // A place whose rays were cut short is not finished.
+    if (saved.keeps() && !abortRequested()) saved.keep(number, packBlock(collector.found(), runs, block));
+}
+
+void visitGrid(const RenderScene& scene, const PointStage& stage, const Grid& grid, const SavedPoints& saved,
+               Collectors& collectors) {
     std::atomic<long> next{0};
+    const bool isOcclusion = stage.stage == miSTAGE_AMBOCCL;
     onThreads(static_cast<int>(collectors.size()), [&](int index) {
         auto& collector = collectors[static_cast<std::size_t>(index)];
         if (!collector) collector = std::make_unique<Collector>(scene, stage, static_cast<short>(index));
-        for (long block = next.fetch_add(kBlock); block < grid.places(); block = next.fetch_add(kBlock))
-            for (long place = block; place < std::min(block + kBlock, grid.places()) && !abortRequested(); ++place)
-                collector->visit(grid, place);
+        for (long block = next.fetch_add(kBlock); block < grid.places() && !abortRequested();
+             block = next.fetch_add(kBlock))
+            visitBlock(grid, block, SavedPoints::numberOf(isOcclusion, grid.level, block / kBlock), saved, *collector);
     });
 }
 
 }  // namespace
 
 void collectPoints(const RenderScene& scene, const PointStage& stage, GatherPoints& points, const DataWindow& window,
-                   int threads) {
+                   const SavedPoints& saved, int threads) {
     const auto start = std::chrono::steady_clock::now();
     Collectors collectors(static_cast<std::size_t>(threads));
     double spacing = stage.spacing;
     for (int level = 0; level < kMostGrids && !abortRequested(); ++level) {
         const Grid grid(window, spacing, level);
-        visitGrid(scene, stage, grid, collectors);
+        visitGrid(scene, stage, grid, saved, collectors);
         const std::vector<GatherPoint> found = inOrder(collectors);
         if (!found.empty()) {
             points.add(found);
             points.clampToNeighbours();
         }
         for (auto& collector : collectors)
-            if (collector) collector->forget();
+            if (collector) collector->found().clear();
         info("RC", "{}: grid of {} x {} places, {} new points", stage.name, grid.columns, grid.rows, found.size());
         if (spacing <= kFinest || static_cast<long>(found.size()) * kWorthwhile < grid.places()) break;
         spacing = std::max(spacing / 2, kFinest);

@@ -6,6 +6,7 @@
 #include "gathering/final_gather_points.h"
 #include "image/image.h"
 #include "mi/types.h"
+#include "saving/saved_points.h"
 
 namespace lumorender {
 
@@ -19,9 +20,10 @@ struct PointStage {
 
 /// Adds what eye rays of ever finer grids see where the points before do not reach, until a grid finds hardly a place.
 /// Each place of a grid is computed by itself, knowing the grids before it only, so that the result does not depend on
-/// the number of threads. `points` are those that the scene's shaders look at.
+/// the number of threads. `points` are those that the scene's shaders look at. Blocks of places that are in `saved` are
+/// taken from there, others are kept in it.
 void collectPoints(const RenderScene& scene, const PointStage& stage, GatherPoints& points, const DataWindow& window,
-                   int threads);
+                   const SavedPoints& saved, int threads);
 
 class Camera;
 struct RenderScene;

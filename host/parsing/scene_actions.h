@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace lumorender {
@@ -16,6 +17,8 @@ struct RenderCommand {
     miTag cameraInstance = 0;
     miTag options = 0;
     std::string where;  ///< "file:line" of the command, for messages
+    /// The files read so far, with their whole text. Valid while the command is carried out.
+    std::vector<std::pair<std::string, std::string_view>> texts;
 };
 
 /// What a scene file asks of the program besides filling the database.

@@ -60,6 +60,13 @@ void TokenStream::leaveText() {
     if (levels_.size() > 1) levels_.pop_back();
 }
 
+std::vector<std::pair<std::string, std::string_view>> TokenStream::texts() const {
+    std::vector<std::pair<std::string, std::string_view>> result;
+    for (const auto& [identity, source] : sources_)
+        result.emplace_back(source->name(), std::string_view(source->begin(), source->end()));
+    return result;
+}
+
 std::string_view TokenStream::takeRaw(std::size_t count) {
     std::string_view bytes;
     if (!scanner().takeRaw(count, bytes))

@@ -41,6 +41,9 @@ public:
     bool followedBy(char character) const { return scanner().followedBy(character); }
     bool isFirstOnLine() const;
 
+    /// All texts that were opened so far, by their names.
+    std::vector<std::pair<std::string, std::string_view>> texts() const;
+
     /// Expands `{...}` in a file name and warns of what is unknown there.
     std::string expandFileName(std::string_view text);
     const std::filesystem::path& directory() const { return scanner().source().directory(); }

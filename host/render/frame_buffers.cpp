@@ -267,21 +267,27 @@ void fillOnLargePages(std::vector<T>& values, std::size_t count) {
 
 }  // namespace
 
+LayerImage makeImage(const std::string& name, miImg_type type, bool isShown, const DataWindow& window) {
+    const auto pixels = static_cast<std::size_t>(window.width) * static_cast<std::size_t>(window.height);
+    const PixelFormat format = pixelFormat(type);
+    LayerImage image;
+    image.name = name;
+    image.type = type;
+    image.width = window.width;
+    image.height = window.height;
+    if (format.integer)
+        fillOnLargePages(image.labels, pixels);
+    else
+        fillOnLargePages(image.pixels, pixels * static_cast<std::size_t>(format.channels));
+    if (isShown) fillOnLargePages(image.shown, image.pixels.size());
+    return image;
+}
+
 std::vector<LayerImage> makeImages(const BufferLayout& layout, const DataWindow& window) {
     std::vector<LayerImage> images;
-    const auto pixels = static_cast<std::size_t>(window.width) * static_cast<std::size_t>(window.height);
     for (std::size_t i = 0; i < layout.slots.size(); ++i) {
-        const BufferSlot& slot = layout.slots[i];
-        LayerImage& image = images.emplace_back();
-        image.name = slot.description.name;
-        image.type = slot.description.datatype;
-        image.width = window.width;
-        image.height = window.height;
-        if (slot.format.integer)
-            fillOnLargePages(image.labels, pixels);
-        else
-            fillOnLargePages(image.pixels, pixels * static_cast<std::size_t>(slot.format.channels));
-        if (isShown(layout, i)) fillOnLargePages(image.shown, image.pixels.size());
+        const FrameBufferDescription& buffer = layout.slots[i].description;
+        images.push_back(makeImage(buffer.name, buffer.datatype, isShown(layout, i), window));
     }
     return images;
 }

@@ -82,6 +82,9 @@ private:
     long dropped_ = 0;
 };
 
+/// A black image of the window. `isShown`: with pixels for screens.
+LayerImage makeImage(const std::string& name, miImg_type type, bool isShown, const DataWindow& window);
+
 /// Empty images for the layout's buffers.
 std::vector<LayerImage> makeImages(const BufferLayout& layout, const DataWindow& window);
 

@@ -112,8 +112,6 @@ bool report(const std::filesystem::path& path, const std::string& reason) {
     return reason.empty();
 }
 
-}  // namespace
-
 bool writeFiles(const std::vector<ImageFile>& files, const DataWindow& window, const Metadata& metadata) {
     bool good = true;
     for (const ImageFile& file : files) good = report(file.path, writeImageFile(file, window, metadata)) && good;
@@ -121,19 +119,31 @@ bool writeFiles(const std::vector<ImageFile>& files, const DataWindow& window, c
     return good;
 }
 
-bool writePreviews(const std::vector<ImageFile>& files, const std::vector<LayerImage>& images,
-                   const BufferLayout& layout, const DataWindow& window) {
+bool writePreviews(const std::vector<ImageFile>& files, const std::vector<LayerImage>& images, int primary,
+                   const DataWindow& window) {
     if (files.empty()) return true;
     const std::filesystem::path stem = std::filesystem::path(files.front().path).replace_extension();
     const std::filesystem::path picture = stem.string() + ".png";
     bool good = true;
     if (picture != files.front().path)
-        good = report(picture, writePreview(picture, images[static_cast<std::size_t>(layout.primary)], window));
+        good = report(picture, writePreview(picture, images[static_cast<std::size_t>(primary)], window));
     if (images.size() < 2) return good;
     std::vector<const LayerImage*> layers;
     for (const LayerImage& image : images) layers.push_back(&image);
     const std::filesystem::path sheet = stem.string() + "-passes.png";
     return report(sheet, writeContactSheet(sheet, layers, window)) && good;
+}
+
+}  // namespace
+
+bool writePicture(const std::vector<ImageFile>& files, std::vector<LayerImage>& images, int primary,
+                  const DataWindow& window, const Metadata& metadata, bool previews) {
+    // The primary picture has the plain channels R, G, B and A; its name is for people.
+    std::string& name = images[static_cast<std::size_t>(primary)].name;
+    const std::string shownName = std::exchange(name, {});
+    const bool good = writeFiles(files, window, metadata);
+    name = shownName;
+    return (!previews || writePreviews(files, images, primary, window)) && good;
 }
 
 }  // namespace lumorender

@@ -25,11 +25,10 @@ std::vector<ImageFile> planFiles(const BufferLayout& layout, const CameraDetail*
 /// @return false when there is one.
 bool checkFolders(const std::vector<ImageFile>& files);
 
-/// Writes all files. @return false when one could not be written.
-bool writeFiles(const std::vector<ImageFile>& files, const DataWindow& window, const Metadata& metadata);
-
-/// A PNG of the picture and a sheet of all passes, beside the first file and named after it.
-bool writePreviews(const std::vector<ImageFile>& files, const std::vector<LayerImage>& images,
-                   const BufferLayout& layout, const DataWindow& window);
+/// Writes all files and, with `previews`, a PNG of the picture and a sheet of all passes beside the first file and
+/// named after it. `primary` is the picture's number among the images.
+/// @return false when one could not be written
+bool writePicture(const std::vector<ImageFile>& files, std::vector<LayerImage>& images, int primary,
+                  const DataWindow& window, const Metadata& metadata, bool previews);
 
 }  // namespace lumorender

@@ -13,10 +13,12 @@
 #include "lights/lights.h"
 #include "render/displaced_scene.h"
 #include "render/output.h"
+#include "render/picture_identity.h"
 #include "tracing/shader_table.h"
 #include "tracing/textures.h"
 #include "support/threads.h"
 #include "support/abort.h"
+#include "saving/digest.h"
 #include "support/messages.h"
 #include "support/version.h"
 
@@ -48,12 +50,11 @@ public:
     bool run(miTag rootGroup, miTag cameraInstance, miTag options) {
         findElements(rootGroup, cameraInstance, options);
         checkOptions();
+        planPicture();
+        if (!checkFolders(files_)) return false;
+        if (openSaved()) return takeFinished();
         buildScene();
         findShaders();
-        images_ = makeImages(*scene_.buffers, window_);
-        files_ = planFiles(*scene_.buffers, database_.detail<CameraDetail>(cameraTag_), images_,
-                           {settings_.fileName, settings_.fileDirectory, options_->gamma});
-        if (!checkFolders(files_)) return false;
 
         ThreadContext context(scene_, 0);
         createRootState(context);
@@ -61,16 +62,12 @@ public:
         shaders_.initialise(context);
         completeGeometry();
         const bool gathered = prepareIndirectLight();
-        if (isPointsOnly()) {
-            resetRootState(context);
-            shaders_.finish(context);
-            return gathered && sceneIsWhole_ && !abortRequested();
-        }
-        const RenderCounts counts = renderTiles(scene_, window_, settings_.tiles, images_, settings_.progress);
+        RenderCounts counts;
+        if (makesTiles())
+            counts = renderTiles(scene_, window_, share(), settings_.tiles, images_, saved_, settings_.progress);
         resetRootState(context);
         shaders_.finish(context);
-        tell(counts);
-        return write(counts) && gathered && counts.complete && sceneIsWhole_;
+        return finish(counts, gathered) && gathered && sceneIsWhole_;
     }
 
 private:
@@ -105,10 +102,17 @@ private:
                  std::max(options_->max_samples, 0));
     }
 
-    void buildScene() {
+    /// The buffers, and the files that they go to.
+    void planPicture() {
         scene_.buffers = std::make_shared<BufferLayout>(makeBufferLayout(
             database_.detail<FrameBufferSet>(camera_->buffertag), database_.detail<CameraDetail>(cameraTag_)));
         window_ = dataWindow();
+        images_ = makeImages(*scene_.buffers, window_);
+        files_ = planFiles(*scene_.buffers, database_.detail<CameraDetail>(cameraTag_), images_,
+                           {settings_.fileName, settings_.fileDirectory, options_->gamma});
+    }
+
+    void buildScene() {
         auto textures = std::make_shared<TextureTable>();
         if (!textures->open(database_, options_->gamma) && !settings_.continueWithoutTextures)
             throw Failure("a texture is missing; -texture_continue renders without it");
@@ -228,9 +232,12 @@ private:
         if (scene_.occlusion.on && scene_.occlusion.cache && options_->trace) {
             const auto cache = std::make_shared<OcclusionCache>(scene_);
             scene_.occlusionCache = cache;
-            prepareOcclusion(scene_, *cache, window_, threads);
+            prepareOcclusion(scene_, *cache, window_, saved_.points, threads);
         }
-        if (!options_->finalgather) return true;
+        if (!options_->finalgather) {
+            notePoints();
+            return true;
+        }
         const auto gather =
             std::make_shared<FinalGather>(scene_, database_.detail<StringOptions>(options_->string_options));
         scene_.gather = gather;
@@ -238,37 +245,116 @@ private:
         files.rebuild = static_cast<GatherFiles::Rebuild>(options_->finalgather_rebuild);
         if (const auto* detail = database_.detail<OptionsDetail>(scene_.optionsTag))
             for (const std::string& name : detail->gatherFiles) files.names.push_back(settings_.fileDirectory / name);
-        return prepareFinalGather(scene_, *gather, window_, files, threads);
+        files.isWritten = share().number <= 1;  // shares make the same points: one of them keeps them
+        const bool good = prepareFinalGather(scene_, *gather, window_, files, saved_.points, threads);
+        notePoints();
+        return good;
+    }
+
+    /// All shares of a picture, and all runs of a render, have to see the same points.
+    void notePoints() {
+        if (!saved_.keeps() || abortRequested()) return;
+        std::uint64_t digest = 0;
+        if (scene_.occlusionCache) digest = digestOf(std::as_bytes(scene_.occlusionCache->points.all()), digest);
+        if (scene_.gather) digest = digestOf(std::as_bytes(scene_.gather->points.all()), digest);
+        saved_.keepPointsDigest(digest);
+        plan_.metadata = metadata(0);
+        saved_.keepPlan(plan_);
+    }
+
+    Share share() const { return settings_.saving.share.value_or(Share{}); }
+    bool makesTiles() const { return !isPointsOnly() && !share().isPointsOnly(); }
+
+    /// Brings back what a former run has kept, where something is to be kept at all.
+    /// @return whether it has done everything
+    bool openSaved() {
+        const SavingSettings& saving = settings_.saving;
+        if (!saving.share && saving.checkpoint.empty()) return false;
+        if (saving.share && isPointsOnly())
+            throw Failure("final gathering makes points only, and no picture that could be shared out");
+        if (saving.share && files_.empty())
+            throw Failure("the camera names no file after which the part could be named; expected -o NAME");
+        Identity identity = saving.inputs();
+        const int tileSize = tileSizeToUse(settings_.tiles.tileSize);
+        addPicture(identity, scene_, window_, tileSize);
+        plan_ = planOf(images_, files_, scene_.buffers->primary, window_, tileSize);
+        plan_.share = share();
+        plan_.previews = settings_.previews;
+        if (!saving.share) return saved_.openCheckpoint(saving.checkpoint, identity, plan_, images_);
+        const bool isDone = saved_.openPart(partName(files_.front().path, share()), identity, plan_, images_);
+        if (!isDone && !share().isPointsOnly())
+            saved_.takePoints(partName(files_.front().path, {0, share().count}), identity);
+        return isDone;
+    }
+
+    /// A former run has done all the work. @return whether the picture is as it should be
+    bool takeFinished() {
+        if (settings_.saving.share) {
+            info("SAVE", "\"{}\" is finished already", saved_.path().string());
+        } else {
+            info("SAVE", "\"{}\": the picture is written already", saved_.path().string());
+            settings_.saving.onWritten();
+        }
+        return saved_.wasWhole();
+    }
+
+    /// What is left to do when all tiles are rendered, or the render was stopped. False where something is missing.
+    bool finish(const RenderCounts& counts, bool gathered) {
+        if (makesTiles()) tell(counts);
+        if (settings_.saving.share) return finishShare(counts.complete && gathered && !abortRequested());
+        saved_.flush();
+        if (isPointsOnly()) return !abortRequested();
+        if (!write(counts)) return false;
+        if (counts.complete && saved_.keeps()) {
+            if (!settings_.saving.keepsCheckpoint) saved_.noteWritten(sceneIsWhole_, writtenPaths());
+            settings_.saving.onWritten();
+        }
+        return counts.complete;
+    }
+
+    bool finishShare(bool complete) {
+        if (!complete) {
+            saved_.flush();
+            return false;
+        }
+        if (!saved_.finish(sceneIsWhole_, images_)) {
+            error("SAVE", "\"{}\" is not whole: not all of the share could be written", saved_.path().string());
+            return false;
+        }
+        info("SAVE", "wrote {}", saved_.path().string());
+        return true;
     }
 
     void tell(const RenderCounts& counts) const {
-        const double seconds = std::max(counts.seconds, 1e-6);
-        const double rays = static_cast<double>(counts.rays.eye + counts.rays.secondary + counts.rays.shadow);
+        const TileCost& cost = counts.cost;
+        const double seconds = std::max(cost.seconds, 1e-6);
+        const double rays = static_cast<double>(cost.eyeRays + cost.secondaryRays + cost.shadowRays);
         info("RC", "rendered {} eye rays, {} secondary rays, {} shader calls in {:.2f} s ({:.2f} million rays/s)",
-             counts.rays.eye, counts.rays.secondary, counts.rays.calls, seconds, rays / seconds / 1e6);
-        if (counts.droppedSamples > 0)
-            warning("RC", "{} color samples were not finite and were left out", counts.droppedSamples);
+             cost.eyeRays, cost.secondaryRays, cost.shaderCalls, seconds, rays / seconds / 1e6);
+        if (cost.droppedSamples > 0)
+            warning("RC", "{} color samples were not finite and were left out", cost.droppedSamples);
         if (!counts.complete) warning("RC", "the render was stopped; what was finished is written");
     }
 
-    Metadata metadata(const RenderCounts& counts) const {
+    Metadata metadata(double seconds) const {
         const miScalar* toCamera = scene_.projection->placement().worldToLocalFloat;
         return {{"software", std::string(kProgram)},
                 {"scene", where_},
                 {"camera", std::string(database_.name(cameraTag_))},
                 {"frame", camera_->frame},
                 {"worldToCamera", std::vector<float>(toCamera, toCamera + 16)},
-                {"renderSeconds", static_cast<float>(counts.seconds)}};
+                {"renderSeconds", static_cast<float>(seconds)}};
     }
 
     bool write(const RenderCounts& counts) {
-        // The primary picture has the plain channels R, G, B and A; its name is for people.
-        std::string& name = images_[static_cast<std::size_t>(scene_.buffers->primary)].name;
-        const std::string shownName = std::exchange(name, {});
-        bool good = writeFiles(files_, window_, metadata(counts));
-        name = shownName;
-        if (settings_.previews) good = writePreviews(files_, images_, *scene_.buffers, window_) && good;
-        return good;
+        return writePicture(files_, images_, scene_.buffers->primary, window_, metadata(counts.cost.seconds),
+                            settings_.previews);
+    }
+
+    std::vector<std::filesystem::path> writtenPaths() const {
+        std::vector<std::filesystem::path> paths;
+        for (const ImageFile& file : files_) paths.push_back(file.path);
+        return paths;
     }
 
     Database& database_;
@@ -284,6 +370,8 @@ private:
     DataWindow window_;
     std::vector<LayerImage> images_;
     std::vector<ImageFile> files_;
+    PicturePlan plan_;
+    SavedRender saved_;
     ShaderTable shaders_;
 };
 

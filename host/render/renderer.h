@@ -3,6 +3,7 @@
 
 #include "database/database.h"
 #include "render/tiles.h"
+#include "saving/saved_render.h"
 
 #include <filesystem>
 #include <functional>
@@ -17,6 +18,7 @@ struct RenderSettings {
     std::filesystem::path fileDirectory;  ///< where relative file names begin
     bool previews = false;                ///< a PNG of the picture and a sheet of all passes beside it
     bool continueWithoutTextures = false;
+    SavingSettings saving;
     std::function<void(const RenderProgress&)> progress = [](const RenderProgress&) {};
 };
 

@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <exception>
 #include <memory>
 #include <mutex>
@@ -19,20 +20,6 @@ namespace lumorender {
 namespace {
 
 constexpr int kDefaultTileSize = 32;
-
-struct Tile {
-    int x = 0, y = 0, width = 0, height = 0;  // pixels of the full image
-};
-
-std::vector<Tile> tilesOf(const DataWindow& window, int size) {
-    std::vector<Tile> tiles;
-    for (int y = window.y0 + window.height; y > window.y0; y -= size)
-        for (int x = window.x0; x < window.x0 + window.width; x += size) {
-            const int low = std::max(window.y0, y - size);
-            tiles.push_back({x, low, std::min(size, window.x0 + window.width - x), y - low});
-        }
-    return tiles;
-}
 
 /// One thread's share of a render: it takes tile after tile until there are none.
 class Worker {
@@ -58,8 +45,13 @@ public:
         return complete;
     }
 
-    const ThreadContext& context() const { return samples_.context(); }
-    long droppedSamples() const { return buffers_.droppedSamples(); }
+    /// All that its tiles took so far.
+    TileCost cost(double seconds) const {
+        const RayCounters& rays = samples_.context().counters;
+        return {
+            rays.eye, rays.secondary, rays.shadow, rays.calls, static_cast<std::uint64_t>(buffers_.droppedSamples()),
+            seconds};
+    }
 
 private:
     /// False where the render was stopped: a sample that was under way does not count.
@@ -71,7 +63,8 @@ private:
             const miColor result =
                 samples_.trace({x + position.x, y + position.y, position.time, seed, static_cast<std::uint32_t>(i)});
             if (abortRequested()) return false;
-            buffers_.add(result, context().root->state, context().values, i == sampler_.standing());
+            const ThreadContext& context = samples_.context();
+            buffers_.add(result, context.root->state, context.values, i == sampler_.standing());
         }
         return true;
     }
@@ -83,27 +76,38 @@ private:
 
 }  // namespace
 
-RenderCounts renderTiles(const RenderScene& scene, const DataWindow& window, const TileSettings& settings,
-                         std::vector<LayerImage>& images, const std::function<void(const RenderProgress&)>& report) {
+int tileSizeToUse(int setting) { return setting > 0 ? setting : kDefaultTileSize; }
+
+RenderCounts renderTiles(const RenderScene& scene, const DataWindow& window, const Share& share,
+                         const TileSettings& settings, std::vector<LayerImage>& images, SavedRender& saved,
+                         const std::function<void(const RenderProgress&)>& report) {
     const auto start = std::chrono::steady_clock::now();
     const auto elapsed = [&] {
-        return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+        return saved.costBefore().seconds +
+               std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     };
-    const std::vector<Tile> tiles = tilesOf(window, settings.tileSize > 0 ? settings.tileSize : kDefaultTileSize);
+    const int size = tileSizeToUse(settings.tileSize);
+    const std::vector<Tile> tiles = tilesOf(window, size);
+    std::vector<int> own = tilesOfShare(window, size, share);
+    RenderProgress progress{0, static_cast<int>(own.size()), 0, 0};
+    std::erase_if(own, [&](int tile) { return saved.hasTile(tile); });
+    progress.done = progress.total - static_cast<int>(own.size());
+
     const int threads = threadsToUse(settings.threads);
     std::vector<std::unique_ptr<Worker>> workers(static_cast<std::size_t>(threads));
     std::atomic<std::size_t> next{0};
     std::mutex reporting;
-    RenderProgress progress{0, static_cast<int>(tiles.size()), 0, 0};
     const auto renderSome = [&](int index) {
         auto& worker = workers[static_cast<std::size_t>(index)];
         worker = std::make_unique<Worker>(scene, static_cast<short>(index));
-        for (std::size_t tile = next++; tile < tiles.size(); tile = next++) {
-            const std::uint64_t before = worker->context().counters.eye + worker->context().counters.secondary;
-            if (!worker->render(tiles[tile], window, images)) break;
+        for (std::size_t i = next++; i < own.size(); i = next++) {
+            const TileCost before = worker->cost(0);
+            if (!worker->render(tiles[static_cast<std::size_t>(own[i])], window, images)) break;
+            const TileCost cost = worker->cost(elapsed()) - before;
+            saved.keepTile(own[i], images, cost);
             const std::lock_guard lock(reporting);
             ++progress.done;
-            progress.rays += worker->context().counters.eye + worker->context().counters.secondary - before;
+            progress.rays += cost.eyeRays + cost.secondaryRays;
             progress.seconds = elapsed();
             report(progress);
         }
@@ -116,18 +120,14 @@ RenderCounts renderTiles(const RenderScene& scene, const DataWindow& window, con
     }
 
     RenderCounts counts;
+    counts.cost = saved.costBefore();
     for (const auto& worker : workers) {
         if (!worker) continue;
         worker->finish();
-        const RayCounters& rays = worker->context().counters;
-        counts.rays.eye += rays.eye;
-        counts.rays.secondary += rays.secondary;
-        counts.rays.shadow += rays.shadow;
-        counts.rays.calls += rays.calls;
-        counts.droppedSamples += worker->droppedSamples();
+        counts.cost += worker->cost(0);
     }
     if (failure) std::rethrow_exception(failure);
-    counts.seconds = elapsed();
+    counts.cost.seconds = elapsed();
     counts.complete = progress.done == progress.total;
     return counts;
 }

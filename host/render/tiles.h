@@ -4,6 +4,7 @@
 #include "image/image.h"
 #include "tracing/context.h"
 #include "render/frame_buffers.h"
+#include "saving/saved_render.h"
 
 #include <chrono>
 #include <functional>
@@ -23,15 +24,18 @@ struct RenderProgress {
 };
 
 struct RenderCounts {
-    RayCounters rays;
-    long droppedSamples = 0;
-    double seconds = 0;
+    TileCost cost;         ///< of all tiles, in former runs of the render too
     bool complete = true;  ///< false when the render was stopped
 };
 
-/// Renders the window into the images. Results do not depend on the number of threads or on the order of tiles.
-/// `report` is called after every tile, by one thread at a time.
-RenderCounts renderTiles(const RenderScene& scene, const DataWindow& window, const TileSettings& settings,
-                         std::vector<LayerImage>& images, const std::function<void(const RenderProgress&)>& report);
+/// The edge of tiles that a setting asks for.
+int tileSizeToUse(int setting);
+
+/// Renders a share of the window into the images, except for tiles that `saved` has already; keeps the others there.
+/// Results do not depend on the number of threads or on the order of tiles. `report` is called after every tile, by one
+/// thread at a time.
+RenderCounts renderTiles(const RenderScene& scene, const DataWindow& window, const Share& share,
+                         const TileSettings& settings, std::vector<LayerImage>& images, SavedRender& saved,
+                         const std::function<void(const RenderProgress&)>& report);
 
 }  // namespace lumorender

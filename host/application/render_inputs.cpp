@@ -1,0 +1,30 @@
+#include "application/render_inputs.h"
+
+#include "saving/digest.h"
+
+#include <fmt/format.h>
+
+namespace lumorender {
+
+namespace {
+
+std::string nameOf(const std::filesystem::path& file) { return file.filename().string(); }
+
+}  // namespace
+
+Identity renderInputs(const CommandLine& commandLine, const RenderCommand& command, const Modules& modules,
+                      int number) {
+    Identity identity;
+    identity.addProgram();
+    for (const auto& [name, text] : command.texts)
+        identity.addDigest(fmt::format("scene file \"{}\"", nameOf(name)), fmt::format("{:016x}", digestOf(text)));
+    identity.add("the number of the render command", std::to_string(number));
+    for (const std::filesystem::path& file : modules.files())
+        identity.addDigest(fmt::format("module \"{}\"", nameOf(file)), fileDigest(file));
+    identity.add("what the command line says of options", "\"" + commandLine.optionsStatements + "\"");
+    identity.add("what the command line says of the camera", "\"" + commandLine.cameraStatements + "\"");
+    identity.add("-texture_continue", commandLine.render.continueWithoutTextures ? "on" : "off");
+    return identity;
+}
+
+}  // namespace lumorender
