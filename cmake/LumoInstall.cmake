@@ -5,7 +5,8 @@ include(GNUInstallDirs)
 set(products ${CMAKE_INSTALL_LIBDIR}/lumovexa)
 install(TARGETS lumorender lumovexa vexabase tintcore materials examples sdk_examples
     RUNTIME DESTINATION ${products} LIBRARY DESTINATION ${products})
-install(DIRECTORY ${LUMO_PRODUCT_DIR}/ DESTINATION ${products} FILES_MATCHING PATTERN "*.mi" PATTERN "*/*" EXCLUDE)
+file(GLOB declarations CONFIGURE_DEPENDS ${LUMO_PRODUCT_DIR}/*.mi)
+install(FILES ${declarations} DESTINATION ${products})
 install(CODE "
     set(root \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}\")
     foreach(name architectural subsurface paint base)

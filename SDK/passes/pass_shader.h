@@ -107,7 +107,7 @@ private:
           contribution_(static_cast<miUint>(in(&P::header, &PassHeader::contribution))),
           computation_(in) {
         if (frameBuffer_ == 0)
-            mi_warning("PassShader(): The camera has no frame buffer for pass %d, which is not written.", pass);
+            mi_error("PassShader(): The camera has no frame buffer for pass %d, which is not written.", pass);
     }
 
     void writePass(const Helper& in, Vexabase& record, FrameBufferState* frame) const {

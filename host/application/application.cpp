@@ -1,24 +1,32 @@
 #include "application/application.h"
 
+#include "application/closing_line.h"
 #include "application/command_line.h"
 #include "application/progress_line.h"
 #include "application/render_inputs.h"
+#include "application/shader_list.h"
 #include "interface/host.h"
 #include "library/memory.h"
 #include "mi/instance.h"
+#include "mi/options.h"
+#include "parsing/scanner.h"
 #include "render/merge.h"
 #include "support/abort.h"
 #include "support/limits.h"
 #include "support/messages.h"
 #include "support/threads.h"
+#include "support/version.h"
 
 #include <poll.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
+#include <iostream>
+#include <optional>
 
 namespace lumorender {
 
@@ -32,35 +40,40 @@ extern "C" void onInterrupt(int signal) {
     [[maybe_unused]] const auto ignored = ::write(STDERR_FILENO, kAnswer.data(), kAnswer.size());
 }
 
-std::string quoted(std::string_view name) {
-    std::string text = "\"";
-    for (const char c : name) {
-        if (c == '"' || c == '\\') text += '\\';
-        text += c;
-    }
-    text += '"';
-    return text;
-}
-
 class Application : public SceneActions {
 public:
     explicit Application(const CommandLine& commandLine) : commandLine_(commandLine) {}
 
     bool render(const RenderCommand& command) override {
-        if (!applyStatements(command)) return false;
-        ProgressLine progress;
+        if (!commandLine_.renders.includes(++commands_)) return true;
+        if (!applyStatements(command) && !commandLine_.reader.lenient) return false;
+        const ProgressLine progress;
         RenderSettings settings = commandLine_.render;
-        settings.progress = [&](const RenderProgress& state) { progress.show(state); };
+        settings.strict = commandLine_.strict;
+        settings.progress = [](const RenderProgress& state) {
+            tellProgress({"rendering", static_cast<double>(state.done) / std::max(state.total, 1), state.seconds,
+                          static_cast<double>(state.rays) / std::max(state.seconds, 1e-6)});
+        };
         prepareSaving(command, settings.saving);
-        const bool ok = renderScene(hostDatabase(), command.rootGroup, command.cameraInstance, command.options,
-                                    command.where, settings);
+        complete_ = renderScene(hostDatabase(), command.rootGroup, command.cameraInstance, command.options,
+                                command.where, settings) &&
+                    complete_;
         ++rendered_;
-        good_ = good_ && ok;
         return !abortRequested();
     }
 
-    bool good() const { return good_; }
-    int rendered() const { return rendered_; }
+    /// Says what the scene did not have, and returns whether everything was rendered.
+    bool finish() const {
+        const RenderRange& range = commandLine_.renders;
+        if (abortRequested()) return false;
+        if (rendered_ == 0 && range.last > 0 && errorCount() == 0)
+            error("SCEN", "nothing was rendered: {}",
+                  commands_ == 0
+                      ? "the scene holds no render command"
+                      : fmt::format("-render {} {} {} names none of the scene's {} render command{}", range.first,
+                                    range.last, range.step, commands_, commands_ == 1 ? "" : "s"));
+        return complete_ && (rendered_ > 0 || range.last == 0);
+    }
 
     /// Checkpoints go when all pictures are written: a second run has to know which ones are.
     void removeCheckpoints() const {
@@ -85,17 +98,23 @@ private:
         const auto edit = [&](const char* element, miTag tag, const std::string& statements) {
             if (statements.empty() || database.name(tag).empty()) return true;
             const std::string text =
-                fmt::format("incremental {0} {1}{2} end {0}\n", element, quoted(database.name(tag)), statements);
+                fmt::format("incremental {0} {1}{2} end {0}\n", element, quotedText(database.name(tag)), statements);
             return readSceneText(text, "command line", database, hostModules(), *this, commandLine_.reader);
         };
         const auto* instance = database.as<miInstance>(command.cameraInstance, miSCENE_INSTANCE);
-        good_ = edit("options", command.options, commandLine_.optionsStatements) &&
-                edit("camera", instance ? instance->item : miNULLTAG, commandLine_.cameraStatements) && good_;
-        return good_;
+        bool good = edit("options", command.options, commandLine_.optionsStatements);
+        good = edit("camera", instance ? instance->item : miNULLTAG, commandLine_.cameraStatements) && good;
+        const auto* options = database.as<miOptions>(command.options, miSCENE_OPTIONS);
+        if (options && !commandLine_.shutterDelay.empty())
+            good = edit("options", command.options,
+                        fmt::format(" shutter {} {:#}", commandLine_.shutterDelay, options->shutter)) &&
+                   good;
+        return good;
     }
 
     const CommandLine& commandLine_;
-    bool good_ = true;
+    bool complete_ = true;
+    int commands_ = 0;
     int rendered_ = 0;
     std::vector<std::filesystem::path> checkpoints_;
     std::size_t written_ = 0;  ///< of them, those whose pictures are on the disk
@@ -163,30 +182,67 @@ bool readFrom(const CommandLine& commandLine, Application& application) {
                          commandLine.reader);
 }
 
+/// Prints what was asked for in place of rendering, if anything was. The modules that a scene links count, too.
+std::optional<int> printLists(const CommandLine& commandLine) {
+    if (!commandLine.listsShaders && commandLine.described.empty()) return std::nullopt;
+    CommandLine reading = commandLine;
+    reading.renders.last = 0;
+    Application application(reading);
+    linkModules(commandLine);
+    if (!commandLine.scene.empty()) readFrom(reading, application);
+    if (commandLine.listsShaders) std::cout << listShaders(hostModules());
+    std::string text;
+    if (commandLine.described.empty()) return errorCount() == 0 ? 0 : 1;
+    if (describeShader(commandLine.described, hostModules(), commandLine.reader.includePath, text))
+        std::cout << text;
+    else
+        error("HOST", "{}", text);
+    return errorCount() == 0 ? 0 : 1;
+}
+
+/// The one rule of exit codes: everything was read and rendered, and no error of any kind was told.
+int exitCode(bool read, const Application& application) {
+    const bool complete = application.finish();
+    return read && complete && errorCount() == 0 ? 0 : 1;
+}
+
+int mergePictures(const CommandLine& commandLine) {
+    return mergeParts(commandLine.parts, commandLine.render) && errorCount() == 0 ? 0 : 1;
+}
+
+int renderPictures(const CommandLine& commandLine) {
+    Application application(commandLine);
+    const bool linked = linkModules(commandLine);
+    const bool read = (linked || commandLine.reader.lenient) && readFrom(commandLine, application);
+    application.removeCheckpoints();
+    return exitCode(read, application);
+}
+
 }  // namespace
 
 int runApplication(int argumentCount, const char* const* arguments) {
     CommandLine commandLine;
     if (const auto code = readCommandLine(argumentCount, arguments, commandLine)) return *code;
     if (commandLine.verbosity) setVerbosity(*commandLine.verbosity);
+    setStrict(commandLine.strict);
     setPaths(commandLine);
     noteStack();
     std::signal(SIGINT, onInterrupt);
     std::signal(SIGTERM, onInterrupt);
+    if (commandLine.copyright) announce("HOST", fmt::format("{}, Apache License 2.0", kProgram));
     for (const std::string& text : commandLine.warnings) warning("HOST", "{}", text);
     for (const std::string& text : commandLine.errors) error("HOST", "{}", text);
 
     // Writing beyond a limit is an error like others, not a reason to end.
     std::signal(SIGXFSZ, SIG_IGN);
-    if (commandLine.merges) return mergeParts(commandLine.parts, commandLine.render) ? 0 : 1;
-    Application application(commandLine);
-    bool good = linkModules(commandLine);
-    good = good && readFrom(commandLine, application);
-    if (good && application.rendered() == 0) warning("SCEN", "the scene holds no render command: nothing was rendered");
-    application.removeCheckpoints();
+
+    if (const auto code = printLists(commandLine)) return *code;
+    const ClosingLine closing;
+    const int code = commandLine.merges ? mergePictures(commandLine) : renderPictures(commandLine);
     reportRepeatedMessages();
+    closing.print();
     releaseForgottenMemory();
-    return good && application.good() && application.rendered() > 0 ? 0 : 1;
+    return code;
 }
 
 }  // namespace lumorender

@@ -2,6 +2,7 @@
 
 #include "application/command_pages.h"
 #include "application/command_words.h"
+#include "application/nearest_name.h"
 #include "application/value_pattern.h"
 
 #include <CLI/CLI.hpp>
@@ -12,7 +13,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <iterator>
-#include <numeric>
 #include <sstream>
 
 namespace lumorender {
@@ -26,31 +26,12 @@ bool isWord(const std::string& argument) {
     return argument.size() > 1 && argument[0] == '-' && std::isalpha(static_cast<unsigned char>(argument[1])) != 0;
 }
 
-/// How many letters have to be put in, taken out or exchanged to get from one name to the other.
-std::size_t distance(std::string_view a, std::string_view b) {
-    std::vector<std::size_t> row(b.size() + 1);
-    std::iota(row.begin(), row.end(), std::size_t{0});
-    for (std::size_t i = 0; i < a.size(); ++i) {
-        std::size_t corner = std::exchange(row[0], i + 1);
-        for (std::size_t j = 0; j < b.size(); ++j) {
-            const std::size_t exchanged = corner + (a[i] == b[j] ? 0 : 1);
-            corner = std::exchange(row[j + 1], std::min({row[j] + 1, row[j + 1] + 1, exchanged}));
-        }
-    }
-    return row.back();
-}
-
-std::string nearestName(std::string_view name) {
-    std::string nearest;
-    std::size_t least = std::max<std::size_t>(2, name.size() / 2) + 1;
+std::string nearestWord(std::string_view name) {
+    std::vector<std::string> names;
     for (const WordGroup& group : commandWords())
         for (const Word& word : group.words)
-            for (const std::string& candidate : word.allNames())
-                if (const std::size_t now = distance(name, candidate); now < least) {
-                    least = now;
-                    nearest = candidate;
-                }
-    return nearest;
+            for (std::string& each : word.allNames()) names.push_back(std::move(each));
+    return nearestName(name, names);
 }
 
 /// The word that is meant: names may be shortened as long as they stay unambiguous. Words without effect are out of the
@@ -68,7 +49,7 @@ const Word& meantWord(const std::string& name) {
     if (matches.size() == 1) return *matches[0];
     std::string text = "-" + name;
     if (matches.empty()) {
-        const std::string nearest = nearestName(name);
+        const std::string nearest = nearestWord(name);
         throw UsageError(text + " is unknown" + (nearest.empty() ? "" : ", did you mean -" + nearest + "?"));
     }
     text += " may mean";
@@ -130,6 +111,7 @@ void apply(const Word& word, const Values& values, CommandLine& result) {
             [&](OptionsStatement s) { result.optionsStatements += statement(s.statement, values); },
             [&](CameraStatement s) { result.cameraStatements += statement(s.statement, values); },
             [&](NoEffect n) {
+                if (!values.empty() && values[0] == "off") return;
                 result.warnings.push_back(fmt::format("-{} has no effect: {}", word.name(), n.because));
             },
             [&](NotDone n) { result.errors.push_back(fmt::format("-{} is not done: {}", word.name(), n.because)); },

@@ -15,6 +15,12 @@ namespace lumorender {
 /// What is printed in place of rendering.
 enum class Page { None, Help, Version, Man, Markdown, Bash, Zsh };
 
+/// Which of the scene's render commands are carried out: every `step`th from `first` to `last`, counted from 1.
+struct RenderRange {
+    int first = 1, last = 1 << 30, step = 1;
+    bool includes(int number) const { return number >= first && number <= last && (number - first) % step == 0; }
+};
+
 struct CommandLine {
     std::filesystem::path scene;  ///< empty = standard input
     bool merges = false;          ///< joins parts of a picture in place of rendering
@@ -25,12 +31,18 @@ struct CommandLine {
     /// Statements of the scene language that stand at the end of the options and the camera of every render, so that the
     /// command line wins over the scene, whatever the scene changes in between.
     std::string optionsStatements, cameraStatements;
+    std::string shutterDelay;  ///< empty = as the options say
+    RenderRange renders;
+    bool strict = false;  ///< warnings are errors, and nothing is rendered after one
+    bool copyright = false;
     std::vector<std::string> links;
     std::vector<std::filesystem::path> libraryPath;
     bool allowPaths = false;  ///< scenes may link modules from anywhere
     /// What was asked for and does nothing, or is not done, in words.
     std::vector<std::string> warnings, errors;
     Page page = Page::None;
+    bool listsShaders = false;
+    std::string described;  ///< the shader whose declaration is printed
 };
 
 /// What is wrong with the command line; reaches the user behind the word that it is about.

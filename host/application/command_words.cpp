@@ -43,16 +43,39 @@ void addFolders(std::vector<std::filesystem::path>& to, const Values& values) {
     }
 }
 
+void selectRenders(Line& line, const Values& values) {
+    RenderRange range;
+    if (isInteger(values[0])) {
+        range.first = integerIn(values, 0, 1, 1 << 30);
+        range.last = values.size() > 1 ? integerIn(values, 1, range.first, 1 << 30) : range.first;
+        range.step = values.size() > 2 ? integerIn(values, 2, 1, 1 << 30) : 1;
+    } else if (values[0] == "off") {
+        range.last = 0;
+    }
+    line.renders = range;
+}
+
 WordGroup runningWords() {
     return {
         "What is done",
         {
             {"help", "", "Show this text", [](Line& l, const Values&) { l.page = Page::Help; }},
             {"version", "", "Show the version", [](Line& l, const Values&) { l.page = Page::Version; }},
+            {"render", "on|off|N:first [N:last [N:step]]",
+             "Carry out these of the scene's render commands, counted from 1; one number is one of them. The others "
+             "are "
+             "passed over, with all changes in between",
+             &selectRenders},
+            {"strict", "", "Take warnings for errors, and render nothing after one",
+             [](Line& l, const Values&) { l.strict = true; }},
+            {"lenient", "", "Render what can be, although the scene has errors; the exit code stays 1",
+             [](Line& l, const Values&) { l.render.continueWithoutTextures = l.reader.lenient = true; }},
             {"verbose v", "on|off|N:level",
              "Which messages are printed: the first N classes of fatal, error, warning, progress, info, debug, "
              "verbose debug. Off is 2, on is 5; 3 without it",
              &setVerbosityLevel},
+            {"copyright", "on|off", "Show version and license before anything else",
+             [](Line& l, const Values& v) { l.copyright = isOn(v); }},
             {"threads", "N:count", "Threads that render; one per core without it",
              [](Line& l, const Values& v) { l.render.tiles.threads = integerIn(v, 0, 1, 1024); }},
             {"memory", "N:MB", "What geometry and pictures may take; four fifths of the machine's memory without it",
@@ -64,36 +87,55 @@ WordGroup runningWords() {
             {"task_order", "T:name", "Order of tiles", NoEffect{"the order of tiles is fixed"}},
             {"hosts", "T:name..", "Machines that help", NoEffect{"every machine renders for itself"}},
             {"nomaster", "", "Do not render on this machine", NoEffect{"every machine renders for itself"}},
+            {"echo", "T:file..", "Write the scene, and do not render it", NotDone{"scenes cannot be written yet"}},
+            {"code", "T:file..", "Compile and load shaders", NotDone{"nothing is compiled here; -link loads modules"}},
+            {"list", "",
+             "List the shaders of the modules that -link and the scene link, or of all that are found, and do not "
+             "render",
+             [](Line& l, const Values&) { l.listsShaders = true; }},
+            {"describe", "T:shader", "Print a shader's declaration with its comments, and do not render",
+             [](Line& l, const Values& v) { l.described = v[0]; }},
             {"completion", "bash|zsh", "Print completions of this command line for a shell",
              [](Line& l, const Values& v) { l.page = v[0] == "bash" ? Page::Bash : Page::Zsh; }},
             {"manual", "man|markdown", "Print these options as a manual page, or as tables in Markdown",
              [](Line& l, const Values& v) { l.page = v[0] == "man" ? Page::Man : Page::Markdown; }},
+            {"message", "T:class..", "Choose messages by what they are about", NoEffect{"-verbose chooses messages"}},
+            {"xcolor", "T:text", "Colors of messages", NoEffect{"messages have no colors"}},
+            {"imgpipe", "N:descriptor", "Show the picture as it is rendered", NoEffect{"there is no viewer"}},
         }};
 }
 
 WordGroup fileWords() {
-    return {"Files",
-            {
-                {"file_name o", "T:file", "Name of the first image file",
-                 [](Line& l, const Values& v) { l.render.fileName = v[0]; }},
-                {"file_dir", "T:folder", "Folder in which relative names of image files begin",
-                 [](Line& l, const Values& v) { l.render.fileDirectory = v[0]; }},
-                {"preview", "", "Write a PNG of the picture and a sheet of all passes beside it",
-                 [](Line& l, const Values&) { l.render.previews = true; }},
-                {"link l", "T:file..", "Load shader modules before the scene; one, or a list that ends with --",
-                 [](Line& l, const Values& v) { l.links.insert(l.links.end(), v.begin(), v.end()); }},
-                {"ld_path L", "T:folders", "Folders with shader modules, separated by colons",
-                 [](Line& l, const Values& v) { addFolders(l.libraryPath, v); }},
-                {"include_path I", "T:folders", "Folders for $include, separated by colons",
-                 [](Line& l, const Values& v) { addFolders(l.reader.includePath, v); }},
-                {"texture_path T lightprofile_path", "T:folders",
-                 "Folders with textures and light profiles, separated by colons",
-                 [](Line& l, const Values& v) { addFolders(l.reader.texturePath, v); }},
-                {"texture_continue", "[on|off]", "Render although a texture is missing",
-                 [](Line& l, const Values& v) { l.render.continueWithoutTextures = isOn(v); }},
-                {"allow_paths", "", "Let scenes link modules from anywhere, not only from the module folders",
-                 [](Line& l, const Values&) { l.allowPaths = true; }},
-            }};
+    return {
+        "Files",
+        {
+            {"file_name o", "T:file", "Name of the first image file",
+             [](Line& l, const Values& v) { l.render.fileName = v[0]; }},
+            {"file_type", "T:format",
+             "Format of the first image file; without -file_name the file gets the format's ending, too",
+             [](Line& l, const Values& v) { l.render.fileType = v[0]; }},
+            {"file_dir", "T:folder", "Folder in which relative names of image files begin",
+             [](Line& l, const Values& v) { l.render.fileDirectory = v[0]; }},
+            {"fb_dir", "T:folder", "Folder for frame buffers while they are made", NoEffect{"they stay in memory"}},
+            {"preview", "", "Write a PNG of the picture and a sheet of all passes beside it",
+             [](Line& l, const Values&) { l.render.previews = true; }},
+            {"link l", "T:file..", "Load shader modules before the scene; one, or a list that ends with --",
+             [](Line& l, const Values& v) { l.links.insert(l.links.end(), v.begin(), v.end()); }},
+            {"ld_path L", "T:folders", "Folders with shader modules, separated by colons",
+             [](Line& l, const Values& v) { addFolders(l.libraryPath, v); }},
+            {"include_path I", "T:folders", "Folders for $include, separated by colons",
+             [](Line& l, const Values& v) { addFolders(l.reader.includePath, v); }},
+            {"texture_path T lightprofile_path", "T:folders",
+             "Folders with textures and light profiles, separated by colons",
+             [](Line& l, const Values& v) { addFolders(l.reader.texturePath, v); }},
+            {"M assembly_path", "T:folders", "Folders with assemblies and maps", NoEffect{"these are not supported"}},
+            {"registry", "T:key T:value", "What {key} in file names of the scene stands for",
+             [](Line& l, const Values& v) { l.reader.registry.emplace_back(v[0], v[1]); }},
+            {"texture_continue", "[on|off]", "Render although a texture is missing",
+             [](Line& l, const Values& v) { l.render.continueWithoutTextures = isOn(v); }},
+            {"allow_paths", "", "Let scenes link modules from anywhere, not only from the module folders",
+             [](Line& l, const Values&) { l.allowPaths = true; }},
+        }};
 }
 
 /// "3/16": the third of sixteen shares.
@@ -126,71 +168,6 @@ WordGroup longRenderWords() {
             }};
 }
 
-WordGroup cameraWords() {
-    return {"Camera",
-            {
-                {"resolution", "N:x N:y", "Pixels of the image", CameraStatement{"resolution"}},
-                {"window", "N:x N:y N:x N:y",
-                 "Render only this part: its lower left and upper right pixel, counted from the lower left one",
-                 CameraStatement{"window"}},
-                {"offset", "F:x F:y", "Move the image, in pixels", CameraStatement{"offset"}},
-                {"aspect", "F:ratio", "Width of the image divided by its height", CameraStatement{"aspect"}},
-                {"aperture", "F:width", "Width of the film", CameraStatement{"aperture"}},
-                {"focal", "infinity|F:distance", "Distance of the film; infinity is a parallel projection",
-                 CameraStatement{"focal"}},
-                {"clip", "F:near F:far", "What the camera sees", CameraStatement{"clip"}},
-            }};
-}
-
-WordGroup samplingWords() {
-    return {
-        "Sampling",
-        {
-            {"samples", "N:min [N:max [N:objmin [N:objmax]]]",
-             "Minimum and maximum level: n means 4^n samples per pixel. One number is the maximum; the second pair "
-             "bounds what objects ask for",
-             OptionsStatement{"samples"}},
-            {"jitter", "F:amount", "How far samples are moved inside their cells, 0 to 1", OptionsStatement{"jitter"}},
-            {"filter", "[clip] box|triangle|gauss|mitchell|lanczos [F:width [F:height]]",
-             "How samples are combined, and over how many pixels", OptionsStatement{"filter"}},
-            {"contrast", "F:r F:g F:b [F:a]", "Difference of neighbours above which more samples are taken",
-             OptionsStatement{"contrast"}},
-            {"time_contrast", "F:r F:g F:b [F:a]", "The same for moving objects", OptionsStatement{"time contrast"}},
-            {"samplelock", "on|off", "The same samples in every frame",
-             NoEffect{"the samples are the same in every frame"}},
-        }};
-}
-
-WordGroup rayWords() {
-    return {"Rays and motion",
-            {
-                {"trace", "on|off", "Whether reflections and refractions are traced", OptionsStatement{"trace"}},
-                {"trace_depth", "N:reflection [N:refraction [N:sum]]", "How often a ray is reflected and refracted",
-                 OptionsStatement{"trace depth"}},
-                {"shadow", "on|off|simple|sort|segments", "Shadows, and how shadow shaders are called",
-                 OptionsStatement{"shadow"}},
-                {"face", "front|back|both", "Which side of surfaces the camera sees", OptionsStatement{"face"}},
-                {"motion", "on|off", "Motion blur", OptionsStatement{"motion"}},
-                {"motion_steps", "N:steps", "Steps of a motion path", OptionsStatement{"motion steps"}},
-                {"shutter", "[F:delay] F:time", "When the shutter opens and closes, in fractions of a frame",
-                 OptionsStatement{"shutter"}},
-            }};
-}
-
-WordGroup featureWords() {
-    return {"Features",
-            {
-                {"lens", "on|off", "Whether lens shaders are called", OptionsStatement{"lens"}},
-                {"volume", "on|off", "Whether volume shaders are called", OptionsStatement{"volume"}},
-                {"geometry", "on|off", "Whether geometry shaders are called", OptionsStatement{"geometry"}},
-                {"displace", "on|off", "Whether materials displace geometry", OptionsStatement{"displace"}},
-                {"max_displace maxdisplace", "F:distance",
-                 "How far objects are displaced that do not say so themselves", OptionsStatement{"max displace"}},
-                {"hair", "on|off", "Whether hairs are rendered", OptionsStatement{"hair"}},
-                {"output", "on|off", "Whether output shaders are called", OptionsStatement{"output"}},
-            }};
-}
-
 }  // namespace
 
 std::vector<std::string> Word::allNames() const {
@@ -209,8 +186,11 @@ std::string Word::explanation() const {
 }
 
 const std::vector<WordGroup>& commandWords() {
-    static const std::vector<WordGroup> groups = {runningWords(),  fileWords(), longRenderWords(), cameraWords(),
-                                                  samplingWords(), rayWords(),  featureWords()};
+    static const std::vector<WordGroup> groups = [] {
+        std::vector<WordGroup> all = {runningWords(), fileWords(), longRenderWords()};
+        for (WordGroup& group : sceneWords()) all.push_back(std::move(group));
+        return all;
+    }();
     return groups;
 }
 

@@ -25,7 +25,7 @@ struct CameraStatement {
     const char* statement;
 };
 
-/// The word and its values are taken and do nothing here, because ...: a warning says so.
+/// The word and its values are taken and do nothing here, because ...: a warning says so, unless the value is `off`.
 struct NoEffect {
     const char* because;
 };
@@ -54,6 +54,9 @@ struct WordGroup {
 };
 
 const std::vector<WordGroup>& commandWords();
+
+/// Those groups of it whose words stand for statements of scenes.
+std::vector<WordGroup> sceneWords();
 
 /// The word with this name, written out, or null.
 const Word* findWord(std::string_view name);

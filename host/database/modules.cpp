@@ -84,7 +84,7 @@ std::string Modules::link(std::string_view file) {
         dlclose(handle);
         return {};
     }
-    modules_.push_back({{found->filename()}, handle, fs::weakly_canonical(*found, ignored)});
+    modules_.push_back({{found->filename()}, found->parent_path(), handle, fs::weakly_canonical(*found, ignored)});
     handOverHostHandle(handle);
     info("LINK", "loaded module {}", found->string());
     return {};
@@ -105,6 +105,13 @@ fs::path Modules::fileOf(const std::string& shaderName) const {
     for (auto module = modules_.rbegin(); module != modules_.rend(); ++module)
         if (ownSymbol(module->handle, shaderName)) return module->file;
     return {};
+}
+
+std::vector<fs::path> Modules::linkedNames() const {
+    std::vector<fs::path> files;
+    for (const Module& module : modules_)
+        for (const fs::path& name : module.names) files.push_back(module.folder / name);
+    return files;
 }
 
 bool Modules::isLinked(std::string_view file) const {

@@ -31,6 +31,9 @@ public:
     /// The file of the module in which `find` finds the shader, without links; empty where there is none.
     std::filesystem::path fileOf(const std::string& shaderName) const;
 
+    /// The files of all loaded modules, under all names by which they were linked.
+    std::vector<std::filesystem::path> linkedNames() const;
+
     bool isLinked(std::string_view file) const;
 
     /// The files of the loaded modules, in the order in which they were linked.
@@ -39,6 +42,7 @@ public:
 private:
     struct Module {
         std::vector<std::filesystem::path> names;  ///< of the files by which it was linked
+        std::filesystem::path folder;
         void* handle = nullptr;
         std::filesystem::path file;  ///< without links
     };

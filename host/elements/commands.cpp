@@ -251,7 +251,7 @@ void readRender(SceneContext& scene) {
             scene.problems.error(
                 place, fmt::format("instance \"{}\" places no camera", scene.database.name(command.cameraInstance)));
     command.options = scene.readReference({miSCENE_OPTIONS}, "options");
-    if (scene.problems.errors() > 0)
+    if (scene.problems.errors() > 0 && !scene.settings.lenient)
         return scene.problems.warning(place, "nothing is rendered because of the errors above");
     command.texts = in.texts();
     if (!scene.actions.render(command)) throw StopReading();

@@ -115,7 +115,7 @@ void InstanceReader::readElementName() {
     if (in.accept("geometry")) {
         const Place place = in.place();
         instance.item = readShaderList(scene);
-        return scene.problems.unsupported(place, "geometry shaders are not supported yet, theirs is left out");
+        return scene.problems.leftOut(place, "geometry shaders are not supported yet, theirs is left out");
     }
     const bool isBareName = in.current().kind == TokenKind::Symbol && !in.at("end") && !statements().find(in.current());
     if (!in.atString() && !isBareName) return;
@@ -129,7 +129,7 @@ void InstanceReader::readTransform() {
     const Place place = in.place();
     if (atShader(in)) {
         instance.tf.function = readShaderList(scene);
-        return scene.problems.unsupported(place, "transforms by shaders are not supported yet, identity is used");
+        return scene.problems.leftOut(place, "transforms by shaders are not supported yet, identity is used");
     }
     instance.tf.function = miNULLTAG;
     if (!in.atNumber()) return;

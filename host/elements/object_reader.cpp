@@ -85,7 +85,7 @@ struct ObjectReader {
     }
 
     void leaveOut(std::string_view what) {
-        scene.problems.unsupported(in.place(), fmt::format("{} is not supported yet, the object is left empty", what));
+        scene.problems.leftOut(in.place(), fmt::format("{} is not supported yet, the object is left empty", what));
     }
 
     /// `"name" [rational] kind degree-or-numbers`, up to the next statement.

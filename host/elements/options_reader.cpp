@@ -171,6 +171,8 @@ void OptionsReader::readShadow() {
     options.shadow_sort = miFALSE;
     if (in.atBoolean()) {
         options.shadow = in.readBoolean();
+    } else if (in.accept("simple")) {
+        options.shadow = miTRUE;
     } else if (in.accept("sort")) {
         options.shadow = 'l';
         options.shadow_sort = miTRUE;

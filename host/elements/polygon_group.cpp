@@ -66,9 +66,9 @@ bool GroupReader::read() {
     while (!in_.acceptEnd("group")) {
         if (readGeometry()) continue;
         if (!isGeometryOfOtherKind(in_)) in_.fail("a vertex, a polygon or \"end group\"");
-        scene_.problems.unsupported(in_.place(), fmt::format("geometry of the kind \"{}\" is not supported yet, its "
-                                                             "group is left out",
-                                                             in_.current().text));
+        scene_.problems.leftOut(in_.place(), fmt::format("geometry of the kind \"{}\" is not supported yet, its "
+                                                         "group is left out",
+                                                         in_.current().text));
         skipToEnd(scene_, "group");
         return false;
     }

@@ -64,7 +64,7 @@ private:
 
 bool TrilistReader::read() {
     if (!in_.accept("vertex")) {
-        scene_.problems.unsupported(in_.place(), "triangle lists of the older form are not supported yet");
+        scene_.problems.leftOut(in_.place(), "triangle lists of the older form are not supported yet");
         skipToEnd(scene_, "trilist");
         return false;
     }

@@ -4,6 +4,7 @@
 #include "tracing/eye_samples.h"
 #include "support/threads.h"
 #include "support/abort.h"
+#include "support/stage_progress.h"
 #include "support/messages.h"
 #include "support/quasi_random.h"
 #include "support/geometry.h"
@@ -115,13 +116,16 @@ void visitBlock(const Grid& grid, long block, std::uint32_t number, const SavedP
 void visitGrid(const RenderScene& scene, const PointStage& stage, const Grid& grid, const SavedPoints& saved,
                Collectors& collectors) {
     std::atomic<long> next{0};
+    StageProgress progress(fmt::format("{}, grid of {} x {}", stage.name, grid.columns, grid.rows), grid.places());
     const bool isOcclusion = stage.stage == miSTAGE_AMBOCCL;
     onThreads(static_cast<int>(collectors.size()), [&](int index) {
         auto& collector = collectors[static_cast<std::size_t>(index)];
         if (!collector) collector = std::make_unique<Collector>(scene, stage, static_cast<short>(index));
         for (long block = next.fetch_add(kBlock); block < grid.places() && !abortRequested();
-             block = next.fetch_add(kBlock))
+             block = next.fetch_add(kBlock)) {
             visitBlock(grid, block, SavedPoints::numberOf(isOcclusion, grid.level, block / kBlock), saved, *collector);
+            progress.step(kBlock);
+        }
     });
 }
 

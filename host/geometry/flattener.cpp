@@ -141,9 +141,9 @@ private:
                 return error("GEOM", "instance {}: element {} is missing, left out", name(tag), name(item));
             case miSCENE_FUNCTION:
             case miSCENE_FLIST:
-                return warning("GEOM", "instance {}: geometry shaders are not supported, left out", name(tag));
+                return error("GEOM", "instance {}: geometry shaders are not supported, left out", name(tag));
             case miSCENE_ASSEMBLY:
-                return warning("GEOM", "instance {}: assemblies are not supported, left out", name(tag));
+                return error("GEOM", "instance {}: assemblies are not supported, left out", name(tag));
             default: return error("GEOM", "instance {}: {} cannot be instanced, left out", name(tag), name(item));
         }
     }

@@ -239,10 +239,10 @@ private:
                     "object \"{}\": {} polygon(s) of many corners cross themselves too often to be divided well", name_,
                     triangulator_.roughPolygons());
         if (flat_) warning("GEOM", "object \"{}\": {} polygon(s) without area left out", name_, flat_);
-        if (wrong_) warning("GEOM", "object \"{}\": {} polygon(s) with missing vertices left out", name_, wrong_);
+        if (wrong_) error("GEOM", "object \"{}\": {} polygon(s) with missing vertices left out", name_, wrong_);
         if (brokenVertices_)
-            warning("GEOM", "object \"{}\": {} vertices without a finite position, {} polygon(s) left out", name_,
-                    brokenVertices_, infinite_);
+            error("GEOM", "object \"{}\": {} vertices without a finite position, {} polygon(s) left out", name_,
+                  brokenVertices_, infinite_);
     }
 };
 

@@ -172,7 +172,7 @@ private:
         const auto* source = database.detail<ObjectSource>(object);
         const std::string name(database.name(object));
         if (!source)
-            warning("GEOM", "object {} has no geometry that can be traced, left out", quotedName(database, object));
+            error("GEOM", "object {} has no geometry that can be traced, left out", quotedName(database, object));
         else if (!source->hair) {
             budget_.take(meshBytes(*source), fmt::format("object \"{}\"", name));
             shape.mesh = buildMesh(*source, name);

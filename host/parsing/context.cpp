@@ -16,6 +16,8 @@ SceneContext::SceneContext(Database& itsDatabase, Modules& itsModules, SceneActi
       actions(itsActions),
       settings(itsSettings),
       in(problems, registry, itsSettings) {
+    for (const auto& [key, value] : settings.registry) registry.define(key, {{{"value", value}}});
+    problems.lenient = settings.lenient;
     in.onLink = [this](const std::string& file) { link(in.place(), file); };
 }
 

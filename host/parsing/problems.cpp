@@ -20,7 +20,7 @@ void Problems::error(const Place& place, const std::string& text) {
     if (!mayBeShown(place))
         stop(place, "this is no scene text; nothing of it is shown because the name of the file does not end in .mi");
     lumorender::error("SCEN", "{}: {}", place.text(), text);
-    if (++errors_ < kMostErrors) return;
+    if (++errors_ < kMostErrors || lenient) return;
     stop(place, "too many errors, the rest of the file is not read");
 }
 
@@ -36,6 +36,11 @@ void Problems::versionMismatch(const Place& place, const std::string& text) {
 
 void Problems::unsupported(const Place& place, const std::string& kind) {
     if (unsupported_[kind]++ == 0) warning(place, kind);
+}
+
+void Problems::leftOut(const Place& place, const std::string& kind) {
+    if (!mayBeShown(place)) return warning(place, kind);
+    if (unsupported_[kind]++ == 0) lumorender::error("SCEN", "{}: {}", place.text(), kind);
 }
 
 void Problems::noEffect(const Place& place, std::string_view what) {

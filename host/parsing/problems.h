@@ -29,10 +29,16 @@ public:
     /// Something the host cannot do (yet) or does not know. The first of its kind is told with its place, more of the
     /// same kind are counted.
     void unsupported(const Place& place, const std::string& kind);
+    /// The same where something will be missing from the picture: an error message that does not keep the rest from being
+    /// rendered.
+    void leftOut(const Place& place, const std::string& kind);
     /// An error message that does not keep the scene from being rendered.
     void versionMismatch(const Place& place, const std::string& text);
     /// Understood, but of no effect in this host.
     void noEffect(const Place& place, std::string_view what);
+
+    /// Errors do not end the reading, however many there are.
+    bool lenient = false;
 
     int errors() const { return errors_; }
     /// Tells how often things came that were told of once only.

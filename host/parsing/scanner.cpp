@@ -44,6 +44,16 @@ std::string withoutEscapes(std::string_view text) {
 
 }  // namespace
 
+std::string quotedText(std::string_view text) {
+    std::string quoted = "\"";
+    for (const char c : text) {
+        if (c == '"' || c == '\\') quoted += '\\';
+        quoted += c;
+    }
+    quoted += '"';
+    return quoted;
+}
+
 Scanner::Scanner(const SourceText& source, std::deque<std::string>& unescaped)
     : source_(&source), unescaped_(&unescaped), cursor_(source.begin()), end_(source.end()) {
     constexpr std::string_view kByteOrderMark = "\xef\xbb\xbf";

@@ -9,6 +9,9 @@
 
 namespace lumorender {
 
+/// The text as a string of the scene language.
+std::string quotedText(std::string_view text);
+
 /// Tokens refer to the text (strings with escapes to `unescaped`), so both must outlive them.
 class Scanner {
 public:

@@ -35,6 +35,8 @@ struct ReaderSettings {
     bool verbosityIsFixed = false;  ///< the command line gave it: the scene's `verbose` is ignored
     bool filesAllowed = true;       ///< false: the scene may not name further files or modules to be read
     bool declarationsOnly = false;  ///< modules are not loaded, and nothing is compared with what they expect
+    bool lenient = false;           ///< render commands are carried out although there were errors
+    std::vector<std::pair<std::string, std::string>> registry;  ///< keys and what they stand for in file names
     bool functionsRequired = true;  ///< false: shaders whose function is in no module are taken, for checking only
 };
 

@@ -68,8 +68,8 @@ std::vector<ImageFile> planFiles(const BufferLayout& layout, const CameraDetail*
         for (const OutputFile& output : camera->files) {
             const int slot = slotOfType(layout, output.type);
             if (slot < 0) {
-                warning("IMG", "output of type \"{}\" to \"{}\": there is no such frame buffer", output.type,
-                        output.file);
+                error("IMG", "output of type \"{}\" to \"{}\": there is no such frame buffer", output.type,
+                      output.file);
                 continue;
             }
             ImageFile file;
@@ -86,6 +86,10 @@ std::vector<ImageFile> planFiles(const BufferLayout& layout, const CameraDetail*
         const std::filesystem::path old = files.front().path;
         files.front().path = located(settings.fileName, settings);
         if (settings.fileName.extension() != old.extension()) files.front().format.clear();
+    }
+    if (!settings.fileType.empty() && !files.empty()) {
+        files.front().format = settings.fileType;
+        if (settings.fileName.empty()) files.front().path.replace_extension(settings.fileType);
     }
     return files;
 }
@@ -106,7 +110,7 @@ namespace {
 
 bool report(const std::filesystem::path& path, const std::string& reason) {
     if (reason.empty())
-        info("IMG", "wrote {}", path.string());
+        tellWritten("IMG", path.string());
     else
         error("IMG", "cannot write \"{}\": {}", path.string(), reason);
     return reason.empty();

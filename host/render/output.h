@@ -12,6 +12,7 @@ namespace lumorender {
 
 struct OutputSettings {
     std::filesystem::path fileName;  ///< replaces the name of the first file
+    std::string fileType;            ///< replaces its format, and where it has no name of its own its ending
     std::filesystem::path fileDirectory;
     float gamma = 1;
 };

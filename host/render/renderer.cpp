@@ -55,6 +55,7 @@ public:
         if (openSaved()) return takeFinished();
         buildScene();
         findShaders();
+        if (!mayStart()) return false;
 
         ThreadContext context(scene_, 0);
         createRootState(context);
@@ -109,7 +110,7 @@ private:
         window_ = dataWindow();
         images_ = makeImages(*scene_.buffers, window_);
         files_ = planFiles(*scene_.buffers, database_.detail<CameraDetail>(cameraTag_), images_,
-                           {settings_.fileName, settings_.fileDirectory, options_->gamma});
+                           {settings_.fileName, settings_.fileType, settings_.fileDirectory, options_->gamma});
     }
 
     void buildScene() {
@@ -218,6 +219,13 @@ private:
         for (const auto& each : parts) list->functions.push_back(each.shaders);
         camera_->*slot = database_.create(miSCENE_FLIST, 16);
         database_.setDetail(camera_->*slot, std::move(list));
+    }
+
+    /// Asked before what takes long.
+    bool mayStart() const {
+        if (!settings_.strict || errorCount() == 0) return true;
+        error("RC", "{}: nothing is rendered after an error or warning, as -strict says", where_);
+        return false;
     }
 
     bool isPointsOnly() const {

@@ -15,10 +15,12 @@ namespace lumorender {
 struct RenderSettings {
     TileSettings tiles;
     std::filesystem::path fileName;       ///< replaces the name of the first image file
+    std::string fileType;                 ///< replaces the format of the first image file
     std::filesystem::path fileDirectory;  ///< where relative file names begin
     bool previews = false;                ///< a PNG of the picture and a sheet of all passes beside it
     bool continueWithoutTextures = false;
     SavingSettings saving;
+    bool strict = false;  ///< nothing is rendered after an error
     std::function<void(const RenderProgress&)> progress = [](const RenderProgress&) {};
 };
 

@@ -28,7 +28,7 @@ public:
         : samples_(scene, index, miSTAGE_TILE),
           buffers_(*scene.buffers),
           sampler_(scene.options->max_samples, scene.options->jitter,
-                   scene.options->shutter > scene.options->shutter_delay) {}
+                   (scene.options->motion & 1) != 0 && scene.options->shutter > scene.options->shutter_delay) {}
 
     void finish() { samples_.finish(); }
 

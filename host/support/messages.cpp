@@ -4,6 +4,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <mutex>
@@ -39,6 +40,8 @@ struct Speaker {
     std::unordered_map<std::string, Repetition, TextHash, std::equal_to<>> repetitions;
     long notRemembered = 0;
     std::function<void(MessageClass, std::string_view, std::string_view)> sink;
+    std::vector<std::string> written;
+    std::atomic<bool> strict{false};
 };
 
 Speaker& speaker() {
@@ -108,6 +111,7 @@ std::string_view withoutLineEnd(std::string_view text) {
 void message(MessageClass messageClass, std::string_view module, std::string_view text) noexcept {
     try {
         Speaker& to = speaker();
+        if (to.strict && messageClass == MessageClass::Warning) messageClass = MessageClass::Error;
         to.counts[static_cast<std::size_t>(messageClass)].fetch_add(1, std::memory_order_relaxed);
         if (!speaks(messageClass)) return;
         const std::string shown = printable(withoutLineEnd(text));
@@ -132,6 +136,30 @@ void reportRepeatedMessages() {
              fmt::format("{} further errors and warnings, too many different ones to print", to.notRemembered));
     to.repetitions.clear();
     to.notRemembered = 0;
+}
+
+void setStrict(bool strict) { speaker().strict = strict; }
+
+long errorCount() { return messageCount(MessageClass::Error) + messageCount(MessageClass::Fatal); }
+
+void announce(std::string_view module, std::string_view text) {
+    Speaker& to = speaker();
+    if (to.verbosity < kDefaultVerbosity) return;
+    const std::lock_guard lock(to.mutex);
+    emit(to, MessageClass::Info, module, text);
+}
+
+void tellWritten(std::string_view module, const std::string& file) {
+    info(module, "wrote {}", file);
+    Speaker& to = speaker();
+    const std::lock_guard lock(to.mutex);
+    if (std::find(to.written.begin(), to.written.end(), file) == to.written.end()) to.written.push_back(file);
+}
+
+std::vector<std::string> writtenFiles() {
+    Speaker& to = speaker();
+    const std::lock_guard lock(to.mutex);
+    return to.written;
 }
 
 void setVerbosity(int level) { speaker().verbosity = level; }

@@ -8,6 +8,7 @@
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 namespace lumorender {
 
@@ -26,6 +27,20 @@ void message(MessageClass messageClass, std::string_view module, std::string_vie
 void reportRepeatedMessages();
 
 void setVerbosity(int level);
+
+/// From now on warnings are errors.
+void setStrict(bool strict);
+
+/// Errors of any kind so far, printed or not: what exit codes and strictness go by.
+long errorCount();
+
+/// Prints a line that is no complaint and that everybody wants to see who does not want silence: from the default
+/// verbosity on. Shown as information.
+void announce(std::string_view module, std::string_view text);
+
+/// Tells, as information, that a file was written, and remembers it.
+void tellWritten(std::string_view module, const std::string& file);
+std::vector<std::string> writtenFiles();
 int verbosity();
 
 /// Hands every message that would be printed to `sink` instead of standard error; an empty sink restores printing.

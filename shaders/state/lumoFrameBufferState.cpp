@@ -130,7 +130,7 @@ miUint resolveName(miState* state, const FrameBufferRecord& record) {
         reportError("Missing frameBufferName parameter in frameBufferInfo record.");
     const PinnedText name(record.frameBufferName);
     const std::optional<miUint> index = name ? frameBufferIndex(state, name.get()) : std::nullopt;
-    if (name && !index) mi_warning("lumoFrameBufferState(): The camera has no frame buffer named \"%s\".", name.get());
+    if (name && !index) mi_error("lumoFrameBufferState(): The camera has no frame buffer named \"%s\".", name.get());
     return index.value_or(0);
 }
 

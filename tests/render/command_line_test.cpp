@@ -1,6 +1,9 @@
 // The command line as users type it.
 #include "harness.h"
 
+#include <cstdlib>
+#include <sstream>
+
 namespace rendertest {
 namespace {
 
@@ -23,7 +26,7 @@ protected:
         const Outcome outcome = renderText(scene_, arguments);
         EXPECT_EQ(outcome.exitCode, 0) << outcome.messages;
         if (says.empty()) {
-            EXPECT_EQ(outcome.messages, "");
+            EXPECT_FALSE(outcome.says("warning") || outcome.says("error")) << outcome.messages;
         }
         EXPECT_TRUE(outcome.says(says)) << says << "\n" << outcome.messages;
         EXPECT_EQ(exists("out.exr"), file == "out.exr");
@@ -93,7 +96,8 @@ TEST_F(CommandLine, ScenesComeFromStandardInputToo) {
 TEST_F(CommandLine, ModulesAndIncludesAreSearchedWhereItSays) {
     // The module comes from the command line, and .mi is added.
     write("linked.mi",
-          "$include <sdk_mirror.mi> declare shader color \"plain_constant\" ( color \"color\" ) end declare" + kScene);
+          "$include <sdk_mirror.mi> declare shader color \"plain_constant\" ( color \"color\" ) version 1 end declare" +
+              kScene);
     const std::string modules = LUMO_TEST_MODULES;
     const auto rendering = [&](const std::string& paths, const std::string& includes) {
         return run({"-L", paths, "-I", includes, "-link", "plain.so", "lumovexa.so", "--", "-link", "sdk_mirror.so",
@@ -107,6 +111,108 @@ TEST_F(CommandLine, ModulesAndIncludesAreSearchedWhereItSays) {
     EXPECT_TRUE(notFound.says("plain.so")) << notFound.messages;
     EXPECT_EQ(noInclude.exitCode, 1);
     EXPECT_TRUE(noInclude.says("sdk_mirror.mi")) << noInclude.messages;
+}
+
+TEST_F(CommandLine, SomeOfTheSceneIsRendered) {
+    scene_ +=
+        "incremental camera \"cam\" resolution 5 5 end camera\nrender \"world\" \"cam_i\" \"opt\"\n"
+        "incremental camera \"cam\" resolution 6 6 end camera\nrender \"world\" \"cam_i\" \"opt\"\n";
+    EXPECT_EQ(render({"-render", "2"}).width, 5);
+    EXPECT_EQ(render({"-render", "1", "2"}).width, 5);
+    EXPECT_EQ(render({"-render", "1", "2", "-o", "two.exr"}, "", "two.exr").width, 5);
+    EXPECT_EQ(render({"-render", "2", "9", "3"}).width, 5);
+    EXPECT_EQ(render({"-render", "on"}).width, 6);
+    std::filesystem::remove(path("out.exr"));
+    const Outcome none = renderText(scene_, {"-render", "4"}), off = renderText(scene_, {"-render", "off"});
+    EXPECT_TRUE(none.exitCode == 1 && none.says("none of the scene's 3 render commands")) << none.messages;
+    EXPECT_TRUE(off.exitCode == 0 && !exists("out.exr")) << off.messages;
+}
+
+/// Told one by one, except where nothing is what was asked for.
+TEST_F(CommandLine, WhatHasNoEffectSaysSo) {
+    const std::vector<std::string> words = {"-caustic on",  "-globillum on",    "-scanline rast", "-acceleration bsp2",
+                                            "-bsp_size 9",  "-contrast .1 1 1", "-geometry on",   "-progressive on",
+                                            "-lightmap on", "-shadowmap on",    "-hosts a b --",  "-fb_dir x"};
+    std::vector<std::string> arguments{"-photonmap_only", "off"};
+    for (const std::string& each : words) {
+        std::istringstream stream(each);
+        for (std::string word; stream >> word;) arguments.push_back(word);
+    }
+    const Outcome outcome = renderText(scene_, arguments);
+    EXPECT_EQ(outcome.exitCode, 0) << outcome.messages;
+    for (const std::string& each : words)
+        EXPECT_TRUE(outcome.says(each.substr(0, each.find(' ')) + " has no effect: ")) << each << outcome.messages;
+    EXPECT_FALSE(outcome.says("photonmap_only")) << outcome.messages;
+    EXPECT_TRUE(outcome.says("/out.exr in ") && outcome.says(" s, 12 warnings\n")) << outcome.messages;
+}
+
+/// 0 where all is as it was asked for, 1 where something is not, whether there is a picture or not.
+TEST_F(CommandLine, ExitCodesTellFarmsWhatHappened) {
+    const std::string broken = "material \"m\" \"no_such_shader\" () end material\n" + scene_;
+    const struct {
+        std::string scene;
+        std::vector<std::string> arguments;
+        bool good, picture;
+        const char* says;
+    } rows[] = {
+        {scene_, {"-task_order", "x"}, true, true, "-task_order has no effect"},
+        {scene_, {"-task_order", "x", "-strict"}, false, false, "as -strict says"},
+        {scene_, {"-strict"}, true, true, "/out.exr in "},
+        {broken, {}, false, false, "because of the errors above"},
+        {broken, {"-lenient"}, false, true, "/out.exr in "},
+        {scene_, {"-lenient"}, true, true, "/out.exr in "},
+        {scene_, {"-echo", "copy.mi"}, false, true, "-echo is not done: "},
+        {scene_, {"-copyright", "on"}, true, true, "Apache License"},
+        {scene_, {"-file_dir", "nowhere"}, false, false, "wrote nothing in "},
+    };
+    for (const auto& row : rows) {
+        std::filesystem::remove(path("out.exr"));
+        const Outcome outcome = renderText(row.scene, row.arguments);
+        EXPECT_EQ(outcome.exitCode, row.good ? 0 : 1) << row.says << "\n" << outcome.messages;
+        EXPECT_EQ(exists("out.exr"), row.picture) << row.says << "\n" << outcome.messages;
+        EXPECT_TRUE(outcome.says(row.says)) << row.says << "\n" << outcome.messages;
+    }
+}
+
+TEST_F(CommandLine, FilesAreNamedAndMadeAsItSays) {
+    scene_.replace(scene_.find("out.exr"), 7, "{stem}.exr");
+    EXPECT_EQ(render({"-registry", "stem", "registered"}, "", "registered.exr").width, 4);
+    const std::string type = "-file_type", registry = "-registry";
+    EXPECT_EQ(renderText(scene_, {type, "png", registry, "stem", "a"}).exitCode, 0);
+    EXPECT_EQ(renderText(scene_, {type, "png", "-gamma", "2.2", registry, "stem", "b"}).exitCode, 0);
+    EXPECT_TRUE(exists("a.png") && !exists("a.exr"));
+    EXPECT_NE(contentOf(path("a.png")), contentOf(path("b.png")));
+}
+
+TEST_F(CommandLine, ShadersAreListedAndDescribed) {
+    const auto with = [&](std::vector<std::string> more) {
+        more.insert(more.begin(), {"-ld_path", LUMO_TEST_MODULES});
+        return run(more);
+    };
+    const Outcome list = with({"-link", "lumovexa.so", "plain.so", "--", "-list"}), all = with({"-list"});
+    EXPECT_EQ(countOf(list.output, "  lumoVexaLambert  "), 1) << list.output;
+    EXPECT_EQ(countOf(list.output, "lumovexa.so: 61 shaders"), 1) << list.output;
+    EXPECT_EQ(countOf(list.output, "plain.so: there are no declarations beside it, plain.mi"), 1) << list.output;
+    EXPECT_EQ(countOf(all.output, "  vexabase  "), 1) << all.output;
+    const Outcome one = with({"-describe", "lumoVexaClamp"}), slip = with({"-describe", "lumoVexaClmap"});
+    EXPECT_EQ(countOf(one.output, "declare shader"), 1) << one.output;
+    EXPECT_EQ(countOf(one.output, "# Limits each channel, alpha too.\n"), 1) << one.output;
+    EXPECT_EQ(countOf(one.output, "end declare\n"), 1) << one.output;
+    EXPECT_TRUE(slip.exitCode == 1 && slip.says("\"lumoVexaClamp\"?")) << slip.messages;
+}
+
+/// Values that are words, and names, in a real shell.
+TEST_F(CommandLine, ShellsCompleteIt) {
+    write("completions", run({"-completion", "bash"}).output);
+    const auto completed = [&](const std::string& words, int at) {
+        const std::string command = "bash -c 'source " + path("completions").string() + "; COMP_WORDS=(lumorender " +
+                                    words + "); COMP_CWORD=" + std::to_string(at) +
+                                    "; _lumorender; echo ${COMPREPLY[*]}' > " + path("reply").string();
+        EXPECT_EQ(std::system(command.c_str()), 0);
+        return contentOf(path("reply"));
+    };
+    EXPECT_EQ(completed("-shadow s", 2), "simple sort segments\n");
+    EXPECT_EQ(completed("-threads 2 -task_s", 3), "-task_size\n");
 }
 
 }  // namespace

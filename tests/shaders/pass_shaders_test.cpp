@@ -69,7 +69,7 @@ TEST_F(PassShaders, AnswerEyeRaysInTilesAndWhatTheySeeStraightThrough) {
     stage.rendering.buffers.sizes[0] = sizeof(miColor);
     EXPECT_FALSE(writes("pass 5"));
     EXPECT_FALSE(stage.rendering.buffers.wasPut(0)) << "the primary buffer is not a substitute";
-    EXPECT_EQ(renderer().messageCount("warning", "has no frame buffer for pass 5"), 1);
+    EXPECT_EQ(renderer().messageCount("error", "has no frame buffer for pass 5"), 1);
 }
 
 /* Writing goes on while 1 - threshold + 0.00001 >= 0.3 r + 0.59 g + 0.11 b; in other modes the engine says. */

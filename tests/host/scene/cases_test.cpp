@@ -401,7 +401,8 @@ void Case::TestBody() {
     setenv("LUMO_TEST_PLACE", "here", 1);
     for (Paragraph& p : paragraphs()) {
         bool fails = false;
-        for (const Message& m : p.messages) fails = fails || m.kind == "error";
+        for (const Message& m : p.messages)  // what is left out does not keep the rest from being rendered
+            fails = fails || (m.kind == "error" && m.text.find(" supported yet") == std::string::npos);
         if (fails) p.text += "\nmaterial \"after\" end material";
         if (p.windows) p.text = std::regex_replace(p.text, std::regex("\n"), "\r\n");
         EXPECT_EQ(readSceneText(p.text, file.filename(), database, modules, *this, settings), !fails) << file << p.line;
