@@ -1,6 +1,7 @@
 #include "parsing/declaration_texts.h"
 
 #include "parsing/scanner.h"
+#include "support/files.h"
 
 #include <algorithm>
 
@@ -89,7 +90,7 @@ std::vector<DeclarationText> findDeclarationTexts(std::string_view text) { retur
 
 std::vector<DeclarationText> readDeclarationTexts(const std::filesystem::path& file) {
     std::string text;
-    return loadFile(file, text).empty() ? findDeclarationTexts(text) : std::vector<DeclarationText>();
+    return readFile(file, text).empty() ? findDeclarationTexts(text) : std::vector<DeclarationText>();
 }
 
 }  // namespace lumorender
