@@ -159,7 +159,6 @@ WordGroup featureWords() {
             {"hair", "on|off", "Whether hairs are rendered", OptionsStatement{"hair"}},
             {"output", "on|off", "Whether output shaders are called", NoEffect{"they are never called"}},
             {"lightmap", "on|off|only", "Whether light maps are made", NoEffect{"they are never made"}},
-            {"merge", "on|off", "Whether surfaces are joined", NoEffect{"they are not"}},
             {"pass", "on|off", "Passes over frame buffer files", NoEffect{"these are not supported"}},
         }};
 }
