@@ -4,7 +4,9 @@
 Every block has to end well and without an error told. What installs and builds is done already: lines that begin with
 ./test, or with ./run alone, are left out, and ./run with a scene renders only.
 
-Usage: readme_test.py PAGE LUMORENDER
+Blocks of C++ in pages that come behind are to compile.
+
+Usage: readme_test.py PAGE LUMORENDER [PAGE ...]
 """
 import os
 import pathlib
@@ -23,6 +25,10 @@ exec build/release/lumorender -preview -file_dir "renders/$name" "$@" "$scene"
 
 
 def main():
+    for other in sys.argv[3:]:
+        for block in re.findall(r"^```cpp\n(.*?)^```$", pathlib.Path(other).read_text(), re.S | re.M):
+            compiler = ["c++", "-std=c++20", "-fsyntax-only", "-x", "c++", f"-I{ROOT}", f"-I{ROOT}/platform", "-"]
+            subprocess.run(compiler, input=block, text=True, check=True)
     page, program = sys.argv[1], pathlib.Path(sys.argv[2]).resolve()
     blocks = re.findall(r"^```sh\n(.*?)^```$", pathlib.Path(page).read_text(), re.S | re.M)
     if not blocks:

@@ -56,8 +56,8 @@ struct Fact {
     const char* name;
     const char* text;
 };
-constexpr Fact kExitCodes[] = {{"0", "Everything was rendered and written."},
-                               {"1", "Something failed or was stopped, as messages say."},
+constexpr Fact kExitCodes[] = {{"0", "Everything was rendered and written as it was asked for."},
+                               {"1", "An error was told, or the render was stopped."},
                                {"2", "The command line is wrong."}};
 constexpr Fact kEnvironment[] = {{"MI_RAY_OPTIONS", "Options that stand before those of the command line."},
                                  {"MI_LIBRARY_PATH", "Further folders with shader modules, separated by colons."},
