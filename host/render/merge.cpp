@@ -3,6 +3,7 @@
 #include "render/frame_buffers.h"
 #include "render/output.h"
 #include "saving/work_file.h"
+#include "support/limits.h"
 #include "support/messages.h"
 
 #include <algorithm>
@@ -119,6 +120,16 @@ std::vector<ImageFile> filesOf(const PicturePlan& plan, const std::vector<LayerI
     return files;
 }
 
+void requireMemory(const PicturePlan& plan) {
+    double bytes = 0;
+    for (const PicturePlan::Layer& layer : plan.layers)
+        bytes += 4.0 * pixelFormat(layer.type).channels * plan.window.width * plan.window.height;
+    if (bytes > static_cast<double>(limits().memoryBytes))
+        throw Failure(fmt::format("{} layers of {} x {} pixels take {:.0f} MB, -memory allows {:.0f}",
+                                  plan.layers.size(), plan.window.width, plan.window.height, bytes / 1e6,
+                                  static_cast<double>(limits().memoryBytes) / 1e6));
+}
+
 bool merge(const std::vector<fs::path>& names, const RenderSettings& settings) {
     std::vector<PartHead> parts;
     for (const fs::path& name : names) {
@@ -132,6 +143,7 @@ bool merge(const std::vector<fs::path>& names, const RenderSettings& settings) {
 
     const PicturePlan& plan = *parts.front().plan;
     std::vector<LayerImage> images;
+    requireMemory(plan);
     for (const PicturePlan::Layer& layer : plan.layers)
         images.push_back(makeImage(layer.name, layer.type, layer.isShown, plan.window));
     const std::vector<ImageFile> files = filesOf(plan, images, settings);

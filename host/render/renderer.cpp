@@ -282,6 +282,8 @@ private:
             throw Failure("final gathering makes points only, and no picture that could be shared out");
         if (saving.share && files_.empty())
             throw Failure("the camera names no file after which the part could be named; expected -o NAME");
+        if (saving.share && !saving.checkpoint.empty())
+            warning("SAVE", "-checkpoint has no effect beside -tiles: the file of the share is its checkpoint");
         Identity identity = saving.inputs();
         const int tileSize = tileSizeToUse(settings_.tiles.tileSize);
         addPicture(identity, scene_, window_, tileSize);
@@ -311,13 +313,13 @@ private:
         if (makesTiles()) tell(counts);
         if (settings_.saving.share) return finishShare(counts.complete && gathered && !abortRequested());
         saved_.flush();
-        if (isPointsOnly()) return !abortRequested();
-        if (!write(counts)) return false;
-        if (counts.complete && saved_.keeps()) {
+        const bool complete = isPointsOnly() ? gathered && !abortRequested() : counts.complete;
+        if (!isPointsOnly() && !write(counts)) return false;
+        if (complete && saved_.keeps()) {
             if (!settings_.saving.keepsCheckpoint) saved_.noteWritten(sceneIsWhole_, writtenPaths());
             settings_.saving.onWritten();
         }
-        return counts.complete;
+        return complete;
     }
 
     bool finishShare(bool complete) {
@@ -342,6 +344,8 @@ private:
         if (cost.droppedSamples > 0)
             warning("RC", "{} color samples were not finite and were left out", cost.droppedSamples);
         if (!counts.complete) warning("RC", "the render was stopped; what was finished is written");
+        if (!counts.complete && saved_.keeps())
+            warning("SAVE", "the same command goes on from \"{}\"", saved_.path().string());
     }
 
     Metadata metadata(double seconds) const {
@@ -361,6 +365,7 @@ private:
 
     std::vector<std::filesystem::path> writtenPaths() const {
         std::vector<std::filesystem::path> paths;
+        if (isPointsOnly()) return paths;
         for (const ImageFile& file : files_) paths.push_back(file.path);
         return paths;
     }

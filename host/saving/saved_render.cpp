@@ -215,10 +215,14 @@ void SavedRender::flush() {
 void SavedRender::noteWritten(bool sceneIsWhole, const std::vector<fs::path>& files) {
     if (!keeps()) return;
     file_->flush();
-    file_->keepFirst(1);
-    file_->startAppending();
-    file_->append(RecordKind::Finished, 0, packEnd(sceneIsWhole, files));
-    file_->flush();
+    try {
+        file_->keepFirst(1);
+        file_->startAppending();
+        file_->append(RecordKind::Finished, 0, packEnd(sceneIsWhole, files));
+        file_->flush();
+    } catch (const Failure& problem) {
+        warning("SAVE", "{}; the picture is written, and would be once more", problem.what());
+    }
 }
 
 }  // namespace lumorender

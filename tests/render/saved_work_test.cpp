@@ -1,7 +1,10 @@
 // Checkpoints and parts: however a render was ended or shared out, the picture has the bits of one that went through.
 #include "harness.h"
 
+#include <fcntl.h>
+#include <sys/file.h>
 #include <sys/resource.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <random>
@@ -194,6 +197,14 @@ TEST_F(SavedWork, PartsThatDoNotFitTogetherAreTold) {
         EXPECT_TRUE(outcome.says(c.says)) << c.says << "\n" << outcome.messages;
         EXPECT_FALSE(exists("a.exr")) << c.says;
     }
+    // Somebody else writes to the file.
+    const int other = open(path("a.1-of-2.part").c_str(), O_RDONLY);
+    flock(other, LOCK_EX);
+    const Outcome locked = render({"-tiles", "1/2", "-o", "a.exr"});
+    close(other);
+    EXPECT_EQ(locked.exitCode, 1);
+    EXPECT_TRUE(locked.says("\"a.1-of-2.part\" is in use by another render")) << locked.messages;
+
     // A part of an earlier version of the picture is replaced, as pictures are.
     const Outcome anew = render({"-tiles", "2/2", "-o", "b.exr"});
     EXPECT_EQ(anew.exitCode, 0);
