@@ -55,14 +55,14 @@ void enter(const std::filesystem::path& folder) {
     _exit(127);
 }
 
-/// Waits for the child; past the deadline it is killed, and earlier where that is asked for.
-int await(pid_t child, int seconds, int killAfter, bool& timedOut) {
+/// Waits for the child; past the deadline it is killed. It gets the signal before, where that is asked for.
+int await(pid_t child, int seconds, int killAfter, int killSignal, bool& timedOut) {
     const auto start = std::chrono::steady_clock::now();
     const auto deadline = start + std::chrono::seconds(seconds);
     int status = 0;
     while (waitpid(child, &status, WNOHANG) == 0) {
         if (killAfter > 0 && std::chrono::steady_clock::now() > start + std::chrono::milliseconds(killAfter)) {
-            kill(child, SIGKILL);
+            kill(child, killSignal);
             killAfter = 0;
         }
         if (!timedOut && std::chrono::steady_clock::now() > deadline) {
@@ -176,7 +176,7 @@ Outcome RenderTest::run(const std::vector<std::string>& arguments, const std::st
     Outcome outcome;
     const pid_t child = fork();
     if (child == 0) runsProgram ? becomeProgram(command, folder_) : becomeRenderer(command, folder_);
-    const int status = await(child, timeoutSeconds, killAfterMilliseconds, outcome.timedOut);
+    const int status = await(child, timeoutSeconds, killAfterMilliseconds, killSignal, outcome.timedOut);
     if (WIFEXITED(status)) outcome.exitCode = WEXITSTATUS(status);
     if (WIFSIGNALED(status)) outcome.signal = WTERMSIG(status);
     outcome.output = contentOf(path("stdout"));

@@ -5,6 +5,7 @@
 
 #include <array>
 #include <bit>
+#include <csignal>
 #include <filesystem>
 #include <map>
 #include <string>
@@ -80,7 +81,8 @@ protected:
     bool exists(const std::string& name) const { return std::filesystem::exists(path(name)); }
 
     int timeoutSeconds = 60;
-    int killAfterMilliseconds = 0;  ///< the program is killed then, as if the machine had failed; 0 = it is not
+    int killAfterMilliseconds = 0;  ///< the program gets the signal then; 0 = it does not
+    int killSignal = SIGKILL;
     /// Starts the program itself in place of a fork of what is linked into the tests. It takes .4 s, mostly for the
     /// libraries; sanitizers need it, they do not go on in forks of programs with threads.
     bool runsProgram = LUMO_SANITIZED;
