@@ -1,12 +1,13 @@
 #!/usr/bin/env python3
 """What shares and checkpoints of a picture cost beside one render.
 
-shares.py [lumorender] [scene.mi ...]
+shares.py [--size X Y] [--samples N] [lumorender] [scene.mi ...]
 
 Processor seconds of: one render; one with a checkpoint; 1, 4 and 16 shares together, each with its own points of indirect
 light or with those of share 0, and their merge; and the dearest share by the mean one, on which the time depends when all
 run at once. Every picture is compared with that of the one render, bit by bit but for the seconds in its header.
 """
+import argparse
 import pathlib
 import re
 import resource
@@ -15,7 +16,6 @@ import sys
 import tempfile
 
 ROOT = pathlib.Path(__file__).parent.parent
-SIZE = ["-resolution", "320", "180"]
 
 
 def seconds(command):
@@ -31,8 +31,9 @@ def content(file):
     return re.sub(rb"renderSeconds\0float\0........", b"", file.read_bytes(), flags=re.S)
 
 
-def measure(program, scene, folder):
-    render = [program, *SIZE, "-file_dir", folder, scene]
+def measure(options, scene, folder):
+    program = options.program.resolve()
+    render = [program, "-resolution", *options.size, "-samples", options.samples, "-file_dir", folder, scene]
     picture, joined = folder / "one.exr", folder / "joined.exr"
     one = seconds(render + ["-o", picture])
     saved = seconds(render + ["-o", joined, "-checkpoint", folder / "saved"])
@@ -54,11 +55,16 @@ def measure(program, scene, folder):
 
 
 def main():
-    program = pathlib.Path(sys.argv[1] if len(sys.argv) > 1 else ROOT / "build/release/lumorender").resolve()
-    scenes = sys.argv[2:] or [ROOT / "scenes/interior.mi", ROOT / "scenes/still_life.mi"]
-    for scene in scenes:
+    parser = argparse.ArgumentParser(description=__doc__.split("\n")[0])
+    parser.add_argument("program", nargs="?", type=pathlib.Path, default=ROOT / "build/release/lumorender")
+    parser.add_argument("scenes", nargs="*", type=pathlib.Path,
+                        default=[ROOT / "scenes/interior.mi", ROOT / "scenes/still_life.mi"])
+    parser.add_argument("--size", nargs=2, default=["480", "270"])
+    parser.add_argument("--samples", default="2")
+    options = parser.parse_args()
+    for scene in options.scenes:
         with tempfile.TemporaryDirectory() as folder:
-            measure(program, pathlib.Path(scene).resolve(), pathlib.Path(folder))
+            measure(options, scene.resolve(), pathlib.Path(folder))
 
 
 main()

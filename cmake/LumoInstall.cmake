@@ -16,6 +16,8 @@ install(CODE "
     file(RELATIVE_PATH program \"/${CMAKE_INSTALL_BINDIR}\" \"/${products}/lumorender\")
     file(CREATE_LINK \"\${program}\" \"\${root}/${CMAKE_INSTALL_BINDIR}/lumorender\" SYMBOLIC)")
 
+install(PROGRAMS ${PROJECT_SOURCE_DIR}/tools/farm/lumofarm DESTINATION ${CMAKE_INSTALL_BINDIR})
+
 set(pages ${CMAKE_BINARY_DIR}/pages)
 file(MAKE_DIRECTORY ${pages})
 add_custom_command(OUTPUT ${pages}/lumorender.1 ${pages}/lumorender ${pages}/_lumorender

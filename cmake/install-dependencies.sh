@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Installs the Debian packages that jobs need: install-dependencies.sh [run] [test] [clang] [fuzz] [bench] [vdb]
+# Installs the Debian packages that jobs need: install-dependencies.sh [run] [test] [clang] [fuzz] [bench] [vdb] [farm]
 # Does nothing, quickly, where all are there. Without root and sudo it says which are missing and fails.
 set -euo pipefail
 
@@ -18,8 +18,9 @@ for job in "$@"; do
         clang) packages+=(clang) ;;
         fuzz) packages+=(clang libclang-rt-dev) ;;
         bench) packages+=(libbenchmark-dev python3) ;;
+        farm) packages+=(slurm-wlm munge) ;;   # tests/farm, which runs on request only
         vdb) packages+=(libopenvdb-dev libtbb-dev libimath-dev) ;;   # tools/vdb2grid, which nothing else needs
-        *) echo "There is no job $job; jobs are run, test, clang, fuzz, bench and vdb." >&2; exit 2 ;;
+        *) echo "There is no job $job; jobs are run, test, clang, fuzz, bench, vdb and farm." >&2; exit 2 ;;
     esac
 done
 

@@ -293,8 +293,10 @@ TEST_F(SavedWork, PointsThatAreKeptInFilesStayAsTheyWereRead) {
         return false;
     });
     ASSERT_TRUE(found);
+    write("kept", "what another render has made of it");
     const Outcome outcome = render(saving, text);
     ASSERT_EQ(outcome.exitCode, 0) << outcome.messages;
+    EXPECT_FALSE(outcome.says("\"kept\"")) << "it was read again: " << outcome.messages;
     EXPECT_TRUE(Picture(path("out.exr")) == reference);
 }
 
