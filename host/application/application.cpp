@@ -85,7 +85,7 @@ public:
 private:
     /// The first render's checkpoint has the name that the user gave, those of further ones a number behind it.
     void prepareSaving(const RenderCommand& command, SavingSettings& saving) {
-        saving.inputs = [&, this] { return renderInputs(commandLine_, command, hostModules(), rendered_ + 1); };
+        saving.inputs = [&, this] { return renderInputs(commandLine_, command, hostModules(), commands_); };
         saving.onWritten = [this] { ++written_; };
         if (saving.checkpoint.empty()) return;
         if (rendered_ > 0) saving.checkpoint += fmt::format(".{}", rendered_ + 1);

@@ -23,9 +23,10 @@ Identity renderInputs(const CommandLine& commandLine, const RenderCommand& comma
         identity.addDigest(fmt::format("module \"{}\"", nameOf(file)), fileDigest(file));
     identity.add("what the command line says of options", "\"" + commandLine.optionsStatements + "\"");
     identity.add("what the command line says of the camera", "\"" + commandLine.cameraStatements + "\"");
-    identity.add("-shutter_delay", "\"" + commandLine.shutterDelay + "\"");
     for (const auto& [key, value] : commandLine.reader.registry)
         identity.add(fmt::format("-registry {}", key), "\"" + value + "\"");
+    identity.add("-shutter_delay", commandLine.shutterDelay.empty() ? "as in the scene" : commandLine.shutterDelay);
+    identity.add("-lenient", commandLine.reader.lenient ? "on" : "off");
     identity.add("-texture_continue", commandLine.render.continueWithoutTextures ? "on" : "off");
     return identity;
 }

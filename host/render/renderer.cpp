@@ -331,7 +331,7 @@ private:
             error("SAVE", "\"{}\" is not whole: not all of the share could be written", saved_.path().string());
             return false;
         }
-        info("SAVE", "wrote {}", saved_.path().string());
+        tellWritten("SAVE", saved_.path().string());
         return true;
     }
 

@@ -72,7 +72,7 @@ TEST_F(SavedWork, RendersThatAreKilledGoOn) {
         killSignal = ends % 4 == 3 ? SIGTERM : SIGKILL;
         const Outcome outcome = render({"-checkpoint", "saved", "-o", "picture.exr", "-v", "5", "-preview"});
         continued += outcome.says("goes on from");
-        if (outcome.signal != 0 || outcome.says("was stopped")) {
+        if (outcome.signal != 0 || outcome.says("stopping")) {
             ++ends;
             continue;
         }
