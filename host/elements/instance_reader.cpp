@@ -198,8 +198,10 @@ void InstanceReader::readApproximations(bool overrides) {
     detail.overridesApproximation = overrides;
     if (!in.accept('[')) return readApproximation(scene, detail.approximation);
     while (!in.accept(']')) {
+        const char* const before = in.current().at;
         readApproximation(scene, detail.approximation);
         in.accept(',');
+        if (in.current().at == before) in.fail("a word of an approximation or \"]\"");
     }
 }
 

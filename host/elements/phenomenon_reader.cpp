@@ -190,7 +190,7 @@ miTag makePhenomenon(SceneContext& scene, const Place& place, const std::string&
     if (isCalledWithinItself(scene, declaration))
         throw SyntaxError{place, fmt::format("phenomenon \"{}\" contains itself", declaration.name)};
     if (scene.phenomenonCount >= kMostPhenomena)
-        throw SyntaxError{place, fmt::format("there are more than {} phenomena", kMostPhenomena)};
+        scene.problems.stop(place, fmt::format("there are more than {} phenomena", kMostPhenomena));
 
     BodyReader reader{scene, scene.in, declaration};
     const int errors = scene.problems.errors();

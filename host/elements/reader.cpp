@@ -16,10 +16,11 @@ bool readAll(SceneContext& scene, const std::string& name, const std::filesystem
                                   const ParameterBlock& block, int given) {
         return makePhenomenon(scene, place, shader, declaration, block, given);
     };
-    ModuleDeclarations declarations(scene.settings);
+    auto declarations = scene.settings.moduleDeclarations;
+    if (!declarations) declarations = std::make_shared<ModuleDeclarations>(scene.settings);
     if (!scene.settings.declarationsOnly)
         scene.expectedDeclaration = [&](const std::string& shader, const Place& place) {
-            return declarations.find(scene.modules.fileOf(shader), shader, place.source->name());
+            return declarations->find(scene.modules.fileOf(shader), shader, place.source->name());
         };
     try {
         scene.in.open(name, directory, std::move(text));

@@ -65,9 +65,24 @@ void judgeHit(const RTCFilterFunctionNArguments* arguments) {
 float timeOf(const Ray& ray, bool timed) { return timed && ray.time > 0 ? std::min(ray.time, 1.0F) : 0.0F; }
 
 /// The kernels end the program over numbers whose square a float cannot hold, and over what is no number.
-bool isInReach(const miVector& v) {
-    constexpr float kFarthest = 1.8e18F;
-    return std::abs(v.x) <= kFarthest && std::abs(v.y) <= kFarthest && std::abs(v.z) <= kFarthest;
+constexpr float kFarthest = 1.8e18F;
+
+bool isInReach(const miVector& v, float reach) {
+    return std::abs(v.x) <= reach && std::abs(v.y) <= reach && std::abs(v.z) <= reach;
+}
+
+/// How far away rays may begin so that they are within the kernels' numbers in the instance's space, too. What moves is
+/// smaller in between than at both ends.
+float reachOf(const FlatInstance& instance) {
+    constexpr double kSmallerBetween = 1e4;
+    double largest = 0, farthest = 0;
+    for (const M44d& m : {instance.placement.worldToLocal, instance.placementAtClose.worldToLocal})
+        for (int j = 0; j < 3; ++j) {
+            for (int i = 0; i < 3; ++i) largest = std::max(largest, std::abs(m[i][j]));
+            farthest = std::max(farthest, std::abs(m[3][j]));
+        }
+    const double factor = std::max(3 * largest, 1.0) * (instance.moves ? kSmallerBetween : 1);
+    return static_cast<float>((static_cast<double>(kFarthest) - farthest) / factor);
 }
 
 /// Nothing but turning, moving and scaling by the same factor in all directions.
@@ -78,7 +93,10 @@ bool keepsShapes(const M44d& m) {
            std::abs(dot(x, y)) <= tolerance && std::abs(dot(y, z)) <= tolerance && std::abs(dot(z, x)) <= tolerance;
 }
 
-bool isTraceable(const Ray& ray) { return isInReach(ray.org) && isInReach(ray.dir) && !isZero(ray.dir); }
+bool isTraceable(const Ray& ray, float reach) {
+    const bool hasInterval = !std::isnan(ray.near) && !std::isnan(ray.far);
+    return isInReach(ray.org, reach) && isInReach(ray.dir, reach) && !isZero(ray.dir) && hasInterval;
+}
 
 RTCRay rayOf(const Ray& ray, bool timed) {
     RTCRay result = {};
@@ -123,6 +141,8 @@ EmbreeKernels::EmbreeKernels(std::span<const FlatInstance> instances, bool timed
     judges_ = std::any_of(instances.begin(), instances.end(),
                           [](const auto& instance) { return instance.face != 'a' || instance.hair; });
 
+    reach_ = kFarthest;
+    for (const FlatInstance& instance : instances) reach_ = std::min(reach_, reachOf(instance));
     std::vector<Use> uses = collectUses();
     tbb::parallel_for(std::size_t{0}, uses.size(), [&](std::size_t i) { buildUse(uses[i]); });
     world_ = newScene();
@@ -245,7 +265,7 @@ void EmbreeKernels::checkDevice() const {
 }
 
 bool EmbreeKernels::intersect(const Ray& ray, Hit& hit) const {
-    if (!isTraceable(ray)) return false;
+    if (!isTraceable(ray, reach_)) return false;
     RTCRayHit query;
     query.ray = rayOf(ray, timed_);
     JudgingContext context = contextOf(ray, instances_);
@@ -269,7 +289,7 @@ bool EmbreeKernels::intersect(const Ray& ray, Hit& hit) const {
 }
 
 bool EmbreeKernels::occluded(const Ray& ray) const {
-    if (!isTraceable(ray)) return false;
+    if (!isTraceable(ray, reach_)) return false;
     RTCRay query = rayOf(ray, timed_);
     JudgingContext context = contextOf(ray, instances_);
     traceAny(world_.get(), context.base, filterFor(ray, judges_), query);

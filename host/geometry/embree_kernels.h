@@ -54,6 +54,7 @@ private:
 
     std::span<const FlatInstance> instances_;
     bool timed_;
+    float reach_ = 0;                   ///< how far from the origin rays may begin
     bool judges_ = false;               ///< not all that the kernels find is a hit
     std::atomic<long long> bytes_ = 0;  ///< outlives the device, which counts here
     Device device_;

@@ -65,6 +65,32 @@ struct Inheritance {
     miTag lightListInstance = 0, shadowListInstance = 0, parameterInstance = 0;
 };
 
+double determinant(const M44d& m) { return dot(row(m, 0), cross(row(m, 1), row(m, 2))); }
+
+/// Between its two ends a matrix changes linearly, and may get flat on its way: half a turn does. The determinant is a
+/// polynomial of the third degree, whose least value lies at an end or where its derivative vanishes.
+bool getsFlat(const M44d& open, const M44d& close) {
+    constexpr double kFlat = 1e-4;
+    const auto at = [&](double t) { return determinant(interpolate(open, close, t)); };
+    const double d0 = at(0), d1 = at(1 / 3.0), d2 = at(2 / 3.0), d3 = at(1);
+    const double c1 = (-11 * d0 + 18 * d1 - 9 * d2 + 2 * d3) / 2, c2 = (18 * d0 - 45 * d1 + 36 * d2 - 9 * d3) / 2;
+    const double c3 = (-9 * d0 + 27 * d1 - 27 * d2 + 9 * d3) / 2;
+    double least = std::min(d0 / d3, d3 / d0);
+    const double root = std::sqrt(std::max(c2 * c2 - 3 * c3 * c1, 0.0));
+    for (const double t : {(-c2 + root) / (3 * c3), (-c2 - root) / (3 * c3), -c1 / (2 * c2)})
+        if (t > 0 && t < 1) least = std::min(least, at(t) / d0);
+    return !(least > kFlat);
+}
+
+/// The ray tracing kernels end the program where a ray, seen from the instance, gets out of their numbers.
+bool isWithinReach(const M44d& worldToLocal) {
+    constexpr double kLargestScale = 1e9, kFarthest = 1e17;
+    for (int i = 0; i < 4; ++i)
+        for (int j = 0; j < 3; ++j)
+            if (!(std::abs(worldToLocal[i][j]) <= (i < 3 ? kLargestScale : kFarthest))) return false;
+    return true;
+}
+
 class Flattener {
 public:
     Flattener(const Database& database, const miOptions& options, MemoryBudget& budget)
@@ -209,7 +235,16 @@ private:
         place(below.motion, element);
     }
 
-    void addObject(miTag tag, const miInstance& instance, const Inheritance& below) {
+    void addObject(miTag tag, const miInstance& instance, Inheritance below) {
+        Motion& motion = below.motion;
+        if (!isWithinReach(motion.worldToLocal) || !isWithinReach(motion.worldToLocalAtClose))
+            return warning("GEOM", "instance {}: it is too small or too far away for single precision, left out",
+                           name(tag));
+        if (motion.moves() && getsFlat(motion.localToWorld, motion.localToWorldAtClose)) {
+            warning("GEOM", "instance {}: it gets flat while it moves, its motion is left out", name(tag));
+            motion.localToWorldAtClose = motion.localToWorld;
+            motion.worldToLocalAtClose = motion.worldToLocal;
+        }
         const auto& object = *static_cast<const miObject*>(database_.record(instance.item));
         FlatInstance& flat = scene_.instances.emplace_back();
         flat.instance = tag;

@@ -8,7 +8,8 @@ namespace lumorender {
 namespace {
 
 constexpr int kDeepestExpansion = 16;
-constexpr std::size_t kLongestExpansion = 16384;  // entries that name each other twice would grow without end
+constexpr std::size_t kLongestExpansion = 16384;  // entries that name each other twice would grow without end,
+constexpr int kMostExpansions = 1000;             // or go on for ever without growing
 
 std::string environment(std::string_view name) {
     const char* value = std::getenv(std::string(name).c_str());
@@ -53,6 +54,7 @@ std::string Registry::conditionValue(std::string_view key) {
 
 std::string Registry::expand(std::string_view text, std::vector<std::string>& missing) {
     std::string result;
+    expansions_ = 0;
     expandInto(result, text, 0, missing);
     return result;
 }
@@ -87,6 +89,7 @@ void Registry::expandKey(std::string& result, std::string_view key, int depth, s
         result += kRendererVersion;
         return;
     }
+    if (++expansions_ > kMostExpansions) return;
     if (const Entry* entry = find(key); entry && depth < kDeepestExpansion)
         for (const Item& item : entry->items)
             if (item.kind == "value") return expandInto(result, item.text, depth + 1, missing);

@@ -40,6 +40,7 @@ private:
 
     std::map<std::string, std::string, std::less<>> variables_;
     std::map<std::string, Entry, std::less<>> entries_;
+    int expansions_ = 0;  ///< of the running call
 };
 
 /// The renderer version that scenes ask for: field by field below 0, 0 or above 0 as `wanted` is older, equal or newer.

@@ -5,6 +5,7 @@
 #include "database/modules.h"
 
 #include <filesystem>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -29,6 +30,8 @@ public:
     virtual bool render(const RenderCommand& command) = 0;
 };
 
+class ModuleDeclarations;
+
 struct ReaderSettings {
     std::vector<std::filesystem::path> includePath;
     std::vector<std::filesystem::path> texturePath;
@@ -37,6 +40,8 @@ struct ReaderSettings {
     bool declarationsOnly = false;  ///< modules are not loaded, and nothing is compared with what they expect
     bool lenient = false;           ///< render commands are carried out although there were errors
     std::vector<std::pair<std::string, std::string>> registry;  ///< keys and what they stand for in file names
+    /// Kept from one text to the next where there are many; made anew for each without it.
+    std::shared_ptr<ModuleDeclarations> moduleDeclarations;
     bool functionsRequired = true;  ///< false: shaders whose function is in no module are taken, for checking only
 };
 

@@ -13,6 +13,7 @@
 #include "lights/lights.h"
 #include "render/displaced_scene.h"
 #include "render/output.h"
+#include "render/sampling.h"
 #include "render/picture_identity.h"
 #include "tracing/shader_table.h"
 #include "tracing/textures.h"
@@ -98,6 +99,9 @@ private:
                     database_.name(scene_.optionsTag));
         if (options_->use_shadow_maps)
             warning("RC", "{}: shadow maps are not made, rays are traced for their shadows", where_);
+        if (options_->max_samples > PixelSampler::kMostLevel)
+            warning("RC", "{}: samples {} would be 4^{} in every pixel; 4^{} is the most, and taken", where_,
+                    options_->max_samples, options_->max_samples, PixelSampler::kMostLevel);
         if (options_->min_samples < options_->max_samples)
             info("RC", "every pixel takes the larger number of samples, 4^{}; contrast is not looked at",
                  std::max(options_->max_samples, 0));
@@ -202,7 +206,7 @@ private:
         addCameraShaders(&miCamera::volume, &PhenomenonInstance::volume);
         addCameraShaders(&miCamera::environment, &PhenomenonInstance::environment);
         auto slots = std::make_shared<SlotTable>();
-        slots->build(database_);
+        slots->build(database_, shaders_);
         scene_.slots = slots;
     }
 
@@ -219,6 +223,7 @@ private:
         for (const auto& each : parts) list->functions.push_back(each.shaders);
         camera_->*slot = database_.create(miSCENE_FLIST, 16);
         database_.setDetail(camera_->*slot, std::move(list));
+        shaders_.add(camera_->*slot, miSHADER_OTHER);  // whose shaders it knows already
     }
 
     /// Asked before what takes long.

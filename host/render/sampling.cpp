@@ -6,14 +6,8 @@
 
 namespace lumorender {
 
-namespace {
-
-constexpr int kMaxLevel = 8;
-
-}  // namespace
-
 PixelSampler::PixelSampler(int level, double jitter, bool shutterOpens)
-    : edge_(1 << std::clamp(level, 0, kMaxLevel)),
+    : edge_(1 << std::clamp(level, 0, kMostLevel)),
       jitter_(std::clamp(jitter, 0.0, 1.0)),
       timed_(shutterOpens && edge_ > 1) {
     const int middle = (edge_ - 1) / 2;

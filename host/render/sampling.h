@@ -14,7 +14,9 @@ struct SamplePosition {
 /// A pixel with one sample is sampled at its centre, and at shutter open.
 class PixelSampler {
 public:
-    /// @param level samples are 4^level per pixel; below 0 counts as 0.
+    static constexpr int kMostLevel = 8;
+
+    /// @param level samples are 4^level per pixel; below 0 counts as 0, above `kMostLevel` as that.
     /// @param shutterOpens whether times differ; without, all are 0.
     PixelSampler(int level, double jitter, bool shutterOpens);
 

@@ -7,7 +7,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <ranges>
 
 namespace lumorender {
 
@@ -15,6 +14,9 @@ namespace {
 
 /// Every link of a chain of connected shaders takes stack while it is evaluated.
 constexpr std::size_t kMaxConnectionDepth = 1000;
+
+/// Lists of lists of lists: all of them together may name so many shaders.
+constexpr std::size_t kMostListed = 10'000'000;
 
 /// Brackets the call of an init or exit function: state->shader and the call frame stand for the shader meanwhile.
 class Occasion {
@@ -55,16 +57,32 @@ ShaderTable::~ShaderTable() {
 
 void ShaderTable::add(miTag slot, miShader_type type) {
     if (database_.type(slot) == miSCENE_FUNCTION) addFunction(slot, type);
-    if (const auto* list = database_.detail<FunctionList>(slot))
-        for (const miTag member : list->functions) add(member, type);
+    if (const auto* list = database_.detail<FunctionList>(slot)) addList(slot, *list, type);
+}
+
+/// Lists may hold lists, also the same one several times.
+void ShaderTable::addList(miTag tag, const FunctionList& list, miShader_type type) {
+    if (open_.contains(tag)) throw Failure(fmt::format("the shader list \"{}\" holds itself", database_.name(tag)));
+    if (!seen_.insert(tag).second) return;
+    checkDepth(tag);
+    open_.insert(tag);
+    for (const miTag member : list.functions) add(member, type);
+    open_.erase(tag);
+    std::size_t size = sizeof(miColor);
+    for (const miTag member : list.functions) size = std::max(size, resultSizeOf(member));
+    listSizes_[tag] = size;
+}
+
+void ShaderTable::checkDepth(miTag tag) const {
+    if (open_.size() >= kMaxConnectionDepth)
+        throw Failure(fmt::format("shader \"{}\" lies behind a chain of more than {} connections", database_.name(tag),
+                                  kMaxConnectionDepth));
 }
 
 void ShaderTable::addFunction(miTag tag, miShader_type type) {
     if (open_.contains(tag)) throw Failure(fmt::format("shader \"{}\" is connected to itself", database_.name(tag)));
     if (!seen_.insert(tag).second) return;
-    if (open_.size() >= kMaxConnectionDepth)
-        throw Failure(fmt::format("shader \"{}\" lies behind a chain of more than {} connections", database_.name(tag),
-                                  kMaxConnectionDepth));
+    checkDepth(tag);
 
     auto* function = database_.as<miFunction>(tag, miSCENE_FUNCTION);
     FunctionRuntime& runtime = runtimes_.emplace_back();
@@ -111,12 +129,11 @@ void ShaderTable::addPhenomenon(FunctionRuntime& runtime, const PhenomenonInstan
 }
 
 std::size_t ShaderTable::resultSizeOf(miTag slot) const {
-    std::size_t size = sizeof(miColor);
+    const std::size_t size = sizeof(miColor);
     if (const auto* function = database_.as<miFunction>(slot, miSCENE_FUNCTION))
         return std::max(size, runtimeOf(function)->resultSize);
-    if (const auto* list = database_.detail<FunctionList>(slot))
-        for (const miTag member : list->functions) size = std::max(size, resultSizeOf(member));
-    return size;
+    const auto list = listSizes_.find(slot);
+    return list == listSizes_.end() ? size : list->second;
 }
 
 // Every word of the ghost block that is neither empty nor the mark of a plain value names a connected shader.
@@ -182,27 +199,29 @@ void ShaderTable::initialise(ThreadContext& context) {
 void ShaderTable::finish(ThreadContext& context) {
     if (!initialised_) return;
     initialised_ = false;
-    for (const Use& use : uses_ | std::views::reverse) {
+    for (auto entry = uses_.rbegin(); entry != uses_.rend(); ++entry) {
+        const Use& use = *entry;
         const DeclarationRuntime& shader = declarations_[use.declaration];
         if (!use.runtime->instanceInitialised || !shader.declaration->entry.exit) continue;
         Occasion occasion(context, *use.runtime, use.type);
         shader.declaration->entry.exit(&occasion.state(), use.runtime->function->parameters);
         use.runtime->instanceInitialised = false;
     }
-    for (const DeclarationRuntime& shader : declarations_ | std::views::reverse) {
+    for (auto entry = declarations_.rbegin(); entry != declarations_.rend(); ++entry) {
+        const DeclarationRuntime& shader = *entry;
         if (!shader.declaration->entry.exit) continue;
         Occasion occasion(context, *shader.first, shader.type);
         shader.declaration->entry.exit(&occasion.state(), nullptr);
     }
 }
 
-void SlotTable::build(const Database& database) {
+void SlotTable::build(const Database& database, const ShaderTable& shaders) {
     entries_.assign(database.end(), {});
     // Spans are offsets until all runtimes are collected, because the array moves while it grows.
     for (miTag tag = 1; tag < database.end(); ++tag) {
         entries_[tag].material = database.as<miMaterial>(tag, miSCENE_MATERIAL);
         const std::size_t first = runtimes_.size();
-        addFunctions(database, tag);
+        if (database.type(tag) != miSCENE_FLIST || shaders.knows(tag)) addFunctions(database, tag);
         entries_[tag].functions.count = static_cast<std::uint32_t>(runtimes_.size() - first);
     }
     FunctionRuntime* const* next = runtimes_.data();
@@ -213,6 +232,8 @@ void SlotTable::build(const Database& database) {
 }
 
 void SlotTable::addFunctions(const Database& database, miTag tag) {
+    if (++visits_ > kMostListed + entries_.size())
+        throw Failure(fmt::format("lists of shaders unfold into more than {} shaders", kMostListed));
     if (const auto* phenomenon = database.detail<PhenomenonInstance>(tag)) {
         addFunctions(database, phenomenon->root);
     } else if (const auto* function = database.as<miFunction>(tag, miSCENE_FUNCTION)) {

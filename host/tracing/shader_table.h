@@ -7,6 +7,7 @@
 #include "mi/material.h"
 
 #include <deque>
+#include <map>
 #include <memory>
 #include <set>
 #include <string>
@@ -50,6 +51,8 @@ public:
     /// Instance exits, then shader-level exits, in reverse order.
     void finish(ThreadContext& context);
 
+    bool knows(miTag tag) const { return seen_.contains(tag); }
+
     /// Those that a render can call.
     const std::vector<const PhenomenonInstance*>& phenomena() const { return phenomena_; }
 
@@ -67,6 +70,8 @@ private:
     };
 
     void addFunction(miTag tag, miShader_type type);
+    void addList(miTag tag, const FunctionList& list, miShader_type type);
+    void checkDepth(miTag tag) const;
     void addPhenomenon(FunctionRuntime& runtime, const PhenomenonInstance& phenomenon, miShader_type type);
     std::size_t resultSizeOf(miTag slot) const;
     void addConnections(const miFunction& function);
@@ -80,7 +85,8 @@ private:
     std::vector<Use> uses_;
     std::vector<const PhenomenonInstance*> phenomena_;
     std::set<miTag> seen_;
-    std::set<miTag> open_;  ///< functions whose connections are being followed: meeting one again is a cycle
+    std::map<miTag, std::size_t> listSizes_;  ///< of the largest result in each list
+    std::set<miTag> open_;  ///< functions and lists whose connections are being followed: meeting one again is a cycle
     bool initialised_ = false;
 };
 
@@ -96,8 +102,9 @@ struct FunctionSpan {
 /// Read-only while rendering. Tags that were made after it was built are not in it.
 class SlotTable {
 public:
-    /// Takes functions and lists that have a runtime, and all materials.
-    void build(const Database& database);
+    /// Takes functions that have a runtime, lists that the table knows, and all materials. Throws Failure where lists of
+    /// lists unfold into too much.
+    void build(const Database& database, const ShaderTable& shaders);
 
     /// The functions of a FUNCTION or FLIST element; empty for anything else.
     FunctionSpan functions(miTag tag) const { return tag < entries_.size() ? entries_[tag].functions : FunctionSpan{}; }
@@ -112,6 +119,7 @@ private:
 
     std::vector<Entry> entries_;
     std::vector<FunctionRuntime*> runtimes_;
+    std::size_t visits_ = 0;
 };
 
 }  // namespace lumorender

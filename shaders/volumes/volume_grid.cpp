@@ -68,7 +68,8 @@ const char* VolumeGrid::take(const VolumeGridBlock& block, std::size_t bytes) {
 
 bool VolumeGrid::makeBricks() {
     for (int i = 0; i < 3; ++i) bricks_[i] = (size_[i] + kBrick - 1) / kBrick;
-    const auto count = [](const int* n) { return static_cast<std::size_t>(n[0]) * n[1] * n[2]; };
+    const auto size = [](int n) { return static_cast<std::size_t>(n); };
+    const auto count = [size](const int* n) { return size(n[0]) * size(n[1]) * size(n[2]); };
     if (!largest_.allocate(count(bricks_))) return false;
     // A voxel on the face between two bricks belongs to both: values between it and its neighbours lie in either.
     const miScalar* value = densities_;
@@ -80,8 +81,8 @@ bool VolumeGrid::makeBricks() {
                 for (int k = lower(z); k <= z / kBrick; ++k)
                     for (int j = lower(y); j <= y / kBrick; ++j)
                         for (int i = lower(x); i <= x / kBrick; ++i) {
-                            const auto row = static_cast<std::size_t>(k) * bricks_[1] + j;
-                            miScalar& largest = largest_[row * bricks_[0] + i];
+                            const std::size_t row = size(k) * size(bricks_[1]) + size(j);
+                            miScalar& largest = largest_[row * size(bricks_[0]) + size(i)];
                             largest = std::max(largest, *value);
                         }
             }

@@ -6,9 +6,10 @@
 #include <cstdio>
 
 /// The head of a shader and its version. Within it are result, state, paras, and the call's fourth argument.
-#define TEST_SHADER(name, Parameters)                       \
-    extern "C" DLLEXPORT int name##_version() { return 1; } \
-    extern "C" DLLEXPORT miBoolean name(miColor* result, miState* state, Parameters* paras, void* argument)
+#define TEST_SHADER(name, Parameters)                                                                      \
+    extern "C" DLLEXPORT int name##_version() { return 1; }                                                \
+    extern "C" DLLEXPORT miBoolean name([[maybe_unused]] miColor* result, [[maybe_unused]] miState* state, \
+                                        [[maybe_unused]] Parameters* paras, [[maybe_unused]] void* argument)
 
 /// A parameter, or what it is connected to.
 #define VALUE(parameter) (*static_cast<decltype(paras->parameter)*>(mi_eval(state, &paras->parameter)))
