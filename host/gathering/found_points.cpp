@@ -27,7 +27,7 @@ bool unpackBlock(std::span<const std::byte> bytes, long block, FoundPoints& foun
             good = count <= bytes.size() / sizeof(GatherPoint);
             if (!good) break;
             found.points.resize(first + count);
-            in.getWords(&found.points[first], count);
+            in.getWords(found.points.data() + first, count);
             found.runs.push_back({block + place, first, count});
         }
     } catch (const Failure&) {

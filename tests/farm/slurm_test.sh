@@ -136,5 +136,31 @@ awaitJobs
 check "a picture for each frame" test -e shot.0001.exr -a -e shot.0002.exr -a -e shot.0003.exr
 check "frames are as rendered by hand" samePixels whole.exr shot.0002.exr
 
+# A scene with all frames: each task renders one of its render commands.
+cat >film.mi <<'EOF'
+$include <Busy.mi>
+incremental camera "cam" framebuffer "beauty" datatype "rgba_fp" primary on filename "second.exr"
+    framebuffer "motion" datatype "m" filename "second.exr" end camera
+render "world" "cam_i" "opt"
+EOF
+"$tools/lumofarm" frames 1-2 --name film -- "${render[@]}" film.mi >jobs
+awaitJobs
+check "a task for each render command" samePixels whole.exr out.exr
+check "the second one, too" test -e second.exr
+
+# Slurm's word that the time is over: the task stops, keeps what it has, and waits for another turn.
+"$tools/lumofarm" tiles 1 -o long.exr --name long -- "${render[@]}" -samples 5 "$scene" >jobs
+job=$(sed -n 's/^shares //p' jobs)
+for ((i = 0; i < 100; ++i)); do [[ -s long.1-of-1.part ]] && break; sleep .1; done
+sleep 1
+scancel --batch --signal=TERM "$job"
+for ((i = 0; i < 50; ++i)); do grep -q "out of time" logs/long.*_1.log && break; sleep .2; done
+check "a task without time stops in good order" grep -q "out of time" logs/long.*_1.log
+check "it is queued again" bash -c "sleep 2; scontrol show job '$job' | grep -Eq 'Restarts=1'"
+scontrol update jobid="$job" starttime=now 2>/dev/null || true
+awaitJobs
+check "and goes on" grep -q "goes on from" logs/long.*_1.log
+check "to the picture" test -e long.exr
+
 echo "$failures failed"
 ((failures == 0))

@@ -217,6 +217,23 @@ TEST_F(SavedWork, PartsThatDoNotFitTogetherAreTold) {
     EXPECT_TRUE(exists("joined.exr"));
 }
 
+TEST_F(SavedWork, SharesThatSawOtherPointsAreTold) {
+    const auto text = [](const std::string& rebuild) {
+        return "$include <Crowd.mi>\nincremental options \"opt\" finalgather accuracy 16 finalgather file \"kept\" "
+               "finalgather rebuild " +
+               rebuild + " end options\nrender \"world\" \"cam_i\" \"opt\"\n";
+    };
+    // Files of points are not what tells pictures apart: what was read from them is.
+    for (const std::string share : {"1", "2"}) {
+        ASSERT_EQ(render({"-samples", "0", "-resolution", "32", "2" + share}, text("on")).exitCode, 0);
+        ASSERT_EQ(render({"-tiles", share + "/2"}, text("freeze")).exitCode, 0);
+    }
+    const Outcome merged = run({"-merge", "-o", "joined.exr", "out.1-of-2.part", "out.2-of-2.part"});
+    EXPECT_EQ(merged.exitCode, 1);
+    EXPECT_TRUE(merged.says("was made with other points of indirect light")) << merged.messages;
+    EXPECT_TRUE(exists("joined.exr"));
+}
+
 /// Files can not grow beyond a size while the object lives.
 class FullDisk {
 public:
