@@ -50,6 +50,9 @@ public:
         const ProgressLine progress;
         RenderSettings settings = commandLine_.render;
         settings.strict = commandLine_.strict;
+        for (const auto& [name, text] : command.texts) settings.sceneFiles.emplace_back(name);
+        settings.allowPaths = commandLine_.allowPaths;
+        settings.history = &history_;
         settings.progress = [](const RenderProgress& state) {
             tellProgress({"rendering", static_cast<double>(state.done) / std::max(state.total, 1), state.seconds,
                           static_cast<double>(state.rays) / std::max(state.seconds, 1e-6)});
@@ -118,6 +121,7 @@ private:
     int rendered_ = 0;
     std::vector<std::filesystem::path> checkpoints_;
     std::size_t written_ = 0;  ///< of them, those whose pictures are on the disk
+    OutputHistory history_;
 };
 
 std::filesystem::path programFolder() {

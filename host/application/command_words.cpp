@@ -133,7 +133,7 @@ WordGroup fileWords() {
              [](Line& l, const Values& v) { l.reader.registry.emplace_back(v[0], v[1]); }},
             {"texture_continue", "[on|off]", "Render although a texture is missing",
              [](Line& l, const Values& v) { l.render.continueWithoutTextures = isOn(v); }},
-            {"allow_paths", "", "Let scenes link modules from anywhere, not only from the module folders",
+            {"allow_paths", "", "Let scenes link modules from anywhere, and write files anywhere, over anything",
              [](Line& l, const Values&) { l.allowPaths = true; }},
         }};
 }

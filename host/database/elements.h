@@ -46,24 +46,31 @@ struct StringOptions : Detail {
 
 /// Of a miSCENE_OPTIONS: what has no place in the record.
 struct OptionsDetail : Detail {
-    std::map<int, std::string> frameBuffers;  ///< `frame buffer N "type"`: user buffers by number, "+" or "-" first
-    std::vector<std::string> gatherFiles;     ///< points of final gathering: all are read, the first is written
-    bool gatherOnly = false;                  ///< final gather points are made, and no picture
-    Approximation approximation;              ///< beats what objects and instances say; empty = they count
+    std::map<int, std::string>
+        frameBuffers;  ///< `frame buffer N "type"`: user buffers by number; "+" or "-" may stand first
+    std::vector<std::string> gatherFiles;  ///< points of final gathering: all are read, the first is written
+    bool gatherOnly = false;               ///< final gather points are made, and no picture
+    Approximation approximation;           ///< beats what objects and instances say; empty = they count
+};
+
+/// How scenes want a picture to be stored.
+struct FileSettings {
+    std::string where;  ///< "file:line" of the statement, for messages
+    std::string compression;
+    int quality = -1;
+    float dpi = 0;            ///< pixels per inch; 0 = none given
+    bool dataWindow = false;  ///< `dod`
 };
 
 /// One named frame buffer of a camera.
-struct FrameBufferDescription {
+struct FrameBufferDescription : FileSettings {
     std::string name;
     miImg_type datatype = miIMG_TYPE_RGBA;
-    std::string filetype;  ///< empty = from the file name's ending
-    std::string filename;  ///< empty = not written, still there for shaders
-    std::string compression;
-    int quality = -1;
+    std::string filetype;   ///< empty = from the file name's ending
+    std::string filename;   ///< empty = not written, still there for shaders
     bool filtering = true;  ///< average the samples of a pixel; else the first sample's value stands
     bool primary = false;   ///< takes the result of the eye ray
     bool user = false;
-    bool dataWindow = false;  ///< `dod`
 };
 
 /// Of a miSCENE_FBINFO element, which miCamera::buffertag names. Shaders know a buffer by its index: 0 is the primary
@@ -82,12 +89,10 @@ struct FrameBufferSet : Detail {
 };
 
 /// An `output "type" "format" "file"` statement of a camera.
-struct OutputFile {
-    std::string type;    ///< "rgba", "+z", "fb0" ...
+struct OutputFile : FileSettings {
+    std::string type;    ///< "rgba", "+z", "fb0" ...; empty = what the format holds usually
     std::string format;  ///< "tif", "exr", "png" ...
     std::string file;
-    std::string compression;
-    int quality = -1;
 };
 
 /// Of a miSCENE_CAMERA.

@@ -62,6 +62,9 @@ void readOptionAttribute(SceneContext& scene, StringOptions& options);
 /// Behind `framebuffer`: adds or edits a buffer.
 void readFrameBuffer(SceneContext& scene, FrameBufferSet& buffers);
 
+/// Whether `frame buffer N "type"` may say this; empty is rgba.
+bool isBufferType(std::string_view type);
+
 /// Behind `output`: a file, or a shader that is appended to `shaders`; without anything, all former ones are removed.
 void readOutput(SceneContext& scene, CameraDetail& camera, FrameBufferSet& buffers);
 

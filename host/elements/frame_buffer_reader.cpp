@@ -51,6 +51,16 @@ bool isColor(miImg_type type) {
                        [&](const TypeName& t) { return t.type == type && t.isColor; });
 }
 
+const TypeName* findType(std::string_view name) {
+    const auto* found =
+        std::find_if(std::begin(kTypes), std::end(kTypes), [&](const TypeName& t) { return t.name == name; });
+    return found == std::end(kTypes) ? nullptr : found;
+}
+
+void readField(SceneContext& scene) {
+    scene.problems.unsupported(scene.in.place(), "fields are not rendered, files hold whole frames");
+}
+
 struct FrameBufferReader {
     SceneContext& scene;
     Cursor& in;
@@ -65,9 +75,8 @@ struct FrameBufferReader {
             filtering = name.front() == '+';
             name.remove_prefix(1);
         }
-        const auto* known =
-            std::find_if(std::begin(kTypes), std::end(kTypes), [&](const TypeName& t) { return t.name == name; });
-        if (known == std::end(kTypes)) {
+        const TypeName* known = findType(name);
+        if (!known) {
             scene.problems.error(in.place(), fmt::format("found data type \"{}\", expected one like rgba_fp", name));
             return;
         }
@@ -94,10 +103,10 @@ const StatementTable<Reader>& items() {
         {"primary", [](Reader& r) { r.primary = r.in.readBoolean(); }},
         {"user", [](Reader& r) { r.buffer.user = r.in.readBoolean(); }},
         {"compression", [](Reader& r) { r.buffer.compression = r.in.readName("a compression"); }},
-        {"quality", [](Reader& r) { r.buffer.quality = r.in.readInteger(); }},
+        {"quality", [](Reader& r) { r.buffer.quality = r.in.readInteger(0, 100); }},
         {"dod", [](Reader& r) { r.buffer.dataWindow = r.in.readBoolean(); }},
-        {"dpi", [](Reader& r) { r.ignore(&Cursor::readFloat); }},
-        {"field", [](Reader& r) { r.scene.problems.noEffect(r.in.place(), "field"); r.in.readName("even or odd"); }},
+        {"dpi", [](Reader& r) { r.buffer.dpi = r.in.readFloat(); }},
+        {"field", [](Reader& r) { readField(r.scene); r.in.readName("even or odd"); }},
         {"colorprofile", [](Reader& r) { r.in.readName("a color profile"); }},
         {"useprimary", [](Reader& r) { r.ignore(&Cursor::readBoolean); }},
         {"useopacity", [](Reader& r) { r.ignore(&Cursor::readBoolean); }},
@@ -106,19 +115,40 @@ const StatementTable<Reader>& items() {
     return table;
 }
 
-/// Parameters of an output file, up to the next statement of the camera.
-void readFileParameters(SceneContext& scene, OutputFile& file) {
+/// One parameter of an output file, if one stands here.
+bool readFileParameter(SceneContext& scene, FileSettings& file) {
+    constexpr float kMostDense = 1e6f;
     Cursor& in = scene.in;
-    for (;;) {
-        if (in.accept("quality"))
-            file.quality = in.readInteger();
-        else if (in.accept("compress") || in.accept("compression"))
-            file.compression = in.readName("a compression");
-        else if (in.accept("dpi"))
-            in.readFloat();
-        else if (!in.accept("even") && !in.accept("odd") && !in.accept("dod"))
-            return;
+    if (in.accept("quality")) {
+        file.quality = in.readInteger(0, 100);
+    } else if (in.accept("compress") || in.accept("compression")) {
+        file.compression = in.readName("a compression");
+    } else if (in.accept("dpi")) {
+        file.dpi = in.readFloat();
+        if (!(file.dpi > 0 && file.dpi <= kMostDense)) in.fail("a number of dots per inch above 0 before this");
+    } else if (in.accept("dod")) {
+        file.dataWindow = true;
+    } else if (in.at("even") || in.at("odd")) {
+        readField(scene);
+        in.advance();
+    } else {
+        return false;
     }
+    return true;
+}
+
+/// The type that an output statement names, "+" or "-" before it. Returns false where nothing can be written for it.
+bool checkOutputType(SceneContext& scene, const Place& place, std::string_view type) {
+    if (type == "contour") {
+        scene.problems.unsupported(place, "contours are not rendered, their files are not written");
+        return false;
+    }
+    if (type.starts_with('+') || type.starts_with('-')) type.remove_prefix(1);
+    const bool isUserBuffer = type.starts_with("fb") && type.size() > 2 && type.size() < 7 &&
+                              type.find_first_not_of("0123456789", 2) == std::string_view::npos;
+    if (type.empty() || isUserBuffer || findType(type)) return true;
+    scene.problems.error(place, fmt::format("found output type \"{}\", expected one like rgba_16, z or fb0", type));
+    return false;
 }
 
 }  // namespace
@@ -160,19 +190,30 @@ void readOutput(SceneContext& scene, CameraDetail& camera, FrameBufferSet& buffe
         buffers.buffers.clear();
         return;
     }
+    const Place place = in.place();
+    OutputFile file;
+    file.where = place.text();
     std::vector<std::string> texts;
-    while (in.atString() && texts.size() < 3 && !in.followedBy('(')) texts.push_back(scene.readFileName());
+    while (in.atString() && texts.size() < 3 && !in.followedBy('(')) {
+        texts.push_back(scene.readFileName());
+        // Parameters stand between the format and the name; some writers put them behind the name.
+        while (readFileParameter(scene, file)) {
+        }
+    }
     if (in.at('=') || (in.atString() && in.followedBy('('))) {
         for (const miTag shader : shadersOf(scene, readShaderList(scene))) camera.outputShaders.push_back(shader);
         return;
     }
     if (texts.size() < 2) in.fail("an output shader, or the format and name of an output file");
-    OutputFile file;
     if (texts.size() == 3) file.type = texts.front();
     file.format = texts[texts.size() - 2];
     file.file = texts.back();
-    readFileParameters(scene, file);
-    camera.files.push_back(std::move(file));
+    if (checkOutputType(scene, place, file.type)) camera.files.push_back(std::move(file));
+}
+
+bool isBufferType(std::string_view type) {
+    if (type.starts_with('+') || type.starts_with('-')) type.remove_prefix(1);
+    return type.empty() || findType(type) != nullptr;
 }
 
 }  // namespace lumorender

@@ -211,7 +211,11 @@ void OptionsReader::readSpace(char space) {
 void OptionsReader::readFrameBuffer() {
     in.expect("buffer");
     const int number = in.readInteger(0, 4095);
-    detail.frameBuffers[number] = in.atString() ? in.readString() : "rgba";
+    const Place place = in.place();
+    const std::string type = in.atString() ? in.readString() : "";
+    if (!isBufferType(type))
+        scene.problems.error(place, fmt::format("found data type \"{}\", expected one like rgba_fp", type));
+    detail.frameBuffers[number] = type.empty() ? "rgba" : type;
     options.no_images = std::max(options.no_images, static_cast<int>(detail.frameBuffers.size()) + 1);
 }
 

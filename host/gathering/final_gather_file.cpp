@@ -77,6 +77,13 @@ std::optional<std::vector<GatherPoint>> readGatherFile(const std::filesystem::pa
     return points;
 }
 
+bool isGatherFile(const std::filesystem::path& file) {
+    std::ifstream stream(file, std::ios::binary);
+    std::array<char, kMagic.size()> magic = {};
+    stream.read(magic.data(), magic.size());
+    return stream.gcount() == 0 ? stream.eof() : magic == kMagic;
+}
+
 bool writeGatherFile(const std::filesystem::path& file, std::span<const GatherPoint> points) {
     Header header;
     header.count = points.size();

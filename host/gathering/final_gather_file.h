@@ -13,6 +13,9 @@ namespace lumorender {
 /// just not there. A file that was cut short or changed is told from a good one by its checksum.
 std::optional<std::vector<GatherPoint>> readGatherFile(const std::filesystem::path& file, std::string& problem);
 
+/// Whether the file begins as those of points do, or is empty.
+bool isGatherFile(const std::filesystem::path& file);
+
 /// The file is either the old one or the new one. Reports errors itself.
 bool writeGatherFile(const std::filesystem::path& file, std::span<const GatherPoint> points);
 

@@ -1,5 +1,6 @@
 // Multi-layer OpenEXR files: one part, every layer's channels beside each other, halves or floats by the layer's type.
 #include "image/layers.h"
+#include "image/pixel_encoding.h"
 
 #include "support/messages.h"
 #include "support/whole_file.h"
@@ -48,6 +49,7 @@ constexpr int kRowsAtOnce = 256;
 /// A layer on its way into the file: its channels and the converted rows of the moment.
 struct ExrLayer {
     const LayerImage* image;
+    miImg_type as;
     std::vector<std::string> channels;
     Imf::PixelType type;
     std::size_t valueSize;
@@ -59,7 +61,7 @@ Imf::PixelType exrType(const PixelFormat& format) {
 }
 
 /// The layer's channels; under another layer name where one of them is taken.
-std::vector<std::string> freeChannels(const LayerImage& layer, std::set<std::string>& taken) {
+std::vector<std::string> freeChannels(const FileLayer& layer, std::set<std::string>& taken) {
     const auto clashes = [&](const std::vector<std::string>& names) {
         return std::any_of(names.begin(), names.end(), [&](const std::string& name) { return taken.count(name) > 0; });
     };
@@ -79,9 +81,9 @@ std::vector<std::string> freeChannels(const LayerImage& layer, std::set<std::str
 std::vector<ExrLayer> prepareLayers(const ImageFile& file) {
     std::vector<ExrLayer> layers;
     std::set<std::string> taken;
-    for (const LayerImage* image : file.layers) {
-        const Imf::PixelType type = exrType(pixelFormat(image->type));
-        layers.push_back({image, freeChannels(*image, taken), type, type == Imf::HALF ? 2u : 4u, {}});
+    for (const FileLayer& layer : file.layers) {
+        const Imf::PixelType type = exrType(pixelFormat(layer.type));
+        layers.push_back({layer.image, layer.type, freeChannels(layer, taken), type, type == Imf::HALF ? 2u : 4u, {}});
     }
     return layers;
 }
@@ -142,6 +144,7 @@ Imf::Header makeHeader(const ImageFile& file, const DataWindow& window, const st
     for (const ExrLayer& layer : layers)
         for (const std::string& channel : layer.channels) header.channels().insert(channel, Imf::Channel(layer.type));
     // Quality 90 is the compression level 45 that such files usually have.
+    if (file.density > 0) Imf::addXDensity(header, file.density);
     if (file.quality >= 0) header.dwaCompressionLevel() = 4.5f * static_cast<float>(100 - std::min(file.quality, 100));
     return header;
 }
@@ -151,34 +154,85 @@ Imath::half toHalf(float value) {
     return Imath::half(std::isfinite(value) ? std::clamp(value, -kLargestHalf, kLargestHalf) : value);
 }
 
-/// Converts `count` rows that lie below row `top` of the data window (counted from the top), turned upside down.
-void convertRows(ExrLayer& layer, int top, int count) {
-    const std::size_t rowValues = static_cast<std::size_t>(layer.image->width) * layer.channels.size();
-    const std::size_t rowBytes = rowValues * layer.valueSize;
+/// Part of a layer, which is stored upside down.
+struct Part {
+    int left, top, width;  ///< of the layer's rows counted from the top
+};
+
+/// A row as the file has it, where that is not what the layer holds: other channels, or colors divided by alpha.
+const float* convertedRow(const ExrLayer& layer, const float* source, int width, const ColorRules& rules,
+                          std::vector<float>& row) {
+    const int from = pixelFormat(layer.image->type).channels;
+    const bool divide = !rules.premultiplied && from == 4 && pixelFormat(layer.as).color;
+    if (layer.as == layer.image->type && !divide) return source;
+    const std::size_t channels = layer.channels.size();
+    row.resize(static_cast<std::size_t>(width) * channels);
+    for (int x = 0; x < width; ++x, source += from) {
+        float pixel[4] = {};
+        std::copy_n(source, from, pixel);
+        if (divide) divideByAlpha(pixel);
+        convertPixel(pixel, from, &row[static_cast<std::size_t>(x) * channels], layer.as, rules);
+    }
+    return row.data();
+}
+
+/// Converts `count` rows of the part from its row `top` on.
+void convertRows(ExrLayer& layer, const Part& part, int top, int count, const ColorRules& rules) {
+    const auto values = static_cast<std::size_t>(part.width) * layer.channels.size();
+    const std::size_t rowBytes = values * layer.valueSize;
+    const auto sourceChannels = static_cast<std::size_t>(pixelFormat(layer.image->type).channels);
     layer.rows.resize(rowBytes * static_cast<std::size_t>(count));
+    std::vector<float> converted;
     for (int row = 0; row < count; ++row) {
-        const std::size_t first = static_cast<std::size_t>(layer.image->height - 1 - top - row) * rowValues;
+        const int fromTop = part.top + top + row;
+        const std::size_t pixel =
+            static_cast<std::size_t>(layer.image->height - 1 - fromTop) * static_cast<std::size_t>(layer.image->width) +
+            static_cast<std::size_t>(part.left);
         char* target = layer.rows.data() + rowBytes * static_cast<std::size_t>(row);
+        if (layer.type == Imf::UINT) {
+            std::memcpy(target, &layer.image->labels[pixel], rowBytes);
+            continue;
+        }
+        const float* source =
+            convertedRow(layer, &layer.image->pixels[pixel * sourceChannels], part.width, rules, converted);
         if (layer.type == Imf::HALF)
-            std::transform(&layer.image->pixels[first], &layer.image->pixels[first] + rowValues,
-                           reinterpret_cast<Imath::half*>(target), toHalf);
-        else if (layer.type == Imf::FLOAT)
-            std::memcpy(target, &layer.image->pixels[first], rowBytes);
+            std::transform(source, source + values, reinterpret_cast<Imath::half*>(target), toHalf);
         else
-            std::memcpy(target, &layer.image->labels[first], rowBytes);
+            std::memcpy(target, source, rowBytes);
     }
 }
 
+/// The smallest part of the layers outside of which all is zero; one pixel where everything is.
+DataWindow tightWindow(const std::vector<ExrLayer>& layers, const DataWindow& window) {
+    int left = window.width, right = -1, low = window.height, high = -1;
+    const auto include = [&](const auto& values, std::size_t channels) {
+        for (std::size_t i = 0; i < values.size(); ++i) {
+            if (values[i] == 0) continue;
+            const auto pixel = static_cast<int>(i / channels);
+            left = std::min(left, pixel % window.width), right = std::max(right, pixel % window.width);
+            low = std::min(low, pixel / window.width), high = std::max(high, pixel / window.width);
+        }
+    };
+    for (const ExrLayer& layer : layers) {
+        include(layer.image->labels, 1);
+        include(layer.image->pixels, static_cast<std::size_t>(pixelFormat(layer.image->type).channels));
+    }
+    DataWindow tight = window;
+    if (right < 0) left = right = low = high = 0;
+    tight.x0 += left, tight.width = right - left + 1;
+    tight.y0 += low, tight.height = high - low + 1;
+    return tight;
+}
+
 /// Describes the converted rows, whose first stands at `origin` in the file.
-Imf::FrameBuffer frameBuffer(const std::vector<ExrLayer>& layers, const Imath::V2i& origin, int count) {
+Imf::FrameBuffer frameBuffer(const std::vector<ExrLayer>& layers, const Imath::V2i& origin, int width, int count) {
     Imf::FrameBuffer buffer;
     for (const ExrLayer& layer : layers) {
         const std::size_t pixelSize = layer.valueSize * layer.channels.size();
         for (std::size_t c = 0; c < layer.channels.size(); ++c)
-            buffer.insert(
-                layer.channels[c],
-                Imf::Slice::Make(layer.type, layer.rows.data() + c * layer.valueSize, origin, layer.image->width, count,
-                                 pixelSize, pixelSize * static_cast<std::size_t>(layer.image->width)));
+            buffer.insert(layer.channels[c],
+                          Imf::Slice::Make(layer.type, layer.rows.data() + c * layer.valueSize, origin, width, count,
+                                           pixelSize, pixelSize * static_cast<std::size_t>(width)));
     }
     return buffer;
 }
@@ -187,7 +241,8 @@ Imf::FrameBuffer frameBuffer(const std::vector<ExrLayer>& layers, const Imath::V
 
 void writeExr(WholeFile& target, const ImageFile& file, const DataWindow& window, const Metadata& metadata) {
     std::vector<ExrLayer> layers = prepareLayers(file);
-    const Imf::Header header = makeHeader(file, window, layers, metadata);
+    const DataWindow stored = file.tight ? tightWindow(layers, window) : window;
+    const Imf::Header header = makeHeader(file, stored, layers, metadata);
     const int threads = tbb::this_task_arena::max_concurrency();
     if (Imf::globalThreadCount() != threads) Imf::setGlobalThreadCount(threads);
     CheckedStream stream(file.path.c_str(), target);
@@ -195,10 +250,12 @@ void writeExr(WholeFile& target, const ImageFile& file, const DataWindow& window
 
     // Convert a band of every layer, then let the library compress the band on all threads.
     const Imath::V2i corner = header.dataWindow().min;
-    for (int top = 0; top < window.height; top += kRowsAtOnce) {
-        const int count = std::min(kRowsAtOnce, window.height - top);
-        tbb::parallel_for(std::size_t{0}, layers.size(), [&](std::size_t i) { convertRows(layers[i], top, count); });
-        output.setFrameBuffer(frameBuffer(layers, {corner.x, corner.y + top}, count));
+    const Part part{stored.x0 - window.x0, window.y0 + window.height - stored.y0 - stored.height, stored.width};
+    for (int top = 0; top < stored.height; top += kRowsAtOnce) {
+        const int count = std::min(kRowsAtOnce, stored.height - top);
+        tbb::parallel_for(std::size_t{0}, layers.size(),
+                          [&](std::size_t i) { convertRows(layers[i], part, top, count, file.colors); });
+        output.setFrameBuffer(frameBuffer(layers, {corner.x, corner.y + top}, stored.width, count));
         output.writePixels(count);
     }
 }

@@ -3,6 +3,7 @@
 
 #include "mi/codes.h"
 
+#include <array>
 #include <cstdint>
 #include <filesystem>
 #include <map>
@@ -27,6 +28,9 @@ miImg_type imageTypeByName(const std::string& name);
 
 /// The scene language's name of a data type; "?" for a number that is none.
 const char* imageTypeName(miImg_type type);
+
+/// Whether the type is one channel of alpha.
+bool isAlphaType(miImg_type type);
 
 /// The data type that a file format holds when the scene names none: rgba_h for "exr", z for "zt", rgba for most.
 /// Count for a format that cannot be written.
@@ -53,8 +57,33 @@ struct DataWindow {
     int fullWidth = 0, fullHeight = 0;
 };
 
+/// How colors come into the range of whole numbers; `clipColor` says more.
+enum class ColorClip { Rgb, Alpha, Raw };
+
+/// What the options say of colors in files. All but `premultiplied` are for 8 and 16 bits only; depths, normals and the
+/// like are not touched.
+struct ColorRules {
+    float gamma = 1;  ///< value ^ (1 / gamma)
+    ColorClip clip = ColorClip::Rgb;
+    bool desaturate = false;    ///< colors that are too bright become paler
+    bool premultiplied = true;  ///< false: colors are divided by alpha, in every file that has both
+    bool dither = false;        ///< noise of one step, in place of bands
+    std::array<float, 3> luminance = {.299f, .587f, .114f};
+};
+
+/// A layer of a file, and what it is there: of a color buffer any type of colors, else its own type.
+struct FileLayer {
+    const LayerImage* image;
+    miImg_type type;
+    std::string name;  ///< empty for the one with the plain channels
+
+    FileLayer(const LayerImage* layer) : FileLayer(layer, layer->type) {}
+    FileLayer(const LayerImage* layer, miImg_type as) : image(layer), type(as), name(layer->name) {}
+};
+
 /// Written into the file's header under its keys. In EXR files vectors of 2, 3, 9 and 16 floats become vectors and
-/// matrices (row by row). "pixelAspectRatio" (float) sets the shape of the pixels.
+/// matrices (row by row). "pixelAspectRatio" (float) sets the shape of the pixels, width by height. "incomplete" (text) marks
+/// a picture that was stopped; in formats without room for texts only the file's name tells.
 using Metadata = std::map<std::string, std::variant<std::string, int, float, std::vector<float>>>;
 
 /// One image file with the layers that go into it.
@@ -64,8 +93,10 @@ struct ImageFile {
     std::string compression;  ///< EXR: none rle zips zip piz pxr24 b44 b44a dwaa dwab; empty = the format's
                               ///< default (EXR: piz, lossless and the fastest on noisy pictures)
     int quality = -1;         ///< 0..100 for lossy compression; -1 = the format's default
-    float gamma = 1;          ///< for colors in 8- and 16-bit files: value ^ (1 / gamma)
-    std::vector<const LayerImage*> layers;
+    float density = 0;        ///< pixels per inch of width; 0 = none
+    bool tight = false;       ///< EXR: the data window ends where the last pixels are that hold anything
+    ColorRules colors;
+    std::vector<FileLayer> layers;
 };
 
 /// Writes the file, which takes its name when it is whole. Returns an empty string, or why it failed. Throws nothing.
@@ -79,7 +110,7 @@ struct ImageFile {
 ///
 /// Other formats hold the first layer only and warn about the rest. They hold the full image, black outside the
 /// data window. Labels fit into exr, tif and tt only. Formats whose alpha is straight (png, tga, webp) get colors
-/// divided by alpha. In 8- and 16-bit files normals are mapped from -1..1 to 0..1, all else is clamped to 0..1. The
+/// divided by alpha. In 8- and 16-bit files normals are mapped from -1..1 to 0..1, all else is brought to 0..1. The
 /// format "null" writes nothing.
 std::string writeImageFile(const ImageFile& file, const DataWindow& window, const Metadata& metadata);
 

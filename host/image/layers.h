@@ -10,6 +10,7 @@
 namespace lumorender {
 
 class WholeFile;
+struct FileFormat;
 
 inline std::size_t pixelCount(const LayerImage& layer) {
     return static_cast<std::size_t>(layer.width) * static_cast<std::size_t>(layer.height);
@@ -26,18 +27,15 @@ std::string reasonOfFailure(const std::function<void()>& write) noexcept;
 
 /// The writers proper. They throw where they fail. The layers are checked.
 void writeExr(WholeFile& target, const ImageFile& file, const DataWindow& window, const Metadata& metadata);
-void writeNative(WholeFile& target, const std::string& format, const LayerImage& layer, const DataWindow& window);
-void writeCommon(WholeFile& target, const std::string& format, const ImageFile& file, const DataWindow& window,
+void writePic(WholeFile& target, const ImageFile& file, const DataWindow& window, const Metadata& metadata);
+void writeNative(WholeFile& target, const FileFormat& format, const ImageFile& file, const DataWindow& window);
+void writeCommon(WholeFile& target, const FileFormat& format, const ImageFile& file, const DataWindow& window,
                  const Metadata& metadata);
 
-/// Whether writeNative or writeCommon know the format.
-bool isNativeFormat(const std::string& format);
-bool isCommonFormat(const std::string& format);
+/// The labels of the full image, 0 outside the data window.
+std::vector<std::uint32_t> fullLabels(const LayerImage& layer, const DataWindow& window, bool fromTop);
 
-/// The full image of a layer's pixels, its own or those for screens, with `channels` floats per pixel, rows from the
-/// top or the bottom, black outside the data window. A single value is spread over the colors, a missing alpha is 1
-/// inside the window.
-std::vector<float> fullImage(miImg_type type, const std::vector<float>& pixels, const DataWindow& window, int channels,
-                             bool fromTop);
+/// Width of a pixel by its height.
+float pixelShape(const Metadata& metadata);
 
 }  // namespace lumorender

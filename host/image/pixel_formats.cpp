@@ -73,6 +73,16 @@ const char* imageTypeName(miImg_type type) {
     return known ? known->name : "?";
 }
 
+bool isAlphaType(miImg_type type) {
+    return type == miIMG_TYPE_A || type == miIMG_TYPE_A_16 || type == miIMG_TYPE_A_FP || type == miIMG_TYPE_A_H;
+}
+
+float pixelShape(const Metadata& metadata) {
+    const auto found = metadata.find("pixelAspectRatio");
+    const float* shape = found == metadata.end() ? nullptr : std::get_if<float>(&found->second);
+    return shape ? *shape : 1.0f;
+}
+
 std::vector<std::string> channelNames(const std::string& layerName, miImg_type type) {
     const TypeFacts* known = facts(type);
     if (!known) return {};

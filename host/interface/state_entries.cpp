@@ -16,12 +16,14 @@ SampleValue* sampleValue(ThreadContext& context, int buffer) {
     return &context.values[static_cast<std::size_t>(buffer)];
 }
 
-/// Moves a buffer's record: a color, a vector, or one word. Copies of a known size are a few instructions each.
-void copyRecord(const ThreadContext& context, int buffer, void* to, const void* from) {
+/// Moves a buffer's record: a color, a vector, or one word. Copies of a known size are a few instructions each. False
+/// where numbers of buffers leave this one out.
+miBoolean copyRecord(const ThreadContext& context, int buffer, void* to, const void* from) {
     switch (context.scene->buffers->words[static_cast<std::size_t>(buffer)]) {
-        case 4: std::memcpy(to, from, 16); break;
-        case 3: std::memcpy(to, from, 12); break;
-        default: std::memcpy(to, from, 4);
+        case 4: std::memcpy(to, from, 16); return miTRUE;
+        case 3: std::memcpy(to, from, 12); return miTRUE;
+        case 1: std::memcpy(to, from, 4); return miTRUE;
+        default: return miFALSE;
     }
 }
 
@@ -50,16 +52,14 @@ miBoolean mi_fb_put(miState* state, int buffer, void* data) {
     if (!value || !data) return miFALSE;
     // What final gathering meets on its way is no part of the picture, whatever its shaders write.
     if (context.gather.depth > 0) return miTRUE;
-    copyRecord(context, buffer, value->words, data);
-    return miTRUE;
+    return copyRecord(context, buffer, value->words, data);
 }
 
 miBoolean mi_fb_get(miState* state, int buffer, void* data) {
     ThreadContext& context = contextOf(state);
     const SampleValue* value = sampleValue(context, buffer);
     if (!value || !data) return miFALSE;
-    copyRecord(context, buffer, data, value->words);
-    return miTRUE;
+    return copyRecord(context, buffer, data, value->words);
 }
 
 }  // extern "C"

@@ -1,5 +1,6 @@
 #include "render/frame_buffers.h"
 
+#include "image/pixel_encoding.h"
 #include "tracing/spaces.h"
 
 #include <sys/mman.h>
@@ -15,51 +16,6 @@ namespace {
 
 /// Where a float's exponent lies in its word.
 constexpr std::uint32_t kExponent = 0x7f800000, kExponentStep = 0x00800000, kHighestBit = 0x80000000;
-
-bool isColorRecord(miImg_type type) {
-    const PixelFormat format = pixelFormat(type);
-    return format.color && format.channels >= 3;
-}
-
-AutomaticValue automaticFor(const FrameBufferDescription& buffer) {
-    if (buffer.user) return AutomaticValue::None;
-    switch (buffer.datatype) {
-        case miIMG_TYPE_Z: return AutomaticValue::Depth;
-        case miIMG_TYPE_N: return AutomaticValue::Normal;
-        case miIMG_TYPE_M: return AutomaticValue::Motion;
-        case miIMG_TYPE_TAG: return AutomaticValue::Label;
-        case miIMG_TYPE_COVERAGE: return AutomaticValue::Coverage;
-        default: return AutomaticValue::None;
-    }
-}
-
-BufferSlot makeSlot(const FrameBufferDescription& description, int shaderIndex) {
-    return {description, pixelFormat(description.datatype), automaticFor(description), shaderIndex};
-}
-
-int recordWords(const BufferSlot& slot) {
-    if (slot.format.integer) return 1;
-    if (isColorRecord(slot.description.datatype)) return 4;
-    return slot.format.channels == 1 ? 1 : 3;
-}
-
-/// A buffer for every kind of data that an `output "type" "format" "file"` statement asks for.
-void addOutputBuffers(BufferLayout& layout, const CameraDetail& camera) {
-    for (const OutputFile& output : camera.files) {
-        std::string type = output.type;
-        if (!type.empty() && (type[0] == '+' || type[0] == '-')) type.erase(0, 1);
-        const miImg_type datatype = imageTypeByName(type);
-        if (datatype == miIMG_TYPE_COUNT || isColorRecord(datatype)) continue;
-        const bool known = std::any_of(layout.slots.begin(), layout.slots.end(),
-                                       [&](const BufferSlot& slot) { return slot.description.name == type; });
-        if (known) continue;
-        FrameBufferDescription description;
-        description.name = type;
-        description.datatype = datatype;
-        description.filtering = output.type[0] == '+';
-        layout.slots.push_back(makeSlot(description, -1));
-    }
-}
 
 SampleValue automaticValue(AutomaticValue kind, const miState& state) {
     SampleValue value;
@@ -89,15 +45,17 @@ SampleValue automaticValue(AutomaticValue kind, const miState& state) {
 /// The picture, as far as it is colors that are filtered.
 bool isShown(const BufferLayout& layout, std::size_t slot) {
     const BufferSlot& it = layout.slots[slot];
-    return static_cast<int>(slot) == layout.primary && it.shaderIndex == 0 && it.format.color && !it.format.integer &&
+    return static_cast<int>(slot) == layout.primary && it.takesResult && it.format.color && !it.format.integer &&
            it.description.filtering;
 }
 
-void endAtWhite(SampleValue& value) {
+/// What is not finite stays so, and is left out with its sample.
+void endAtWhite(SampleValue& value, const ColorRules& rules) {
     float channels[4];
     std::memcpy(channels, value.words, sizeof channels);
-    for (float& channel : channels)
-        if (channel > 1 && std::isfinite(channel)) channel = 1;
+    for (const float channel : channels)
+        if (!std::isfinite(channel)) return;
+    clipColor(channels, rules);
     std::memcpy(value.words, channels, sizeof channels);
 }
 
@@ -107,38 +65,16 @@ bool untouched(const SampleValue& value) {
 
 }  // namespace
 
-BufferLayout makeBufferLayout(const FrameBufferSet* set, const CameraDetail* camera) {
-    BufferLayout layout;
-    const int primary = set ? set->primaryPosition() : -1;
-    int next = 1;
-    if (set)
-        for (std::size_t i = 0; i < set->buffers.size(); ++i) {
-            const bool isPrimary = static_cast<int>(i) == primary;
-            if (isPrimary) layout.primary = static_cast<int>(layout.slots.size());
-            layout.slots.push_back(makeSlot(set->buffers[i], isPrimary ? 0 : next++));
-        }
-    if (primary < 0) {
-        FrameBufferDescription description;
-        description.datatype = miIMG_TYPE_RGBA_FP;
-        layout.primary = static_cast<int>(layout.slots.size());
-        layout.slots.push_back(makeSlot(description, 0));
-    }
-    layout.words.assign(static_cast<std::size_t>(next), 4);
-    for (const BufferSlot& slot : layout.slots)
-        if (slot.shaderIndex > 0) layout.words[static_cast<std::size_t>(slot.shaderIndex)] = recordWords(slot);
-    if (camera) addOutputBuffers(layout, *camera);
-    return layout;
-}
-
-TileBuffers::TileBuffers(const BufferLayout& layout) {
+TileBuffers::TileBuffers(const BufferLayout& layout) : colors_(layout.colors) {
     for (std::size_t i = 0; i < layout.slots.size(); ++i) {
         const BufferSlot& slot = layout.slots[i];
         const PixelFormat& format = slot.format;
         const bool filtered = slot.description.filtering && !format.integer;
-        Plane& plane = planes_.emplace_back(Plane{slot.shaderIndex, format.integer ? 1 : format.channels, filtered,
-                                                  format.integer, format.channels == 1, slot.automatic});
+        Plane& plane =
+            planes_.emplace_back(Plane{slot.shaderIndex, format.integer ? 1 : format.channels, filtered, format.integer,
+                                       format.channels == 1, slot.takesResult, slot.automatic});
         plane.image = i;
-        plane.sumsValues = filtered && slot.shaderIndex > 0 && slot.automatic == AutomaticValue::None;
+        plane.sumsValues = filtered && isPut(plane) && slot.automatic == AutomaticValue::None;
         if (format.color) std::fill_n(plane.exponents, format.channels, kExponent);
     }
     if (isShown(layout, static_cast<std::size_t>(layout.primary))) {
@@ -174,19 +110,20 @@ void TileBuffers::add(const miColor& result, const miState& state, const std::ve
         }
         if (!plane.filtered && !stands) continue;
         const SampleValue* value = &primary;
-        if (plane.shaderIndex > 0) {
+        if (isPut(plane)) {
             value = &values[static_cast<std::size_t>(plane.shaderIndex)];
         } else {
             // The result as the buffer's channels: colors as they are, one channel as alpha.
-            const bool isResult = plane.shaderIndex == 0;
-            const miColor color = !isResult ? miColor{} : plane.alphaOnly ? miColor{result.a, 0, 0, 0} : result;
+            const miColor color = !plane.takesResult ? miColor{}
+                                  : plane.alphaOnly  ? miColor{result.a, 0, 0, 0}
+                                                     : result;
             std::memcpy(primary.words, &color, sizeof color);
         }
         if (plane.automatic != AutomaticValue::None && untouched(*value)) {
             primary = automaticValue(plane.automatic, state);
             value = &primary;
         }
-        if (plane.shown) endAtWhite(primary);
+        if (plane.shown) endAtWhite(primary, colors_);
         Sum& sum = sums_[i];
         if (plane.filtered) {
             addFiltered(plane, sum, *value);

@@ -17,18 +17,36 @@ struct BufferSlot {
     FrameBufferDescription description;
     PixelFormat format;
     AutomaticValue automatic = AutomaticValue::None;
-    int shaderIndex = 0;  ///< 0 = the primary color: takes the sample's result
+    int shaderIndex = 0;       ///< by which shaders put values; -1 = none
+    bool takesResult = false;  ///< the sample's result, and nothing that shaders put
 };
 
-/// The buffers of a render. Shader index 0 is the primary color; named user buffers start at 1.
+/// What an `output` statement asks for.
+struct OutputKind {
+    miImg_type type = miIMG_TYPE_COUNT;
+    bool filtered = true;  ///< the samples of a pixel are averaged; else one of them stands
+    int number = -1;       ///< of a user frame buffer, "fb3"; -1 = none
+
+    /// Colors come of the picture's own buffer, all else has buffers of its own.
+    bool isPicture() const { return number < 0 && filtered && pixelFormat(type).color; }
+};
+OutputKind kindOf(const OutputFile& output);
+
+/// The buffers of a render. Where buffers have names shader index 0 is the primary color, and the others start at 1;
+/// without names the user buffers N of the options have the index N.
 struct BufferLayout {
     std::vector<BufferSlot> slots;
     int primary = 0;         ///< position of the primary color in slots
     std::vector<int> words;  ///< by shader index: 32-bit words that mi_fb_put and mi_fb_get move
+    ColorRules colors;       ///< how colors come into files
+
+    /// The buffer that an output statement is written from, or -1 for a user buffer that there is not.
+    int slotOf(const OutputKind& kind) const;
 };
 
-/// From the camera's named buffers and its `output` statements.
-BufferLayout makeBufferLayout(const FrameBufferSet* set, const CameraDetail* camera);
+/// From the camera's named buffers, the numbered ones of the options, and the camera's `output` statements.
+BufferLayout makeBufferLayout(const FrameBufferSet* set, const CameraDetail* camera, const OptionsDetail* options,
+                              const ColorRules& colors = {});
 
 /// The part of the image that a thread works on. A pixel's samples come one after the other, so only one pixel at a
 /// time is summed up; what is done waits in planes of the tile's size, whose rows the images take whole. Reused from
@@ -57,7 +75,7 @@ private:
     struct Plane {
         int shaderIndex;
         int channels;  ///< words per pixel; a label is one
-        bool filtered, integer, alphaOnly;
+        bool filtered, integer, alphaOnly, takesResult;
         AutomaticValue automatic;
         bool sumsValues = false;                      ///< filtered, and nothing but what shaders put
         alignas(16) std::uint32_t exponents[4] = {};  ///< bits by channel that tell whether a color is finite
@@ -72,6 +90,8 @@ private:
         float weight = 0;  ///< samples that count
     };
 
+    /// Takes what shaders put.
+    static bool isPut(const Plane& plane) { return plane.shaderIndex >= 0 && !plane.takesResult; }
     void addFiltered(const Plane& plane, Sum& sum, const SampleValue& value);
 
     std::vector<Plane> planes_;
@@ -80,6 +100,7 @@ private:
     int width_ = 0;
     int height_ = 0;
     long dropped_ = 0;
+    ColorRules colors_;
 };
 
 /// A black image of the window. `isShown`: with pixels for screens.

@@ -109,14 +109,23 @@ TileCost takeTiles(const PartHead& part, std::vector<LayerImage>& images) {
     return cost;
 }
 
-std::vector<ImageFile> filesOf(const PicturePlan& plan, const std::vector<LayerImage>& images,
-                               const RenderSettings& settings) {
-    std::vector<ImageFile> files;
-    for (const PicturePlan::File& planned : plan.files) {
-        ImageFile& file = files.emplace_back(planned.file);
-        for (const int layer : planned.layers) file.layers.push_back(&images[static_cast<std::size_t>(layer)]);
+/// The render that made the parts has looked at the names that its scene gave; the parts are the user's.
+std::vector<PlannedFile> filesOf(const PicturePlan& plan, const std::vector<LayerImage>& images,
+                                 const RenderSettings& settings) {
+    std::vector<PlannedFile> files;
+    for (const PicturePlan::File& stored : plan.files) {
+        PlannedFile& planned = files.emplace_back();
+        planned.file = stored.file;
+        planned.by = NamedBy::User;
+        planned.where = "-merge";
+        for (std::size_t i = 0; i < stored.layers.size(); ++i) {
+            FileLayer& layer = planned.file.layers.emplace_back(&images[static_cast<std::size_t>(stored.layers[i])],
+                                                                static_cast<miImg_type>(stored.types[i]));
+            layer.name = stored.names[i];
+        }
     }
-    if (!settings.fileName.empty() && !files.empty()) files.front().path = settings.fileName;
+    if (!settings.fileName.empty() && !files.empty()) files.front().file.path = settings.fileName;
+    if (plan.previews || settings.previews) addPreviews(files, images, plan.primary);
     return files;
 }
 
@@ -146,8 +155,8 @@ bool merge(const std::vector<fs::path>& names, const RenderSettings& settings) {
     requireMemory(plan);
     for (const PicturePlan::Layer& layer : plan.layers)
         images.push_back(makeImage(layer.name, layer.type, layer.isShown, plan.window));
-    const std::vector<ImageFile> files = filesOf(plan, images, settings);
-    if (!checkFolders(files)) return false;
+    const std::vector<PlannedFile> files = filesOf(plan, images, settings);
+    if (!checkFiles(files, {}, plan.window)) return false;
     double seconds = 0;
     std::uint64_t dropped = 0;
     for (const PartHead& part : parts) {
@@ -158,7 +167,7 @@ bool merge(const std::vector<fs::path>& names, const RenderSettings& settings) {
     if (dropped > 0) warning("RC", "{} color samples were not finite and were left out", dropped);
     Metadata metadata = plan.metadata;
     metadata["renderSeconds"] = static_cast<float>(seconds);
-    return writePicture(files, images, plan.primary, plan.window, metadata, plan.previews || settings.previews) && good;
+    return writeFiles(files, {}, plan.window, metadata) && good;
 }
 
 }  // namespace

@@ -50,18 +50,23 @@ void addPicture(Identity& identity, const RenderScene& scene, const DataWindow& 
     }
 }
 
-PicturePlan planOf(const std::vector<LayerImage>& images, const std::vector<ImageFile>& files, int primary,
+PicturePlan planOf(const std::vector<LayerImage>& images, const std::vector<PlannedFile>& files, int primary,
                    const DataWindow& window, int tileSize) {
     PicturePlan plan;
     plan.window = window;
     plan.tileSize = tileSize;
     plan.primary = primary;
     for (const LayerImage& image : images) plan.layers.push_back({image.name, image.type, !image.shown.empty()});
-    for (const ImageFile& file : files) {
+    for (const PlannedFile& each : files) {
+        if (each.isPreview) continue;
         PicturePlan::File& planned = plan.files.emplace_back();
-        planned.file = file;
+        planned.file = each.file;
         planned.file.layers.clear();
-        for (const LayerImage* layer : file.layers) planned.layers.push_back(static_cast<int>(layer - images.data()));
+        for (const FileLayer& layer : each.file.layers) {
+            planned.layers.push_back(static_cast<int>(layer.image - images.data()));
+            planned.types.push_back(layer.type);
+            planned.names.push_back(layer.name);
+        }
     }
     return plan;
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "image/image.h"
+#include "render/output_plan.h"
 #include "saving/identity.h"
 #include "saving/picture_plan.h"
 #include "tracing/context.h"
@@ -16,7 +17,7 @@ namespace lumorender {
 void addPicture(Identity& identity, const RenderScene& scene, const DataWindow& window, int tileSize);
 
 /// Everything but shares, previews and metadata.
-PicturePlan planOf(const std::vector<LayerImage>& images, const std::vector<ImageFile>& files, int primary,
+PicturePlan planOf(const std::vector<LayerImage>& images, const std::vector<PlannedFile>& files, int primary,
                    const DataWindow& window, int tileSize);
 
 }  // namespace lumorender

@@ -21,6 +21,7 @@
 #include "support/abort.h"
 #include "saving/digest.h"
 #include "support/messages.h"
+#include "support/whole_file.h"
 #include "support/version.h"
 
 #include "shader.h"
@@ -28,6 +29,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cmath>
 
 namespace lumorender {
 
@@ -51,8 +53,7 @@ public:
     bool run(miTag rootGroup, miTag cameraInstance, miTag options) {
         findElements(rootGroup, cameraInstance, options);
         checkOptions();
-        planPicture();
-        if (!checkFolders(files_)) return false;
+        if (!prepareOutput()) return false;
         if (openSaved()) return takeFinished();
         buildScene();
         findShaders();
@@ -107,14 +108,68 @@ private:
                  std::max(options_->max_samples, 0));
     }
 
-    /// The buffers, and the files that they go to.
-    void planPicture() {
-        scene_.buffers = std::make_shared<BufferLayout>(makeBufferLayout(
-            database_.detail<FrameBufferSet>(camera_->buffertag), database_.detail<CameraDetail>(cameraTag_)));
+    /// Before anything that takes long: whether what it is for can be kept at all.
+    bool prepareOutput() {
+        const auto* camera = database_.detail<CameraDetail>(cameraTag_);
+        const auto* options = database_.detail<OptionsDetail>(scene_.optionsTag);
+        scene_.buffers = std::make_shared<BufferLayout>(
+            makeBufferLayout(database_.detail<FrameBufferSet>(camera_->buffertag), camera, options, colorRules()));
         window_ = dataWindow();
         images_ = makeImages(*scene_.buffers, window_);
-        files_ = planFiles(*scene_.buffers, database_.detail<CameraDetail>(cameraTag_), images_,
-                           {settings_.fileName, settings_.fileType, settings_.fileDirectory, options_->gamma});
+        rules_ = outputRules();
+        if (isPointsOnly()) return checkPointFile();
+        const OutputSettings settings{settings_.fileName, settings_.fileType, camera_->frame, settings_.previews,
+                                      rules_};
+        const OutputHistory none;
+        output_ = planFiles(*scene_.buffers, camera, images_, settings, settings_.history ? *settings_.history : none);
+        const bool good = checkFiles(output_.files, rules_, window_);
+        if (!checkPointFile() || !good || !output_.complete) return false;
+        if (settings_.history)
+            for (const PlannedFile& planned : output_.files)
+                settings_.history->emplace(resolvedPath(planned.file.path), where_);
+        return true;
+    }
+
+    ColorRules colorRules() const {
+        ColorRules rules;
+        rules.gamma = options_->gamma;
+        rules.clip = static_cast<ColorClip>(options_->colorclip);
+        rules.desaturate = options_->desaturate;
+        rules.premultiplied = !options_->nopremult;
+        rules.dither = options_->dither;
+        const miColor& weight = options_->luminance_weight;
+        if (weight.r != 0 || weight.g != 0 || weight.b != 0) rules.luminance = {weight.r, weight.g, weight.b};
+        return rules;
+    }
+
+    OutputRules outputRules() const {
+        OutputRules rules{settings_.fileDirectory, settings_.allowPaths, {}};
+        for (const std::filesystem::path& file : settings_.sceneFiles) rules.ownFiles.insert(resolvedPath(file));
+        for (miTag tag = 1; tag < database_.end(); ++tag)
+            if (const auto* texture = database_.detail<TextureDetail>(tag); texture && !texture->file.empty())
+                rules.ownFiles.insert(resolvedPath(texture->file));
+        return rules;
+    }
+
+    /// The first file of points is written, unless they are only used.
+    bool checkPointFile() const {
+        const GatherFiles files = gatherFiles();
+        if (!options_->finalgather || files.names.empty() || files.rebuild == GatherFiles::Rebuild::Freeze) return true;
+        const std::filesystem::path& name = files.names.front();
+        std::string problem = objectionToPoints(name, rules_);
+        if (problem.empty()) problem = problemOfTarget(name);
+        if (!problem.empty())
+            error("IMG", "options \"{}\": cannot write final gather file \"{}\": {}", database_.name(scene_.optionsTag),
+                  name.string(), problem);
+        return problem.empty();
+    }
+
+    GatherFiles gatherFiles() const {
+        GatherFiles files;
+        files.rebuild = static_cast<GatherFiles::Rebuild>(options_->finalgather_rebuild);
+        if (const auto* detail = database_.detail<OptionsDetail>(scene_.optionsTag))
+            for (const std::string& name : detail->gatherFiles) files.names.push_back(rules_.located(name));
+        return files;
     }
 
     void buildScene() {
@@ -254,10 +309,7 @@ private:
         const auto gather =
             std::make_shared<FinalGather>(scene_, database_.detail<StringOptions>(options_->string_options));
         scene_.gather = gather;
-        GatherFiles files;
-        files.rebuild = static_cast<GatherFiles::Rebuild>(options_->finalgather_rebuild);
-        if (const auto* detail = database_.detail<OptionsDetail>(scene_.optionsTag))
-            for (const std::string& name : detail->gatherFiles) files.names.push_back(settings_.fileDirectory / name);
+        GatherFiles files = gatherFiles();
         files.isWritten = share().number <= 1;  // shares make the same points: one of them keeps them
         const bool good = prepareFinalGather(scene_, *gather, window_, files, saved_.points, threads);
         notePoints();
@@ -271,8 +323,8 @@ private:
         if (scene_.occlusionCache) digest = digestOf(std::as_bytes(scene_.occlusionCache->points.all()), digest);
         if (scene_.gather) digest = digestOf(std::as_bytes(scene_.gather->points.all()), digest);
         saved_.keepPointsDigest(digest);
-        plan_.metadata = metadata(0);
-        saved_.keepPlan(plan_);
+        work_.metadata = metadata(0);
+        saved_.keepPlan(work_);
     }
 
     Share share() const { return settings_.saving.share.value_or(Share{}); }
@@ -285,20 +337,21 @@ private:
         if (!saving.share && saving.checkpoint.empty()) return false;
         if (saving.share && isPointsOnly())
             throw Failure("final gathering makes points only, and no picture that could be shared out");
-        if (saving.share && files_.empty())
+        if (saving.share && output_.files.empty())
             throw Failure("the camera names no file after which the part could be named; expected -o NAME");
         if (saving.share && !saving.checkpoint.empty())
             warning("SAVE", "-checkpoint has no effect beside -tiles: the file of the share is its checkpoint");
         Identity identity = saving.inputs();
         const int tileSize = tileSizeToUse(settings_.tiles.tileSize);
         addPicture(identity, scene_, window_, tileSize);
-        plan_ = planOf(images_, files_, scene_.buffers->primary, window_, tileSize);
-        plan_.share = share();
-        plan_.previews = settings_.previews;
-        if (!saving.share) return saved_.openCheckpoint(saving.checkpoint, identity, plan_, images_);
-        const bool isDone = saved_.openPart(partName(files_.front().path, share()), identity, plan_, images_);
+        work_ = planOf(images_, output_.files, scene_.buffers->primary, window_, tileSize);
+        work_.share = share();
+        work_.previews = settings_.previews;
+        if (!saving.share) return saved_.openCheckpoint(saving.checkpoint, identity, work_, images_);
+        const bool isDone =
+            saved_.openPart(partName(output_.files.front().file.path, share()), identity, work_, images_);
         if (!isDone && !share().isPointsOnly())
-            saved_.takePoints(partName(files_.front().path, {0, share().count}), identity);
+            saved_.takePoints(partName(output_.files.front().file.path, {0, share().count}), identity);
         return isDone;
     }
 
@@ -348,7 +401,6 @@ private:
              cost.eyeRays, cost.secondaryRays, cost.shaderCalls, seconds, rays / seconds / 1e6);
         if (cost.droppedSamples > 0)
             warning("RC", "{} color samples were not finite and were left out", cost.droppedSamples);
-        if (!counts.complete) warning("RC", "the render was stopped; what was finished is written");
         if (!counts.complete && saved_.keeps())
             warning("SAVE", "the same command goes on from \"{}\"", saved_.path().string());
     }
@@ -360,18 +412,39 @@ private:
                 {"camera", std::string(database_.name(cameraTag_))},
                 {"frame", camera_->frame},
                 {"worldToCamera", std::vector<float>(toCamera, toCamera + 16)},
+                {"pixelAspectRatio", pixelShape()},
                 {"renderSeconds", static_cast<float>(seconds)}};
     }
 
+    /// Width by height of a pixel. Aspects are mostly written with a few digits: what is almost square is meant to be.
+    float pixelShape() const {
+        constexpr float kAlmost = 5e-4f;
+        const float shape =
+            camera_->aspect * static_cast<float>(camera_->y_resolution) / static_cast<float>(camera_->x_resolution);
+        return std::isfinite(shape) && shape > 0 && std::abs(shape - 1) > kAlmost ? shape : 1.0f;
+    }
+
+    /// A picture that was stopped is not the one that was asked for: it takes the place of none, and where there is
+    /// nothing of it there is nothing to keep.
     bool write(const RenderCounts& counts) {
-        return writePicture(files_, images_, scene_.buffers->primary, window_, metadata(counts.cost.seconds),
-                            settings_.previews);
+        if (!counts.complete && counts.done == 0) {
+            warning("RC", "the render was stopped before its first tile was done; no picture is written");
+            return false;
+        }
+        Metadata texts = metadata(counts.cost.seconds);
+        if (!counts.complete) {
+            const double percent = 100 * counts.done;
+            warning("RC", "the render was stopped; {:.1f} % of the picture are written beside it, as \"incomplete\"",
+                    percent);
+            texts["incomplete"] = fmt::format("incomplete: stopped after {:.1f} % of the picture", percent);
+        }
+        return writeFiles(output_.files, rules_, window_, texts);
     }
 
     std::vector<std::filesystem::path> writtenPaths() const {
         std::vector<std::filesystem::path> paths;
-        if (isPointsOnly()) return paths;
-        for (const ImageFile& file : files_) paths.push_back(file.path);
+        for (const PlannedFile& planned : output_.files)
+            if (!planned.isPreview) paths.push_back(planned.file.path);
         return paths;
     }
 
@@ -387,8 +460,9 @@ private:
     bool sceneIsWhole_ = true;  ///< false where broken elements had to be left out
     DataWindow window_;
     std::vector<LayerImage> images_;
-    std::vector<ImageFile> files_;
-    PicturePlan plan_;
+    OutputRules rules_;
+    OutputPlan output_;
+    PicturePlan work_;
     SavedRender saved_;
     ShaderTable shaders_;
 };

@@ -129,6 +129,7 @@ RenderCounts renderTiles(const RenderScene& scene, const DataWindow& window, con
     if (failure) std::rethrow_exception(failure);
     counts.cost.seconds = elapsed();
     counts.complete = progress.done == progress.total;
+    counts.done = static_cast<double>(progress.done) / progress.total;
     return counts;
 }
 

@@ -26,6 +26,7 @@ struct RenderProgress {
 struct RenderCounts {
     TileCost cost;         ///< of all tiles, in former runs of the render too
     bool complete = true;  ///< false when the render was stopped
+    double done = 1;       ///< part of the picture
 };
 
 /// The edge of tiles that a setting asks for.

@@ -25,7 +25,23 @@ struct Get {
 /// A new member of ImageFile that decides how a file is written belongs in here, too.
 template <class Visit, class File>
 void visitFile(Visit&& visit, File& file) {
-    visit(file.format, file.compression, file.quality, file.gamma);
+    visit(file.format, file.compression, file.quality, file.density, file.colors.gamma, file.colors.luminance);
+}
+
+/// Members of few values, as one number.
+int switchesOf(const ImageFile& file) {
+    const ColorRules& colors = file.colors;
+    return file.tight + 2 * colors.desaturate + 4 * colors.premultiplied + 8 * colors.dither +
+           16 * static_cast<int>(colors.clip);
+}
+
+void setSwitches(int switches, ImageFile& file) {
+    ColorRules& colors = file.colors;
+    file.tight = (switches & 1) != 0;
+    colors.desaturate = (switches & 2) != 0;
+    colors.premultiplied = (switches & 4) != 0;
+    colors.dither = (switches & 8) != 0;
+    colors.clip = static_cast<ColorClip>((switches >> 4) % 3);
 }
 
 void put(ByteWriter& out, const Metadata& metadata) {
@@ -77,6 +93,10 @@ void check(const PicturePlan& plan) {
     require(isLayer(plan.primary));
     for (const PicturePlan::File& file : plan.files)
         for (const int layer : file.layers) require(isLayer(layer));
+    for (const PicturePlan::File& file : plan.files)
+        require(file.types.size() == file.layers.size() && file.names.size() == file.layers.size());
+    for (const PicturePlan::File& file : plan.files)
+        for (const int type : file.types) imageType(type);
 }
 
 }  // namespace
@@ -90,7 +110,10 @@ std::vector<std::byte> PicturePlan::bytes() const {
     for (const File& each : files) {
         out.put(each.file.path.string());
         visitFile(Put{out}, each.file);
+        out.put(switchesOf(each.file));
         out.put(each.layers);
+        out.put(each.types);
+        out.put(each.names);
     }
     put(out, metadata);
     return std::move(out.bytes);
@@ -111,7 +134,10 @@ PicturePlan PicturePlan::fromBytes(std::span<const std::byte> bytes) {
     for (File& each : plan.files) {
         each.file.path = in.take<std::string>();
         visitFile(Get{in}, each.file);
+        setSwitches(in.take<int>(), each.file);
         in.get(each.layers);
+        in.get(each.types);
+        in.get(each.names);
     }
     get(in, plan.metadata);
     check(plan);

@@ -20,6 +20,8 @@ struct PicturePlan {
     struct File {
         ImageFile file;
         std::vector<int> layers;
+        std::vector<int> types;  ///< of the layers in this file
+        std::vector<std::string> names;
     };
 
     Share share;

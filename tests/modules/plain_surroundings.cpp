@@ -57,6 +57,16 @@ TEST_SHADER(plain_environment, Environment) {
     return miTRUE;
 }
 
+/// Another color in every pixel, none like its neighbours.
+TEST_SHADER(plain_noise, void) {
+    const auto noise = [&](float seed) {
+        const float wave = std::sin(state->raster_x * 12.9898F + state->raster_y * 78.233F + seed) * 43758.547F;
+        return wave - std::floor(wave);
+    };
+    *result = {noise(0), noise(1), noise(2), 1};
+    return miTRUE;
+}
+
 struct Fog {
     miColor color;
     miScalar density;

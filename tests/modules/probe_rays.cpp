@@ -4,7 +4,9 @@
 #include "mi/options.h"
 #include "mi_shader_if.h"
 
+#include <atomic>
 #include <cmath>
+#include <csignal>
 #include <cstdint>
 #include <cstring>
 #include <limits>
@@ -85,6 +87,30 @@ static void checkBuffer(miState* state, const char* name, Value value) {
     HOLDS(mi_fb_get(state, index, &held) && std::memcmp(&held, &zero, sizeof zero) == 0);
     HOLDS(mi_fb_put(state, index, &value));
     HOLDS(mi_fb_get(state, index, &held) && std::memcmp(&held, &value, sizeof value) == 0);
+}
+
+/// Buffers of old scenes have numbers, "frame buffer 0" and "frame buffer 2".
+TEST_SHADER(probe_numbered, void) {
+    const miColor color = {.25F, .5F, 1, .75F};
+    miColor held = {};
+    miScalar number = 7;
+    HOLDS(mi_fb_put(state, 0, const_cast<miColor*>(&color)) && mi_fb_get(state, 0, &held) && held.b == 1);
+    HOLDS(mi_fb_put(state, 2, &number) && !mi_fb_put(state, 1, &held) && !mi_fb_put(state, 3, &held));
+    *result = {0, 0, 0, 1};
+    return miTRUE;
+}
+
+struct Interrupt {
+    miScalar below;
+    miColor color;
+};
+
+/// Stops the program as a user does, in rows below this one.
+TEST_SHADER(probe_interrupt, Interrupt) {
+    static std::atomic_flag done;
+    if (state->raster_y < VALUE(below) && !done.test_and_set()) std::raise(SIGINT);
+    *result = VALUE(color);
+    return miTRUE;
 }
 
 TEST_SHADER(probe_buffers, void) {

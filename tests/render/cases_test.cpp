@@ -238,6 +238,8 @@ private:
             if (!exists(name)) throw std::runtime_error("is not there");
             if (!description.empty() && description != Picture(path(name)).description())
                 fail(line.number, part, Picture(path(name)).description());
+        } else if (word == "stored") {
+            expectStored(line, part);
         } else if (word == "same" || word == "expect" || word == "at" || word == "mean" || word == "every") {
             if (!picture_) throw std::runtime_error("no picture");
             if (word == "same") {
@@ -249,6 +251,14 @@ private:
         } else if (word != "passes" && word != "arguments" && word != "exit" && word != "warnings") {
             throw std::runtime_error("unknown: " + word);
         }
+    }
+
+    /// "NAME x y: type values", a pixel of any image file; or "NAME attribute: value" of its header.
+    void expectStored(const Line& line, const Part& part) const {
+        std::string wanted = line.rest.substr(line.rest.find(':') + 1),
+                    place = line.rest.substr(0, line.rest.find(':'));
+        const std::string name = take(place), found = storedIn(path(name), place);
+        if (wanted != " " + found) fail(line.number, part, name + ":" + found);
     }
 
     /// Of the numbers that the pattern's parentheses find in what the program said.

@@ -6,6 +6,7 @@
 #include <OpenEXR/ImfFrameBuffer.h>
 #include <OpenEXR/ImfHeader.h>
 #include <OpenEXR/ImfInputFile.h>
+#include <OpenImageIO/imageio.h>
 
 #include <fcntl.h>
 #include <fmt/format.h>
@@ -137,6 +138,40 @@ std::string Picture::description() const {
                    : channel.format == Format::Integer ? " integer"
                                                        : "");
     return result;
+}
+
+std::string storedIn(const std::filesystem::path& file, const std::string& place) {
+    // Threads that it starts here would be missing in forks.
+    OIIO::attribute("threads", 1);
+    OIIO::attribute("exr_threads", -1);
+    OIIO::ImageSpec asStored;
+    asStored.attribute("oiio:UnassociatedAlpha", 1);
+    const auto input = OIIO::ImageInput::open(file.string(), &asStored);
+    if (!input) return "no image";
+    const OIIO::ImageSpec& spec = input->spec();
+    std::size_t x = 0, y = 0;
+    if (std::sscanf(place.c_str(), "%zu %zu", &x, &y) != 2) {
+        const auto* attribute = spec.find_attribute(place);
+        return attribute ? attribute->get_string() : "none";
+    }
+    const auto channels = static_cast<std::size_t>(spec.nchannels);
+    const auto at =
+        ((static_cast<std::size_t>(spec.height) - 1 - y) * static_cast<std::size_t>(spec.width) + x) * channels;
+    std::string found = spec.format.c_str();
+    const auto read = [&](auto value, OIIO::TypeDesc type) {
+        std::vector<decltype(value)> pixels(spec.image_pixels() * channels);
+        if (!input->read_image(0, 0, 0, spec.nchannels, type, pixels.data())) found = "unreadable";
+        for (std::size_t c = 0; c < channels; ++c) found += fmt::format(" {:.5g}", static_cast<double>(pixels[at + c]));
+    };
+    if (spec.format.is_floating_point())
+        read(0.0F, OIIO::TypeFloat);
+    else if (spec.format.basesize() == 1)
+        read(std::uint8_t(), OIIO::TypeUInt8);
+    else if (spec.format.basesize() == 2)
+        read(std::uint16_t(), OIIO::TypeUInt16);
+    else
+        read(std::uint32_t(), OIIO::TypeUInt32);
+    return found;
 }
 
 std::string contentOf(const std::filesystem::path& file) {

@@ -58,6 +58,10 @@ struct Outcome {
     bool says(const std::string& text) const { return messages.find(text) != std::string::npos; }
 };
 
+/// What another reader finds in an image file, colors not multiplied by a straight alpha: the type and the values of the
+/// pixel that `place` names, "x y" from the lower left, or the attribute of that name.
+std::string storedIn(const std::filesystem::path& file, const std::string& place);
+
 std::string contentOf(const std::filesystem::path& file);
 
 /// Number of times that a text occurs.

@@ -32,7 +32,6 @@ TEST_F(Points, AreKeptInFiles) {
         {kept, "off", " points, 0 rays"},
         {kept.substr(0, kept.size() - 7), "off", "expected"},
         {flipped, "off", "is damaged"},
-        {"some text", "off", "is no file of final gather points"},
         {"", "off", "is no file of final gather points"}};
     for (const auto& [bytes, rebuild, message] : cases) {
         write("kept.points", bytes);

@@ -219,7 +219,7 @@ TEST_F(SavedWork, PartsThatDoNotFitTogetherAreTold) {
 
 TEST_F(SavedWork, SharesThatSawOtherPointsAreTold) {
     const auto text = [](const std::string& rebuild) {
-        return "$include <Crowd.mi>\nincremental options \"opt\" finalgather accuracy 16 finalgather file \"kept\" "
+        return "$include <Crowd.mi>\nincremental options \"opt\" finalgather accuracy 16 finalgather file \"kept.fg\" "
                "finalgather rebuild " +
                rebuild + " end options\nrender \"world\" \"cam_i\" \"opt\"\n";
     };
@@ -296,17 +296,17 @@ TEST_F(SavedWork, EveryRenderCommandHasACheckpoint) {
 
 TEST_F(SavedWork, PointsThatAreKeptInFilesStayAsTheyWereRead) {
     const std::string text =
-        "$include <Busy.mi>\nincremental options \"opt\" finalgather file \"kept\" finalgather "
+        "$include <Busy.mi>\nincremental options \"opt\" finalgather file \"kept.fg\" finalgather "
         "rebuild off end options\nrender \"world\" \"cam_i\" \"opt\"\n";
     const Outcome whole = render({}, text);
     ASSERT_EQ(whole.exitCode, 0) << whole.messages;
     const Picture reference(path("out.exr"));
-    std::filesystem::remove(path("kept"));
+    std::filesystem::remove(path("kept.fg"));
     // Killed when the points have been written: the file is there when the render goes on.
     const Arguments saving{"-checkpoint", "saved"};
     const bool found = killUntil(saving, text, [&] {
-        if (exists("kept") && contentOf(path("saved.2")).size() > 5000) return true;
-        for (const std::string file : {"kept", "saved", "saved.2"}) std::filesystem::remove(path(file));
+        if (exists("kept.fg") && contentOf(path("saved.2")).size() > 5000) return true;
+        for (const std::string file : {"kept.fg", "saved", "saved.2"}) std::filesystem::remove(path(file));
         return false;
     });
     ASSERT_TRUE(found);

@@ -101,7 +101,7 @@ TEST_F(ImageFiles, CommonFormatsKeepColorsOrientationAndDepth) {
                           {"d.png", miIMG_TYPE_RGB_16, {-1, 2, kNan}, 1, "uint16 0 1 0"},
                           {"d.png", miIMG_TYPE_RGBA, {.1f, .2f, .3f, .5f}, 1, "uint8 0.2 0.4 0.6 0.50196"},
                           {"d.png", miIMG_TYPE_N, {-1, .2f, kInfinity}, 1, "uint16 0 0.6 1"},
-                          {"d.tif", miIMG_TYPE_RGBA_16, {.16f, .04f, 1, .2f}, 2, "uint16 0.4 0.2 1 0.2"},
+                          {"d.tif", miIMG_TYPE_RGBA_16, {.16f, .04f, .09f, .2f}, 2, "uint16 0.4 0.2 0.30001 0.2"},
                           {"d.png", miIMG_TYPE_N, {0, .2f, 1}, 2, "uint16 0.50001 0.6 1"}};
     for (const Case& c : cases) {
         const ReadImage read = written(c.name, row(c.type, c.pixels), "", c.gamma);
@@ -134,18 +134,52 @@ TEST_F(ImageFiles, NativeFormatsAreByteExact) {
     expectParts(write("d.ct", {&depth}, whole(1, 2)), {"cannot hold the data type z"});
 }
 
+// Runs of every length around the limits of one byte and beyond it, and single pixels between them, in both packets.
+TEST_F(ImageFiles, PicHoldsRunsOfEveryLength) {
+    std::vector<float> pixels;
+    for (const int length : {1, 1, 2, 1, 3, 127, 128, 129, 130, 256, 300, 1, 1, 1, 1}) {
+        const float value = static_cast<float>(pixels.size() / 4 % 251) / 255;
+        for (int i = 0; i < length; ++i) pixels.insert(pixels.end(), {value, 0, value, 1});
+    }
+    for (int i = 0; i < 200; ++i) {
+        const float value = static_cast<float>(i) / 255;
+        pixels.insert(pixels.end(), {i % 2 ? value : 0, 0, 0, i % 2 ? 1 : value});
+    }
+    const LayerImage layer = row(miIMG_TYPE_RGBA, pixels);
+    const ReadImage read = written("runs.pic", layer);
+    ASSERT_EQ(read.pixels.size(), pixels.size());
+    for (std::size_t i = 0; i < pixels.size(); ++i) ASSERT_NEAR(read.pixels[i], pixels[i], 1e-6) << i / 4;
+}
+
+// 128.25 of 255 is 129 in a quarter of the pixels.
+TEST_F(ImageFiles, DitheringKeepsTheMean) {
+    const LayerImage layer = makeLayer("", miIMG_TYPE_RGB, 64, 64, [](...) { return 128.25 / 255; });
+    ImageFile file;
+    file.path = folder / "noise.png";
+    file.colors.dither = true;
+    file.layers = {&layer};
+    ASSERT_EQ(writeImageFile(file, whole(layer), {}), "");
+    double mean = 0;
+    for (const float value : ReadImage(file.path).pixels) {
+        EXPECT_NEAR(value * 255, 128.5, .51);
+        mean += value * 255 / (64 * 64 * 3);
+    }
+    EXPECT_NEAR(mean, 128.25, .02);
+}
+
 TEST_F(ImageFiles, FailuresSayWhichFileAndWhyAndLeaveNothing) {
     const LayerImage layer = makeLayer("", miIMG_TYPE_RGBA, 2, 2, anyValue);
     const LayerImage ids = makeLayer("", miIMG_TYPE_TAG, 2, 2, [](int, int, int) { return 1; });
+    const LayerImage normal = makeLayer("", miIMG_TYPE_N, 2, 2, anyValue);
     LayerImage broken = layer;
     broken.pixels.pop_back();
     fs::create_directory(folder / "folder.exr");
     ASSERT_EQ(mkfifo((folder / "pipe.png").c_str(), 0600), 0);
     const std::tuple<const char*, const LayerImage*, const char*> cases[] = {
-        {"a.xyz", &layer, "'xyz' is no image format"}, {"noending", &layer, "no file format"},
-        {"missing/a.exr", &layer, "does not exist"},   {"folder.exr", &layer, "it is a folder"},
-        {"ids.png", &ids, "cannot hold labels"},       {"short.exr", &broken, "15 values where 16"},
-        {"a.pic", &layer, "'pic' is no image format"}, {"pipe.png", &layer, "no plain file"}};
+        {"a.xyz", &layer, "'xyz' is no image format"},     {"noending", &layer, "no file format"},
+        {"missing/a.exr", &layer, "does not exist"},       {"folder.exr", &layer, "it is a folder"},
+        {"ids.png", &ids, "cannot hold labels"},           {"short.exr", &broken, "15 values where 16"},
+        {"n.pic", &normal, "cannot hold the data type n"}, {"pipe.png", &layer, "no plain file"}};
     for (const auto& [name, given, reason] : cases) expectParts(write(name, {given}, whole(2, 2)), {reason});
     expectParts(write("none.exr", {}, whole(2, 2)), {"no layer"});
     expectParts(write("window.exr", {&layer}, {3, 0, 2, 2, 4, 4}), {"out of the image"});

@@ -72,7 +72,12 @@ protected:
 
     std::string write(const std::string& name, std::vector<const LayerImage*> layers, const DataWindow& window,
                       const std::string& compression = "", float gamma = 1, const Metadata& metadata = {}) const {
-        return writeImageFile({folder / name, "", compression, -1, gamma, std::move(layers)}, window, metadata);
+        ImageFile file;
+        file.path = folder / name;
+        file.compression = compression;
+        file.colors.gamma = gamma;
+        file.layers.assign(layers.begin(), layers.end());
+        return writeImageFile(file, window, metadata);
     }
     ReadImage written(const std::string& name, const LayerImage& layer, const std::string& compression = "",
                       float gamma = 1) const {

@@ -200,8 +200,8 @@ TEST_F(Services, OptionsAreReadWithTheirTypes) {
 TEST_F(Services, FrameBuffersAreFoundByName) {
     const miTag tag = hostDatabase().create(miSCENE_FBINFO, 0);
     auto detail = std::make_unique<FrameBufferSet>();
-    detail->buffers = {{"depth", miIMG_TYPE_Z, "iff", "depth.exr", "zip", 80, false, false, true, true},
-                       {"beauty", miIMG_TYPE_RGBA, "", "", "", -1, true, true, false, false}};
+    detail->buffers = {{{"", "zip", 80, 0, true}, "depth", miIMG_TYPE_Z, "iff", "depth.exr", false, false, true},
+                       {{}, "beauty", miIMG_TYPE_RGBA, "", "", true, true, false}};
     hostDatabase().setDetail(tag, std::move(detail));
     mi::shader::Interface* interface = mi_get_shader_interface(3);
     const mi::shader::Framebuffer* buffers = interface->accessFramebuffer(tag);

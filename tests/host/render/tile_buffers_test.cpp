@@ -11,7 +11,7 @@ namespace {
 // A lamp that is ten times brighter than white covers half of the pixel: its mean is (5 2 .1), and a screen, which ends at
 // white, is to show half white. A sample that is no color counts for neither.
 TEST(TileBuffers, PicturesForScreensEndAtWhiteBeforeTheyAreFiltered) {
-    const BufferLayout layout = makeBufferLayout(nullptr, nullptr);
+    const BufferLayout layout = makeBufferLayout(nullptr, nullptr, nullptr);
     std::vector<LayerImage> images = makeImages(layout, {0, 0, 1, 1, 1, 1});
     TileBuffers buffers(layout);
     buffers.start(1, 1);

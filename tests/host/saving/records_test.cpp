@@ -42,9 +42,14 @@ PicturePlan plan() {
     plan.files.resize(2);
     plan.files[0].file.path = "a.exr";
     plan.files[0].layers = {0, 1};
+    plan.files[0].types = {miIMG_TYPE_RGBA_H, miIMG_TYPE_Z};
+    plan.files[0].names = {"", "depth"};
     plan.files[1].file.path = "folder/b.tif";
     plan.files[1].file.quality = 80;
+    plan.files[1].file.colors.clip = ColorClip::Raw;
     plan.files[1].layers = {2};
+    plan.files[1].types = {miIMG_TYPE_TAG};
+    plan.files[1].names = {""};
     plan.metadata = {{"frame", 7}, {"scene", std::string("x.mi:3")}, {"m", std::vector<float>{1, 2}}, {"s", .5F}};
     return plan;
 }
@@ -69,6 +74,7 @@ TEST(Records, PlansAndIdentitiesComeBack) {
     const PicturePlan read = PicturePlan::fromBytes(plan().bytes());
     EXPECT_EQ(read.bytes(), plan().bytes());
     EXPECT_EQ(read.files[1].file.quality, 80);
+    EXPECT_TRUE(read.files[1].file.colors.clip == ColorClip::Raw && read.files[1].file.colors.premultiplied);
     EXPECT_EQ(std::get<std::vector<float>>(read.metadata.at("m"))[1], 2);
     expectNoHarm(plan().bytes(), [](const auto& bytes) { PicturePlan::fromBytes(bytes); });
 

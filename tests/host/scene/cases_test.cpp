@@ -103,7 +103,7 @@ private:
 };
 
 template <class Record, class... Members>
-std::string list(const std::vector<Record>& records, Members Record::*... members) {
+std::string list(const std::vector<Record>& records, Members... members) {
     const auto word = [](const std::string& text) { return text.empty() ? "-" : text; };
     std::string all;
     for (const Record& each : records) all += asText(all.empty() ? "" : ";", word(wordOf(each.*members))...);

@@ -1,0 +1,144 @@
+// Which frame buffers a render has.
+#include "render/frame_buffers.h"
+
+#include "image/file_formats.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <charconv>
+
+namespace lumorender {
+
+namespace {
+
+bool isColorRecord(miImg_type type) {
+    const PixelFormat format = pixelFormat(type);
+    return format.color && format.channels >= 3;
+}
+
+AutomaticValue automaticFor(const FrameBufferDescription& buffer) {
+    if (buffer.user) return AutomaticValue::None;
+    switch (buffer.datatype) {
+        case miIMG_TYPE_Z: return AutomaticValue::Depth;
+        case miIMG_TYPE_N: return AutomaticValue::Normal;
+        case miIMG_TYPE_M: return AutomaticValue::Motion;
+        case miIMG_TYPE_TAG: return AutomaticValue::Label;
+        case miIMG_TYPE_COVERAGE: return AutomaticValue::Coverage;
+        default: return AutomaticValue::None;
+    }
+}
+
+BufferSlot makeSlot(const FrameBufferDescription& description, int shaderIndex, bool takesResult = false) {
+    return {description, pixelFormat(description.datatype), automaticFor(description), shaderIndex, takesResult};
+}
+
+int recordWords(const BufferSlot& slot) {
+    if (slot.format.integer) return 1;
+    if (isColorRecord(slot.description.datatype)) return 4;
+    return slot.format.channels == 1 ? 1 : 3;
+}
+
+/// "+z" and "-rgba": whether samples are averaged. Without a sign those of colors are.
+struct SignedType {
+    std::string name;
+    int sign = 0;
+
+    explicit SignedType(const std::string& text) : name(text) {
+        if (!name.empty() && (name[0] == '+' || name[0] == '-')) {
+            sign = name[0] == '+' ? 1 : -1;
+            name.erase(0, 1);
+        }
+    }
+    bool filters(bool byItself) const { return sign == 0 ? byItself : sign > 0; }
+};
+
+/// The buffers that old scenes number in their options. Without named buffers shaders put values by these numbers.
+void addNumberedBuffers(BufferLayout& layout, const OptionsDetail& options, bool named, int& next) {
+    for (const auto& [number, text] : options.frameBuffers) {
+        const SignedType type(text);
+        FrameBufferDescription description;
+        description.name = fmt::format("fb{}", number);
+        description.datatype = imageTypeByName(type.name);
+        if (description.datatype == miIMG_TYPE_COUNT) description.datatype = miIMG_TYPE_RGBA;
+        description.filtering = type.filters(pixelFormat(description.datatype).color);
+        description.user = true;
+        const int index = named ? next : number;
+        next = std::max(next, index + 1);
+        layout.slots.push_back(makeSlot(description, index));
+    }
+}
+
+/// What `output "type" "format" "file"` statements ask for besides the picture and user buffers.
+void addOutputBuffers(BufferLayout& layout, const CameraDetail& camera) {
+    for (const OutputFile& output : camera.files) {
+        const OutputKind kind = kindOf(output);
+        if (kind.type == miIMG_TYPE_COUNT || layout.slotOf(kind) >= 0) continue;
+        FrameBufferDescription description;
+        description.name = imageTypeName(kind.type);
+        description.datatype = kind.type;
+        description.filtering = kind.filtered;
+        layout.slots.push_back(makeSlot(description, -1, pixelFormat(kind.type).color));
+    }
+}
+
+}  // namespace
+
+OutputKind kindOf(const OutputFile& output) {
+    const SignedType type(output.type);
+    OutputKind kind;
+    if (type.name.starts_with("fb")) {
+        const std::string digits = type.name.substr(2);
+        std::from_chars(digits.data(), digits.data() + digits.size(), kind.number);
+        return kind;
+    }
+    ImageFile file;
+    file.path = output.file;
+    file.format = output.format;
+    const FileFormat* format = formatOf(file);
+    kind.type = !type.name.empty() ? imageTypeByName(type.name) : format ? format->natural : miIMG_TYPE_RGBA;
+    kind.filtered = type.filters(pixelFormat(kind.type).color);
+    return kind;
+}
+
+int BufferLayout::slotOf(const OutputKind& kind) const {
+    if (kind.isPicture()) return primary;
+    const auto isIt = [&](const BufferSlot& slot) {
+        if (kind.number >= 0) return !slot.takesResult && slot.description.name == fmt::format("fb{}", kind.number);
+        return slot.shaderIndex < 0 && slot.description.datatype == kind.type &&
+               slot.description.filtering == kind.filtered;
+    };
+    const auto found = std::find_if(slots.begin(), slots.end(), isIt);
+    return found == slots.end() ? -1 : static_cast<int>(found - slots.begin());
+}
+
+BufferLayout makeBufferLayout(const FrameBufferSet* set, const CameraDetail* camera, const OptionsDetail* options,
+                              const ColorRules& colors) {
+    BufferLayout layout;
+    layout.colors = colors;
+    const int primary = set ? set->primaryPosition() : -1;
+    int next = 1;
+    if (set)
+        for (std::size_t i = 0; i < set->buffers.size(); ++i) {
+            const bool isPrimary = static_cast<int>(i) == primary;
+            if (isPrimary) layout.primary = static_cast<int>(layout.slots.size());
+            layout.slots.push_back(makeSlot(set->buffers[i], isPrimary ? 0 : next++, isPrimary));
+        }
+    if (primary < 0) {
+        FrameBufferDescription description;
+        description.datatype = miIMG_TYPE_RGBA_FP;
+        layout.primary = static_cast<int>(layout.slots.size());
+        layout.slots.push_back(makeSlot(description, 0, true));
+    }
+    const bool named = set && !set->buffers.empty();
+    if (options) addNumberedBuffers(layout, *options, named, next);
+    layout.words.assign(static_cast<std::size_t>(next), 0);
+    if (named) layout.words[0] = 4;
+    for (const BufferSlot& slot : layout.slots)
+        if (slot.shaderIndex >= 0 && !slot.takesResult)
+            layout.words[static_cast<std::size_t>(slot.shaderIndex)] = recordWords(slot);
+    if (camera) addOutputBuffers(layout, *camera);
+    return layout;
+}
+
+}  // namespace lumorender
