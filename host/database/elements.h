@@ -95,6 +95,9 @@ struct OutputFile : FileSettings {
     std::string file;
 };
 
+/// Where the clipping planes are when the scene says nothing.
+constexpr float kNearestClip = 0.0001F, kFarthestClip = 1e6F;
+
 /// Of a miSCENE_CAMERA.
 struct CameraDetail : Detail {
     std::vector<OutputFile> files;

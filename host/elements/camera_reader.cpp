@@ -25,7 +25,7 @@ struct CameraReader {
         camera.focal = 1;
         camera.aperture = 1;
         camera.aspect = 1.33f;
-        camera.clip = {0.0001f, 1e6f};
+        camera.clip = {kNearestClip, kFarthestClip};
         camera.x_resolution = 768;
         camera.y_resolution = 576;
         camera.window = {0, 0, 65535, 65535};

@@ -225,6 +225,7 @@ void readCommands(Scene& scene) {
     while (!in.atEnd()) {
         const std::string_view word = in.current().text;
         const char* const begin = in.current().at;
+        scene.elementPlace = in.place();
         try {
             readCommand(scene);
         } catch (const SyntaxError& problem) {

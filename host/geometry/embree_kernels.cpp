@@ -43,7 +43,18 @@ std::uint32_t instanceOf(unsigned instanceId, unsigned geometryId) {
     return instanceId != RTC_INVALID_GEOMETRY_ID ? instanceId : geometryId;
 }
 
-/// Rejects hits on the side that rays may not hit, and those beside a hair, which has no sides.
+/// How far apart triangles that meet in an edge or a corner are hit by a ray that goes through there. The kernels count
+/// a ray that passes a little beside a triangle, too, and steep triangles make much of that.
+double crossingDepth(const Hit& hit) {
+    return 4e-6 * std::max({hit.dist, std::abs(hit.point.x), std::abs(hit.point.y), std::abs(hit.point.z)});
+}
+
+bool isSameCrossing(const Hit& behind, const FlatInstance& instance, double dist) {
+    return behind.sides != 0 && behind.instance == &instance && std::abs(dist - behind.dist) <= crossingDepth(behind);
+}
+
+/// Rejects hits on the side that rays may not hit, those of a crossing that has been counted, and those beside a hair,
+/// which has no sides.
 void judgeHit(const RTCFilterFunctionNArguments* arguments) {
     // Rays come one by one.
     if (arguments->valid[0] == 0) return;
@@ -60,6 +71,10 @@ void judgeHit(const RTCFilterFunctionNArguments* arguments) {
     const char face = context.ray->face ? context.ray->face : instance.face;
     const float facing = found.Ng_x * query.dir_x + found.Ng_y * query.dir_y + found.Ng_z * query.dir_z;
     if ((face == 'f' && facing > 0) || (face == 'b' && facing < 0)) arguments->valid[0] = 0;
+    const Hit* behind = context.ray->behind;
+    const std::uint8_t side = facing > 0 ? Hit::kBack : Hit::kFront;
+    if (behind && (behind->sides & side) && isSameCrossing(*behind, instance, static_cast<double>(query.tfar)))
+        arguments->valid[0] = 0;
 }
 
 float timeOf(const Ray& ray, bool timed) { return timed && ray.time > 0 ? std::min(ray.time, 1.0F) : 0.0F; }
@@ -106,7 +121,9 @@ RTCRay rayOf(const Ray& ray, bool timed) {
     result.dir_x = ray.dir.x;
     result.dir_y = ray.dir.y;
     result.dir_z = ray.dir.z;
-    result.tnear = std::max(static_cast<float>(ray.near), 0.0F);
+    // The other side of what is crossed at an edge may lie before the first one by some rounding.
+    const double near = ray.behind && ray.behind->sides ? ray.near - crossingDepth(*ray.behind) : ray.near;
+    result.tnear = std::max(static_cast<float>(near), 0.0F);
     result.tfar = static_cast<float>(std::min(ray.far, 1e38));
     result.time = timeOf(ray, timed);
     result.mask = static_cast<unsigned>(ray.visibility);
@@ -125,7 +142,7 @@ JudgingContext contextOf(const Ray& ray, std::span<const FlatInstance> instances
 }
 
 RTCFilterFunctionN filterFor(const Ray& ray, bool sceneJudges) {
-    return sceneJudges || ray.face == 'f' || ray.face == 'b' ? judgeHit : nullptr;
+    return sceneJudges || ray.behind || ray.face == 'f' || ray.face == 'b' ? judgeHit : nullptr;
 }
 
 }  // namespace
@@ -280,6 +297,10 @@ bool EmbreeKernels::intersect(const Ray& ray, Hit& hit) const {
             meetHair(ray, hit);
         else
             makePrecise(ray, hit);
+        if (ray.behind && isSameCrossing(*ray.behind, *hit.instance, hit.dist)) {
+            hit.sides |= ray.behind->sides;
+            return true;
+        }
         if (hit.dist > ray.near) return true;
 
         // In single precision it lay behind `near`; in truth it does not.

@@ -33,10 +33,12 @@ LocalRay localRay(const Ray& ray, const FlatInstance& instance, double time) {
 }
 
 /// T. Moeller, B. Trumbore, "Fast, Minimum Storage Ray/Triangle Intersection" (1997). False where there is no answer.
-bool intersectPlane(const LocalRay& ray, const TriangleCorners& corners, double& dist, double& u, double& v) {
+bool intersectPlane(const LocalRay& ray, const TriangleCorners& corners, double& dist, double& u, double& v,
+                    std::uint8_t& side) {
     const V3d ab = corners.b - corners.a, ac = corners.c - corners.a;
     const V3d p = cross(ray.dir, ac), s = ray.org - corners.a;
     const double inverse = 1 / dot(ab, p);
+    side = inverse > 0 ? Hit::kFront : Hit::kBack;
     const V3d q = cross(s, ab);
     dist = dot(ac, q) * inverse;
     u = dot(s, p) * inverse;
@@ -73,7 +75,7 @@ void makePrecise(const Ray& ray, Hit& hit) {
     prefetchAttributes(*hit.instance->mesh, hit.primitive);
     const TriangleCorners corners = cornersAt(*hit.instance->mesh, hit.primitive, hit.time);
     double dist, u, v;
-    if (!intersectPlane(localRay(ray, *hit.instance, hit.time), corners, dist, u, v)) {
+    if (!intersectPlane(localRay(ray, *hit.instance, hit.time), corners, dist, u, v, hit.sides)) {
         hit.point = pointOfWeights(hit, corners);
         return;
     }

@@ -75,6 +75,8 @@ enum class RayVisibility : std::uint32_t {
     FinalGather = miTRACE_FINALGATHER,
 };
 
+struct Hit;
+
 struct Ray {
     miVector org;
     miVector dir;     ///< unit length
@@ -83,16 +85,22 @@ struct Ray {
     float time = 0;  ///< shutter time as fraction 0..1 of the shutter interval
     RayVisibility visibility = RayVisibility::Eye;
     char face = 0;  ///< 'f', 'b' or 'a' hits that side of everything; 0 leaves it to the instances
+    /// The hit on this ray that it goes on from, at `near`: a surface counts once for each of its sides where the ray
+    /// goes through an edge or a corner that several of its triangles share.
+    const Hit* behind = nullptr;
 };
 
 /// The place where a ray met a surface; enough to find everything about it. What miState::pri points to.
 struct Hit {
+    static constexpr std::uint8_t kFront = 1, kBack = 2;
+
     const FlatInstance* instance = nullptr;
     std::uint32_t primitive = 0;  ///< triangle of the mesh, or piece of a hair
     float u = 0, v = 0;           ///< barycentric: p = (1-u-v) a + u b + v c; or along the piece and across the hair
     double dist = 0;
-    float time = 0;      ///< 0 where nothing moves during the exposure
-    V3d point = V3d(0);  ///< world space, exact to double precision: the ray's and the surface's
+    float time = 0;          ///< 0 where nothing moves during the exposure
+    std::uint8_t sides = 0;  ///< kFront, kBack: of the surface where it is crossed here; none on hair
+    V3d point = V3d(0);      ///< world space, exact to double precision: the ray's and the surface's
 };
 
 /// Memory that a hit's lists are written to: tex_list, bump lists and derivs of the state. Sized by the mesh.
@@ -124,8 +132,8 @@ public:
     virtual ~SceneGeometry() = default;
 
     /// The nearest hit behind `ray.near`, or false. Thread-safe; allocates nothing. Honours visibility, face culling
-    /// and motion. To go on behind a hit trace the same ray with `near` = its dist: it will not be found again (and
-    /// neither will surfaces that coincide with it to within rounding).
+    /// and motion. To go on behind a hit trace the same ray with `near` = its dist and `behind` = the hit: it will not
+    /// be found again (and neither will surfaces of other instances that coincide with it to within rounding).
     virtual bool intersect(const Ray& ray, Hit& hit) const = 0;
     /// True when anything lies between near and far.
     virtual bool occluded(const Ray& ray) const = 0;

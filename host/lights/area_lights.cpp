@@ -2,8 +2,10 @@
 
 #include "geometry/mesh.h"
 #include "support/geometry.h"
+#include "support/quasi_random.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 
 namespace lumorender {
@@ -11,7 +13,8 @@ namespace lumorender {
 namespace {
 
 constexpr double kTurn = 2 * M_PI;
-constexpr int kTries = 8;  // half of a closed surface faces away: one sample in 256 finds no place
+constexpr std::size_t kFew = 64;
+constexpr std::uint32_t kTries = 8;  // half of a closed surface faces away: one sample in 256 has to search
 
 /// The unit square as a unit disc, without tearing neighbours apart. P. Shirley, K. Chiu, "A low distortion map between
 /// disk and square", JGT 2(3), 1997.
@@ -80,6 +83,8 @@ LightPoint inWorld(const Point& point, const Placement& placement) {
 
 int atLeastOne(short count) { return std::max<int>(count, 1); }
 
+std::uint32_t bitsOf(double place) { return std::bit_cast<std::uint32_t>(static_cast<float>(place)); }
+
 }  // namespace
 
 LightGrid lightGrid(const miLight& light, int level) {
@@ -110,31 +115,53 @@ void LightSurface::add(const FlatInstance& instance) {
     }
 }
 
-LightSurface::Point LightSurface::point(const V3d& lit, double u, double v) const {
-    // Steps of the two-dimensional golden ratio: further tries fall far from the earlier ones.
-    constexpr double kStepU = 0.7548776662466927, kStepV = 0.5698402909980532;
-    Point result = {};
-    for (int attempt = 0; attempt < kTries; ++attempt) {
-        const double along = u * areas_.back();
+LightSurface::Point LightSurface::pointOf(std::size_t number, double rest, double v) const {
+    const double root = std::sqrt(std::clamp(rest, 0.0, 1.0));
+    const Corners& t = corners_[number];
+    return {t.a * (1 - root) + t.b * (root * (1 - v)) + t.c * (root * v), cross(t.b - t.a, t.c - t.a)};
+}
+
+std::optional<LightSurface::Point> LightSurface::point(const V3d& lit, double u, double v) const {
+    // Looking at all of a few triangles keeps places well spread; among many, further tries know nothing of the former.
+    if (corners_.size() <= kFew) return search(lit, u, v);
+    const std::uint32_t seed = mixSeeds(bitsOf(u), bitsOf(v));
+    double tryU = u, tryV = v;
+    for (std::uint32_t attempt = 1; attempt <= kTries; ++attempt) {
+        const double along = tryU * areas_.back();
         const auto chosen = std::min<std::size_t>(
             static_cast<std::size_t>(std::upper_bound(areas_.begin(), areas_.end(), along) - areas_.begin()),
             areas_.size() - 1);
-        const double before = chosen > 0 ? areas_[chosen - 1] : 0;
-        const double root = std::sqrt(std::clamp((along - before) / (areas_[chosen] - before), 0.0, 1.0));
-        const Corners& t = corners_[chosen];
-        result = {t.a * (1 - root) + t.b * (root * (1 - v)) + t.c * (root * v), cross(t.b - t.a, t.c - t.a)};
-        if (dot(result.normal, lit - result.place) > 0) break;
-        u += kStepU - std::floor(u + kStepU);
-        v += kStepV - std::floor(v + kStepV);
+        const Point result = pointOf(chosen, 1 - (areas_[chosen] - along) / areaOf(chosen), tryV);
+        if (dot(result.normal, lit - result.place) > 0) return result;
+        tryU = hashedUnit(seed, 2 * attempt);
+        tryV = hashedUnit(seed, 2 * attempt + 1);
     }
-    return result;
+    return search(lit, tryU, tryV);
 }
 
-LightPoint pointOnLight(const miLight& light, const Placement& placement, const LightSurface* surface,
-                        const miVector& lit, double u, double v) {
+std::optional<LightSurface::Point> LightSurface::search(const V3d& lit, double u, double v) const {
+    const auto faces = [&](const Corners& t) { return dot(cross(t.b - t.a, t.c - t.a), lit - t.a) > 0; };
+    double facing = 0;
+    for (std::size_t i = 0; i < corners_.size(); ++i)
+        if (faces(corners_[i])) facing += areaOf(i);
+    if (!(facing > 0)) return std::nullopt;
+    double rest = u * facing;
+    std::size_t last = 0;
+    for (std::size_t i = 0; i < corners_.size(); ++i) {
+        if (!faces(corners_[i])) continue;
+        last = i;
+        if (rest < areaOf(i)) break;
+        rest -= areaOf(i);
+    }
+    return pointOf(last, rest / areaOf(last), v);
+}
+
+std::optional<LightPoint> pointOnLight(const miLight& light, const Placement& placement, const LightSurface* surface,
+                                       const miVector& lit, double u, double v) {
     if (surface) {
-        const Point point = surface->point(wide(lit), u, v);
-        return {narrow(point.place), narrow(unit(point.normal))};
+        const std::optional<Point> point = surface->point(wide(lit), u, v);
+        if (!point) return std::nullopt;
+        return LightPoint{narrow(point->place), narrow(unit(point->normal))};
     }
     const auto local = [&] { return transformPoint(wide(lit), placement.worldToLocal); };
     switch (light.area) {
@@ -142,7 +169,7 @@ LightPoint pointOnLight(const miLight& light, const Placement& placement, const 
         case miLIGHT_DISC: return inWorld(onDisc(light, u, v), placement);
         case miLIGHT_SPHERE: return inWorld(onSphere(light, local(), u, v), placement);
         case miLIGHT_CYLINDER: return inWorld(onCylinder(light, local(), u, v), placement);
-        default: return {narrow(transformPoint(wide(light.origin), placement.localToWorld)), {}};
+        default: return LightPoint{narrow(transformPoint(wide(light.origin), placement.localToWorld)), {}};
     }
 }
 

@@ -5,6 +5,7 @@
 #include "mi/light.h"
 #include "mi/state.h"
 
+#include <optional>
 #include <vector>
 
 namespace lumorender {
@@ -28,14 +29,19 @@ public:
     struct Point {
         V3d place, normal;  ///< the normal has any length
     };
-    /// A point whose triangle faces `lit` where a few tries find one.
-    Point point(const V3d& lit, double u, double v) const;
+    /// A point on the triangles that face `lit`, equally spread over their areas; nothing where none of them does.
+    std::optional<Point> point(const V3d& lit, double u, double v) const;
 
 private:
     struct Corners {
         V3d a, b, c;
     };
     void add(const FlatInstance& instance);
+    /// The point of triangle `number` where `rest` of the triangle's area lies before it.
+    Point pointOf(std::size_t number, double rest, double v) const;
+    /// The same as `point`, by looking at every triangle.
+    std::optional<Point> search(const V3d& lit, double u, double v) const;
+    double areaOf(std::size_t number) const { return areas_[number] - (number > 0 ? areas_[number - 1] : 0); }
 
     std::vector<Corners> corners_;
     std::vector<double> areas_;  ///< up to and with each triangle
@@ -50,9 +56,10 @@ struct LightPoint {
 
 /// A point of the light's shape for a position 0..1 in its grid. Equal areas of the grid are equal areas of the part of
 /// the shape that the lit point can see by itself: all of rectangles and discs, the near side of spheres and cylinders
-/// (their whole surface from inside). Lit point and result are in world space.
+/// (their whole surface from inside), of objects the triangles that face it; nothing where none does. Lit point and
+/// result are in world space.
 /// @param surface for lights in the shape of an object, else null
-LightPoint pointOnLight(const miLight& light, const Placement& placement, const LightSurface* surface,
-                        const miVector& lit, double u, double v);
+std::optional<LightPoint> pointOnLight(const miLight& light, const Placement& placement, const LightSurface* surface,
+                                       const miVector& lit, double u, double v);
 
 }  // namespace lumorender

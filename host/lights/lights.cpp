@@ -88,11 +88,12 @@ bool takeSample(const LightSource& source, const LightGrid& grid, int number, co
     miVector origin = source.origin;
     if (source.light->area != miLIGHT_NONE && !source.directional) {
         place.position = gridPosition(grid, number, state);
-        const LightPoint point =
+        const std::optional<LightPoint> point =
             pointOnLight(*source.light, *source.placement, source.surface, state->point,
                          static_cast<double>(place.position.u), static_cast<double>(place.position.v));
-        origin = point.place;
-        place.normal = point.normal;
+        if (!point) return false;
+        origin = point->place;
+        place.normal = point->normal;
     }
 
     RayRecord& record = childRay(context, state);

@@ -34,15 +34,16 @@ bool filterByOccluder(ThreadContext& context, RayRecord& record, miColor* result
 
 /// Finds the next surface along the ray that casts a shadow from this light, and fills the record's state with it.
 /// The distance from `ray.org` goes to `distance`.
-bool findOccluder(ThreadContext& context, RayRecord& record, Ray ray, double& distance) {
+/// The ray goes on behind it the next time.
+bool findOccluder(ThreadContext& context, RayRecord& record, Ray& ray, Hit& crossed, double& distance) {
     const RenderScene& scene = *context.scene;
     ++context.counters.shadow;
     while (scene.geometry->intersect(ray, record.hit)) {
         distance = record.hit.dist;
-        if (!scene.lights->castsShadow(*record.hit.instance, record.state.light_instance)) {
-            ray.near = distance;
-            continue;
-        }
+        crossed = record.hit;
+        ray.behind = &crossed;
+        ray.near = std::max(ray.near, distance);
+        if (!scene.lights->castsShadow(*record.hit.instance, record.state.light_instance)) continue;
         // The state of a shadow shader keeps the light's position and direction, whichever way the ray travels.
         const miVector org = record.state.org;
         const miVector dir = record.state.dir;
@@ -71,6 +72,15 @@ RayRecord& shadowChild(ThreadContext& context, miState* parent) {
     return record;
 }
 
+/// How much of a shadow ray is left out at the light's end, so that what the light shines from throws no shadow: an
+/// object, or one that stands in the place of a light's shape. A slanting ray stays within rounding of it for longer.
+double lightOffset(const ThreadContext& context, const miState& light) {
+    constexpr double kFlattest = 0.02;
+    const miVector& normal = context.lightSample.normal;
+    if (isZero(normal)) return 0;
+    return surfaceOffset(light.org) / std::max(std::abs(static_cast<double>(dot(normal, light.dir))), kFlattest);
+}
+
 /// All occluders between light and point, from the light on; an infinitely far light has no first one, so its rays
 /// start at the point.
 bool traceUnsorted(ThreadContext& context, miColor* result, miState* light) {
@@ -78,7 +88,7 @@ bool traceUnsorted(ThreadContext& context, miColor* result, miState* light) {
     const bool finite = light->dist > 0;
     ray.org = finite ? light->org : light->point;
     ray.dir = finite ? light->dir : miVector{-light->dir.x, -light->dir.y, -light->dir.z};
-    ray.near = finite ? 0 : surfaceOffset(light->point);
+    ray.near = finite ? lightOffset(context, *light) : surfaceOffset(light->point);
     // The point is met as exactly as its own and the light's numbers are: far lights miss it by more than its own
     // rounding.
     ray.far = finite ? light->dist - std::max(surfaceOffset(light->point), surfaceOffset(light->org)) : 1e30;
@@ -87,12 +97,12 @@ bool traceUnsorted(ThreadContext& context, miColor* result, miState* light) {
     RayRecord& record = shadowChild(context, light);
     const RayInFlight inFlight(context, record);
     double distance = 0;
-    while (findOccluder(context, record, ray, distance)) {
+    Hit crossed;
+    while (findOccluder(context, record, ray, crossed, distance)) {
         // From an infinitely far light there is no distance to the occluder: the one from the point stands for it,
         // because 0 would tell shadow shaders that there is nothing to do.
         record.state.dist = distance;
         if (!filterByOccluder(context, record, result)) return false;
-        ray.near = distance;
     }
     return true;
 }
@@ -112,7 +122,7 @@ bool traceSegment(ThreadContext& context, miColor* result, miState* from, miTag 
         const double y = static_cast<double>(light->org.y) - from->point.y;
         const double z = static_cast<double>(light->org.z) - from->point.z;
         length = std::sqrt(x * x + y * y + z * z);
-        ray.far = length;
+        ray.far = length - lightOffset(context, *light);
     }
 
     RayRecord& record = shadowChild(context, from);
@@ -120,8 +130,9 @@ bool traceSegment(ThreadContext& context, miColor* result, miState* from, miTag 
     record.state.volume = volume;
     record.state.refraction_volume = volume;
     double distance = 0;
+    Hit crossed;
     bool ok = true;
-    if (meetsOccluders && ray.far > ray.near && findOccluder(context, record, ray, distance)) {
+    if (meetsOccluders && ray.far > ray.near && findOccluder(context, record, ray, crossed, distance)) {
         record.state.dist = distance + alreadyPassed;
         ok = filterByOccluder(context, record, result);
         record.state.volume = volume;

@@ -115,7 +115,7 @@ void SceneContext::warnOfOtherKind(const std::string& name, int type) {
     const int before = database.type(database.find(name));
     const auto isShader = [](int kind) { return kind == miSCENE_FUNCTION || kind == miSCENE_FLIST; };
     if (before == miSCENE_NONE || before == type || (isShader(before) && isShader(type))) return;
-    problems.warning(in.place(), fmt::format("\"{}\" was an element of another kind, which is replaced", name));
+    problems.warning(elementPlace, fmt::format("\"{}\" was an element of another kind, which is replaced", name));
 }
 
 miTag SceneContext::storeBytes(const std::string& name, int type, const void* record, std::size_t size,

@@ -33,6 +33,7 @@ struct SceneContext {
     Registry registry;
     Cursor in;
 
+    Place elementPlace;  ///< where the command or element begins that is read
     /// `incremental` stands before the element that is read.
     bool incremental = false;
     /// At least one module was linked, so that missing functions are worth a warning.

@@ -257,6 +257,10 @@ private:
                 shaders_.add(light->shader, miSHADER_LIGHT);
             }
         }
+        // A shader may stand where a material is expected.
+        for (const FlatInstance& instance : geometry_->instances())
+            for (const miTag material : instance.surfaceMaterials)
+                if (database_.type(material) != miSCENE_MATERIAL) shaders_.add(material, miSHADER_MATERIAL);
         addCameraShaders(&miCamera::lens, &PhenomenonInstance::lens);
         addCameraShaders(&miCamera::volume, &PhenomenonInstance::volume);
         addCameraShaders(&miCamera::environment, &PhenomenonInstance::environment);

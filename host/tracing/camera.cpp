@@ -1,5 +1,6 @@
 #include "tracing/camera.h"
 
+#include "database/elements.h"
 #include "support/geometry.h"
 #include "support/messages.h"
 
@@ -11,7 +12,8 @@ Camera::Camera(const miCamera& camera, const FlatElement& element)
     : camera_(camera),
       element_(element),
       pixelWidth_(1.0 * camera.aperture / camera.x_resolution),
-      pixelHeight_(1.0 * camera.aperture / camera.aspect / camera.y_resolution) {
+      pixelHeight_(1.0 * camera.aperture / camera.aspect / camera.y_resolution),
+      clips_(camera.clip.min != kNearestClip || camera.clip.max != kFarthestClip) {
     if (camera.x_resolution < 1 || camera.y_resolution < 1)
         throw Failure(fmt::format("camera: resolution {} x {} is not an image; expected at least 1 x 1",
                                   camera.x_resolution, camera.y_resolution));
@@ -50,6 +52,14 @@ void Camera::pixelSides(const miVector& point, V3d& right, V3d& up) const {
 
 double Camera::cosineToAxis(const miVector& dir) const {
     return -dot(wide(dir), unit(row(placement().localToWorld, 2)));
+}
+
+Camera::Depths Camera::depths(const miVector& org, const miVector& dir) const {
+    if (!clips_) return {};
+    const M44d& toCamera = element_.placement.worldToLocal;
+    const double begin = -transformPoint(wide(org), toCamera).z, step = -transformVector(wide(dir), toCamera).z;
+    if (!(step > 0)) return {};
+    return {std::max(0.0, (camera_.clip.min - begin) / step), (camera_.clip.max - begin) / step};
 }
 
 miVector Camera::worldToRaster(const miVector& point) const {

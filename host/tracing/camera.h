@@ -23,6 +23,12 @@ public:
     double pixelSize(double depth) const {
         return camera_.orthographic ? pixelWidth_ : pixelWidth_ / camera_.focal * depth;
     }
+    /// Distances along a ray between the camera's two clipping planes. All of it where the camera keeps the planes that
+    /// it has without a `clip` statement, and for rays that lens shaders have turned away from the camera's axis.
+    struct Depths {
+        double near = 0, far = 1e30;
+    };
+    Depths depths(const miVector& org, const miVector& dir) const;
     /// World-space sides of a pixel, to the right and up, as far away as the point.
     void pixelSides(const miVector& point, V3d& right, V3d& up) const;
     /// Cosine of the angle between a direction and the axis.
@@ -35,6 +41,7 @@ private:
     const miCamera& camera_;
     FlatElement element_;
     double pixelWidth_, pixelHeight_;  ///< of one pixel of the film
+    bool clips_;
 };
 
 }  // namespace lumorender

@@ -3,6 +3,7 @@
 #include "mi/camera.h"
 #include "mi/options.h"
 #include "lights/lights.h"
+#include "tracing/camera.h"
 #include "tracing/shader_calls.h"
 #include "tracing/shader_table.h"
 #include "tracing/volumes.h"
@@ -101,7 +102,7 @@ bool traceSecondary(miColor* result, miState* state, RayRecord& record, RayVisib
     *result = {0, 0, 0, 0};
     // What lies straight behind a surface is seen without ray tracing too.
     if (state->options->trace || visibility == RayVisibility::Transparency)
-        findHit(context, record, visibility, surfaceOffset(state->point));
+        findHit(context, record, visibility, {surfaceOffset(state->point)});
     else
         clearHit(record.state);
     return shade(context, &record.state, result);
@@ -126,10 +127,16 @@ bool hasLens(const ThreadContext& context, std::size_t position) {
     return !scene.options->no_lens && position < scene.slots->functions(scene.camera->lens).count;
 }
 
+/// Eye rays see what is between the camera's clipping planes.
+Reach reachOfCamera(const ThreadContext& context, const miState& ray) {
+    const Camera::Depths depths = context.scene->projection->depths(ray.org, ray.dir);
+    return {depths.near, depths.far};
+}
+
 bool traceScene(ThreadContext& context, RayRecord& record, miColor* result) {
     ++context.counters.eye;
     const EyeVolumes volumes(context, record.state);
-    findHit(context, record, RayVisibility::Eye, 0);
+    findHit(context, record, RayVisibility::Eye, reachOfCamera(context, record.state));
     return shade(context, &record.state, result);
 }
 
@@ -172,15 +179,16 @@ RayRecord& childRay(ThreadContext& context, miState* state) {
     return *record;
 }
 
-bool findHit(ThreadContext& context, RayRecord& record, RayVisibility visibility, double near, double far) {
+bool findHit(ThreadContext& context, RayRecord& record, RayVisibility visibility, const Reach& reach) {
     const RenderScene& scene = *context.scene;
     miState& state = record.state;
     clearHit(state);
     Ray ray;
     ray.org = state.org;
     ray.dir = state.dir;
-    ray.near = near;
-    ray.far = far;
+    ray.near = reach.near;
+    ray.far = reach.far;
+    ray.behind = reach.behind;
     ray.time = shutterFraction(scene, state);
     ray.visibility = visibility;
     if (!scene.geometry->intersect(ray, record.hit)) return false;
@@ -254,7 +262,7 @@ bool traceTransparent(miColor* result, miState* state) {
 bool traceGathering(miColor* result, ThreadContext& context, RayRecord& record, double far) {
     const RayInFlight inFlight(context, record);
     ++context.counters.secondary;
-    findHit(context, record, RayVisibility::FinalGather, 0, far);
+    findHit(context, record, RayVisibility::FinalGather, {0, far});
     return shade(context, &record.state, result);
 }
 
@@ -268,7 +276,10 @@ bool traceContinue(miColor* result, miState* state) {
     if (state->type == miRAY_TRANSPARENT) visibility = RayVisibility::Transparency;
     if (state->type == miRAY_FINALGATHER) visibility = RayVisibility::FinalGather;
     *result = {0, 0, 0, 0};
-    findHit(context, record, visibility, state->dist);
+    Reach reach = visibility == RayVisibility::Eye ? reachOfCamera(context, *state) : Reach();
+    reach.near = state->dist;
+    reach.behind = hitOf(state);
+    findHit(context, record, visibility, reach);
     const bool hasVolume = state->volume != 0 && !state->options->no_volume;
     record.state.environment = context.shading.environment;
     const bool ok = shade(context, &record.state, result);
@@ -300,7 +311,7 @@ bool traceProbe(miState* state, const miVector& dir, const miVector& org, RayVis
     record.state.org = org;
     record.state.dir = dir;
     ++context.counters.secondary;
-    return findHit(context, record, visibility, surfaceOffset(org));
+    return findHit(context, record, visibility, {surfaceOffset(org)});
 }
 
 }  // namespace lumorender

@@ -47,9 +47,15 @@ private:
 /// running shader returns, and serves the caller's next ray too.
 RayRecord& childRay(ThreadContext& context, miState* state);
 
-/// Fills the record's state with what its ray meets between `near` and `far`. False for a miss, which leaves instance,
+/// From where to where along a ray; `behind` is the hit at `near` on the same ray where it goes on from one.
+struct Reach {
+    double near = 0, far = 1e30;
+    const Hit* behind = nullptr;
+};
+
+/// Fills the record's state with what its ray meets within reach. False for a miss, which leaves instance,
 /// material, pri and dist zero.
-bool findHit(ThreadContext& context, RayRecord& record, RayVisibility visibility, double near, double far = 1e30);
+bool findHit(ThreadContext& context, RayRecord& record, RayVisibility visibility, const Reach& reach);
 
 /// A ray of final gathering that ends at `far`: the record is a child of the place that gathers, ray and type are set.
 bool traceGathering(miColor* result, ThreadContext& context, RayRecord& record, double far);

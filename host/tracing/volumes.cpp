@@ -37,9 +37,11 @@ RunningVolumes volumesAtOrigin(ThreadContext& context, miState& ray) {
     auto aroundEnd = around.begin();
     auto enteredEnd = entered.begin();
     RayRecord& record = childRay(context, &ray);
-    double near = 0;
-    for (std::size_t i = 0; i < kMostHits && findHit(context, record, RayVisibility::Transparency, near); ++i) {
-        near = record.state.dist;
+    Reach reach;
+    Hit crossed;
+    for (std::size_t i = 0; i < kMostHits && findHit(context, record, RayVisibility::Transparency, reach); ++i) {
+        crossed = record.hit;
+        reach = {std::max(reach.near, record.state.dist), reach.far, &crossed};
         const miMaterial* material = materialOf(context, record.state);
         if (!material || material->volume == 0) continue;
         const Solid solid = {record.hit.instance, material->volume};

@@ -74,6 +74,48 @@ TEST_F(Tracing, ClosedMeshesLetNoRayOutThroughTheirEdges) {
     EXPECT_LT(lostAtVertices, 66667 / 200);
 }
 
+/// Rays that go on through edges and corners of a hilly sheet, which its place turns or not, meet it once.
+TEST_F(Tracing, EdgesAndCornersAreCrossedOnce) {
+    constexpr int kSide = 9;
+    std::vector<miVector> points;
+    std::string vectors, vertices, polygons;
+    for (int i = 0; i < kSide * kSide; ++i) {
+        const int x = i % kSide, y = i / kSide;
+        points.push_back({static_cast<float>(.37 * x), static_cast<float>(.41 * y), between(0, .6F)});
+        vectors += fmt::format(" {} {} {}", points.back().x, points.back().y, points.back().z);
+        vertices += fmt::format(" v {}", i);
+        if (x > 0 && y > 0) polygons += fmt::format(" c {} {} {} {}", i - kSide - 1, i - kSide, i, i - 1);
+    }
+    const std::string sheet = object("hills", "group" + vectors + vertices + polygons + " end group");
+    constexpr const char* kTurned = " transform .36 -.8 .48 0 .48 .6 .64 0 -.8 0 .6 0 0 0 0 1";
+    for (const std::string& place : {std::string(), std::string(kTurned)}) {
+        // A second one far away makes instances of both, which otherwise lie in world space.
+        for (const char* further : {"", "\nfar hills transform 1 0 0 0 0 1 0 0 0 0 1 0 900 0 0 1"}) {
+            build(sheet + root("here hills" + place + further));
+            const M44d& toWorld = geometry->instances()[0].placement.localToWorld;
+            int several = 0, lostAtEdges = 0, lostAtVertices = 0;
+            for (int i = 0; i < 20000; ++i) {
+                const int inner = kSide + 1 + static_cast<int>(random() % (kSide * (kSide - 2) - 2));
+                if (inner % kSide == 0 || inner % kSide == kSide - 1) continue;
+                const auto a = static_cast<std::size_t>(inner), b = i % 2 ? a : a + (i % 4 ? 1 : kSide);
+                const V3d target = (wide(points[a]) + wide(points[b])) * .5;
+                const V3d above = target + V3d(double{between(-.2F, .2F)}, double{between(-.2F, .2F)}, 4 + i % 97);
+                const miVector org = narrow(transformPoint(above, toWorld));
+                const V3d way = transformPoint(target, toWorld) - wide(org);
+                Ray ray = rayFrom(org, narrow(way / length(way)));
+                int count = 0;
+                Hit hit, before;
+                for (; count < 20 && geometry->intersect(ray, hit); ++count, ray.behind = &(before = hit))
+                    ray.near = hit.dist;
+                several += count > 1;
+                (i % 2 ? lostAtVertices : lostAtEdges) += count == 0;
+            }
+            EXPECT_EQ(asText(several, lostAtEdges), "0 0") << place << further;
+            EXPECT_LT(lostAtVertices, 10000 / 100);
+        }
+    }
+}
+
 TEST_F(Tracing, PointsAreExactAndFoundOnce) {
     build(object("floor", kSquare) + root("huge floor transform 1e-5 0 0 0 0 1e-5 0 0 0 0 1e-5 0 .5 .5 0 1"));
     for (int i = 0; i < 1000; ++i) {
