@@ -143,6 +143,9 @@ void setPaths(CommandLine& commandLine) {
     };
     fromEnvironment("MI_LIBRARY_PATH", modules.searchPath);
     fromEnvironment("MI_RAY_INCPATH", commandLine.reader.includePath);
+    for (const char* name : {"LUMORENDER_PATHS", "MI_RAY_SUBSTITUTE"})
+        if (const char* value = std::getenv(name))
+            for (PathSubstitution& each : readSubstitutions(value)) commandLine.reader.substitutions.push_back(each);
     modules.searchPath.push_back(programFolder());
     commandLine.reader.includePath.push_back(programFolder());
 }

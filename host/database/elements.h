@@ -107,6 +107,8 @@ struct CameraDetail : Detail {
 /// Of a miSCENE_IMAGE: where the texture comes from. The record's first word is reserved for the host.
 struct TextureDetail : Detail {
     std::string file;
+    std::string hint;       ///< for messages: what lies there under a similar name, where the file does not exist
+    bool isInData = false;  ///< user data or parameters of an instance name it: any shader may find it there
     float filterScale = 0;  ///< how many pixels of the image a look-up covers; 0 = it is a point
     bool local = false;
     int components = 4;  ///< 4 color, 1 scalar, 3 vector

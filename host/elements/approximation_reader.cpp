@@ -16,21 +16,17 @@ public:
     explicit ApproximationReader(SceneContext& scene) : scene_(scene), in_(scene.in) {}
 
     void read(Approximation& approximation) {
-        const Place place = in_.place();
         const bool concernsPolygons = readKind();
         while (readWord()) {
         }
         readLevels();
         if (in_.accept("max"))
             rule_.mostTriangles = static_cast<std::size_t>(in_.readInteger(0, std::numeric_limits<int>::max()));
-        else if (in_.accept("samples"))
+        else if (acceptIdle("samples"))
             in_.readInteger();
         while (in_.atString()) in_.advance();  // of free-form surfaces
         in_.accept("all");
-        if (concernsPolygons)
-            approximation.push_back(rule_);
-        else
-            scene_.problems.noEffect(place, "approximate");
+        if (concernsPolygons) approximation.push_back(rule_);
     }
 
 private:
@@ -39,11 +35,18 @@ private:
     ApproximationRule rule_;
     bool levelsAreGiven_ = false;
 
+    bool acceptIdle(std::string_view word) {
+        if (!in_.at(word)) return false;
+        scene_.problems.tell(in_.place(), "approximate", word);
+        in_.advance();
+        return true;
+    }
+
     /// What it is for. Without a word, and for displacement, it is for polygons.
     bool readKind() {
         if (in_.accept("displace") || in_.accept("trilist")) return true;
-        bool other = in_.accept("subdivision") || in_.accept("space");
-        for (const std::string_view word : {"surface", "ccmesh", "curve", "trim"}) other = in_.accept(word) || other;
+        bool other = acceptIdle("subdivision") || acceptIdle("space");
+        for (const std::string_view word : {"surface", "ccmesh", "curve", "trim"}) other = acceptIdle(word) || other;
         return !other;
     }
 
@@ -52,7 +55,7 @@ private:
                                                                           "regular", "nosmoothing", "implicit"};
         if (in_.current().kind != TokenKind::Symbol) return false;
         if (kOfNoConcern.contains(in_.current().text)) {
-            in_.advance();
+            acceptIdle(in_.current().text);
         } else if (in_.accept("view")) {
             rule_.view = true;
         } else if (in_.accept("offscreen")) {
@@ -74,7 +77,7 @@ private:
             rule_.view = in_.accept("view") || rule_.view;
             rule_.distance = in_.readFloat();
             rule_.angle = in_.readFloat();
-        } else if (in_.accept("sharp") || in_.accept("grading")) {
+        } else if (acceptIdle("sharp") || acceptIdle("grading")) {
             in_.readFloat();
         } else {
             return false;

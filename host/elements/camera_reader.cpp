@@ -62,7 +62,6 @@ struct CameraReader {
     }
 
     void skipPass() {
-        scene.problems.unsupported(in.place(), "passes over frame buffer files are not supported");
         while (!in.atEnd() && !in.at("end") && !isStatement()) in.skipGroup();
     }
 
@@ -82,16 +81,12 @@ const StatementTable<Reader>& statements() {
         {"window", [](Reader& r) { r.readWindow(); }},
         {"offset", [](Reader& r) { r.camera.x_offset = r.in.readFloat(); r.camera.y_offset = r.in.readFloat(); }},
         {"clip", [](Reader& r) { r.camera.clip.min = r.in.readFloat(); r.camera.clip.max = r.in.readFloat(); }},
-        {"dof", [](Reader& r) {
-            r.scene.problems.unsupported(r.in.place(),
-                                         "the built-in depth of field is not supported, use a lens shader");
-            r.in.readFloats(2);
-        }},
+        {"dof", [](Reader& r) { r.in.readFloats(2); }},
         {"lens", [](Reader& r) { r.readSlot(r.camera.lens, r.lensSeen); }},
         {"volume", [](Reader& r) { r.readSlot(r.camera.volume, r.volumeSeen); }},
         {"environment", [](Reader& r) { r.readSlot(r.camera.environment, r.environmentSeen); }},
         {"frame", [](Reader& r) { r.readFrame(); }},
-        {"field", [](Reader& r) { r.scene.problems.noEffect(r.in.place(), "field"); r.in.skipGroup(); }},
+        {"field", [](Reader& r) { r.in.skipGroup(); }},
         {"output", [](Reader& r) { readOutput(r.scene, r.detail, r.buffers); }},
         {"framebuffer", [](Reader& r) { readFrameBuffer(r.scene, r.buffers); }},
         {"pass", [](Reader& r) { r.skipPass(); }},

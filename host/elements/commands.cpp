@@ -40,11 +40,9 @@ void readLink(Scene& scene) {
     scene.link(place, scene.readFileName());
 }
 
-/// Reads what the command asks for, so that reading can go on behind it.
-void refuse(Scene& scene, std::string_view command) {
-    const Place place = scene.in.place();
+/// A command with any number of texts or bytes.
+void skipTexts(Scene& scene) {
     while (scene.in.atString() || scene.in.current().kind == TokenKind::Bytes || scene.in.at(',')) scene.in.advance();
-    scene.problems.error(place, fmt::format("{} is refused: scenes may not run code", command));
 }
 
 void checkVersion(Scene& scene, int refused) {
@@ -84,7 +82,6 @@ void readRegistry(Scene& scene) {
 }
 
 void skipCall(Scene& scene) {
-    scene.problems.unsupported(scene.in.place(), "calls of shaders outside of rendering are not supported");
     readShaderList(scene);
     if (!scene.in.accept(',')) return;
     scene.in.readName("a camera instance");
@@ -126,19 +123,8 @@ void skipGui(Scene& scene) {
 }
 
 void skipDebug(Scene& scene) {
-    scene.problems.noEffect(scene.in.place(), "debug");
     scene.in.readName("a debugging mode");
     if (scene.in.atString()) scene.in.advance();
-}
-
-void readFrame(Scene& scene) {
-    scene.problems.unsupported(scene.in.place(), "\"frame\" of former versions is not supported");
-    scene.in.readFloats(2);
-}
-
-void skipView(Scene& scene) {
-    scene.problems.unsupported(scene.in.place(), "\"view\" of former versions is not supported, it is skipped");
-    skipToEnd(scene, "view");
 }
 
 void readSession(Scene& scene) {
@@ -151,8 +137,8 @@ const StatementTable<Scene>& commands() {
         {"set", &readSet},
         {"verbose", &readVerbose},
         {"echo", [](Scene& s) { message(MessageClass::Info, "SCEN", s.in.readString()); }},
-        {"system", [](Scene& s) { refuse(s, "system"); }},
-        {"code", [](Scene& s) { refuse(s, "code"); }},
+        {"system", &skipTexts},
+        {"code", &skipTexts},
         {"link", &readLink},
         {"version", [](Scene& s) { checkVersion(s, kRefuseNewer); }},
         {"min", &readMinimum},
@@ -165,15 +151,11 @@ const StatementTable<Scene>& commands() {
         {"touch", [](Scene& s) { s.in.readName("the name of an element"); }},
         {"namespace", &readNamespace},
         {"end", &readEnd},
-        {"root",
-         [](Scene& s) {
-             s.problems.unsupported(s.in.place(), "\"root\" belongs into assemblies, which are not supported yet");
-             s.in.readName("the name of a group");
-         }},
+        {"root", [](Scene& s) { s.in.readName("the name of a group"); }},
         {"render", &readRender},
         {"gui", &skipGui},
-        {"frame", &readFrame},
-        {"view", &skipView},
+        {"frame", [](Scene& s) { s.in.readFloats(2); }},
+        {"view", [](Scene& s) { skipToEnd(s, "view"); }},
         {"incremental", [](Scene& s) { s.incremental = true; }},
         {"private", [](Scene&) {}},
         {"session", &readSession},
@@ -202,7 +184,9 @@ void readCommand(Scene& scene) {
     if (isTextureWord(in.current())) return readTexture(scene);
     const auto read = commands().find(in.current());
     if (!read) in.fail("a command or an element");
+    const std::string_view word = in.current().text;
     in.advance();
+    scene.problems.tell(scene.elementPlace, "scene", word, in.continuation());
     read(scene);
 }
 

@@ -57,10 +57,6 @@ const TypeName* findType(std::string_view name) {
     return found == std::end(kTypes) ? nullptr : found;
 }
 
-void readField(SceneContext& scene) {
-    scene.problems.unsupported(scene.in.place(), "fields are not rendered, files hold whole frames");
-}
-
 struct FrameBufferReader {
     SceneContext& scene;
     Cursor& in;
@@ -83,12 +79,6 @@ struct FrameBufferReader {
         buffer.datatype = known->type;
         if (!filtering) buffer.filtering = known->isColor;
     }
-
-    template <class Value>
-    void ignore(Value (Cursor::*read)()) {
-        scene.problems.noEffect(in.place(), "this frame buffer setting");
-        (in.*read)();
-    }
 };
 
 using Reader = FrameBufferReader;
@@ -106,10 +96,10 @@ const StatementTable<Reader>& items() {
         {"quality", [](Reader& r) { r.buffer.quality = r.in.readInteger(0, 100); }},
         {"dod", [](Reader& r) { r.buffer.dataWindow = r.in.readBoolean(); }},
         {"dpi", [](Reader& r) { r.buffer.dpi = r.in.readFloat(); }},
-        {"field", [](Reader& r) { readField(r.scene); r.in.readName("even or odd"); }},
+        {"field", [](Reader& r) { r.in.readName("even or odd"); }},
         {"colorprofile", [](Reader& r) { r.in.readName("a color profile"); }},
-        {"useprimary", [](Reader& r) { r.ignore(&Cursor::readBoolean); }},
-        {"useopacity", [](Reader& r) { r.ignore(&Cursor::readBoolean); }},
+        {"useprimary", [](Reader& r) { r.in.readBoolean(); }},
+        {"useopacity", [](Reader& r) { r.in.readBoolean(); }},
     };
     // clang-format on
     return table;
@@ -129,7 +119,7 @@ bool readFileParameter(SceneContext& scene, FileSettings& file) {
     } else if (in.accept("dod")) {
         file.dataWindow = true;
     } else if (in.at("even") || in.at("odd")) {
-        readField(scene);
+        scene.problems.tell(in.place(), "output", in.current().text);
         in.advance();
     } else {
         return false;
@@ -164,7 +154,10 @@ void readFrameBuffer(SceneContext& scene, FrameBufferSet& buffers) {
     }
     Reader reader{scene, in, *known};
     while (const auto read = items().find(in.current())) {
+        const Place place = in.place();
+        const std::string_view word = in.current().text;
         in.advance();
+        scene.problems.tell(place, "framebuffer", word, in.continuation());
         read(reader);
     }
     if (reader.filtering) known->filtering = *reader.filtering;
@@ -201,6 +194,7 @@ void readOutput(SceneContext& scene, CameraDetail& camera, FrameBufferSet& buffe
         }
     }
     if (in.at('=') || (in.atString() && in.followedBy('('))) {
+        scene.problems.tell(in.place(), "output", "shader");
         for (const miTag shader : shadersOf(scene, readShaderList(scene))) camera.outputShaders.push_back(shader);
         return;
     }

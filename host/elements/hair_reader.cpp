@@ -47,8 +47,9 @@ private:
             hair_.approximation = in_.readInteger(0, 1 << 16);
         } else if (in_.accept("degree")) {
             hair_.degree = in_.readInteger(1, 3);
-        } else if (in_.accept("max")) {
-            // Limits of a tree that this host builds otherwise.
+        } else if (in_.at("max")) {
+            scene_.problems.tell(in_.place(), "hair", "max");
+            in_.advance();
             if (!in_.accept("size")) in_.expect("depth");
             in_.readInteger();
         } else {

@@ -112,10 +112,11 @@ bool InstanceReader::readOther() {
 
 /// The element may come later in the file.
 void InstanceReader::readElementName() {
+    const Place place = in.place();
     if (in.accept("geometry")) {
-        const Place place = in.place();
+        scene.problems.tell(place, "instance", "geometry");
         instance.item = readShaderList(scene);
-        return scene.problems.leftOut(place, "geometry shaders are not supported yet, theirs is left out");
+        return;
     }
     const bool isBareName = in.current().kind == TokenKind::Symbol && !in.at("end") && !statements().find(in.current());
     if (!in.atString() && !isBareName) return;
@@ -129,7 +130,7 @@ void InstanceReader::readTransform() {
     const Place place = in.place();
     if (atShader(in)) {
         instance.tf.function = readShaderList(scene);
-        return scene.problems.leftOut(place, "transforms by shaders are not supported yet, identity is used");
+        return;
     }
     instance.tf.function = miNULLTAG;
     if (!in.atNumber()) return;
@@ -289,12 +290,15 @@ void readInstanceGroup(SceneContext& scene) {
     scene.edited(name, miSCENE_GROUP, "instance group");
     auto group = std::make_unique<GroupDetail>();
     while (!in.acceptEnd("instgroup")) {
-        if (in.accept("merge")) {
+        const Place place = in.place();
+        const std::string_view word = in.current().text;
+        const bool isStatement = in.accept("merge") || in.accept("tag") || in.accept("data");
+        if (isStatement) scene.problems.tell(place, "instgroup", word);
+        if (isStatement && word == "merge") {
             in.readFloat();
-        } else if (in.accept("tag")) {
+        } else if (isStatement && word == "tag") {
             in.readInteger();
-        } else if (in.accept("data")) {
-            scene.problems.noEffect(in.place(), "user data of an instance group");
+        } else if (isStatement) {
             in.accept("null") ? miNULLTAG : scene.readReference({miSCENE_USERDATA}, "user data");
         } else {
             if (!in.atName() || (!in.atString() && isCommand(in.current().text)))

@@ -30,11 +30,6 @@ struct LightProfileReader {
             in.fail("ies or eulumdat");
     }
 
-    void readFlags() {
-        const Place place = in.place();
-        if (in.readInteger() != 0) scene.problems.unsupported(place, "flags of a light profile are not supported");
-    }
-
     void readFile() {
         filePlace = in.place();
         profile.file = scene.locate(scene.readFileName(), scene.settings.texturePath).string();
@@ -82,7 +77,7 @@ using Reader = LightProfileReader;
 const StatementTable<Reader>& statements() {
     static const StatementTable<Reader> table = {
         {"format", [](Reader& r) { r.readFormat(); }},
-        {"flags", [](Reader& r) { r.readFlags(); }},
+        {"flags", [](Reader& r) { r.in.readInteger(); }},
         {"file", [](Reader& r) { r.readFile(); }},
         {"hermite", [](Reader& r) { r.readHermite(); }},
         {"resolution", [](Reader& r) { r.readResolution(); }},

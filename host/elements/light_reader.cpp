@@ -58,13 +58,7 @@ struct LightReader {
     }
 
     /// Stays in the light for shaders that look there; the light's own shader has a parameter for it.
-    void readProfile() {
-        const Place place = in.place();
-        light.lightprofile = scene.readReference({miSCENE_LIGHTPROFILE}, "a light profile");
-        scene.problems.unsupported(place,
-                                   "the light profile of a light element is not applied: give it to a parameter "
-                                   "of the light's shader");
-    }
+    void readProfile() { light.lightprofile = scene.readReference({miSCENE_LIGHTPROFILE}, "a light profile"); }
 
     void readEnergy() {
         if (in.accept("spectrum"))

@@ -48,11 +48,7 @@ const StatementTable<Reader>& statements() {
         {"photonvol", [](Reader& r) { r.readSlot(r.material.photonvol); }},
         {"lightmap", [](Reader& r) { r.readSlot(r.material.lightmap); }},
         {"bsdf", [](Reader& r) { r.readSlot(r.material.bsdf); }},
-        {"hardware",
-         [](Reader& r) {
-             r.scene.problems.noEffect(r.in.place(), "hardware");
-             readShaderList(r.scene);
-         }},
+        {"hardware", [](Reader& r) { readShaderList(r.scene); }},
         {"attribute", [](Reader& r) { skipAttribute(r.scene); }},
     };
     return table;

@@ -84,10 +84,6 @@ struct ObjectReader {
         object.type = miOBJECT_HAIR;
     }
 
-    void leaveOut(std::string_view what) {
-        scene.problems.leftOut(in.place(), fmt::format("{} is not supported yet, the object is left empty", what));
-    }
-
     /// `"name" [rational] kind degree-or-numbers`, up to the next statement.
     void skipBasis();
 
@@ -135,8 +131,8 @@ const StatementTable<Reader>& statements() {
         {"group", [](Reader& r) { r.readGroup(); }},
         {"trilist", [](Reader& r) { r.readTriangles(); }},
         {"hair", [](Reader& r) { r.readHairs(); }},
-        {"file", [](Reader& r) { r.leaveOut("geometry in a file of its own"); r.scene.readFileName(); }},
-        {"intersection", [](Reader& r) { r.leaveOut("an intersection shader"); readShaderList(r.scene); }},
+        {"file", [](Reader& r) { r.scene.readFileName(); }},
+        {"intersection", [](Reader& r) { readShaderList(r.scene); }},
         {"approximate", [](Reader& r) { readApproximation(r.scene, r.source.approximation); }},
     };
     // clang-format on
@@ -144,7 +140,6 @@ const StatementTable<Reader>& statements() {
 }
 
 void ObjectReader::skipBasis() {
-    scene.problems.noEffect(in.place(), "basis");
     in.readName("the name of a basis");
     in.accept("rational");
     in.readName("the kind of a basis");

@@ -151,16 +151,10 @@ void OptionsReader::readScanline() {
     }
 }
 
-/// Shaders read the option, so it is kept.
-void OptionsReader::readPhotonAutovolume() {
-    const Place place = in.place();
-    options.photon_autovolume = in.readBoolean();
-    if (options.photon_autovolume) scene.problems.unsupported(place, "photons are not supported, nor their volumes");
-}
-
 void OptionsReader::readPhoton() {
     if (in.accept("autovolume")) {
-        return readPhotonAutovolume();
+        options.photon_autovolume = in.readBoolean();  // shaders ask for it
+        return;
     }
     in.expect("trace");
     in.expect("depth");
@@ -198,13 +192,9 @@ void OptionsReader::readMotion() {
     options.motion = on ? options.motion | 1 : options.motion & ~1u;
 }
 
-void OptionsReader::readSpace(char space) {
-    const Place place = in.place();
+/// Whichever is asked for.
+void OptionsReader::readSpace() {
     in.expect("space");
-    if (space == 'c')
-        scene.problems.unsupported(place, "camera space is not supported, the scene is rendered in object space");
-    if (space == 'm')
-        scene.problems.unsupported(place, "mixed space is not supported, the scene is rendered in object space");
     options.render_space = 'o';
 }
 
@@ -234,11 +224,9 @@ void OptionsReader::readStateShaders() {
 }
 
 void OptionsReader::readContour() {
-    const Place place = in.place();
     const bool store = in.accept("store");
     if (!store) in.expect("contrast");
     (store ? options.contour_store : options.contour_contrast) = readShaderList(scene);
-    scene.problems.unsupported(place, "contours are not supported");
 }
 
 void OptionsReader::readInheritance(bool traversal) {

@@ -27,7 +27,6 @@ struct OptionsReader {
     void readFilter();
     void readTrace();
     void readScanline();
-    void readPhotonAutovolume();
     void readPhoton();
     void readDepths(int& reflection, int& refraction, int& sum);
     void readShadow();
@@ -35,7 +34,7 @@ struct OptionsReader {
     void readShutter();
     void readMotion();
     void readBsp();
-    void readSpace(char space);
+    void readSpace();
     void readDisplace();
     void readLightmap();
     void readColorclip();
@@ -43,6 +42,7 @@ struct OptionsReader {
     void readGlobillum();
     void readPhotonVolume();
     void readPhotonmap();
+    void readPhotonmapOnly();
     void readFinalgather();
     void readFinalgatherDepths();
     void readFinalgatherFiles();

@@ -15,23 +15,23 @@ using Reader = OptionsReader;
 /// Global switches are kept as their opposite.
 miCBoolean readSwitchedOff(Reader& r) { return !r.in.readBoolean(); }
 
-void skipWords(Reader& r, std::string_view statement) {
-    r.scene.problems.noEffect(r.in.place(), statement);
+void skipWords(Reader& r) {
     while (!r.in.atEnd() && !r.in.at("end") && !optionStatements().find(r.in.current()) && !r.in.atString())
         r.in.skipGroup();
 }
 
 /// The kinds of acceleration are statements of their own as well.
 void skipAcceleration(Reader& r) {
-    r.scene.problems.noEffect(r.in.place(), "acceleration");
     r.in.accept("large");
     r.in.readName("the kind of acceleration");
 }
 
 void skipDiagnostic(Reader& r) {
+    const Place place = r.in.place();
     r.in.readName("the kind of diagnostic");
+    if (!r.in.at("off")) r.scene.problems.tell(place, "options", "diagnostic", "on");
     if (!r.in.accept("object")) r.in.accept("camera");
-    skipWords(r, "diagnostic");
+    skipWords(r);
 }
 
 }  // namespace
@@ -51,17 +51,17 @@ const StatementTable<OptionsReader>& optionStatements() {
         {"shadow", [](Reader& r) { r.readShadow(); }},
         {"shadowmap", [](Reader& r) { r.readShadowmap(); }},
         {"face", [](Reader& r) { r.options.face = readFaceSide(r.in); }},
-        {"field", [](Reader& r) { skipWords(r, "field"); }},
+        {"field", [](Reader& r) { skipWords(r); }},
         {"samplelock", [](Reader& r) { r.options.samplelock = r.in.readBoolean(); }},
         {"shutter", [](Reader& r) { r.readShutter(); }},
         {"motion", [](Reader& r) { r.readMotion(); }},
         {"task", [](Reader& r) { r.in.expect("size"); r.options.task_size = r.in.readInteger(0, 1 << 20); }},
         {"acceleration", [](Reader& r) { skipAcceleration(r); }},
         {"bsp", [](Reader& r) { r.readBsp(); }},
-        {"grid", [](Reader& r) { skipWords(r, "grid"); }},
-        {"object", [](Reader& r) { r.readSpace('o'); }},
-        {"camera", [](Reader& r) { r.readSpace('c'); }},
-        {"mixed", [](Reader& r) { r.readSpace('m'); }},
+        {"grid", [](Reader& r) { skipWords(r); }},
+        {"object", [](Reader& r) { r.readSpace(); }},
+        {"camera", [](Reader& r) { r.readSpace(); }},
+        {"mixed", [](Reader& r) { r.readSpace(); }},
         {"lens", [](Reader& r) { r.options.no_lens = readSwitchedOff(r); }},
         {"volume", [](Reader& r) { r.options.no_volume = readSwitchedOff(r); }},
         {"geometry", [](Reader& r) { r.options.no_geometry = readSwitchedOff(r); }},
@@ -91,8 +91,8 @@ const StatementTable<OptionsReader>& optionStatements() {
         {"traversal", [](Reader& r) { r.readInheritance(true); }},
         {"luminance", [](Reader& r) { r.readLuminance(); }},
         {"diagnostic", [](Reader& r) { skipDiagnostic(r); }},
-        {"colorprofile", [](Reader& r) { r.scene.problems.noEffect(r.in.place(), "colorprofile"); r.in.skipGroup(); }},
-        {"hardware", [](Reader& r) { skipWords(r, "hardware"); }},
+        {"colorprofile", [](Reader& r) { r.in.skipGroup(); }},
+        {"hardware", [](Reader& r) { skipWords(r); }},
         {"data", [](Reader& r) { readDataStatement(r.scene, r.options.userdata); }},
         {"attribute", [](Reader& r) { readOptionAttribute(r.scene, r.strings); }},
     };
@@ -196,13 +196,20 @@ void OptionsReader::readPhotonVolume() {
     options.photonvol_scale = in.readColor(1);
 }
 
+void OptionsReader::readPhotonmapOnly() {
+    const Place place = in.place();
+    in.expect("only");
+    options.photonmap_only = in.readFlag();
+    if (options.photonmap_only) scene.problems.tell(place, "options", "photonmap", "only on");
+}
+
 void OptionsReader::readPhotonmap() {
     if (in.accept("file"))
         options.photonmap_file = readFileOrOff();
     else if (in.accept("rebuild"))
         options.photonmap_rebuild = in.readBoolean();
-    else if (in.accept("only"))
-        options.photonmap_only = in.readFlag();
+    else if (in.at("only"))
+        readPhotonmapOnly();
     else
         in.fail("file, rebuild or only");
 }

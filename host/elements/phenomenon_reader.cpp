@@ -35,7 +35,7 @@ struct BodyReader {
     void readRoot();
     void readRootShaders();
     void readCameraShaders(PhenomenonInstance::CameraShaders& shaders);
-    void skipUnsupported(std::string_view what);
+    void skipShaders();
 };
 
 void BodyReader::readRoot() {
@@ -71,12 +71,11 @@ void BodyReader::readCameraShaders(PhenomenonInstance::CameraShaders& shaders) {
         shaders.shaders = joinShaders(scene, shaders.shaders, readShaderList(scene));
 }
 
-void BodyReader::skipUnsupported(std::string_view what) {
+void BodyReader::skipShaders() {
     if (in.accept("priority")) {
         in.readInteger();
         return;
     }
-    scene.problems.unsupported(in.place(), fmt::format("{} of phenomena are not called", what));
     readShaderList(scene);
 }
 
@@ -93,16 +92,16 @@ const StatementTable<Reader>& statements() {
         {"lens", [](Reader& r) { r.readCameraShaders(r.instance.lens); }},
         {"volume", [](Reader& r) { r.readCameraShaders(r.instance.volume); }},
         {"environment", [](Reader& r) { r.readCameraShaders(r.instance.environment); }},
-        {"geometry", [](Reader& r) { r.skipUnsupported("geometry shaders"); }},
+        {"geometry", [](Reader& r) { r.skipShaders(); }},
         {"output",
          [](Reader& r) {
              while (r.in.atString() && !r.in.followedBy('(')) r.in.advance();
-             r.skipUnsupported("output shaders");
+             r.skipShaders();
          }},
         {"contour",
          [](Reader& r) {
              if (!r.in.accept("store")) r.in.accept("contrast");
-             r.skipUnsupported("contour shaders");
+             r.skipShaders();
          }},
         {"version", [](Reader& r) { r.in.readInteger(); }},
         {"apply",

@@ -21,6 +21,13 @@ public:
     bool read();
 
 private:
+    /// Past a word that is there and has no effect, as is told.
+    bool acceptIdle(std::string_view word) {
+        if (!in_.at(word)) return false;
+        scene_.problems.tell(in_.place(), "group", word);
+        in_.advance();
+        return true;
+    }
     void readVectors();
     void readVertex();
     std::uint8_t readDerivatives();
@@ -60,15 +67,13 @@ bool GroupReader::read() {
     const bool isNamed = in_.atString() || (in_.current().kind == TokenKind::Symbol && !in_.at("merge") &&
                                             !in_.at("end") && !in_.at("v"));
     if (isNamed) in_.advance();
-    if (in_.accept("merge")) in_.readFloat();
+    if (acceptIdle("merge")) in_.readFloat();
     readVectors();
     while (in_.accept("v")) readVertex();
     while (!in_.acceptEnd("group")) {
         if (readGeometry()) continue;
         if (!isGeometryOfOtherKind(in_)) in_.fail("a vertex, a polygon or \"end group\"");
-        scene_.problems.leftOut(in_.place(), fmt::format("geometry of the kind \"{}\" is not supported yet, its "
-                                                         "group is left out",
-                                                         in_.current().text));
+        scene_.problems.tell(in_.place(), "group", in_.current().text);
         skipToEnd(scene_, "group");
         return false;
     }
@@ -129,7 +134,7 @@ void GroupReader::readTexture() {
 
 /// Matters to subdivision only.
 void GroupReader::readSharpness() {
-    if (!in_.accept("cusp") && !in_.accept("conic") && !in_.accept("corner") && !in_.accept("dart")) return;
+    if (!acceptIdle("cusp") && !acceptIdle("conic") && !acceptIdle("corner") && !acceptIdle("dart")) return;
     if (in_.accept("level")) in_.readFloat();
 }
 
@@ -139,7 +144,8 @@ bool GroupReader::readGeometry() {
     if (in_.accept("strip")) return readStrip(), true;
     if (in_.accept("fan")) return readFan(), true;
     if (!isApproximation(in_)) return false;
-    while (isApproximation(in_) && !in_.at("approximate")) in_.advance();
+    for (; isApproximation(in_) && !in_.at("approximate"); in_.advance())
+        scene_.problems.tell(in_.place(), "approximate", in_.current().text);
     in_.expect("approximate");
     readApproximation(scene_, group_.approximation);
     return true;

@@ -10,10 +10,8 @@ namespace lumorender {
 namespace {
 
 /// Defines an element that only has a name.
-void skipElement(SceneContext& scene, int type, std::string_view word, const std::string& warning) {
-    const Place place = scene.in.place();
+void skipElement(SceneContext& scene, int type, std::string_view word) {
     const std::string name = scene.readNewName("the name of the element");
-    scene.problems.unsupported(place, warning);
     skipToEnd(scene, word);
     scene.storeBytes(name, type, nullptr, 16, nullptr);
 }
@@ -53,17 +51,10 @@ void recover(SceneContext& scene, std::string_view element) {
     }
 }
 
-void skipColorProfile(SceneContext& scene) {
-    skipElement(scene, miSCENE_COLORPROFILE, "colorprofile",
-                "color profiles are not supported, colors are taken as they are");
-}
+void skipColorProfile(SceneContext& scene) { skipElement(scene, miSCENE_COLORPROFILE, "colorprofile"); }
 
-void skipSpectrum(SceneContext& scene) {
-    skipElement(scene, miSCENE_SPECTRUM, "spectrum", "spectra are not supported yet");
-}
+void skipSpectrum(SceneContext& scene) { skipElement(scene, miSCENE_SPECTRUM, "spectrum"); }
 
-void skipAssembly(SceneContext& scene) {
-    skipElement(scene, miSCENE_ASSEMBLY, "assembly", "assemblies are not supported yet, theirs are left out");
-}
+void skipAssembly(SceneContext& scene) { skipElement(scene, miSCENE_ASSEMBLY, "assembly"); }
 
 }  // namespace lumorender

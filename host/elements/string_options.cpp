@@ -1,4 +1,7 @@
 #include "elements/element_readers.h"
+#include "parsing/language.h"
+
+#include <fmt/format.h>
 
 namespace lumorender {
 
@@ -14,11 +17,22 @@ StringOptions::Value readNumericValue(Cursor& in) {
     return values.front();
 }
 
+/// What the host does not know may be meant for shaders, which can ask for all options.
+void tell(SceneContext& scene, const Place& place, const std::string& name) {
+    const Token& value = scene.in.current();
+    if (meaningOf("string option", name, value.text))
+        scene.problems.tell(place, "string option", name, value.text);
+    else
+        scene.problems.note(place, fmt::format("string option: \"{}\" has no effect: it is kept for shaders", name));
+}
+
 }  // namespace
 
 void readStringOption(SceneContext& scene, StringOptions& options) {
     Cursor& in = scene.in;
+    const Place place = in.place();
     const std::string name = in.readString();
+    tell(scene, place, name);
     if (in.atBoolean())
         options.values[name] = in.readBoolean();
     else if (in.atString())

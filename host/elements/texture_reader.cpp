@@ -21,6 +21,8 @@ struct TextureReader {
     /// `local`, `filter [scale]`, `writable`, in any order.
     void readModifiers() {
         for (;;) {
+            const Place place = in.place();
+            const std::string_view word = in.current().text;
             if (in.accept("local")) {
                 texture.local = true;
             } else if (in.accept("filter")) {
@@ -28,6 +30,7 @@ struct TextureReader {
             } else if (!in.accept("writable")) {
                 return;
             }
+            scene.problems.tell(place, "texture", word);
         }
     }
 
@@ -54,7 +57,7 @@ struct TextureReader {
     }
 
     void readFile() {
-        texture.file = scene.locate(scene.readFileName(), scene.settings.texturePath).string();
+        texture.file = scene.locateImage(scene.readFileName(), texture.hint).string();
         // A type and format for files without a header of their own.
         while (in.atString()) in.advance();
         if (in.at('[')) texture.depth = readSize(0);
@@ -91,7 +94,11 @@ struct TextureReader {
         readModifiers();
         readKind();
         const std::string name = scene.readNewName("the name of the texture");
-        if (in.accept("colorprofile")) in.readName("a color profile");
+        if (in.at("colorprofile")) {
+            scene.problems.tell(in.place(), "texture", "colorprofile");
+            in.advance();
+            in.readName("a color profile");
+        }
         if (in.at('=') || (in.atString() && in.followedBy('('))) {
             readShadersAs(scene, name);
             return;

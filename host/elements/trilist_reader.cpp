@@ -64,7 +64,7 @@ private:
 
 bool TrilistReader::read() {
     if (!in_.accept("vertex")) {
-        scene_.problems.leftOut(in_.place(), "triangle lists of the older form are not supported yet");
+        scene_.problems.tell(in_.place(), "trilist", "vector");
         skipToEnd(scene_, "trilist");
         return false;
     }
@@ -73,8 +73,12 @@ bool TrilistReader::read() {
     in_.expect("triangle");
     const auto triangles = static_cast<std::size_t>(in_.readInteger(0, kMostVertices));
     // Border triangles and extra words per triangle serve tessellation.
-    if (in_.accept("border")) in_.readInteger();
-    if (in_.accept("data")) in_.readFloats(2);
+    for (const std::string_view word : {"border", "data"}) {
+        if (!in_.at(word)) continue;
+        scene_.problems.tell(in_.place(), "trilist", word);
+        in_.advance();
+        in_.readFloats(word == "border" ? 1 : 2);
+    }
     readVertices(vertices);
     readTriangles(triangles);
     skipRest();
@@ -198,6 +202,7 @@ void TrilistReader::addTriangle(const std::uint32_t (&corners)[3], const Place& 
 
 /// Borders, data per triangle and topology.
 void TrilistReader::skipRest() {
+    if (in_.at("topology")) scene_.problems.tell(in_.place(), "trilist", "topology");
     skipToEnd(scene_, "trilist");
     if (in_.accept("approximate")) readApproximation(scene_, group_.approximation);
 }

@@ -297,13 +297,13 @@ bool EmbreeKernels::intersect(const Ray& ray, Hit& hit) const {
             meetHair(ray, hit);
         else
             makePrecise(ray, hit);
-        if (ray.behind && isSameCrossing(*ray.behind, *hit.instance, hit.dist)) {
-            hit.sides |= ray.behind->sides;
+        const bool goesOn = ray.behind && isSameCrossing(*ray.behind, *hit.instance, hit.dist);
+        if (goesOn ? (hit.sides & ray.behind->sides) == 0 : hit.dist > ray.near) {
+            if (goesOn) hit.sides |= ray.behind->sides;
             return true;
         }
-        if (hit.dist > ray.near) return true;
 
-        // In single precision it lay behind `near`; in truth it does not.
+        // In single precision it lay behind `near`, or elsewhere than the crossing; in truth it does not.
         query.ray.tnear = std::nextafter(query.ray.tfar, std::numeric_limits<float>::infinity());
         query.ray.tfar = static_cast<float>(std::min(ray.far, 1e38));
     }

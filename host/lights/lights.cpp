@@ -83,6 +83,7 @@ bool choosesItsPlace(const LightSource& source) { return source.light->area == m
 
 /// False where the sample adds nothing: it lies below the surface, or the light shader says so.
 bool takeSample(const LightSource& source, const LightGrid& grid, int number, const LightSample& to, miState* state) {
+    if (source.light->photons_only) return false;
     ThreadContext& context = contextOf(state);
     LightPlace place;
     miVector origin = source.origin;

@@ -163,7 +163,9 @@ void ParameterReader::readNumbers(const Parameter& parameter, std::size_t at) {
 
 miTag ParameterReader::readName(miParam_type type) {
     if (type == miTYPE_STRING) return scene_.database.addString(in_.readName("a text"));
-    return readNamedValue(scene_, type);
+    const miTag tag = readNamedValue(scene_, type);
+    if (auto* texture = connectable_ ? nullptr : scene_.database.detail<TextureDetail>(tag)) texture->isInData = true;
+    return tag;
 }
 
 /// A light instance, or all those in a group that is placed by an instance.

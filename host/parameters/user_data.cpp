@@ -128,7 +128,6 @@ void readDataStatement(SceneContext& scene, miTag& chain) {
 
 void skipAttribute(SceneContext& scene) {
     Cursor& in = scene.in;
-    scene.problems.noEffect(in.place(), "attribute");
     while (in.current().kind == TokenKind::Symbol && !in.at("end")) in.advance();
     if (!in.atString()) in.fail("the quoted name of an attribute");
     in.advance();

@@ -76,20 +76,29 @@ miTag SceneContext::readReference(std::initializer_list<int> types, std::string_
 
 std::string SceneContext::readFileName() {
     if (!in.atString()) in.fail("a quoted file name");
+    fileNamePlace_ = in.place();
     std::string name = in.expandFileName(in.current().text);
     in.advance();
     return name;
 }
 
-std::filesystem::path SceneContext::locate(const std::string& file,
-                                           const std::vector<std::filesystem::path>& folders) const {
+std::filesystem::path SceneContext::locate(const std::string& file, const std::vector<std::filesystem::path>& folders) {
     if (!settings.filesAllowed || file.empty()) return file;
     std::vector<std::filesystem::path> places = {in.directory(), std::filesystem::path()};
     places.insert(places.end(), folders.begin(), folders.end());
+    return in.findFile(fileNamePlace_, file, places);
+}
+
+std::filesystem::path SceneContext::locateImage(const std::string& file, std::string& hint) {
+    std::vector<std::filesystem::path> folders = settings.texturePath;
+    for (const std::string& folder : registry.folders("_MI_REG_TEXTURE")) folders.emplace_back(folder);
+    std::filesystem::path found = locate(file, folders);
     std::error_code ignored;
-    for (const auto& folder : places)
-        if (std::filesystem::exists(folder / file, ignored)) return folder / file;
-    return file;
+    if (!settings.filesAllowed || file.empty() || std::filesystem::exists(found, ignored)) return found;
+    folders.push_back(in.directory());
+    if (const auto similar = similarImage(found.string(), folders); !similar.empty())
+        hint = fmt::format("\"{}\" lies there", similar.string());
+    return found;
 }
 
 void SceneContext::link(const Place& place, const std::string& file) {

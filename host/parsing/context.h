@@ -67,8 +67,12 @@ struct SceneContext {
     miTag readReference(std::initializer_list<int> types, std::string_view what);
 
     std::string readFileName();
-    /// A file that the scene names: beside the scene file, in the working directory or in one of the folders.
-    std::filesystem::path locate(const std::string& file, const std::vector<std::filesystem::path>& folders) const;
+    /// A file that the scene names: beside the scene file, in the working directory or in one of the folders, also
+    /// where the scene gives its place on another machine, which is told. The name as it is where there is none.
+    std::filesystem::path locate(const std::string& file, const std::vector<std::filesystem::path>& folders);
+    /// The same for images, whose folders a registry entry may name, too. Where there is none, `hint` says what lies
+    /// there under a similar name.
+    std::filesystem::path locateImage(const std::string& file, std::string& hint);
 
     void link(const Place& place, const std::string& file);
 
@@ -97,6 +101,9 @@ struct SceneContext {
         if (const auto* stored = database.as<Record>(tag, type)) record = *stored;
         if (const auto* stored = database.detail<ItsDetail>(tag)) detail = *stored;
     }
+
+private:
+    Place fileNamePlace_;  ///< of the one that was read last
 };
 
 /// True for words that begin an element or command; inside an element they mean that its `end` is missing.

@@ -47,6 +47,11 @@ bool Cursor::accept(char character) {
     return true;
 }
 
+std::string_view Cursor::continuation() const {
+    if (atString() || at('=')) return "shader";
+    return current().kind == TokenKind::Symbol || atInteger() ? current().text : std::string_view();
+}
+
 void Cursor::expect(std::string_view word) {
     if (!accept(word)) fail(word);
 }

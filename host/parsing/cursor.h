@@ -33,6 +33,9 @@ public:
     bool accept(char character);
     void expect(std::string_view word);
     void expect(char character);
+    /// What follows a statement's word, as the list of the language spells it: a word, an integer, "shader" for a call
+    /// or a quoted name, else nothing.
+    std::string_view continuation() const;
     /// True, and past it, at `end <element>`.
     bool acceptEnd(std::string_view element);
 

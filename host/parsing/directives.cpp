@@ -69,14 +69,12 @@ void TokenStream::include(std::string_view name, bool quoted) {
 
 /// A quoted name is relative to the file that includes it, then to the working directory; files that come with modules
 /// are found on the include path, whichever way the scene writes them.
-std::filesystem::path TokenStream::findIncluded(const std::filesystem::path& name, bool quoted) const {
+std::filesystem::path TokenStream::findIncluded(const std::string& name, bool quoted) {
     std::vector<std::filesystem::path> places;
     if (quoted) places = {directory(), std::filesystem::path()};
     places.insert(places.end(), settings_.includePath.begin(), settings_.includePath.end());
-    std::error_code ignored;
-    for (const auto& folder : places)
-        if (std::filesystem::is_regular_file(folder / name, ignored)) return folder / name;
-    return name;
+    for (const std::string& folder : registry_.folders("_MI_REG_INCLUDE")) places.emplace_back(folder);
+    return findFile(place(), name, places);
 }
 
 const SourceText* TokenStream::load(const std::filesystem::path& file) {
@@ -113,12 +111,12 @@ void TokenStream::readLookup() {
 void TokenStream::execute(const Registry::Item& item) {
     if (item.kind == "link" && onLink) onLink(expandFileName(item.text));
     if (item.kind == "echo") info("SCEN", "{}", item.text);
-    if (item.kind == "code" || item.kind == "system")
-        problems_.error(place(), fmt::format("registry item {} is refused: scenes may not run code", item.kind));
+    if (item.kind == "code" || item.kind == "system" || item.kind == "spdl")
+        problems_.tell(place(), "registry", item.kind);
 }
 
 void TokenStream::refuseCode() {
-    problems_.error(place(), "$code is refused: link a compiled module instead");
+    problems_.tell(place(), "scene", "$code");
     while (scanner().skipToDirective()) {
         const std::string_view line = scanner().takeLine();
         if (line.starts_with("$end code")) return;

@@ -1,5 +1,6 @@
 #include "parsing/problems.h"
 
+#include "parsing/language.h"
 #include "support/messages.h"
 
 namespace lumorender {
@@ -43,8 +44,25 @@ void Problems::leftOut(const Place& place, const std::string& kind) {
     if (unsupported_[kind]++ == 0) lumorender::error("SCEN", "{}: {}", place.text(), kind);
 }
 
-void Problems::noEffect(const Place& place, std::string_view what) {
-    if (speaks(MessageClass::Debug) && mayBeShown(place)) debug("SCEN", "{}: {} has no effect", place.text(), what);
+void Problems::tell(const Place& place, std::string_view element, std::string_view word, std::string_view next) {
+    const Meaning* meaning = meaningOf(element, word, next);
+    if (!meaning) return warning(place, fmt::format("{} \"{}\" is missing in the list of the language", element, word));
+    if (meaning->effect == Effect::Used || (meaning->effect == Effect::Idle && !speaks(MessageClass::Info))) return;
+    // Of what follows only settings and switches say what is meant.
+    const bool isTold = next == "on" || next == "true" ||
+                        meaning->words.find(fmt::format("{}={}", word, next)) != std::string_view::npos;
+    const std::string said = isTold && next != "shader" ? fmt::format("{} {}", word, next) : std::string(word);
+    const std::string text =
+        fmt::format("{}: \"{}\" {}: {}", element, said,
+                    meaning->effect == Effect::Refused ? "is refused" : "has no effect", meaning->why);
+    if (meaning->effect == Effect::LeftOut) return leftOut(place, text);
+    if (meaning->effect != Effect::Idle) return unsupported(place, text);
+    note(place, text);
+}
+
+void Problems::note(const Place& place, const std::string& text) {
+    if (speaks(MessageClass::Info) && mayBeShown(place) && noted_.insert(text).second)
+        info("SCEN", "{}: {}", place.text(), text);
 }
 
 void Problems::summarize() {

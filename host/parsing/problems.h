@@ -4,6 +4,7 @@
 #include "parsing/source.h"
 
 #include <map>
+#include <set>
 #include <stdexcept>
 #include <string>
 
@@ -34,8 +35,12 @@ public:
     void leftOut(const Place& place, const std::string& kind);
     /// An error message that does not keep the scene from being rendered.
     void versionMismatch(const Place& place, const std::string& text);
-    /// Understood, but of no effect in this host.
-    void noEffect(const Place& place, std::string_view what);
+    /// Tells, once for each, of a statement that the list of the language knows to have no effect. `next` is what
+    /// follows the word, such as a value.
+    void tell(const Place& place, std::string_view element, std::string_view word, std::string_view next = {});
+
+    /// Information for those who ask for it, once.
+    void note(const Place& place, const std::string& text);
 
     /// Errors do not end the reading, however many there are.
     bool lenient = false;
@@ -49,6 +54,7 @@ private:
 
     int errors_ = 0;
     std::map<std::string, long> unsupported_;
+    std::set<std::string> noted_;
 };
 
 }  // namespace lumorender

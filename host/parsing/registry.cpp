@@ -1,5 +1,7 @@
 #include "parsing/registry.h"
 
+#include <fmt/format.h>
+
 #include <charconv>
 #include <cstdlib>
 
@@ -56,6 +58,18 @@ std::string Registry::expand(std::string_view text, std::vector<std::string>& mi
     std::string result;
     expansions_ = 0;
     expandInto(result, text, 0, missing);
+    return result;
+}
+
+std::vector<std::string> Registry::folders(std::string_view key) {
+    std::vector<std::string> missing, result(1);
+    for (const char c : find(key) ? expand(fmt::format("{{{}}}", key), missing) : std::string()) {
+        if (c != ':' && c != ';')
+            result.back() += c;
+        else
+            result.emplace_back();
+    }
+    std::erase(result, std::string());
     return result;
 }
 

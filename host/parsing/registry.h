@@ -32,6 +32,8 @@ public:
 
     /// Replaces `{key}` by registry values, `{$VAR}` and `${VAR}` by environment variables, `${?VAR}` by "1" where the
     /// variable is set. What cannot be replaced is named in `missing`, except keys that begin with an underscore.
+    /// Folders that the value of an entry lists, parted by colons or semicolons; none where it has no value.
+    std::vector<std::string> folders(std::string_view key);
     std::string expand(std::string_view text, std::vector<std::string>& missing);
 
 private:

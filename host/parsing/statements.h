@@ -37,7 +37,10 @@ void readStatements(Reader& reader, const StatementTable<Reader>& table, std::st
     Cursor& in = scene.in;
     while (!in.acceptEnd(element)) {
         if (const auto read = table.find(in.current())) {
+            const Place place = in.place();
+            const std::string_view word = in.current().text;
             in.advance();
+            scene.problems.tell(place, element, word, in.continuation());
             read(reader);
         } else if (!reader.readOther()) {
             scene.skipUnknown(element, [&] { return table.find(in.current()) != nullptr; });

@@ -96,6 +96,16 @@ bool TokenStream::isFirstOnLine() const {
     return true;
 }
 
+std::filesystem::path TokenStream::findFile(const Place& place, const std::string& name,
+                                            const std::vector<std::filesystem::path>& places) {
+    const std::string here = substitute(name, settings_.substitutions);
+    std::filesystem::path found = searchFile(here, places);
+    if (found.empty()) found = here;
+    if (found.string().ends_with(name)) return found;
+    problems_.note(place, fmt::format("\"{}\" is taken to be \"{}\"", name, found.string()));
+    return found;
+}
+
 std::string TokenStream::expandFileName(std::string_view text) {
     std::vector<std::string> missing;
     std::string expanded = registry_.expand(text, missing);

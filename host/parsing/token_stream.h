@@ -46,6 +46,10 @@ public:
 
     /// Expands `{...}` in a file name and warns of what is unknown there.
     std::string expandFileName(std::string_view text);
+    /// Where a file is that the scene names, in one of the places; the name as it is where none has it. Tells where it
+    /// lies elsewhere than the scene says.
+    std::filesystem::path findFile(const Place& place, const std::string& name,
+                                   const std::vector<std::filesystem::path>& places);
     const std::filesystem::path& directory() const { return scanner().source().directory(); }
 
     /// Carries out a `link` item of a registry entry.
@@ -75,7 +79,7 @@ private:
 
     void readInclude();
     void include(std::string_view name, bool quoted);
-    std::filesystem::path findIncluded(const std::filesystem::path& name, bool quoted) const;
+    std::filesystem::path findIncluded(const std::string& name, bool quoted);
     const SourceText* load(const std::filesystem::path& file);
     void readLookup();
     void execute(const Registry::Item& item);

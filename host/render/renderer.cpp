@@ -57,6 +57,7 @@ public:
         if (openSaved()) return takeFinished();
         buildScene();
         findShaders();
+        openTextures();
         if (!mayStart()) return false;
 
         ThreadContext context(scene_, 0);
@@ -173,11 +174,6 @@ private:
     }
 
     void buildScene() {
-        auto textures = std::make_shared<TextureTable>();
-        if (!textures->open(database_, options_->gamma) && !settings_.continueWithoutTextures)
-            throw Failure("a texture is missing; -texture_continue renders without it");
-        scene_.textures = textures;
-
         const long errors = messageCount(MessageClass::Error);
         geometry_ = SceneGeometry::collect(database_, scene_.rootGroup, *options_);
         scene_.geometry = geometry_;
@@ -267,6 +263,13 @@ private:
         auto slots = std::make_shared<SlotTable>();
         slots->build(database_, shaders_);
         scene_.slots = slots;
+    }
+
+    void openTextures() {
+        auto textures = std::make_shared<TextureTable>();
+        if (!textures->open(database_, shaders_.textures(), options_->gamma) && !settings_.continueWithoutTextures)
+            throw Failure("a texture is missing; -texture_continue renders without it");
+        scene_.textures = textures;
     }
 
     /// Phenomena bring shaders for the camera. Those of higher priority run later, the camera's own at 0 and before those

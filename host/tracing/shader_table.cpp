@@ -169,6 +169,7 @@ void ShaderTable::addNamedShader(const Parameter& parameter, const miFunction& f
     if (!mayName || offset + 4 > static_cast<std::size_t>(function.parameter_size)) return;
     miTag tag = 0;
     std::memcpy(&tag, function.parameters + offset, sizeof tag);
+    if (database_.type(tag) == miSCENE_IMAGE) textures_.insert(tag);
     add(tag, parameter.type == miTYPE_SHADER ? miSHADER_OTHER : miSHADER_TEXTURE);
 }
 

@@ -52,6 +52,8 @@ public:
     void finish(ThreadContext& context);
 
     bool knows(miTag tag) const { return seen_.contains(tag); }
+    /// Textures that parameters of the shaders name.
+    const std::set<miTag>& textures() const { return textures_; }
 
     /// Those that a render can call.
     const std::vector<const PhenomenonInstance*>& phenomena() const { return phenomena_; }
@@ -84,6 +86,7 @@ private:
     std::vector<DeclarationRuntime> declarations_;
     std::vector<Use> uses_;
     std::vector<const PhenomenonInstance*> phenomena_;
+    std::set<miTag> textures_;
     std::set<miTag> seen_;
     std::map<miTag, std::size_t> listSizes_;  ///< of the largest result in each list
     std::set<miTag> open_;  ///< functions and lists whose connections are being followed: meeting one again is a cycle

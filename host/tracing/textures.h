@@ -5,6 +5,7 @@
 #include "image/texture.h"
 
 #include <memory>
+#include <set>
 #include <unordered_map>
 
 namespace lumorender {
@@ -12,9 +13,10 @@ namespace lumorender {
 /// Texture elements by tag. Read-only while rendering.
 class TextureTable {
 public:
-    /// Opens every texture of the database. A file that cannot be read is an error naming it.
+    /// Opens the textures that shaders name, and those in user data. A file that cannot be read is an error naming it;
+    /// one that is missing and that nothing uses is a warning.
     /// @return false when one could not be opened.
-    bool open(const Database& database, float gamma);
+    bool open(const Database& database, const std::set<miTag>& named, float gamma);
 
     const Texture* find(miTag tag) const {
         const auto found = textures_.find(tag);

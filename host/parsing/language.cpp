@@ -1,0 +1,245 @@
+#include "parsing/language.h"
+
+#include <functional>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+namespace lumorender {
+
+namespace {
+
+using enum Effect;
+
+constexpr std::string_view kPhotons = "photons are not traced";
+constexpr std::string_view kMaps = "shadow maps are not made, rays are traced for shadows";
+constexpr std::string_view kRasterizer = "there is no rasterizer, every ray is traced";
+constexpr std::string_view kKernels = "the ray tracing kernels choose their own structures";
+constexpr std::string_view kFreeForm = "free-form and subdivision surfaces are not supported";
+constexpr std::string_view kProfiles = "color profiles are not supported, colors are taken as they are";
+constexpr std::string_view kInforms = "informs people, the host renders as the options say";
+
+// docs/language_tables.py reads these rows: one to a line.
+// clang-format off
+constexpr Meaning kLanguage[] = {
+    {"scene", "$include|$lookup|$ifdef|$ifndef|$ifeq|$ifneq|$elseifdef|$elseifeq|$else|$endif", Used, ""},
+    {"scene", "$code", Refused, "scenes may not run code"},
+    {"scene", "set|verbose|echo|link|version|min|max|registry|delete|namespace|end|render|incremental", Used, ""},
+    {"scene", "declare|shader|data|options|camera|light|material|object|instance|instgroup|lightprofile", Used, ""},
+    {"scene", "color|scalar|vector|local|filter|writable", Used, "textures"},
+    {"scene", "system|code", Refused, "scenes may not run code"},
+    {"scene", "call", Missing, "calls of shaders outside of rendering are not supported"},
+    {"scene", "root", Missing, "it belongs into assemblies, which are not supported"},
+    {"scene", "assembly", Missing, "assemblies are not supported, theirs are left out"},
+    {"scene", "colorprofile", Missing, kProfiles},
+    {"scene", "spectrum", Missing, "spectra are not supported"},
+    {"scene", "frame|view", Missing, "cameras and options of former versions are not supported"},
+    {"scene", "debug", Idle, "the host has no such modes"},
+    {"scene", "memory", Idle, "memory is not limited by scenes"},
+    {"scene", "touch", Idle, "everything is made anew for each render"},
+    {"scene", "gui", Idle, "it describes user interfaces"},
+    {"scene", "private|session", Idle, "there is one database"},
+
+    {"registry", "value|link|mi|echo", Used, ""},
+    {"registry", "code|system", Refused, "scenes may not run code"},
+    {"registry", "spdl", Idle, "it describes user interfaces"},
+
+    {"declare", "version|shader|material|light|instance|root|lens|volume|environment", Used, ""},
+    {"declare", "apply|scanline|trace|shadow|face|texture|bump|derivative|object|camera|mixed|parallel|volume=level|hardware", Used, kInforms},
+    {"declare", "output|geometry|contour", Missing, "output, geometry and contour shaders are not called"},
+    {"declare", "output=priority|geometry=priority|contour=priority", Idle, "output, geometry and contour shaders are not called"},
+
+    {"options", "samples|jitter|trace|shutter|motion|task|lens|volume|displace|hair|autovolume|gamma|face|shadow", Used, ""},
+    {"options", "approximate|max|state|inheritance|traversal|luminance|data|attribute|object|finalgather|frame", Used, ""},
+    {"options", "samples=collect|samples=motion|shading|merge", Idle, kRasterizer},
+    {"options", "contrast|time", Idle, "every pixel takes the larger number of samples"},
+    {"options", "filter", Used, "box; others are warned of when the render begins"},
+    {"options", "scanline", Idle, kRasterizer},
+    {"options", "photon", Idle, kPhotons},
+    {"options", "shadowmap", Used, "as rays; a warning when the render begins"},
+    {"options", "shadowmap=rebuild|shadowmap=motion|shadowmap=bias|shadowmap=trace|shadowmap=window", Idle, kMaps},
+    {"options", "field", Missing, "fields are not rendered, the picture has all lines"},
+    {"options", "field=off|samplelock=on", Used, ""},
+    {"options", "samplelock", Idle, "every frame has the same pattern of samples"},
+    {"options", "motion=steps", Idle, "motion between the ends of the shutter interval has as many steps as its vertices give"},
+    {"options", "acceleration|bsp|grid", Idle, kKernels},
+    {"options", "camera=space|mixed=space", Missing, "the scene is rendered in object space"},
+    {"options", "geometry", Idle, "geometry shaders are not called"},
+    {"options", "displace=presample", Idle, "what is displaced is so before the first sample"},
+    {"options", "output", Idle, "output shaders are not called"},
+    {"options", "pass", Idle, "passes over frame buffer files are not supported"},
+    {"options", "lightmap=off|lightmap=on|lightmap=true|lightmap=false", Used, "lightmap shaders are warned of in their materials"},
+    {"options", "lightmap", Missing, "light maps are not made, the picture is rendered"},
+    {"options", "colorclip|desaturate|premultiply|dither", Used, ""},
+    {"options", "caustic|globillum", Missing, kPhotons},
+    {"options", "caustic=off|caustic=false|caustic=0|globillum=off|globillum=false|globillum=0", Used, ""},
+    {"options", "caustic=accuracy|caustic=filter|caustic=scale|globillum=accuracy|globillum=scale|photonvol", Idle, kPhotons},
+    {"options", "photonmap", Idle, kPhotons},
+    {"options", "photonmap=only on", Missing, "photons are not traced, the picture is rendered"},
+    {"options", "contour", Missing, "contours are not supported"},
+    {"options", "diagnostic", Used, "off"},
+    {"options", "diagnostic=on", Missing, "pictures of the renderer's work are not made"},
+    {"options", "colorprofile", Missing, kProfiles},
+    {"options", "hardware", Idle, "nothing is rendered by graphics hardware"},
+
+    {"string option", "ambient occlusion|ambient occlusion rays|ambient occlusion cache|ambient occlusion cache density", Used, ""},
+    {"string option", "ambient occlusion cache points|ambient occlusion min distance|ambient occlusion max distance", Used, ""},
+    {"string option", "ambient occlusion falloff|finalgather points|finalgather normal tolerance", Used, ""},
+    {"string option", "finalgather mode", Idle, "final gathering works in one way"},
+    {"string option", "irradiance particles", Missing, "irradiance particles are not made; final gathering may take their place"},
+    {"string option", "irradiance particles=off|importon=off|progressive=off|unified sampling=off|environment lighting mode=off", Used, ""},
+    {"string option", "irradiance particles rays|irradiance particles indirect passes|irradiance particles scale", Idle, "irradiance particles are not made"},
+    {"string option", "irradiance particles interpolate|irradiance particles interppoints|irradiance particles env", Idle, "irradiance particles are not made"},
+    {"string option", "irradiance particles env scale|irradiance particles file|irradiance particles rebuild", Idle, "irradiance particles are not made"},
+    {"string option", "importon|importon density|importon merge|importon trace depth|importon traverse", Idle, kPhotons},
+    {"string option", "progressive", Missing, "the picture is rendered in one pass, with the samples of the options"},
+    {"string option", "progressive min samples|progressive max samples|progressive max time|progressive error threshold", Idle, "the picture is rendered in one pass"},
+    {"string option", "unified sampling", Missing, "every pixel takes the samples of the options"},
+    {"string option", "samples quality|samples min|samples max|samples error cutoff", Idle, "every pixel takes the samples of the options"},
+    {"string option", "rast motion factor|rast transparency depth", Idle, kRasterizer},
+    {"string option", "shadowmap pixel samples", Idle, kMaps},
+    {"string option", "caustic merge|globillum merge|photonvol merge", Idle, kPhotons},
+    {"string option", "environment lighting mode", Missing, "surroundings light surfaces by final gathering, or by lights that sample them"},
+    {"string option", "environment lighting quality|environment lighting shadow", Idle, "surroundings light surfaces by final gathering, or by lights that sample them"},
+    {"string option", "light relative scale", Missing, "lights shine as their shaders say"},
+    {"string option", "trace camera clip", Used, "eye rays always keep to the camera's clipping planes"},
+
+    {"camera", "focal|aperture|aspect|resolution|window|offset|clip|lens|volume|environment|frame|output|framebuffer|data", Used, ""},
+    {"camera", "dof", Missing, "the built-in depth of field is not supported, use a lens shader"},
+    {"camera", "field", Missing, "fields are not rendered, the picture has all lines"},
+    {"camera", "field=0", Used, ""},
+    {"camera", "pass", Missing, "passes over frame buffer files are not supported"},
+    {"camera", "attribute", Idle, "attributes are not kept"},
+
+    {"output", "file|quality|compress|dpi|dod", Used, ""},
+    {"output", "shader", Missing, "output shaders are not called"},
+    {"output", "even|odd", Missing, "fields are not rendered, the picture has all lines"},
+
+    {"framebuffer", "datatype|filetype|filename|filtering|primary|user|compression|quality|dod|dpi", Used, ""},
+    {"framebuffer", "field", Missing, "fields are not rendered, the picture has all lines"},
+    {"framebuffer", "colorprofile", Missing, kProfiles},
+    {"framebuffer", "useprimary|useopacity", Idle, "every buffer takes what shaders put into it"},
+
+    {"light", "shader|origin|direction|energy|visible|tag|rectangle|disc|sphere|cylinder|object|user|data|photons", Used, ""},
+    {"light", "spread", Used, "shaders ask for it; light outside of the cone is theirs to leave out"},
+    {"light", "energy=spectrum", Missing, "spectra are not supported"},
+    {"light", "exponent|emitter|caustic|globillum", Idle, kPhotons},
+    {"light", "lightprofile", Missing, "the profile of a light element is not applied, give it to a parameter of the light's shader"},
+    {"light", "shadowmap", Idle, kMaps},
+    {"light", "shadowmap=off|shadowmap=false", Used, ""},
+    {"light", "attribute", Idle, "attributes are not kept"},
+
+    {"material", "shader|displace|shadow|volume|environment", Used, ""},
+    {"material", "opaque", Used, "shaders ask for it; shadow shaders are called all the same"},
+    {"material", "contour|photon|photonvol|lightmap|bsdf", Used, "nothing behind the word empties the slot"},
+    {"material", "contour=shader", Missing, "contours are not supported"},
+    {"material", "photon=shader|photonvol=shader", Idle, kPhotons},
+    {"material", "lightmap=shader", Missing, "light maps are not made"},
+    {"material", "bsdf=shader", Missing, "scattering functions are not called, the material's shader is"},
+    {"material", "hardware", Idle, "nothing is rendered by graphics hardware"},
+    {"material", "attribute", Idle, "attributes are not kept"},
+
+    {"texture", "filter|file|shader|pixels", Used, ""},
+    {"texture", "local", Idle, "files are read by this machine anyway"},
+    {"texture", "writable", Idle, "light maps are not made"},
+    {"texture", "colorprofile", Missing, kProfiles},
+
+    {"lightprofile", "format|file|hermite|resolution", Used, ""},
+    {"lightprofile", "flags", Missing, "flags of light profiles are not supported"},
+    {"lightprofile", "flags=0", Used, ""},
+
+    {"object", "visible|shadow|trace|reflection|refraction|transparency|finalgather|tagged|face|tag|data|transform", Used, ""},
+    {"object", "max|group|trilist|hair|approximate", Used, ""},
+    {"object", "caustic|globillum", Idle, kPhotons},
+    {"object", "shadowmap", Idle, kMaps},
+    {"object", "select", Idle, "it is for interactive programs"},
+    {"object", "attribute", Idle, "attributes are not kept"},
+    {"object", "box|motion", Idle, "objects are as large as their geometry"},
+    {"object", "ray", Idle, "rays start as near to their surface as its numbers allow"},
+    {"object", "samples", Idle, "every pixel takes the samples of the options"},
+    {"object", "shading", Idle, kRasterizer},
+    {"object", "volume", Idle, "automatic volumes tell solids by their materials' volume shaders"},
+    {"object", "basis", Idle, kFreeForm},
+    {"object", "file", LeftOut, "geometry in files of its own is not supported, the object is left empty"},
+    {"object", "intersection", LeftOut, "intersection shaders are not supported, the object is left empty"},
+
+    {"group", "v|n|d|t|m|u|c|cp|p|hole|strip|fan|approximate", Used, ""},
+    {"group", "merge", Idle, "vertices stay as they are"},
+    {"group", "cusp|conic|corner|dart", Idle, kFreeForm},
+    {"group", "curve|surface|space|connect|subdivision|ccmesh", LeftOut, "free-form and subdivision surfaces are not supported, the group is left out"},
+
+    {"trilist", "vertex|triangle|p|n|d|d2|m|b|t|u|scalar|binary|integer|approximate", Used, ""},
+    {"trilist", "vector", LeftOut, "triangle lists of the older form are not supported, this one is left out"},
+    {"trilist", "border|data|topology", Idle, "it serves tessellation"},
+
+    {"hair", "material|radius|approximate|degree|hair|vertex|scalar|n|m|t|u", Used, ""},
+    {"hair", "max", Idle, kKernels},
+
+    {"approximate", "displace|trilist|all|view|offscreen|any|fine|parametric|length|spatial|distance|angle|curvature|max", Used, ""},
+    {"approximate", "surface|subdivision|ccmesh|curve|space|trim", Idle, kFreeForm},
+    {"approximate", "tree|grid|delaunay|regular|nosmoothing|implicit|sharp|grading|samples", Idle, "triangles are halved at their edges"},
+    {"approximate", "visible|trace|shadow|caustic|globillum", Idle, "all rays meet the same triangles"},
+
+    {"instance", "element|transform|motion|hide|visible|shadow|trace|reflection|refraction|transparency|finalgather|face", Used, ""},
+    {"instance", "override|material|approximate|light|tag|data|parameters", Used, ""},
+    {"instance", "geometry", LeftOut, "geometry shaders are not supported, theirs is left out"},
+    {"instance", "transform=shader", LeftOut, "transforms by shaders are not supported, identity is used"},
+    {"instance", "caustic|globillum", Idle, kPhotons},
+    {"instance", "shadowmap", Idle, kMaps},
+    {"instance", "select", Idle, "it is for interactive programs"},
+    {"instance", "samples", Idle, "every pixel takes the samples of the options"},
+    {"instance", "shading", Idle, kRasterizer},
+    {"instance", "attribute", Idle, "attributes are not kept"},
+
+    {"instgroup", "members", Used, ""},
+    {"instgroup", "merge", Idle, "vertices stay as they are"},
+    {"instgroup", "tag|data", Idle, "groups have no label and no user data"},
+};
+// clang-format on
+
+using Statement = std::pair<std::string_view, std::string_view>;  // element and word
+
+struct StatementHash {
+    std::size_t operator()(const Statement& s) const {
+        return std::hash<std::string_view>{}(s.first) * 31 + std::hash<std::string_view>{}(s.second);
+    }
+};
+
+std::string_view takeUntil(std::string_view& text, char end) {
+    const std::size_t at = text.find(end);
+    const std::string_view taken = text.substr(0, at);
+    text.remove_prefix(at == std::string_view::npos ? text.size() : at + 1);
+    return taken;
+}
+
+/// By what follows the word; nothing stands for whatever else does.
+using Continuations = std::vector<std::pair<std::string_view, const Meaning*>>;
+using Index = std::unordered_map<Statement, Continuations, StatementHash>;
+
+Index makeIndex() {
+    Index index;
+    for (const Meaning& row : kLanguage) {
+        for (std::string_view words = row.words; !words.empty();) {
+            std::string_view next = takeUntil(words, '|');
+            const std::string_view word = takeUntil(next, '=');
+            index[{row.element, word}].emplace_back(next, &row);
+        }
+    }
+    return index;
+}
+
+}  // namespace
+
+const Meaning* meaningOf(std::string_view element, std::string_view word, std::string_view next) {
+    static const Index index = makeIndex();
+    const auto found = index.find({element, word});
+    if (found == index.end()) return nullptr;
+    const Meaning* otherwise = nullptr;
+    for (const auto& [continuation, row] : found->second) {
+        if (continuation.empty()) otherwise = row;
+        if (!continuation.empty() && continuation == next) return row;
+    }
+    return otherwise;
+}
+
+}  // namespace lumorender
