@@ -210,8 +210,10 @@ void OptionsReader::readPhotonmap() {
         options.photonmap_rebuild = in.readBoolean();
     else if (in.at("only"))
         readPhotonmapOnly();
+    else if (in.accept("off"))
+        options.photonmap_file = miNULLTAG;
     else
-        in.fail("file, rebuild or only");
+        in.fail("file, rebuild, only or off");
 }
 
 void OptionsReader::readFinalgatherDepths() {

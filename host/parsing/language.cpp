@@ -12,7 +12,7 @@ namespace {
 using enum Effect;
 
 constexpr std::string_view kPhotons = "photons are not traced";
-constexpr std::string_view kMaps = "shadow maps are not made, rays are traced for shadows";
+constexpr std::string_view kMaps = "shadows are traced, no maps are made";
 constexpr std::string_view kRasterizer = "there is no rasterizer, every ray is traced";
 constexpr std::string_view kKernels = "the ray tracing kernels choose their own structures";
 constexpr std::string_view kFreeForm = "free-form and subdivision surfaces are not supported";
@@ -75,6 +75,7 @@ constexpr Meaning kLanguage[] = {
     {"options", "caustic=off|caustic=false|caustic=0|globillum=off|globillum=false|globillum=0", Used, ""},
     {"options", "caustic=accuracy|caustic=filter|caustic=scale|globillum=accuracy|globillum=scale|photonvol", Idle, kPhotons},
     {"options", "photonmap", Idle, kPhotons},
+    {"options", "photonmap=off", Used, ""},
     {"options", "photonmap=only on", Missing, "photons are not traced, the picture is rendered"},
     {"options", "contour", Missing, "contours are not supported"},
     {"options", "diagnostic", Used, "off"},

@@ -253,10 +253,7 @@ private:
                 shaders_.add(light->shader, miSHADER_LIGHT);
             }
         }
-        // A shader may stand where a material is expected.
-        for (const FlatInstance& instance : geometry_->instances())
-            for (const miTag material : instance.surfaceMaterials)
-                if (database_.type(material) != miSCENE_MATERIAL) shaders_.add(material, miSHADER_MATERIAL);
+        for (const FlatInstance& instance : geometry_->instances()) addSurfaces(instance);
         addCameraShaders(&miCamera::lens, &PhenomenonInstance::lens);
         addCameraShaders(&miCamera::volume, &PhenomenonInstance::volume);
         addCameraShaders(&miCamera::environment, &PhenomenonInstance::environment);
@@ -270,6 +267,18 @@ private:
         if (!textures->open(database_, shaders_.textures(), options_->gamma) && !settings_.continueWithoutTextures)
             throw Failure("a texture is missing; -texture_continue renders without it");
         scene_.textures = textures;
+    }
+
+    /// A shader may stand where a material is expected.
+    void addSurfaces(const FlatInstance& instance) {
+        bool isBare = false;
+        for (const miTag material : instance.surfaceMaterials) {
+            if (database_.type(material) != miSCENE_MATERIAL) shaders_.add(material, miSHADER_MATERIAL);
+            isBare = isBare || !material;
+        }
+        if (isBare && !instance.isLight && (instance.flags & miTRACE_VISIBLE) != 0)
+            warning("RC", "instance \"{}\": where no material is given surfaces are black",
+                    database_.name(instance.instance));
     }
 
     /// Phenomena bring shaders for the camera. Those of higher priority run later, the camera's own at 0 and before those
