@@ -1,5 +1,6 @@
 /* Points for integrals: the loops of all samples of a pixel draw consecutive runs of one scrambled sequence. */
 #include "shader.h"
+#include "support/abort.h"
 #include "support/quasi_random.h"
 
 #include <algorithm>
@@ -60,6 +61,8 @@ extern "C" miBoolean mi_sample(double* sample, int* instance, miState* state, mi
         return !instance || (*instance)++ == 0;
     }
     if (!instance || *instance < 0 || static_cast<miUint>(*instance) >= *n) return miFALSE;
+    // A shader's loop may be longer than anybody waits for a render to stop.
+    if (lumorender::abortRequested()) return miFALSE;
     const std::uint32_t seed = *instance == 0 ? loops.begin(*state, instance) : loops.resume(*state, instance);
     writePoint(sample, dim, state->qmc_instance * *n + static_cast<std::uint32_t>(*instance), seed);
     ++*instance;
