@@ -73,8 +73,8 @@ struct Products {
 TEST_SHADER(plain_products, Products) {
     const auto value = [&](miColor& element) { return *static_cast<miColor*>(mi_eval(state, &element)); };
     *result = {};
-    for (int i = 0; i < paras->n_a; ++i)
-        *result = *result + value(paras->a[paras->i_a + i]) * value(paras->b[paras->i_b + i]);
+    miColor *a = paras->a + paras->i_a, *b = paras->b + paras->i_b;
+    for (int i = 0; i < paras->n_a; ++i) *result = *result + value(a[i]) * value(b[i]);
     return miTRUE;
 }
 
