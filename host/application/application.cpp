@@ -51,7 +51,6 @@ public:
         RenderSettings settings = commandLine_.render;
         settings.strict = commandLine_.strict;
         for (const auto& [name, text] : command.texts) settings.sceneFiles.emplace_back(name);
-        settings.allowPaths = commandLine_.allowPaths;
         settings.history = &history_;
         settings.progress = [](const RenderProgress& state) {
             tellProgress({"rendering", static_cast<double>(state.done) / std::max(state.total, 1), state.seconds,
@@ -160,7 +159,7 @@ bool linkModules(const CommandLine& commandLine) {
         error("LINK", "-link {}: {}", file, problem);
         good = false;
     }
-    modules.allowPaths = commandLine.allowPaths;
+    modules.allowPaths = commandLine.render.allowPaths;
     return good;
 }
 

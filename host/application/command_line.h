@@ -37,7 +37,6 @@ struct CommandLine {
     bool copyright = false;
     std::vector<std::string> links;
     std::vector<std::filesystem::path> libraryPath;
-    bool allowPaths = false;  ///< scenes may link modules from anywhere
     /// What was asked for and does nothing, or is not done, in words.
     std::vector<std::string> warnings, errors;
     Page page = Page::None;

@@ -134,7 +134,7 @@ WordGroup fileWords() {
             {"texture_continue", "[on|off]", "Render although a texture is missing",
              [](Line& l, const Values& v) { l.render.continueWithoutTextures = isOn(v); }},
             {"allow_paths", "", "Let scenes link modules from anywhere, and write files anywhere, over anything",
-             [](Line& l, const Values&) { l.allowPaths = true; }},
+             [](Line& l, const Values&) { l.render.allowPaths = true; }},
         }};
 }
 

@@ -5,6 +5,7 @@
 #include "saving/work_file.h"
 #include "support/limits.h"
 #include "support/messages.h"
+#include "support/whole_file.h"
 
 #include <algorithm>
 #include <map>
@@ -109,22 +110,38 @@ TileCost takeTiles(const PartHead& part, std::vector<LayerImage>& images) {
     return cost;
 }
 
-/// The render that made the parts has looked at the names that its scene gave; the parts are the user's.
-std::vector<PlannedFile> filesOf(const PicturePlan& plan, const std::vector<LayerImage>& images,
-                                 const RenderSettings& settings) {
+/// A part is data from anywhere, as a scene is: what it names is written where a scene may write, and beside the parts.
+OutputRules rulesFor(const std::vector<PartHead>& parts, const RenderSettings& settings) {
+    OutputRules rules{settings.fileDirectory, resolvedPath(parts.front().file).parent_path(), settings.allowPaths, {}};
+    for (const PartHead& part : parts) rules.ownFiles.insert(resolvedPath(part.file));
+    return rules;
+}
+
+/// The path in another output folder.
+fs::path movedTo(const fs::path& folder, const fs::path& path, const fs::path& folderBefore) {
+    if (folder.empty()) return path;
+    const fs::path name = folderBefore.empty() ? path : path.lexically_relative(folderBefore);
+    return name.empty() || name.is_absolute() ? path : folder / name;
+}
+
+std::vector<PlannedFile> filesOf(const PartHead& part, const std::vector<LayerImage>& images,
+                                 const RenderSettings& settings, const OutputRules& rules) {
+    const PicturePlan& plan = *part.plan;
     std::vector<PlannedFile> files;
     for (const PicturePlan::File& stored : plan.files) {
         PlannedFile& planned = files.emplace_back();
         planned.file = stored.file;
-        planned.by = NamedBy::User;
-        planned.where = "-merge";
+        planned.file.path = movedTo(settings.fileDirectory, stored.file.path, plan.folder);
+        planned.where = part.file.string();
         for (std::size_t i = 0; i < stored.layers.size(); ++i) {
             FileLayer& layer = planned.file.layers.emplace_back(&images[static_cast<std::size_t>(stored.layers[i])],
                                                                 static_cast<miImg_type>(stored.types[i]));
             layer.name = stored.names[i];
         }
     }
-    if (!settings.fileName.empty() && !files.empty()) files.front().file.path = settings.fileName;
+    const auto frame = plan.metadata.find("frame");
+    const int* number = frame == plan.metadata.end() ? nullptr : std::get_if<int>(&frame->second);
+    renameFirst(files, {settings.fileName, settings.fileType, number ? *number : 0, false, rules});
     if (plan.previews || settings.previews) addPreviews(files, images, plan.primary);
     return files;
 }
@@ -155,8 +172,9 @@ bool merge(const std::vector<fs::path>& names, const RenderSettings& settings) {
     requireMemory(plan);
     for (const PicturePlan::Layer& layer : plan.layers)
         images.push_back(makeImage(layer.name, layer.type, layer.isShown, plan.window));
-    const std::vector<PlannedFile> files = filesOf(plan, images, settings);
-    if (!checkFiles(files, {}, plan.window)) return false;
+    const OutputRules rules = rulesFor(parts, settings);
+    const std::vector<PlannedFile> files = filesOf(parts.front(), images, settings, rules);
+    if (!checkFiles(files, rules, plan.window)) return false;
     double seconds = 0;
     std::uint64_t dropped = 0;
     for (const PartHead& part : parts) {
@@ -167,7 +185,7 @@ bool merge(const std::vector<fs::path>& names, const RenderSettings& settings) {
     if (dropped > 0) warning("RC", "{} color samples were not finite and were left out", dropped);
     Metadata metadata = plan.metadata;
     metadata["renderSeconds"] = static_cast<float>(seconds);
-    return writeFiles(files, {}, plan.window, metadata) && good;
+    return writeFiles(files, rules, plan.window, metadata) && good;
 }
 
 }  // namespace

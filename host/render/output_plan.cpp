@@ -20,6 +20,11 @@ fs::path withFrame(const fs::path& name, int frame) {
     return text.replace(first, end - first, fmt::format("{:0{}}", frame, end - first));
 }
 
+std::string endingText(const fs::path& name) {
+    const std::string ending = name.extension().string();
+    return ending.empty() ? ending : ending.substr(1);
+}
+
 class Planner {
 public:
     Planner(const BufferLayout& layout, const std::vector<LayerImage>& images, const OutputSettings& settings)
@@ -55,31 +60,8 @@ public:
 
     /// What the user says of the picture's file.
     void rename() {
-        if (!settings_.fileName.empty()) takeName();
-        if (settings_.fileType.empty() || files_.empty()) return;
-        ImageFile& first = files_.front().file;
-        first.format = settings_.fileType;
-        if (settings_.fileName.empty()) first.path.replace_extension(settings_.fileType);
-    }
-
-    void takeName() {
-        if (files_.empty()) {
-            PlannedFile planned;
-            const auto primary = static_cast<std::size_t>(layout_.primary);
-            const miImg_type natural = naturalImageType(endingText(settings_.fileName));
-            FileLayer layer(&images_[primary]);
-            if (natural != miIMG_TYPE_COUNT && pixelFormat(natural).color) layer.type = natural;
-            layer.name.clear();
-            planned.file.colors = layout_.colors;
-            planned.file.layers.push_back(std::move(layer));
-            files_.push_back(std::move(planned));
-        }
-        PlannedFile& first = files_.front();
-        first.file.path = settings_.rules.located(withFrame(settings_.fileName, settings_.frame));
-        // An ending that is a format's wins over the statement.
-        if (findFormat(endingText(settings_.fileName))) first.file.format.clear();
-        first.by = NamedBy::User;
-        first.where = "-o";
+        if (!settings_.fileName.empty() && files_.empty()) addPrimary();
+        renameFirst(files_, settings_);
     }
 
     void addPreviews() { lumorender::addPreviews(files_, images_, layout_.primary); }
@@ -106,9 +88,14 @@ public:
 private:
     bool isPrimary(std::size_t slot) const { return static_cast<int>(slot) == layout_.primary; }
 
-    static std::string endingText(const fs::path& name) {
-        const std::string ending = name.extension().string();
-        return ending.empty() ? ending : ending.substr(1);
+    /// The picture as a file that the scene does not ask for.
+    void addPrimary() {
+        PlannedFile& planned = files_.emplace_back();
+        planned.file.colors = layout_.colors;
+        FileLayer& layer = planned.file.layers.emplace_back(&images_[static_cast<std::size_t>(layout_.primary)]);
+        const miImg_type natural = naturalImageType(endingText(settings_.fileName));
+        if (natural != miIMG_TYPE_COUNT && pixelFormat(natural).color) layer.type = natural;
+        layer.name.clear();
     }
 
     PlannedFile makePlanned(const std::string& name, const std::string& format, const FileSettings& given) const {
@@ -156,6 +143,21 @@ private:
 };
 
 }  // namespace
+
+void renameFirst(std::vector<PlannedFile>& files, const OutputSettings& settings) {
+    if (files.empty()) return;
+    PlannedFile& first = files.front();
+    if (!settings.fileName.empty()) {
+        first.file.path = settings.rules.located(withFrame(settings.fileName, settings.frame));
+        // An ending that is a format's wins over the statement.
+        if (findFormat(endingText(settings.fileName))) first.file.format.clear();
+        first.by = NamedBy::User;
+        first.where = "-o";
+    }
+    if (settings.fileType.empty()) return;
+    first.file.format = settings.fileType;
+    if (settings.fileName.empty()) first.file.path.replace_extension(settings.fileType);
+}
 
 void addPreviews(std::vector<PlannedFile>& files, const std::vector<LayerImage>& images, int primary) {
     if (files.empty()) return;

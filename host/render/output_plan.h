@@ -44,6 +44,9 @@ struct OutputPlan {
 OutputPlan planFiles(const BufferLayout& layout, const CameraDetail* camera, const std::vector<LayerImage>& images,
                      const OutputSettings& settings, const OutputHistory& history);
 
+/// Gives the first file, if there is one, the name and the format that the user asks for.
+void renameFirst(std::vector<PlannedFile>& files, const OutputSettings& settings);
+
 /// Adds a look at the picture and one at all passes, beside the first file and named after it, where these names are
 /// not taken.
 void addPreviews(std::vector<PlannedFile>& files, const std::vector<LayerImage>& images, int primary);

@@ -28,12 +28,13 @@ bool isBelow(const fs::path& path, const fs::path& folder) {
 }
 
 std::string objectionToPlace(const fs::path& resolved, const OutputRules& rules) {
-    return rules.ownFiles.contains(resolved) ? "the scene is made of this file" : "";
+    return rules.ownFiles.contains(resolved) ? "the picture is made from this file" : "";
 }
 
 std::string objectionToFolder(const fs::path& resolved, const OutputRules& rules, const char* help) {
     const fs::path folder = resolvedPath(rules.folder.empty() ? "." : rules.folder);
     if (isBelow(resolved, folder)) return {};
+    if (!rules.otherFolder.empty() && isBelow(resolved, resolvedPath(rules.otherFolder))) return {};
     return fmt::format("it is outside of the output folder \"{}\"; {}", folder.string(), help);
 }
 

@@ -14,8 +14,9 @@ enum class NamedBy { Scene, User };
 
 struct OutputRules {
     std::filesystem::path folder;              ///< where relative names begin; empty = the current folder
+    std::filesystem::path otherFolder;         ///< another one that may be written to; empty = none
     bool anywhere = false;                     ///< scenes write as users do
-    std::set<std::filesystem::path> ownFiles;  ///< resolved: what the scene is read from, and its textures
+    std::set<std::filesystem::path> ownFiles;  ///< resolved: what the picture is made from
 
     std::filesystem::path located(const std::filesystem::path& name) const;
 };

@@ -144,7 +144,7 @@ private:
     }
 
     OutputRules outputRules() const {
-        OutputRules rules{settings_.fileDirectory, settings_.allowPaths, {}};
+        OutputRules rules{settings_.fileDirectory, {}, settings_.allowPaths, {}};
         for (const std::filesystem::path& file : settings_.sceneFiles) rules.ownFiles.insert(resolvedPath(file));
         for (miTag tag = 1; tag < database_.end(); ++tag)
             if (const auto* texture = database_.detail<TextureDetail>(tag); texture && !texture->file.empty())
@@ -362,6 +362,7 @@ private:
         addPicture(identity, scene_, window_, tileSize);
         work_ = planOf(images_, output_.files, scene_.buffers->primary, window_, tileSize);
         work_.share = share();
+        work_.folder = settings_.fileDirectory;
         work_.previews = settings_.previews;
         if (!saving.share) return saved_.openCheckpoint(saving.checkpoint, identity, work_, images_);
         const bool isDone =

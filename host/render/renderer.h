@@ -20,7 +20,7 @@ struct RenderSettings {
     std::string fileType;                           ///< replaces the format of the first image file
     std::filesystem::path fileDirectory;            ///< where relative file names begin
     bool previews = false;                          ///< a PNG of the picture and a sheet of all passes beside it
-    bool allowPaths = false;                        ///< the scene may write anywhere
+    bool allowPaths = false;                        ///< scenes may write anywhere, and link modules from anywhere
     std::vector<std::filesystem::path> sceneFiles;  ///< that it is made of: nothing is written over them
     OutputHistory* history = nullptr;               ///< pictures of earlier renders, to which this one's are added
     bool continueWithoutTextures = false;

@@ -30,6 +30,7 @@ struct PicturePlan {
     std::vector<Layer> layers;
     int primary = 0;
     std::vector<File> files;
+    std::filesystem::path folder;  ///< where relative names of the files began; their paths have it in front
     bool previews = false;
     Metadata metadata;
 

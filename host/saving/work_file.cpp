@@ -19,7 +19,7 @@ namespace {
 
 struct FileHeader {
     std::array<char, 8> magic = {'l', 'u', 'm', 'o', 'w', 'o', 'r', 'k'};
-    std::uint32_t version = 1;
+    std::uint32_t version = 2;
     std::uint32_t byteOrder = 0x01020304;
 };
 static_assert(sizeof(FileHeader) == 16);

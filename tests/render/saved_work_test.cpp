@@ -217,6 +217,34 @@ TEST_F(SavedWork, PartsThatDoNotFitTogetherAreTold) {
     EXPECT_TRUE(exists("joined.exr"));
 }
 
+/// Parts are data from anywhere, as scenes are.
+TEST_F(SavedWork, WhatPartsNameIsWrittenWhereScenesMayWrite) {
+    for (const char* folder : {"parts", "elsewhere", "moved"}) std::filesystem::create_directory(path(folder));
+    const std::string text = "$include <Busy.mi>\nincremental camera \"cam\" output \"rgba_fp\" \"exr\" \"" +
+                             path("elsewhere/second.exr").string() +
+                             "\" end camera\nrender \"world\" \"cam_i\" \"opt\"\n";
+    ASSERT_EQ(
+        render({"-tiles", "1/1", "-samples", "0", "-file_dir", "parts", "-allow_paths", "-render", "2", "2"}, text)
+            .exitCode,
+        0);
+    const Arguments merge{"-merge", "parts/out.1-of-1.part"};
+    const auto with = [&](Arguments more) {
+        more.insert(more.begin(), merge.begin(), merge.end());
+        return run(more);
+    };
+    EXPECT_EQ(run({"-merge", "parts/out.1-of-1.part"}).exitCode, 0);
+    EXPECT_TRUE(exists("parts/out.exr") && exists("elsewhere/second.exr"));  // below the current folder
+
+    std::filesystem::remove(path("elsewhere/second.exr"));
+    const Outcome outside = with({"-file_dir", "moved"});
+    EXPECT_EQ(outside.exitCode, 1);
+    EXPECT_TRUE(outside.says("second.exr\": it is outside of the output folder")) << outside.messages;
+    EXPECT_FALSE(exists("elsewhere/second.exr") || exists("moved/out.exr"));
+    EXPECT_EQ(with({"-file_dir", "moved", "-allow_paths"}).exitCode, 0);
+    EXPECT_TRUE(exists("elsewhere/second.exr") && exists("moved/out.exr"));
+    EXPECT_EQ(with({"-o", "parts/out.1-of-1.part"}).exitCode, 1);  // over itself
+}
+
 TEST_F(SavedWork, SharesThatSawOtherPointsAreTold) {
     const auto text = [](const std::string& rebuild) {
         return "$include <Crowd.mi>\nincremental options \"opt\" finalgather accuracy 16 finalgather file \"kept.fg\" "
