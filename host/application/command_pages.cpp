@@ -35,7 +35,8 @@ std::string filled(const std::string& text, std::size_t column) {
     std::size_t at = column;
     for (std::string word; words >> word;) {
         if (at > column && at + 1 + word.size() > kWidth) {
-            result += "\n" + std::string(column, ' ');
+            result += '\n';
+            result.append(column, ' ');
             at = column;
         } else if (at > column) {
             result += ' ';
@@ -59,9 +60,13 @@ struct Fact {
 constexpr Fact kExitCodes[] = {{"0", "Everything was rendered and written as it was asked for."},
                                {"1", "An error was told, or the render was stopped."},
                                {"2", "The command line is wrong."}};
-constexpr Fact kEnvironment[] = {{"MI_RAY_OPTIONS", "Options that stand before those of the command line."},
-                                 {"MI_LIBRARY_PATH", "Further folders with shader modules, separated by colons."},
-                                 {"MI_RAY_INCPATH", "Further folders for $include, separated by colons."}};
+constexpr Fact kEnvironment[] = {
+    {"MI_RAY_OPTIONS", "Options that stand before those of the command line."},
+    {"MI_LIBRARY_PATH", "Further folders with shader modules, separated by colons."},
+    {"MI_RAY_INCPATH", "Further folders for $include, separated by colons."},
+    {"LUMORENDER_PATHS",
+     "What beginnings of file names are replaced by, such as /old/place=/new;C:\\proj=/proj. "
+     "MI_RAY_SUBSTITUTE means the same."}};
 
 std::string helpPage() {
     std::string text = std::string(kUse) + "\n\n" + filled(kAbout, 0);
@@ -77,7 +82,7 @@ std::string helpPage() {
     text += "\nExit codes:\n";
     for (const Fact& fact : kExitCodes) text += fmt::format("  {}  {}\n", fact.name, fact.text);
     text += "\nEnvironment:\n";
-    for (const Fact& fact : kEnvironment) text += fmt::format("  {:<16}  {}\n", fact.name, fact.text);
+    for (const Fact& fact : kEnvironment) text += fmt::format("  {:<16}  {}", fact.name, filled(fact.text, 20));
     return text;
 }
 

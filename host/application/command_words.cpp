@@ -63,8 +63,7 @@ WordGroup runningWords() {
             {"version", "", "Show the version", [](Line& l, const Values&) { l.page = Page::Version; }},
             {"render", "on|off|N:first [N:last [N:step]]",
              "Carry out these of the scene's render commands, counted from 1; one number is one of them. The others "
-             "are "
-             "passed over, with all changes in between",
+             "are passed over, with all changes in between",
              &selectRenders},
             {"strict", "", "Take warnings for errors, and render nothing after one",
              [](Line& l, const Values&) { l.strict = true; }},

@@ -95,7 +95,7 @@ private:
         }
         if (count == 0) in_.fail("the number of divisions");
         const float most = count == 2 || count == 4 ? std::max(numbers[0], numbers[1]) : numbers[0];
-        rule_.parametric = static_cast<int>(std::clamp(most, 0.0F, static_cast<float>(kFinestLevels)));
+        rule_.parametric = levelsOf(most);
         if (count > 2) setLevels(numbers[count - 2], numbers[count - 1]);
     }
 
@@ -104,10 +104,14 @@ private:
         const float least = in_.readFloat();
         setLevels(least, in_.readFloat());
     }
+    /// What is no number is none.
+    static int levelsOf(float number) {
+        return number > 0 ? static_cast<int>(std::min(number, static_cast<float>(kFinestLevels))) : 0;
+    }
     void setLevels(float least, float most) {
         levelsAreGiven_ = true;
-        rule_.least = static_cast<int>(std::clamp(least, 0.0F, static_cast<float>(kFinestLevels)));
-        rule_.most = static_cast<int>(std::clamp(most, 0.0F, static_cast<float>(kFinestLevels)));
+        rule_.least = levelsOf(least);
+        rule_.most = levelsOf(most);
     }
 };
 

@@ -191,7 +191,7 @@ OcclusionSettings occlusionSettings(const StringOptions* named) {
     result.cache = switchOption(named, "ambient occlusion cache", result.cache);
     result.cacheDensity = numberOption(named, "ambient occlusion cache density", result.cacheDensity);
     const float points = numberOption(named, "ambient occlusion cache points", static_cast<float>(result.cachePoints));
-    result.cachePoints = static_cast<int>(std::clamp(points, 0.0F, 1.0F * GatherPoints::kMost));
+    result.cachePoints = points > 0 ? static_cast<int>(std::min(points, 1.0F * GatherPoints::kMost)) : 0;
     return result;
 }
 

@@ -62,7 +62,8 @@ void ScatterPath::joinPairs() {
 int ScatterPath::pointCount(double quality) const {
     constexpr double kPoints = 8;
     const double opacity = 1 - mean(left_);
-    return static_cast<int>(std::clamp(std::ceil(kPoints * quality * std::sqrt(opacity)), 1.0, 64.0));
+    const double points = std::ceil(kPoints * quality * std::sqrt(opacity));
+    return points > 1 ? static_cast<int>(std::min(points, 64.0)) : 1;  // one, too, where it is no number
 }
 
 ScatterPoint ScatterPath::point(int number, int count, double jitter) const {

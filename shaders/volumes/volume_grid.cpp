@@ -28,6 +28,9 @@ const Value* elementsOf(const VolumeGridBlock& block, std::size_t bytes, const V
     return fits ? inlineElement + start : nullptr;
 }
 
+/* The value between 0 and `last`. What is no number becomes 0: it is an index soon. */
+double upTo(double last, double value) { return std::min(std::max(0.0, value), last); }
+
 }  // namespace
 
 VolumeGrid::~VolumeGrid() {
@@ -96,8 +99,8 @@ Value VolumeGrid::between(const Value* values, const DoubleVector& p) const {
     std::size_t low[3], high[3];
     miScalar share[3];
     for (int i = 0; i < 3; ++i) {
-        const double at = std::clamp((place[i] + 1) * 0.5 * size_[i] - 0.5, 0.0, size_[i] - 1.0);
-        const int cell = std::min(static_cast<int>(at), size_[i] - 1);
+        const double at = upTo(size_[i] - 1.0, (place[i] + 1) * 0.5 * size_[i] - 0.5);
+        const int cell = static_cast<int>(at);
         low[i] = static_cast<std::size_t>(cell);
         high[i] = static_cast<std::size_t>(std::min(cell + 1, size_[i] - 1));
         share[i] = static_cast<miScalar>(at - cell);
@@ -138,7 +141,7 @@ std::size_t VolumeGrid::brickOf(const DoubleVector& voxel, DoubleVector& low, Do
     std::size_t number = 0;
     for (int i = 2; i >= 0; --i) {
         const int last = bricks_[i] - 1;
-        const int brick = static_cast<int>(std::clamp(std::floor(at[i] / kBrick), 0.0, static_cast<double>(last)));
+        const int brick = static_cast<int>(upTo(last, at[i] / kBrick));
         lows[i] = brick == 0 ? -kFar : brick * kBrick;
         highs[i] = brick == last ? kFar : (brick + 1) * kBrick;
         number = number * static_cast<std::size_t>(bricks_[i]) + static_cast<std::size_t>(brick);

@@ -101,7 +101,7 @@ TEST_F(Output, ScenesWriteImagesBelowTheOutputFolderOnly) {
                  {output("ppm", "run.sh"), ending, true},
                  {output("ppm", "look.png"), ending, true},
                  {output("ppm", "text.ppm"), "is no image", true},
-                 {output("ppm", "include.mi.ppm"), "made of this file", false},
+                 {output("ppm", "include.mi.ppm"), "made from this file", false},
                  {output("als", "look.als"), "'als' is no image format", false},
                  {output("zt", "look.zt") + output("ppm", "no/look.ppm"), "does not exist", false},
                  {output("ppm", "deep"), ending, false},

@@ -125,7 +125,7 @@ TEST_F(SavedWork, CheckpointsOfOtherPicturesAreRefusedAndStay) {
                  {with({"-task_size", "16"}), scene, saved, "the edge of tiles is 16, was 8"},
                  {usual, scene + "# changed\n", saved, "scene file \"scene.mi\" has changed"},
                  {with({"-link", "sdk_mirror.so", "--"}), scene, saved, "module \"sdk_mirror.so\" is new"},
-                 {usual, scene, otherVersion, "has format version 9, expected version 1"},
+                 {usual, scene, otherVersion, "has format version 9, expected version 2"},
                  {usual, scene, "some text that somebody needs", "is neither a checkpoint nor a part"}};
     for (const auto& c : cases) {
         write("saved", c.file);
