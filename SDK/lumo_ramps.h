@@ -57,7 +57,7 @@ typedef struct LumoRamp {
 /* Reads a ramp from the parameters of the running shader. Every word that is connected to another shader is evaluated.
  *   group  address of the array parameter's first word (i_...) inside the parameter block; null makes an empty ramp
  *   kind   0: entries are RampScalarEntry, else RampColorEntry
- * Entries beyond the first 50 are not read. */
+ * Entries beyond the first 50 are not read. An array that does not lie in the shader's block is empty, and an error. */
 LUMO_API void ramp_constructor(LumoRamp* ramp, miState* state, const void* group, miUint kind);
 
 /* Empties the ramp. It owns nothing else. */

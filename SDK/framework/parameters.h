@@ -3,8 +3,10 @@
 
 #include <algorithm>
 #include <cstring>
+#include <span>
 #include <type_traits>
 
+#include "SDK/framework/parameter_array.h"
 #include "binding/renderer.h"
 
 namespace lumo {
@@ -18,7 +20,8 @@ concept ParameterValue = std::is_arithmetic_v<T> || std::is_same_v<T, miColor> |
  *
  *   in(&BlendParameters::blender)                                        a parameter
  *   in(&BlendParameters::header, &MaterialHeader::passWriteMode)         a parameter of a record inside the block
- *   in.element(&P::i_lights, &P::lights, k)                              element k of an array parameter
+ *   in.element(in.elements(&P::lights)[k])                               element k of an array parameter
+ *   in.element(in.elements(&P::layers)[k], &Layer::color)                a member of a record there
  *
  * Helpers of single materials derive from this and give the parameters names. */
 template <class P>
@@ -40,10 +43,20 @@ public:
         return evaluated(&(parameters_->*record.*member));
     }
 
-    /* `index` counts from 0; the caller keeps it below the array's count. */
+    /* Where the elements of an array lie, for element(): their values may come from elsewhere. An array that does not lie
+     * in the shader's block is empty, and an error. */
+    template <class T>
+    std::span<T> elements(ParameterArray<T> P::* array) const {
+        return elementsOf(parameters_->*array);
+    }
+
     template <ParameterValue T>
-    T element(miInteger P::* start, T (P::*array)[1], miInteger index) const {
-        return evaluated(parameters_->*array + (*this)(start) + index);
+    T element(T& element) const {
+        return evaluated(&element);
+    }
+    template <class Record, ParameterValue T>
+    T element(Record& element, T Record::* member) const {
+        return evaluated(&(element.*member));
     }
 
     template <class T>
@@ -65,6 +78,18 @@ protected:
     T evaluated(T* address) const {
         const void* result = isConnectedAddress(address) ? mi_phen_eval(state_, address) : nullptr;
         return *static_cast<const T*>(result ? result : address);
+    }
+
+    template <class T>
+    std::span<T> elementsOf(ParameterArray<T>& array) const {
+        const miInteger start = evaluated(&array.start), count = evaluated(&array.count);
+        if (count == 0) return {};
+        if (!fitsBlock(state_->shader, array.elements, sizeof(T), start, count)) {
+            mi_error("LumoShaderSDK(): An array of %d elements does not lie in its parameter block and is left out.",
+                     count);
+            return {};
+        }
+        return {array.elements + start, static_cast<std::size_t>(count)};
     }
 
     /* The shader that a parameter is connected to, null when there is none. A parameter's ghost is a tag that lies at

@@ -1,19 +1,13 @@
 /* Ramps among a shader's parameters. */
 #pragma once
 
+#include "SDK/framework/parameter_array.h"
 #include "SDK/lumo.h"
 
 namespace lumo {
 
-struct ScalarRampParameter {
-    miInteger i_entries, n_entries;
-    RampScalarEntry entries[1];
-};
-
-struct ColorRampParameter {
-    miInteger i_entries, n_entries;
-    RampColorEntry entries[1];
-};
+using ScalarRampParameter = ParameterArray<RampScalarEntry>;
+using ColorRampParameter = ParameterArray<RampColorEntry>;
 
 /* The ramp's red, green and blue at a position; alpha, and all of it where the ramp has no entries, from `otherwise`.
  */

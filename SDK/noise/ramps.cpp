@@ -119,14 +119,6 @@ static_assert(sizeof(LumoRamp) == 1208 && offsetof(LumoRamp, positions) == 8 && 
               offsetof(LumoRamp, interpolations) == 1008);
 static_assert(sizeof(RampScalarEntry) == 12 && sizeof(RampColorEntry) == 24);
 
-/* An array parameter: its first words, behind which the entries follow. */
-template <class Entry>
-struct RampGroup {
-    miInteger start;
-    miInteger count;
-    Entry entries[1];
-};
-
 /* Where entry number i of a ramp keeps its value. */
 float& valueOf(LumoRamp& ramp, int i, float) { return (&ramp.values[0].r)[i]; }
 
@@ -135,20 +127,19 @@ miColor& valueOf(LumoRamp& ramp, int i, const miColor&) { return ramp.values[i];
 float scalarOf(const LumoRamp& ramp, int i) { return (&ramp.values[0].r)[i]; }
 
 template <class Entry>
-class RampReader : ShaderHelper<RampGroup<Entry>> {
-    using Group = RampGroup<Entry>;
+class RampReader : ShaderHelper<ParameterArray<Entry>> {
+    using Group = ParameterArray<Entry>;
 
 public:
     RampReader(miState* state, Group* group) : ShaderHelper<Group>(state, group) {}
 
     void read(LumoRamp& ramp) const {
-        ramp.count = std::min<miInteger>((*this)(&Group::count), kRampCapacity);
-        if (ramp.count < 1) return;
-        Entry* entry = this->block()->entries + (*this)(&Group::start);
-        for (int i = 0; i < ramp.count; ++i, ++entry) {
-            ramp.positions[i] = this->evaluated(&entry->position);
-            valueOf(ramp, i, entry->value) = this->evaluated(&entry->value);
-            ramp.interpolations[i] = this->evaluated(&entry->interpolation);
+        for (Entry& entry : this->elementsOf(*this->block())) {
+            if (ramp.count == kRampCapacity) break;
+            const int i = ramp.count++;
+            ramp.positions[i] = this->element(entry, &Entry::position);
+            valueOf(ramp, i, entry.value) = this->element(entry, &Entry::value);
+            ramp.interpolations[i] = this->element(entry, &Entry::interpolation);
         }
     }
 };
@@ -253,9 +244,9 @@ void ramp_constructor(LumoRamp* ramp, miState* state, const void* group, miUint 
     if (!group) return;
     void* words = const_cast<void*>(group);  // the renderer takes parameters by writable address, and only reads them
     if (kind == 0)
-        lumo::RampReader(state, static_cast<lumo::RampGroup<RampScalarEntry>*>(words)).read(*ramp);
+        lumo::RampReader(state, static_cast<lumo::ParameterArray<RampScalarEntry>*>(words)).read(*ramp);
     else
-        lumo::RampReader(state, static_cast<lumo::RampGroup<RampColorEntry>*>(words)).read(*ramp);
+        lumo::RampReader(state, static_cast<lumo::ParameterArray<RampColorEntry>*>(words)).read(*ramp);
 }
 
 void ramp_destructor(LumoRamp* ramp) { ramp->count = 0; }

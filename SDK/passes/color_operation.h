@@ -71,18 +71,24 @@ public:
         return (*this)(member);
     }
 
-    /* Of element `index` of an array of records: a color with all else that its shader gives, and the size of that. */
+    /* The records of an array, for the two below. */
+    template <class Record>
+    std::span<Record> settings(ParameterArray<Record> P::* array) const {
+        const InUseGuard closed(entries_);
+        return this->elements(array);
+    }
+
+    /* A color with all else that its shader gives, and the size of that. */
     template <class Record, class Result>
-    miInteger input(miInteger P::* start, Record (P::*array)[1], int index, miColor Record::* member,
-                    Result& result) const {
+    miInteger input(Record& element, miColor Record::* member, Result& result) const {
         forgetEarlierCalls();
-        return this->evaluateRecord(addressOf(start, array, index, member), sizeof(miColor), result);
+        return this->evaluateRecord(&(element.*member), sizeof(miColor), result);
     }
 
     template <class Record, ParameterValue T>
-    T setting(miInteger P::* start, Record (P::*array)[1], int index, T Record::* member) const {
+    T setting(Record& element, T Record::* member) const {
         const InUseGuard closed(entries_);
-        return this->evaluated(addressOf(start, array, index, member));
+        return this->element(element, member);
     }
 
     /* For settings that are read as a group by a function: function(state, address). */
@@ -98,12 +104,6 @@ protected:
     }
 
 private:
-    template <class Record, class T>
-    T* addressOf(miInteger P::* start, Record (P::*array)[1], int index, T Record::* member) const {
-        Record* first = this->block()->*array;
-        return &(first[(*this)(start) + index].*member);
-    }
-
     const std::span<FrameBufferInfo> entries_;
 };
 

@@ -24,18 +24,28 @@ ModuleDeclarations::ModuleDeclarations(const ReaderSettings& settings) : setting
 
 ModuleDeclarations::~ModuleDeclarations() = default;
 
-const Declaration* ModuleDeclarations::find(const fs::path& module, const std::string& shader,
-                                            const std::string& declaredIn) {
+const Declaration* ModuleDeclarations::expected(const Modules& modules, const Declaration& found,
+                                                const std::string& declaredIn) {
+    std::vector<fs::path> files{modules.fileOf(found.name)};
+    if (found.kind == DeclarationKind::Data) files = modules.files();
+    for (auto module = files.rbegin(); module != files.rend(); ++module)
+        if (const Declaration* known = find(*module, found, resolve(declaredIn))) return known;
+    return nullptr;
+}
+
+const Declaration* ModuleDeclarations::find(const fs::path& module, const Declaration& found,
+                                            const fs::path& declaredIn) {
     if (module.empty()) return nullptr;
     ModuleFiles& beside = filesOf(module);
-    if (std::find(beside.files.begin(), beside.files.end(), resolve(declaredIn)) != beside.files.end()) return nullptr;
+    if (std::find(beside.files.begin(), beside.files.end(), declaredIn) != beside.files.end()) return nullptr;
     if (!beside.content) {
         beside.content = std::make_unique<Database>();
         Modules none;
         NoRendering nothing;
         for (const fs::path& file : beside.files) readScene(file, *beside.content, none, nothing, settings_);
     }
-    return beside.content->detail<Declaration>(beside.content->find(shader));
+    const auto* declaration = beside.content->detail<Declaration>(beside.content->find(found.name));
+    return declaration && declaration->kind == found.kind ? declaration : nullptr;
 }
 
 ModuleDeclarations::ModuleFiles& ModuleDeclarations::filesOf(const fs::path& module) {

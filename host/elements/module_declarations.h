@@ -19,10 +19,10 @@ public:
     explicit ModuleDeclarations(const ReaderSettings& settings);
     ~ModuleDeclarations();
 
-    /// Null where no file beside the module declares the shader, and where the declaration that is to be compared stands
-    /// in such a file itself: `declaredIn`.
-    const Declaration* find(const std::filesystem::path& module, const std::string& shader,
-                            const std::string& declaredIn);
+    /// What the module of a shader says of it, or for user data what the latest of the linked modules does that knows it:
+    /// none is theirs alone. Null where no file beside them declares it, and where the declaration that is to be
+    /// compared stands in such a file itself: `declaredIn`.
+    const Declaration* expected(const Modules& modules, const Declaration& found, const std::string& declaredIn);
 
 private:
     struct ModuleFiles {
@@ -34,6 +34,8 @@ private:
     std::string lastFile_;  ///< that something was declared in, and
     std::filesystem::path lastResolved_;
 
+    const Declaration* find(const std::filesystem::path& module, const Declaration& found,
+                            const std::filesystem::path& declaredIn);
     ModuleFiles& filesOf(const std::filesystem::path& module);
     const std::filesystem::path& resolve(const std::string& file);
 };

@@ -19,8 +19,8 @@ bool readAll(SceneContext& scene, const std::string& name, const std::filesystem
     auto declarations = scene.settings.moduleDeclarations;
     if (!declarations) declarations = std::make_shared<ModuleDeclarations>(scene.settings);
     if (!scene.settings.declarationsOnly)
-        scene.expectedDeclaration = [&](const std::string& shader, const Place& place) {
-            return declarations->find(scene.modules.fileOf(shader), shader, place.source->name());
+        scene.expectedDeclaration = [&](const Declaration& found, const Place& place) {
+            return declarations->expected(scene.modules, found, place.source->name());
         };
     try {
         scene.in.open(name, directory, std::move(text));

@@ -31,28 +31,28 @@ void layOutDeclaration(SceneContext& scene, Declaration& declaration) {
         throw SyntaxError{scene.in.place(), fmt::format("the record of \"{}\" is too large", declaration.name)};
 }
 
-/// A shader reads its parameters where it was made to find them, so a scene that declares it in another way could make
-/// it read and write anywhere.
+/// A shader reads its parameters, and user data, where it was made to find them, so a scene that declares either in
+/// another way could make it read and write anywhere.
 void checkLayout(SceneContext& scene, Declaration& declaration, const Place& place) {
-    const Declaration* expected =
-        scene.expectedDeclaration ? scene.expectedDeclaration(declaration.name, place) : nullptr;
-    if (!expected || expected->kind != DeclarationKind::Shader) return;
+    const Declaration* expected = scene.expectedDeclaration ? scene.expectedDeclaration(declaration, place) : nullptr;
+    if (!expected) return;
+    const char* const kind = declaration.kind == DeclarationKind::Data ? "user data" : "shader";
     const std::string difference = layoutDifference(declaration, *expected);
     if (!difference.empty()) {
         declaration.entry = {};
         declaration.refused = true;
         return scene.problems.error(
-            place, fmt::format("shader \"{}\" is declared in another way than its module expects: {}. Found, "
+            place, fmt::format("{} \"{}\" is declared in another way than its module expects: {}. Found, "
                                "at {}: {}; expected, by {}: {}",
-                               declaration.name, difference, declaration.where, declaration.signature, expected->where,
-                               expected->signature));
+                               kind, declaration.name, difference, declaration.where, declaration.signature,
+                               expected->where, expected->signature));
     }
     const std::size_t missing = completeParameters(declaration, *expected);
     if (missing == 0) return;
     layOutDeclaration(scene, declaration);
-    scene.problems.warning(place, fmt::format("shader \"{}\" is declared without the last {} of its "
+    scene.problems.warning(place, fmt::format("{} \"{}\" is declared without the last {} of its "
                                               "parameters, which have their defaults",
-                                              declaration.name, missing));
+                                              kind, declaration.name, missing));
 }
 
 void lookUpFunctions(SceneContext& scene, Declaration& declaration, const Place& place) {
@@ -112,6 +112,7 @@ void storeDeclaration(SceneContext& scene, std::unique_ptr<Declaration> declarat
         if (scene.linked && !declaration->entry.call && !declaration->refused)
             scene.problems.warning(place, fmt::format("no linked module has a function \"{}\"", name));
     }
+    if (declaration->kind == DeclarationKind::Data) checkLayout(scene, *declaration, place);
     scene.storeBytes(fullName, miSCENE_FUNCTION_DECL, nullptr, 16, std::move(declaration));
 }
 
@@ -132,7 +133,10 @@ void readDeclaration(SceneContext& scene) {
         declaration->kind = DeclarationKind::Data;
     else
         hasEnd = in.accept("shader");
-    if (atType(in) && declaration->kind != DeclarationKind::Data) declaration->result = readResultType(scene);
+    if (declaration->kind == DeclarationKind::Data)
+        declaration->result.type = miTYPE_DATA;
+    else if (atType(in))
+        declaration->result = readResultType(scene);
 
     declaration->name = in.readName("the name of a declaration");
     declaration->parameters = readParameterDeclarations(scene, '(');
@@ -143,6 +147,25 @@ void readDeclaration(SceneContext& scene) {
         readRequirements(scene, *declaration);
     }
     storeDeclaration(scene, std::move(declaration), place);
+}
+
+Declaration* requireDataDeclaration(SceneContext& scene, std::string_view name, miTag& tag) {
+    tag = scene.find(name);
+    auto* declaration = scene.database.detail<Declaration>(tag);
+    const Place place = scene.in.place();
+    if (!declaration || declaration->kind != DeclarationKind::Data) {
+        scene.problems.error(place, fmt::format("user data \"{}\" is not declared", name));
+        return nullptr;
+    }
+    // Modules that know it may have been linked since.
+    if (!declaration->used && !declaration->refused) checkLayout(scene, *declaration, place);
+    if (declaration->refused) {
+        scene.problems.error(place, fmt::format("user data \"{}\" is not used because of its declaration at {}", name,
+                                                declaration->where));
+        return nullptr;
+    }
+    declaration->used = true;
+    return declaration;
 }
 
 Declaration* requireShaderDeclaration(SceneContext& scene, std::string_view name, miTag& tag) {

@@ -19,6 +19,9 @@ void readDeclaration(SceneContext& scene);
 /// The shader's declaration with its functions looked up; null, and an error, where there is none to call.
 Declaration* requireShaderDeclaration(SceneContext& scene, std::string_view name, miTag& tag);
 
+/// The declaration of user data; null, and an error, where there is none that modules could read.
+Declaration* requireDataDeclaration(SceneContext& scene, std::string_view name, miTag& tag);
+
 /// `( type "name" default .., .. )`, from the opening bracket on.
 std::vector<Parameter> readParameterDeclarations(SceneContext& scene, char opening);
 

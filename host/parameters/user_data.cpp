@@ -1,7 +1,7 @@
 #include "parameters/user_data.h"
 
-#include "database/declaration.h"
 #include "mi/records.h"
+#include "parameters/declarations.h"
 #include "parameters/parameter_values.h"
 #include "support/files.h"
 
@@ -62,15 +62,10 @@ void readFromFile(SceneContext& scene, const DataHead& data) {
 void readDeclared(SceneContext& scene, const DataHead& data) {
     Cursor& in = scene.in;
     const std::string declarationName(in.current().text);
-    const miTag tag = scene.find(declarationName);
-    auto* declaration = scene.database.detail<Declaration>(tag);
-    if (!declaration || declaration->kind != DeclarationKind::Data) {
-        scene.problems.error(in.place(), fmt::format("user data \"{}\" is not declared", declarationName));
-        in.advance();
-        return in.skipGroup();
-    }
-    declaration->used = true;
+    miTag tag = miNULLTAG;
+    const Declaration* declaration = requireDataDeclaration(scene, declarationName, tag);
     in.advance();
+    if (!declaration) return in.skipGroup();
     in.expect('(');
     ParameterBlock block(declaration->parameters, declaration->parameterSize);
     ParameterReader reader(scene, block, fmt::format("data \"{}\"", declarationName), false);

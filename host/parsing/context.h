@@ -48,8 +48,8 @@ struct SceneContext {
     std::function<miTag(const Place& place, const std::string& name, miTag declaration, const ParameterBlock& block,
                         int given)>
         onPhenomenon;
-    /// What the module says of a shader that is declared at the place; null where it says nothing else.
-    std::function<const Declaration*(const std::string& shader, const Place& place)> expectedDeclaration;
+    /// What modules say of a shader, or of user data, that is declared at the place; null where they say nothing else.
+    std::function<const Declaration*(const Declaration& found, const Place& place)> expectedDeclaration;
     /// How deep shaders are defined within parameter values of other shaders.
     int depth = 0;
 

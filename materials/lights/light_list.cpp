@@ -5,8 +5,13 @@ namespace materials {
 LightList::LightList(miState* state, const miInteger& mode, const LightArray& array) {
     const Parameters in(state);
     /* The list is in the block that holds the parameter, or in that of the shader that it is connected to. */
-    miTag* lights = const_cast<miTag*>(&in(array.first[0])) + in(array.start);
+    miTag* lights = const_cast<miTag*>(&in(array.first[0]));
     int count = in(array.count);
+    const int start = in(array.start);
+    if (in.holds(lights, sizeof *lights, start, count))
+        lights += start;
+    else
+        count = 0;
     bool known = true;
     switch (in(mode)) {
         case 1: known = mi_inclusive_lightlist(&count, &lights, state); break;

@@ -5,6 +5,9 @@
 
 #include "shader.h"
 
+#include <cstdint>
+#include <functional>
+
 namespace materials {
 
 /*
@@ -19,6 +22,19 @@ public:
     template <class T>
     const T& operator()(const T& parameter) const {
         return *static_cast<const T*>(mi_eval(state_, &parameter));
+    }
+
+    /* Whether the elements of an array lie in the parameter block of the shader, where the renderer tells its size. Where
+     * it does not, or the array is that of another shader, its numbers must be such that a scene could have them. */
+    bool holds(const void* inlineElement, int elementSize, int start, int count) const {
+        constexpr int kMostElements = 1 << 24;
+        const miFunction* function = state_->shader;
+        const auto* block = function ? function->parameters : nullptr;
+        const auto* first = static_cast<const char*>(inlineElement);
+        if (start < 0 || count < 0) return false;
+        if (!block || std::less<>()(first, block) || !std::less<>()(first, block + function->parameter_size))
+            return start <= kMostElements && count <= kMostElements;
+        return (std::int64_t{start} + count) * elementSize <= block + function->parameter_size - first;
     }
 
     bool isOn(const miBoolean& parameter) const { return (*this)(parameter) != miFALSE; }

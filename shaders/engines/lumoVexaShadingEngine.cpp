@@ -29,8 +29,7 @@ struct ShadingEngineParameters {
     miColor surfaceShader;
     miScalar transparencyThreshold;
     miBoolean opaquePasses;
-    miInteger i_preSurfaceShaders, n_preSurfaceShaders;
-    miColor preSurfaceShaders[1];
+    ParameterArray<miColor> preSurfaceShaders;
 };
 
 namespace {
@@ -59,11 +58,6 @@ public:
         const miInteger size = evaluateRecord(&block()->surfaceShader, sizeof surface, surface);
         return size == 0 ? SurfaceShaderReturnType{} : surface;
     }
-
-    void evaluatePreSurfaceShaders(miInteger count) const {
-        miColor* first = block()->preSurfaceShaders + (*this)(&P::i_preSurfaceShaders);
-        for (miInteger i = 0; i < count; ++i) evaluated(first + i);
-    }
 };
 
 /* Shuts all buffers but to shaders that open the one they write. */
@@ -84,11 +78,11 @@ private:
 };
 
 void runPreSurfaceShaders(const EngineHelper& in, const FrameBuffers& buffers) {
-    const miInteger count = in(&P::n_preSurfaceShaders);
+    const auto shaders = in.elements(&P::preSurfaceShaders);
     const bool isWriting = !buffers.empty() && (buffers.entries.front().flags & kEntryWritePhase);
-    if (count <= 0 || isWriting) return;
+    if (shaders.empty() || isWriting) return;
     const ClosedBuffers closed(buffers.entries);
-    in.evaluatePreSurfaceShaders(count);
+    for (miColor& shader : shaders) in.element(shader);
 }
 
 void tiltGrazingNormal(miState* state) {

@@ -24,16 +24,14 @@
 #include "SDK/framework/renderer_access.h"
 #include "SDK/passes/pass_filter.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cstring>
 
 namespace lumo {
 
 struct AssetBinderParameters {
-    miInteger i_assets, n_assets;
-    miTag assets[1];
-    miInteger i_names, n_names;
-    miTag names[1];
+    ParameterArray<miTag> assets, names;
     miInteger selection;
     miTag selector;
     miTag standIn;
@@ -130,17 +128,20 @@ private:
     }
 
     static miTag assetAt(const Helper& in, miInteger index) {
-        const bool exists = index >= 0 && index < in(&P::n_assets);
-        return exists ? in.element(&P::i_assets, &P::assets, index) : miNULLTAG;
+        if (index < 0) return miNULLTAG;
+        const auto assets = in.elements(&P::assets);
+        const auto number = static_cast<std::size_t>(index);
+        return number < assets.size() ? in.element(assets[number]) : miNULLTAG;
     }
 
     /* Of the look with this name; kNone, and a message when there should be one. */
     miInteger indexOf(const Helper& in, miTag name) const {
         const PinnedText text(name);
         if (!text || *text.get() == 0) return kNone;
-        const miInteger count = in(&P::n_names);
-        for (miInteger i = 0; i < count; ++i)
-            if (sameText(in.element(&P::i_names, &P::names, i), text.get())) return i;
+        const auto names = in.elements(&P::names);
+        const auto found = std::find_if(names.begin(), names.end(),
+                                        [&](miTag& each) { return sameText(in.element(each), text.get()); });
+        if (found != names.end()) return static_cast<miInteger>(found - names.begin());
         if (!complained_.exchange(true, std::memory_order_relaxed))
             reportWarning("lumoVexaAssetBinder(): A name is not among the names of the assets.");
         return kNone;

@@ -25,8 +25,7 @@ struct LayeredShaderParameters {
     MaterialHeader header;
     miInteger passMode;
     miInteger compositingFlag;
-    miInteger i_layers, n_layers;
-    ShaderLayer layers[1];
+    ParameterArray<ShaderLayer> layers;
 };
 
 namespace {
@@ -39,25 +38,27 @@ public:
     bool evaluateInputs(const Inputs& in, int index, OperationRecord& record) {
         record.input = weight_ = share_ = kBlack;
         if (index == 0) {
-            count_ = in.setting(&P::n_layers);
+            layers_ = in.settings(&P::layers);
             lessens_ = in.setting(&P::compositingFlag) != 0;
         }
-        if (index >= count_) return false;
+        const auto number = static_cast<std::size_t>(index);
+        if (number >= layers_.size()) return false;
+        ShaderLayer& above = layers_[number];
         // The color comes first, while its shader may write passes: a renderer that keeps what a shader gave has the
         // other outputs at hand then, and one that kept a call with closed buffers would lose the passes.
         SurfaceShaderReturnType layer{};
-        const miInteger size = in.input(&P::i_layers, &P::layers, index, &ShaderLayer::color, layer);
+        const miInteger size = in.input(above, &ShaderLayer::color, layer);
         record.input = layer.color;
-        const miColor t = setting(in, index, &ShaderLayer::transparency);
+        const miColor t = in.setting(above, &ShaderLayer::transparency);
         const miColor hides = left_ * (1 - t);
         weight_ = lessens_ ? hides : left_;
         weight_.a = luminance(weight_);
         const bool isSurface = size >= static_cast<miInteger>(sizeof layer);
         matte_ = matte_ + (isSurface ? matteOf(layer) * weight_ : hides);
-        glow_ = glow_ + setting(in, index, &ShaderLayer::glowColor) * weight_;
+        glow_ = glow_ + in.setting(above, &ShaderLayer::glowColor) * weight_;
         left_ = left_ * t;
         share_ = {shareOf(hides.r, left_.r), shareOf(hides.g, left_.g), shareOf(hides.b, left_.b), 1};
-        return index + 1 < count_ && !isBlack(left_);
+        return number + 1 < layers_.size() && !isBlack(left_);
     }
 
     void compute(OperationRecord& record) const {
@@ -85,21 +86,18 @@ public:
     }
 
     void castShadow(const Inputs& in, miColor* light, Vexabase& record) {
-        const miInteger count = in.setting(&P::n_layers);
-        for (miInteger i = 0; i < count && !isBlack(left_); ++i)
-            left_ = left_ * setting(in, i, &ShaderLayer::transparency);
+        for (ShaderLayer& layer : in.settings(&P::layers)) {
+            if (isBlack(left_)) break;
+            left_ = left_ * in.setting(layer, &ShaderLayer::transparency);
+        }
         castPlainShadow(in.state(), light, record, left_);
     }
 
 private:
-    static miColor setting(const Inputs& in, int index, miColor ShaderLayer::* member) {
-        return in.setting(&P::i_layers, &P::layers, index, member);
-    }
-
     /* Part of what all layers so far hide that the last one does. */
     static miScalar shareOf(miScalar hides, miScalar left) { return left != 1 ? hides / (1 - left) : 0; }
 
-    miInteger count_ = 0;
+    std::span<ShaderLayer> layers_;
     bool lessens_ = false;
     miColor left_ = {1, 1, 1, 1}; /* of the light from below, after the layers so far */
     miColor weight_ = kBlack;     /* of the current layer */

@@ -88,13 +88,12 @@ private:
 
     bool rampIsConnected(ScalarRampParameter P::* group) const {
         ScalarRampParameter& ramp = block()->*group;
-        if (isConnectedAddress(&ramp.i_entries) || isConnectedAddress(&ramp.n_entries)) return true;
-        RampScalarEntry* entry = ramp.entries + ramp.i_entries;
-        for (int i = 0; i < std::min<miInteger>(ramp.n_entries, kRampCapacity); ++i, ++entry)
-            if (isConnectedAddress(&entry->position) || isConnectedAddress(&entry->value) ||
-                isConnectedAddress(&entry->interpolation))
-                return true;
-        return false;
+        if (isConnectedAddress(&ramp.start) || isConnectedAddress(&ramp.count)) return true;
+        const auto entries = elementsOf(ramp);
+        return std::any_of(entries.begin(), entries.end(), [this](RampScalarEntry& entry) {
+            return isConnectedAddress(&entry.position) || isConnectedAddress(&entry.value) ||
+                   isConnectedAddress(&entry.interpolation);
+        });
     }
 };
 

@@ -12,7 +12,7 @@ constexpr char kSource[] = "shaders/lumoVolumeEngine";
 /* What lets less through is as good as solid, and logarithms need a number. */
 constexpr miScalar kLeastTransparency = 1e-6f;
 constexpr miScalar kGreatest = 1e6f;
-constexpr miInteger kMostPrimitives = 1 << 20;
+constexpr std::size_t kMostPrimitives = 1 << 20;
 
 /* A parameter's value where it can be used, 0 where it is negative or no number. */
 miScalar usable(miScalar value) { return value > 0 ? std::min(value, kGreatest) : 0; }
@@ -61,7 +61,8 @@ Medium::Medium(const VolumeHelper& in) {
     const miScalar opacity = std::fmin(usable(in(&P::shadowOpacity)), 0.9999f);
     shadowFactor_ = opacity / (1 - opacity);
     readRamps(in);
-    readPrimitives(in, std::clamp(in(&P::n_primitives), 0, kMostPrimitives));
+    const auto primitives = in.primitives();
+    readPrimitives(in, primitives.first(std::min(primitives.size(), kMostPrimitives)));
 }
 
 void Medium::readRamps(const VolumeHelper& in) {
@@ -80,61 +81,62 @@ void Medium::readRamps(const VolumeHelper& in) {
     }
 }
 
-void Medium::readPrimitives(const VolumeHelper& in, miInteger count) {
-    const auto size = static_cast<std::size_t>(count);
-    RendererArray<miInteger> order(kSource);
+void Medium::readPrimitives(const VolumeHelper& in, std::span<VolumePrimitiveParameters> given) {
+    const std::size_t size = given.size();
+    RendererArray<std::size_t> order(kSource);
     if (!order.allocate(size) || !storage_.allocate(size) || !grids_.allocate(size)) {
-        mi_error("lumoVexaVolumeEngine(): There is no memory for %d primitives.", count);
+        mi_error("lumoVexaVolumeEngine(): There is no memory for %zu primitives.", size);
         return;
     }
-    for (miInteger i = 0; i < count; ++i) order[static_cast<std::size_t>(i)] = i;
-    std::sort(order.all().begin(), order.all().end(), [&in](miInteger a, miInteger b) {
-        const int sign = std::memcmp(&in.stored(a), &in.stored(b), sizeof(VolumePrimitiveParameters));
+    for (std::size_t i = 0; i < size; ++i) order[i] = i;
+    std::sort(order.all().begin(), order.all().end(), [given](std::size_t a, std::size_t b) {
+        const int sign = std::memcmp(&given[a], &given[b], sizeof(VolumePrimitiveParameters));
         return sign != 0 ? sign < 0 : a < b;
     });
     std::size_t used = 0;
-    for (const miInteger number : order.all())
-        if (readPrimitive(in, number, storage_[used])) ++used;
+    for (const std::size_t i : order.all()) {
+        storage_[used].number = static_cast<miInteger>(i);
+        if (readPrimitive(in, given[i], storage_[used])) ++used;
+    }
     primitives_ = storage_.all().first(used);
 }
 
 /* False where the primitive is left out. */
-bool Medium::readPrimitive(const VolumeHelper& in, miInteger number, MediumPrimitive& primitive) {
+bool Medium::readPrimitive(const VolumeHelper& in, VolumePrimitiveParameters& given, MediumPrimitive& primitive) {
     using Q = VolumePrimitiveParameters;
-    const miInteger shape = in.primitive(number, &Q::shape), dropoff = in.primitive(number, &Q::dropoff),
-                    profile = in.primitive(number, &Q::dropoffProfile);
+    const miInteger number = primitive.number;
+    const miInteger shape = in.element(given, &Q::shape), dropoff = in.element(given, &Q::dropoff),
+                    profile = in.element(given, &Q::dropoffProfile);
     if (!isOneOf(shape, kVolumeShapes)) return complain(number, "has an unknown shape"), false;
     if (!isOneOf(dropoff, kVolumeDropoffs)) return complain(number, "has an unknown drop-off"), false;
     if (!isOneOf(profile, kDropoffProfiles)) return complain(number, "has an unknown drop-off profile"), false;
-    primitive.toLocal = AffineTransform(in.transform(number));
+    primitive.toLocal = AffineTransform(given.transform.matrix);
     const auto toWorld = primitive.toLocal.inverse();
     if (!toWorld) return complain(number, "has a transform without an inverse"), false;
     placeBounds(primitive, *toWorld);
-    primitive.number = number;
     primitive.shape = static_cast<VolumeShape>(shape);
     primitive.dropoff = static_cast<VolumeDropoff>(dropoff);
     primitive.profile = static_cast<DropoffProfile>(profile);
-    primitive.edge = std::min(static_cast<double>(usable(in.primitive(number, &Q::edgeDropoff))), 1.0);
-    if (shape == kVolumeGrid && !(primitive.grid = gridOf(in, number))) return false;
+    primitive.edge = std::min(static_cast<double>(usable(in.element(given, &Q::edgeDropoff))), 1.0);
+    if (shape == kVolumeGrid && !(primitive.grid = gridOf(in.element(given, &Q::grid), number))) return false;
 
-    const miColor transparency = in.primitive(number, &Q::transparency);
+    const miColor transparency = in.element(given, &Q::transparency);
     primitive.extinction = {extinctionOf(transparency.r), extinctionOf(transparency.g), extinctionOf(transparency.b),
                             0};
-    primitive.color = usable(in.primitive(number, &Q::color)) * usable(in(&VolumeEngineParameters::scatter));
-    primitive.incandescence = usable(in.primitive(number, &Q::incandescence));
-    primitive.density = usable(in.primitive(number, &Q::density));
-    const miScalar g = in.primitive(number, &Q::anisotropy);
+    primitive.color = usable(in.element(given, &Q::color)) * usable(in(&VolumeEngineParameters::scatter));
+    primitive.incandescence = usable(in.element(given, &Q::incandescence));
+    primitive.density = usable(in.element(given, &Q::density));
+    const miScalar g = in.element(given, &Q::anisotropy);
     primitive.anisotropy = std::isfinite(g) ? std::clamp(g, -0.99f, 0.99f) : 0;
-    primitive.connectedDensity = in.isPrimitiveConnected(number, &Q::density);
-    primitive.connectedColor = in.isPrimitiveConnected(number, &Q::color);
-    primitive.connectedIncandescence = in.isPrimitiveConnected(number, &Q::incandescence);
+    primitive.connectedDensity = in.isConnected(given, &Q::density);
+    primitive.connectedColor = in.isConnected(given, &Q::color);
+    primitive.connectedIncandescence = in.isConnected(given, &Q::incandescence);
     isConnected_ = isConnected_ || primitive.isConnected();
     return primitive.connectedDensity || primitive.density > 0;
 }
 
 /* Primitives may share a grid. */
-const VolumeGrid* Medium::gridOf(const VolumeHelper& in, miInteger number) {
-    const miTag tag = in.grid(number);
+const VolumeGrid* Medium::gridOf(miTag tag, miInteger number) {
     for (const VolumeGrid& grid : grids_.all().first(gridCount_))
         if (grid.tag() == tag && tag != miNULLTAG) return &grid;
     VolumeGrid& grid = grids_[gridCount_++];

@@ -87,9 +87,9 @@ private:
     struct Point;
 
     void readRamps(const VolumeHelper& in);
-    void readPrimitives(const VolumeHelper& in, miInteger count);
-    bool readPrimitive(const VolumeHelper& in, miInteger number, MediumPrimitive& primitive);
-    const VolumeGrid* gridOf(const VolumeHelper& in, miInteger number);
+    void readPrimitives(const VolumeHelper& in, std::span<VolumePrimitiveParameters> given);
+    bool readPrimitive(const VolumeHelper& in, VolumePrimitiveParameters& given, MediumPrimitive& primitive);
+    const VolumeGrid* gridOf(miTag tag, miInteger number);
     Point pointAt(const MediumPrimitive& primitive, const MediumCall& call, const VolumeRay& local, double t) const;
     double rampPosition(miInteger input, const Point& point) const;
 

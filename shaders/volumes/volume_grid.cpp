@@ -17,15 +17,13 @@ constexpr int kLargestSize = 1 << 14;
 /* The elements of an array parameter; null where there are none. `fits` becomes false when they do not lie in the
  * block, or when there are some but not as many as voxels. */
 template <class Value>
-const Value* elementsOf(const VolumeGridBlock& block, std::size_t bytes, const Value* inlineElement, miInteger start,
-                        miInteger count, std::int64_t voxels, bool& fits) {
-    if (count == 0) return nullptr;
-    const auto* base = reinterpret_cast<const char*>(&block);
-    const std::int64_t offset = reinterpret_cast<const char*>(inlineElement) - base;
-    const auto size = static_cast<std::int64_t>(sizeof(Value));
-    const std::int64_t end = offset + (std::int64_t{start} + count) * size;
-    fits = fits && start >= 0 && count == voxels && end <= static_cast<std::int64_t>(bytes);
-    return fits ? inlineElement + start : nullptr;
+const Value* elementsOf(const VolumeGridBlock& block, std::size_t bytes, const ParameterArray<Value>& array,
+                        std::int64_t voxels, bool& fits) {
+    if (array.count == 0) return nullptr;
+    const auto before = reinterpret_cast<const char*>(array.elements) - reinterpret_cast<const char*>(&block);
+    fits = fits && array.count == voxels &&
+           fitsBytes(static_cast<std::int64_t>(bytes) - before, sizeof(Value), array.start, array.count);
+    return fits ? array.elements + array.start : nullptr;
 }
 
 /* The value between 0 and `last`. What is no number becomes 0: it is an index soon. */
@@ -62,10 +60,10 @@ const char* VolumeGrid::take(const VolumeGridBlock& block, std::size_t bytes) {
         if (size < 1 || size > kLargestSize) return "has a grid of impossible size";
         voxels *= size;
     }
-    bool fits = block.n_density != 0;
-    densities_ = elementsOf(block, bytes, block.density, block.i_density, block.n_density, voxels, fits);
-    temperatures_ = elementsOf(block, bytes, block.temperature, block.i_temperature, block.n_temperature, voxels, fits);
-    colors_ = elementsOf(block, bytes, block.color, block.i_color, block.n_color, voxels, fits);
+    bool fits = block.density.count != 0;
+    densities_ = elementsOf(block, bytes, block.density, voxels, fits);
+    temperatures_ = elementsOf(block, bytes, block.temperature, voxels, fits);
+    colors_ = elementsOf(block, bytes, block.color, voxels, fits);
     return fits ? nullptr : "has a grid whose arrays do not fit its size";
 }
 

@@ -5,22 +5,18 @@
  */
 #pragma once
 
+#include "SDK/framework/parameter_array.h"
 #include "SDK/framework/renderer_array.h"
 #include "shaders/volumes/shapes.h"
 
 namespace lumo {
 
-/* As the scene declares it ("VolumeGrid"), and as it lies in files: arrays follow the renderer's convention, element k
- * at [i_ + k] of the inline one. */
+/* As the scene declares it ("VolumeGrid"), and as it lies in files. */
 struct VolumeGridBlock {
     miUint magic;
     miInteger width, height, depth;
-    miInteger i_density, n_density;
-    miScalar density[1];
-    miInteger i_temperature, n_temperature;
-    miScalar temperature[1];
-    miInteger i_color, n_color;
-    miColor color[1];
+    ParameterArray<miScalar> density, temperature;
+    ParameterArray<miColor> color;
 };
 inline constexpr miUint kVolumeGridMagic = 0x56477264; /* "VGrd" */
 

@@ -67,8 +67,7 @@ struct VolumePrimitiveParameters {
 };
 
 struct VolumeEngineParameters {
-    miInteger i_primitives, n_primitives;
-    VolumePrimitiveParameters primitives[1];
+    ParameterArray<VolumePrimitiveParameters> primitives;
     miScalar quality, stepSize;
     miScalar scatter;
     miScalar shadowOpacity;
@@ -78,35 +77,31 @@ struct VolumeEngineParameters {
     ColorRampParameter colorRamp, incandescenceRamp;
 };
 
-/* Parameters of primitives by number, which counts from 0 and stays below the count. */
+/* Parameters of primitives by number, which counts from 0. */
 class VolumeHelper : public ShaderHelper<VolumeEngineParameters> {
 public:
     using ShaderHelper::ShaderHelper;
     using P = VolumeEngineParameters;
     using Primitive = VolumePrimitiveParameters;
 
+    /* 0 where there is no such primitive. */
     template <ParameterValue T>
     T primitive(miInteger number, T Primitive::* member) const {
-        return evaluated(&(at(number)->*member));
+        const auto all = primitives();
+        const auto index = static_cast<std::size_t>(number);
+        return index < all.size() ? element(all[index], member) : T{};
     }
     template <class T>
-    bool isPrimitiveConnected(miInteger number, T Primitive::* member) const {
-        return isConnectedAddress(&(at(number)->*member));
+    bool isConnected(Primitive& primitive, T Primitive::* member) const {
+        return isConnectedAddress(&(primitive.*member));
     }
 
-    miTag grid(miInteger number) const { return evaluated(&at(number)->grid); }
-    const miScalar* transform(miInteger number) const { return at(number)->transform.matrix; }
-
-    /* The record as the scene stored it: for its bytes, never for a value. */
-    const Primitive& stored(miInteger number) const { return *at(number); }
+    std::span<Primitive> primitives() const { return elements(&P::primitives); }
 
     template <class Ramp>
     void read(Ramp P::* group, LumoRamp& ramp) const {
         ramp_constructor(&ramp, state(), &(block()->*group), std::is_same_v<Ramp, ColorRampParameter>);
     }
-
-private:
-    Primitive* at(miInteger number) const { return block()->primitives + (*this)(&P::i_primitives) + number; }
 };
 
 }  // namespace lumo

@@ -185,6 +185,15 @@ TEST_F(RampConstructor, ReadsEntriesFromTheStartAndEvaluatesConnectedWords) {
     EXPECT_EQ(ramp.interpolations[1], 3);
     EXPECT_EQ(ramp.kind, 1u);
 
+    // One more than the block has, and one from before it.
+    for (const auto& [start, count] : {std::pair(1, 3), std::pair(-1, 1)}) {
+        shader->i_tint = start;
+        shader->n_tint = count;
+        library::ramp_constructor(&ramp, state, &shader->i_tint, 1);
+        EXPECT_EQ(ramp.count, 0);
+    }
+    EXPECT_EQ(renderer().messages().size(), 2u);
+
     // More entries than a ramp holds, and none.
     shader->i_height = 0;
     shader->n_height = 60;

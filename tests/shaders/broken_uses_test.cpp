@@ -243,6 +243,40 @@ TEST_F(BrokenUse, ParametersMayBeAnyNumberAndConnectionsGiveNothing) {
     EXPECT_TRUE(renderer().messages().empty());
 }
 
+TEST_F(BrokenUse, ArraysDoNotLeaveTheirBlocks) {
+    const char* const arrays[][3] = {{"lumoVexaLayeredShader", "layers", ""},
+                                     {"lumoVexaShadingEngine", "preSurfaceShaders", ""},
+                                     {"lumoVexaAssetBinder", "assets", "\"selection\" 1"},
+                                     {"lumoVexaAssetBinder", "names", "\"selector\" \"b\""},
+                                     {"lumoVexaVolumeEngine", "primitives", ""},
+                                     {"lumoVexaOceanShader", "heightRamp", ""},
+                                     {"lumoVexaRampShader", "colorRamp", ""},
+                                     {"lumoVexaRemapColor", "red", ""}};
+    const std::pair<miInteger, miInteger> damage[] = {
+        {1 << 28, 1}, {0, 1 << 28}, {kLeast, 1}, {0, -1}, {0x7FFFFFFF, 0x7FFFFFFF}};
+    for (const auto& [name, array, parameters] : arrays)
+        for (const bool sizeIsKnown : {true, false})
+            for (const auto& [start, count] : damage) {
+                SCOPED_TRACE(twin::text(name, " ", array, " ", start, " ", count));
+                twin::Block shader(name, parameters);
+                if (std::strcmp(name, "lumoVexaShadingEngine") == 0) shader.connect("surfaceShader", &surface);
+                if (!sizeIsKnown) shader.function().parameter_size = 0;
+                auto* words = &shader.at<miInteger>(array);
+                words[0] = start;
+                words[1] = count;
+                const std::size_t before = renderer().messages().size();
+                shader.init(state);
+                std::array<miColor, 64> anyResult{};
+                shader.call(state, &anyResult);
+                shader.exit(state);
+                const auto messages = renderer().messages();
+                EXPECT_TRUE(std::any_of(
+                    messages.begin() + static_cast<std::ptrdiff_t>(before), messages.end(), [](const auto& each) {
+                        return each.text.find("does not lie in its parameter block") != std::string::npos;
+                    }));
+            }
+}
+
 TEST_F(BrokenUse, InstancesMayNeverHaveCome) {
     for (const std::string& name : twin::shadersWithObjects()) {
         SCOPED_TRACE(name);
