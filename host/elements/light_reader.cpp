@@ -5,6 +5,8 @@
 #include "parsing/statements.h"
 #include "parameters/user_data.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <cmath>
 
@@ -75,15 +77,31 @@ struct LightReader {
 
     short readCount() { return static_cast<short>(in.readInteger(0, kMostAreaSamples)); }
 
+    /// Shaders see the number of a sample in 16 bits, and no picture needs so many.
+    void bound(short& u, short& v) const {
+        constexpr int kMost = 65536;
+        const int wanted = std::max<int>(u, 1) * std::max<int>(v, 1);
+        if (wanted <= kMost) return;
+        const double factor = std::sqrt(static_cast<double>(kMost) / wanted);
+        const std::string before = fmt::format("{} x {}", u, v);
+        const auto less = [factor](short n) { return static_cast<short>(std::max(std::floor(n * factor), 1.0)); };
+        u = less(u);
+        v = less(v);
+        scene.problems.warning(
+            in.place(), fmt::format("{} samples of a light are more than {}; {} x {} are taken", before, kMost, u, v));
+    }
+
     /// `[u [v [level [lu lv]]]]`
     void readAreaSamples() {
         if (!in.atInteger()) return;
         light.samples_u = readCount();
         light.samples_v = in.atInteger() ? readCount() : short{1};
+        bound(light.samples_u, light.samples_v);
         if (in.atInteger()) light.low_level = readCount();
         if (!in.atInteger()) return;
         light.low_samples_u = readCount();
         light.low_samples_v = in.atInteger() ? readCount() : short{1};
+        bound(light.low_samples_u, light.low_samples_v);
     }
 
     /// The bare keyword switches the area off.

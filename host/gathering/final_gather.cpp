@@ -5,6 +5,7 @@
 #include "tracing/context.h"
 #include "gathering/final_gather_rays.h"
 #include "gathering/final_gather_points.h"
+#include "support/messages.h"
 #include "tracing/option_values.h"
 
 #include <algorithm>
@@ -96,7 +97,10 @@ FinalGather::FinalGather(const RenderScene& scene, const StringOptions* named)
     : points(numberOption(named, "finalgather normal tolerance", GatherPoints::kUsualTolerance)),
       reach(scene, scene.options->fg_presamp_density, kSteps) {
     const miOptions& options = *scene.options;
-    ownSettings_.rays = options.finalgather_rays;
+    ownSettings_.rays = std::min(options.finalgather_rays, kMostGatherRays);
+    if (options.finalgather_rays > kMostGatherRays)
+        warning("RC", "finalgather accuracy {} would be as many rays at every point; {} is the most, and taken",
+                options.finalgather_rays, kMostGatherRays);
     ownSettings_.radii = {options.finalgather_minradius, options.finalgather_maxradius, options.finalgather_view != 0};
     ownSettings_.filter = options.finalgather_filter;
     const float count = numberOption(named, "finalgather points", 0);
@@ -110,7 +114,7 @@ GatherSettings FinalGather::settings(const miIrrad_options* given) const {
     record.importance = -1;
     std::memcpy(&record, given, std::min<std::size_t>(given->size, sizeof record));
     GatherSettings result = ownSettings_;
-    result.rays = record.finalgather_rays;
+    result.rays = std::min(record.finalgather_rays, kMostGatherRays);
     result.radii = {record.finalgather_minradius, record.finalgather_maxradius, record.finalgather_view != 0};
     result.filter = record.finalgather_filter;
     if (record.finalgather_points > 0)

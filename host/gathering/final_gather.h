@@ -26,6 +26,9 @@ struct GatherSettings {
     std::uint32_t id = 0;
 };
 
+/// What a place is gathered with at most.
+inline constexpr int kMostGatherRays = 1 << 20;
+
 /// Final gathering of a render: settings of the options, and the points. Read-only while samples are traced.
 class FinalGather {
 public:

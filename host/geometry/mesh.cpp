@@ -235,9 +235,10 @@ private:
         mesh_->surfaceOfTriangle.shrink_to_fit();
         mesh_->indices.shrink_to_fit();
         if (triangulator_.roughPolygons() > 0)
-            warning("GEOM",
-                    "object \"{}\": {} polygon(s) of many corners cross themselves too often to be divided well", name_,
-                    triangulator_.roughPolygons());
+            warning(
+                "GEOM",
+                "object \"{}\": {} polygon(s) cross themselves too often, or have too many holes, to be divided well",
+                name_, triangulator_.roughPolygons());
         if (flat_) warning("GEOM", "object \"{}\": {} polygon(s) without area left out", name_, flat_);
         if (wrong_) error("GEOM", "object \"{}\": {} polygon(s) with missing vertices left out", name_, wrong_);
         if (brokenVertices_)

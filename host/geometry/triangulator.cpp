@@ -67,8 +67,10 @@ std::span<const CornerTriple> Triangulator::concave(std::span<const miVector> co
         if (size >= 3) holes.push_back(addLoop(corners.subspan(first, size), first, false));
         first += size;
     }
-    joinHoles(ring, holes);
+    const std::size_t before = roughPolygons_;
+    const bool isJoined = joinHoles(ring, holes);
     cutEars(ring);
+    if (!isJoined) roughPolygons_ = before + 1;
     return triangles_;
 }
 

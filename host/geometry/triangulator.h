@@ -20,6 +20,9 @@ using CornerTriple = std::array<std::uint32_t, 3>;
 /// included. Keeps its working memory from one polygon to the next; use one per thread.
 class Triangulator {
 public:
+    /// `patience` is how many looks at corners a polygon may cost; some seconds.
+    explicit Triangulator(std::uint64_t patience = 1'000'000'000) : patience_(patience) {}
+
     /// A polygon without holes that claims to be convex: a fan from its first corner. Where the fan would turn over,
     /// because the polygon is concave after all, it is split as a concave one; where it crosses itself the fan stays.
     std::span<const CornerTriple> convex(std::span<const miVector> corners);
@@ -30,7 +33,7 @@ public:
     /// an endless loop.
     std::span<const CornerTriple> concave(std::span<const miVector> corners, std::span<const std::uint32_t> loopSizes);
 
-    /// How many polygons crossed themselves so often that looking for good cuts was given up.
+    /// How many polygons crossed themselves so often, or had so many holes, that looking for good cuts was given up.
     std::size_t roughPolygons() const { return roughPolygons_; }
 
 private:
@@ -48,6 +51,7 @@ private:
     CornerGrid grid_;
     mutable std::uint64_t looks_ = 0;  ///< at corners, for the polygon so far
     std::uint64_t mostLooks_ = 0;
+    const std::uint64_t patience_;
     std::size_t roughPolygons_ = 0;
     V3d origin_ = V3d(0), xAxis_ = V3d(0), yAxis_ = V3d(0);
 
@@ -57,7 +61,7 @@ private:
 
     Index addLoop(std::span<const miVector> corners, std::uint32_t first, bool counterClockwise);
     Index appendCopy(Index node);
-    void joinHoles(Index ring, std::vector<Index>& holes);
+    bool joinHoles(Index ring, std::vector<Index>& holes);
     Index bridgeTo(Index hole, Index ring) const;
     void addBridge(Index outer, Index hole);
 

@@ -17,9 +17,9 @@ constexpr std::uint64_t kLook = 4;  ///< what one at a corner costs that may lie
 /// to be found: looking for them ends when it has cost much more than any polygon that does not.
 void Triangulator::prepareSearch(Index ring, Index count) {
     constexpr Index kSmall = 64;
-    constexpr std::uint64_t kFew = 10'000'000, kMany = 1'000'000'000;
+    constexpr std::uint64_t kFew = 10'000'000;
     looks_ = 0;
-    mostLooks_ = std::min(kFew + std::uint64_t{2} * count * count, kMany);
+    mostLooks_ = std::min(kFew + std::uint64_t{2} * count * count, patience_);
     grid_.clear();
     if (count <= kSmall) return;
     CornerGrid::Box box{nodes_[ring].x, nodes_[ring].y, nodes_[ring].x, nodes_[ring].y};

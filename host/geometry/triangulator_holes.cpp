@@ -36,7 +36,8 @@ bool Triangulator::opensTowards(Index node, Index target) const {
     return turn(node, target, after) < 0 || turn(node, before, target) < 0;
 }
 
-void Triangulator::joinHoles(Index ring, std::vector<Index>& holes) {
+/// False where this has cost so much that the holes that are left stay closed: those on the left.
+bool Triangulator::joinHoles(Index ring, std::vector<Index>& holes) {
     for (Index& hole : holes) {
         Index rightmost = hole;
         for (Index node = nodes_[hole].next; node != hole; node = nodes_[node].next)
@@ -45,10 +46,14 @@ void Triangulator::joinHoles(Index ring, std::vector<Index>& holes) {
     }
     // From right to left, so that whatever a hole sees to its right is part of the ring already.
     std::sort(holes.begin(), holes.end(), [&](Index a, Index b) { return nodes_[a].x > nodes_[b].x; });
+    looks_ = 0;
+    mostLooks_ = patience_;
     for (const Index hole : holes) {
+        if (isGivenUp()) return false;
         const Index outer = bridgeTo(hole, ring);
         if (outer != kNone) addBridge(outer, hole);
     }
+    return true;
 }
 
 /// The corner of the ring to which the hole can be joined, or none where the hole lies outside.
@@ -67,6 +72,7 @@ Triangulator::Index Triangulator::bridgeTo(Index hole, Index ring) const {
                 corner = a.x > b.x ? node : a.next;
             }
         }
+        ++looks_;
         node = nodes_[node].next;
     } while (node != ring);
     if (corner == kNone) return kNone;
@@ -86,6 +92,7 @@ Triangulator::Index Triangulator::bridgeTo(Index hole, Index ring) const {
                 best = node;
             }
         }
+        ++looks_;
         node = nodes_[node].next;
     } while (node != ring);
     return best;

@@ -15,6 +15,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <unordered_set>
 #include <utility>
 
 namespace lumorender {
@@ -132,16 +133,14 @@ LightTable::LightTable(const Database& database, const SceneGeometry& geometry) 
         giveSurface(database, geometry, sources_.back());
     }
     for (const FlatInstance& instance : geometry.instances()) {
-        const auto add = [&](std::vector<List>& lists, miTag holder, bool shadow) {
-            if (holder == 0 || listOf(lists, holder)) return;
+        throwIfAborted();
+        const auto add = [&](Lists& lists, miTag holder, bool shadow) {
+            if (holder == 0 || lists.contains(holder)) return;
             const auto* detail = database.detail<InstanceDetail>(holder);
             const auto* record = database.as<miInstance>(holder, miSCENE_INSTANCE);
             if (!detail || !record) return;
-            std::vector<miTag> lights(all_.size());
             const bool exclusive = shadow ? record->shadow_excl != 0 : record->exclusive != 0;
-            const std::vector<miTag>& names = shadow ? detail->shadowLights : detail->lights;
-            lights.resize(static_cast<std::size_t>(resolve(names, exclusive, lights.data()) - lights.data()));
-            lists.push_back({holder, std::move(lights)});
+            lists.emplace(holder, listed(shadow ? detail->shadowLights : detail->lights, exclusive));
         };
         add(lists_, instance.lightListInstance, false);
         add(shadowLists_, instance.shadowListInstance, true);
@@ -174,10 +173,21 @@ miTag* LightTable::resolve(std::span<const miTag> names, bool exclusive, miTag* 
     return to;
 }
 
-const std::vector<miTag>* LightTable::listOf(const std::vector<List>& lists, miTag holder) {
-    const auto found =
-        std::find_if(lists.begin(), lists.end(), [&](const List& list) { return list.holder == holder; });
-    return found == lists.end() ? nullptr : &found->lights;
+/// The same for lists of any length.
+std::vector<miTag> LightTable::listed(const std::vector<miTag>& names, bool exclusive) const {
+    const std::unordered_set<miTag> known(names.begin(), names.end());
+    std::vector<miTag> lights;
+    for (std::size_t i = 0; i < sources_.size(); ++i) {
+        const bool named =
+            std::any_of(paths_[i].begin(), paths_[i].end(), [&](miTag tag) { return known.contains(tag); });
+        if (named != exclusive) lights.push_back(sources_[i].instance);
+    }
+    return lights;
+}
+
+const std::vector<miTag>* LightTable::listOf(const Lists& lists, miTag holder) {
+    const auto found = lists.find(holder);
+    return found == lists.end() ? nullptr : &found->second;
 }
 
 const std::vector<miTag>& LightTable::lightsFor(const FlatInstance& instance) const {

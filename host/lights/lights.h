@@ -9,6 +9,7 @@
 
 #include <deque>
 #include <span>
+#include <unordered_map>
 #include <vector>
 
 namespace lumorender {
@@ -45,11 +46,10 @@ public:
     miTag* resolve(std::span<const miTag> names, bool exclusive, miTag* to) const;
 
 private:
-    struct List {
-        miTag holder = 0;
-        std::vector<miTag> lights;
-    };
-    static const std::vector<miTag>* listOf(const std::vector<List>& lists, miTag holder);
+    /// By the instance that gives the list.
+    using Lists = std::unordered_map<miTag, std::vector<miTag>>;
+    static const std::vector<miTag>* listOf(const Lists& lists, miTag holder);
+    std::vector<miTag> listed(const std::vector<miTag>& names, bool exclusive) const;
 
     void giveSurface(const Database& database, const SceneGeometry& geometry, LightSource& source);
 
@@ -58,8 +58,7 @@ private:
     std::vector<std::vector<miTag>> paths_;
     std::vector<std::uint32_t> byTag_;  ///< 1 + position in sources_, 0 = no light
     std::vector<miTag> all_;
-    std::vector<List> lists_;
-    std::vector<List> shadowLists_;
+    Lists lists_, shadowLists_;
 };
 
 /// The next sample of a light, as mi_sample_light hands it out: samples that do not light the point are counted and

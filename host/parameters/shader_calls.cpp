@@ -71,8 +71,13 @@ miTag makeList(SceneContext& scene, const std::string& name, std::vector<miTag> 
     return scene.storeBytes(name, miSCENE_FLIST, nullptr, 16, std::move(list));
 }
 
+/// Lists that are made of a list twice, over and over, would fill any memory.
 void append(const SceneContext& scene, std::vector<miTag>& functions, miTag slot) {
-    for (const miTag function : shadersOf(scene, slot)) functions.push_back(function);
+    constexpr std::size_t kMost = 1'000'000;
+    const auto added = shadersOf(scene, slot);
+    if (functions.size() + added.size() > kMost)
+        throw SyntaxError{scene.elementPlace, fmt::format("the list has more than {} shaders", kMost)};
+    functions.insert(functions.end(), added.begin(), added.end());
 }
 
 }  // namespace

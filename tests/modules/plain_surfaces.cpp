@@ -31,6 +31,16 @@ TEST_SHADER(plain_record, RecordWord) {
     return miTRUE;
 }
 
+struct Nothing {};
+
+/// What options only tell shaders.
+TEST_SHADER(plain_options, Nothing) {
+    const miOptions& o = *state->options;
+    *result = {o.time_contrast.r, o.time_contrast.a, static_cast<miScalar>(o.n_motion_vectors),
+               static_cast<miScalar>(o.filter) + o.filter_size_x + 16 * o.filter_size_y};
+    return miTRUE;
+}
+
 struct Displace {
     miVector wave;
     miScalar height;

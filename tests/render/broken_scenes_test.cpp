@@ -64,5 +64,36 @@ TEST_F(BrokenScene, DeepNestingDoesNotOverflow) {
     }
 }
 
+/// Phenomena that use the next one twice, a light list of a million names, and 30,000 instances with lists of their own.
+TEST_F(BrokenScene, ListsAreBounded) {
+    std::string phenomena, names, instances, group;
+    for (int k = 0; k < 40; ++k) {
+        const std::string next = std::to_string(k + 1);
+        phenomena = "declare phenomenon color \"p" + std::to_string(k) + "\" () shader \"a\" \"p" + next +
+                    "\" () shader \"b\" \"p" + next +
+                    "\" () shader \"s\" \"example_sky\" ( \"zenith\" = \"a\", \"horizon\" = \"b\" ) root = \"s\" "
+                    "end declare\n" +
+                    phenomena;
+    }
+    const Outcome doubled = renderText(edited("shader \"red\"",
+                                              "declare phenomenon color \"p40\" () shader \"s\" \"plain_constant\" () "
+                                              "root = \"s\" end declare\n" +
+                                                  phenomena + "shader \"many\" \"p0\" ()\nshader \"red\""));
+    EXPECT_EQ(doubled.exitCode, 1);
+    EXPECT_TRUE(doubled.says("there are more than 100000 phenomena")) << doubled.messages;
+
+    for (int k = 0; k < 1'000'000; ++k) names += k > 0 ? ", \"lamp_i\"" : "\"lamp_i\"";
+    for (int k = 0; k < 30'000; ++k) {
+        const std::string name = "\"i" + std::to_string(k) + "\"";
+        instances += "instance " + name + " \"o\" light [ \"lamp_i\" ] end instance\n";
+        group += " " + name;
+    }
+    const Outcome lists =
+        renderText(edited("instgroup \"world\"", "incremental instance \"i\" light [ " + names + " ] end instance\n" +
+                                                     instances + "instgroup \"world\"" + group));
+    EXPECT_EQ(lists.exitCode, 0) << lists.messages.substr(0, 1000);
+    EXPECT_TRUE(exists("out.exr"));
+}
+
 }  // namespace
 }  // namespace rendertest

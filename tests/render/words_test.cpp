@@ -9,20 +9,33 @@
 namespace rendertest {
 namespace {
 
+/// In floats, and in 8 bits.
+struct Pictures {
+    Picture floats;
+    std::string bytes;
+    bool operator==(const Pictures&) const = default;
+};
+
 struct Row {
     std::string arguments, options, camera;
 };
 
 class Words : public RenderTest {
 protected:
-    Picture render(const std::string& edits, const std::string& arguments) {
+    Outcome run(const std::string& edits, const std::string& arguments) {
         std::vector<std::string> all{"-I", LUMO_CASES};
         std::istringstream stream(arguments);
         for (std::string word; stream >> word;) all.push_back(word);
+        std::filesystem::remove(path("out.exr"));
         const Outcome outcome =
             renderText("$include <Words.mi>\n" + edits + "\nrender \"world\" \"cam_i\" \"opt\"\n", all);
         EXPECT_EQ(outcome.exitCode, 0) << arguments << "\n" << outcome.messages;
-        return Picture(path("out.exr"));
+        return outcome;
+    }
+
+    Pictures render(const std::string& edits, const std::string& arguments) {
+        run(edits, arguments);
+        return {Picture(path("out.exr")), contentOf(path("eight.pic"))};
     }
 
     static std::string edit(const std::string& element, const std::string& statements) {
@@ -41,7 +54,17 @@ TEST_F(Words, DoWhatStatementsOfTheSceneDo) {
         {"-aperture 1.2", "", "aperture 1.2"},
         {"-focal 2", "", "focal 2"},
         {"-focal infinity", "", "focal infinity"},
+        {"-clip 5.5 6.5", "", "clip 5.5 6.5"},
+        {"-gamma 2", "gamma 2", ""},
+        {"-colorclip alpha", "colorclip alpha", ""},
+        {"-desaturate on", "desaturate on", ""},
+        {"-premultiply off", "premultiply off", ""},
+        {"-dither on", "dither on", ""},
         {"-samples 0", "samples 0", ""},
+        {"-filter triangle", "filter triangle", ""},
+        {"-filter clip gauss 3 2", "filter clip gauss 3 2", ""},
+        {"-time_contrast .1 .2 .3 .4", "time contrast .1 .2 .3 .4", ""},
+        {"-motion_steps 3", "motion steps 3", ""},
         {"-jitter 0", "jitter 0", ""},
         {"-trace off", "trace off", ""},
         {"-trace_depth 0 4", "trace depth 0 4", ""},
@@ -78,12 +101,35 @@ TEST_F(Words, DoWhatStatementsOfTheSceneDo) {
         {"-ao_cache on -ao_cache_density 4", "\"ambient occlusion cache\" on \"ambient occlusion cache density\" 4",
          ""},
     };
-    const Picture plain = render("", "");
+    const Pictures plain = render("", "");
     for (const Row& row : rows) {
-        const Picture wanted = render(edit("options \"opt\"", row.options) + edit("camera \"cam\"", row.camera), "");
+        const Pictures wanted = render(edit("options \"opt\"", row.options) + edit("camera \"cam\"", row.camera), "");
         EXPECT_FALSE(wanted == plain) << row.arguments << " changes nothing";
         EXPECT_TRUE(render("", row.arguments) == wanted) << row.arguments;
     }
+}
+
+/// Points that were made in another way show, and stay as they are.
+TEST_F(Words, GatheringGoesByFilesAndCanBeAllThereIs) {
+    const Pictures plain = render("", "");
+    for (const char* word : {"-finalgather on", "-finalgather fastlookup"})
+        EXPECT_TRUE(render(edit("options \"opt\"", "finalgather off"), word) == plain) << word;
+
+    run(edit("options \"opt\"", "finalgather presample density 9 finalgather only finalgather file \"stated.points\""),
+        "");
+    EXPECT_FALSE(exists("out.exr"));
+    run("", "-finalgather only -finalgather_presample 9 -finalgather_file given.points");
+    EXPECT_FALSE(exists("out.exr"));
+    const std::string made = contentOf(path("given.points"));
+    EXPECT_TRUE(!made.empty() && made == contentOf(path("stated.points")));
+
+    const std::string frozen = "finalgather rebuild freeze finalgather file \"stated.points\"";
+    const Pictures wanted = render(edit("options \"opt\"", frozen), "");
+    EXPECT_FALSE(wanted == plain);
+    EXPECT_TRUE(render("", "-finalgather_rebuild freeze -finalgather_file given.points") == wanted);
+    EXPECT_EQ(contentOf(path("given.points")), made);
+    EXPECT_TRUE(render(edit("options \"opt\"", frozen), "-finalgather_file off") == plain);
+    EXPECT_TRUE(run("", "-output on").says("-output has no effect: "));
 }
 
 /// Without a terminal: a line every ten percent or half minute, none in the first second after another.

@@ -79,6 +79,28 @@ TEST(Triangulator, CoversPolygonsWithAndWithoutHoles) {
     EXPECT_NE(split(parse("0 0 4 4 4 0 0 4 2 5"), false).substr(0, 1), "0");
 }
 
+/// Holes without end would be joined without end: those that are left stay closed.
+TEST(Triangulator, GivesUpOverHoles) {
+    constexpr int kAcross = 50;
+    std::vector<Loop> loops{parse("0 0 50 0 50 50 0 50").front()};
+    for (int i = 0; i < kAcross * kAcross; ++i) {
+        const auto x = static_cast<float>(i % kAcross) + .25F, y = static_cast<float>(i / kAcross) + .25F;
+        loops.push_back({{x, y, 0}, {x + .5F, y, 0}, {x, y + .5F, 0}});
+    }
+    std::vector<miVector> corners;
+    std::vector<std::uint32_t> sizes;
+    for (const Loop& loop : loops) {
+        corners.insert(corners.end(), loop.begin(), loop.end());
+        sizes.push_back(static_cast<std::uint32_t>(loop.size()));
+    }
+    Triangulator patient, hasty(1'000'000);
+    // As many as corners, and two for each hole, less two.
+    EXPECT_EQ(patient.concave(corners, sizes).size(), 4u + 3 * kAcross * kAcross + 2 * kAcross * kAcross - 2);
+    EXPECT_EQ(patient.roughPolygons(), 0u);
+    EXPECT_GT(hasty.concave(corners, sizes).size(), 100u);
+    EXPECT_EQ(hasty.roughPolygons(), 1u);
+}
+
 TEST(Triangulator, CoversRaggedStars) {
     // Any radii in order of the angle make a simple polygon.
     std::mt19937 random(7);
