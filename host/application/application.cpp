@@ -11,6 +11,7 @@
 #include "mi/options.h"
 #include "parsing/scanner.h"
 #include "render/merge.h"
+#include "render/renderer.h"
 #include "support/abort.h"
 #include "support/limits.h"
 #include "support/messages.h"

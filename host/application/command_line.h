@@ -1,7 +1,7 @@
 // The command line: the renderer's single-dash options, with abbreviations.
 #pragma once
 
-#include "render/renderer.h"
+#include "render/render_settings.h"
 #include "elements/reader.h"
 
 #include <filesystem>

@@ -1,6 +1,9 @@
 #include "render/frame_buffers.h"
 
 #include "image/pixel_encoding.h"
+#include "support/abort.h"
+#include "support/limits.h"
+#include "support/messages.h"
 #include "tracing/spaces.h"
 
 #include <sys/mman.h>
@@ -190,7 +193,7 @@ void TileBuffers::finish(int x0, int y0, std::vector<LayerImage>& images) const 
 namespace {
 
 /// Zeroes that tiles can be written to fast: a tile touches a piece of every row of every image, each on another small
-/// page.
+/// page. Throws Failure where a stop is requested.
 template <class T>
 void fillOnLargePages(std::vector<T>& values, std::size_t count) {
     values.reserve(count);
@@ -199,34 +202,59 @@ void fillOnLargePages(std::vector<T>& values, std::size_t count) {
     const auto last = reinterpret_cast<std::uintptr_t>(values.data() + count) & ~(kPage - 1);
     // Where the system has none to give, small ones do.
     if (first < last) madvise(reinterpret_cast<void*>(first), last - first, MADV_HUGEPAGE);
-    values.assign(count, T{});
+    constexpr std::size_t kAtOnce = std::size_t{16} << 20;
+    while (values.size() < count) {
+        throwIfAborted();
+        values.resize(std::min(values.size() + kAtOnce, count));
+    }
 }
 
-}  // namespace
-
-LayerImage makeImage(const std::string& name, miImg_type type, bool isShown, const DataWindow& window) {
+LayerImage makeImage(const PicturePlan::Layer& layer, const DataWindow& window) {
     const auto pixels = static_cast<std::size_t>(window.width) * static_cast<std::size_t>(window.height);
-    const PixelFormat format = pixelFormat(type);
+    const PixelFormat format = pixelFormat(layer.type);
     LayerImage image;
-    image.name = name;
-    image.type = type;
+    image.name = layer.name;
+    image.type = layer.type;
     image.width = window.width;
     image.height = window.height;
     if (format.integer)
         fillOnLargePages(image.labels, pixels);
     else
         fillOnLargePages(image.pixels, pixels * static_cast<std::size_t>(format.channels));
-    if (isShown) fillOnLargePages(image.shown, image.pixels.size());
+    if (layer.isShown) fillOnLargePages(image.shown, image.pixels.size());
     return image;
 }
 
-std::vector<LayerImage> makeImages(const BufferLayout& layout, const DataWindow& window) {
+/// Throws Failure where the images take more than they may.
+void requireMemory(const std::vector<PicturePlan::Layer>& layers, const DataWindow& window) {
+    double bytes = 0;
+    for (const PicturePlan::Layer& layer : layers)
+        bytes += (layer.isShown ? 8.0 : 4.0) * pixelFormat(layer.type).channels * window.width * window.height;
+    const auto limit = static_cast<double>(limits().memoryBytes);
+    if (bytes <= limit) return;
+    constexpr double kMegabyte = 1 << 20;
+    throw Failure(
+        fmt::format("{} frame buffers of {} x {} pixels take {:.0f} MB, more than the {:.0f} MB that they may "
+                    "have (-memory)",
+                    layers.size(), window.width, window.height, bytes / kMegabyte, limit / kMegabyte));
+}
+
+}  // namespace
+
+std::vector<LayerImage> makeImages(const std::vector<PicturePlan::Layer>& layers, const DataWindow& window) {
+    requireMemory(layers, window);
     std::vector<LayerImage> images;
+    for (const PicturePlan::Layer& layer : layers) images.push_back(makeImage(layer, window));
+    return images;
+}
+
+std::vector<LayerImage> makeImages(const BufferLayout& layout, const DataWindow& window) {
+    std::vector<PicturePlan::Layer> layers;
     for (std::size_t i = 0; i < layout.slots.size(); ++i) {
         const FrameBufferDescription& buffer = layout.slots[i].description;
-        images.push_back(makeImage(buffer.name, buffer.datatype, isShown(layout, i), window));
+        layers.push_back({buffer.name, buffer.datatype, isShown(layout, i)});
     }
-    return images;
+    return makeImages(layers, window);
 }
 
 }  // namespace lumorender

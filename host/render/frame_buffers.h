@@ -4,6 +4,7 @@
 #include "database/elements.h"
 #include "image/image.h"
 #include "mi/state.h"
+#include "saving/picture_plan.h"
 #include "tracing/context.h"
 
 #include <vector>
@@ -103,10 +104,10 @@ private:
     ColorRules colors_;
 };
 
-/// A black image of the window. `isShown`: with pixels for screens.
-LayerImage makeImage(const std::string& name, miImg_type type, bool isShown, const DataWindow& window);
+/// Black images of the window. Throws Failure where they take more memory than they may, and where a stop is requested.
+std::vector<LayerImage> makeImages(const std::vector<PicturePlan::Layer>& layers, const DataWindow& window);
 
-/// Empty images for the layout's buffers.
+/// Those of the layout's buffers.
 std::vector<LayerImage> makeImages(const BufferLayout& layout, const DataWindow& window);
 
 }  // namespace lumorender

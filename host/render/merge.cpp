@@ -3,7 +3,6 @@
 #include "render/frame_buffers.h"
 #include "render/output.h"
 #include "saving/work_file.h"
-#include "support/limits.h"
 #include "support/messages.h"
 #include "support/whole_file.h"
 
@@ -146,16 +145,6 @@ std::vector<PlannedFile> filesOf(const PartHead& part, const std::vector<LayerIm
     return files;
 }
 
-void requireMemory(const PicturePlan& plan) {
-    double bytes = 0;
-    for (const PicturePlan::Layer& layer : plan.layers)
-        bytes += 4.0 * pixelFormat(layer.type).channels * plan.window.width * plan.window.height;
-    if (bytes > static_cast<double>(limits().memoryBytes))
-        throw Failure(fmt::format("{} layers of {} x {} pixels take {:.0f} MB, -memory allows {:.0f}",
-                                  plan.layers.size(), plan.window.width, plan.window.height, bytes / 1e6,
-                                  static_cast<double>(limits().memoryBytes) / 1e6));
-}
-
 bool merge(const std::vector<fs::path>& names, const RenderSettings& settings) {
     std::vector<PartHead> parts;
     for (const fs::path& name : names) {
@@ -168,10 +157,7 @@ bool merge(const std::vector<fs::path>& names, const RenderSettings& settings) {
     bool good = warnOfDifferences(parts);
 
     const PicturePlan& plan = *parts.front().plan;
-    std::vector<LayerImage> images;
-    requireMemory(plan);
-    for (const PicturePlan::Layer& layer : plan.layers)
-        images.push_back(makeImage(layer.name, layer.type, layer.isShown, plan.window));
+    std::vector<LayerImage> images = makeImages(plan.layers, plan.window);
     const OutputRules rules = rulesFor(parts, settings);
     const std::vector<PlannedFile> files = filesOf(parts.front(), images, settings, rules);
     if (!checkFiles(files, rules, plan.window)) return false;

@@ -1,7 +1,7 @@
 // Joins the parts that shares of a picture have left.
 #pragma once
 
-#include "render/renderer.h"
+#include "render/render_settings.h"
 
 #include <filesystem>
 #include <vector>

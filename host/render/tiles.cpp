@@ -2,11 +2,11 @@
 
 #include "mi/camera.h"
 #include "mi/options.h"
-#include "tracing/eye_samples.h"
 #include "render/sampling.h"
-#include "support/threads.h"
 #include "support/abort.h"
 #include "support/quasi_random.h"
+#include "support/threads.h"
+#include "tracing/eye_samples.h"
 
 #include <algorithm>
 #include <atomic>
@@ -74,6 +74,79 @@ private:
     PixelSampler sampler_;
 };
 
+/// What the threads of a render share: the tiles that are left, and what is done.
+class TileLoop {
+public:
+    TileLoop(const RenderScene& scene, const DataWindow& window, const Share& share, const TileSettings& settings,
+             std::vector<LayerImage>& images, SavedRender& saved,
+             const std::function<void(const RenderProgress&)>& report)
+        : scene_(scene),
+          window_(window),
+          images_(images),
+          saved_(saved),
+          report_(report),
+          tiles_(tilesOf(window, tileSizeToUse(settings.tileSize))),
+          left_(tilesOfShare(window, tileSizeToUse(settings.tileSize), share)),
+          workers_(static_cast<std::size_t>(threadsToUse(settings.threads))) {
+        progress_.total = static_cast<int>(left_.size());
+        std::erase_if(left_, [&](int tile) { return saved_.hasTile(tile); });
+        progress_.done = progress_.total - static_cast<int>(left_.size());
+    }
+
+    int threads() const { return static_cast<int>(workers_.size()); }
+
+    /// A thread's share of the tiles. Each thread calls it once.
+    void run(int thread) {
+        auto& worker = workers_[static_cast<std::size_t>(thread)];
+        worker = std::make_unique<Worker>(scene_, static_cast<short>(thread));
+        for (std::size_t i = next_++; i < left_.size(); i = next_++) {
+            const TileCost before = worker->cost(0);
+            if (!worker->render(tiles_[static_cast<std::size_t>(left_[i])], window_, images_)) break;
+            const TileCost cost = worker->cost(elapsed()) - before;
+            saved_.keepTile(left_[i], images_, cost);
+            const std::lock_guard lock(reporting_);
+            ++progress_.done;
+            progress_.rays += cost.eyeRays + cost.secondaryRays;
+            progress_.seconds = elapsed();
+            report_(progress_);
+        }
+    }
+
+    /// When all threads have ended, however they did.
+    RenderCounts finish() {
+        RenderCounts counts;
+        counts.cost = saved_.costBefore();
+        for (const auto& worker : workers_) {
+            if (!worker) continue;
+            worker->finish();
+            counts.cost += worker->cost(0);
+        }
+        counts.cost.seconds = elapsed();
+        counts.complete = progress_.done == progress_.total;
+        counts.done = static_cast<double>(progress_.done) / progress_.total;
+        return counts;
+    }
+
+private:
+    double elapsed() const {
+        const std::chrono::duration<double> here = std::chrono::steady_clock::now() - start_;
+        return saved_.costBefore().seconds + here.count();
+    }
+
+    const RenderScene& scene_;
+    const DataWindow& window_;
+    std::vector<LayerImage>& images_;
+    SavedRender& saved_;
+    const std::function<void(const RenderProgress&)>& report_;
+    const std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
+    const std::vector<Tile> tiles_;
+    std::vector<int> left_;  ///< by number, those that no former run has made
+    std::vector<std::unique_ptr<Worker>> workers_;
+    std::atomic<std::size_t> next_{0};
+    std::mutex reporting_;
+    RenderProgress progress_;
+};
+
 }  // namespace
 
 int tileSizeToUse(int setting) { return setting > 0 ? setting : kDefaultTileSize; }
@@ -81,55 +154,16 @@ int tileSizeToUse(int setting) { return setting > 0 ? setting : kDefaultTileSize
 RenderCounts renderTiles(const RenderScene& scene, const DataWindow& window, const Share& share,
                          const TileSettings& settings, std::vector<LayerImage>& images, SavedRender& saved,
                          const std::function<void(const RenderProgress&)>& report) {
-    const auto start = std::chrono::steady_clock::now();
-    const auto elapsed = [&] {
-        return saved.costBefore().seconds +
-               std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-    };
-    const int size = tileSizeToUse(settings.tileSize);
-    const std::vector<Tile> tiles = tilesOf(window, size);
-    std::vector<int> own = tilesOfShare(window, size, share);
-    RenderProgress progress{0, static_cast<int>(own.size()), 0, 0};
-    std::erase_if(own, [&](int tile) { return saved.hasTile(tile); });
-    progress.done = progress.total - static_cast<int>(own.size());
-
-    const int threads = threadsToUse(settings.threads);
-    std::vector<std::unique_ptr<Worker>> workers(static_cast<std::size_t>(threads));
-    std::atomic<std::size_t> next{0};
-    std::mutex reporting;
-    const auto renderSome = [&](int index) {
-        auto& worker = workers[static_cast<std::size_t>(index)];
-        worker = std::make_unique<Worker>(scene, static_cast<short>(index));
-        for (std::size_t i = next++; i < own.size(); i = next++) {
-            const TileCost before = worker->cost(0);
-            if (!worker->render(tiles[static_cast<std::size_t>(own[i])], window, images)) break;
-            const TileCost cost = worker->cost(elapsed()) - before;
-            saved.keepTile(own[i], images, cost);
-            const std::lock_guard lock(reporting);
-            ++progress.done;
-            progress.rays += cost.eyeRays + cost.secondaryRays;
-            progress.seconds = elapsed();
-            report(progress);
-        }
-    };
+    TileLoop loop(scene, window, share, settings, images, saved, report);
     std::exception_ptr failure;
     try {
-        onThreads(threads, renderSome);
+        // Profilers that count from where a thread enters its tiles go by this lambda's name.
+        onThreads(loop.threads(), [&loop](int thread) { loop.run(thread); });
     } catch (...) {
         failure = std::current_exception();
     }
-
-    RenderCounts counts;
-    counts.cost = saved.costBefore();
-    for (const auto& worker : workers) {
-        if (!worker) continue;
-        worker->finish();
-        counts.cost += worker->cost(0);
-    }
+    const RenderCounts counts = loop.finish();
     if (failure) std::rethrow_exception(failure);
-    counts.cost.seconds = elapsed();
-    counts.complete = progress.done == progress.total;
-    counts.done = static_cast<double>(progress.done) / progress.total;
     return counts;
 }
 

@@ -1,0 +1,74 @@
+#include "render/render_shaders.h"
+
+#include "database/elements.h"
+#include "mi/light.h"
+#include "mi/material.h"
+#include "mi/options.h"
+#include "support/messages.h"
+
+#include <algorithm>
+
+namespace lumorender {
+
+namespace {
+
+void addElements(const Database& database, ShaderTable& shaders) {
+    for (miTag tag = 1; tag < database.end(); ++tag) {
+        if (const auto* material = database.as<miMaterial>(tag, miSCENE_MATERIAL)) {
+            shaders.add(material->shader, miSHADER_MATERIAL);
+            shaders.add(material->displace, miSHADER_DISPLACE);
+            shaders.add(material->shadow, miSHADER_SHADOW);
+            shaders.add(material->volume, miSHADER_VOLUME);
+            shaders.add(material->environment, miSHADER_ENVIRONMENT);
+        } else if (const auto* light = database.as<miLight>(tag, miSCENE_LIGHT)) {
+            shaders.add(light->shader, miSHADER_LIGHT);
+        }
+    }
+}
+
+/// A shader may stand where a material is expected.
+void addSurfaces(const Database& database, const FlatInstance& instance, ShaderTable& shaders) {
+    bool isBare = false;
+    for (const miTag material : instance.surfaceMaterials) {
+        if (database.type(material) != miSCENE_MATERIAL) shaders.add(material, miSHADER_MATERIAL);
+        isBare = isBare || !material;
+    }
+    if (isBare && !instance.isLight && (instance.flags & miTRACE_VISIBLE) != 0)
+        warning("RC", "instance \"{}\": where no material is given surfaces are black",
+                database.name(instance.instance));
+}
+
+/// Phenomena's shaders of higher priority run later, the camera's own at 0 and before those of the same priority.
+void addCameraShaders(Database& database, miTag& slot, PhenomenonInstance::CameraShaders PhenomenonInstance::* part,
+                      ShaderTable& shaders) {
+    std::vector<PhenomenonInstance::CameraShaders> parts{{slot, 0}};
+    for (const PhenomenonInstance* phenomenon : shaders.phenomena())
+        if ((phenomenon->*part).shaders) parts.push_back(phenomenon->*part);
+    if (parts.size() == 1) return;
+    std::stable_sort(parts.begin(), parts.end(), [](const auto& a, const auto& b) { return a.priority < b.priority; });
+    auto list = std::make_unique<FunctionList>();
+    for (const auto& each : parts) list->functions.push_back(each.shaders);
+    slot = database.create(miSCENE_FLIST, 16);
+    database.setDetail(slot, std::move(list));
+    shaders.add(slot, miSHADER_OTHER);  // whose shaders it knows already
+}
+
+}  // namespace
+
+void findShaders(RenderScene& scene, miCamera& camera, ShaderTable& shaders) {
+    Database& database = *scene.database;
+    shaders.add(scene.options->state_func, miSHADER_STATE);
+    shaders.add(camera.lens, miSHADER_LENS);
+    shaders.add(camera.volume, miSHADER_VOLUME);
+    shaders.add(camera.environment, miSHADER_ENVIRONMENT);
+    addElements(database, shaders);
+    for (const FlatInstance& instance : scene.geometry->instances()) addSurfaces(database, instance, shaders);
+    addCameraShaders(database, camera.lens, &PhenomenonInstance::lens, shaders);
+    addCameraShaders(database, camera.volume, &PhenomenonInstance::volume, shaders);
+    addCameraShaders(database, camera.environment, &PhenomenonInstance::environment, shaders);
+    auto slots = std::make_shared<SlotTable>();
+    slots->build(database, shaders);
+    scene.slots = slots;
+}
+
+}  // namespace lumorender

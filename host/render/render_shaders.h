@@ -1,0 +1,15 @@
+// The shaders that a render can call.
+#pragma once
+
+#include "mi/camera.h"
+#include "tracing/context.h"
+#include "tracing/shader_table.h"
+
+namespace lumorender {
+
+/// Adds all shaders of the scene to the table, and gives the scene its slots. Phenomena bring shaders for the camera,
+/// which take their places in its slots. Warns of surfaces that have none. The scene's geometry must be there, without
+/// what shaders displace of it. Throws Failure where a module lacks a function.
+void findShaders(RenderScene& scene, miCamera& camera, ShaderTable& shaders);
+
+}  // namespace lumorender
