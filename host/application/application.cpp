@@ -2,6 +2,7 @@
 
 #include "application/closing_line.h"
 #include "application/command_line.h"
+#include "application/interrupts.h"
 #include "application/progress_line.h"
 #include "application/render_inputs.h"
 #include "application/shader_list.h"
@@ -32,14 +33,6 @@
 namespace lumorender {
 
 namespace {
-
-/// The first interrupt stops whatever is going on in an orderly way, the second ends the program.
-extern "C" void onInterrupt(int signal) {
-    requestAbort();
-    std::signal(signal, SIG_DFL);
-    constexpr std::string_view kAnswer = "\nstopping; once more ends at once\n";
-    [[maybe_unused]] const auto ignored = ::write(STDERR_FILENO, kAnswer.data(), kAnswer.size());
-}
 
 class Application : public SceneActions {
 public:
@@ -234,8 +227,7 @@ int runApplication(int argumentCount, const char* const* arguments) {
     setStrict(commandLine.strict);
     setPaths(commandLine);
     noteStack();
-    std::signal(SIGINT, onInterrupt);
-    std::signal(SIGTERM, onInterrupt);
+    answerInterrupts();
     if (commandLine.copyright) announce("HOST", fmt::format("{}, Apache License 2.0", kProgram));
     for (const std::string& text : commandLine.warnings) warning("HOST", "{}", text);
     for (const std::string& text : commandLine.errors) error("HOST", "{}", text);

@@ -1,5 +1,6 @@
 #include "gathering/final_gather_points.h"
 
+#include "support/abort.h"
 #include "support/geometry.h"
 
 #include <algorithm>
@@ -138,6 +139,7 @@ void GatherPoints::clampToNeighbours() {
     if (nodes_.empty()) return;
     // The tree keeps the radii as they were, so that the order of the points does not matter.
     for (GatherPoint& point : points_) {
+        if (abortRequested()) return;
         const float radius = point.radius;
         visitNear(point.position, radius, [&](const GatherPoint& other) {
             if (other.id != point.id || !(other.radius < radius)) return;

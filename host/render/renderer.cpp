@@ -60,6 +60,7 @@ public:
         resetRootState(context);
         shaders_.initialise(context);
         completeGeometry();
+        const WorkToKeep work;
         const bool gathered = makePoints();
         RenderCounts counts;
         if (makesTiles())

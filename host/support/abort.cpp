@@ -8,7 +8,9 @@ namespace lumorender {
 
 namespace {
 std::atomic<bool> requested{false};
-static_assert(std::atomic<bool>::is_always_lock_free, "signal handlers set it");
+std::atomic<int> works{0};
+static_assert(std::atomic<bool>::is_always_lock_free && std::atomic<int>::is_always_lock_free,
+              "signal handlers use them");
 }  // namespace
 
 void requestAbort() noexcept { requested.store(true, std::memory_order_relaxed); }
@@ -20,5 +22,11 @@ bool abortRequested() noexcept { return requested.load(std::memory_order_relaxed
 void throwIfAborted() {
     if (abortRequested()) throw Failure("it was stopped");
 }
+
+WorkToKeep::WorkToKeep() noexcept { ++works; }
+
+WorkToKeep::~WorkToKeep() { --works; }
+
+bool WorkToKeep::exists() noexcept { return works.load() > 0; }
 
 }  // namespace lumorender

@@ -14,4 +14,17 @@ bool abortRequested() noexcept;
 /// Throws Failure where a stop was requested: for what cannot be left half done.
 void throwIfAborted();
 
+/// While an object lives there is finished work that is not in its file yet. A program that is to stop waits for it;
+/// without, it may be ended at any moment, and nothing is lost.
+class WorkToKeep {
+public:
+    WorkToKeep() noexcept;
+    ~WorkToKeep();
+    WorkToKeep(const WorkToKeep&) = delete;
+    WorkToKeep& operator=(const WorkToKeep&) = delete;
+
+    /// May be called from a signal handler.
+    static bool exists() noexcept;
+};
+
 }  // namespace lumorender

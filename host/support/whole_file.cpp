@@ -10,8 +10,11 @@
 #include <unistd.h>
 
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <charconv>
+#include <cstdlib>
+#include <cstring>
 #include <optional>
 #include <system_error>
 
@@ -71,7 +74,35 @@ void synchronizeFolder(const fs::path& folder) {
     close(descriptor);
 }
 
+/// Names of temporary files, where a signal handler finds them. A few are written at a time; what has no room here is
+/// left behind by a program that is interrupted twice, as by one that is killed.
+std::array<std::atomic<char*>, 16> unfinished{};
+static_assert(std::atomic<char*>::is_always_lock_free, "signal handlers read them");
+
+char* enlist(const fs::path& file) {
+    char* const name = strdup(file.c_str());
+    for (std::atomic<char*>& place : unfinished) {
+        char* empty = nullptr;
+        if (name && place.compare_exchange_strong(empty, name)) return name;
+    }
+    std::free(name);
+    return nullptr;
+}
+
+/// A name that a signal handler has taken stays: the program ends.
+void strike(char* name) {
+    for (std::atomic<char*>& place : unfinished) {
+        char* expected = name;
+        if (name && place.compare_exchange_strong(expected, nullptr)) return std::free(name);
+    }
+}
+
 }  // namespace
+
+void removeUnfinishedFiles() noexcept {
+    for (std::atomic<char*>& place : unfinished)
+        if (const char* name = place.exchange(nullptr)) unlink(name);
+}
 
 fs::path resolvedPath(const fs::path& path) {
     std::error_code problem;
@@ -101,8 +132,13 @@ WholeFile::WholeFile(const fs::path& target) : target_(resolvedPath(target)) {
     removeLeftovers(folderOf(target_), prefix);
     temporary_ = target_;
     temporary_.replace_filename(fmt::format("{}{}{}", prefix, getpid(), kEnding));
+    listed_ = enlist(temporary_);
     descriptor_ = open(temporary_.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, 0666);
-    if (descriptor_ < 0) throw Failure(reasonOf(errno));
+    if (descriptor_ < 0) {
+        const int reason = errno;
+        strike(listed_);
+        throw Failure(reasonOf(reason));
+    }
     // Who may read the old file may read the new one.
     struct stat old;
     if (stat(target_.c_str(), &old) == 0) fchmod(descriptor_, old.st_mode & 0777);
@@ -110,9 +146,11 @@ WholeFile::WholeFile(const fs::path& target) : target_(resolvedPath(target)) {
 }
 
 WholeFile::~WholeFile() {
-    if (descriptor_ < 0) return;
-    close(descriptor_);
-    unlink(temporary_.c_str());
+    if (descriptor_ >= 0) {
+        close(descriptor_);
+        unlink(temporary_.c_str());
+    }
+    strike(listed_);
 }
 
 void WholeFile::check(bool good) {

@@ -12,6 +12,7 @@ namespace lumorender {
 /// A file that is being written: under a temporary name beside its target, `.NAME.HOST-PID.part`, until keep() gives it
 /// the target's name. Without keep() nothing is left of it, and what stood under the name stays as it was; so it does
 /// when the program is killed, and the next one that writes the target on this machine removes what was left behind.
+/// A program that ends itself calls removeUnfinishedFiles().
 ///
 /// Every function throws Failure with the system's reason. After a first failure all further ones fail for the same
 /// reason: some libraries swallow what a stream throws while they close their files. One thread at a time.
@@ -38,11 +39,16 @@ private:
     void check(bool good);
 
     std::filesystem::path target_, temporary_;
+    char* listed_ = nullptr;  ///< the temporary name, as removeUnfinishedFiles() knows it
     int descriptor_ = -1;
     int failure_ = 0;            ///< errno of the first failure
     std::uint64_t flushed_ = 0;  ///< where the buffer begins in the file
     std::vector<char> buffer_;
 };
+
+/// Removes the temporary files of all objects, which must not be used any more: the program is about to end. May be
+/// called from a signal handler.
+void removeUnfinishedFiles() noexcept;
 
 /// Why `target` cannot be written, as far as that can be told without writing; empty where nothing is known to be wrong.
 std::string problemOfTarget(const std::filesystem::path& target);

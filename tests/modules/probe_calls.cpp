@@ -6,6 +6,7 @@
 #include <xmmintrin.h>
 
 #include <cstring>
+#include <ctime>
 
 static int numberFor(miState* state, miQ_type query) {
     int number = -1;
@@ -210,6 +211,14 @@ TEST_SHADER(probe_lifecycle, Lifecycle) {
     *result = VALUE(color);
     return miTRUE;
 }
+
+/// Half a minute of work that nobody can interrupt.
+extern "C" DLLEXPORT void probe_busy_init(miState*, void*, miBoolean*) {
+    while (std::clock() < 30 * CLOCKS_PER_SEC) {
+    }
+}
+
+TEST_SHADER(probe_busy, void) { return miTRUE; }
 
 // ---- Locks, stack and arithmetic.
 
