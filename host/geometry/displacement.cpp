@@ -34,7 +34,8 @@ public:
           still_(*job.instance),
           division_(*mesh_) {
         still_.mesh = mesh_.get();
-        still_.placement = still_.placementAtClose = Placement();
+        static const Placement atOrigin;
+        still_.placement = still_.placementAtClose = &atOrigin;
         still_.moves = false;
         for (const ApproximationRule& rule : job.approximation)
             looksAtSurface_ = looksAtSurface_ || rule.distance > 0 || rule.angle > 0;

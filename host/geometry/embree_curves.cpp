@@ -38,7 +38,7 @@ EmbreeKernels::Geometry EmbreeKernels::newCurves(const Hair& hair, const FlatIns
 
 void EmbreeKernels::setCurvePoints(RTCGeometry geometry, unsigned step, const std::vector<CurvePoint>& points,
                                    const FlatInstance* bakedFor) const {
-    const M44d matrix = bakedFor ? bakedFor->placement.localToWorld : M44d();
+    const M44d matrix = bakedFor ? bakedFor->placement->localToWorld : M44d();
     if (matrix == M44d()) {
         rtcSetSharedGeometryBuffer(geometry, RTC_BUFFER_TYPE_VERTEX, step, RTC_FORMAT_FLOAT4, points.data(), 0,
                                    sizeof(CurvePoint), points.size());

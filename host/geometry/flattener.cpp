@@ -51,14 +51,21 @@ struct Motion {
     M44d localToWorldAtClose, worldToLocalAtClose;
 
     bool moves() const { return localToWorld != localToWorldAtClose; }
+    bool operator==(const Motion&) const = default;
+};
+
+/// A placement as it was stored, for all that stand in it.
+struct StoredMotion {
+    const Placement* open = nullptr;  ///< null until something needs it
+    const Placement* close = nullptr;
 };
 
 /// What an instance hands down to what is below it.
 struct Inheritance {
     Motion motion;
+    StoredMotion* stored = nullptr;
     TraceFlags flags;
     const std::vector<miTag>* materials = nullptr;
-    miTag material = 0;  ///< where there is no list
     bool overridesMaterial = false;
     const Approximation* approximation = nullptr;
     bool overridesApproximation = false;
@@ -100,7 +107,10 @@ public:
         if (database_.type(rootGroup) != miSCENE_GROUP)
             throw Failure(fmt::format("{} is not an instance group: nothing to render", name(rootGroup)));
         checkCount(rootGroup);
-        visitGroup(rootGroup, Inheritance());
+        StoredMotion world;
+        Inheritance all;
+        all.stored = &world;
+        visitGroup(rootGroup, all);
         return std::move(scene_);
     }
 
@@ -115,7 +125,8 @@ private:
     std::string name(miTag tag) const { return quotedName(database_, tag); }
 
     void checkCount(miTag rootGroup) {
-        constexpr double kBytes = sizeof(FlatInstance) + 600;  // lists, and what the ray tracing kernels keep
+        // What each has for itself, and what the ray tracing kernels keep.
+        constexpr double kBytes = sizeof(FlatInstance) + sizeof(Placement) + 400;
         const double count = InstanceCount(database_).below(rootGroup);
         budget_.take(count * kBytes, fmt::format("the scene unfolds into {} instances and", describeCount(count)));
     }
@@ -142,9 +153,11 @@ private:
         if (instance.off) return;
         throwIfAborted();
         const auto* given = database_.detail<InstanceDetail>(tag);
-        const Inheritance below = descend(tag, instance, given ? *given : nothingGiven_, above);
+        Inheritance below = descend(tag, instance, given ? *given : nothingGiven_, above);
+        StoredMotion own;
+        if (!(below.motion == above.motion)) below.stored = &own;
         path_.push_back(tag);
-        scene_.placements.try_emplace(tag, Placement(below.motion.localToWorld, below.motion.worldToLocal));
+        scene_.placements.try_emplace(tag, Placement{below.motion.localToWorld, below.motion.worldToLocal});
         visitItem(tag, instance, below);
         path_.pop_back();
     }
@@ -180,8 +193,7 @@ private:
         below.flags.descend(given);
         const bool givesMaterial = !given.materials.empty() || instance.material;
         if (givesMaterial && !above.overridesMaterial) {
-            below.materials = given.materials.empty() ? nullptr : &given.materials;
-            below.material = instance.material;
+            below.materials = given.materials.empty() ? listOf(instance.material) : &given.materials;
             below.overridesMaterial = instance.mtl_override != 0;
         }
         if (!given.approximation.empty() && !above.overridesApproximation) {
@@ -232,11 +244,16 @@ private:
         element.instance = tag;
         element.element = item;
         element.path = path_;
-        place(below.motion, element);
+        place(below, element);
+    }
+
+    const std::vector<miTag>* listOf(miTag material) {
+        return &scene_.shared.materials.try_emplace(material, 1, material).first->second;
     }
 
     void addObject(miTag tag, const miInstance& instance, Inheritance below) {
         Motion& motion = below.motion;
+        StoredMotion own;
         if (!isWithinReach(motion.worldToLocal) || !isWithinReach(motion.worldToLocalAtClose))
             return warning("GEOM", "instance {}: it is too small or too far away for single precision, left out",
                            name(tag));
@@ -244,17 +261,14 @@ private:
             warning("GEOM", "instance {}: it gets flat while it moves, its motion is left out", name(tag));
             motion.localToWorldAtClose = motion.localToWorld;
             motion.worldToLocalAtClose = motion.worldToLocal;
+            below.stored = &own;
         }
         const auto& object = *static_cast<const miObject*>(database_.record(instance.item));
         FlatInstance& flat = scene_.instances.emplace_back();
         flat.instance = tag;
         flat.object = instance.item;
-        flat.path = path_;
-        place(below.motion, flat);
-        if (below.materials)
-            flat.materials = *below.materials;
-        else if (below.material)
-            flat.materials = {below.material};
+        place(below, flat);
+        flat.materials = below.materials;
         flat.overridesMaterial = below.overridesMaterial;
         flat.approximation = approximationOf(instance.item, below);
         flat.flags = below.flags.resolve(object);
@@ -267,21 +281,37 @@ private:
     }
 
     /// What the object says itself counts before what instances say, unless they override it.
-    Approximation approximationOf(miTag object, const Inheritance& below) const {
-        Approximation own;
-        const auto append = [&own](const Approximation& rules) { own.insert(own.end(), rules.begin(), rules.end()); };
+    const Approximation* approximationOf(miTag object, const Inheritance& below) {
+        if (below.approximation && below.overridesApproximation) return below.approximation;
+        const auto [entry, isNew] = scene_.shared.approximations.try_emplace(object);
+        Approximation& own = entry->second;
+        if (isNew) own = rulesOf(object);
+        return own.empty() ? below.approximation : &own;
+    }
+
+    Approximation rulesOf(miTag object) const {
+        Approximation rules;
+        const auto append = [&](const Approximation& more) { rules.insert(rules.end(), more.begin(), more.end()); };
         if (const auto* source = database_.detail<ObjectSource>(object)) {
             append(source->approximation);
             for (const PolygonGroupSource& group : source->groups) append(group.approximation);
         }
-        if (below.approximation && (own.empty() || below.overridesApproximation)) return *below.approximation;
-        return own;
+        return rules;
     }
 
     template <class Flat>
-    static void place(const Motion& motion, Flat& flat) {
-        flat.placement = Placement(motion.localToWorld, motion.worldToLocal);
-        flat.placementAtClose = Placement(motion.localToWorldAtClose, motion.worldToLocalAtClose);
+    void place(const Inheritance& below, Flat& flat) {
+        const Motion& motion = below.motion;
+        StoredMotion& stored = *below.stored;
+        auto& placements = scene_.shared.placements;
+        if (!stored.open) {
+            stored.open = stored.close = &placements.emplace_back(Placement{motion.localToWorld, motion.worldToLocal});
+            if (motion.moves())
+                stored.close =
+                    &placements.emplace_back(Placement{motion.localToWorldAtClose, motion.worldToLocalAtClose});
+        }
+        flat.placement = stored.open;
+        flat.placementAtClose = stored.close;
         flat.moves = motion.moves();
     }
 };

@@ -4,16 +4,25 @@
 #include "geometry/memory_budget.h"
 #include "geometry/scene_geometry.h"
 
+#include <deque>
 #include <unordered_map>
 #include <vector>
 
 namespace lumorender {
 
+/// What instances share. Nothing in here moves.
+struct SharedByInstances {
+    std::deque<Placement> placements;
+    std::unordered_map<miTag, std::vector<miTag>> materials;  ///< lists of one material
+    std::unordered_map<miTag, Approximation> approximations;  ///< of objects
+};
+
 struct FlatScene {
     std::vector<FlatInstance> instances;  ///< without meshes and without `surfaceMaterials`
     std::vector<FlatElement> lights;
     std::vector<FlatElement> cameras;
-    std::unordered_map<miTag, Placement> placements;  ///< of every instance, by its first path
+    std::unordered_map<miTag, NamedPlacement> placements;  ///< of every instance, by its first path
+    SharedByInstances shared;
 };
 
 /// Walks the graph below the group in the order of its instances. What is broken is reported and left out.

@@ -126,7 +126,7 @@ bool meetHair(const Ray& ray, Hit& hit) {
 }
 
 double hairRadius(const Hit& hit) {
-    const double scale = meanScale(hit.instance->placement.localToWorld);
+    const double scale = meanScale(hit.instance->placement->localToWorld);
     return scale * hairPlace(*hit.instance->hair, hit.primitive, hit.u, hit.time).radius;
 }
 

@@ -10,7 +10,7 @@ namespace lumorender {
 class PlacementAt {
 public:
     PlacementAt(const FlatInstance& instance, double time)
-        : localToWorld_(&instance.placement.localToWorld), worldToLocal_(&instance.placement.worldToLocal) {
+        : localToWorld_(&instance.placement->localToWorld), worldToLocal_(&instance.placement->worldToLocal) {
         if (instance.moves && time > 0) interpolateTo(instance, time);
     }
     PlacementAt(const PlacementAt&) = delete;
@@ -27,7 +27,7 @@ private:
     M44d interpolated_{Imath::UNINITIALIZED}, inverse_{Imath::UNINITIALIZED};
 
     void interpolateTo(const FlatInstance& instance, double time) {
-        interpolated_ = interpolate(instance.placement.localToWorld, instance.placementAtClose.localToWorld, time);
+        interpolated_ = interpolate(instance.placement->localToWorld, instance.placementAtClose->localToWorld, time);
         inverse_ = M44d();
         invert(interpolated_, inverse_);
         localToWorld_ = &interpolated_;

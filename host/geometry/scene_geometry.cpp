@@ -16,7 +16,9 @@
 #include <tbb/parallel_for.h>
 
 #include <chrono>
+#include <map>
 #include <optional>
+#include <tuple>
 #include <unordered_set>
 
 namespace lumorender {
@@ -69,7 +71,7 @@ public:
     std::span<const FlatInstance> instances() const override { return scene_.instances; }
     std::span<const FlatElement> lights() const override { return scene_.lights; }
     std::span<const FlatElement> cameras() const override { return scene_.cameras; }
-    const Placement* placement(miTag instance) const override {
+    const NamedPlacement* placement(miTag instance) const override {
         const auto found = scene_.placements.find(instance);
         return found == scene_.placements.end() ? nullptr : &found->second;
     }
@@ -104,6 +106,8 @@ private:
     MemoryBudget budget_;
     FlatScene scene_;
     const bool timed_;  ///< things move while rays are traced
+    /// By mesh or hair, inherited list, and which of the two wins.
+    std::map<std::tuple<const void*, const std::vector<miTag>*, bool>, std::vector<miTag>> surfaceMaterials_;
     std::vector<std::unique_ptr<Mesh>> meshes_;
     std::vector<std::unique_ptr<Hair>> hairs_;
     std::optional<EmbreeKernels> kernels_;
@@ -111,7 +115,7 @@ private:
 
     /// As far as anything of the instance is before it is displaced, when the shutter opens.
     static void extend(Imath::Box3d& box, const FlatInstance& instance) {
-        const M44d& place = instance.placement.localToWorld;
+        const M44d& place = instance.placement->localToWorld;
         if (instance.mesh)
             for (const miVector& p : instance.mesh->positions) box.extendBy(transformPoint(wide(p), place));
         if (instance.hair)
@@ -157,7 +161,6 @@ private:
         if (!mesh) return;
         FlatInstance& shape = scene_.instances.emplace_back();
         shape.instance = element.instance;
-        shape.path = element.path;
         shape.placement = element.placement;
         shape.placementAtClose = element.placementAtClose;
         shape.moves = element.moves;
@@ -186,16 +189,22 @@ private:
     }
 
     /// Labels choose from the instance's list; those beyond it get its first entry.
-    static void chooseMaterials(FlatInstance& instance) {
-        const std::vector<miTag>& list = instance.materials;
+    void chooseMaterials(FlatInstance& instance) {
+        const void* shape = instance.hair ? static_cast<const void*>(instance.hair) : instance.mesh;
+        const auto [entry, isNew] =
+            surfaceMaterials_.try_emplace({shape, instance.materials, instance.overridesMaterial});
+        std::vector<miTag>& chosen = entry->second;
         const auto choose = [&](miTag material, std::uint32_t label) {
             miTag inherited = 0;
-            if (!list.empty()) inherited = list[label < list.size() ? label : 0];
+            if (const auto* list = instance.materials) inherited = (*list)[label < list->size() ? label : 0];
             const bool own = material && !(instance.overridesMaterial && inherited);
-            instance.surfaceMaterials.push_back(own ? material : inherited);
+            chosen.push_back(own ? material : inherited);
         };
-        if (instance.hair) return choose(instance.hair->source->material, 0);
-        for (const MeshSurface& surface : instance.mesh->surfaces) choose(surface.material, surface.label);
+        if (isNew && instance.hair)
+            choose(instance.hair->source->material, 0);
+        else if (isNew)
+            for (const MeshSurface& surface : instance.mesh->surfaces) choose(surface.material, surface.label);
+        instance.surfaceMaterials = chosen;
     }
 };
 

@@ -17,51 +17,52 @@ namespace lumorender {
 struct Hair;
 struct Mesh;
 
-/// Row-vector matrices (p' = p M) as the renderer keeps them, in double precision, and their single-precision copies
-/// that shaders are handed pointers to.
+/// Row-vector matrices (p' = p M), in double precision.
 struct Placement {
-    Placement() = default;
-    Placement(const M44d& out, const M44d& in) : localToWorld(out), worldToLocal(in) {
-        narrow(out, localToWorldFloat);
-        narrow(in, worldToLocalFloat);
-    }
-
     M44d localToWorld, worldToLocal;
-    miMatrix localToWorldFloat = {}, worldToLocalFloat = {};
 };
 
-/// One use of an object, reached from the root group by one path of instances.
+/// With the single-precision copies that shaders are handed pointers to.
+struct NamedPlacement : Placement {
+    explicit NamedPlacement(const Placement& placement) : Placement(placement) {
+        narrow(localToWorld, localToWorldFloat);
+        narrow(worldToLocal, worldToLocalFloat);
+    }
+    miMatrix localToWorldFloat, worldToLocalFloat;
+};
+
+/// One use of an object, reached from the root group by one path of instances. There may be millions: what several have
+/// alike they share, and it lives as long as the geometry.
 struct FlatInstance {
     miTag instance = 0;  ///< the instance nearest to the object: miState::instance
     miTag object = 0;
-    std::vector<miTag> path;     ///< instances from the root group down to `instance`
-    Placement placement;         ///< at shutter open
-    bool moves = false;          ///< instance motion transform or vertex motion vectors
-    Placement placementAtClose;  ///< equals `placement` where only vertices move
+    const Placement* placement = nullptr;         ///< at shutter open
+    const Placement* placementAtClose = nullptr;  ///< `placement` where only vertices move, or nothing does
     const Mesh* mesh = nullptr;
-    const Hair* hair = nullptr;      ///< in the place of a mesh
-    std::vector<miTag> materials;    ///< inherited; indexed by polygon label in tagged objects
-    bool overridesMaterial = false;  ///< `materials` beats the polygons' own
-    std::vector<miTag>
-        surfaceMaterials;     ///< what that comes to: miState::material for each surface of the mesh, or of all hair
-    miUint label = 0;         ///< miState::label: the instance's, or the object's where it has none
-    std::uint32_t flags = 0;  ///< resolved miTRACE_* bits
-    bool gathers = true;      ///< takes light from final gathering
-    char face = 'a';          ///< which side rays may hit: 'f', 'b', 'a'
+    const Hair* hair = nullptr;                     ///< in the place of a mesh
+    const std::vector<miTag>* materials = nullptr;  ///< inherited, if any; by polygon label in tagged objects
+    std::span<const miTag> surfaceMaterials;        ///< what that comes to: miState::material for each surface of the
+                                                    ///< mesh, or of all hair
+    const Approximation* approximation = nullptr;   ///< how finely to divide what is displaced; null = nothing was said
+    miUint label = 0;             ///< miState::label: the instance's, or the object's where it has none
+    std::uint32_t flags = 0;      ///< resolved miTRACE_* bits
     miTag lightListInstance = 0;  ///< nearest instance that gives a light list, 0 = all lights apply
     miTag shadowListInstance = 0;
-    miTag parameterInstance = 0;  ///< nearest instance with an inherited parameter block, or 0
-    Approximation approximation;  ///< how finely to divide what is displaced; empty = nothing was said
-    bool isLight = false;         ///< shape of a visible area light: `instance` is the light's, there is no object
+    miTag parameterInstance = 0;     ///< nearest instance with an inherited parameter block, or 0
+    bool moves = false;              ///< instance motion transform or vertex motion vectors
+    bool overridesMaterial = false;  ///< `materials` beats the polygons' own
+    bool gathers = true;             ///< takes light from final gathering
+    bool isLight = false;            ///< shape of a visible area light: `instance` is the light's, there is no object
+    char face = 'a';                 ///< which side rays may hit: 'f', 'b', 'a'
 };
 
 /// A light, camera or empty instance found while flattening.
 struct FlatElement {
     miTag instance = 0;
     miTag element = 0;
-    std::vector<miTag> path;
-    Placement placement;
-    Placement placementAtClose;
+    std::vector<miTag> path;  ///< instances from the root group down to `instance`
+    const Placement* placement = nullptr;
+    const Placement* placementAtClose = nullptr;
     bool moves = false;
 };
 
@@ -155,7 +156,7 @@ public:
     virtual std::span<const FlatElement> cameras() const = 0;
     /// The placement of an instance by its tag (objects, lights, cameras and groups; the first path where there are
     /// several), or null.
-    virtual const Placement* placement(miTag instance) const = 0;
+    virtual const NamedPlacement* placement(miTag instance) const = 0;
 
     struct Statistics {
         std::size_t triangles = 0, instances = 0, meshes = 0;

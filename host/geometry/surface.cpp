@@ -119,8 +119,8 @@ public:
         if (!instance_.moves) return;
         const V3d from = wide(mix_(mesh_.positions));
         const V3d to = mesh_.moves() ? wide(mix_(mesh_.laterPositions.back())) : from;
-        state_.motion = narrow(transformPoint(to, instance_.placementAtClose.localToWorld) -
-                               transformPoint(from, instance_.placement.localToWorld));
+        state_.motion = narrow(transformPoint(to, instance_.placementAtClose->localToWorld) -
+                               transformPoint(from, instance_.placement->localToWorld));
     }
 
 private:

@@ -27,7 +27,7 @@ const miInstance* parameterHolder(const Query& query, const miInstance* instance
 bool answerAboutPlacement(const Query& query, const miInstance& instance) {
     const SceneGeometry* geometry =
         query.state && query.state->ts ? contextOf(query.state).scene->geometry.get() : nullptr;
-    const Placement* placement = geometry ? geometry->placement(query.tag) : nullptr;
+    const NamedPlacement* placement = geometry ? geometry->placement(query.tag) : nullptr;
     const bool toLocal = query.code == miQ_INST_GLOBAL_TO_LOCAL;
     const miScalar* matrix = nullptr;
     if (placement)

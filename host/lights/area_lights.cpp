@@ -97,33 +97,34 @@ LightSurface::LightSurface(const SceneGeometry& geometry, miTag instanceOrObject
     for (const FlatInstance& instance : geometry.instances())
         if (instance.mesh && (instance.instance == instanceOrObject || instance.object == instanceOrObject))
             add(instance);
+    facing_.build(triangles_);
 }
 
 void LightSurface::add(const FlatInstance& instance) {
     const Mesh& mesh = *instance.mesh;
     // A mirrored triangle runs the other way round, but its outside stays outside.
-    const bool mirrored = mirrors(instance.placement.localToWorld);
+    const bool mirrored = mirrors(instance.placement->localToWorld);
     for (std::size_t i = 0; i < mesh.triangles(); ++i) {
         const auto corner = [&](std::size_t k) {
-            return transformPoint(wide(mesh.positions[mesh.indices[3 * i + k]]), instance.placement.localToWorld);
+            return transformPoint(wide(mesh.positions[mesh.indices[3 * i + k]]), instance.placement->localToWorld);
         };
-        const Corners triangle{corner(0), corner(mirrored ? 2 : 1), corner(mirrored ? 1 : 2)};
-        const double area = length(cross(triangle.b - triangle.a, triangle.c - triangle.a)) / 2;
+        const LightTriangle triangle{corner(0), corner(mirrored ? 2 : 1), corner(mirrored ? 1 : 2)};
+        const double area = length(triangle.normal()) / 2;
         if (!(area > 0)) continue;
-        corners_.push_back(triangle);
+        triangles_.push_back(triangle);
         areas_.push_back(area + (areas_.empty() ? 0 : areas_.back()));
     }
 }
 
 LightSurface::Point LightSurface::pointOf(std::size_t number, double rest, double v) const {
     const double root = std::sqrt(std::clamp(rest, 0.0, 1.0));
-    const Corners& t = corners_[number];
-    return {t.a * (1 - root) + t.b * (root * (1 - v)) + t.c * (root * v), cross(t.b - t.a, t.c - t.a)};
+    const LightTriangle& t = triangles_[number];
+    return {t.a * (1 - root) + t.b * (root * (1 - v)) + t.c * (root * v), t.normal()};
 }
 
 std::optional<LightSurface::Point> LightSurface::point(const V3d& lit, double u, double v) const {
     // Looking at all of a few triangles keeps places well spread; among many, further tries know nothing of the former.
-    if (corners_.size() <= kFew) return search(lit, u, v);
+    if (triangles_.size() <= kFew) return search(lit, u, v);
     const std::uint32_t seed = mixSeeds(bitsOf(u), bitsOf(v));
     double tryU = u, tryV = v;
     for (std::uint32_t attempt = 1; attempt <= kTries; ++attempt) {
@@ -140,19 +141,20 @@ std::optional<LightSurface::Point> LightSurface::point(const V3d& lit, double u,
 }
 
 std::optional<LightSurface::Point> LightSurface::search(const V3d& lit, double u, double v) const {
-    const auto faces = [&](const Corners& t) { return dot(cross(t.b - t.a, t.c - t.a), lit - t.a) > 0; };
     double facing = 0;
-    for (std::size_t i = 0; i < corners_.size(); ++i)
-        if (faces(corners_[i])) facing += areaOf(i);
+    facing_.visit(lit, [&](std::size_t i) {
+        facing += areaOf(i);
+        return true;
+    });
     if (!(facing > 0)) return std::nullopt;
     double rest = u * facing;
     std::size_t last = 0;
-    for (std::size_t i = 0; i < corners_.size(); ++i) {
-        if (!faces(corners_[i])) continue;
+    facing_.visit(lit, [&](std::size_t i) {
         last = i;
-        if (rest < areaOf(i)) break;
-        rest -= areaOf(i);
-    }
+        const bool goesOn = rest >= areaOf(i);
+        if (goesOn) rest -= areaOf(i);
+        return goesOn;
+    });
     return pointOf(last, rest / areaOf(last), v);
 }
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "geometry/scene_geometry.h"
+#include "lights/facing_triangles.h"
 #include "mi/light.h"
 #include "mi/state.h"
 
@@ -25,7 +26,10 @@ public:
     /// Collects the uses of an instance (or of an object) in the scene.
     LightSurface(const SceneGeometry& geometry, miTag instanceOrObject);
 
-    bool empty() const { return corners_.empty(); }
+    LightSurface(const LightSurface&) = delete;
+    LightSurface& operator=(const LightSurface&) = delete;
+
+    bool empty() const { return triangles_.empty(); }
     struct Point {
         V3d place, normal;  ///< the normal has any length
     };
@@ -33,18 +37,16 @@ public:
     std::optional<Point> point(const V3d& lit, double u, double v) const;
 
 private:
-    struct Corners {
-        V3d a, b, c;
-    };
     void add(const FlatInstance& instance);
     /// The point of triangle `number` where `rest` of the triangle's area lies before it.
     Point pointOf(std::size_t number, double rest, double v) const;
-    /// The same as `point`, by looking at every triangle.
+    /// The same as `point`, by looking at every triangle that may face.
     std::optional<Point> search(const V3d& lit, double u, double v) const;
     double areaOf(std::size_t number) const { return areas_[number] - (number > 0 ? areas_[number - 1] : 0); }
 
-    std::vector<Corners> corners_;
+    std::vector<LightTriangle> triangles_;
     std::vector<double> areas_;  ///< up to and with each triangle
+    FacingTriangles facing_;
 };
 
 /// A point of a light in world space. The normal is of unit length and looks to the outside (rectangle: u x v, disc:

@@ -26,11 +26,11 @@ LightSource placeLight(const Database& database, const FlatElement& element) {
     LightSource source;
     source.instance = element.instance;
     source.light = database.as<miLight>(element.element, miSCENE_LIGHT);
-    const M44d& m = element.placement.localToWorld;
+    const M44d& m = element.placement->localToWorld;
     source.origin = narrow(transformPoint(wide(source.light->origin), m));
     source.direction = narrow(unit(transformVector(wide(source.light->direction), m)));
     source.directional = source.light->type == miLIGHT_DIRECTION;
-    source.placement = &element.placement;
+    source.placement = element.placement;
     return source;
 }
 

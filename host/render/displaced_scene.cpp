@@ -19,6 +19,7 @@
 #include <atomic>
 #include <chrono>
 #include <map>
+#include <set>
 
 namespace lumorender {
 
@@ -88,8 +89,8 @@ private:
 
     double pixels(const FlatInstance& instance, const V3d& a, const V3d& b, bool offscreen) const {
         const M44d& toCamera = projection_.placement().worldToLocal;
-        const V3d from = transformPoint(transformPoint(a, instance.placement.localToWorld), toCamera);
-        const V3d to = transformPoint(transformPoint(b, instance.placement.localToWorld), toCamera);
+        const V3d from = transformPoint(transformPoint(a, instance.placement->localToWorld), toCamera);
+        const V3d to = transformPoint(transformPoint(b, instance.placement->localToWorld), toCamera);
         const V3d way = to - from;
         const double squared = dot(way, way);
         const double at = squared > 0 ? std::clamp(-dot(from, way) / squared, 0.0, 1.0) : 0;
@@ -111,6 +112,7 @@ private:
 /// Instances that share a displaced mesh.
 struct SharedMesh {
     std::vector<std::size_t> instances;
+    std::set<const Approximation*> rules;  ///< that are part of the job
     DisplacementJob job;
 };
 
@@ -152,8 +154,17 @@ private:
 
     const RenderScene& scene_;
     SceneGeometry& geometry_;
+    const Approximation usualRules_ = usualRules();
     std::map<Key, SharedMesh> shared_;
     std::vector<Key> order_;
+
+    static Approximation usualRules() {
+        ApproximationRule rule;
+        rule.view = true;
+        rule.length = kDefaultPixels;
+        rule.most = kDefaultLevels;
+        return {rule};
+    }
 
     miTag displacementOf(miTag materialTag) const {
         const miMaterial* material = scene_.slots->material(materialTag);
@@ -171,8 +182,9 @@ private:
             setUp(shared.job, instance, key.second);
         }
         shared.instances.push_back(number);
-        const Approximation rules = rulesFor(instance);
-        shared.job.approximation.insert(shared.job.approximation.end(), rules.begin(), rules.end());
+        const Approximation& rules = rulesFor(instance);
+        if (shared.rules.insert(&rules).second)
+            shared.job.approximation.insert(shared.job.approximation.end(), rules.begin(), rules.end());
     }
 
     void setUp(DisplacementJob& job, const FlatInstance& instance, const std::vector<miTag>& slots) const {
@@ -184,15 +196,10 @@ private:
         job.name = scene_.database->name(instance.object);
     }
 
-    Approximation rulesFor(const FlatInstance& instance) const {
+    const Approximation& rulesFor(const FlatInstance& instance) const {
         const auto* options = scene_.database->detail<OptionsDetail>(scene_.optionsTag);
         if (options && !options->approximation.empty()) return options->approximation;
-        if (!instance.approximation.empty()) return instance.approximation;
-        ApproximationRule rule;
-        rule.view = true;
-        rule.length = kDefaultPixels;
-        rule.most = kDefaultLevels;
-        return {rule};
+        return instance.approximation ? *instance.approximation : usualRules_;
     }
 };
 

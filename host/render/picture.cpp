@@ -116,7 +116,7 @@ bool Picture::write(const RenderCounts& counts) const {
 }
 
 Metadata Picture::metadata(double seconds) const {
-    const miScalar* toCamera = scene_.projection->placement().worldToLocalFloat;
+    const double* toCamera = scene_.projection->placement().worldToLocal.getValue();
     return {{"software", std::string(kProgram)},
             {"scene", where_},
             {"camera", std::string(scene_.database->name(cameraTag_))},

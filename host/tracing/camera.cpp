@@ -36,8 +36,8 @@ void Camera::eyeRay(double rasterX, double rasterY, double time, miVector& org, 
         d = {0, 0, -1};
     }
 
-    const M44d& open = element_.placement.localToWorld;
-    const M44d m = element_.moves ? interpolate(open, element_.placementAtClose.localToWorld, time) : open;
+    const M44d& open = element_.placement->localToWorld;
+    const M44d m = element_.moves ? interpolate(open, element_.placementAtClose->localToWorld, time) : open;
     org = narrow(transformPoint(o, m));
     dir = narrow(unit(transformVector(d, m)));
 }
@@ -56,14 +56,14 @@ double Camera::cosineToAxis(const miVector& dir) const {
 
 Camera::Depths Camera::depths(const miVector& org, const miVector& dir) const {
     if (!clips_) return {};
-    const M44d& toCamera = element_.placement.worldToLocal;
+    const M44d& toCamera = element_.placement->worldToLocal;
     const double begin = -transformPoint(wide(org), toCamera).z, step = -transformVector(wide(dir), toCamera).z;
     if (!(step > 0)) return {};
     return {std::max(0.0, (camera_.clip.min - begin) / step), (camera_.clip.max - begin) / step};
 }
 
 miVector Camera::worldToRaster(const miVector& point) const {
-    const V3d p = transformPoint(wide(point), element_.placement.worldToLocal);
+    const V3d p = transformPoint(wide(point), element_.placement->worldToLocal);
     double x = p.x;
     double y = p.y;
     if (!camera_.orthographic) {

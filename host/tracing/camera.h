@@ -35,7 +35,7 @@ public:
     double cosineToAxis(const miVector& dir) const;
 
     /// World to camera and back at shutter open, which is what coordinate transforms use.
-    const Placement& placement() const { return element_.placement; }
+    const Placement& placement() const { return *element_.placement; }
 
 private:
     const miCamera& camera_;

@@ -14,7 +14,7 @@ namespace {
 /// The placement of a moving instance at the hit's time. Linear in between, as the ray tracing kernels move it.
 void placementAt(const FlatInstance& instance, float time, SpaceMatrices& matrices) {
     auto& [toSpace, fromSpace] = matrices.storage;
-    fromSpace = interpolate(instance.placement.localToWorld, instance.placementAtClose.localToWorld, time);
+    fromSpace = interpolate(instance.placement->localToWorld, instance.placementAtClose->localToWorld, time);
     toSpace = M44d();
     invert(fromSpace, toSpace);
     matrices.toSpace = &toSpace;
@@ -32,7 +32,7 @@ bool objectMatrices(const miState& state, SpaceMatrices& matrices) {
         if (hit->instance->moves)
             placementAt(*hit->instance, hit->time, matrices);
         else
-            usePlacement(hit->instance->placement, matrices);
+            usePlacement(*hit->instance->placement, matrices);
         return true;
     }
     const Placement* placement = contextOf(&state).scene->geometry->placement(state.instance);

@@ -92,7 +92,7 @@ TEST_F(Tracing, EdgesAndCornersAreCrossedOnce) {
         // A second one far away makes instances of both, which otherwise lie in world space.
         for (const char* further : {"", "\nfar hills transform 1 0 0 0 0 1 0 0 0 0 1 0 900 0 0 1"}) {
             build(sheet + root("here hills" + place + further));
-            const M44d& toWorld = geometry->instances()[0].placement.localToWorld;
+            const M44d& toWorld = geometry->instances()[0].placement->localToWorld;
             int several = 0, lostAtEdges = 0, lostAtVertices = 0;
             for (int i = 0; i < 20000; ++i) {
                 const int inner = kSide + 1 + static_cast<int>(random() % (kSide * (kSide - 2) - 2));

@@ -311,16 +311,17 @@ std::string Case::shot(const std::string& given) {
     return text;
 }
 
-/// Path, scale and place, whether it moves and where to, scale and place the other way.
+/// Path (of objects the last of it), scale and place, whether it moves and where to, scale and place the other way.
 template <class List>
 std::string Case::placements(const List& list) const {
     std::string all;
     for (const auto& each : list) {
-        const auto &m = each.placement.localToWorld, &close = each.placementAtClose.localToWorld;
-        const float* up = each.placement.worldToLocalFloat;
-        EXPECT_EQ(each.instance, each.path.back());
-        all += asText(all.empty() ? "" : ";", names(each.path), m[0][0], m[3][0], m[3][1], m[3][2],
-                      each.moves ? "to" : "is", close[3][0], close[3][1], close[3][2], "back", up[5], up[13]);
+        const auto &m = each.placement->localToWorld, &close = each.placementAtClose->localToWorld;
+        const double* up = each.placement->worldToLocal.getValue();
+        std::string path = nameOf(each.instance);
+        if constexpr (requires { each.path; }) path = names(each.path);
+        all += asText(all.empty() ? "" : ";", path, m[0][0], m[3][0], m[3][1], m[3][2], each.moves ? "to" : "is",
+                      close[3][0], close[3][1], close[3][2], "back", up[5], up[13]);
     }
     return all;
 }
