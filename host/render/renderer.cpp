@@ -59,16 +59,22 @@ public:
         createRootState(context);
         resetRootState(context);
         shaders_.initialise(context);
-        completeGeometry();
-        const WorkToKeep work;
-        const bool gathered = makePoints();
+        std::optional<WorkToKeep> work;
         RenderCounts counts;
-        if (makesTiles())
-            counts = renderTiles(scene_, picture_->window(), share(), settings_.tiles, picture_->images(), saved_,
-                                 settings_.progress);
+        bool gathered = false;
+        // Shaders may have found something wrong with what they are given.
+        const bool starts = mayStart();
+        if (starts) {
+            completeGeometry();
+            work.emplace();
+            gathered = makePoints();
+            if (makesTiles())
+                counts = renderTiles(scene_, picture_->window(), share(), settings_.tiles, picture_->images(), saved_,
+                                     settings_.progress);
+        }
         resetRootState(context);
         shaders_.finish(context);
-        return finish(counts, gathered) && gathered && sceneIsWhole_;
+        return starts && finish(counts, gathered) && gathered && sceneIsWhole_;
     }
 
 private:

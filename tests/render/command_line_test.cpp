@@ -150,6 +150,10 @@ TEST_F(CommandLine, WhatHasNoEffectSaysSo) {
 /// 0 where all is as it was asked for, 1 where something is not, whether there is a picture or not.
 TEST_F(CommandLine, ExitCodesTellFarmsWhatHappened) {
     const std::string broken = "material \"m\" \"no_such_shader\" () end material\n" + scene_;
+    // What shaders find wrong comes before what takes long, too.
+    std::string unnamed = "link \"lumovexa.so\"\n$include <lumovexa.mi>\n" + scene_;
+    const std::string sky = "\"plain_constant\" ( \"color\" .25 .5 .75 1 )";
+    unnamed.replace(unnamed.find(sky), sky.size(), "\"lumoVexaAssetBinder\" ( \"selector\" \"night\" )");
     const struct {
         std::string scene;
         std::vector<std::string> arguments;
@@ -159,6 +163,8 @@ TEST_F(CommandLine, ExitCodesTellFarmsWhatHappened) {
         {scene_, {"-task_order", "x"}, true, true, "-task_order has no effect"},
         {scene_, {"-task_order", "x", "-strict"}, false, false, "as -strict says"},
         {scene_, {"-strict"}, true, true, "/out.exr in "},
+        {unnamed, {"-strict"}, false, false, "as -strict says"},
+        {unnamed, {"-lenient"}, true, true, "A name is not among the names"},
         {broken, {}, false, false, "because of the errors above"},
         {broken, {"-lenient"}, false, true, "/out.exr in "},
         {scene_, {"-lenient"}, true, true, "/out.exr in "},
