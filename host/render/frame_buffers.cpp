@@ -56,6 +56,9 @@ bool isShown(const BufferLayout& layout, std::size_t slot) {
 void endAtWhite(SampleValue& value, const ColorRules& rules) {
     float channels[4];
     std::memcpy(channels, value.words, sizeof channels);
+    // Most samples are colors that no rule changes.
+    const auto [r, g, b, a] = channels;
+    if (r >= 0 && g >= 0 && b >= 0 && r <= a && g <= a && b <= a && a <= 1) return;
     for (const float channel : channels)
         if (!std::isfinite(channel)) return;
     clipColor(channels, rules);

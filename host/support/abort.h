@@ -1,7 +1,14 @@
 // The wish to stop the render: set by the user's signal or by a shader, watched by everything that takes long.
 #pragma once
 
+#include <atomic>
+
 namespace lumorender {
+
+namespace detail {
+inline std::atomic<bool> stopRequested{false};
+static_assert(std::atomic<bool>::is_always_lock_free, "signal handlers set it");
+}  // namespace detail
 
 /// Asks the render to stop soon. May be called from any thread and from a signal handler.
 void requestAbort() noexcept;
@@ -9,7 +16,8 @@ void requestAbort() noexcept;
 /// Forgets an earlier request: call before a render starts.
 void clearAbort() noexcept;
 
-bool abortRequested() noexcept;
+/// Costs a load: asked before every call of a shader.
+inline bool abortRequested() noexcept { return detail::stopRequested.load(std::memory_order_relaxed); }
 
 /// Throws Failure where a stop was requested: for what cannot be left half done.
 void throwIfAborted();

@@ -7,6 +7,7 @@
 #include <bit>
 #include <csignal>
 #include <filesystem>
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -85,7 +86,8 @@ protected:
     bool exists(const std::string& name) const { return std::filesystem::exists(path(name)); }
 
     int timeoutSeconds = 60;
-    int killAfterMilliseconds = 0;  ///< the program gets the signal then; 0 = it does not
+    int killAfterMilliseconds = 0;     ///< of its work, the program gets the signal; 0 = it does not
+    std::function<bool()> killWhen{};  ///< or when this holds
     int killSignal = SIGKILL;
     /// Starts the program itself in place of a fork of what is linked into the tests. It takes .4 s, mostly for the
     /// libraries; sanitizers need it, they do not go on in forks of programs with threads.
