@@ -1,14 +1,14 @@
 #include "gathering/ambient_occlusion.h"
 
-#include "support/geometry.h"
-#include "mi/options.h"
-#include "tracing/context.h"
 #include "gathering/final_gather_points.h"
-#include "tracing/option_values.h"
 #include "gathering/point_grids.h"
-#include "tracing/tracing.h"
+#include "mi/options.h"
 #include "support/abort.h"
+#include "support/geometry.h"
 #include "support/quasi_random.h"
+#include "tracing/context.h"
+#include "tracing/option_values.h"
+#include "tracing/tracing.h"
 
 #include <algorithm>
 #include <bit>

@@ -2,10 +2,10 @@
 #pragma once
 
 #include "database/elements.h"
-#include "mi/option_records.h"
-#include "mi/state.h"
 #include "gathering/final_gather_points.h"
 #include "gathering/point_grids.h"
+#include "mi/option_records.h"
+#include "mi/state.h"
 
 namespace lumorender {
 

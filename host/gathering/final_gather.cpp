@@ -1,11 +1,11 @@
 #include "gathering/final_gather.h"
 
-#include "support/geometry.h"
-#include "mi/options.h"
-#include "tracing/context.h"
-#include "gathering/final_gather_rays.h"
 #include "gathering/final_gather_points.h"
+#include "gathering/final_gather_rays.h"
+#include "mi/options.h"
+#include "support/geometry.h"
 #include "support/messages.h"
+#include "tracing/context.h"
 #include "tracing/option_values.h"
 
 #include <algorithm>

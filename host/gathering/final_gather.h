@@ -3,10 +3,10 @@
 #pragma once
 
 #include "database/elements.h"
-#include "geometry/scene_geometry.h"
-#include "mi/option_records.h"
 #include "gathering/final_gather_points.h"
 #include "gathering/point_grids.h"
+#include "geometry/scene_geometry.h"
+#include "mi/option_records.h"
 
 #include <string>
 #include <vector>

@@ -1,5 +1,6 @@
 #include "gathering/final_gather_file.h"
 
+#include "support/abort.h"
 #include "support/files.h"
 #include "support/messages.h"
 #include "support/whole_file.h"
@@ -88,6 +89,7 @@ bool writeGatherFile(const std::filesystem::path& file, std::span<const GatherPo
     Header header;
     header.count = points.size();
     header.checksum = checksumOf(points);
+    const WorkToKeep work;
     try {
         WholeFile target(file);
         target.write(&header, sizeof header);

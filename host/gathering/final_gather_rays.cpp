@@ -1,11 +1,11 @@
 #include "gathering/final_gather_rays.h"
 
-#include "support/geometry.h"
 #include "mi/options.h"
+#include "support/abort.h"
+#include "support/geometry.h"
+#include "support/quasi_random.h"
 #include "tracing/tracing.h"
 #include "tracing/volumes.h"
-#include "support/abort.h"
-#include "support/quasi_random.h"
 
 #include <algorithm>
 #include <cmath>

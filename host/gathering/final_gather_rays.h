@@ -1,8 +1,8 @@
 // The rays of final gathering.
 #pragma once
 
-#include "mi/state.h"
 #include "gathering/final_gather.h"
+#include "mi/state.h"
 
 namespace lumorender {
 

@@ -1,15 +1,15 @@
 #include "gathering/point_grids.h"
 
 #include "gathering/found_points.h"
-#include "tracing/eye_samples.h"
-#include "support/threads.h"
 #include "support/abort.h"
-#include "support/stage_progress.h"
+#include "support/geometry.h"
 #include "support/messages.h"
 #include "support/quasi_random.h"
-#include "support/geometry.h"
+#include "support/stage_progress.h"
+#include "support/threads.h"
 #include "tracing/camera.h"
 #include "tracing/context.h"
+#include "tracing/eye_samples.h"
 
 #include <algorithm>
 #include <atomic>

@@ -1,12 +1,12 @@
 // Points on grids over the image, made before any tile is rendered.
 #pragma once
 
-#include "mi/codes.h"
-#include "tracing/context.h"
 #include "gathering/final_gather_points.h"
 #include "image/image.h"
+#include "mi/codes.h"
 #include "mi/types.h"
 #include "saving/saved_points.h"
+#include "tracing/context.h"
 
 namespace lumorender {
 

@@ -66,8 +66,8 @@ public:
         const bool starts = mayStart();
         if (starts) {
             completeGeometry();
-            work.emplace();
             gathered = makePoints();
+            work.emplace();
             if (makesTiles())
                 counts = renderTiles(scene_, picture_->window(), share(), settings_.tiles, picture_->images(), saved_,
                                      settings_.progress);

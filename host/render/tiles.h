@@ -2,9 +2,9 @@
 #pragma once
 
 #include "image/image.h"
-#include "tracing/context.h"
 #include "render/frame_buffers.h"
 #include "saving/saved_render.h"
+#include "tracing/context.h"
 
 #include <chrono>
 #include <functional>
