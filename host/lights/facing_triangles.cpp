@@ -55,7 +55,7 @@ FacingTriangles::Node FacingTriangles::nodeOf(std::uint32_t first, std::uint32_t
 bool FacingTriangles::mayFace(const Node& node, const V3d& point) {
     const V3d way = point - node.centre;
     const double distance = length(way);
-    if (!(distance > node.radius)) return true;
+    // Within the sphere all ways are possible: the cosine of both angles is not above 0.
     const double sine = node.radius / distance, cosine = std::sqrt(std::max(0.0, 1 - sine * sine));
     const double cosineOfBoth = node.cosine * cosine - node.sine * sine;
     const double sineOfBoth = node.sine * cosine + node.cosine * sine;
