@@ -59,7 +59,7 @@ public:
         createRootState(context);
         resetRootState(context);
         shaders_.initialise(context);
-        std::optional<WorkToKeep> work;
+        std::optional<WorkToKeep> work;  // from the first tile on
         RenderCounts counts;
         bool gathered = false;
         // Shaders may have found something wrong with what they are given.
@@ -67,10 +67,14 @@ public:
         if (starts) {
             completeGeometry();
             gathered = makePoints();
-            work.emplace();
+            const auto report = [&](const RenderProgress& progress) {
+                if (!work) work.emplace();
+                settings_.progress(progress);
+            };
             if (makesTiles())
                 counts = renderTiles(scene_, picture_->window(), share(), settings_.tiles, picture_->images(), saved_,
-                                     settings_.progress);
+                                     report);
+            if (counts.done > 0 && !work) work.emplace();
         }
         resetRootState(context);
         shaders_.finish(context);

@@ -213,12 +213,18 @@ TEST_SHADER(probe_lifecycle, Lifecycle) {
 }
 
 /// Half a minute of work that nobody can interrupt.
-extern "C" DLLEXPORT void probe_busy_init(miState*, void*, miBoolean*) {
-    while (std::clock() < 30 * CLOCKS_PER_SEC) {
-    }
+static void work() {
+    while (std::clock() < 30 * CLOCKS_PER_SEC) continue;
 }
 
+extern "C" DLLEXPORT void probe_busy_init(miState*, void*, miBoolean*) { work(); }
+
 TEST_SHADER(probe_busy, void) { return miTRUE; }
+
+TEST_SHADER(probe_endless, void) {
+    work();
+    return miTRUE;
+}
 
 // ---- Locks, stack and arithmetic.
 

@@ -76,6 +76,7 @@ ROWS = [
     ("a shader's init", scene(material="probe_busy"), .4),
     ("points", scene(options='"ambient occlusion cache" on'), "ready in"),
     ("a sample", scene(), "ready in"),
+    ("a shader that does not return", scene(material="probe_endless"), "ready in"),
     ("writing layers", noise("out.exr"), ".out.exr.*.part"),
     ("writing through a library", noise("out.tif"), ".out.tif.*.part"),
     ("a share", noise("out.exr"), None, "-tiles", "1/1", "scene.mi"),
