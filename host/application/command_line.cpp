@@ -85,7 +85,8 @@ std::vector<std::string> spellOut(const std::vector<std::string>& arguments) {
             result.push_back(argument);
             continue;
         }
-        const Word& word = meantWord(argument.substr(1));
+        const std::string name = argument.substr(1);
+        const Word& word = meantWord(name);
         result.push_back("--" + word.name() + "=" + takeValues(argument, word, arguments, i));
     }
     return result;

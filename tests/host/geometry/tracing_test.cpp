@@ -146,10 +146,11 @@ TEST_F(Tracing, PointsAreExactAndFoundOnce) {
     EXPECT_EQ(asText(between(0, 9.9), between(0, 10.1), between(10.31, 20)), "false false true true false false");
     const float nan = std::numeric_limits<float>::quiet_NaN();
     const miVector place = {.5F, .5F, 1};
-    for (const Ray& ray : {rayFrom(place, {0, 0, 0}), rayFrom(place, {nan, 0, -1}), rayFrom(place, {0, 0, -INFINITY}),
-                           rayFrom(place, {0, 0, -1e30F}), rayFrom({1e30F, 0, 1}, {0, 0, -1}),
-                           rayFrom({.5F, .5F, 3e38F}, {0, 0, -1}), rayFrom({0, nan, 1}, {0, 0, -1})})
-        EXPECT_FALSE(shoot(ray)->found || geometry->occluded(ray));
+    const Ray lost[] = {rayFrom(place, {0, 0, 0}),          rayFrom(place, {nan, 0, -1}),
+                        rayFrom(place, {0, 0, -INFINITY}),  rayFrom(place, {0, 0, -1e30F}),
+                        rayFrom({1e30F, 0, 1}, {0, 0, -1}), rayFrom({.5F, .5F, 3e38F}, {0, 0, -1}),
+                        rayFrom({0, nan, 1}, {0, 0, -1})};
+    for (const Ray& ray : lost) EXPECT_FALSE(shoot(ray)->found || geometry->occluded(ray));
 }
 
 }  // namespace
