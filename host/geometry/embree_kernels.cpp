@@ -18,7 +18,7 @@ namespace {
 
 /// Without this flag about one ray in a million slips through a closed mesh, several in a hundred of those that aim
 /// exactly at an edge between two triangles, one in ten of those that aim at a vertex. With it none, none, and one in a
-/// thousand, in unlucky places one in a hundred: both triangles decide their common edge alike, but where several edges
+/// thousand, in unlucky places one in seventy: both triangles decide their common edge alike, but where several edges
 /// meet each is decided for itself, in single precision. It costs 10 to 20 percent of the tracing time.
 constexpr RTCSceneFlags kWatertight = RTC_SCENE_FLAG_ROBUST;
 
