@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Makes the tables of parameters in shaders.md and materials.md from the declarations, where each parameter has its comment.
+"""Makes the tables of parameters in shaders.md, materials.md and base_shaders.md from the declarations, where each parameter has its comment.
 
 A table stands behind a line `<!-- parameters: SHADER ... [FIRST..LAST ...] -->`. Of several shaders each parameter is
 listed once, with all its types. SHADER.ARRAY are the members of an array of records.
@@ -11,7 +11,7 @@ import re
 import sys
 
 ROOT = pathlib.Path(__file__).parent.parent
-PAGES = [ROOT / "docs/shaders.md", ROOT / "docs/materials.md"]
+PAGES = [ROOT / "docs" / page for page in ("shaders.md", "materials.md", "base_shaders.md")]
 DECLARATION = re.compile(r'declare shader\s+(?:struct \{.*?\}|[\w ]+) "(\w+)" \(\n(.*?)\n    \)', re.S)
 PARAMETER = re.compile(r'\s+((?:array )?(?:color texture|\w+)) +"(\w+)"(?: default ([^,#]+?))?,?\s*(?:# (.*))?$')
 NO_DEFAULT = {"color": "0", "scalar": "0", "integer": "0", "vector": "0", "boolean": "off"}

@@ -1,6 +1,7 @@
 #include "paint/paint.h"
 
 #include "rays/footprint.h"
+#include "rays/gathered_light.h"
 #include "rays/hit_scope.h"
 #include "rays/reflections.h"
 
@@ -42,11 +43,6 @@ miColor pigmentLit(const PaintSettings& paint, const miColor& pigment, miScalar 
 miScalar decay(const miState* state, miScalar distance) {
     if (!(distance > 0)) return 1;
     return std::pow(clamped(1 - wayFromEye(state) / distance, 0, 1), .75f);
-}
-
-miColor gathered(miState* state) {
-    miColor color = kBlack;
-    return mi_compute_avg_radiance(&color, state, 'f', nullptr) ? color : kBlack;
 }
 
 /* What the flakes mirror: one of them in one direction, many of them all around. */
@@ -96,7 +92,7 @@ PaintShading shadePaint(miState* state, const PaintSettings& paint, const Flakes
     });
 
     PaintShading shading;
-    const miColor around = paint.irradianceWeight > 0 || wantsLambert ? gathered(state) : kBlack;
+    const miColor around = paint.irradianceWeight > 0 || wantsLambert ? gatheredLight(state) : kBlack;
     shading.lambert = light.lambert + around;
     PaintTerms& terms = shading.terms;
     terms.ambient = termOf(paint.ambient, pigment);

@@ -48,9 +48,4 @@ void bend(miState* state, miTag bump) {
     state->dot_nd = dot(state->normal, state->dir);
 }
 
-miColor gatheredLight(miState* state) {
-    miColor color = kBlack;
-    return mi_compute_avg_radiance(&color, state, 'f', nullptr) ? color : kBlack;
-}
-
 }  // namespace materials

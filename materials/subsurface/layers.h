@@ -2,6 +2,7 @@
 #pragma once
 
 #include "module/term.h"
+#include "rays/gathered_light.h"
 #include "subsurface/scatter.h"
 
 namespace materials {
@@ -33,8 +34,5 @@ miColor colorOf(miState* state, miTag shader);
 
 /* Calls a bump shader, which leaves its normal in the state. */
 void bend(miState* state, miTag bump);
-
-/* Gathered light of the side that is seen. */
-miColor gatheredLight(miState* state);
 
 }  // namespace materials
