@@ -9,7 +9,7 @@ file(GLOB declarations CONFIGURE_DEPENDS ${LUMO_PRODUCT_DIR}/*.mi)
 install(FILES ${declarations} DESTINATION ${products})
 install(CODE "
     set(root \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}\")
-    foreach(name architectural subsurface paint base)
+    foreach(name architectural subsurface paint base physics)
         file(CREATE_LINK materials.so \"\${root}/${products}/\${name}.so\" SYMBOLIC)
     endforeach()
     file(MAKE_DIRECTORY \"\${root}/${CMAKE_INSTALL_BINDIR}\")
