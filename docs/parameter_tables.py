@@ -13,7 +13,7 @@ import sys
 ROOT = pathlib.Path(__file__).parent.parent
 PAGES = [ROOT / "docs" / page for page in ("shaders.md", "materials.md", "base_shaders.md")]
 DECLARATION = re.compile(r'declare shader\s+(?:struct \{.*?\}|[\w ]+) "(\w+)" \(\n(.*?)\n    \)', re.S)
-PARAMETER = re.compile(r'\s+((?:array )?(?:color texture|\w+)) +"(\w+)"(?: default ([^,#]+?))?,?\s*(?:# (.*))?$')
+PARAMETER = re.compile(r'\s+((?:array )?(?:(?:color|scalar) texture|\w+)) +"(\w+)"(?: default ([^,#]+?))?,?\s*(?:# (.*))?$')
 NO_DEFAULT = {"color": "0", "scalar": "0", "integer": "0", "vector": "0", "boolean": "off"}
 
 

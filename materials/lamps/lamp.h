@@ -17,20 +17,21 @@ struct LampColor {
 /* Are rays of light asked for? A visible light is seen as its color, without shadow and decay. */
 inline bool shinesOn(const miState* state) { return state->type == miRAY_LIGHT; }
 
-/*
- * Light on its way, through what casts shadows if the lamp's are on. factor: 0 is a full shadow, 1 none. False where
- * nothing arrives.
- */
-inline bool arrives(miColor& result, miState* state, const Parameters& in, const LampColor& lamp,
-                    const miColor& light) {
+/* Light on its way, through what casts shadows. factor: 0 is a full shadow, 1 none. False where nothing arrives. */
+inline bool arrives(miColor& result, miState* state, const miColor& light, miScalar factor) {
     result = light;
     if (isBlack(light)) return false;
-    const miScalar factor = in.isOn(lamp.shadow) ? in.share(lamp.factor) : 1;
     if (factor == 1) return true;
     miColor filtered = light;
     if (!mi_trace_shadow(&filtered, state)) filtered = kBlack;
     result = mix(filtered, light, factor);
     return !isBlack(result);
+}
+
+/* The same by the lamp's parameters, which must be those of the running shader. */
+inline bool arrives(miColor& result, miState* state, const Parameters& in, const LampColor& lamp,
+                    const miColor& light) {
+    return arrives(result, state, light, in.isOn(lamp.shadow) ? in.share(lamp.factor) : 1);
 }
 
 /* Cosine of the ray with the light's own direction; 1 for lights without one. */
