@@ -1,5 +1,6 @@
 #include "database/modules.h"
 
+#include "database/missing_functions.h"
 #include "support/messages.h"
 
 #include <dlfcn.h>
@@ -33,6 +34,16 @@ std::string listOf(const std::vector<fs::path>& paths) {
     std::string list;
     for (const fs::path& path : paths) list += (list.empty() ? "" : ", ") + path.string();
     return list.empty() ? "nowhere, the search path is empty" : list;
+}
+
+/// The module with all that it calls bound at once, so that no shader waits for the loader; or, where functions are
+/// missing, up to where it calls these. Null with the loader's reason where that does not help: where it needs variables
+/// or addresses of functions that are missing, or was linked to be bound at once.
+void* opened(const fs::path& file) {
+    if (void* module = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL)) return module;
+    void* const module = dlopen(file.c_str(), RTLD_LAZY | RTLD_LOCAL);
+    if (module) coverMissingFunctions(module);
+    return module;
 }
 
 /// Modules that look the host's functions up themselves are told where: in the program.
@@ -74,7 +85,7 @@ std::string Modules::link(std::string_view file) {
                            hasFolder && !allowPaths ? " (modules outside of the search path are not allowed)" : "");
     }
 
-    void* handle = dlopen(fs::absolute(*found).c_str(), RTLD_NOW | RTLD_LOCAL);
+    void* handle = opened(fs::absolute(*found));
     if (!handle) return fmt::format("module \"{}\" cannot be loaded: {}", file, dlerror());
     // One module under a second name, as a link beside it has: the loader knows it already.
     const auto known =

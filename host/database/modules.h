@@ -20,6 +20,7 @@ public:
     bool allowPaths = false;
 
     /// Loads the module of a `link` statement. A suffix of another platform (".dll", ".dylib") is replaced by ".so".
+    /// One that calls missing functions is loaded with a warning for each, and ends the program where it calls one.
     /// A module under a second name (a symbolic link) is the same module, and is loaded once.
     /// Calls the module's miSetModuleHandle, if it has one, with a handle through which it finds the host's functions.
     /// @return empty on success, else why it failed and where was searched.

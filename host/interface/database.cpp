@@ -1,7 +1,7 @@
 /* Access to scene elements. Records stay where they are until the element is changed or deleted, so pinning is free. */
 #include "database/database.h"
 
-#include "library/fatal.h"
+#include "support/fatal.h"
 #include "interface/host.h"
 #include "shader.h"
 #include "support/messages.h"

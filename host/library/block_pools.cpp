@@ -1,6 +1,6 @@
 /* Arenas of equally sized blocks: pages from the host's allocator, cut up without a lock per block for those who can do
    without. */
-#include "library/fatal.h"
+#include "support/fatal.h"
 #include "library/memory.h"
 #include "shader.h"
 #include "support/messages.h"

@@ -1,7 +1,7 @@
 /* Memory of shaders. */
 #include "library/memory.h"
 
-#include "library/fatal.h"
+#include "support/fatal.h"
 #include "shader.h"
 #include "support/messages.h"
 

@@ -1,21 +1,16 @@
 /* Messages of shaders: printf formats, printed by the host under the name "API". */
-#include "library/fatal.h"
-#include "shader.h"
+#include "support/fatal.h"
 #include "support/messages.h"
 
-#include <unistd.h>
+#include "shader.h"
 
-#include <atomic>
 #include <cstdarg>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 
 namespace lumorender {
 
 namespace {
-
-std::atomic<FatalHook> fatalHook{nullptr};
 
 /// True where the format writes to memory ("%n"). Texts of the scene often end up as formats, so this must not work.
 bool writesMemory(const char* format) {
@@ -51,25 +46,6 @@ void sayAs(MessageClass messageClass, int number, const char* format, va_list ar
 }
 
 }  // namespace
-
-void setFatalHook(FatalHook hook) noexcept { fatalHook = hook; }
-
-void endFatally() noexcept {
-    static std::atomic<bool> ending{false};
-    thread_local bool endsHere = false;
-    if (endsHere) std::_Exit(EXIT_FAILURE);
-    if (ending.exchange(true))
-        while (true) pause();
-    endsHere = true;
-    if (const FatalHook hook = fatalHook) hook();
-    std::fflush(nullptr);
-    std::_Exit(EXIT_FAILURE);
-}
-
-void endFatally(const char* module, const char* text) noexcept {
-    message(MessageClass::Fatal, module, text);
-    endFatally();
-}
 
 }  // namespace lumorender
 

@@ -1,6 +1,6 @@
 // Memory, messages, elements, options and frame buffers as modules get them.
 #include "database/elements.h"
-#include "library/fatal.h"
+#include "support/fatal.h"
 #include "interface/host.h"
 #include "library/memory.h"
 #include "mi_shader_if.h"
