@@ -1,6 +1,7 @@
 // Texture look-ups over the footprint of a pixel.
 #include "tracing/camera.h"
 #include "tracing/context.h"
+#include "tracing/pixel_footprint.h"
 #include "tracing/textures.h"
 
 #include "shader.h"
@@ -57,9 +58,9 @@ miBoolean mi_texture_filter_project(miVector p[3], miVector t[3], miState* state
     if (!stepAlong(state->derivs[0], disc_radius, step[0], change[0])) return miFALSE;
     if (!stepAlong(state->derivs[1], disc_radius, step[1], change[1])) return miFALSE;
     const miVector coord = state->tex_list[texture_space];
-    p[0] = camera->worldToRaster(state->point);
-    p[1] = camera->worldToRaster(sum(state->point, step[0]));
-    p[2] = camera->worldToRaster(sum(state->point, step[1]));
+    p[0] = camera->worldToRaster(beforeLens(state, state->point));
+    p[1] = camera->worldToRaster(beforeLens(state, sum(state->point, step[0])));
+    p[2] = camera->worldToRaster(beforeLens(state, sum(state->point, step[1])));
     t[0] = coord;
     t[1] = {coord.x + static_cast<float>(change[0]), coord.y, 0};
     t[2] = {coord.x, coord.y + static_cast<float>(change[1]), 0};

@@ -1,4 +1,5 @@
 // Rays that shaders send.
+#include "tracing/pixel_footprint.h"
 #include "tracing/tracing.h"
 
 #include "shader.h"
@@ -10,6 +11,8 @@ extern "C" {
 miBoolean mi_trace_eye(miColor* result, miState* state, const miVector* origin, const miVector* dir) {
     return traceEye(result, state, *origin, *dir);
 }
+
+void mi_ray_differential_transform(miState* state, const miMatrix matrix) { turnFootprints(state, matrix); }
 
 miBoolean mi_trace_reflection(miColor* result, miState* state, const miVector* dir) {
     return traceReflection(result, state, *dir);

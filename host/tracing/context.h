@@ -5,6 +5,7 @@
 #include "geometry/scene_geometry.h"
 #include "mi/codes.h"
 #include "mi/state.h"
+#include "support/geometry.h"
 #include "tracing/arena.h"
 #include "tracing/shader_states.h"
 
@@ -171,6 +172,7 @@ struct ThreadContext {
     RunningHit shading;
     RunningVolumes volumes;
     EyeOrigin eyeOrigin;
+    M44d lensTurn;  ///< from the camera's ray to that of the running lens shader, as far as such shaders have said
     bool opacityIsSet = false;
     miColor opacity = {};
     GatherPath gather;

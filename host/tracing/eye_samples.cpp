@@ -45,6 +45,7 @@ void EyeSamples::start(const EyeSample& sample) {
     context_.sampling = true;
     context_.sampleMoves = false;
     context_.opacityIsSet = false;
+    context_.lensTurn = M44d();
 
     miState& state = context_.root->state;
     state.raster_x = static_cast<float>(sample.x);

@@ -216,11 +216,13 @@ bool traceEye(miColor* result, miState* state, const miVector& org, const miVect
     ThreadContext& context = contextOf(state);
     state->org = org;
     state->dir = dir;
+    const M44d callersTurn = context.lensTurn;
     RayRecord& record = childRay(context, state);
     const RayInFlight inFlight(context, record);
     *result = {0, 0, 0, 0};
     const bool ok =
         hasLens(context, context.lens) ? callLens(context, &record.state, result) : traceScene(context, record, result);
+    context.lensTurn = callersTurn;
     handBack(state, record.state);
     state->instance = record.state.instance;
     return ok;

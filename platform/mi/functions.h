@@ -95,6 +95,8 @@ void mi_shaderstate_enumerate(miState* state,
 /* --- tracing: true when a shader that was called returned true; the child state is then at state->child --- */
 
 miBoolean mi_trace_eye(miColor* result, miState* state, const miVector* origin, const miVector* dir); /* lens */
+/* Lens shaders call it when they turned the direction by the matrix: what a pixel covers of textures turns with it. */
+void mi_ray_differential_transform(miState* state, const miMatrix matrix);
 miBoolean mi_trace_reflection(miColor* result, miState* state, const miVector* dir); /* from state->point */
 miBoolean mi_trace_refraction(miColor* result, miState* state, const miVector* dir);
 miBoolean mi_trace_environment(miColor* result, miState* state, const miVector* dir); /* preset the result */

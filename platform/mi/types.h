@@ -8,11 +8,13 @@
 #define miBEGIN_C extern "C" {
 #define miEND_C }
 #define EXTERN_C extern "C"
+#define miC_LINKAGE extern "C"
 #define miINLINE inline
 #else
 #define miBEGIN_C
 #define miEND_C
 #define EXTERN_C extern
+#define miC_LINKAGE
 #define miINLINE static inline
 #endif
 
@@ -94,6 +96,10 @@ typedef miBoolean (*miFunction_ptr)(void);
 
 /* Arena of equally sized memory blocks; only the renderer knows its inside. */
 typedef struct miMemblk miMemblk;
+
+/* Pixels of a picture, and what builds an object when a ray comes near; named in helper headers of shader writers. */
+typedef struct miImg_image miImg_image;
+typedef miBoolean (*miApi_object_callback)(miTag object, void* parameters);
 
 /* Hit record of a ray; shaders may save, clear and restore the pointer, never look behind it. */
 typedef struct miRc_intersection miRc_intersection;

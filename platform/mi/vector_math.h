@@ -13,6 +13,24 @@
 #define miMIN3(a, b, c) miMIN(miMIN((a), (b)), (c))
 #define miCLAMP(value, low, high) ((value) < (low) ? (low) : (value) > (high) ? (high) : (value))
 
+/* Functions of <math.h> in the precision of miGeoScalar, whatever number they are given. */
+#define MI_SQRT(x) sqrt((miGeoScalar)(x))
+#define MI_FABS(x) fabs((miGeoScalar)(x))
+#define MI_SIN(x) sin((miGeoScalar)(x))
+#define MI_COS(x) cos((miGeoScalar)(x))
+#define MI_TAN(x) tan((miGeoScalar)(x))
+#define MI_ASIN(x) asin((miGeoScalar)(x))
+#define MI_ACOS(x) acos((miGeoScalar)(x))
+#define MI_ATAN(x) atan((miGeoScalar)(x))
+#define MI_ATAN2(y, x) atan2((miGeoScalar)(y), (miGeoScalar)(x))
+#define MI_EXP(x) exp((miGeoScalar)(x))
+#define MI_LOG(x) log((miGeoScalar)(x))
+#define MI_LOG10(x) log10((miGeoScalar)(x))
+#define MI_POW(x, y) pow((miGeoScalar)(x), (miGeoScalar)(y))
+#define MI_FMOD(x, y) fmod((miGeoScalar)(x), (miGeoScalar)(y))
+#define MI_FLOOR(x) floor((miGeoScalar)(x))
+#define MI_CEIL(x) ceil((miGeoScalar)(x))
+
 miINLINE void mi_vector_add(miVector* result, const miVector* a, const miVector* b) {
     result->x = a->x + b->x;
     result->y = a->y + b->y;

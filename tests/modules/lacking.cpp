@@ -1,12 +1,12 @@
 // A module for a host that has more functions than any: two that it calls are not there, one that is asked for is not
-// needed.
+// needed. It speaks to them as helper headers of older shaders do.
 #include "test_shader.h"
 
-extern "C" {
-void mi_function_of_tomorrow(miState* state);
-int mi_function_of_another(int a, double b);
-[[gnu::weak]] void mi_function_if_there_is(void);
-}
+miC_LINKAGE void mi_function_of_tomorrow(miState* state);
+miC_LINKAGE int mi_function_of_another(miImg_image* image, miApi_object_callback callback);
+miC_LINKAGE [[gnu::weak]] void mi_function_if_there_is(void);
+
+static_assert(sizeof(MI_SQRT(2.f)) == sizeof(miGeoScalar));
 
 struct Lacking {
     miColor color;
@@ -17,6 +17,6 @@ TEST_SHADER(lacking_surface, Lacking) {
     *result = VALUE(color);
     if (mi_function_if_there_is) result->r = 9;
     if (VALUE(calls)) mi_function_of_tomorrow(state);
-    if (result->r == 7) result->r = static_cast<miScalar>(mi_function_of_another(1, 2));
+    if (result->r == 7) result->r = static_cast<miScalar>(mi_function_of_another(nullptr, nullptr));
     return miTRUE;
 }

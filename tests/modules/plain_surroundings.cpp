@@ -122,3 +122,16 @@ TEST_SHADER(lens_depth, Lens) {
     }
     return miTRUE;
 }
+
+struct Turn {
+    miMatrix by;
+    miBoolean tells;
+};
+
+/// Turns the ray at the camera, and tells that or not.
+TEST_SHADER(plain_turn, Turn) {
+    miVector dir;
+    mi_vector_transform(&dir, &state->dir, VALUE(by));
+    if (VALUE(tells)) mi_ray_differential_transform(state, VALUE(by));
+    return mi_trace_eye(result, state, &state->org, &dir);
+}
