@@ -33,9 +33,9 @@ struct TwoSided {
  */
 template <class Seen>
 miColor blended(const Parameters& in, const miColor& input, const miColor& share, const Seen& seen) {
-    if (isBlack(share) && share.a == 0) return in(input);
+    if (isBlack(share) && share.a == 0) return in.color(input);
     const bool isWhole = share.r == 1 && share.g == 1 && share.b == 1 && share.a == 1;
-    const miColor own = isWhole ? miColor{0, 0, 0, 0} : in(input);
+    const miColor own = isWhole ? miColor{0, 0, 0, 0} : in.color(input);
     const miColor other = seen();
     return {mix(own.r, other.r, share.r), mix(own.g, other.g, share.g), mix(own.b, other.b, share.b),
             mix(own.a, other.a, share.a)};
@@ -118,7 +118,7 @@ bool opacity(miColor& result, miState* state, Share& p) {
 
 bool twoSided(miColor& result, miState* state, TwoSided& p) {
     const Parameters in(state);
-    result = in(state->inv_normal ? p.back : p.front);
+    result = in.color(state->inv_normal ? p.back : p.front);
     return true;
 }
 

@@ -39,7 +39,7 @@ bool stencil(miColor& result, miState* state, Stencil& p) {
     if (texture == miNULLTAG || !mi_lookup_scalar_texture(&value, state, texture, &place)) return seen(result, state);
     const bool isBelow = value<in(p.floor), isAbove = value> in(p.ceiling);
     if (!isBelow && !isAbove) return seen(result, state);
-    result = in(isBelow ? p.floor_color : p.ceiling_color);
+    result = in.color(isBelow ? p.floor_color : p.ceiling_color);
     return true;
 }
 

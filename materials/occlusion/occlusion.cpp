@@ -51,7 +51,7 @@ bool gatheredOcclusion(miColor& result, miState* state, GatheredOcclusion& p) {
     if (!shadesSurface(state)) return false;
     const Parameters in(state);
     if (!state->options->finalgather) {
-        result = in(p.result_when_fg_is_off);
+        result = in.color(p.result_when_fg_is_off);
         return true;
     }
     miAmboccl_options options;

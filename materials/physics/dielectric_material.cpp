@@ -36,9 +36,10 @@ bool isRayInside(const miState* state, bool ignoresNormals) {
     return inside;
 }
 
-/* What a medium leaves of light on the ray's way, where a unit of length leaves `color`; a black one means a clear one. */
-miColor afterWay(const miState* state, const miColor& color) {
-    if (isBlack(color)) return kWhite;
+/* What a medium leaves of light on the ray's way, where a unit of length leaves `given`; a black one means a clear one. */
+miColor afterWay(const miState* state, const miColor& given) {
+    if (isBlack(given)) return kWhite;
+    const miColor color = {std::min(given.r, 1.0f), std::min(given.g, 1.0f), std::min(given.b, 1.0f), 1};
     return state->dist > 0 ? power(color, static_cast<miScalar>(std::min(state->dist, 1e6))) : kWhite;
 }
 

@@ -36,7 +36,7 @@ bool checkerboard(miColor& result, miState* state, Checkerboard& p) {
     const miScalar places[3] = {coord.x, coord.y, coord.z};
     int number = 0;
     for (int i = 0; i < 3; ++i) number = 2 * number + (fraction(places[i]) < in(p.size[i]) ? 0 : 1);
-    result = in(p.color[number]);
+    result = in.color(p.color[number]);
     return true;
 }
 
@@ -45,7 +45,7 @@ bool polka(miColor& result, miState* state, const Polka& p, bool isSphere) {
     const Parameters in(state);
     const miVector coord = in(p.coord);
     const miVector way = {fraction(coord.x) - .5f, fraction(coord.y) - .5f, isSphere ? fraction(coord.z) - .5f : 0};
-    result = in(length(way) < in(p.radius) ? p.dot : p.around);
+    result = in.color(length(way) < in(p.radius) ? p.dot : p.around);
     return true;
 }
 
