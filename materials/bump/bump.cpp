@@ -34,9 +34,7 @@ miVector fromObject(const miState* state, const miVector& given) {
 
 /* Those that belong to texture coordinates, or to the surface. */
 Basis ofTexture(miState* state, int space) {
-    int spaces = 0;
-    mi_query(miQ_NUM_TEXTURES, state, miNULLTAG, &spaces);
-    const bool hasSpace = space >= 0 && space < spaces;
+    const bool hasSpace = space >= 0 && space < textureSpaces(state);
     if (hasSpace && state->bump_x_list && state->bump_y_list)
         return {unit(state->bump_x_list[space]), unit(state->bump_y_list[space])};
     if (state->derivs) return {unit(state->derivs[0]), unit(state->derivs[1])};

@@ -1,8 +1,8 @@
 /* mib_reflect, _refract, _transparency, _continue, _opacity, _twosided: what is mirrored or lies behind, over a color. */
 #include "module/export.h"
 #include "module/parameters.h"
-#include "rays/hit_scope.h"
 #include "rays/reflections.h"
+#include "rays/seen.h"
 #include "rays/transmission.h"
 
 namespace materials {
@@ -35,22 +35,16 @@ template <class Seen>
 miColor blended(const Parameters& in, const miColor& input, const miColor& share, const Seen& seen) {
     if (isBlack(share) && share.a == 0) return in.color(input);
     const bool isWhole = share.r == 1 && share.g == 1 && share.b == 1 && share.a == 1;
-    const miColor own = isWhole ? miColor{0, 0, 0, 0} : in.color(input);
+    const miColor own = isWhole ? kNothing : in.color(input);
     const miColor other = seen();
     return {mix(own.r, other.r, share.r), mix(own.g, other.g, share.g), mix(own.b, other.b, share.b),
             mix(own.a, other.a, share.a)};
 }
 
-/* Importance that rays have when their colors count for a share. */
+miScalar weightOf(const miColor& share) { return std::max(largest(share), share.a); }
+
 miColor traced(miState* state, const miColor& share, miBoolean (*trace)(miColor*, miState*)) {
-    const HitScope hit(state);
-    miColor color = {0, 0, 0, 0};
-    state->importance *= clamped(std::max(largest(share), share.a), 0, 1);
-    if (!trace(&color, state)) {
-        color = {0, 0, 0, 0};
-        mi_trace_environment(&color, state, &state->dir);
-    }
-    return finite(color);
+    return seenBy(state, state->dir, weightOf(share), [&](miColor* color) { return trace(color, state); });
 }
 
 bool reflect(miColor& result, miState* state, Reflect& p) {
@@ -73,13 +67,8 @@ miColor refractedRay(miState* state, miScalar ior, const miColor& share) {
     miVector dir;
     const bool isTotal = !refracted(dir, state->dir, normal, 1 / ior);
     if (isTotal) dir = mirrored(state->dir, normal);
-    const HitScope hit(state);
-    miColor color = {0, 0, 0, 0};
-    if (!(isTotal ? mi_trace_reflection : mi_trace_refraction)(&color, state, &dir)) {
-        color = {0, 0, 0, 0};
-        mi_trace_environment(&color, state, &dir);
-    }
-    return finite(color);
+    const auto trace = isTotal ? mi_trace_reflection : mi_trace_refraction;
+    return seenBy(state, dir, weightOf(share), [&](miColor* color) { return trace(color, state, &dir); });
 }
 
 bool refract(miColor& result, miState* state, Refract& p) {

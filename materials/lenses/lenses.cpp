@@ -37,8 +37,9 @@ bool stencil(miColor& result, miState* state, Stencil& p) {
     miScalar value = 0;
     const miTag texture = in(p.stencil);
     if (texture == miNULLTAG || !mi_lookup_scalar_texture(&value, state, texture, &place)) return seen(result, state);
-    const bool isBelow = value<in(p.floor), isAbove = value> in(p.ceiling);
-    if (!isBelow && !isAbove) return seen(result, state);
+    const miScalar floor = in(p.floor), ceiling = in(p.ceiling);
+    const bool isBelow = value < floor;
+    if (!isBelow && !(value > ceiling)) return seen(result, state);
     result = in.color(isBelow ? p.floor_color : p.ceiling_color);
     return true;
 }

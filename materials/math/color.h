@@ -10,6 +10,7 @@ namespace materials {
 
 constexpr miColor kBlack = {0, 0, 0, 1};
 constexpr miColor kWhite = {1, 1, 1, 1};
+constexpr miColor kNothing = {0, 0, 0, 0};
 
 /* What is no number becomes the lower bound. */
 inline miScalar clamped(miScalar value, miScalar low, miScalar high) {

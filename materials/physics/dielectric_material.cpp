@@ -4,6 +4,7 @@
 #include "module/export.h"
 #include "rays/hit_scope.h"
 #include "rays/reflections.h"
+#include "rays/seen.h"
 #include "rays/transmission.h"
 
 namespace materials {
@@ -56,15 +57,8 @@ miColor highlights(miState* state, const LightList& lights, miScalar exponent) {
         .light;
 }
 
-miColor behind(miState* state, const miVector& dir, const miColor& level) {
-    const HitScope hit(state);
-    state->importance *= clamped(largest(level), 0, 1);
-    miColor color = kBlack;
-    if (!mi_trace_refraction(&color, state, &dir)) {
-        color = kBlack;
-        mi_trace_environment(&color, state, &dir);
-    }
-    return finite(color) * level;
+miColor behind(miState* state, const miVector& dir, miScalar share) {
+    return seenBy(state, dir, share, [&](miColor* color) { return mi_trace_refraction(color, state, &dir); }) * share;
 }
 
 bool dielectricMaterial(miColor& result, miState* state, Dielectric& p) {
@@ -85,7 +79,7 @@ bool dielectricMaterial(miColor& result, miState* state, Dielectric& p) {
     result = highlights(state, lights, in.within(p.phong_coef, 0, 1e6f)) * share;
     result += Reflections().traced(state, normal, nullptr, gray(share)) * share;
     miVector dir;
-    if (share < 1 && refracted(dir, state->dir, normal, 1 / ior)) result += behind(state, dir, gray(1 - share));
+    if (share < 1 && refracted(dir, state->dir, normal, 1 / ior)) result += behind(state, dir, 1 - share);
     result = result * afterWay(state, in.reflectance(inside ? p.col : p.col_out));
     return true;
 }

@@ -34,22 +34,13 @@ struct SimplePhen {
     LightArray lights;
 };
 
-struct LightOnTop {
-    miColor diffuse = {0, 0, 0, 0}, specular = {0, 0, 0, 0};
-
-    void add(const LightOnTop& more, miScalar factor) {
-        diffuse += more.diffuse * factor;
-        specular += more.specular * factor;
-    }
-};
-
-LightOnTop lightOnTop(miState* state, const LightList& lights, miScalar exponent) {
+Illumination lightOnTop(miState* state, const LightList& lights, miScalar exponent) {
     const miVector mirror = mirrored(state->dir, state->normal), normal = state->normal;
-    return sumOfLights<LightOnTop>(state, lights, [&](LightOnTop& sum, const LightSample& sample) {
+    return sumOfLights<Illumination>(state, lights, [&](Illumination& sum, const LightSample& sample) {
         const miScalar cosine = dot(normal, sample.dir), toMirror = dot(mirror, sample.dir);
         if (!(cosine > 0)) return;
-        sum.diffuse += sample.color * cosine;
-        if (toMirror > 0) sum.specular += sample.color * std::pow(toMirror, exponent);
+        sum.falling += sample.color * cosine;
+        if (toMirror > 0) sum.highlights += sample.color * std::pow(toMirror, exponent);
     });
 }
 
@@ -75,10 +66,10 @@ bool simplePhen(miColor& result, miState* state, SimplePhen& p) {
     if (!isBlack(backLevel))
         out.back = termOf(scattering.back(state, radius(p.d.back_sss_radius), radius(p.d.back_sss_depth)), backLevel);
     bend(state, in(p.bump));
-    const LightOnTop top = lightOnTop(state, lights, in.within(p.s.exponent, 0, 1e6f));
+    const Illumination top = lightOnTop(state, lights, in.within(p.s.exponent, 0, 1e6f));
     out.diffuse =
-        termOf(top.diffuse + around, tint * in.reflectance(p.d.diffuse_color) * in.within(p.d.diffuse_weight, 0, 1000));
-    out.specular = top.specular * in.reflectance(p.s.specular);
+        termOf(top.falling + around, tint * in.reflectance(p.d.diffuse_color) * in.within(p.d.diffuse_weight, 0, 1000));
+    out.specular = top.highlights * in.reflectance(p.s.specular);
     composeLayers(out, in.isOn(p.a.screen_composit), false);
     result = out.result;
     return true;

@@ -26,12 +26,6 @@ struct FilterLookup {
     miTag remap;
 };
 
-int textureSpaces(miState* state) {
-    int spaces = 0;
-    mi_query(miQ_NUM_TEXTURES, state, miNULLTAG, &spaces);
-    return state->tex_list ? spaces : 0;
-}
-
 bool textureLookup(miColor& result, miState* state, TextureLookup& p) {
     const Parameters in(state);
     result = boundedPictureAt(state, in(p.tex), in(p.coord));

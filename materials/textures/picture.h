@@ -6,12 +6,17 @@
 
 namespace materials {
 
-constexpr miColor kNothing = {0, 0, 0, 0};
-
 /* Without its whole part: 0 to below 1. */
 inline miScalar fraction(miScalar a) {
     const miScalar rest = a - std::floor(a);
     return rest >= 0 && rest < 1 ? rest : 0;
+}
+
+/* How many texture coordinates the surface has. */
+inline int textureSpaces(miState* state) {
+    int spaces = 0;
+    mi_query(miQ_NUM_TEXTURES, state, miNULLTAG, &spaces);
+    return state->tex_list ? spaces : 0;
 }
 
 /* A picture or texture shader at a place; nothing without one, and where it has nothing to say. */

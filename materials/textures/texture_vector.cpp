@@ -50,9 +50,7 @@ miVector selected(miState* state, int select, int vertex) {
     const bool ofCorner = vertex >= 1 && vertex <= 3;
     if (select >= 0) {
         if (ofCorner && cornerOf(found, state, 't', select, vertex - 1)) return found;
-        int spaces = 0;
-        mi_query(miQ_NUM_TEXTURES, state, miNULLTAG, &spaces);
-        return state->tex_list && select < spaces ? state->tex_list[select] : found;
+        return select < textureSpaces(state) ? state->tex_list[select] : found;
     }
     switch (select) {
         case kPoint:
