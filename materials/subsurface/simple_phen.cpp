@@ -1,4 +1,5 @@
 /* misss_fast_simple_phen: wax, marble, leaves. */
+#include "illumination/illumination.h"
 #include "module/export.h"
 #include "rays/hit_scope.h"
 #include "subsurface/layers.h"
