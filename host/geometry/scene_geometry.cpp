@@ -155,7 +155,8 @@ private:
         }
     }
 
-    /// Neither shadow rays nor those of final gathering meet the shape: its light comes by light samples.
+    /// Neither shadow rays nor those of final gathering meet the shape: its light comes by light samples. Shaders of lights
+    /// may look through it.
     void addLightShape(const Database& database, const FlatElement& element) {
         auto mesh = lightShape(*database.as<miLight>(element.element, miSCENE_LIGHT));
         if (!mesh) return;
@@ -164,7 +165,8 @@ private:
         shape.placement = element.placement;
         shape.placementAtClose = element.placementAtClose;
         shape.moves = element.moves;
-        shape.flags = miTRACE_VISIBLE | miTRACE_REFLECTION_CAST | miTRACE_REFRACTION_CAST | miTRACE_TRANSPARENCY_CAST;
+        shape.flags = miTRACE_VISIBLE | miTRACE_REFLECTION_CAST | miTRACE_REFRACTION_CAST | miTRACE_TRANSPARENCY_CAST |
+                      miTRACE_REFLECTION_RECEIVE | miTRACE_REFRACTION_RECEIVE | miTRACE_TRANSPARENCY_RECEIVE;
         shape.isLight = true;
         shape.mesh = mesh.get();
         meshes_.push_back(std::move(mesh));

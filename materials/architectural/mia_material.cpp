@@ -29,6 +29,7 @@ Term mirrorLayer(const MiaCall& call, const miColor& level, const miVector& norm
     rays.limits = {gloss < 1 ? samples : 0, in(p.refl_depth), in.share(p.refl_cutoff)};
     rays.reach = reachOf(in, p.refl_falloff_on, p.refl_falloff_dist, p.refl_falloff_color_on, p.refl_falloff_color);
     rays.singleEnvironment = in.isOn(p.single_env_sample);
+    rays.gloss = gloss;
     const Facets lobe = facetsOf(call, normal, gloss);
     return termOf(rays.traced(state, normal, rays.limits.samples > 0 ? &lobe : nullptr, level), level);
 }

@@ -1,5 +1,5 @@
 /* mib_cie_d, mib_blackbody: colors of light by temperature. */
-#include "math/color.h"
+#include "math/chromaticity.h"
 #include "module/export.h"
 #include "module/parameters.h"
 
@@ -36,13 +36,8 @@ Chromaticity blackbody(double kelvin) {
     return {x, cubic(3.0817580, -5.87338670, 3.75112997, -.37001483, x)};
 }
 
-/* In the primaries of Rec. 709 with the luminance `intensity`; what they cannot show is cut off at 0. */
 miColor shown(const Chromaticity& color, miScalar intensity) {
-    const double x = color.x / color.y, z = (1 - color.x - color.y) / color.y;
-    const miColor rgb = {static_cast<miScalar>(3.2404542 * x - 1.5371385 - .4985314 * z),
-                         static_cast<miScalar>(-.9692660 * x + 1.8760108 + .0415560 * z),
-                         static_cast<miScalar>(.0556434 * x - .2040259 + 1.0572252 * z), 1};
-    return positive(rgb) * intensity;
+    return colorOfChromaticity(1, color.x, color.y) * intensity;
 }
 
 bool cieD(miColor& result, miState* state, Temperature& p) {

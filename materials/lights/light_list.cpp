@@ -2,26 +2,28 @@
 
 namespace materials {
 
-LightList::LightList(miState* state, const miInteger& mode, const LightArray& array) {
+LightList::LightList(miState* state, const LightArray& array) {
     const Parameters in(state);
     /* The list is in the block that holds the parameter, or in that of the shader that it is connected to. */
-    miTag* lights = const_cast<miTag*>(&in(array.first[0]));
-    int count = in(array.count);
-    const int start = in(array.start);
-    if (in.holds(lights, sizeof *lights, start, count))
-        lights += start;
-    else
-        count = 0;
+    const miTag* lights = &in(array.first[0]);
+    const int count = in(array.count), start = in(array.start);
+    if (count <= 0 || !in.holds(lights, sizeof *lights, start, count)) return;
+    first_ = lights + start;
+    count_ = count;
+}
+
+LightList::LightList(miState* state, const miInteger& mode, const LightArray& array) : LightList(state, array) {
+    miTag* lights = const_cast<miTag*>(first_);
+    int count = count_;
     bool known = true;
-    switch (in(mode)) {
+    switch (Parameters(state)(mode)) {
         case 1: known = mi_inclusive_lightlist(&count, &lights, state); break;
         case 2: known = mi_exclusive_lightlist(&count, &lights, state); break;
         case 4: known = mi_instance_lightlist(&count, &lights, state); break;
         default: break;
     }
-    if (!known || count <= 0) return;
-    first_ = lights;
-    count_ = count;
+    first_ = known && count > 0 ? lights : nullptr;
+    count_ = first_ ? count : 0;
 }
 
 LightList::LightList(miState* state) {

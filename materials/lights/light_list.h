@@ -25,6 +25,9 @@ class LightList {
 public:
     LightList(miState* state, const miInteger& mode, const LightArray& array);
 
+    /* The list as it stands. */
+    LightList(miState* state, const LightArray& array);
+
     /* Those of the instance that is shaded. */
     explicit LightList(miState* state);
 

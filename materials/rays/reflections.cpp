@@ -1,5 +1,6 @@
 #include "rays/reflections.h"
 
+#include "rays/gloss_of_ray.h"
 #include "rays/hit_scope.h"
 
 namespace materials {
@@ -34,6 +35,7 @@ public:
     /* The environment in a direction, black without one. */
     miColor surroundings(const miVector& dir) {
         miColor color = kBlack;
+        const GlossScope gloss(state_, settings_.singleEnvironment ? settings_.gloss : 1);
         return mi_trace_environment(&color, state_, &dir) ? color * settings_.environmentColor : kBlack;
     }
 

@@ -26,6 +26,7 @@ struct Reflections {
     RayLimits limits;
     Reach reach;
     bool singleEnvironment = false;    /* one look at the environment serves all rays of the lobe that meet nothing */
+    miScalar gloss = 1;                /* which that look is told, for surroundings that blur */
     miTag environment = miNULLTAG;     /* a shader in place of the surroundings of the ray */
     miColor environmentColor = kWhite; /* times what it answers */
 
