@@ -67,7 +67,7 @@ WordGroup rayWords() {
             {"scanline", "on|off|rast|rapid|opengl", "Other ways to find what the camera sees",
              NoEffect{"every ray is traced"}},
             {"motion", "on|off", "Motion blur", OptionsStatement{"motion"}},
-            {"motion_steps", "N:steps", "Steps of a motion path, told to shaders", OptionsStatement{"motion steps"}},
+            {"motion_steps", "N:steps", "Steps of a motion transform, each linear", OptionsStatement{"motion steps"}},
             {"shutter", "[F:delay] F:time", "When the shutter opens and closes, in fractions of a frame",
              OptionsStatement{"shutter"}},
             {"shutter_delay", "F:delay", "When the shutter opens",

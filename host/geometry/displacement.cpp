@@ -35,7 +35,8 @@ public:
           division_(*mesh_) {
         still_.mesh = mesh_.get();
         static const Placement atOrigin;
-        still_.placement = still_.placementAtClose = &atOrigin;
+        still_.placement = &atOrigin;
+        still_.motionSteps = 0;
         still_.moves = false;
         for (const ApproximationRule& rule : job.approximation)
             looksAtSurface_ = looksAtSurface_ || rule.distance > 0 || rule.angle > 0;

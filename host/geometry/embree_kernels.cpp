@@ -88,12 +88,13 @@ bool isInReach(const miVector& v, float reach) {
 }
 
 /// How far away rays may begin so that they are within the kernels' numbers in the instance's space, too. What moves is
-/// smaller in between than at both ends.
+/// smaller within a step than at both of its ends.
 float reachOf(const FlatInstance& instance) {
     constexpr double kSmallerBetween = 1e4;
     double largest = 0, farthest = 0;
-    for (const M44d& m : {instance.placement->worldToLocal, instance.placementAtClose->worldToLocal})
+    for (int step = 0; step <= instance.motionSteps; ++step)
         for (int j = 0; j < 3; ++j) {
+            const M44d& m = instance.placement[step].worldToLocal;
             for (int i = 0; i < 3; ++i) largest = std::max(largest, std::abs(m[i][j]));
             farthest = std::max(farthest, std::abs(m[3][j]));
         }
@@ -192,9 +193,9 @@ std::vector<EmbreeKernels::Use> EmbreeKernels::collectUses() {
 bool EmbreeKernels::standsAlone(const Use& use) const {
     if (use.instances.size() != 1) return false;
     const FlatInstance& instance = instances_[use.instances[0]];
-    const Placement &open = *instance.placement, &close = *instance.placementAtClose;
-    if (use.hair && (use.hair->isRibbon() || !keepsShapes(open.localToWorld))) return false;
-    return (open.localToWorld == close.localToWorld || !timed_) && !mirrors(open.localToWorld);
+    const M44d& open = instance.placement->localToWorld;
+    if (use.hair && (use.hair->isRibbon() || !keepsShapes(open))) return false;
+    return (instance.motionSteps == 0 || !timed_) && !mirrors(open);
 }
 
 void EmbreeKernels::buildUse(Use& use) const {
@@ -261,10 +262,10 @@ void EmbreeKernels::attach(const Use& use, std::uint32_t instance) const {
     const Geometry geometry(rtcNewGeometry(device_.get(), RTC_GEOMETRY_TYPE_INSTANCE));
     checkDevice();
     rtcSetGeometryInstancedScene(geometry.get(), use.scene.get());
-    const bool moves = timed_ && flat.moves;
-    rtcSetGeometryTimeStepCount(geometry.get(), moves ? 2 : 1);
-    for (unsigned step = 0; step < (moves ? 2U : 1U); ++step) {
-        const M44d& m = (step == 0 ? flat.placement : flat.placementAtClose)->localToWorld;
+    const unsigned places = timed_ ? 1U + flat.motionSteps : 1U;
+    rtcSetGeometryTimeStepCount(geometry.get(), places);
+    for (unsigned step = 0; step < places; ++step) {
+        const M44d& m = flat.placement[step].localToWorld;
         float columns[12];
         for (unsigned i = 0; i < 12; ++i) columns[i] = static_cast<float>(m[i / 3][i % 3]);
         rtcSetGeometryTransform(geometry.get(), step, RTC_FORMAT_FLOAT3X4_COLUMN_MAJOR, columns);

@@ -10,6 +10,7 @@
 #include "support/messages.h"
 
 #include <algorithm>
+#include <memory>
 #include <optional>
 
 namespace lumorender {
@@ -45,24 +46,17 @@ private:
     std::unordered_map<miTag, double> counts_;
 };
 
-/// Both directions of a placement, at shutter open and close.
-struct Motion {
-    M44d localToWorld, worldToLocal;
-    M44d localToWorldAtClose, worldToLocalAtClose;
+/// One placement, or those at the beginning and at the end of each motion step.
+using Motion = std::vector<Placement>;
 
-    bool moves() const { return localToWorld != localToWorldAtClose; }
-    bool operator==(const Motion&) const = default;
-};
-
-/// A placement as it was stored, for all that stand in it.
+/// A motion as it was stored, for all that have it.
 struct StoredMotion {
     const Placement* open = nullptr;  ///< null until something needs it
-    const Placement* close = nullptr;
 };
 
 /// What an instance hands down to what is below it.
 struct Inheritance {
-    Motion motion;
+    Motion motion = Motion(1);
     StoredMotion* stored = nullptr;
     TraceFlags flags;
     const std::vector<miTag>* materials = nullptr;
@@ -74,7 +68,7 @@ struct Inheritance {
 
 double determinant(const M44d& m) { return dot(row(m, 0), cross(row(m, 1), row(m, 2))); }
 
-/// Between its two ends a matrix changes linearly, and may get flat on its way: half a turn does. The determinant is a
+/// Within a step a matrix changes linearly, and may get flat on its way: half a turn does. The determinant is a
 /// polynomial of the third degree, whose least value lies at an end or where its derivative vanishes.
 bool getsFlat(const M44d& open, const M44d& close) {
     constexpr double kFlat = 1e-4;
@@ -87,6 +81,12 @@ bool getsFlat(const M44d& open, const M44d& close) {
     for (const double t : {(-c2 + root) / (3 * c3), (-c2 - root) / (3 * c3), -c1 / (2 * c2)})
         if (t > 0 && t < 1) least = std::min(least, at(t) / d0);
     return !(least > kFlat);
+}
+
+bool getsFlat(const Motion& motion) {
+    for (std::size_t i = 1; i < motion.size(); ++i)
+        if (getsFlat(motion[i - 1].localToWorld, motion[i].localToWorld)) return true;
+    return false;
 }
 
 /// The ray tracing kernels end the program where a ray, seen from the instance, gets out of their numbers.
@@ -157,7 +157,7 @@ private:
         StoredMotion own;
         if (!(below.motion == above.motion)) below.stored = &own;
         path_.push_back(tag);
-        scene_.placements.try_emplace(tag, Placement{below.motion.localToWorld, below.motion.worldToLocal});
+        scene_.placements.try_emplace(tag, below.motion.front());
         visitItem(tag, instance, below);
         path_.pop_back();
     }
@@ -210,24 +210,33 @@ private:
     /// with what is above it.
     Motion move(miTag tag, const miInstance& instance, const InstanceDetail& given, const Motion& above) const {
         const Link own = link(tag, instance.tf.global_to_local, "transform").value_or(Link());
-        Motion below = above;
-        if (given.motionOff) {
-            below.localToWorldAtClose = above.localToWorld;
-            below.worldToLocalAtClose = above.worldToLocal;
+        const bool stops = given.motionOff || !given.hasMotionTransform;
+        const Link close = stops ? own : link(tag, instance.motion_transform, "motion transform").value_or(own);
+        Motion below = given.motionOff ? Motion(1, above.front()) : above;
+        if (own.up != close.up) below.resize(std::max<std::size_t>(options_.n_motion_vectors, 1) + 1, above.back());
+        const double steps = static_cast<double>(below.size()) - 1;
+        for (std::size_t i = 0; i < below.size(); ++i) {
+            const Link at = between(own, close, steps > 0 ? static_cast<double>(i) / steps : 0);
+            below[i].localToWorld = at.up * below[i].localToWorld;
+            below[i].worldToLocal = below[i].worldToLocal * at.down;
         }
-        Link close = own;
-        if (given.hasMotionTransform && !given.motionOff)
-            close = link(tag, instance.motion_transform, "motion transform").value_or(own);
-        below.localToWorld = own.up * below.localToWorld;
-        below.worldToLocal = below.worldToLocal * own.down;
-        below.localToWorldAtClose = close.up * below.localToWorldAtClose;
-        below.worldToLocalAtClose = below.worldToLocalAtClose * close.down;
+        if (std::all_of(below.begin(), below.end(), [&](const Placement& p) { return p == below.front(); }))
+            below.resize(1);
         return below;
     }
 
     struct Link {
         M44d down, up;  ///< into the element's space, and out of it
     };
+
+    /// On its way from one to the other: what turns keeps its shape. Matrices that get flat anyway stay where they are.
+    static Link between(const Link& open, const Link& close, double t) {
+        if (t == 0 || open.up == close.up) return open;
+        if (t == 1) return close;
+        Link result = open;
+        result.up = turned(open.up, close.up, t);
+        return invert(result.up, result.down) ? result : open;
+    }
 
     std::optional<Link> link(miTag tag, const miMatrix& matrix, const char* what) const {
         // A record that nobody filled in: no transform was given.
@@ -254,13 +263,13 @@ private:
     void addObject(miTag tag, const miInstance& instance, Inheritance below) {
         Motion& motion = below.motion;
         StoredMotion own;
-        if (!isWithinReach(motion.worldToLocal) || !isWithinReach(motion.worldToLocalAtClose))
+        if (!std::all_of(motion.begin(), motion.end(),
+                         [](const Placement& p) { return isWithinReach(p.worldToLocal); }))
             return warning("GEOM", "instance {}: it is too small or too far away for single precision, left out",
                            name(tag));
-        if (motion.moves() && getsFlat(motion.localToWorld, motion.localToWorldAtClose)) {
+        if (getsFlat(motion)) {
             warning("GEOM", "instance {}: it gets flat while it moves, its motion is left out", name(tag));
-            motion.localToWorldAtClose = motion.localToWorld;
-            motion.worldToLocalAtClose = motion.worldToLocal;
+            motion.resize(1);
             below.stored = &own;
         }
         const auto& object = *static_cast<const miObject*>(database_.record(instance.item));
@@ -299,20 +308,21 @@ private:
         return rules;
     }
 
+    const Placement* store(const Motion& motion) {
+        auto& memory = scene_.shared.placements;
+        if (!memory) memory = std::make_unique<std::pmr::monotonic_buffer_resource>();
+        auto* stored = static_cast<Placement*>(memory->allocate(motion.size() * sizeof(Placement), alignof(Placement)));
+        std::uninitialized_copy(motion.begin(), motion.end(), stored);
+        return stored;
+    }
+
     template <class Flat>
     void place(const Inheritance& below, Flat& flat) {
         const Motion& motion = below.motion;
         StoredMotion& stored = *below.stored;
-        auto& placements = scene_.shared.placements;
-        if (!stored.open) {
-            stored.open = stored.close = &placements.emplace_back(Placement{motion.localToWorld, motion.worldToLocal});
-            if (motion.moves())
-                stored.close =
-                    &placements.emplace_back(Placement{motion.localToWorldAtClose, motion.worldToLocalAtClose});
-        }
+        if (!stored.open) stored.open = store(motion);
         flat.placement = stored.open;
-        flat.placementAtClose = stored.close;
-        flat.moves = motion.moves();
+        flat.motionSteps = static_cast<std::uint8_t>(motion.size() - 1);
     }
 };
 

@@ -4,7 +4,8 @@
 #include "geometry/memory_budget.h"
 #include "geometry/scene_geometry.h"
 
-#include <deque>
+#include <memory>
+#include <memory_resource>
 #include <unordered_map>
 #include <vector>
 
@@ -12,7 +13,7 @@ namespace lumorender {
 
 /// What instances share. Nothing in here moves.
 struct SharedByInstances {
-    std::deque<Placement> placements;
+    std::unique_ptr<std::pmr::monotonic_buffer_resource> placements;
     std::unordered_map<miTag, std::vector<miTag>> materials;  ///< lists of one material
     std::unordered_map<miTag, Approximation> approximations;  ///< of objects
 };

@@ -118,7 +118,7 @@ public:
         if (!instance_.moves) return;
         const V3d from = hairPlace(hair_, hit_.primitive, hit_.u, 0).center;
         const V3d to = hairPlace(hair_, hit_.primitive, hit_.u, 1).center;
-        state_.motion = narrow(transformPoint(to, instance_.placementAtClose->localToWorld) -
+        state_.motion = narrow(transformPoint(to, placementAtClose(instance_).localToWorld) -
                                transformPoint(from, instance_.placement->localToWorld));
     }
 

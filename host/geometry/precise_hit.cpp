@@ -1,5 +1,6 @@
 #include "geometry/precise_hit.h"
 
+#include "geometry/placement_at.h"
 #include "support/geometry.h"
 
 #include <algorithm>
@@ -26,9 +27,9 @@ LocalRay localRay(const Ray& ray, const M44d& worldToLocal) {
 }
 
 LocalRay localRay(const Ray& ray, const FlatInstance& instance, double time) {
-    if (!instance.moves || time == 0) return localRay(ray, instance.placement->worldToLocal);
+    if (instance.motionSteps == 0 || time == 0) return localRay(ray, instance.placement->worldToLocal);
     M44d inverse;
-    invert(interpolate(instance.placement->localToWorld, instance.placementAtClose->localToWorld, time), inverse);
+    invert(localToWorldAt(instance, time), inverse);
     return localRay(ray, inverse);
 }
 
@@ -50,9 +51,7 @@ bool intersectPlane(const LocalRay& ray, const TriangleCorners& corners, double&
 V3d pointOfWeights(const Hit& hit, const TriangleCorners& corners) {
     const FlatInstance& instance = *hit.instance;
     const V3d local = corners.a * (1.0 - hit.u - hit.v) + corners.b * hit.u + corners.c * hit.v;
-    if (!instance.moves || hit.time == 0) return transformPoint(local, instance.placement->localToWorld);
-    return transformPoint(
-        local, interpolate(instance.placement->localToWorld, instance.placementAtClose->localToWorld, hit.time));
+    return transformPoint(local, hit.time == 0 ? instance.placement->localToWorld : localToWorldAt(instance, hit.time));
 }
 
 /// What the surface needs of the hit's triangle is far away in memory: the way there starts while the hit is computed.

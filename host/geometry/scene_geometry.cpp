@@ -36,7 +36,8 @@ public:
         for (FlatInstance& instance : scene_.instances) {
             if (!instance.mesh && !instance.hair) continue;
             chooseMaterials(instance);
-            instance.moves = instance.moves || (instance.mesh ? instance.mesh->moves() : instance.hair->moves());
+            instance.moves =
+                instance.motionSteps > 0 || (instance.mesh ? instance.mesh->moves() : instance.hair->moves());
         }
         seconds_ = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     }
@@ -163,8 +164,7 @@ private:
         FlatInstance& shape = scene_.instances.emplace_back();
         shape.instance = element.instance;
         shape.placement = element.placement;
-        shape.placementAtClose = element.placementAtClose;
-        shape.moves = element.moves;
+        shape.motionSteps = element.motionSteps;
         shape.flags = miTRACE_VISIBLE | miTRACE_REFLECTION_CAST | miTRACE_REFRACTION_CAST | miTRACE_TRANSPARENCY_CAST |
                       miTRACE_REFLECTION_RECEIVE | miTRACE_REFRACTION_RECEIVE | miTRACE_TRANSPARENCY_RECEIVE;
         shape.isLight = true;

@@ -20,6 +20,8 @@ struct Mesh;
 /// Row-vector matrices (p' = p M), in double precision.
 struct Placement {
     M44d localToWorld, worldToLocal;
+
+    bool operator==(const Placement&) const = default;
 };
 
 /// With the single-precision copies that shaders are handed pointers to.
@@ -36,8 +38,7 @@ struct NamedPlacement : Placement {
 struct FlatInstance {
     miTag instance = 0;  ///< the instance nearest to the object: miState::instance
     miTag object = 0;
-    const Placement* placement = nullptr;         ///< at shutter open
-    const Placement* placementAtClose = nullptr;  ///< `placement` where only vertices move, or nothing does
+    const Placement* placement = nullptr;  ///< at shutter open; behind it stand those at the end of each motion step
     const Mesh* mesh = nullptr;
     const Hair* hair = nullptr;                     ///< in the place of a mesh
     const std::vector<miTag>* materials = nullptr;  ///< inherited, if any; by polygon label in tagged objects
@@ -49,7 +50,8 @@ struct FlatInstance {
     miTag lightListInstance = 0;  ///< nearest instance that gives a light list, 0 = all lights apply
     miTag shadowListInstance = 0;
     miTag parameterInstance = 0;     ///< nearest instance with an inherited parameter block, or 0
-    bool moves = false;              ///< instance motion transform or vertex motion vectors
+    std::uint8_t motionSteps = 0;    ///< of the instance itself: 0 where only vertices move, or nothing does
+    bool moves = false;              ///< by motion transforms or vertex motion vectors
     bool overridesMaterial = false;  ///< `materials` beats the polygons' own
     bool gathers = true;             ///< takes light from final gathering
     bool isLight = false;            ///< shape of a visible area light: `instance` is the light's, there is no object
@@ -60,10 +62,9 @@ struct FlatInstance {
 struct FlatElement {
     miTag instance = 0;
     miTag element = 0;
-    std::vector<miTag> path;  ///< instances from the root group down to `instance`
-    const Placement* placement = nullptr;
-    const Placement* placementAtClose = nullptr;
-    bool moves = false;
+    std::vector<miTag> path;               ///< instances from the root group down to `instance`
+    const Placement* placement = nullptr;  ///< as for a FlatInstance
+    std::uint8_t motionSteps = 0;
 };
 
 /// Which instances a ray may hit: one miTRACE_* cast bit.

@@ -119,7 +119,7 @@ public:
         if (!instance_.moves) return;
         const V3d from = wide(mix_(mesh_.positions));
         const V3d to = mesh_.moves() ? wide(mix_(mesh_.laterPositions.back())) : from;
-        state_.motion = narrow(transformPoint(to, instance_.placementAtClose->localToWorld) -
+        state_.motion = narrow(transformPoint(to, placementAtClose(instance_).localToWorld) -
                                transformPoint(from, instance_.placement->localToWorld));
     }
 

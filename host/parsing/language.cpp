@@ -61,7 +61,6 @@ constexpr Meaning kLanguage[] = {
     {"options", "field", Missing, "fields are not rendered, the picture has all lines"},
     {"options", "field=off|samplelock=on", Used, ""},
     {"options", "samplelock", Idle, "every frame has the same pattern of samples"},
-    {"options", "motion=steps", Idle, "motion between the ends of the shutter interval has as many steps as its vertices give"},
     {"options", "acceleration|bsp|grid", Idle, kKernels},
     {"options", "camera=space|mixed=space", Missing, "the scene is rendered in object space"},
     {"options", "geometry", Idle, "geometry shaders are not called"},

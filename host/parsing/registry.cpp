@@ -18,6 +18,10 @@ std::string environment(std::string_view name) {
     return value ? value : "";
 }
 
+std::string_view withoutBraces(std::string_view name) {
+    return name.starts_with('{') && name.ends_with('}') ? name.substr(1, name.size() - 2) : name;
+}
+
 std::string environmentOf(std::string_view key) {
     if (!key.starts_with('?')) return environment(key);
     return std::getenv(std::string(key.substr(1)).c_str()) ? "1" : "";
@@ -38,10 +42,12 @@ void Registry::setVariable(std::string_view name, std::string_view value) { vari
 
 void Registry::clearVariable(std::string_view name) { variables_.erase(std::string(name)); }
 
-void Registry::define(std::string_view name, Entry entry) { entries_[std::string(name)] = std::move(entry); }
+void Registry::define(std::string_view name, Entry entry) {
+    entries_[std::string(withoutBraces(name))] = std::move(entry);
+}
 
 Registry::Entry* Registry::find(std::string_view name) {
-    const auto found = entries_.find(name);
+    const auto found = entries_.find(withoutBraces(name));
     return found == entries_.end() ? nullptr : &found->second;
 }
 

@@ -24,6 +24,7 @@ public:
     void setVariable(std::string_view name, std::string_view value);
     void clearVariable(std::string_view name);
 
+    /// Names of entries may stand in braces, as they do where they are used.
     void define(std::string_view name, Entry entry);
     Entry* find(std::string_view name);
 

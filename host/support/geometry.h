@@ -104,6 +104,11 @@ bool invert(const M44d& m, M44d& inverse);
 /// Linear between two matrices, which is how the ray tracing kernels move instances.
 inline M44d interpolate(const M44d& open, const M44d& close, double t) { return open + (close - open) * t; }
 
+/// On the way from one matrix to the other, at t 0..1: the rotation turns at constant speed, by half a turn at most, while
+/// stretch and place change linearly. Linear where the matrices have no rotations (flat ones), or one is mirrored.
+/// Source: Shoemake and Duff, "Matrix Animation and Polar Decomposition", Graphics Interface 1992.
+M44d turned(const M44d& open, const M44d& close, double t);
+
 /// Number i of the images of the axes, or (3) of the origin.
 inline V3d row(const M44d& m, int i) { return {m[i][0], m[i][1], m[i][2]}; }
 

@@ -1,6 +1,7 @@
 #include "tracing/camera.h"
 
 #include "database/elements.h"
+#include "geometry/placement_at.h"
 #include "support/geometry.h"
 #include "support/messages.h"
 
@@ -36,8 +37,7 @@ void Camera::eyeRay(double rasterX, double rasterY, double time, miVector& org, 
         d = {0, 0, -1};
     }
 
-    const M44d& open = element_.placement->localToWorld;
-    const M44d m = element_.moves ? interpolate(open, element_.placementAtClose->localToWorld, time) : open;
+    const M44d m = localToWorldAt(element_, time);
     org = narrow(transformPoint(o, m));
     dir = narrow(unit(transformVector(d, m)));
 }

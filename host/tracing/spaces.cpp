@@ -1,6 +1,7 @@
 #include "tracing/spaces.h"
 
 #include "tracing/camera.h"
+#include "geometry/placement_at.h"
 #include "support/geometry.h"
 
 #include "shader.h"
@@ -11,10 +12,10 @@ namespace lumorender {
 
 namespace {
 
-/// The placement of a moving instance at the hit's time. Linear in between, as the ray tracing kernels move it.
+/// The placement of a moving instance at the hit's time.
 void placementAt(const FlatInstance& instance, float time, SpaceMatrices& matrices) {
     auto& [toSpace, fromSpace] = matrices.storage;
-    fromSpace = interpolate(instance.placement->localToWorld, instance.placementAtClose->localToWorld, time);
+    fromSpace = localToWorldAt(instance, time);
     toSpace = M44d();
     invert(fromSpace, toSpace);
     matrices.toSpace = &toSpace;
@@ -29,7 +30,7 @@ void usePlacement(const Placement& placement, SpaceMatrices& matrices) {
 bool objectMatrices(const miState& state, SpaceMatrices& matrices) {
     const Hit* hit = hitOf(&state);
     if (hit && hit->instance->instance == state.instance) {
-        if (hit->instance->moves)
+        if (hit->instance->motionSteps > 0)
             placementAt(*hit->instance, hit->time, matrices);
         else
             usePlacement(*hit->instance->placement, matrices);

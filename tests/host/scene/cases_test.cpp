@@ -10,6 +10,7 @@
 //   #= geometry warning "o": 1 polygon    said of either
 #include "database/declaration.h"
 #include "photometry/light_profile.h"
+#include "geometry/placement_at.h"
 #include "geometry/flattener.h"
 #include "tests/host/geometry/traced_scene.h"
 
@@ -316,11 +317,11 @@ template <class List>
 std::string Case::placements(const List& list) const {
     std::string all;
     for (const auto& each : list) {
-        const auto &m = each.placement->localToWorld, &close = each.placementAtClose->localToWorld;
+        const auto &m = each.placement->localToWorld, &close = placementAtClose(each).localToWorld;
         const double* up = each.placement->worldToLocal.getValue();
         std::string path = nameOf(each.instance);
         if constexpr (requires { each.path; }) path = names(each.path);
-        all += asText(all.empty() ? "" : ";", path, m[0][0], m[3][0], m[3][1], m[3][2], each.moves ? "to" : "is",
+        all += asText(all.empty() ? "" : ";", path, m[0][0], m[3][0], m[3][1], m[3][2], each.motionSteps ? "to" : "is",
                       close[3][0], close[3][1], close[3][2], "back", up[5], up[13]);
     }
     return all;
