@@ -147,9 +147,9 @@ public:
     virtual bool lookupFilteredTexture(miColor* result, miState* state, miTag texture, void* filter,
                                        const miScalar* pixel_to_texture) = 0;
 
-    /* places 30, 31, reserved: image files written by shaders */
-    virtual void* open_output_image(const char* name, miImg_type type, int width, int height) = 0;
-    virtual void close_output_image(void* image) = 0;
+    /* places 30, 31: a frame buffer by its name, for output shaders; null where there is none */
+    virtual miImg_image* open_output_image(miState* state, const char* name) = 0;
+    virtual void close_output_image(miState* state, const char* name) = 0;
 
     /* places 32 to 35, reserved: samples of render passes, and the number of the pass */
     virtual bool getPassSample(miState* state, int pass, void* sample) = 0;

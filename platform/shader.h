@@ -3,6 +3,7 @@
 
 #include "mi/codes.h"
 #include "mi/functions.h"
+#include "mi/images.h"
 #include "mi/layout.h"
 #include "mi/macros.h"
 #include "mi/option_records.h"

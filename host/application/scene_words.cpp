@@ -157,7 +157,7 @@ WordGroup featureWords() {
             {"max_displace maxdisplace", "F:distance", "How far objects are displaced that do not say so themselves",
              OptionsStatement{"max displace"}},
             {"hair", "on|off", "Whether hairs are rendered", OptionsStatement{"hair"}},
-            {"output", "on|off", "Whether output shaders are called", NoEffect{"they are never called"}},
+            {"output", "on|off", "Whether output shaders are called", OptionsStatement{"output"}},
             {"lightmap", "on|off|only", "Whether light maps are made", NoEffect{"they are never made"}},
             {"pass", "on|off", "Passes over frame buffer files", NoEffect{"these are not supported"}},
         }};

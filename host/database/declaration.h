@@ -85,7 +85,9 @@ struct PhenomenonInstance : Detail {
         int priority = 0;
     };
     miTag root = 0;  ///< function or list that is called in its place
-    CameraShaders lens, volume, environment;
+    CameraShaders lens, volume, environment, output;
+    std::vector<std::string> outputTypes;  ///< of the buffers that its output shaders open
+    miTag contourStore = 0, contourContrast = 0;
 };
 
 /// The detail of a miSCENE_FLIST element: shaders that are called one after another with the same result.

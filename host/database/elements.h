@@ -93,6 +93,14 @@ struct OutputFile : FileSettings {
     std::string type;    ///< "rgba", "+z", "fb0" ...; empty = what the format holds usually
     std::string format;  ///< "tif", "exr", "png" ...
     std::string file;
+    std::size_t shadersBefore = 0;  ///< output shaders of the camera that work before it is written
+};
+
+/// An `output "type,type" "shader" (..)` statement of a camera.
+struct OutputShader {
+    std::string where;               ///< "file:line" of the statement, for messages
+    std::vector<std::string> types;  ///< of the buffers that the shader opens: "rgba", "+z", "fb0" ...
+    miTag shader = 0;
 };
 
 /// Where the clipping planes are when the scene says nothing.
@@ -101,7 +109,7 @@ constexpr float kNearestClip = 0.0001F, kFarthestClip = 1e6F;
 /// Of a miSCENE_CAMERA.
 struct CameraDetail : Detail {
     std::vector<OutputFile> files;
-    std::vector<miTag> outputShaders;
+    std::vector<OutputShader> outputShaders;
 };
 
 /// Of a miSCENE_IMAGE: where the texture comes from. The record's first word is reserved for the host.

@@ -112,7 +112,8 @@ void CameraReader::read() {
     camera.buffertag =
         scene.storeBytes({}, miSCENE_FBINFO, nullptr, 16, std::make_unique<FrameBufferSet>(std::move(buffers)));
     camera.output = miNULLTAG;
-    for (const miTag shader : detail.outputShaders) camera.output = joinShaders(scene, camera.output, shader);
+    for (const OutputShader& step : detail.outputShaders)
+        camera.output = joinShaders(scene, camera.output, step.shader);
     scene.store(name, miSCENE_CAMERA, camera, std::make_unique<CameraDetail>(std::move(detail)));
 }
 

@@ -68,6 +68,9 @@ bool isBufferType(std::string_view type);
 /// Behind `output`: a file, or a shader that is appended to `shaders`; without anything, all former ones are removed.
 void readOutput(SceneContext& scene, CameraDetail& camera, FrameBufferSet& buffers);
 
+/// At the types of the buffers that an output shader opens, as far as they stand before it.
+std::vector<std::string> readOutputTypes(SceneContext& scene);
+
 /// Where no buffer says that it is the primary one, the first color buffer that is no user buffer is.
 void choosePrimary(FrameBufferSet& buffers);
 

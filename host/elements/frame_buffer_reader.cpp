@@ -127,10 +127,10 @@ bool readFileParameter(SceneContext& scene, FileSettings& file) {
     return true;
 }
 
-/// The type that an output statement names, "+" or "-" before it. Returns false where nothing can be written for it.
+/// The type that an output statement names, "+" or "-" before it. Returns false where there is none.
 bool checkOutputType(SceneContext& scene, const Place& place, std::string_view type) {
     if (type == "contour") {
-        scene.problems.unsupported(place, "contours are not rendered, their files are not written");
+        scene.problems.unsupported(place, "contours have no picture of their own, their file is not written");
         return false;
     }
     if (type.starts_with('+') || type.starts_with('-')) type.remove_prefix(1);
@@ -141,7 +141,28 @@ bool checkOutputType(SceneContext& scene, const Place& place, std::string_view t
     return false;
 }
 
+/// Those of a list: "rgba,+z". A shader may ask for the lines of contours, too, which have no pixels.
+std::vector<std::string> typesOf(SceneContext& scene, const Place& place, std::string_view list) {
+    std::vector<std::string> types;
+    while (!list.empty()) {
+        const std::size_t end = std::min(list.find(','), list.size());
+        std::string_view type = list.substr(0, end);
+        list.remove_prefix(std::min(end + 1, list.size()));
+        while (type.starts_with(' ')) type.remove_prefix(1);
+        while (type.ends_with(' ')) type.remove_suffix(1);
+        if (!type.empty() && type != "contour" && checkOutputType(scene, place, type)) types.emplace_back(type);
+    }
+    return types;
+}
+
 }  // namespace
+
+std::vector<std::string> readOutputTypes(SceneContext& scene) {
+    Cursor& in = scene.in;
+    if (!in.atString() || in.followedBy('(')) return {};
+    const Place place = in.place();
+    return typesOf(scene, place, in.readString());
+}
 
 void readFrameBuffer(SceneContext& scene, FrameBufferSet& buffers) {
     Cursor& in = scene.in;
@@ -195,13 +216,17 @@ void readOutput(SceneContext& scene, CameraDetail& camera, FrameBufferSet& buffe
     }
     if (in.at('=') || (in.atString() && in.followedBy('('))) {
         scene.problems.tell(in.place(), "output", "shader");
-        for (const miTag shader : shadersOf(scene, readShaderList(scene))) camera.outputShaders.push_back(shader);
+        OutputShader step{place.text(), {}, 0};
+        if (!texts.empty()) step.types = typesOf(scene, place, texts.front());
+        step.shader = readShaderList(scene);
+        if (step.shader) camera.outputShaders.push_back(std::move(step));
         return;
     }
     if (texts.size() < 2) in.fail("an output shader, or the format and name of an output file");
     if (texts.size() == 3) file.type = texts.front();
     file.format = texts[texts.size() - 2];
     file.file = texts.back();
+    file.shadersBefore = camera.outputShaders.size();
     if (checkOutputType(scene, place, file.type)) camera.files.push_back(std::move(file));
 }
 

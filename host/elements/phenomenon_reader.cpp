@@ -35,6 +35,8 @@ struct BodyReader {
     void readRoot();
     void readRootShaders();
     void readCameraShaders(PhenomenonInstance::CameraShaders& shaders);
+    void readOutputShaders();
+    void readContourShader();
     void skipShaders();
 };
 
@@ -71,6 +73,17 @@ void BodyReader::readCameraShaders(PhenomenonInstance::CameraShaders& shaders) {
         shaders.shaders = joinShaders(scene, shaders.shaders, readShaderList(scene));
 }
 
+void BodyReader::readOutputShaders() {
+    for (std::string& type : readOutputTypes(scene)) instance.outputTypes.push_back(std::move(type));
+    readCameraShaders(instance.output);
+}
+
+void BodyReader::readContourShader() {
+    const bool store = in.accept("store");
+    if (!store) in.expect("contrast");
+    (store ? instance.contourStore : instance.contourContrast) = readShaderList(scene);
+}
+
 void BodyReader::skipShaders() {
     if (in.accept("priority")) {
         in.readInteger();
@@ -93,16 +106,8 @@ const StatementTable<Reader>& statements() {
         {"volume", [](Reader& r) { r.readCameraShaders(r.instance.volume); }},
         {"environment", [](Reader& r) { r.readCameraShaders(r.instance.environment); }},
         {"geometry", [](Reader& r) { r.skipShaders(); }},
-        {"output",
-         [](Reader& r) {
-             while (r.in.atString() && !r.in.followedBy('(')) r.in.advance();
-             r.skipShaders();
-         }},
-        {"contour",
-         [](Reader& r) {
-             if (!r.in.accept("store")) r.in.accept("contrast");
-             r.skipShaders();
-         }},
+        {"output", [](Reader& r) { r.readOutputShaders(); }},
+        {"contour", [](Reader& r) { r.readContourShader(); }},
         {"version", [](Reader& r) { r.in.readInteger(); }},
         {"apply",
          [](Reader& r) {

@@ -5,6 +5,8 @@
 #include "interface/named_options.h"
 #include "interface/unsupported.h"
 #include "mi_shader_if.h"
+#include "render/output_pictures.h"
+#include "tracing/context.h"
 
 #include <memory>
 #include <mutex>
@@ -91,10 +93,11 @@ public:
     bool lookupFilteredTexture(miColor*, miState*, miTag, void*, const miScalar*) noexcept override {
         return unsupported<bool>("filtered texture look-up");
     }
-    void* open_output_image(const char*, miImg_type, int, int) noexcept override {
-        return unsupported<void*>("open_output_image");
+    miImg_image* open_output_image(miState* state, const char* name) noexcept override {
+        OutputPictures* pictures = state ? contextOf(state).pictures : nullptr;
+        return pictures && name ? pictures->find(std::string_view(name)) : nullptr;
     }
-    void close_output_image(void*) noexcept override {}
+    void close_output_image(miState*, const char*) noexcept override {}
     bool getPassSample(miState*, int, void*) noexcept override { return unsupported<bool>("access to passes"); }
     bool getPassSampleInput(miState*, int, void*) noexcept override { return unsupported<bool>("access to passes"); }
     bool setPassSample(miState*, void*) noexcept override { return unsupported<bool>("access to passes"); }

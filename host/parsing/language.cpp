@@ -44,13 +44,13 @@ constexpr Meaning kLanguage[] = {
     {"registry", "code|system", Refused, "scenes may not run code"},
     {"registry", "spdl", Idle, "it describes user interfaces"},
 
-    {"declare", "version|shader|material|light|instance|root|lens|volume|environment", Used, ""},
+    {"declare", "version|shader|material|light|instance|root|lens|volume|environment|output", Used, ""},
     {"declare", "apply|scanline|trace|shadow|face|texture|bump|derivative|object|camera|mixed|parallel|volume=level|hardware", Used, kInforms},
-    {"declare", "output|geometry|contour", Missing, "output, geometry and contour shaders are not called"},
-    {"declare", "output=priority|geometry=priority|contour=priority", Idle, "output, geometry and contour shaders are not called"},
+    {"declare", "geometry|contour", Missing, "geometry and contour shaders are not called"},
+    {"declare", "geometry=priority|contour=priority", Idle, "geometry and contour shaders are not called"},
 
     {"options", "samples|jitter|trace|shutter|motion|task|lens|volume|displace|hair|autovolume|gamma|face|shadow", Used, ""},
-    {"options", "approximate|max|state|inheritance|traversal|luminance|data|attribute|object|finalgather|frame", Used, ""},
+    {"options", "approximate|max|state|inheritance|traversal|luminance|data|attribute|object|finalgather|frame|output", Used, ""},
     {"options", "samples=collect|samples=motion|shading|merge", Idle, kRasterizer},
     {"options", "contrast|time", Idle, "every pixel takes the larger number of samples"},
     {"options", "filter", Used, "box; others are warned of when the render begins"},
@@ -65,7 +65,6 @@ constexpr Meaning kLanguage[] = {
     {"options", "camera=space|mixed=space", Missing, "the scene is rendered in object space"},
     {"options", "geometry", Idle, "geometry shaders are not called"},
     {"options", "displace=presample", Idle, "what is displaced is so before the first sample"},
-    {"options", "output", Idle, "output shaders are not called"},
     {"options", "pass", Idle, "passes over frame buffer files are not supported"},
     {"options", "lightmap=off|lightmap=on|lightmap=true|lightmap=false", Used, "lightmap shaders are warned of in their materials"},
     {"options", "lightmap", Missing, "light maps are not made, the picture is rendered"},
@@ -111,8 +110,7 @@ constexpr Meaning kLanguage[] = {
     {"camera", "pass", Missing, "passes over frame buffer files are not supported"},
     {"camera", "attribute", Idle, "attributes are not kept"},
 
-    {"output", "file|quality|compress|dpi|dod", Used, ""},
-    {"output", "shader", Missing, "output shaders are not called"},
+    {"output", "file|quality|compress|dpi|dod|shader", Used, ""},
     {"output", "even|odd", Missing, "fields are not rendered, the picture has all lines"},
 
     {"framebuffer", "datatype|filetype|filename|filtering|primary|user|compression|quality|dod|dpi", Used, ""},

@@ -69,36 +69,50 @@ void addNumberedBuffers(BufferLayout& layout, const OptionsDetail& options, bool
     }
 }
 
-/// What `output "type" "format" "file"` statements ask for besides the picture and user buffers.
+/// What `output` statements ask for besides the picture and user buffers.
+void addOutputBuffer(BufferLayout& layout, const OutputKind& kind) {
+    if (kind.type == miIMG_TYPE_COUNT || layout.slotOf(kind) >= 0) return;
+    FrameBufferDescription description;
+    description.name = imageTypeName(kind.type);
+    description.datatype = kind.type;
+    description.filtering = kind.filtered;
+    layout.slots.push_back(makeSlot(description, -1, pixelFormat(kind.type).color));
+}
+
 void addOutputBuffers(BufferLayout& layout, const CameraDetail& camera) {
-    for (const OutputFile& output : camera.files) {
-        const OutputKind kind = kindOf(output);
-        if (kind.type == miIMG_TYPE_COUNT || layout.slotOf(kind) >= 0) continue;
-        FrameBufferDescription description;
-        description.name = imageTypeName(kind.type);
-        description.datatype = kind.type;
-        description.filtering = kind.filtered;
-        layout.slots.push_back(makeSlot(description, -1, pixelFormat(kind.type).color));
-    }
+    for (const OutputFile& output : camera.files) addOutputBuffer(layout, kindOf(output));
+    for (const OutputShader& step : camera.outputShaders)
+        for (const OutputKind& kind : kindsOf(step.types)) addOutputBuffer(layout, kind);
 }
 
 }  // namespace
 
-OutputKind kindOf(const OutputFile& output) {
-    const SignedType type(output.type);
+OutputKind kindOfType(const std::string& text) {
+    const SignedType type(text);
     OutputKind kind;
     if (type.name.starts_with("fb")) {
         const std::string digits = type.name.substr(2);
         std::from_chars(digits.data(), digits.data() + digits.size(), kind.number);
         return kind;
     }
+    kind.type = imageTypeByName(type.name);
+    kind.filtered = type.filters(pixelFormat(kind.type).color);
+    return kind;
+}
+
+OutputKind kindOf(const OutputFile& output) {
+    if (!output.type.empty()) return kindOfType(output.type);
     ImageFile file;
     file.path = output.file;
     file.format = output.format;
     const FileFormat* format = formatOf(file);
-    kind.type = !type.name.empty() ? imageTypeByName(type.name) : format ? format->natural : miIMG_TYPE_RGBA;
-    kind.filtered = type.filters(pixelFormat(kind.type).color);
-    return kind;
+    return kindOfType(imageTypeName(format ? format->natural : miIMG_TYPE_RGBA));
+}
+
+std::vector<OutputKind> kindsOf(const std::vector<std::string>& types) {
+    std::vector<OutputKind> kinds;
+    for (const std::string& type : types) kinds.push_back(kindOfType(type));
+    return kinds;
 }
 
 int BufferLayout::slotOf(const OutputKind& kind) const {
@@ -113,7 +127,7 @@ int BufferLayout::slotOf(const OutputKind& kind) const {
 }
 
 BufferLayout makeBufferLayout(const FrameBufferSet* set, const CameraDetail* camera, const OptionsDetail* options,
-                              const ColorRules& colors) {
+                              const ColorRules& colors, const std::vector<OutputKind>& further) {
     BufferLayout layout;
     layout.colors = colors;
     const int primary = set ? set->primaryPosition() : -1;
@@ -130,14 +144,15 @@ BufferLayout makeBufferLayout(const FrameBufferSet* set, const CameraDetail* cam
         layout.primary = static_cast<int>(layout.slots.size());
         layout.slots.push_back(makeSlot(description, 0, true));
     }
-    const bool named = set && !set->buffers.empty();
-    if (options) addNumberedBuffers(layout, *options, named, next);
+    layout.named = set && !set->buffers.empty();
+    if (options) addNumberedBuffers(layout, *options, layout.named, next);
     layout.words.assign(static_cast<std::size_t>(next), 0);
-    if (named) layout.words[0] = 4;
+    if (layout.named) layout.words[0] = 4;
     for (const BufferSlot& slot : layout.slots)
         if (slot.shaderIndex >= 0 && !slot.takesResult)
             layout.words[static_cast<std::size_t>(slot.shaderIndex)] = recordWords(slot);
     if (camera) addOutputBuffers(layout, *camera);
+    for (const OutputKind& kind : further) addOutputBuffer(layout, kind);
     return layout;
 }
 

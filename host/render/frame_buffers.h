@@ -33,11 +33,18 @@ struct OutputKind {
 };
 OutputKind kindOf(const OutputFile& output);
 
+/// The same for one of the types that an output shader's statement names, which is not empty.
+OutputKind kindOfType(const std::string& type);
+
+/// Of the buffers that an output shader opens.
+std::vector<OutputKind> kindsOf(const std::vector<std::string>& types);
+
 /// The buffers of a render. Where buffers have names shader index 0 is the primary color, and the others start at 1;
 /// without names the user buffers N of the options have the index N.
 struct BufferLayout {
     std::vector<BufferSlot> slots;
     int primary = 0;         ///< position of the primary color in slots
+    bool named = false;      ///< buffers of the camera have names
     std::vector<int> words;  ///< by shader index: 32-bit words that mi_fb_put and mi_fb_get move
     ColorRules colors;       ///< how colors come into files
 
@@ -45,9 +52,10 @@ struct BufferLayout {
     int slotOf(const OutputKind& kind) const;
 };
 
-/// From the camera's named buffers, the numbered ones of the options, and the camera's `output` statements.
+/// From the camera's named buffers, the numbered ones of the options, the camera's `output` statements, and those that
+/// phenomena bring.
 BufferLayout makeBufferLayout(const FrameBufferSet* set, const CameraDetail* camera, const OptionsDetail* options,
-                              const ColorRules& colors = {});
+                              const ColorRules& colors = {}, const std::vector<OutputKind>& further = {});
 
 /// The part of the image that a thread works on. A pixel's samples come one after the other, so only one pixel at a
 /// time is summed up; what is done waits in planes of the tile's size, whose rows the images take whole. Reused from

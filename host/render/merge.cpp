@@ -168,6 +168,10 @@ bool merge(const std::vector<fs::path>& names, const RenderSettings& settings) {
         seconds += cost.seconds;
         dropped += cost.droppedSamples;
     }
+    if (plan.hasOutputShaders) {
+        error("SAVE", "the scene has output shaders, and they do not work on a picture that is merged; -output off");
+        good = false;
+    }
     if (dropped > 0) warning("RC", "{} color samples were not finite and were left out", dropped);
     Metadata metadata = plan.metadata;
     metadata["renderSeconds"] = static_cast<float>(seconds);

@@ -55,7 +55,9 @@ public:
         const miImg_type type = kind.number >= 0 ? found.description.datatype : kind.type;
         FileLayer layer(&images_[static_cast<std::size_t>(slot)], type);
         layer.name = kind.number >= 0 ? found.description.name : std::string();
-        add(makePlanned(output.file, output.format, output), std::move(layer));
+        PlannedFile planned = makePlanned(output.file, output.format, output);
+        planned.shadersBefore = output.shadersBefore;
+        add(std::move(planned), std::move(layer));
     }
 
     /// What the user says of the picture's file.
@@ -125,6 +127,8 @@ private:
         });
         if (same != files_.end()) {
             const auto isIt = [&](const FileLayer& l) { return l.image == layer.image && l.type == layer.type; };
+            // A layer that an output shader changes in between counts as it is in the end.
+            same->shadersBefore = std::max(same->shadersBefore, planned.shadersBefore);
             if (std::any_of(same->file.layers.begin(), same->file.layers.end(), isIt)) return;
             if (holdsLayers(same->file)) {
                 same->file.layers.push_back(std::move(layer));

@@ -7,6 +7,7 @@
 #include "render/output_rules.h"
 
 #include <filesystem>
+#include <limits>
 #include <map>
 #include <string>
 #include <vector>
@@ -31,6 +32,8 @@ struct PlannedFile {
     std::string where;       ///< what names it: "scene.mi:12", "-o"
     bool isPreview = false;  ///< a look at the picture or at all passes
     bool ofBuffers = false;  ///< of named frame buffers, whose names its layers keep
+    /// Output shaders of the camera that work before it is written.
+    std::size_t shadersBefore = std::numeric_limits<std::size_t>::max();
 };
 
 struct OutputPlan {

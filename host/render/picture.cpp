@@ -79,8 +79,9 @@ Picture::Picture(RenderScene& scene, const RenderSettings& settings, const std::
     const Database& database = *scene.database;
     const auto* camera = database.detail<CameraDetail>(cameraTag_);
     const auto* options = database.detail<OptionsDetail>(scene.optionsTag);
-    scene.buffers = std::make_shared<BufferLayout>(makeBufferLayout(
-        database.detail<FrameBufferSet>(scene.camera->buffertag), camera, options, colorRules(*scene.options)));
+    scene.buffers = std::make_shared<BufferLayout>(
+        makeBufferLayout(database.detail<FrameBufferSet>(scene.camera->buffertag), camera, options,
+                         colorRules(*scene.options), kindsOfPhenomena(scene)));
     window_ = dataWindow(*scene.camera, database.name(cameraTag_));
     images_ = makeImages(*scene.buffers, window_);
     rules_ = outputRules(database, settings);
@@ -100,7 +101,7 @@ bool Picture::check() {
     return true;
 }
 
-bool Picture::write(const RenderCounts& counts) const {
+bool Picture::write(const RenderCounts& counts, const OutputShaders& shaders, ThreadContext& context) {
     if (!counts.complete && counts.done == 0) {
         warning("RC", "the render was stopped before its first tile was done; no picture is written");
         return false;
@@ -111,8 +112,28 @@ bool Picture::write(const RenderCounts& counts) const {
         warning("RC", "the render was stopped; {:.1f} % of the picture are being written beside it, as \"incomplete\"",
                 percent);
         texts["incomplete"] = fmt::format("incomplete: stopped after {:.1f} % of the picture", percent);
+        if (shaders.count() > 0) warning("RC", "output shaders do not work on it");
     }
-    return writeFiles(plan_.files, rules_, window_, texts);
+    if (!counts.complete || shaders.count() == 0 || plan_.files.empty())
+        return writeFiles(plan_.files, rules_, window_, texts);
+    return writeStages(shaders, context, std::move(texts));
+}
+
+bool Picture::writeStages(const OutputShaders& shaders, ThreadContext& context, Metadata texts) {
+    OutputPictures pictures(*scene_.buffers, window_, images_);
+    bool good = true, stopped = false;
+    for (std::size_t step = 0; step <= shaders.count(); ++step) {
+        std::vector<PlannedFile> files;
+        for (const PlannedFile& planned : plan_.files)
+            if (shaders.stepsBefore(planned.shadersBefore) == step) files.push_back(planned);
+        if (!files.empty()) good = writeFiles(files, rules_, window_, texts) && good;
+        if (stopped || step == shaders.count()) continue;
+        stopped = !shaders.run(step, context, pictures);
+        if (!stopped) continue;
+        warning("RC", "the render was stopped in its output shaders; what they have done so far is being written");
+        texts["incomplete"] = "incomplete: stopped in its output shaders";
+    }
+    return good && !stopped;
 }
 
 Metadata Picture::metadata(double seconds) const {

@@ -3,6 +3,7 @@
 
 #include "image/image.h"
 #include "render/output_plan.h"
+#include "render/output_shaders.h"
 #include "render/render_settings.h"
 #include "render/tiles.h"
 #include "tracing/context.h"
@@ -24,10 +25,11 @@ public:
     /// Says which files cannot be written, before anything that takes long. What can be is noted in the history.
     bool check();
 
-    /// What is there. A picture that is not complete is not the one that was asked for: it takes the place of none, and
-    /// where there is nothing of it nothing is written.
-    /// @return false where one of the files is not written
-    bool write(const RenderCounts& counts) const;
+    /// What is there; output shaders work on it between the files. A picture that is not complete is not the one that was
+    /// asked for: it takes the place of none, no output shader works on it, and where there is nothing of it nothing is
+    /// written.
+    /// @return false where one of the files is not written, or a stop was requested meanwhile
+    bool write(const RenderCounts& counts, const OutputShaders& shaders, ThreadContext& context);
 
     /// For the headers of its files. The scene's projection must be there.
     Metadata metadata(double seconds) const;
@@ -40,6 +42,8 @@ public:
     std::vector<std::filesystem::path> paths() const;
 
 private:
+    bool writeStages(const OutputShaders& shaders, ThreadContext& context, Metadata texts);
+
     RenderScene& scene_;
     const RenderSettings& settings_;
     const std::string where_;

@@ -1,6 +1,7 @@
 #include "render/render_shaders.h"
 
 #include "database/elements.h"
+#include "mi/instance.h"
 #include "mi/light.h"
 #include "mi/material.h"
 #include "mi/options.h"
@@ -24,6 +25,13 @@ void addElements(const Database& database, ShaderTable& shaders) {
             shaders.add(light->shader, miSHADER_LIGHT);
         }
     }
+}
+
+void addOutputShaders(const RenderScene& scene, ShaderTable& shaders) {
+    const auto* instance = scene.database->as<miInstance>(scene.cameraInstance, miSCENE_INSTANCE);
+    const auto* camera = scene.database->detail<CameraDetail>(instance->item);
+    if (!camera || scene.options->no_output) return;
+    for (const OutputShader& step : camera->outputShaders) shaders.add(step.shader, miSHADER_OUTPUT);
 }
 
 /// A shader may stand where a material is expected.
@@ -62,6 +70,7 @@ void findShaders(RenderScene& scene, miCamera& camera, ShaderTable& shaders) {
     shaders.add(camera.volume, miSHADER_VOLUME);
     shaders.add(camera.environment, miSHADER_ENVIRONMENT);
     addElements(database, shaders);
+    addOutputShaders(scene, shaders);
     for (const FlatInstance& instance : scene.geometry->instances()) addSurfaces(database, instance, shaders);
     addCameraShaders(database, camera.lens, &PhenomenonInstance::lens, shaders);
     addCameraShaders(database, camera.volume, &PhenomenonInstance::volume, shaders);

@@ -76,9 +76,10 @@ public:
                                      report);
             if (counts.done > 0 && !work) work.emplace();
         }
+        const bool good = starts && finish(counts, gathered, context);
         resetRootState(context);
         shaders_.finish(context);
-        return starts && finish(counts, gathered) && gathered && sceneIsWhole_;
+        return good && gathered && sceneIsWhole_;
     }
 
 private:
@@ -170,6 +171,7 @@ private:
         if (!saved_.keeps() || abortRequested()) return good;
         saved_.keepPointsDigest(digestOfPoints(scene_));
         work_.metadata = picture_->metadata(0);
+        work_.hasOutputShaders = OutputShaders(scene_, shaders_).count() > 0;
         saved_.keepPlan(work_);
         return good;
     }
@@ -216,13 +218,17 @@ private:
     }
 
     /// What is left to do when all tiles are rendered, or the render was stopped. False where something is missing.
-    bool finish(const RenderCounts& counts, bool gathered) {
+    bool finish(const RenderCounts& counts, bool gathered, ThreadContext& context) {
         if (makesTiles()) tell(counts);
+        const OutputShaders outputs(scene_, shaders_);
+        if (settings_.saving.share && outputs.count() > 0)
+            warning("RC",
+                    "output shaders need the whole picture: they work on no shares, and not where these are merged");
         if (settings_.saving.share) return finishShare(counts.complete && gathered && !abortRequested());
         saved_.flush();
         const bool isPicture = !isPointsOnly(scene_);
         const bool complete = isPicture ? counts.complete : gathered && !abortRequested();
-        if (isPicture && !picture_->write(counts)) return false;
+        if (isPicture && !picture_->write(counts, outputs, context)) return false;
         if (complete && saved_.keeps()) {
             if (!settings_.saving.keepsCheckpoint) saved_.noteWritten(sceneIsWhole_, picture_->paths());
             settings_.saving.onWritten();

@@ -103,7 +103,7 @@ void check(const PicturePlan& plan) {
 
 std::vector<std::byte> PicturePlan::bytes() const {
     ByteWriter out;
-    Put{out}(share, tileSize, window, primary, previews, folder.string());
+    Put{out}(share, tileSize, window, primary, previews, hasOutputShaders, folder.string());
     out.put(static_cast<std::uint64_t>(layers.size()));
     for (const Layer& layer : layers) Put{out}(layer.name, static_cast<int>(layer.type), layer.isShown);
     out.put(static_cast<std::uint64_t>(files.size()));
@@ -124,6 +124,7 @@ PicturePlan PicturePlan::fromBytes(std::span<const std::byte> bytes) {
     PicturePlan plan;
     Get{in}(plan.share, plan.tileSize, plan.window, plan.primary);
     plan.previews = in.take<std::uint8_t>() != 0;
+    plan.hasOutputShaders = in.take<std::uint8_t>() != 0;
     plan.folder = in.take<std::string>();
     plan.layers.resize(in.count(sizeof(std::uint64_t)));
     for (Layer& layer : plan.layers) {

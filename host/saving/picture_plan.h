@@ -32,6 +32,7 @@ struct PicturePlan {
     std::vector<File> files;
     std::filesystem::path folder;  ///< where relative names of the files began; their paths have it in front
     bool previews = false;
+    bool hasOutputShaders = false;  ///< which only the scene has
     Metadata metadata;
 
     std::vector<std::byte> bytes() const;

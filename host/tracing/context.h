@@ -20,9 +20,11 @@
 namespace lumorender {
 
 class Camera;
+class ContourSample;
 class FinalGather;
 struct GatherPoint;
 class LightTable;
+class OutputPictures;
 struct OcclusionCache;
 class SlotTable;
 class TextureTable;
@@ -178,6 +180,8 @@ struct ThreadContext {
     GatherPath gather;
     NewPoints newLight, newOcclusion;  ///< of the running stage
     LightPlace lightSample;
+    OutputPictures* pictures = nullptr;  ///< while output shaders run
+    ContourSample* contours = nullptr;   ///< takes what contours are found by, while these are
     RayCounters counters;
     std::unordered_map<const miFunction*, void*> threadPointers;  ///< of shader instances that ask for one
 };

@@ -126,6 +126,9 @@ void ShaderTable::addPhenomenon(FunctionRuntime& runtime, const PhenomenonInstan
     add(phenomenon.lens.shaders, miSHADER_LENS);
     add(phenomenon.volume.shaders, miSHADER_VOLUME);
     add(phenomenon.environment.shaders, miSHADER_ENVIRONMENT);
+    add(phenomenon.output.shaders, miSHADER_OUTPUT);
+    add(phenomenon.contourStore, miSHADER_CONTOUR);
+    add(phenomenon.contourContrast, miSHADER_CONTOUR);
 }
 
 std::size_t ShaderTable::resultSizeOf(miTag slot) const {

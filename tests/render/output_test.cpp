@@ -178,6 +178,26 @@ TEST_F(Output, StoppedRendersReplaceNothing) {
         EXPECT_EQ(storedIn(path(name), "ImageDescription"), "incomplete: stopped after 50.0 % of the picture") << name;
 }
 
+TEST_F(Output, OutputShadersWorkOnceOnWholePictures) {
+    const auto text = [](const std::string& more) {
+        return scene("output \"plain_output\" (\"gain\" 0 0 0 .5" + more + ") " + output("exr", "look.exr"));
+    };
+    const Outcome stopped = renderText(text(", \"stop\" 1"));
+    EXPECT_TRUE(stopped.exitCode == 1 && !exists("look.exr")) << stopped.messages;
+    EXPECT_EQ(storedIn(path("look.incomplete.exr"), "incomplete"), "incomplete: stopped in its output shaders");
+    // What is kept for later is what was rendered, and not what became of it.
+    for (int run = 0; run < 2; ++run) {
+        const Outcome kept = renderText(text(""), {"-checkpoint", "kept", "-keep_checkpoint"});
+        EXPECT_EQ(kept.exitCode, 0) << kept.messages;
+        EXPECT_EQ(storedIn(path("look.exr"), "5 3"), "half 0 0 0 0.5") << run;
+        fs::remove(path("look.exr"));
+    }
+    EXPECT_TRUE(renderText(text(""), {"-tiles", "1/1"}).says("output shaders need the whole picture"));
+    const Outcome merged = run({"-merge", "look.1-of-1.part"});
+    EXPECT_TRUE(merged.exitCode == 1 && merged.says("on a picture that is merged")) << merged.messages;
+    EXPECT_EQ(storedIn(path("look.exr"), "5 3").substr(0, 6), "half 0");
+}
+
 TEST_F(Output, NamesOfUsersTellFrames) {
     const std::string text = scene(output("ppm", "a.ppm") + "frame 12") +
                              "incremental camera \"cam\" frame 13 end camera render \"world\" \"cam_i\" \"opt\"\n" +

@@ -1,0 +1,75 @@
+// Pixels of pictures, for output shaders.
+#include "render/output_pictures.h"
+#include "support/messages.h"
+
+#include "shader.h"
+
+using namespace lumorender;
+
+namespace {
+
+OutputPicture& pictureOf(miImg_image* image) { return *static_cast<OutputPicture*>(image); }
+
+}  // namespace
+
+extern "C" {
+
+miImg_image* mi_output_image_open(miState* state, int buffer) {
+    OutputPictures* pictures = contextOf(state).pictures;
+    OutputPicture* found = pictures ? pictures->find(buffer) : nullptr;
+    if (!pictures)
+        warning("API", "only output shaders open pictures");
+    else if (!found)
+        warning("API",
+                "an output shader opens frame buffer {}, which is not there; its output statement may name types",
+                buffer);
+    return found;
+}
+
+void mi_output_image_close(miState*, int) {}
+
+void mi_img_get_color(miImg_image* image, miColor* color, int x, int y) {
+    *color = image ? pictureOf(image).color(x, y) : miColor{};
+}
+
+void mi_img_put_color(miImg_image* image, miColor* color, int x, int y) {
+    if (image) pictureOf(image).setColor(*color, x, y);
+}
+
+void mi_img_get_scalar(miImg_image* image, miScalar* value, int x, int y) {
+    *value = image ? pictureOf(image).scalar(x, y) : 0;
+}
+
+void mi_img_put_scalar(miImg_image* image, miScalar value, int x, int y) {
+    if (image) pictureOf(image).setScalar(value, x, y);
+}
+
+void mi_img_get_vector(miImg_image* image, miVector* vector, int x, int y) {
+    *vector = image ? pictureOf(image).vector(x, y) : miVector{};
+}
+
+void mi_img_put_vector(miImg_image* image, miVector* vector, int x, int y) {
+    if (image) pictureOf(image).setVector(*vector, x, y);
+}
+
+void mi_img_get_label(miImg_image* image, miUint* label, int x, int y) {
+    const miUint* found = image ? pictureOf(image).label(x, y) : nullptr;
+    *label = found ? *found : 0;
+}
+
+void mi_img_put_label(miImg_image* image, miUint label, int x, int y) {
+    if (miUint* found = image ? pictureOf(image).label(x, y) : nullptr) *found = label;
+}
+
+// Names of their own for what the values mean.
+
+void mi_img_get_depth(miImg_image* image, miScalar* depth, int x, int y) { mi_img_get_scalar(image, depth, x, y); }
+void mi_img_put_depth(miImg_image* image, miScalar depth, int x, int y) { mi_img_put_scalar(image, depth, x, y); }
+void mi_img_get_coverage(miImg_image* image, miScalar* value, int x, int y) { mi_img_get_scalar(image, value, x, y); }
+void mi_img_put_coverage(miImg_image* image, miScalar value, int x, int y) { mi_img_put_scalar(image, value, x, y); }
+void mi_img_get_normal(miImg_image* image, miVector* normal, int x, int y) { mi_img_get_vector(image, normal, x, y); }
+void mi_img_put_normal(miImg_image* image, miVector* normal, int x, int y) { mi_img_put_vector(image, normal, x, y); }
+void mi_img_get_motion(miImg_image* image, miVector* motion, int x, int y) { mi_img_get_vector(image, motion, x, y); }
+void mi_img_put_motion(miImg_image* image, miVector* motion, int x, int y) { mi_img_put_vector(image, motion, x, y); }
+
+}  // extern "C"

@@ -1,0 +1,67 @@
+// Frame buffers as output shaders see them: pictures that they read and change before files are written.
+#pragma once
+
+#include "mi/images.h"
+#include "render/frame_buffers.h"
+
+#include <deque>
+#include <string_view>
+#include <vector>
+
+namespace lumorender {
+
+/// One picture. Its record is what shaders hold.
+class OutputPicture : public miImg_image {
+public:
+    OutputPicture(LayerImage& layer, const DataWindow& window, const ColorRules& colors);
+
+    const LayerImage& layer() const { return layer_; }
+    /// The values of a pixel of the whole picture, or null outside of what was rendered, and in pictures of labels.
+    const float* pixel(int x, int y) const;
+    /// The label of a pixel, or null outside, and in other pictures.
+    miUint* label(int x, int y) const;
+    int channels() const { return channels_; }
+
+    /// Pixels as colors, single values or vectors. Outside of what was rendered reading gives zero.
+    miColor color(int x, int y) const;
+    void setColor(const miColor& color, int x, int y);
+    miScalar scalar(int x, int y) const;
+    void setScalar(miScalar value, int x, int y);
+    miVector vector(int x, int y) const;
+    void setVector(const miVector& vector, int x, int y);
+
+private:
+    /// Of a pixel among those of the layer, or -1 outside.
+    std::ptrdiff_t indexOf(int x, int y) const;
+    float* values(int x, int y);
+    void put(const float* values, int count, int x, int y);
+
+    LayerImage& layer_;
+    DataWindow window_;
+    const ColorRules& colors_;
+    int channels_;
+};
+
+/// Finds pictures by the numbers and the names that shaders know. Belongs to the thread that calls output shaders.
+class OutputPictures {
+public:
+    /// All of them must outlive the object.
+    OutputPictures(const BufferLayout& layout, const DataWindow& window, std::vector<LayerImage>& images);
+
+    /// What the statement of the next shader asks for: these types are meant by the fixed numbers.
+    void setKinds(std::vector<OutputKind> kinds) { kinds_ = std::move(kinds); }
+
+    /// Null where there is none.
+    OutputPicture* find(int number);
+    OutputPicture* find(std::string_view name);
+
+private:
+    int slotOf(int number) const;
+    OutputPicture* at(int slot);
+
+    const BufferLayout& layout_;
+    std::deque<OutputPicture> pictures_;  ///< by slot
+    std::vector<OutputKind> kinds_;
+};
+
+}  // namespace lumorender

@@ -1,0 +1,53 @@
+// Output shaders, as shader writers write them: loops over the pixels of frame buffers.
+#include "test_shader.h"
+#include "mi_shader_if.h"
+
+#include <algorithm>
+#include <csignal>
+
+struct Output {
+    miColor gain, fog;
+    miScalar depth;
+    miTag add;
+    int label, stop;
+};
+
+/// color * gain; then as much fog as its depth is of `depth`; then what is in the buffer named `add`; black where the
+/// label is `label`. `stop` interrupts the program.
+TEST_SHADER(plain_output, Output) {
+    int called = -1;
+    mi_query(miQ_FUNC_CALLTYPE, state, miNULLTAG, &called);
+    HOLDS(called == miSHADER_OUTPUT && state->type == miRAY_OUTPUT && !mi_fb_put(state, 0, result));
+    const miScalar depth = VALUE(depth);
+    const int label = VALUE(label), width = state->camera->x_resolution, height = state->camera->y_resolution;
+    mi::shader::Interface* interface = mi_get_shader_interface();
+    miImg_image* picture = mi_output_image_open(state, miRC_IMAGE_RGBA);
+    miImg_image* depths = depth > 0 ? mi_output_image_open(state, miRC_IMAGE_Z) : nullptr;
+    miImg_image* labels = label > 0 ? mi_output_image_open(state, miRC_IMAGE_TAG) : nullptr;
+    const char* name = paras->add ? static_cast<const char*>(mi_db_access(paras->add)) : nullptr;
+    miImg_image* added = name ? interface->open_output_image(state, name) : nullptr;
+    if (name) mi_db_unpin(paras->add);
+    HOLDS(picture && picture->width == width && picture->height == height);
+    for (int y = 0; y < height; ++y)
+        for (int x = 0; x < width; ++x) {
+            miColor color, more = {0, 0, 0, 0};
+            miScalar z = 0;
+            miUint its = 0;
+            mi_img_get_color(picture, &color, x, y);
+            if (depths) mi_img_get_depth(depths, &z, x, y);
+            if (labels) mi_img_get_label(labels, &its, x, y);
+            if (added) mi_img_get_color(added, &more, x, y);
+            color = VALUE(gain) * color;
+            if (depths) color = mixed(color, VALUE(fog), std::min(1.0f, z / depth));
+            color = its == static_cast<miUint>(label) && labels ? miColor{0, 0, 0, 1} : color + more;
+            mi_img_put_color(picture, &color, x, y);
+        }
+    miColor outside = {1, 1, 1, 1};
+    mi_img_put_color(picture, &outside, width, 0);
+    mi_img_get_color(picture, &outside, -1, 0);
+    HOLDS(outside.r == 0 && outside.a == 0);
+    mi_output_image_close(state, miRC_IMAGE_RGBA);
+    interface->release();
+    if (VALUE(stop)) std::raise(SIGTERM);
+    return miTRUE;
+}
