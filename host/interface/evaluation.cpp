@@ -34,7 +34,9 @@ miBoolean mi_call_shader(miColor* result, miShader_type type, miState* state, mi
 }
 
 miBoolean mi_call_material(miColor* result, miState* state) {
-    return callSlot(result, state, &miMaterial::shader, miSHADER_MATERIAL);
+    const miMaterial* material = materialOf(state);
+    const auto slot = material && !material->shader ? &miMaterial::bsdf : &miMaterial::shader;
+    return callSlot(result, state, slot, miSHADER_MATERIAL);
 }
 
 miBoolean mi_call_shadow_material(miColor* result, miState* state) {

@@ -133,7 +133,7 @@ constexpr Meaning kLanguage[] = {
     {"material", "contour=shader", Missing, "contours are not supported"},
     {"material", "photon=shader|photonvol=shader", Idle, kPhotons},
     {"material", "lightmap=shader", Missing, "light maps are not made"},
-    {"material", "bsdf=shader", Missing, "scattering functions are not called, the material's shader is"},
+    {"material", "bsdf=shader", Used, "called as the surface's shader where the material has no other"},
     {"material", "hardware", Idle, "nothing is rendered by graphics hardware"},
     {"material", "attribute", Idle, "attributes are not kept"},
 

@@ -16,7 +16,7 @@ namespace {
 void addElements(const Database& database, ShaderTable& shaders) {
     for (miTag tag = 1; tag < database.end(); ++tag) {
         if (const auto* material = database.as<miMaterial>(tag, miSCENE_MATERIAL)) {
-            shaders.add(material->shader, miSHADER_MATERIAL);
+            shaders.add(surfaceShaderOf(*material), miSHADER_MATERIAL);
             shaders.add(material->displace, miSHADER_DISPLACE);
             shaders.add(material->shadow, miSHADER_SHADOW);
             shaders.add(material->volume, miSHADER_VOLUME);

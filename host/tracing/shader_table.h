@@ -17,6 +17,9 @@ namespace lumorender {
 
 struct ThreadContext;
 
+/// What shades a surface: where a material says only how it scatters light, that.
+inline miTag surfaceShaderOf(const miMaterial& material) { return material.shader ? material.shader : material.bsdf; }
+
 /// What the host keeps for one FUNCTION element during a render. Reached from the record in one load (`runtimeOf`).
 struct FunctionRuntime {
     miTag tag = 0;

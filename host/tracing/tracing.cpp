@@ -55,7 +55,7 @@ bool shadeSurface(ThreadContext& context, miState* state, miColor* result) {
     state->environment = material && material->environment ? material->environment : state->camera->environment;
     state->refraction_volume = volumeBehind(context, *state, material);
     // A name that is given to a shader instead of a material stands for a material with that shader alone.
-    const miTag shader = material ? material->shader : state->material;
+    const miTag shader = material ? surfaceShaderOf(*material) : state->material;
     return callShader(context, state, shader, miSHADER_MATERIAL, result);
 }
 

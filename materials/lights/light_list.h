@@ -23,6 +23,9 @@ struct LightArray {
  */
 class LightList {
 public:
+    /* None. */
+    LightList() = default;
+
     LightList(miState* state, const miInteger& mode, const LightArray& array);
 
     /* The list as it stands. */

@@ -24,7 +24,14 @@ struct BentNormalEnvironment {
     miColor bent_normals, occlusion;
     miScalar strength;
     miTag environment;
+    miInteger coordinate_space;
+    miMatrix matrix;
+    miInteger env_samples;
+    miScalar env_spread;
 };
+
+/* Numbers of coordinate_space. */
+enum BentSpace { kInternal = 0, kWorld = 1, kCamera = 2, kObject = 3, kMatrix = 4 };
 
 bool fastOcclusion(miColor& result, miState* state, FastOcclusion& p) {
     if (!shadesSurface(state)) return false;
@@ -61,21 +68,44 @@ bool gatheredOcclusion(miColor& result, miState* state, GatheredOcclusion& p) {
     return true;
 }
 
-/* Light of the surroundings from the open direction, which is a color from 0 to 1 in world space. */
+/* The direction that a color from 0 to 1 stands for. */
+miVector openDirection(miState* state, const Parameters& in, const BentNormalEnvironment& p) {
+    const miColor encoded = in.color(p.bent_normals);
+    const miVector given = {2 * encoded.r - 1, 2 * encoded.g - 1, 2 * encoded.b - 1};
+    miVector dir = given;
+    switch (in(p.coordinate_space)) {
+        case kInternal: break;
+        case kCamera: mi_vector_from_camera(state, &dir, &given); break;
+        case kObject: mi_vector_from_object(state, &dir, &given); break;
+        case kMatrix: mi_vector_transform(&dir, &given, in(p.matrix)); break;
+        default: mi_vector_from_world(state, &dir, &given); break;
+    }
+    return unit(dir, state->normal);
+}
+
+/* Light of the surroundings from there, or the mean of a cone around. */
 bool bentNormalEnvironment(miColor& result, miState* state, BentNormalEnvironment& p) {
     if (!shadesSurface(state)) return false;
     const Parameters in(state);
     const HitScope hit(state);
-    const miColor encoded = in.color(p.bent_normals), occlusion = in.color(p.occlusion);
-    const miVector inWorld = {2 * encoded.r - 1, 2 * encoded.g - 1, 2 * encoded.b - 1};
-    miVector dir;
-    mi_vector_from_world(state, &dir, &inWorld);
-    dir = unit(dir, state->normal);
+    const miVector dir = openDirection(state, in, p);
     const miTag environment = in(p.environment);
     if (environment != miNULLTAG) state->environment = environment;
-    miColor light = kBlack;
-    if (!mi_trace_environment(&light, state, &dir)) light = kBlack;
-    result = finite(light) * occlusion * finite(in(p.strength));
+    const auto seen = [&](const miVector& way) {
+        miColor light = kBlack;
+        return mi_trace_environment(&light, state, &way) ? finite(light) : kBlack;
+    };
+    const int samples = in.count(p.env_samples, 1, kMostRays);
+    const miScalar widest = std::cos(in.share(p.env_spread) * kPi / 2);
+    const Frame frame = frameAround(dir);
+    const miColor light =
+        samples == 1 || widest == 1 ? seen(dir) : meanOverPoints(state, samples, [&](const double* point) {
+            const miScalar up = mix(1, widest, static_cast<miScalar>(point[0]));
+            const miScalar aside = std::sqrt(std::max(1 - up * up, 0.0f)),
+                           angle = 2 * kPi * static_cast<miScalar>(point[1]);
+            return seen(frame.toWorld({aside * std::cos(angle), aside * std::sin(angle), up}));
+        });
+    result = light * in.color(p.occlusion) * finite(in(p.strength));
     return true;
 }
 

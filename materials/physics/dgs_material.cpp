@@ -1,10 +1,6 @@
-/* dgs_material: diffuse, glossy and specular reflection and transmission. */
-#include "lights/light_list.h"
+/* dgs_material, path_material: diffuse, glossy and specular reflection and transmission. */
 #include "module/export.h"
-#include "rays/gathered_light.h"
-#include "rays/hit_scope.h"
-#include "rays/reflections.h"
-#include "rays/transmission.h"
+#include "physics/dgs_surface.h"
 
 namespace materials {
 
@@ -17,88 +13,43 @@ struct Dgs {
     miInteger mode;
 };
 
-struct DgsLight {
-    miColor matt = {0, 0, 0, 0}, through = {0, 0, 0, 0}, highlights = {0, 0, 0, 0};
-
-    void add(const DgsLight& more, miScalar factor) {
-        matt += more.matt * factor;
-        through += more.through * factor;
-        highlights += more.highlights * factor;
-    }
-};
-
-constexpr int kGlossyRays = 8;
-
-/* Of the width whose highlight falls as cos^shiny. */
-miScalar widthOf(miScalar shiny) { return clamped(1 / std::sqrt(2 * std::max(shiny, .5f)), 1e-3f, 1); }
-
-/* The glossy lobe; `shiny` is for both directions, where it is given. */
-Facets lobeOf(const miState* state, const Parameters& in, const Dgs& p, const miVector& normal) {
-    const miScalar shiny = in.within(p.shiny, 0, 1e6f);
-    const Frame frame = state->derivs ? frameAround(normal, state->derivs[0]) : frameAround(normal);
-    if (shiny > 0) return {frame, widthOf(shiny), widthOf(shiny)};
-    return {frame, widthOf(in.within(p.shiny_u, 0, 1e6f)), widthOf(in.within(p.shiny_v, 0, 1e6f))};
+/* `shiny` is for both directions, where it is given. */
+DgsSurface surfaceOf(const Parameters& in, const Dgs& p) {
+    DgsSurface surface;
+    surface.diffuse = in.reflectance(p.diffuse);
+    surface.glossy = in.reflectance(p.glossy);
+    surface.specular = in.reflectance(p.specular);
+    const miScalar shiny = in.within(p.shiny, 0, 1e6f), ior = in(p.ior);
+    surface.shinyU = shiny > 0 ? shiny : in.within(p.shiny_u, 0, 1e6f);
+    surface.shinyV = shiny > 0 ? shiny : in.within(p.shiny_v, 0, 1e6f);
+    surface.transp = in.share(p.transp);
+    if (ior > 0) surface.ior = clamped(ior, 1e-3f, 1000);
+    return surface;
 }
 
-/* Light of lights, from both sides where some of it comes through. */
-DgsLight lit(miState* state, const LightList& lights, const Facets& lobe, bool isTransparent, bool shines) {
-    const HitScope hit(state);
-    if (isTransparent) state->pri = nullptr;
-    const miVector view = -state->dir, normal = lobe.normal();
-    return sumOfLights<DgsLight>(state, lights, [&](DgsLight& sum, const LightSample& sample) {
-        const miScalar cosine = dot(normal, sample.dir);
-        (cosine > 0 ? sum.matt : sum.through) += sample.color * std::fabs(cosine);
-        if (cosine > 0 && shines) sum.highlights += sample.color * lobe.highlight(view, sample.dir);
-    });
+/* Light straight through; what is bent or spread arrives elsewhere. */
+bool shadow(miColor& result, const Parameters& in, const Dgs& p) {
+    const miColor through = in.reflectance(p.specular) * in.share(p.transp);
+    result = {result.r * through.r, result.g * through.g, result.b * through.b, result.a};
+    return !isBlack(result);
 }
 
-/* What is mirrored, by a lobe or without one. */
-miColor mirrorImage(miState* state, const Facets& lobe, bool isGlossy, const miColor& level) {
-    if (isBlack(level)) return kBlack;
-    Reflections rays;
-    rays.limits.samples = isGlossy ? kGlossyRays : 0;
-    return rays.traced(state, lobe.normal(), isGlossy ? &lobe : nullptr, level) * level;
-}
-
-miColor seenThrough(miState* state, const Facets& lobe, bool isGlossy, miScalar ior, const miColor& level) {
-    if (isBlack(level)) return kBlack;
-    Transmission rays;
-    rays.limits.samples = isGlossy ? kGlossyRays : 0;
-    rays.ior = ior;
-    rays.isSheet = ior == 1;
-    return rays.traced(state, lobe.normal(), isGlossy ? &lobe : nullptr, level).color * level;
-}
-
-bool dgsMaterial(miColor& result, miState* state, Dgs& p) {
+bool shaded(miColor& result, miState* state, Dgs& p, bool tracesDiffuse) {
     const Parameters in(state);
-    const miScalar transp = in.share(p.transp), reflectivity = 1 - transp;
-    const miColor specular = in.reflectance(p.specular);
-    if (state->type == miRAY_SHADOW) {
-        /* Light straight through; what is bent or spread arrives elsewhere. */
-        const miColor through = specular * transp;
-        result = {result.r * through.r, result.g * through.g, result.b * through.b, result.a};
-        return !isBlack(result);
-    }
+    if (state->type == miRAY_SHADOW) return shadow(result, in, p);
     if (!shadesSurface(state)) return false;
-    const HitScope hit(state);
-    state->normal = unit(state->normal, state->normal_geom);
-    const miColor diffuse = in.reflectance(p.diffuse), glossy = in.reflectance(p.glossy);
-    const Facets lobe = lobeOf(state, in, p, state->normal);
-    const bool isGlossy = !isBlack(glossy);
-    const DgsLight light = lit(state, LightList(state, p.mode, p.lights), lobe, transp > 0, isGlossy);
-    const miColor around = isBlack(diffuse) ? kBlack : gatheredLight(state);
-    const miScalar given = in(p.ior), ior = given > 0 ? clamped(given, 1e-3f, 1000) : 1;
-    result =
-        (diffuse * (light.matt + around) + glossy * light.highlights) * reflectivity + diffuse * light.through * transp;
-    result += mirrorImage(state, lobe, true, glossy * reflectivity);
-    result += mirrorImage(state, lobe, false, specular * reflectivity);
-    result += seenThrough(state, lobe, true, ior, glossy * transp);
-    result += seenThrough(state, lobe, false, ior, specular * transp);
+    DgsSurface surface = surfaceOf(in, p);
+    surface.tracesDiffuse = tracesDiffuse;
+    result = surface.shaded(state, LightList(state, p.mode, p.lights));
     return true;
 }
+
+bool dgsMaterial(miColor& result, miState* state, Dgs& p) { return shaded(result, state, p, false); }
+bool pathMaterial(miColor& result, miState* state, Dgs& p) { return shaded(result, state, p, true); }
 
 }  // namespace
 
 MATERIALS_SHADER(dgs_material, miColor, Dgs, dgsMaterial)
+MATERIALS_SHADER(path_material, miColor, Dgs, pathMaterial)
 
 }  // namespace materials

@@ -11,6 +11,7 @@ struct Reach {
     bool fadesToColor = false;
     miColor color = kBlack;
     miScalar exponent = 2;
+    miColor beyond = kBlack; /* what stands for all that lies farther, in media without a color of their own */
 
     bool isLimited() const { return distance > 0; }
 
@@ -22,7 +23,7 @@ struct Reach {
 
     /*
      * What a medium lets through on the way; `met` 0 stands for infinitely far. With a color exactly that at the limit,
-     * by the law of Beer and Lambert; without one it fades to black there.
+     * by the law of Beer and Lambert; without one it fades to nothing there.
      */
     miColor transmission(double met) const {
         if (!isLimited()) return kWhite;
@@ -30,6 +31,12 @@ struct Reach {
         const double ratio = met > 0 ? met / static_cast<double>(distance) : 1e6;
         const auto times = static_cast<miScalar>(std::min(ratio, 1e6));
         return power(positive(color), times);
+    }
+
+    /* What is seen of a color through the medium; `met` as above. */
+    miColor through(const miColor& seen, double met) const {
+        const miColor left = seen * transmission(met);
+        return !isLimited() || fadesToColor ? left : left + beyond * (1 - (met > 0 ? share(met) : 0));
     }
 };
 

@@ -46,17 +46,17 @@ private:
         const bool inside = !settings_.isSheet && isInside(state_) == (way == Way::kReflected);
         const bool limited = inside && settings_.reach.isLimited();
         const bool endsEarly = limited && !settings_.reach.fadesToColor;
-        if (endsEarly && !reaches(dir)) return counted(kBlack, 1);
+        if (endsEarly && !reaches(dir)) return counted(settings_.reach.beyond, 1);
 
         state_->importance = weight_;
         if (!mayTrace_ || !trace(color, dir, way)) {
             color = kBlack;
             color.a = 0;
             mi_trace_environment(&color, state_, &dir);
-            return counted(limited ? color * settings_.reach.transmission(0) : color, color.a);
+            return counted(limited ? settings_.reach.through(color, 0) : color, color.a);
         }
         const double met = limited && state_->child ? state_->child->dist : 0;
-        return counted(limited ? color * settings_.reach.transmission(met) : color, color.a);
+        return counted(limited ? settings_.reach.through(color, met) : color, color.a);
     }
 
     bool trace(miColor& color, const miVector& dir, Way way) {

@@ -4,6 +4,7 @@
 #include "module/parameters.h"
 #include "module/term.h"
 #include "rays/reflections.h"
+#include "reflection/blur.h"
 
 namespace materials {
 
@@ -17,18 +18,8 @@ struct GlossyReflection {
     miScalar reflection_base_weight, reflection_edge_weight, edge_factor;
     miTag environment;
     miBoolean single_env_sample;
-    miInteger samples;
-    miScalar u_spread, v_spread;
-    miVector u_axis, v_axis;
+    Blur blur;
 };
-
-/* The lobe's axes: those given, else those of the surface's derivatives. */
-Frame frameOf(const miState* state, const Parameters& in, const GlossyReflection& p, const miVector& normal) {
-    const miVector u = in(p.u_axis), v = in(p.v_axis);
-    if (isFinite(u) && dot(u, u) > 0) return frameAround(normal, u);
-    if (isFinite(v) && dot(v, v) > 0) return frameAround(normal, cross(v, normal));
-    return state->derivs ? frameAround(normal, state->derivs[0]) : frameAround(normal);
-}
 
 bool glossyReflection(miColor& result, miState* state, GlossyReflection& p) {
     if (!shadesSurface(state)) return false;
@@ -46,15 +37,14 @@ bool glossyReflection(miColor& result, miState* state, GlossyReflection& p) {
                                      in.within(p.reflection_edge_weight, 0, 1000), in.within(p.edge_factor, 0, 1e6f));
     if (isBlack(level)) return true;
     Reflections rays;
-    const miScalar u = in.share(p.u_spread), v = in.share(p.v_spread);
-    rays.limits = {u > 0 || v > 0 ? in.count(p.samples, 0, kMostRays) : 0, 0, 0};
+    const GlossyLobe lobe(state, in, p.blur, normal);
+    rays.limits.samples = lobe.samples;
     rays.reach.distance = in.within(p.max_distance, 0, miHUGE_SCALAR);
     rays.reach.exponent = in.within(p.falloff, 0, 100);
     rays.singleEnvironment = in.isOn(p.single_env_sample);
     rays.environment = in(p.environment);
     rays.environmentColor = in.color(p.environment_color);
-    const Facets lobe(frameOf(state, in, p, normal), std::max(u, 1e-3f), std::max(v, 1e-3f));
-    const miColor seen = rays.traced(state, normal, rays.limits.samples > 0 ? &lobe : nullptr, level) * level;
+    const miColor seen = rays.traced(state, normal, lobe.get(), level) * level;
     result = {result.r + seen.r, result.g + seen.g, result.b + seen.b, result.a};
     return true;
 }
