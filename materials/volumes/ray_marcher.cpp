@@ -35,17 +35,16 @@ public:
         struct Part {
             double to;
             miColor last;
-            int splits;
         };
-        Part open[kMostSplits + 1] = {{to, last, splits_}};
+        Part open[kDeepest + 1] = {{to, last}};
         int count = 1;
         miColor total = kNothing, at = first;
         for (double place = from; count > 0;) {
             const Part part = open[count - 1];
-            if (part.splits > 0 && differ(at, part.last)) {
+            if (splits_ > 0 && count <= kDeepest && differ(at, part.last)) {
                 const double middle = (place + part.to) / 2;
-                open[count - 1].splits = part.splits - 1;
-                open[count++] = {middle, seenAt(middle), part.splits - 1};
+                --splits_;
+                open[count++] = {middle, seenAt(middle)};
                 continue;
             }
             total = sum(total, whole(sum(at, part.last), static_cast<miScalar>((part.to - place) / 2)));
@@ -64,7 +63,7 @@ public:
     }
 
 private:
-    static constexpr int kMostSplits = 16;
+    static constexpr int kMostSplits = 1000, kDeepest = 16;
 
     bool differ(const miColor& a, const miColor& b) const {
         return std::fabs(a.r - b.r) > contrast_.r || std::fabs(a.g - b.g) > contrast_.g ||
