@@ -150,7 +150,7 @@ std::vector<std::string> typesOf(SceneContext& scene, const Place& place, std::s
         list.remove_prefix(std::min(end + 1, list.size()));
         while (type.starts_with(' ')) type.remove_prefix(1);
         while (type.ends_with(' ')) type.remove_suffix(1);
-        if (!type.empty() && type != "contour" && checkOutputType(scene, place, type)) types.emplace_back(type);
+        if (type == "contour" || (!type.empty() && checkOutputType(scene, place, type))) types.emplace_back(type);
     }
     return types;
 }

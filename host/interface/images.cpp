@@ -14,8 +14,8 @@ OutputPicture& pictureOf(miImg_image* image) { return *static_cast<OutputPicture
 
 extern "C" {
 
-miImg_image* mi_output_image_open(miState* state, int buffer) {
-    OutputPictures* pictures = contextOf(state).pictures;
+miImg_image* mi_output_image_open(miState*, int buffer) {
+    OutputPictures* pictures = OutputPictures::running();
     OutputPicture* found = pictures ? pictures->find(buffer) : nullptr;
     if (!pictures)
         warning("API", "only output shaders open pictures");
@@ -59,6 +59,15 @@ void mi_img_get_label(miImg_image* image, miUint* label, int x, int y) {
 
 void mi_img_put_label(miImg_image* image, miUint label, int x, int y) {
     if (miUint* found = image ? pictureOf(image).label(x, y) : nullptr) *found = label;
+}
+
+miBoolean mi_get_contour_line(miContour_endpoint* a, miContour_endpoint* b) {
+    OutputPictures* pictures = OutputPictures::running();
+    const ContourLine* line = pictures ? pictures->nextContour() : nullptr;
+    if (!line) return miFALSE;
+    *a = line->a;
+    *b = line->b;
+    return miTRUE;
 }
 
 // Names of their own for what the values mean.

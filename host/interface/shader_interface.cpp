@@ -6,7 +6,6 @@
 #include "interface/unsupported.h"
 #include "mi_shader_if.h"
 #include "render/output_pictures.h"
-#include "tracing/context.h"
 
 #include <memory>
 #include <mutex>
@@ -93,8 +92,8 @@ public:
     bool lookupFilteredTexture(miColor*, miState*, miTag, void*, const miScalar*) noexcept override {
         return unsupported<bool>("filtered texture look-up");
     }
-    miImg_image* open_output_image(miState* state, const char* name) noexcept override {
-        OutputPictures* pictures = state ? contextOf(state).pictures : nullptr;
+    miImg_image* open_output_image(miState*, const char* name) noexcept override {
+        OutputPictures* pictures = OutputPictures::running();
         return pictures && name ? pictures->find(std::string_view(name)) : nullptr;
     }
     void close_output_image(miState*, const char*) noexcept override {}

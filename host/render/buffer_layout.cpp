@@ -111,7 +111,8 @@ OutputKind kindOf(const OutputFile& output) {
 
 std::vector<OutputKind> kindsOf(const std::vector<std::string>& types) {
     std::vector<OutputKind> kinds;
-    for (const std::string& type : types) kinds.push_back(kindOfType(type));
+    for (const std::string& type : types)
+        if (type != "contour") kinds.push_back(kindOfType(type));
     return kinds;
 }
 

@@ -36,7 +36,7 @@ OutputKind kindOf(const OutputFile& output);
 /// The same for one of the types that an output shader's statement names, which is not empty.
 OutputKind kindOfType(const std::string& type);
 
-/// Of the buffers that an output shader opens.
+/// Of the buffers that an output shader opens, from a list that may name contours, too.
 std::vector<OutputKind> kindsOf(const std::vector<std::string>& types);
 
 /// The buffers of a render. Where buffers have names shader index 0 is the primary color, and the others start at 1;

@@ -90,6 +90,17 @@ OutputPictures::OutputPictures(const BufferLayout& layout, const DataWindow& win
     for (LayerImage& image : images) pictures_.emplace_back(image, window, layout.colors);
 }
 
+OutputPictures*& OutputPictures::running() {
+    static thread_local OutputPictures* pictures = nullptr;
+    return pictures;
+}
+
+const ContourLine* OutputPictures::nextContour() {
+    if (next_ < contours_.size()) return &contours_[next_++];
+    next_ = 0;
+    return nullptr;
+}
+
 OutputPicture* OutputPictures::at(int slot) { return slot < 0 ? nullptr : &pictures_[static_cast<std::size_t>(slot)]; }
 
 OutputPicture* OutputPictures::find(int number) { return at(slotOf(number)); }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "mi/images.h"
+#include "render/contours.h"
 #include "render/frame_buffers.h"
 
 #include <deque>
@@ -49,7 +50,18 @@ public:
     OutputPictures(const BufferLayout& layout, const DataWindow& window, std::vector<LayerImage>& images);
 
     /// What the statement of the next shader asks for: these types are meant by the fixed numbers.
-    void setKinds(std::vector<OutputKind> kinds) { kinds_ = std::move(kinds); }
+    void setKinds(std::vector<OutputKind> kinds) {
+        kinds_ = std::move(kinds);
+        next_ = 0;
+    }
+
+    void setContours(std::vector<ContourLine> contours) { contours_ = std::move(contours); }
+    std::size_t contours() const { return contours_.size(); }
+    /// The next line, or null behind the last one; then the first is next.
+    const ContourLine* nextContour();
+
+    /// Those that the running thread's output shader works on, or null.
+    static OutputPictures*& running();
 
     /// Null where there is none.
     OutputPicture* find(int number);
@@ -62,6 +74,8 @@ private:
     const BufferLayout& layout_;
     std::deque<OutputPicture> pictures_;  ///< by slot
     std::vector<OutputKind> kinds_;
+    std::vector<ContourLine> contours_;
+    std::size_t next_ = 0;
 };
 
 }  // namespace lumorender

@@ -12,6 +12,7 @@ namespace lumorender {
 struct OutputStep {
     miTag shader = 0;
     std::vector<OutputKind> kinds;  ///< of the buffers that it opens
+    bool draws = false;             ///< it asks for the lines of contours
 };
 
 /// In the order in which they work: those that phenomena bring with a priority below 0, the camera's own, those of
@@ -24,6 +25,12 @@ public:
 
     std::size_t count() const { return steps_.size(); }
 
+    /// Whether one of them asks for contours, and these can be found.
+    bool drawContours(const RenderScene& scene) const;
+
+    /// Warns where contours are asked for, or found, and the other half is missing.
+    void checkContours(const RenderScene& scene, const std::string& where) const;
+
     /// How many of all have worked before a file is written for which so many of the camera's own count. Files behind
     /// the last of these come after all.
     std::size_t stepsBefore(std::size_t shadersOfCamera) const;
@@ -33,6 +40,9 @@ public:
     bool run(std::size_t step, ThreadContext& context, OutputPictures& pictures) const;
 
 private:
+    void add(miTag shader, const std::vector<std::string>& types);
+    bool anyDraws() const;
+
     std::vector<OutputStep> steps_;
     std::size_t first_ = 0, own_ = 0;  ///< those of phenomena that come first, and the camera's
 };

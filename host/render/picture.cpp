@@ -8,6 +8,7 @@
 #include "render/indirect_light.h"
 #include "render/output.h"
 #include "support/messages.h"
+#include "support/threads.h"
 #include "support/version.h"
 #include "support/whole_file.h"
 #include "tracing/camera.h"
@@ -121,6 +122,10 @@ bool Picture::write(const RenderCounts& counts, const OutputShaders& shaders, Th
 
 bool Picture::writeStages(const OutputShaders& shaders, ThreadContext& context, Metadata texts) {
     OutputPictures pictures(*scene_.buffers, window_, images_);
+    if (shaders.drawContours(scene_)) {
+        pictures.setContours(findContours(scene_, window_, threadsToUse(settings_.tiles.threads)));
+        info("RC", "{} contour lines", pictures.contours());
+    }
     bool good = true, stopped = false;
     for (std::size_t step = 0; step <= shaders.count(); ++step) {
         std::vector<PlannedFile> files;

@@ -13,7 +13,7 @@ namespace lumorender {
 
 namespace {
 
-void addElements(const Database& database, ShaderTable& shaders) {
+void addElements(const Database& database, bool contours, ShaderTable& shaders) {
     for (miTag tag = 1; tag < database.end(); ++tag) {
         if (const auto* material = database.as<miMaterial>(tag, miSCENE_MATERIAL)) {
             shaders.add(surfaceShaderOf(*material), miSHADER_MATERIAL);
@@ -21,6 +21,7 @@ void addElements(const Database& database, ShaderTable& shaders) {
             shaders.add(material->shadow, miSHADER_SHADOW);
             shaders.add(material->volume, miSHADER_VOLUME);
             shaders.add(material->environment, miSHADER_ENVIRONMENT);
+            if (contours) shaders.add(material->contour, miSHADER_CONTOUR);
         } else if (const auto* light = database.as<miLight>(tag, miSCENE_LIGHT)) {
             shaders.add(light->shader, miSHADER_LIGHT);
         }
@@ -32,6 +33,27 @@ void addOutputShaders(const RenderScene& scene, ShaderTable& shaders) {
     const auto* camera = scene.database->detail<CameraDetail>(instance->item);
     if (!camera || scene.options->no_output) return;
     for (const OutputShader& step : camera->outputShaders) shaders.add(step.shader, miSHADER_OUTPUT);
+}
+
+/// Materials' contour shaders are of no use where nothing looks for contours.
+bool hasContours(const Database& database) {
+    for (miTag tag = 1; tag < database.end(); ++tag) {
+        const auto* options = database.as<miOptions>(tag, miSCENE_OPTIONS);
+        const auto* phenomenon = database.detail<PhenomenonInstance>(tag);
+        if ((options && options->contour_store) || (phenomenon && phenomenon->contourStore)) return true;
+    }
+    return false;
+}
+
+/// To be called when the shaders of all elements are known.
+void addContours(RenderScene& scene, ShaderTable& shaders) {
+    scene.contours = {scene.options->contour_store, scene.options->contour_contrast};
+    for (const PhenomenonInstance* phenomenon : shaders.phenomena()) {
+        if (!scene.contours.store) scene.contours.store = phenomenon->contourStore;
+        if (!scene.contours.contrast) scene.contours.contrast = phenomenon->contourContrast;
+    }
+    shaders.add(scene.contours.store, miSHADER_CONTOUR);
+    shaders.add(scene.contours.contrast, miSHADER_CONTOUR);
 }
 
 /// A shader may stand where a material is expected.
@@ -69,7 +91,8 @@ void findShaders(RenderScene& scene, miCamera& camera, ShaderTable& shaders) {
     shaders.add(camera.lens, miSHADER_LENS);
     shaders.add(camera.volume, miSHADER_VOLUME);
     shaders.add(camera.environment, miSHADER_ENVIRONMENT);
-    addElements(database, shaders);
+    addElements(database, hasContours(database), shaders);
+    addContours(scene, shaders);
     addOutputShaders(scene, shaders);
     for (const FlatInstance& instance : scene.geometry->instances()) addSurfaces(database, instance, shaders);
     addCameraShaders(database, camera.lens, &PhenomenonInstance::lens, shaders);

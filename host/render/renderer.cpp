@@ -52,6 +52,8 @@ public:
         if (openSaved()) return takeFinished();
         buildScene();
         findShaders(scene_, *camera_, shaders_);
+        outputs_ = OutputShaders(scene_, shaders_);
+        outputs_.checkContours(scene_, where_);
         openTextures();
         if (!mayStart()) return false;
 
@@ -171,7 +173,7 @@ private:
         if (!saved_.keeps() || abortRequested()) return good;
         saved_.keepPointsDigest(digestOfPoints(scene_));
         work_.metadata = picture_->metadata(0);
-        work_.hasOutputShaders = OutputShaders(scene_, shaders_).count() > 0;
+        work_.hasOutputShaders = outputs_.count() > 0;
         saved_.keepPlan(work_);
         return good;
     }
@@ -220,15 +222,14 @@ private:
     /// What is left to do when all tiles are rendered, or the render was stopped. False where something is missing.
     bool finish(const RenderCounts& counts, bool gathered, ThreadContext& context) {
         if (makesTiles()) tell(counts);
-        const OutputShaders outputs(scene_, shaders_);
-        if (settings_.saving.share && outputs.count() > 0)
+        if (settings_.saving.share && outputs_.count() > 0)
             warning("RC",
                     "output shaders need the whole picture: they work on no shares, and not where these are merged");
         if (settings_.saving.share) return finishShare(counts.complete && gathered && !abortRequested());
         saved_.flush();
         const bool isPicture = !isPointsOnly(scene_);
         const bool complete = isPicture ? counts.complete : gathered && !abortRequested();
-        if (isPicture && !picture_->write(counts, outputs, context)) return false;
+        if (isPicture && !picture_->write(counts, outputs_, context)) return false;
         if (complete && saved_.keeps()) {
             if (!settings_.saving.keepsCheckpoint) saved_.noteWritten(sceneIsWhole_, picture_->paths());
             settings_.saving.onWritten();
@@ -274,6 +275,7 @@ private:
     PicturePlan work_;
     SavedRender saved_;
     ShaderTable shaders_;
+    OutputShaders outputs_;
 };
 
 }  // namespace

@@ -24,7 +24,6 @@ class ContourSample;
 class FinalGather;
 struct GatherPoint;
 class LightTable;
-class OutputPictures;
 struct OcclusionCache;
 class SlotTable;
 class TextureTable;
@@ -39,6 +38,11 @@ struct OcclusionSettings {
     bool cache = false;         ///< points are made ahead, and calls interpolate between them
     float cacheDensity = 1;     ///< of the coarsest grid of points
     int cachePoints = 64;       ///< how many to interpolate between
+};
+
+/// What finds contours, by the options, or by phenomena where these have none.
+struct ContourShaders {
+    miTag store = 0, contrast = 0;
 };
 
 /// Everything of a render that is fixed before the first sample, and its owner. Shared by all threads without locks.
@@ -56,6 +60,7 @@ struct RenderScene {
     std::shared_ptr<const Camera> projection;
     std::shared_ptr<const SlotTable> slots;
     OcclusionSettings occlusion;
+    ContourShaders contours;
     std::shared_ptr<const OcclusionCache> occlusionCache;  ///< null where every call computes anew
     std::shared_ptr<const FinalGather> gather;             ///< null where final gathering is off
     miLock globalLock = {};
@@ -180,8 +185,7 @@ struct ThreadContext {
     GatherPath gather;
     NewPoints newLight, newOcclusion;  ///< of the running stage
     LightPlace lightSample;
-    OutputPictures* pictures = nullptr;  ///< while output shaders run
-    ContourSample* contours = nullptr;   ///< takes what contours are found by, while these are
+    ContourSample* contours = nullptr;  ///< takes what contours are found by, while these are
     RayCounters counters;
     std::unordered_map<const miFunction*, void*> threadPointers;  ///< of shader instances that ask for one
 };

@@ -145,6 +145,17 @@ bool callShader(ThreadContext& context, miState* state, miTag slot, miShader_typ
     return any;
 }
 
+bool callOther(ThreadContext& context, miState* state, miTag slot, miShader_type type,
+               const std::function<bool(ShaderEntry, void* parameters)>& call) {
+    bool any = false;
+    for (FunctionRuntime* runtime : functionsOf(context, slot)) {
+        if (!runtime->call || !mayCall(type)) continue;
+        const Invocation invocation(context, state, runtime->function, type, true);
+        any = call(runtime->call, const_cast<char*>(runtime->function->parameters)) || any;
+    }
+    return any;
+}
+
 void* evaluateParameter(miState* state, void* parameter, bool again) {
     ThreadContext& context = contextOf(state);
     if (!context.frame || !state->shader || !miParameterIsConnected(state, parameter)) return parameter;

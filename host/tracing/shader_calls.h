@@ -1,9 +1,12 @@
 // Calling shaders: functions, lists and connected parameters.
 #pragma once
 
+#include "database/declaration.h"
 #include "mi/codes.h"
 #include "mi/state.h"
 #include "tracing/context.h"
+
+#include <functional>
 
 namespace lumorender {
 
@@ -16,6 +19,11 @@ bool mayGoDeeper();
 /// @return true when a shader of the list returned true. Slot 0 returns false and leaves the result alone.
 bool callShader(ThreadContext& context, miState* state, miTag slot, miShader_type type, void* result,
                 void* argument = nullptr, bool calledByShader = false, bool wholeResult = false);
+
+/// Calls the shaders in a slot whose functions have arguments of their own: `call` hands these to each function, beside
+/// its parameters. @return true when it did so for one of them
+bool callOther(ThreadContext& context, miState* state, miTag slot, miShader_type type,
+               const std::function<bool(ShaderEntry, void* parameters)>& call);
 
 /// The value of a parameter of the running shader: the address itself, or the result of the connected shader.
 /// Remembered until the running shader returns, unless `again` asks for a fresh evaluation. Members of a shader's

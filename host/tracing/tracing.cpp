@@ -4,6 +4,7 @@
 #include "mi/options.h"
 #include "lights/lights.h"
 #include "tracing/camera.h"
+#include "tracing/contour_sample.h"
 #include "tracing/shader_calls.h"
 #include "tracing/shader_table.h"
 #include "tracing/volumes.h"
@@ -72,6 +73,8 @@ bool shade(ThreadContext& context, miState* state, miColor* result) {
     const bool ok = !hit                     ? shadeSurroundings(context, state, result)
                     : hit->instance->isLight ? shadeLight(context, state, *hit, result)
                                              : shadeSurface(context, state, result);
+    if (context.contours && hit && !hit->instance->isLight && state->material)
+        context.contours->store(context, state, *result, context.scene->contours.store);
     const bool wentOn = std::exchange(context.shading, callers).wentOn;
     // Where the ray went on and the surface counts as not there, the whole way has had its volume already.
     if (wentOn && state->dist != dist) return ok;
