@@ -87,6 +87,9 @@ std::string Modules::link(std::string_view file) {
 
     void* handle = opened(fs::absolute(*found));
     if (!handle) return fmt::format("module \"{}\" cannot be loaded: {}", file, dlerror());
+    const fs::path canonical = fs::weakly_canonical(*found, ignored);
+    if (canonical.filename() != found->filename())
+        info("LINK", "link \"{}\": {} stands in for it", file, canonical.filename().string());
     // One module under a second name, as a link beside it has: the loader knows it already.
     const auto known =
         std::find_if(modules_.begin(), modules_.end(), [&](const Module& module) { return module.handle == handle; });
@@ -95,7 +98,7 @@ std::string Modules::link(std::string_view file) {
         dlclose(handle);
         return {};
     }
-    modules_.push_back({{found->filename()}, found->parent_path(), handle, fs::weakly_canonical(*found, ignored)});
+    modules_.push_back({{found->filename()}, found->parent_path(), handle, canonical});
     handOverHostHandle(handle);
     info("LINK", "loaded module {}", found->string());
     return {};

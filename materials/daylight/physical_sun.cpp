@@ -23,6 +23,13 @@ struct PhysicalSun {
 /* Share of the disc above the horizon. */
 miScalar risen(miScalar height) { return clamped(.5f + height / (2 * kSunRadius), 0, 1); }
 
+/* Light on what is gathered or mirrored needs no smooth shadows. */
+int raysFor(const miState* state, int wanted) {
+    for (const miState* ray = state; ray; ray = ray->parent)
+        if (ray->type == miRAY_FINALGATHER) return 1;
+    return raysAtLevel(state, wanted);
+}
+
 /* Mean of rays to all over the disc, which is `softness` times as wide as it is. */
 miColor softlyShadowed(miState* state, const miColor& light, miScalar softness, int samples) {
     const miVector dir = state->dir;
@@ -34,8 +41,9 @@ miColor softlyShadowed(miState* state, const miColor& light, miScalar softness, 
         state->dir = dir;
         return arrives ? color : kBlack;
     };
-    if (samples <= 1 || !(softness > 0)) return traced(dir);
-    return meanOverPoints(state, samples, [&](const double* point) {
+    const int rays = raysFor(state, samples);
+    if (rays <= 1 || !(softness > 0)) return traced(dir);
+    return meanOverPoints(state, rays, [&](const double* point) {
         const miScalar r = kSunRadius * softness * static_cast<miScalar>(std::sqrt(point[0]));
         const miScalar angle = 2 * kPi * static_cast<miScalar>(point[1]);
         return traced(unit(frame.toWorld({r * std::cos(angle), r * std::sin(angle), 1})));
