@@ -6,6 +6,7 @@
 #include "application/progress_line.h"
 #include "application/render_inputs.h"
 #include "application/shader_list.h"
+#include "echo/scene_echo.h"
 #include "interface/host.h"
 #include "library/memory.h"
 #include "mi/instance.h"
@@ -175,7 +176,7 @@ std::string readStandardInput() {
     return text;
 }
 
-bool readFrom(const CommandLine& commandLine, Application& application) {
+bool readFrom(const CommandLine& commandLine, SceneActions& application) {
     if (!commandLine.scene.empty())
         return readScene(commandLine.scene, hostDatabase(), hostModules(), application, commandLine.reader);
     return readSceneText(readStandardInput(), "standard input", hostDatabase(), hostModules(), application,
@@ -210,6 +211,42 @@ int mergePictures(const CommandLine& commandLine) {
     return mergeParts(commandLine.parts, commandLine.render) && errorCount() == 0 ? 0 : 1;
 }
 
+/// Writes the scene in place of rendering it.
+class EchoApplication : public SceneActions {
+public:
+    explicit EchoApplication(const CommandLine& commandLine)
+        : commandLine_(commandLine), echo_(hostDatabase(), hostModules(), commandLine.echo) {}
+
+    bool render(const RenderCommand& command) override {
+        if (commandLine_.echoesRenders && commandLine_.renders.includes(++commands_)) echo_.render(command);
+        return !abortRequested();
+    }
+    void finishText() override { echo_.rest(); }
+    void keep() { echo_.keep(); }
+
+private:
+    const CommandLine& commandLine_;
+    SceneEcho echo_;
+    int commands_ = 0;
+};
+
+int echoScene(const CommandLine& commandLine) {
+    try {
+        EchoApplication application(commandLine);
+        const bool lenient = commandLine.reader.lenient;
+        const bool read = (linkModules(commandLine) || lenient) && readFrom(commandLine, application);
+        if (abortRequested() || !(read || lenient)) {
+            error("HOST", "-echo {}: nothing is written", commandLine.echo.string());
+            return 1;
+        }
+        application.keep();
+        progress("HOST", "wrote {}", commandLine.echo.string());
+    } catch (const Failure& failure) {
+        error("HOST", "-echo {}: {}", commandLine.echo.string(), failure.what());
+    }
+    return errorCount() == 0 ? 0 : 1;
+}
+
 int renderPictures(const CommandLine& commandLine) {
     Application application(commandLine);
     const bool linked = linkModules(commandLine);
@@ -237,7 +274,9 @@ int runApplication(int argumentCount, const char* const* arguments) {
 
     if (const auto code = printLists(commandLine)) return *code;
     const ClosingLine closing;
-    const int code = commandLine.merges ? mergePictures(commandLine) : renderPictures(commandLine);
+    const int code = commandLine.merges          ? mergePictures(commandLine)
+                     : !commandLine.echo.empty() ? echoScene(commandLine)
+                                                 : renderPictures(commandLine);
     reportRepeatedMessages();
     closing.print();
     releaseForgottenMemory();

@@ -33,7 +33,9 @@ struct CommandLine {
     std::string optionsStatements, cameraStatements;
     std::string shutterDelay;  ///< empty = as the options say
     RenderRange renders;
-    bool strict = false;  ///< warnings are errors, and nothing is rendered after one
+    std::filesystem::path echo;  ///< the scene is written there and not rendered
+    bool echoesRenders = true;   ///< with its render commands
+    bool strict = false;         ///< warnings are errors, and nothing is rendered after one
     bool copyright = false;
     std::vector<std::string> links;
     std::vector<std::filesystem::path> libraryPath;

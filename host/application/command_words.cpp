@@ -55,6 +55,15 @@ void selectRenders(Line& line, const Values& values) {
     line.renders = range;
 }
 
+void setEcho(Line& line, const Values& values) {
+    line.echo = values[0];
+    for (std::size_t i = 1; i < values.size(); ++i) {
+        if (values[i] != "ascii" && values[i] != "norendercommand")
+            throw UsageError(fmt::format("found {} behind the file, expected ascii or norendercommand", values[i]));
+        if (values[i] == "norendercommand") line.echoesRenders = false;
+    }
+}
+
 WordGroup runningWords() {
     return {
         "What is done",
@@ -86,7 +95,10 @@ WordGroup runningWords() {
             {"task_order", "T:name", "Order of tiles", NoEffect{"the order of tiles is fixed"}},
             {"hosts", "T:name..", "Machines that help", NoEffect{"every machine renders for itself"}},
             {"nomaster", "", "Do not render on this machine", NoEffect{"every machine renders for itself"}},
-            {"echo", "T:file..", "Write the scene, and do not render it", NotDone{"scenes cannot be written yet"}},
+            {"echo", "T:file..",
+             "Write the scene as one file, without what this command line changes of it, and do not render it. Behind "
+             "the file: ascii, which it is anyway; norendercommand",
+             &setEcho},
             {"code", "T:file..", "Compile and load shaders", NotDone{"nothing is compiled here; -link loads modules"}},
             {"list", "",
              "List the shaders of the modules that -link and the scene link, or of all that are found, and do not "

@@ -36,6 +36,8 @@ struct InstanceDetail : Detail {
     char face = 0;                ///< 'f', 'b', 'a', or 0 = not given
     Approximation approximation;  ///< for what is below and says nothing itself, or, with the flag, for all of it
     bool overridesApproximation = false;
+    /// Where texts lie among parameters of which no declaration is known.
+    std::vector<int> textWords;
 };
 
 /// Of a miSCENE_STRING-optioned miOptions: the string options, a miSCENE_LOCAL element that string_options names.

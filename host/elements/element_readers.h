@@ -65,6 +65,9 @@ void readFrameBuffer(SceneContext& scene, FrameBufferSet& buffers);
 /// Whether `frame buffer N "type"` may say this; empty is rgba.
 bool isBufferType(std::string_view type);
 
+/// The type as the scene language names it.
+std::string_view bufferTypeName(miImg_type type);
+
 /// Behind `output`: a file, or a shader that is appended to `shaders`; without anything, all former ones are removed.
 void readOutput(SceneContext& scene, CameraDetail& camera, FrameBufferSet& buffers);
 

@@ -230,6 +230,12 @@ void readOutput(SceneContext& scene, CameraDetail& camera, FrameBufferSet& buffe
     if (checkOutputType(scene, place, file.type)) camera.files.push_back(std::move(file));
 }
 
+std::string_view bufferTypeName(miImg_type type) {
+    const auto* found =
+        std::find_if(std::begin(kTypes), std::end(kTypes), [&](const TypeName& t) { return t.type == type; });
+    return found == std::end(kTypes) ? std::string_view() : found->name;
+}
+
 bool isBufferType(std::string_view type) {
     if (type.starts_with('+') || type.starts_with('-')) type.remove_prefix(1);
     return type.empty() || findType(type) != nullptr;

@@ -250,7 +250,7 @@ void InstanceReader::readParameters() {
     if (in.accept(')'))
         parameters.clear();
     else if (!declaration)
-        take(readUndeclaredParameters(scene));
+        take(readUndeclaredParameters(scene, detail.textWords));
     else {
         declaration->used = true;
         ParameterBlock block(declaration->parameters, declaration->parameterSize);

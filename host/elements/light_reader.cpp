@@ -55,8 +55,11 @@ struct LightReader {
             scene.problems.warning(in.place(), "the direction of the light has no length, it stays as it was");
             return;
         }
-        light.direction = {d.x / length, d.y / length, d.z / length};
         hasDirection = true;
+        // What has unit length but for rounding stays as it is: dividing would only stir its last bits.
+        constexpr float kRounding = 1e-6F;
+        const bool isUnit = std::abs(length - 1) < kRounding;
+        light.direction = isUnit ? d : miVector{d.x / length, d.y / length, d.z / length};
     }
 
     /// Stays in the light for shaders that look there; the light's own shader has a parameter for it.

@@ -15,7 +15,6 @@ void readOptions(SceneContext& scene) { OptionsReader(scene).read(); }
 
 void OptionsReader::read() {
     const std::string name = scene.readNewName("the name of the options");
-    setDefaults();
     if (const miTag former = scene.edited(name, miSCENE_OPTIONS, "options")) {
         scene.loadEdited(former, miSCENE_OPTIONS, options, detail);
         if (const auto* given = scene.database.detail<StringOptions>(options.string_options)) strings = *given;
@@ -37,7 +36,8 @@ void OptionsReader::store(const std::string& name) {
     scene.store(name, miSCENE_OPTIONS, options, std::make_unique<OptionsDetail>(std::move(detail)));
 }
 
-void OptionsReader::setDefaults() {
+miOptions defaultOptions() {
+    miOptions options = {};
     options.trace = miTRUE;
     options.scanline = 1;
     options.reflection_depth = options.refraction_depth = 2;
@@ -82,6 +82,7 @@ void OptionsReader::setDefaults() {
     options.finalgather_rebuild = miTRUE;
     options.fg_presamp_density = 1;
     options.luminance_weight = {0.299f, 0.587f, 0.114f, 0};
+    return options;
 }
 
 bool OptionsReader::readOther() {

@@ -8,6 +8,9 @@
 
 namespace lumorender {
 
+/// What options are without any statement.
+miOptions defaultOptions();
+
 struct OptionsReader {
     explicit OptionsReader(SceneContext& itsScene) : scene(itsScene), in(itsScene.in) {}
 
@@ -16,11 +19,10 @@ struct OptionsReader {
 
     SceneContext& scene;
     Cursor& in;
-    miOptions options = {};
+    miOptions options = defaultOptions();
     StringOptions strings;
     OptionsDetail detail;
 
-    void setDefaults();
     void store(const std::string& name);
 
     void readSamples();

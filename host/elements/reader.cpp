@@ -25,6 +25,7 @@ bool readAll(SceneContext& scene, const std::string& name, const std::filesystem
     try {
         scene.in.open(name, directory, std::move(text));
         readCommands(scene);
+        scene.actions.finishText();
     } catch (const StopReading&) {
         // Has been said, or was asked for.
     }

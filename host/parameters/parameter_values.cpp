@@ -216,8 +216,9 @@ void ParameterReader::readInterface(const Parameter& parameter, std::size_t base
     block_.take(parameter, base, *source.block, *source.parameter, source.base);
 }
 
-ParameterBlock readUndeclaredParameters(SceneContext& scene) {
+ParameterBlock readUndeclaredParameters(SceneContext& scene, std::vector<int>& textWords) {
     Cursor& in = scene.in;
+    textWords.clear();
     ParameterBlock block({}, 0);
     Parameter word;
     word.type = miTYPE_INTEGER;
@@ -233,8 +234,10 @@ ParameterBlock readUndeclaredParameters(SceneContext& scene) {
             block.put(at, miScalar{in.readFloat()});
         else if (in.atBoolean())
             block.put(at, miBoolean{in.readBoolean()});
-        else if (!in.accept("null"))
+        else if (!in.accept("null")) {
             block.put(at, scene.database.addString(in.readName("a name")));
+            textWords.push_back(static_cast<int>(at));
+        }
     }
     return block;
 }

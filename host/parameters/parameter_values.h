@@ -44,7 +44,7 @@ private:
 };
 
 /// Reads `( value, .. )` of which no declaration is known: values lie one after another as they come, numbers as
-/// integer or scalar as they are written, names and texts as tags.
-ParameterBlock readUndeclaredParameters(SceneContext& scene);
+/// integer or scalar as they are written, names and texts as tags, whose places `textWords` tells.
+ParameterBlock readUndeclaredParameters(SceneContext& scene, std::vector<int>& textWords);
 
 }  // namespace lumorender

@@ -91,7 +91,10 @@ miTag linkBlocks(SceneContext& scene, const std::vector<miTag>& blocks) {
         const auto* bytes = static_cast<const std::byte*>(scene.database.record(*block));
         std::vector<std::byte> record(bytes, bytes + scene.database.size(*block));
         std::memcpy(record.data() + offsetof(miUserdata, next_data), &next, sizeof next);
-        next = scene.storeBytes({}, miSCENE_USERDATA, record.data(), record.size(), nullptr);
+        auto copy = std::make_unique<DataCopy>();
+        const auto* former = scene.database.detail<DataCopy>(*block);
+        copy->original = former ? former->original : *block;
+        next = scene.storeBytes({}, miSCENE_USERDATA, record.data(), record.size(), std::move(copy));
     }
     return next;
 }

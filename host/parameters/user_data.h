@@ -5,6 +5,11 @@
 
 namespace lumorender {
 
+/// Of a copy that an element has for a chain of its own: the block that the scene named.
+struct DataCopy : Detail {
+    miTag original = 0;
+};
+
 /// Behind `data` at top level: defines a block.
 void readUserData(SceneContext& scene);
 

@@ -29,6 +29,8 @@ public:
     virtual ~SceneActions() = default;
     /// Renders now, from the database as it stands. Returns false where the rest of the file should not be read.
     virtual bool render(const RenderCommand& command) = 0;
+    /// The text has been read to its end. Bodies of phenomena still refer to it.
+    virtual void finishText() {}
 };
 
 class ModuleDeclarations;

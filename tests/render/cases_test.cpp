@@ -163,12 +163,13 @@ public:
         }
     }
 
-private:
+protected:
     void fail(int line, const Part& part, const std::string& what) const {
         ADD_FAILURE_AT(file_.c_str(), line) << what << (part.name.empty() ? "" : "\n  in case " + part.name);
     }
 
-    void check(Part part) {
+    /// Marks and settings give way to what they stand for.
+    static std::vector<Pass> complete(Part& part) {
         part.settings["here"] = LUMO_CASES;
         std::vector<Pass> passes;
         for (const Line& line : part.lines)
@@ -180,8 +181,11 @@ private:
             part.text.erase(mark, 1);
         }
         for (Line& line : part.lines) line.rest = expand(line.rest, part.settings, passes);
+        return passes;
+    }
 
-        render(part, passes);
+    void check(Part part) {
+        render(part, complete(part));
         Formulas known = counted_;
         for (const Line& line : part.lines) try {
                 expectLine(line, part, known);
@@ -190,22 +194,32 @@ private:
             }
     }
 
-    /// Fails when it says more than the case expects, or ends otherwise.
-    void render(const Part& part, const std::vector<Pass>& passes) {
+    static std::vector<std::string> argumentsOf(const Part& part) {
         std::vector<std::string> arguments{"-I", LUMO_CASES};
-        int exitCode = 0;
-        bool mayWarn = false;
         for (const Line& line : part.lines) {
             std::istringstream words(line.rest);
             if (line.word == "arguments")
                 for (std::string word; words >> word;) arguments.push_back(word);
-            if (line.word == "exit") words >> exitCode;
+        }
+        return arguments;
+    }
+
+    static std::string sceneText(const Part& part) {
+        const bool renders = std::regex_search(part.text, std::regex("\nrender "));
+        return part.text + (renders ? "" : "\nrender \"world\" \"cam_i\" \"opt\"\n");
+    }
+
+    /// Fails when it says more than the case expects, or ends otherwise.
+    void render(const Part& part, const std::vector<Pass>& passes) {
+        int exitCode = 0;
+        bool mayWarn = false;
+        for (const Line& line : part.lines) {
+            if (line.word == "exit") exitCode = std::stoi(line.rest);
             mayWarn = mayWarn || line.word == "message" || line.word == "warnings";
         }
         write("camera.mi", cameraText(passes));
         std::filesystem::remove(path("out.exr"));
-        const bool renders = std::regex_search(part.text, std::regex("\nrender "));
-        told_ = renderText(part.text + (renders ? "" : "\nrender \"world\" \"cam_i\" \"opt\"\n"), arguments);
+        told_ = renderText(sceneText(part), argumentsOf(part));
         const bool complains =
             told_.says("probe: not so") || (!mayWarn && (told_.says("warning") || told_.says("error")));
         if (told_.exitCode != exitCode || complains)
@@ -338,6 +352,50 @@ private:
     Outcome told_;
 };
 
+/// Writes scenes back, and what was written once more, which must be the same text. Of each file the first scene that
+/// makes a picture must make it of what was written, too.
+class EchoTest : public CasesTest {
+public:
+    using CasesTest::CasesTest;
+
+    void TestBody() override {
+        bool isRendered = false;
+        for (Part& part : readParts(file_)) try {
+                const auto passes = complete(part);
+                if (std::any_of(part.lines.begin(), part.lines.end(), [](const Line& l) { return l.word == "exit"; }))
+                    continue;
+                write("camera.mi", cameraText(passes));
+                const auto arguments = argumentsOf(part);
+                const Outcome first = echo(sceneText(part), arguments, "first.mi");
+                const Outcome second = echo("$include \"first.mi\"\n", arguments, "second.mi");
+                const bool isSame = contentOf(path("first.mi")) == contentOf(path("second.mi"));
+                if (first.exitCode != 0 || second.exitCode != 0 || !isSame)
+                    fail(0, part, "is written in another way\n" + first.messages + second.messages);
+                if (!isRendered) isRendered = expectSamePicture(part, arguments);
+            } catch (const std::exception& problem) {
+                fail(0, part, problem.what());
+            }
+    }
+
+private:
+    Outcome echo(const std::string& scene, std::vector<std::string> arguments, const std::string& file) const {
+        arguments.insert(arguments.end(), {"-echo", file, "--"});
+        return renderText(scene, arguments);
+    }
+
+    /// False where there is none to compare.
+    bool expectSamePicture(const Part& part, const std::vector<std::string>& arguments) const {
+        std::filesystem::remove(path("out.exr"));
+        if (renderText(sceneText(part), arguments).exitCode != 0 || !exists("out.exr")) return false;
+        const Picture picture(path("out.exr"));
+        std::filesystem::remove(path("out.exr"));
+        const Outcome again = renderText("$include \"first.mi\"\n", arguments);
+        if (!exists("out.exr") || Picture(path("out.exr")) != picture)
+            fail(0, part, "makes another picture when it was written\n" + again.messages);
+        return true;
+    }
+};
+
 /// Files whose names begin with a capital letter are included by others.
 const bool registered = [] {
     for (const auto& entry : std::filesystem::directory_iterator(LUMO_CASES)) {
@@ -346,6 +404,8 @@ const bool registered = [] {
         if (file.extension() != ".mi" || std::isupper(name[0])) continue;
         ::testing::RegisterTest("Cases", name.c_str(), nullptr, nullptr, file.c_str(), 1,
                                 [file]() -> RenderTest* { return new CasesTest(file); });
+        ::testing::RegisterTest("Echo", name.c_str(), nullptr, nullptr, file.c_str(), 1,
+                                [file]() -> RenderTest* { return new EchoTest(file); });
     }
     return true;
 }();

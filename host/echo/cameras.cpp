@@ -1,0 +1,89 @@
+// Cameras with their outputs and frame buffers.
+#include "database/elements.h"
+#include "echo/element_writers.h"
+#include "elements/element_readers.h"
+#include "mi/records.h"
+
+namespace lumorender {
+
+namespace {
+
+void writeSettings(ElementText& out, const FileSettings& file, const char* compression) {
+    if (!file.compression.empty()) {
+        out.add(compression);
+        out.add(Quoted{file.compression});
+    }
+    if (file.quality >= 0) {
+        out.add("quality");
+        out.add(file.quality);
+    }
+    if (file.dpi != 0) {
+        out.add("dpi");
+        out.add(file.dpi);
+    }
+}
+
+void writeFrameBuffer(ElementText& out, const FrameBufferDescription& buffer) {
+    out.statement("framebuffer", Quoted{buffer.name}, "datatype", Quoted{bufferTypeName(buffer.datatype)}, "filtering",
+                  buffer.filtering);
+    if (buffer.primary) out.add("primary on");
+    if (buffer.user) out.add("user on");
+    if (!buffer.filetype.empty()) {
+        out.add("filetype");
+        out.add(Quoted{buffer.filetype});
+    }
+    if (!buffer.filename.empty()) {
+        out.add("filename");
+        out.add(Quoted{buffer.filename});
+    }
+    writeSettings(out, buffer, "compression");
+    if (buffer.dataWindow) out.add("dod on");
+}
+
+void writeOutputFile(ElementText& out, const OutputFile& file) {
+    out.statement("output");
+    if (!file.type.empty()) out.add(Quoted{file.type});
+    out.add(Quoted{file.format});
+    writeSettings(out, file, "compress");
+    if (file.dataWindow) out.add("dod");
+    out.add(Quoted{file.file});
+}
+
+void writeProjection(ElementText& out, const miCamera& camera) {
+    if (!isSameValue(camera.focal, 1.0F)) out.statement("focal", camera.focal);
+    if (camera.orthographic) out.statement("focal infinity");
+    out.statement("aperture", camera.aperture);
+    out.statement("aspect", camera.aspect);
+    out.statement("resolution", camera.x_resolution, camera.y_resolution);
+    const auto& window = camera.window;
+    if (window.xl != 0 || window.yl != 0 || window.xh != 65535 || window.yh != 65535)
+        out.statement("window", window.xl, window.yl, window.xh, window.yh);
+    if (!isSameValue(camera.x_offset, 0.0F) || !isSameValue(camera.y_offset, 0.0F))
+        out.statement("offset", camera.x_offset, camera.y_offset);
+    if (!isSameValue(camera.clip.min, miScalar{kNearestClip}) || !isSameValue(camera.clip.max, miScalar{kFarthestClip}))
+        out.statement("clip", camera.clip.min, camera.clip.max);
+}
+
+}  // namespace
+
+void writeCamera(ElementText& out, miTag tag) {
+    const auto& camera = *out.database.as<miCamera>(tag, miSCENE_CAMERA);
+    out.text += "camera";
+    out.add(Quoted{out.database.name(tag)});
+    if (const auto* buffers = out.database.detail<FrameBufferSet>(camera.buffertag))
+        for (const FrameBufferDescription& buffer : buffers->buffers) writeFrameBuffer(out, buffer);
+    if (const auto* detail = out.database.detail<CameraDetail>(tag)) {
+        for (const OutputFile& file : detail->files) writeOutputFile(out, file);
+        for (const miTag shader : detail->outputShaders) writeSlotStatement(out, "output", shader);
+    }
+    writeProjection(out, camera);
+    if (camera.frame != 0 || !isSameValue(camera.frame_time, 0.0F))
+        out.statement("frame", camera.frame, camera.frame_time);
+    writeSlotStatement(out, "lens", camera.lens);
+    writeSlotStatement(out, "volume", camera.volume);
+    writeSlotStatement(out, "environment", camera.environment);
+    writeDataStatements(out, camera.userdata);
+    out.text += "\nend camera\n";
+}
+
+}  // namespace lumorender

@@ -1,0 +1,101 @@
+// Declarations of shaders, user data and phenomena.
+#include "echo/element_writers.h"
+#include "parameters/declarations.h"
+
+#include <cmath>
+
+namespace lumorender {
+
+namespace {
+
+void writeDefault(ElementText& out, const Parameter& parameter) {
+    if (parameter.defaults.empty()) return;
+    const bool isWord = parameter.type == miTYPE_INTEGER || parameter.type == miTYPE_BOOLEAN;
+    out.add("default");
+    for (const double number : parameter.defaults) {
+        const bool isInteger = isWord && std::abs(number) < 4294967296.0 && number == std::floor(number);
+        if (isInteger && number < 0)
+            out.add(static_cast<int>(number));
+        else if (isInteger)
+            out.add(static_cast<miUint>(number));
+        else
+            out.add(static_cast<float>(number));
+    }
+}
+
+void writeList(ElementText& out, const std::vector<Parameter>& parameters, const char* opening, const char* closing) {
+    out.add(opening);
+    bool isFirst = true;
+    for (const Parameter& parameter : parameters) {
+        if (!isFirst) out.text += ',';
+        isFirst = false;
+        out.line();
+        if (parameter.isArray) out.add("array");
+        out.add(nameOfType(parameter.type));
+        out.add(Quoted{parameter.name});
+        if (parameter.type == miTYPE_STRUCT) writeList(out, parameter.members, "{", "}");
+        if (!parameter.isArray) writeDefault(out, parameter);
+    }
+    out.add(closing);
+}
+
+void writeResult(ElementText& out, const Parameter& result) {
+    out.add(nameOfType(result.type));
+    if (result.type != miTYPE_STRUCT) return;
+    if (!result.name.empty()) out.add(Quoted{result.name});
+    writeList(out, result.members, "{", "}");
+}
+
+/// A phenomenon's body names what it uses, elements around it included, which must be there when it is used.
+void needWhatIsNamed(ElementText& out, std::string_view body) {
+    for (std::size_t begin = body.find('"'); begin != std::string_view::npos;) {
+        const std::size_t end = body.find_first_of("\"\n", begin + 1);
+        if (end == std::string_view::npos) return;
+        const miTag tag = out.database.find(body.substr(begin + 1, end - begin - 1));
+        if (tag) out.needed.push_back(tag);
+        begin = body.find('"', end + 1);
+    }
+}
+
+/// The full name has those of the namespaces before the one that functions are looked up by.
+std::vector<std::string_view> namespacesOf(std::string_view fullName, std::string_view name) {
+    std::vector<std::string_view> spaces;
+    fullName.remove_suffix(fullName.ends_with(name) ? name.size() : 0);
+    for (std::size_t end = fullName.find("::"); end != std::string_view::npos; end = fullName.find("::")) {
+        spaces.push_back(fullName.substr(0, end));
+        fullName.remove_prefix(end + 2);
+    }
+    return spaces;
+}
+
+}  // namespace
+
+void writeDeclaration(ElementText& out, miTag tag) {
+    const auto& declaration = *out.database.detail<Declaration>(tag);
+    const auto spaces = namespacesOf(out.database.name(tag), declaration.name);
+    for (const std::string_view space : spaces) {
+        out.text += "namespace";
+        out.add(Quoted{space});
+        out.text += '\n';
+    }
+    out.text += "declare";
+    out.add(declaration.kind == DeclarationKind::Data     ? "data"
+            : declaration.kind == DeclarationKind::Shader ? "shader"
+                                                          : "phenomenon");
+    if (declaration.kind != DeclarationKind::Data) writeResult(out, declaration.result);
+    out.add(Quoted{declaration.name});
+    writeList(out, declaration.parameters, "(", ")");
+    if (const auto* phenomenon = dynamic_cast<const PhenomenonDeclaration*>(&declaration)) {
+        const std::string_view body(phenomenon->body.begin, phenomenon->body.end);
+        needWhatIsNamed(out, body);
+        out.text += '\n';
+        out.text += body;
+    } else {
+        if (declaration.version != 0) out.statement("version", declaration.version);
+        out.text += "\nend declare";
+    }
+    out.text += '\n';
+    for (std::size_t i = 0; i < spaces.size(); ++i) out.text += "end namespace\n";
+}
+
+}  // namespace lumorender

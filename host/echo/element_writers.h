@@ -1,0 +1,47 @@
+// The writers of all elements: each appends the whole statement to the text, so that reading it makes the same element.
+#pragma once
+
+#include "database/approximation.h"
+#include "database/declaration.h"
+#include "echo/element_text.h"
+
+#include <vector>
+
+namespace lumorender {
+
+void writeDeclaration(ElementText& out, miTag tag);
+void writeShader(ElementText& out, miTag tag);
+void writeOptions(ElementText& out, miTag tag);
+void writeCamera(ElementText& out, miTag tag);
+void writeLight(ElementText& out, miTag tag);
+void writeMaterial(ElementText& out, miTag tag);
+void writeTexture(ElementText& out, miTag tag);
+void writeUserData(ElementText& out, miTag tag);
+void writeLightProfile(ElementText& out, miTag tag);
+void writeObject(ElementText& out, miTag tag);
+void writeInstance(ElementText& out, miTag tag);
+void writeInstanceGroup(ElementText& out, miTag tag);
+
+/// The shaders of a slot: by name, or called in place.
+void writeSlot(ElementText& out, miTag slot);
+
+/// A line with the slot behind its keyword, where it holds a shader.
+void writeSlotStatement(ElementText& out, std::string_view words, miTag slot);
+
+/// `( "name" value, .. )`: what was given, and what differs from the declared default. Without ghosts nothing is known
+/// to have been given.
+void writeParameters(ElementText& out, const std::vector<Parameter>& parameters, const char* values,
+                     const char* ghosts);
+
+/// The statements that give an element its user data.
+void writeDataStatements(ElementText& out, miTag chain);
+
+/// What stands behind the word `approximate`.
+void writeRule(ElementText& out, const ApproximationRule& rule);
+/// A statement for each rule.
+void writeApproximation(ElementText& out, const Approximation& approximation);
+
+/// front, back or both.
+const char* faceWord(int code);
+
+}  // namespace lumorender

@@ -1,0 +1,89 @@
+// Materials, textures and light profiles.
+#include "database/elements.h"
+#include "echo/element_writers.h"
+#include "mi/records.h"
+#include "photometry/light_profile.h"
+
+#include <bit>
+
+namespace lumorender {
+
+void writeMaterial(ElementText& out, miTag tag) {
+    const auto& material = *out.database.as<miMaterial>(tag, miSCENE_MATERIAL);
+    out.text += "material";
+    out.add(Quoted{out.database.name(tag)});
+    if (material.opaque) out.statement("opaque");
+    if (material.shader) out.line();
+    writeSlot(out, material.shader);
+    writeSlotStatement(out, "displace", material.displace);
+    writeSlotStatement(out, "shadow", material.shadow);
+    writeSlotStatement(out, "volume", material.volume);
+    writeSlotStatement(out, "environment", material.environment);
+    writeSlotStatement(out, "contour", material.contour);
+    writeSlotStatement(out, "photon", material.photon);
+    writeSlotStatement(out, "photonvol", material.photonvol);
+    writeSlotStatement(out, "lightmap", material.lightmap);
+    writeSlotStatement(out, "bsdf", material.bsdf);
+    out.text += "\nend material\n";
+}
+
+namespace {
+
+void writePixels(ElementText& out, const TextureDetail& texture) {
+    std::vector<unsigned char> bytes;
+    bytes.reserve(texture.pixels.size() * sizeof(float));
+    for (const float component : texture.pixels) {
+        const auto word = std::bit_cast<std::uint32_t>(component);
+        for (int shift = 24; shift >= 0; shift -= 8) bytes.push_back(static_cast<unsigned char>(word >> shift));
+    }
+    out.add("[");
+    out.add(texture.width);
+    out.add(texture.height);
+    out.add("4 ]");
+    out.bytes(bytes.data(), bytes.size());
+}
+
+}  // namespace
+
+/// Images are named by where they were found, so that the text may lie in another folder than the scene.
+void writeTexture(ElementText& out, miTag tag) {
+    const auto* texture = out.database.detail<TextureDetail>(tag);
+    if (!texture) return;
+    if (texture->local) out.text += "local ";
+    if (texture->filterScale != 0) {
+        out.text += "filter";
+        out.add(texture->filterScale);
+        out.text += ' ';
+    }
+    out.text += texture->components == 1 ? "scalar" : texture->components == 3 ? "vector" : "color";
+    out.add("texture");
+    out.add(Quoted{out.database.name(tag)});
+    if (!texture->pixels.empty()) {
+        writePixels(out, *texture);
+    } else {
+        out.add(Quoted{texture->file});
+        if (texture->width > 0) {
+            out.add("[");
+            out.add(texture->width);
+            out.add(texture->height);
+            out.add(texture->depth);
+            out.add("]");
+        }
+    }
+    out.text += '\n';
+}
+
+void writeLightProfile(ElementText& out, miTag tag) {
+    const auto* profile = out.database.detail<LightProfile>(tag);
+    if (!profile) return;
+    out.text += "lightprofile";
+    out.add(Quoted{out.database.name(tag)});
+    if (profile->format) out.statement("format", profile->format == PhotometricFormat::Ies ? "ies" : "eulumdat");
+    if (!profile->file.empty()) out.statement("file", Quoted{profile->file});
+    if (profile->curve == Curve::Smooth) out.statement("hermite", 3);
+    if (profile->horizontalSteps != 0 || profile->verticalSteps != 0)
+        out.statement("resolution", profile->horizontalSteps, profile->verticalSteps);
+    out.text += "\nend lightprofile\n";
+}
+
+}  // namespace lumorender

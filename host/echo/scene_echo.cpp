@@ -1,0 +1,178 @@
+#include "echo/scene_echo.h"
+
+#include "database/declaration.h"
+#include "echo/element_writers.h"
+#include "mi/records.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <functional>
+
+namespace lumorender {
+
+namespace {
+
+/// What this host knows by name only.
+void writeEmpty(ElementText& out, const char* word, miTag tag) {
+    out.text += word;
+    out.add(Quoted{out.database.name(tag)});
+    out.text += "\nend";
+    out.add(word);
+    out.text += '\n';
+}
+
+void writeElement(ElementText& out, miTag tag) {
+    switch (out.database.type(tag)) {
+        case miSCENE_FUNCTION_DECL: return writeDeclaration(out, tag);
+        case miSCENE_FUNCTION:
+        case miSCENE_FLIST: return writeShader(out, tag);
+        case miSCENE_OPTIONS: return writeOptions(out, tag);
+        case miSCENE_CAMERA: return writeCamera(out, tag);
+        case miSCENE_LIGHT: return writeLight(out, tag);
+        case miSCENE_MATERIAL: return writeMaterial(out, tag);
+        case miSCENE_IMAGE: return writeTexture(out, tag);
+        case miSCENE_USERDATA: return writeUserData(out, tag);
+        case miSCENE_LIGHTPROFILE: return writeLightProfile(out, tag);
+        case miSCENE_OBJECT: return writeObject(out, tag);
+        case miSCENE_INSTANCE: return writeInstance(out, tag);
+        case miSCENE_GROUP: return writeInstanceGroup(out, tag);
+        case miSCENE_COLORPROFILE: return writeEmpty(out, "colorprofile", tag);
+        case miSCENE_SPECTRUM: return writeEmpty(out, "spectrum", tag);
+        case miSCENE_ASSEMBLY: return writeEmpty(out, "assembly", tag);
+        default: break;
+    }
+}
+
+bool isNumber(std::string_view text) {
+    return !text.empty() && text.find_first_not_of("0123456789") == std::string_view::npos;
+}
+
+}  // namespace
+
+SceneEcho::SceneEcho(const Database& database, const Modules& modules, const std::filesystem::path& file)
+    : database_(database), modules_(modules), file_(file) {}
+
+void SceneEcho::render(const RenderCommand& command) {
+    writeChanges({command.options, command.cameraInstance, command.rootGroup});
+    ElementText text(database_);
+    text.text = "\nrender";
+    for (const miTag tag : {command.rootGroup, command.cameraInstance, command.options}) text.add(Name{tag});
+    file_.write(text.text + "\n");
+}
+
+void SceneEcho::rest() { writeChanges({}); }
+
+void SceneEcho::writeChanges(const std::vector<miTag>& first) {
+    writeLinks();
+    writeDeletions();
+    collectPhenomena();
+    visited_.clear();
+    // Instances are laid out by the options that were read last, so options come first.
+    for (miTag tag = 1; tag < database_.end(); ++tag)
+        if (database_.type(tag) == miSCENE_OPTIONS) visit(tag);
+    for (const miTag tag : first) {
+        visit(tag);
+        visitAll();
+    }
+    // Then what no render needs, as far as it has a name. Declarations are left out where nothing uses them.
+    for (miTag tag = 1; tag < database_.end(); ++tag) {
+        if (database_.type(tag) == miSCENE_FUNCTION_DECL || isInBody(database_.name(tag))) continue;
+        visit(tag);
+        visitAll();
+    }
+    file_.write(groups_);
+    groups_.clear();
+}
+
+void SceneEcho::writeLinks() {
+    for (const std::filesystem::path& file : modules_.linkedNames()) {
+        const auto& folders = modules_.searchPath;
+        const bool isSearched = std::find(folders.begin(), folders.end(), file.parent_path()) != folders.end();
+        const std::string name = (isSearched ? file.filename() : file).string();
+        if (!links_.insert(name).second) continue;
+        ElementText text(database_);
+        text.text = "link";
+        text.add(Quoted{name});
+        file_.write(text.text + "\n");
+    }
+}
+
+void SceneEcho::writeDeletions() {
+    std::erase_if(written_, [this](const auto& entry) {
+        if (database_.type(entry.first) != miSCENE_NONE) return false;
+        ElementText text(database_);
+        text.text = "delete";
+        text.add(Quoted{entry.second.name});
+        file_.write(text.text + "\n");
+        return true;
+    });
+}
+
+void SceneEcho::collectPhenomena() {
+    for (miTag tag = 1; tag < database_.end(); ++tag)
+        if (const auto* declaration = database_.detail<Declaration>(tag))
+            if (declaration->kind == DeclarationKind::Phenomenon) phenomena_.insert(declaration->name);
+}
+
+/// Elements of a phenomenon's body have names of the form "PHENOMENON 3::x". The phenomenon's use makes them again.
+bool SceneEcho::isInBody(std::string_view name) const {
+    for (std::size_t end = name.find("::"); end != std::string_view::npos; end = name.find("::")) {
+        const std::string_view space = name.substr(0, end);
+        const std::size_t blank = std::min(space.rfind(' '), space.size());
+        if (phenomena_.contains(space.substr(0, blank)) && isNumber(space.substr(std::min(blank + 1, space.size()))))
+            return true;
+        name.remove_prefix(end + 2);
+    }
+    return false;
+}
+
+void SceneEcho::visit(miTag tag) {
+    if (database_.name(tag).empty() || database_.type(tag) == miSCENE_NONE || !visited_.insert(tag).second) return;
+    ElementText element(database_);
+    writeElement(element, tag);
+    for (const miTag needed : element.needed) visit(needed);
+    emit(tag, element);
+    waiting_.insert(waiting_.end(), element.mentioned.begin(), element.mentioned.end());
+}
+
+void SceneEcho::visitAll() {
+    while (!waiting_.empty()) {
+        const miTag tag = waiting_.front();
+        waiting_.pop_front();
+        visit(tag);
+    }
+}
+
+void SceneEcho::emit(miTag tag, const ElementText& element) {
+    Written& written = written_[tag];
+    const std::size_t hash = std::hash<std::string>()(element.text);
+    if (written.hash == hash && !written.name.empty()) return;
+    written = {std::string(database_.name(tag)), hash};
+    const int type = database_.type(tag);
+    if (type == miSCENE_GROUP) {
+        groups_ += element.text;
+        return;
+    }
+    if (const auto* options = database_.as<miOptions>(tag, miSCENE_OPTIONS)) inheritance_ = options->inh_funcdecl;
+    if (type == miSCENE_INSTANCE) followInheritance(tag);
+    file_.write(element.text);
+}
+
+/// Options that are opened and closed again make their inheritance function the one that counts.
+void SceneEcho::followInheritance(miTag instance) {
+    const auto& record = *database_.as<miInstance>(instance, miSCENE_INSTANCE);
+    if (record.param_size == 0 || record.param_decl == inheritance_) return;
+    for (miTag tag = 1; tag < database_.end(); ++tag) {
+        const auto* options = database_.as<miOptions>(tag, miSCENE_OPTIONS);
+        if (!options || options->inh_funcdecl != record.param_decl || !written_.contains(tag)) continue;
+        inheritance_ = options->inh_funcdecl;
+        ElementText text(database_);
+        text.text = "incremental options";
+        text.add(Quoted{database_.name(tag)});
+        file_.write(text.text + " end options\n");
+        return;
+    }
+}
+
+}  // namespace lumorender
