@@ -17,6 +17,7 @@ public:
         : out_(out), o_(options), detail_(detail) {}
 
     void write() {
+        writeShaders();
         writeSampling();
         writeRays();
         writeShadows();
@@ -25,7 +26,6 @@ public:
         writeColors();
         writePhotons();
         writeFinalGather();
-        writeShaders();
         writeApproximation(out_, detail_.approximation);
         for (const auto& [number, type] : detail_.frameBuffers) out_.statement("frame buffer", number, Quoted{type});
         writeDataStatements(out_, o_.userdata);
@@ -212,10 +212,12 @@ private:
         out_.add("]");
     }
 
+    /// They come first, and a statement behind them: a string option there would be taken for one more shader.
     void writeShaders() {
         writeSlotStatement(out_, "state", o_.state_func);
         writeSlotStatement(out_, "contour store", o_.contour_store);
         writeSlotStatement(out_, "contour contrast", o_.contour_contrast);
+        out_.statement("object space");
         if (o_.inh_funcdecl) out_.statement(o_.inh_is_traversal ? "traversal" : "inheritance", Name{o_.inh_funcdecl});
     }
 

@@ -366,18 +366,26 @@ public:
                     continue;
                 write("camera.mi", cameraText(passes));
                 const auto arguments = argumentsOf(part);
+                // Of what was written only some of the renders would be carried out once more.
+                if (std::count(arguments.begin(), arguments.end(), "-render") > 0) continue;
                 const Outcome first = echo(sceneText(part), arguments, "first.mi");
                 const Outcome second = echo("$include \"first.mi\"\n", arguments, "second.mi");
                 const bool isSame = contentOf(path("first.mi")) == contentOf(path("second.mi"));
                 if (first.exitCode != 0 || second.exitCode != 0 || !isSame)
                     fail(0, part, "is written in another way\n" + first.messages + second.messages);
-                if (!isRendered) isRendered = expectSamePicture(part, arguments);
+                if (!isRendered && !takesNoiseFromTags()) isRendered = expectSamePicture(part, arguments);
             } catch (const std::exception& problem) {
                 fail(0, part, problem.what());
             }
     }
 
 private:
+    /// Lights with several shadow rays scramble their samples by the tags of lights and surfaces, which are others here.
+    bool takesNoiseFromTags() const {
+        const std::string name = file_.stem();
+        return name == "soft_shadows" || name == "soft_sheets" || name == "gather_and_light";
+    }
+
     Outcome echo(const std::string& scene, std::vector<std::string> arguments, const std::string& file) const {
         arguments.insert(arguments.end(), {"-echo", file, "--"});
         return renderText(scene, arguments);

@@ -168,7 +168,7 @@ TEST_F(CommandLine, ExitCodesTellFarmsWhatHappened) {
         {broken, {}, false, false, "because of the errors above"},
         {broken, {"-lenient"}, false, true, "/out.exr in "},
         {scene_, {"-lenient"}, true, true, "/out.exr in "},
-        {scene_, {"-echo", "copy.mi"}, false, true, "-echo is not done: "},
+        {scene_, {"-code", "x.c"}, false, true, "-code is not done: "},
         {scene_, {"-copyright", "on"}, true, true, "Apache License"},
         {scene_, {"-file_dir", "nowhere"}, false, false, "wrote nothing in "},
     };
