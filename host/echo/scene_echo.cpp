@@ -66,21 +66,15 @@ void SceneEcho::rest() { writeChanges({}); }
 void SceneEcho::writeChanges(const std::vector<miTag>& first) {
     writeLinks();
     writeDeletions();
-    collectPhenomena();
+    collectNames();
     visited_.clear();
     // Instances are laid out by the options that were read last, so options come first.
-    for (miTag tag = 1; tag < database_.end(); ++tag)
+    for (const auto& [name, tag] : names_)
         if (database_.type(tag) == miSCENE_OPTIONS) visit(tag);
-    for (const miTag tag : first) {
-        visit(tag);
-        visitAll();
-    }
-    // Then what no render needs, as far as it has a name. Declarations are left out where nothing uses them.
-    for (miTag tag = 1; tag < database_.end(); ++tag) {
-        if (database_.type(tag) == miSCENE_FUNCTION_DECL || isInBody(database_.name(tag))) continue;
-        visit(tag);
-        visitAll();
-    }
+    for (const miTag tag : first) visitWithMentioned(tag);
+    // Then what no render needs. Declarations are left out where nothing uses them.
+    for (const auto& [name, tag] : names_)
+        if (database_.type(tag) != miSCENE_FUNCTION_DECL && !isInBody(name)) visitWithMentioned(tag);
     file_.write(groups_);
     groups_.clear();
 }
@@ -98,21 +92,27 @@ void SceneEcho::writeLinks() {
     }
 }
 
+/// A name that another element has now was deleted as well: what named the former one knows nothing of the other.
 void SceneEcho::writeDeletions() {
     std::erase_if(written_, [this](const auto& entry) {
-        if (database_.type(entry.first) != miSCENE_NONE) return false;
+        const auto& [name, written] = entry;
+        if (database_.find(name) == written.tag) return false;
         ElementText text(database_);
         text.text = "delete";
-        text.add(Quoted{entry.second.name});
+        text.add(Quoted{name});
         file_.write(text.text + "\n");
         return true;
     });
 }
 
-void SceneEcho::collectPhenomena() {
-    for (miTag tag = 1; tag < database_.end(); ++tag)
-        if (const auto* declaration = database_.detail<Declaration>(tag))
-            if (declaration->kind == DeclarationKind::Phenomenon) phenomena_.insert(declaration->name);
+void SceneEcho::collectNames() {
+    names_.clear();
+    for (miTag tag = 1; tag < database_.end(); ++tag) {
+        const std::string_view name = database_.name(tag);
+        if (!name.empty() && database_.type(tag) != miSCENE_NONE) names_.emplace(name, tag);
+        const auto* declaration = database_.detail<Declaration>(tag);
+        if (declaration && declaration->kind == DeclarationKind::Phenomenon) phenomena_.insert(declaration->name);
+    }
 }
 
 /// Elements of a phenomenon's body have names of the form "PHENOMENON 3::x". The phenomenon's use makes them again.
@@ -136,19 +136,20 @@ void SceneEcho::visit(miTag tag) {
     waiting_.insert(waiting_.end(), element.mentioned.begin(), element.mentioned.end());
 }
 
-void SceneEcho::visitAll() {
+void SceneEcho::visitWithMentioned(miTag tag) {
+    visit(tag);
     while (!waiting_.empty()) {
-        const miTag tag = waiting_.front();
+        const miTag next = waiting_.front();
         waiting_.pop_front();
-        visit(tag);
+        visit(next);
     }
 }
 
 void SceneEcho::emit(miTag tag, const ElementText& element) {
-    Written& written = written_[tag];
+    Written& written = written_[std::string(database_.name(tag))];
     const std::size_t hash = std::hash<std::string>()(element.text);
-    if (written.hash == hash && !written.name.empty()) return;
-    written = {std::string(database_.name(tag)), hash};
+    if (written.hash == hash && written.tag == tag) return;
+    written = {tag, hash};
     const int type = database_.type(tag);
     if (type == miSCENE_GROUP) {
         groups_ += element.text;
@@ -163,13 +164,13 @@ void SceneEcho::emit(miTag tag, const ElementText& element) {
 void SceneEcho::followInheritance(miTag instance) {
     const auto& record = *database_.as<miInstance>(instance, miSCENE_INSTANCE);
     if (record.param_size == 0 || record.param_decl == inheritance_) return;
-    for (miTag tag = 1; tag < database_.end(); ++tag) {
+    for (const auto& [name, tag] : names_) {
         const auto* options = database_.as<miOptions>(tag, miSCENE_OPTIONS);
-        if (!options || options->inh_funcdecl != record.param_decl || !written_.contains(tag)) continue;
+        if (!options || options->inh_funcdecl != record.param_decl || !written_.contains(name)) continue;
         inheritance_ = options->inh_funcdecl;
         ElementText text(database_);
         text.text = "incremental options";
-        text.add(Quoted{database_.name(tag)});
+        text.add(Quoted{name});
         file_.write(text.text + " end options\n");
         return;
     }

@@ -31,17 +31,17 @@ public:
 
 private:
     struct Written {
-        std::string name;
+        miTag tag = miNULLTAG;
         std::size_t hash = 0;
     };
 
     void writeChanges(const std::vector<miTag>& first);
     void writeLinks();
     void writeDeletions();
-    void collectPhenomena();
+    void collectNames();
     bool isInBody(std::string_view name) const;
     void visit(miTag tag);
-    void visitAll();
+    void visitWithMentioned(miTag tag);
     void emit(miTag tag, const ElementText& element);
     void followInheritance(miTag instance);
 
@@ -49,10 +49,12 @@ private:
     const Modules& modules_;
     WholeFile file_;
     std::set<std::string> links_;
-    std::map<miTag, Written> written_;
+    std::map<std::string, Written, std::less<>> written_;
     std::set<miTag> visited_;    ///< since the last render command
     std::deque<miTag> waiting_;  ///< named by what has been visited, and may stand behind that
     std::string groups_;         ///< they stand last: they only name instances, and nothing needs them before
+    /// All elements that have one, in the order of the names: tags are others when the text is read.
+    std::map<std::string_view, miTag> names_;
     std::set<std::string, std::less<>> phenomena_;  ///< names of their declarations
     miTag inheritance_ = miNULLTAG;  ///< by which the reader of the file lays out parameters of instances here
 };
