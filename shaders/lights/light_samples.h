@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <initializer_list>
 #include <numbers>
+#include <utility>
 
 #include <shader.h>
 
@@ -38,19 +39,20 @@ class LightSamples {
 public:
     /* For one sample of a light with so many rays. Where eye rays end, the samples that the renderer numbers go on with
      * one sequence in all of the pixel, so that together they cover the light evenly. Of other points one eye sample
-     * may have many, which must not repeat each other: they are told apart by where they are. */
-    LightSamples(const miState* state, std::uint32_t rays) {
+     * may have many, which must not repeat each other: they are told apart by where they are. Lights are told apart by
+     * their place among what the sample asks for, not by tags, which are others when the same scene is read otherwise.
+     */
+    LightSamples(miState* state, std::uint32_t rays) {
         if (state->qmc_instance != 0 && state->parent && isEndOfEyeRay(*state->parent)) {
             first_ = state->qmc_instance * rays;
             stir(std::floor(state->raster_x));
             stir(std::floor(state->raster_y));
-            stir(state->parent->instance);
         } else {
             for (const miScalar word :
                  {state->raster_x, state->raster_y, state->point.x, state->point.y, state->point.z, state->time})
                 stir(word);
         }
-        stir(state->light_instance);
+        stir(static_cast<miScalar>(numberOfPlace(state)));
         stir(static_cast<std::uint32_t>(state->count));
     }
 
@@ -62,6 +64,17 @@ public:
     }
 
 private:
+    /* What the renderer draws first in the state: another number for each light that a point asks for, and, without the
+     * number of the sample, the same in all samples of a pixel. */
+    static double numberOfPlace(miState* state) {
+        const miUint sample = std::exchange(state->qmc_instance, 0);
+        double number = 0;
+        int taken = 0;
+        mi_sample(&number, &taken, state, 1, nullptr);
+        state->qmc_instance = sample;
+        return number;
+    }
+
     /* Light below surfaces is asked for elsewhere, with the state of the ray that met the surface. */
     static bool isEndOfEyeRay(const miState& lit) {
         constexpr double kNear = 1e-3;

@@ -186,9 +186,10 @@ FORWARD(miScalar, ambient_occlusion, (miState * s, miAmboccl_options* o, miVecto
 FORWARD(miBoolean, lookup_color_texture, (miColor * c, miState* s, miTag t, miVector* at),
         lighting.colorTexture(c, s, t, at))
 
-miBoolean mi_sample(double* point, int* instance, miState*, miUshort dimensions, const miUint* count) {
+// Single points are where the state's spare word says.
+miBoolean mi_sample(double* point, int* instance, miState* state, miUshort dimensions, const miUint* count) {
     if (count && static_cast<miUint>(*instance) >= *count) return miFALSE;
-    std::fill_n(point, dimensions, (*instance + 0.5) / (count ? *count : 1));
+    std::fill_n(point, dimensions, count ? (*instance + 0.5) / *count : 0.5 + state->pad / 64.0);
     ++*instance;
     return miTRUE;
 }
