@@ -25,7 +25,7 @@ void writeInstanceGroup(ElementText& out, miTag tag);
 /// The shaders of a slot: by name, or called in place.
 void writeSlot(ElementText& out, miTag slot);
 
-/// A line with the slot behind its keyword, where it holds a shader.
+/// A line with the slot behind its keyword, if it has one, where it holds a shader.
 void writeSlotStatement(ElementText& out, std::string_view words, miTag slot);
 
 /// `( "name" value, .. )`: what was given, and what differs from the declared default. Without ghosts nothing is known

@@ -49,8 +49,7 @@ void writeLight(ElementText& out, miTag tag) {
     const auto& light = *out.database.as<miLight>(tag, miSCENE_LIGHT);
     out.text += "light";
     out.add(Quoted{out.database.name(tag)});
-    if (light.shader) out.line();
-    writeSlot(out, light.shader);
+    writeSlotStatement(out, "", light.shader);
     const bool isDistant = light.type == miLIGHT_DIRECTION;
     if (!isDistant || light.dirlight_has_org) out.statement("origin", light.origin);
     if (light.type != miLIGHT_ORIGIN) out.statement("direction", light.direction);

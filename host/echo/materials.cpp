@@ -13,8 +13,7 @@ void writeMaterial(ElementText& out, miTag tag) {
     out.text += "material";
     out.add(Quoted{out.database.name(tag)});
     if (material.opaque) out.statement("opaque");
-    if (material.shader) out.line();
-    writeSlot(out, material.shader);
+    writeSlotStatement(out, "", material.shader);
     writeSlotStatement(out, "displace", material.displace);
     writeSlotStatement(out, "shadow", material.shadow);
     writeSlotStatement(out, "volume", material.volume);

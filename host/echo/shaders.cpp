@@ -39,7 +39,7 @@ void writeSlot(ElementText& out, miTag slot) {
 void writeSlotStatement(ElementText& out, std::string_view words, miTag slot) {
     const int type = out.database.type(slot);
     if (type != miSCENE_FUNCTION && type != miSCENE_FLIST) return;
-    out.statement(words);
+    words.empty() ? out.line() : out.statement(words);
     writeSlot(out, slot);
 }
 

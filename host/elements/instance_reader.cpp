@@ -145,6 +145,7 @@ void InstanceReader::readTransform() {
 }
 
 void InstanceReader::readMotion() {
+    narrow(M44d(), instance.motion_transform);
     detail.motionOff = in.accept("off");
     if (detail.motionOff) {
         detail.hasMotionTransform = false;

@@ -163,7 +163,7 @@ public:
         }
     }
 
-protected:
+private:
     void fail(int line, const Part& part, const std::string& what) const {
         ADD_FAILURE_AT(file_.c_str(), line) << what << (part.name.empty() ? "" : "\n  in case " + part.name);
     }
@@ -192,6 +192,7 @@ protected:
             } catch (const std::exception& problem) {
                 fail(line.number, part, problem.what());
             }
+        if (told_.exitCode == 0) expectEchoed(part);
     }
 
     static std::vector<std::string> argumentsOf(const Part& part) {
@@ -227,6 +228,27 @@ protected:
         picture_ = nullptr;
         if (!exists("out.exr")) return;
         picture_ = &pictures_.insert_or_assign(part.name, Picture(path("out.exr"))).first->second;
+    }
+
+    Outcome echo(const std::string& scene, std::vector<std::string> arguments, const std::string& file) const {
+        arguments.insert(arguments.end(), {"-echo", file, "--"});
+        return renderText(scene, arguments);
+    }
+
+    /// The scene as it is written back makes the same pictures, all of them, and is written as the same text.
+    void expectEchoed(const Part& part) {
+        const auto arguments = argumentsOf(part);
+        const auto pictures = takeFiles();
+        const Outcome first = echo(sceneText(part), arguments, "first.mi");
+        // What was written has only those render commands that were carried out, under other numbers.
+        auto others = arguments;
+        const auto selected = std::find(others.begin(), others.end(), "-render");
+        if (selected != others.end()) others.erase(selected, selected + 2);
+        const Outcome second = echo("$include \"first.mi\"\n", others, "second.mi");
+        const Outcome again = renderText("$include \"first.mi\"\n", others);
+        if (first.exitCode != 0 || contentOf(path("first.mi")) != contentOf(path("second.mi")))
+            fail(0, part, "is written in another way\n" + first.messages + second.messages);
+        if (takeFiles() != pictures) fail(0, part, "makes other pictures when it was written\n" + again.messages);
     }
 
     void expectLine(const Line& line, const Part& part, Formulas& known) {
@@ -352,58 +374,6 @@ protected:
     Outcome told_;
 };
 
-/// Writes scenes back, and what was written once more, which must be the same text. Of each file the first scene that
-/// makes a picture must make it of what was written, too.
-class EchoTest : public CasesTest {
-public:
-    using CasesTest::CasesTest;
-
-    void TestBody() override {
-        bool isRendered = false;
-        for (Part& part : readParts(file_)) try {
-                const auto passes = complete(part);
-                if (std::any_of(part.lines.begin(), part.lines.end(), [](const Line& l) { return l.word == "exit"; }))
-                    continue;
-                write("camera.mi", cameraText(passes));
-                const auto arguments = argumentsOf(part);
-                // Of what was written only some of the renders would be carried out once more.
-                if (std::count(arguments.begin(), arguments.end(), "-render") > 0) continue;
-                const Outcome first = echo(sceneText(part), arguments, "first.mi");
-                const Outcome second = echo("$include \"first.mi\"\n", arguments, "second.mi");
-                const bool isSame = contentOf(path("first.mi")) == contentOf(path("second.mi"));
-                if (first.exitCode != 0 || second.exitCode != 0 || !isSame)
-                    fail(0, part, "is written in another way\n" + first.messages + second.messages);
-                if (!isRendered && !takesNoiseFromTags()) isRendered = expectSamePicture(part, arguments);
-            } catch (const std::exception& problem) {
-                fail(0, part, problem.what());
-            }
-    }
-
-private:
-    /// Lights with several shadow rays scramble their samples by the tags of lights and surfaces, which are others here.
-    bool takesNoiseFromTags() const {
-        const std::string name = file_.stem();
-        return name == "soft_shadows" || name == "soft_sheets" || name == "gather_and_light";
-    }
-
-    Outcome echo(const std::string& scene, std::vector<std::string> arguments, const std::string& file) const {
-        arguments.insert(arguments.end(), {"-echo", file, "--"});
-        return renderText(scene, arguments);
-    }
-
-    /// False where there is none to compare.
-    bool expectSamePicture(const Part& part, const std::vector<std::string>& arguments) const {
-        std::filesystem::remove(path("out.exr"));
-        if (renderText(sceneText(part), arguments).exitCode != 0 || !exists("out.exr")) return false;
-        const Picture picture(path("out.exr"));
-        std::filesystem::remove(path("out.exr"));
-        const Outcome again = renderText("$include \"first.mi\"\n", arguments);
-        if (!exists("out.exr") || Picture(path("out.exr")) != picture)
-            fail(0, part, "makes another picture when it was written\n" + again.messages);
-        return true;
-    }
-};
-
 /// Files whose names begin with a capital letter are included by others.
 const bool registered = [] {
     for (const auto& entry : std::filesystem::directory_iterator(LUMO_CASES)) {
@@ -412,8 +382,6 @@ const bool registered = [] {
         if (file.extension() != ".mi" || std::isupper(name[0])) continue;
         ::testing::RegisterTest("Cases", name.c_str(), nullptr, nullptr, file.c_str(), 1,
                                 [file]() -> RenderTest* { return new CasesTest(file); });
-        ::testing::RegisterTest("Echo", name.c_str(), nullptr, nullptr, file.c_str(), 1,
-                                [file]() -> RenderTest* { return new EchoTest(file); });
     }
     return true;
 }();

@@ -20,6 +20,7 @@
 #include <fstream>
 #include <iostream>
 #include <iterator>
+#include <set>
 #include <thread>
 
 namespace rendertest {
@@ -238,6 +239,33 @@ Outcome RenderTest::renderText(const std::string& scene, const std::vector<std::
     all.insert(all.end(), arguments.begin(), arguments.end());
     all.emplace_back("scene.mi");
     return run(all);
+}
+
+/// As they are stored, without what the header says.
+static std::string pixelsOf(const std::filesystem::path& file) {
+    const auto input = OIIO::ImageInput::open(file.string());
+    if (!input) return contentOf(file);
+    const OIIO::ImageSpec& spec = input->spec();
+    std::string pixels(spec.image_bytes(true), '\0');
+    if (!input->read_image(0, 0, 0, spec.nchannels, OIIO::TypeUnknown, pixels.data())) return "unreadable";
+    return fmt::format("{} {} {} ", spec.width, spec.height, spec.format.c_str()) + pixels;
+}
+
+RenderTest::Files RenderTest::takeFiles() const {
+    static const std::set<std::string> own{"stdin", "stdout", "stderr"};
+    Files taken;
+    const std::filesystem::directory_iterator begin(folder_), end;
+    for (const auto& entry : std::vector<std::filesystem::directory_entry>(begin, end)) {
+        const std::filesystem::path& file = entry.path();
+        const std::string name = file.filename();
+        if (file.extension() == ".mi" || own.contains(name) || entry.is_directory()) continue;
+        if (file.extension() == ".exr")
+            taken.pictures.emplace(name, file);
+        else
+            taken.others.emplace(name, pixelsOf(file));
+        std::filesystem::remove(file);
+    }
+    return taken;
 }
 
 void RenderTest::write(const std::string& name, const std::string& content) const {

@@ -81,6 +81,15 @@ protected:
     /// Writes the scene to scene.mi and renders it, with the module and include folders and further arguments.
     Outcome renderText(const std::string& scene, const std::vector<std::string>& arguments = {}) const;
 
+    /// What was written, scenes left out: EXR files, and of other files their pixels, or bytes where they have none.
+    struct Files {
+        std::map<std::string, Picture> pictures;
+        std::map<std::string, std::string> others;
+        bool operator==(const Files&) const = default;
+    };
+    /// Those of the folder. Afterwards they are there no more.
+    Files takeFiles() const;
+
     void write(const std::string& name, const std::string& content) const;
     std::filesystem::path path(const std::string& name) const { return folder_ / name; }
     bool exists(const std::string& name) const { return std::filesystem::exists(path(name)); }

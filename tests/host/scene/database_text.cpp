@@ -1,0 +1,314 @@
+#include "tests/host/scene/database_text.h"
+
+#include "database/declaration.h"
+#include "database/elements.h"
+#include "mi/records.h"
+#include "parameters/user_data.h"
+#include "photometry/light_profile.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cstring>
+#include <iterator>
+#include <map>
+#include <string_view>
+#include <type_traits>
+
+namespace lumorender {
+namespace {
+
+class DatabaseText {
+public:
+    explicit DatabaseText(const Database& database) : database_(database) {}
+
+    std::string all() {
+        std::map<std::string_view, miTag> names;
+        for (miTag tag = 1; tag < database_.end(); ++tag)
+            if (!database_.name(tag).empty() && database_.type(tag) != miSCENE_NONE &&
+                database_.type(tag) != miSCENE_FUNCTION_DECL)
+                names.emplace(database_.name(tag), tag);
+        for (const auto& [name, tag] : names) {
+            put("\n\"", name, "\" ");
+            element(tag);
+        }
+        return std::move(text_);
+    }
+
+private:
+    const Database& database_;
+    std::string text_;
+
+    template <class... Parts>
+    void put(const Parts&... parts) {
+        (fmt::format_to(std::back_inserter(text_), "{}", parts), ...);
+    }
+
+    template <class Value>
+    void show(const Value& value) {
+        if constexpr (std::is_convertible_v<const Value&, std::string_view>)
+            put('"', std::string_view(value), "\" ");
+        else if constexpr (std::is_floating_point_v<Value>)
+            fmt::format_to(std::back_inserter(text_), "{} ", value);
+        else if constexpr (std::is_enum_v<Value>)
+            put(static_cast<int>(value), ' ');
+        else if constexpr (std::is_arithmetic_v<Value>)
+            put(+value, ' ');
+        else if constexpr (requires { value.valueless_by_exception(); })
+            put(value.index(), ':'), std::visit([this](const auto& held) { show(held); }, value);
+        else if constexpr (requires { value.second; })
+            show(value.first), show(value.second);
+        else if constexpr (requires { value.z; })
+            show(value.x), show(value.y), show(value.z);
+        else if constexpr (requires { value.has_value(); })
+            value ? show(*value) : put("- ");
+        else if constexpr (requires { std::begin(value); }) {
+            put("[ ");
+            for (const auto& each : value) show(each);
+            put("] ");
+        } else
+            parts(value);
+    }
+    template <class... Values>
+    void showAll(const Values&... values) {
+        (show(values), ...);
+    }
+
+    void name(miTag tag) {
+        if (!database_.name(tag).empty())
+            put('"', database_.name(tag), "\" ");
+        else if (database_.type(tag) == miSCENE_NONE)  // never was one, or was deleted
+            put("0 ");
+        else
+            element(tag);
+    }
+    void names(const std::vector<miTag>& tags) {
+        put("[ ");
+        for (const miTag tag : tags) name(tag);
+        put("] ");
+    }
+
+    /// What these members name, and where the rest of the record is not 0, its bytes.
+    template <class Record, class... Tags>
+    void record(const Record& original, Tags Record::*... tags) {
+        Record rest = original;
+        ((name(rest.*tags), rest.*tags = 0), ...);
+        bytes(reinterpret_cast<const unsigned char*>(&rest), sizeof rest);
+    }
+    void bytes(const unsigned char* values, std::size_t count) {
+        for (std::size_t i = 0; i < count; i += 4) {
+            std::uint32_t word = 0;
+            std::memcpy(&word, values + i, std::min<std::size_t>(4, count - i));
+            if (word != 0) fmt::format_to(std::back_inserter(text_), "{}:{:x} ", i, word);
+        }
+    }
+
+    void element(miTag tag) {
+        const int type = database_.type(tag);
+        put('{', type, ' ');
+        switch (type) {
+            case miSCENE_STRING: show(database_.string(tag)); break;
+            case miSCENE_FUNCTION: function(tag); break;
+            case miSCENE_FLIST: names(database_.detail<FunctionList>(tag)->functions); break;
+            case miSCENE_USERDATA: userData(tag); break;
+            case miSCENE_OPTIONS: options(tag); break;
+            case miSCENE_CAMERA: camera(tag); break;
+            case miSCENE_LIGHT: light(*database_.as<miLight>(tag, type)); break;
+            case miSCENE_MATERIAL:
+                record(*database_.as<miMaterial>(tag, type), &miMaterial::shader, &miMaterial::displace,
+                       &miMaterial::shadow, &miMaterial::volume, &miMaterial::environment, &miMaterial::contour,
+                       &miMaterial::photon, &miMaterial::photonvol, &miMaterial::lightmap, &miMaterial::bsdf);
+                break;
+            case miSCENE_IMAGE: show(*database_.detail<TextureDetail>(tag)); break;
+            case miSCENE_LIGHTPROFILE: show(*database_.detail<LightProfile>(tag)); break;
+            case miSCENE_OBJECT: object(tag); break;
+            case miSCENE_INSTANCE: instance(tag); break;
+            case miSCENE_GROUP: names(database_.detail<GroupDetail>(tag)->instances); break;
+            case miSCENE_FUNCTION_DECL: put(database_.name(tag), ' ', declarationOf(tag)->signature); break;
+            default: break;
+        }
+        put("} ");
+    }
+
+    const Declaration* declarationOf(miTag tag) const { return database_.detail<Declaration>(tag); }
+
+    void function(miTag tag) {
+        if (const auto* member = database_.detail<MemberConnection>(tag)) {
+            name(member->source);
+            return showAll(member->offset, member->size);
+        }
+        const auto& function = *database_.as<miFunction>(tag, miSCENE_FUNCTION);
+        name(function.interfacephen);
+        showAll(int(function.type), function.parameter_size, function.result_size, function.ghost_offs,
+                function.has_connections, function.no_expl_params, function.label);
+        if (const auto* use = database_.detail<PhenomenonInstance>(tag)) name(use->root);
+        block(function.function_decl, function.parameters, function.parameter_size, function.ghost_offs);
+    }
+
+    void userData(miTag tag) {
+        const auto& data = *database_.as<miUserdata>(tag, miSCENE_USERDATA);
+        show(data.label);
+        if (const auto* copy = database_.detail<DataCopy>(tag)) name(copy->original);
+        block(data.data_decl, data.parameters, data.parameter_size, 0);
+        if (data.next_data) name(data.next_data);
+    }
+
+    /// Values, and, so many bytes behind each, where it comes from.
+    void block(miTag declaration, const char* values, int size, int ghosts) {
+        name(declaration);
+        show(size);
+        if (const auto* known = declarationOf(declaration); known && size >= static_cast<int>(known->parameterSize))
+            list(known->parameters, values, ghosts);
+        else
+            bytes(reinterpret_cast<const unsigned char*>(values), static_cast<std::size_t>(size));
+    }
+    template <class Value>
+    static Value at(const char* values) {
+        Value value;
+        std::memcpy(&value, values, sizeof value);
+        return value;
+    }
+    void ghost(const char* values, int ghosts) {
+        if (ghosts == 0) return;
+        const auto tag = at<miTag>(values + ghosts);
+        if (tag == miPARAMTAG)
+            put("given ");
+        else if (tag != 0)
+            put("= "), name(tag);
+    }
+    void list(const std::vector<Parameter>& parameters, const char* values, int ghosts) {
+        for (const Parameter& parameter : parameters) {
+            put(parameter.name, ' ');
+            if (!parameter.isArray) {
+                value(parameter, values + parameter.elementOffset, ghosts);
+                continue;
+            }
+            ghost(values + parameter.offset, ghosts);
+            const auto start = at<miInteger>(values + parameter.offset);
+            const auto count = at<miInteger>(values + parameter.offset + sizeof start);
+            const char* first = values + parameter.elementOffset;
+            show(count);
+            for (int i = start; i < start + count; ++i)
+                value(parameter, first + static_cast<std::ptrdiff_t>(parameter.elementSize) * i, ghosts);
+        }
+    }
+    void value(const Parameter& parameter, const char* values, int ghosts) {
+        ghost(values, ghosts);
+        if (parameter.type == miTYPE_STRUCT) return list(parameter.members, values, ghosts);
+        static const std::string_view numbers = "boolean integer scalar vector color transform ";
+        if (numbers.find(std::string(nameOfType(parameter.type)) + " ") == std::string_view::npos)
+            return name(at<miTag>(values));
+        put("( ");
+        bytes(reinterpret_cast<const unsigned char*>(values), sizeOfType(parameter.type));
+        put(") ");
+    }
+
+    void options(miTag tag) {
+        record(*database_.as<miOptions>(tag, miSCENE_OPTIONS), &miOptions::contour_contrast, &miOptions::contour_store,
+               &miOptions::finalgather_file, &miOptions::photonmap_file, &miOptions::userdata, &miOptions::inh_funcdecl,
+               &miOptions::state_func, &miOptions::string_options);
+        const auto& options = database_.as<miOptions>(tag, miSCENE_OPTIONS)->string_options;
+        if (const auto* strings = database_.detail<StringOptions>(options)) show(strings->values);
+        if (const auto* detail = database_.detail<OptionsDetail>(tag))
+            showAll(detail->frameBuffers, detail->gatherFiles, detail->gatherOnly, detail->approximation);
+    }
+
+    void camera(miTag tag) {
+        const auto& camera = *database_.as<miCamera>(tag, miSCENE_CAMERA);
+        record(camera, &miCamera::volume, &miCamera::environment, &miCamera::lens, &miCamera::output,
+               &miCamera::userdata, &miCamera::buffertag);
+        if (const auto* buffers = database_.detail<FrameBufferSet>(camera.buffertag)) show(buffers->buffers);
+        if (const auto* detail = database_.detail<CameraDetail>(tag)) {
+            show(detail->files);
+            names(detail->outputShaders);
+        }
+    }
+
+    void light(miLight light) {
+        name(light.shmap.camera);
+        light.shmap.camera = 0;
+        if (light.area == miLIGHT_OBJECT) {
+            name(light.primitive.object.object);
+            light.primitive.object.object = 0;
+        }
+        // Of a shape that it had once, something stays that nobody looks at.
+        if (light.area == miLIGHT_NONE) {
+            light.primitive = {};
+            light.samples_u = light.samples_v = light.low_samples_u = light.low_samples_v = light.low_level = 0;
+        }
+        record(light, &miLight::shader, &miLight::emitter, &miLight::shadowmap_file, &miLight::userdata,
+               &miLight::emitter_spectrum, &miLight::lightprofile);
+    }
+
+    void object(miTag tag) {
+        miObject record = *database_.as<miObject>(tag, miSCENE_OBJECT);
+        record.geometry = {};
+        this->record(record, &miObject::userdata);
+        const auto* source = database_.detail<ObjectSource>(tag);
+        if (!source) return;
+        showAll(source->tagged, source->hasTransform, source->transform, source->groups, source->approximation);
+        if (source->hair) show(*source->hair);
+    }
+
+    void instance(miTag tag) {
+        miInstance record = *database_.as<miInstance>(tag, miSCENE_INSTANCE);
+        name(record.tf.function);
+        record.tf.function = 0;
+        if (record.param_size > 0) std::fill(std::begin(record.param), std::end(record.param), '\0');
+        this->record(record, &miInstance::item, &miInstance::material, &miInstance::userdata, &miInstance::light_list,
+                     &miInstance::shadow_list, &miInstance::param_decl, &miInstance::approx_list);
+        const auto& original = *database_.as<miInstance>(tag, miSCENE_INSTANCE);
+        const auto* detail = database_.detail<InstanceDetail>(tag);
+        const bool hasTexts = detail && !detail->textWords.empty();
+        if (original.param_size > 0 && !hasTexts) block(original.param_decl, original.param, original.param_size, 0);
+        if (!detail) return;
+        for (const int word : detail->textWords) show(database_.string(at<miTag>(original.param + word)));
+        for (const auto* tags : {&detail->materials, &detail->lights, &detail->shadowLights}) names(*tags);
+        const InstanceDetail& d = *detail;
+        showAll(d.hasMotionTransform, d.motionOff, d.hasLights, d.hasShadowLights, d.visible, d.shadow, d.reflection,
+                d.refraction, d.transparency, d.finalgather, d.caustic, d.globillum, d.face, d.approximation,
+                d.overridesApproximation, d.textWords);
+    }
+
+    void parts(const ApproximationRule& r) {
+        showAll(r.view, r.offscreen, r.any, r.parametric, r.length, r.distance, r.angle, r.least, r.most,
+                r.mostTriangles);
+    }
+    void parts(const FileSettings& f) { showAll(f.compression, f.quality, f.dpi, f.dataWindow); }
+    void parts(const OutputFile& f) {
+        parts(static_cast<const FileSettings&>(f));
+        showAll(f.type, f.format, f.file);
+    }
+    void parts(const FrameBufferDescription& f) {
+        parts(static_cast<const FileSettings&>(f));
+        showAll(f.name, f.datatype, f.filetype, f.filename, f.filtering, f.primary, f.user);
+    }
+    void parts(const TextureDetail& t) {
+        showAll(t.file, t.filterScale, t.local, t.components, t.width, t.height, t.depth, t.pixels);
+    }
+    void parts(const LightProfile& p) {
+        showAll(p.format, p.file, p.curve, p.horizontalSteps, p.verticalSteps, p.distribution != nullptr);
+    }
+    void parts(const VertexSource& v) { showAll(v.position, v.normal, v.derivatives, v.textures, v.motions, v.users); }
+    void parts(const PolygonGroupSource& g) {
+        showAll(g.vectors, g.vertices, g.extras);
+        for (const PolygonSource& p : g.polygons) {
+            name(p.material);
+            showAll(p.label, p.convex, std::vector(&g.corners[p.first], &g.corners[p.first] + p.count));
+        }
+        show(g.approximation);
+    }
+    void parts(const HairExtras& e) {
+        showAll(e.normal, e.motion, e.texture, e.user, e.radius, e.motions, e.textures, e.users, e.size);
+    }
+    void parts(const HairSource& h) {
+        name(h.material);
+        showAll(h.radius, h.degree, h.approximation, h.perHair, h.perVertex, h.scalars, h.offsets);
+    }
+};
+
+}  // namespace
+
+std::string databaseText(const Database& database) { return DatabaseText(database).all(); }
+
+}  // namespace lumorender
