@@ -49,6 +49,29 @@ void writeOutputFile(ElementText& out, const OutputFile& file) {
     out.add(Quoted{file.file});
 }
 
+void writeOutputShader(ElementText& out, const OutputShader& step) {
+    out.statement("output");
+    if (!step.types.empty()) {
+        std::string types;
+        for (const std::string& type : step.types) types += (types.empty() ? "" : ",") + type;
+        out.add(Quoted{types});
+    }
+    writeSlot(out, step.shader);
+}
+
+/// Files and shaders in their order.
+void writeOutputs(ElementText& out, const CameraDetail& camera) {
+    std::size_t shaders = 0;
+    const auto writeShadersBefore = [&](std::size_t end) {
+        while (shaders < end) writeOutputShader(out, camera.outputShaders[shaders++]);
+    };
+    for (const OutputFile& file : camera.files) {
+        writeShadersBefore(file.shadersBefore);
+        writeOutputFile(out, file);
+    }
+    writeShadersBefore(camera.outputShaders.size());
+}
+
 void writeProjection(ElementText& out, const miCamera& camera) {
     if (!isSameValue(camera.focal, 1.0F)) out.statement("focal", camera.focal);
     if (camera.orthographic) out.statement("focal infinity");
@@ -72,10 +95,7 @@ void writeCamera(ElementText& out, miTag tag) {
     out.add(Quoted{out.database.name(tag)});
     if (const auto* buffers = out.database.detail<FrameBufferSet>(camera.buffertag))
         for (const FrameBufferDescription& buffer : buffers->buffers) writeFrameBuffer(out, buffer);
-    if (const auto* detail = out.database.detail<CameraDetail>(tag)) {
-        for (const OutputFile& file : detail->files) writeOutputFile(out, file);
-        for (const miTag shader : detail->outputShaders) writeSlotStatement(out, "output", shader);
-    }
+    if (const auto* detail = out.database.detail<CameraDetail>(tag)) writeOutputs(out, *detail);
     writeProjection(out, camera);
     if (camera.frame != 0 || !isSameValue(camera.frame_time, 0.0F))
         out.statement("frame", camera.frame, camera.frame_time);

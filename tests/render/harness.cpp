@@ -241,10 +241,10 @@ Outcome RenderTest::renderText(const std::string& scene, const std::vector<std::
     return run(all);
 }
 
-/// As they are stored, without what the header says.
+/// As they are stored, without what the header says. Nothing of what is no image.
 static std::string pixelsOf(const std::filesystem::path& file) {
     const auto input = OIIO::ImageInput::open(file.string());
-    if (!input) return contentOf(file);
+    if (!input) return "";
     const OIIO::ImageSpec& spec = input->spec();
     std::string pixels(spec.image_bytes(true), '\0');
     if (!input->read_image(0, 0, 0, spec.nchannels, OIIO::TypeUnknown, pixels.data())) return "unreadable";
@@ -261,8 +261,8 @@ RenderTest::Files RenderTest::takeFiles() const {
         if (file.extension() == ".mi" || own.contains(name) || entry.is_directory()) continue;
         if (file.extension() == ".exr")
             taken.pictures.emplace(name, file);
-        else
-            taken.others.emplace(name, pixelsOf(file));
+        else if (const std::string pixels = pixelsOf(file); !pixels.empty())
+            taken.others.emplace(name, pixels);
         std::filesystem::remove(file);
     }
     return taken;

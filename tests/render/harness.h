@@ -81,13 +81,13 @@ protected:
     /// Writes the scene to scene.mi and renders it, with the module and include folders and further arguments.
     Outcome renderText(const std::string& scene, const std::vector<std::string>& arguments = {}) const;
 
-    /// What was written, scenes left out: EXR files, and of other files their pixels, or bytes where they have none.
+    /// The images that were written: of EXR files all layers, of others their pixels.
     struct Files {
         std::map<std::string, Picture> pictures;
         std::map<std::string, std::string> others;
         bool operator==(const Files&) const = default;
     };
-    /// Those of the folder. Afterwards they are there no more.
+    /// Those of the folder. Afterwards it has neither these nor any other files but scenes.
     Files takeFiles() const;
 
     void write(const std::string& name, const std::string& content) const;

@@ -141,8 +141,15 @@ private:
         name(function.interfacephen);
         showAll(int(function.type), function.parameter_size, function.result_size, function.ghost_offs,
                 function.has_connections, function.no_expl_params, function.label);
-        if (const auto* use = database_.detail<PhenomenonInstance>(tag)) name(use->root);
+        if (const auto* use = database_.detail<PhenomenonInstance>(tag)) phenomenon(*use);
         block(function.function_decl, function.parameters, function.parameter_size, function.ghost_offs);
+    }
+
+    void phenomenon(const PhenomenonInstance& use) {
+        for (const miTag tag : {use.root, use.lens.shaders, use.volume.shaders, use.environment.shaders,
+                                use.output.shaders, use.contourStore, use.contourContrast})
+            name(tag);
+        showAll(use.lens.priority, use.volume.priority, use.environment.priority, use.output.priority, use.outputTypes);
     }
 
     void userData(miTag tag) {
@@ -220,7 +227,7 @@ private:
         if (const auto* buffers = database_.detail<FrameBufferSet>(camera.buffertag)) show(buffers->buffers);
         if (const auto* detail = database_.detail<CameraDetail>(tag)) {
             show(detail->files);
-            names(detail->outputShaders);
+            for (const OutputShader& step : detail->outputShaders) show(step.types), name(step.shader);
         }
     }
 
@@ -277,7 +284,7 @@ private:
     void parts(const FileSettings& f) { showAll(f.compression, f.quality, f.dpi, f.dataWindow); }
     void parts(const OutputFile& f) {
         parts(static_cast<const FileSettings&>(f));
-        showAll(f.type, f.format, f.file);
+        showAll(f.type, f.format, f.file, f.shadersBefore);
     }
     void parts(const FrameBufferDescription& f) {
         parts(static_cast<const FileSettings&>(f));
