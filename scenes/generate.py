@@ -16,7 +16,7 @@ import sys
 
 sys.path.insert(0, str(pathlib.Path(__file__).parent))
 
-from generator import (cloud, hair, harbor, helmet, images, interior, interior_images, look_development,  # noqa: E402
+from generator import (archive, cloud, hair, harbor, helmet, images, interior, interior_images, look_development,  # noqa: E402
                        look_development_images, nodes, rabbits, shapes, still_life, still_life_images)
 from generator.mesh import cross, number, subtract, unit, write_object  # noqa: E402
 from generator.teapot import teapot  # noqa: E402
@@ -274,6 +274,28 @@ def write_interior(include):
         write_instances(file, "interior", instances)
 
 
+def write_archive(include):
+    def at(x, y, z, turn=0.0, size=1.0, tilt=0.0, lean=0.0):
+        return inverse_placement((x, y, z), turn, size, tilt, lean)
+
+    with include("archive_room.mi") as file:
+        for part, textured in archive.PARTS:
+            write_object(file, f"{part.__name__}_shape", part(), digits=2, textured=textured)
+    with include("archive.mi") as file:
+        places, plant = archive.places(at)
+        chair, turn = archive.CHAIR, math.radians(archive.CHAIR_TURN)
+        for x, z in ((-30, 28), (30, 28), (-30, -28), (30, -28)):
+            places.append(("leg", "oak", at(chair[0] + x * math.cos(turn) + z * math.sin(turn), 0,
+                                            chair[2] + z * math.cos(turn) - x * math.sin(turn))))
+        for tip, turned, size, lean in interior.plant()[0]:
+            places.append(("plant_leaf", "leaf", at(*(p + 1.25 * t for p, t in zip(plant, tip)), turned, 1.25 * size, 0, lean)))
+        instances = []
+        for k, (shape, material, place) in enumerate(places):
+            element = shape if shape == "teapot" else f"{shape}_shape"
+            instances.append((element, f'transform {matrix(place)} material "{material}" tag {k + 1}'))
+        write_instances(file, "archive", instances)
+
+
 def write_look_development(include):
     look = look_development
     with include("balls.mi") as file:
@@ -359,6 +381,7 @@ def write_geometry(folder):
         write_object(file, "flag", shapes.moving_flag(0.15, 0.14))
     write_still_life(include)
     write_interior(include)
+    write_archive(include)
     write_look_development(include)
     write_nodes(include)
     write_harbor(include)

@@ -5,7 +5,7 @@ set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
-wanted=" ${*:-still_life cumulus interior harbor look_development wax helmet nodes rabbits passes scenes} "
+wanted=" ${*:-still_life cumulus interior harbor look_development wax helmet archive nodes rabbits passes scenes} "
 
 # render SCENE [options]: leaves $work/SCENE.png, and its sheet of passes in $work/SCENE-passes.png
 render() {
@@ -32,6 +32,10 @@ if wants rabbits && [[ ! -f scenes/geometry/rabbits_hair.mi ]]; then scenes/gene
 for scene in still_life cumulus interior harbor wax helmet nodes rabbits; do
     if wants $scene; then render $scene && picture $scene "$work/$scene.png"; fi
 done
+if wants archive; then  # which has no passes
+    build/release/lumorender -preview -file_dir "$work" scenes/archive.mi
+    picture archive "$work/archive.png"
+fi
 if wants look_development || wants passes; then render look_development -resolution 1200 675; fi
 if wants look_development; then picture look_development "$work/look_development.png"; fi
 if wants passes; then picture passes "$work/look_development-passes.png" --resize 1400x0; fi
