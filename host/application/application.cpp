@@ -6,6 +6,7 @@
 #include "application/progress_line.h"
 #include "application/render_inputs.h"
 #include "application/shader_list.h"
+#include "building/build_session.h"
 #include "echo/scene_echo.h"
 #include "interface/host.h"
 #include "library/memory.h"
@@ -47,6 +48,8 @@ public:
         settings.strict = commandLine_.strict;
         for (const auto& [name, text] : command.texts) settings.sceneFiles.emplace_back(name);
         settings.history = &history_;
+        settings.building = std::make_shared<BuildWorld>(hostDatabase(), hostModules(),
+                                                         std::make_shared<ReaderSettings>(commandLine_.reader));
         settings.progress = [](const RenderProgress& state) {
             tellProgress({"rendering", static_cast<double>(state.done) / std::max(state.total, 1), state.seconds,
                           static_cast<double>(state.rays) / std::max(state.seconds, 1e-6)});

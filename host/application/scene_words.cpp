@@ -152,7 +152,7 @@ WordGroup featureWords() {
             {"lens", "on|off", "Whether lens shaders are called", OptionsStatement{"lens"}},
             {"volume", "on|off", "Whether volume shaders are called", OptionsStatement{"volume"}},
             {"autovolume", "on|off", "Whether rays know all volumes that they are in", OptionsStatement{"autovolume"}},
-            {"geometry", "on|off", "Whether geometry shaders are called", NoEffect{"they are never called"}},
+            {"geometry", "on|off", "Whether geometry shaders are called", OptionsStatement{"geometry"}},
             {"displace", "on|off", "Whether materials displace geometry", OptionsStatement{"displace"}},
             {"max_displace maxdisplace", "F:distance", "How far objects are displaced that do not say so themselves",
              OptionsStatement{"max displace"}},

@@ -1,5 +1,6 @@
 // Objects: flags, polygons and hair. Triangle lists have become groups of polygons.
 #include "database/elements.h"
+#include "database/placeholder.h"
 #include "echo/element_writers.h"
 #include "elements/object_flags.h"
 #include "mi/records.h"
@@ -146,6 +147,10 @@ void writeObject(ElementText& out, miTag tag) {
         for (const PolygonGroupSource& group : source->groups) writeGroup(out, group, source->tagged);
         if (source->hair) writeHair(out, *source->hair);
         writeApproximation(out, source->approximation);
+    }
+    if (const auto* placeholder = out.database.detail<Placeholder>(tag)) {
+        if (hasBox(object)) out.statement("box", object.bbox_min, object.bbox_max);
+        out.statement("file", Quoted{placeholder->file});
     }
     out.text += "\nend object\n";
 }

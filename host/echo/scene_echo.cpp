@@ -72,9 +72,10 @@ void SceneEcho::writeChanges(const std::vector<miTag>& first) {
     for (const auto& [name, tag] : names_)
         if (database_.type(tag) == miSCENE_OPTIONS) visit(tag);
     for (const miTag tag : first) visitWithMentioned(tag);
-    // Then what no render needs. Declarations are left out where nothing uses them.
+    // Then what no render needs. Declarations are left out where nothing uses them; geometry shaders may, by name.
     for (const auto& [name, tag] : names_)
-        if (database_.type(tag) != miSCENE_FUNCTION_DECL && !isInBody(name)) visitWithMentioned(tag);
+        if ((hasGeometryShaders_ || database_.type(tag) != miSCENE_FUNCTION_DECL) && !isInBody(name))
+            visitWithMentioned(tag);
     file_.write(groups_);
     groups_.clear();
 }
@@ -110,6 +111,10 @@ void SceneEcho::collectNames() {
     for (miTag tag = 1; tag < database_.end(); ++tag) {
         const std::string_view name = database_.name(tag);
         if (!name.empty() && database_.type(tag) != miSCENE_NONE) names_.emplace(name, tag);
+        if (const auto* instance = database_.as<miInstance>(tag, miSCENE_INSTANCE)) {
+            const int item = database_.type(instance->item);
+            hasGeometryShaders_ = hasGeometryShaders_ || item == miSCENE_FUNCTION || item == miSCENE_FLIST;
+        }
         const auto* declaration = database_.detail<Declaration>(tag);
         if (declaration && declaration->kind == DeclarationKind::Phenomenon) phenomena_.insert(declaration->name);
     }

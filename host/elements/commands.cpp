@@ -9,6 +9,8 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+
 namespace lumorender {
 
 namespace {
@@ -177,14 +179,23 @@ const StatementTable<Scene>& commands() {
     return table;
 }
 
+/// What a file of objects may hold.
+bool isOfObjects(std::string_view word) {
+    static constexpr std::string_view kWords[] = {"object", "incremental", "private", "session", "set",       "verbose",
+                                                  "echo",   "version",     "min",     "max",     "namespace", "end"};
+    return std::find(std::begin(kWords), std::end(kWords), word) != std::end(kWords);
+}
+
 bool isPrefix(std::string_view word) { return word == "incremental" || word == "private" || word == "session"; }
 
 void readCommand(Scene& scene) {
     Cursor& in = scene.in;
-    if (isTextureWord(in.current())) return readTexture(scene);
+    if (isTextureWord(in.current()) && !scene.onObject) return readTexture(scene);
     const auto read = commands().find(in.current());
     if (!read) in.fail("a command or an element");
     const std::string_view word = in.current().text;
+    if (scene.onObject && !isOfObjects(word))
+        in.fail("an object: other elements of an object file would come too late");
     in.advance();
     scene.problems.tell(scene.elementPlace, "scene", word, in.continuation());
     read(scene);

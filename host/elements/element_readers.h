@@ -36,6 +36,10 @@ void skipAssembly(SceneContext& scene);
 /// Reads commands to the end of the text. Broken ones are reported and stepped over.
 void readCommands(SceneContext& scene);
 
+/// The commands of a file that is read for itself, and what is wrong with it.
+void readFileCommands(SceneContext& scene, const std::string& name, const std::filesystem::path& folder,
+                      std::string text);
+
 /// Behind `render`. Nothing is rendered after an error. Throws StopReading where the application wants no more.
 void readRender(SceneContext& scene);
 
@@ -49,6 +53,9 @@ bool readPolygonGroup(SceneContext& scene, bool tagged, PolygonGroupSource& grou
 
 /// Behind `hair` of an object, up to and past `end hair`.
 HairSource readHair(SceneContext& scene);
+
+/// What is wrong with the place in `scalars` where the next hair begins, or the last one ends; empty where it is right.
+std::string problemOfOffset(const HairSource& hair, std::uint32_t offset);
 
 /// A vector of a group that is not finite would spoil the whole object's bounds.
 void warnOfBrokenVectors(SceneContext& scene, const Place& place, const PolygonGroupSource& group);

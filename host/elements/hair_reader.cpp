@@ -131,7 +131,8 @@ private:
         for (std::size_t i = 0; i < count; ++i) {
             const Place place = isBlock ? blockPlace : in_.place();
             const std::uint32_t offset = isBlock ? word(bytes, i) : static_cast<std::uint32_t>(in_.readInteger());
-            check(place, i, offset);
+            if (const std::string problem = problemOfOffset(hair_, offset); !problem.empty())
+                throw SyntaxError{place, problem};
             hair_.offsets.push_back(offset);
         }
         if (hair_.offsets.back() != hair_.scalars.size())
@@ -139,28 +140,25 @@ private:
                                                        "of scalars",
                                                        hair_.offsets.back(), hair_.scalars.size())};
     }
-
-    void check(const Place& place, std::size_t number, std::uint32_t offset) const {
-        if (offset > hair_.scalars.size())
-            throw SyntaxError{place, fmt::format("found offset {}, expected at most {}, the number of scalars", offset,
-                                                 hair_.scalars.size())};
-        if (hair_.offsets.empty()) return;
-        const std::size_t hair = number - 1, start = hair_.offsets.back();
-        const std::size_t extras = static_cast<std::size_t>(hair_.perHair.size), each = hair_.vertexSize();
-        if (offset < start)
-            throw SyntaxError{place, fmt::format("found offset {}, expected more than {}, where hair {} begins", offset,
-                                                 start, hair)};
-        const std::size_t size = offset - start;
-        const std::size_t vertices = size < extras ? 0 : (size - extras) / each;
-        const auto degree = static_cast<std::size_t>(hair_.degree);
-        if (size == extras + vertices * each && vertices > 1 && (vertices - 1) % degree == 0) return;
-        throw SyntaxError{place, fmt::format("found {} scalars for hair {}, expected {} and {} for each of 1 + {} n "
-                                             "vertices",
-                                             size, hair, extras, each, degree)};
-    }
 };
 
 }  // namespace
+
+std::string problemOfOffset(const HairSource& hair, std::uint32_t offset) {
+    if (offset > hair.scalars.size())
+        return fmt::format("found offset {}, expected at most {}, the number of scalars", offset, hair.scalars.size());
+    if (hair.offsets.empty()) return {};
+    const std::size_t number = hair.offsets.size() - 1, start = hair.offsets.back();
+    const std::size_t extras = static_cast<std::size_t>(hair.perHair.size), each = hair.vertexSize();
+    if (offset < start)
+        return fmt::format("found offset {}, expected more than {}, where hair {} begins", offset, start, number);
+    const std::size_t size = offset - start;
+    const std::size_t vertices = size < extras ? 0 : (size - extras) / each;
+    const auto degree = static_cast<std::size_t>(hair.degree);
+    if (size == extras + vertices * each && vertices > 1 && (vertices - 1) % degree == 0) return {};
+    return fmt::format("found {} scalars for hair {}, expected {} and {} for each of 1 + {} n vertices", size, number,
+                       extras, each, degree);
+}
 
 HairSource readHair(SceneContext& scene) { return HairReader(scene).read(); }
 

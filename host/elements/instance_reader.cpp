@@ -4,6 +4,7 @@
 #include "elements/element_readers.h"
 #include "support/geometry.h"
 #include "parsing/named_values.h"
+#include "elements/object_defaults.h"
 #include "elements/object_flags.h"
 #include "parameters/parameter_values.h"
 #include "parameters/shader_calls.h"
@@ -33,7 +34,6 @@ struct InstanceReader {
 
     bool readOther();
     void readElementName();
-    void setDefaults();
     void loadFormer(miTag former);
 
     void readTransform();
@@ -86,13 +86,6 @@ const StatementTable<Reader>& statements() {
     };
     // clang-format on
     return table;
-}
-
-void InstanceReader::setDefaults() {
-    narrow(M44d(), instance.tf.global_to_local);
-    narrow(M44d(), instance.tf.local_to_global);
-    narrow(M44d(), instance.motion_transform);
-    instance.tf.identity = 1;
 }
 
 void InstanceReader::loadFormer(miTag former) {
@@ -273,7 +266,7 @@ void InstanceReader::store(const std::string& name) {
 
 void InstanceReader::read() {
     const std::string name = scene.readNewName("the name of the instance");
-    setDefaults();
+    setDefaults(instance);
     if (const miTag former = scene.edited(name, miSCENE_INSTANCE, "instance")) loadFormer(former);
     readElementName();
     readStatements(*this, statements(), "instance");

@@ -1,6 +1,8 @@
 // Reads `object`.
 #include "mi/records.h"
 #include "elements/element_readers.h"
+#include "elements/object_defaults.h"
+#include "elements/object_files.h"
 #include "elements/object_flags.h"
 #include "parameters/shader_calls.h"
 #include "parsing/statements.h"
@@ -19,17 +21,10 @@ struct ObjectReader {
     Cursor& in;
     miObject object = {};
     ObjectSource source = {};
+    bool isPlaceholder = false;
+    std::filesystem::path file = {};
 
     bool readOther() { return false; }
-
-    void setDefaults() {
-        object.type = miOBJECT_POLYGONS;
-        object.shadow = object.reflection = object.refraction = object.finalgather = kObjectFlagOff;
-        object.transparency = kFlagOn;
-        object.caustic = object.globillum = kObjectFlagOff;
-        object.min_samples = -128;
-        object.max_samples = 127;
-    }
 
     miUint1 readFlag(int off = kObjectFlagOff) { return static_cast<miUint1>(readTraceFlag(in, off)); }
 
@@ -84,12 +79,15 @@ struct ObjectReader {
         object.type = miOBJECT_HAIR;
     }
 
+    void readFile() {
+        const std::string name = scene.readFileName();
+        file = scene.locate(name, scene.settings.objectPath);
+        isPlaceholder = true;
+    }
+    std::unique_ptr<Detail> takeDetail();
+
     /// `"name" [rational] kind degree-or-numbers`, up to the next statement.
     void skipBasis();
-
-    /// Of the polygons or hairs, where the scene does not give a box.
-    void setBounds();
-    void addHairBounds(const HairSource& hair, miVector& low, miVector& high) const;
 
     bool hasName() const;
     void read();
@@ -131,7 +129,7 @@ const StatementTable<Reader>& statements() {
         {"group", [](Reader& r) { r.readGroup(); }},
         {"trilist", [](Reader& r) { r.readTriangles(); }},
         {"hair", [](Reader& r) { r.readHairs(); }},
-        {"file", [](Reader& r) { r.scene.readFileName(); }},
+        {"file", [](Reader& r) { r.readFile(); }},
         {"intersection", [](Reader& r) { readShaderList(r.scene); }},
         {"approximate", [](Reader& r) { readApproximation(r.scene, r.source.approximation); }},
     };
@@ -146,42 +144,6 @@ void ObjectReader::skipBasis() {
     while (in.atNumber()) in.advance();
 }
 
-miVector transformed(const miVector& p, const miMatrix& m) {
-    return {p.x * m[0] + p.y * m[4] + p.z * m[8] + m[12], p.x * m[1] + p.y * m[5] + p.z * m[9] + m[13],
-            p.x * m[2] + p.y * m[6] + p.z * m[10] + m[14]};
-}
-
-void include(const miVector& p, miVector& low, miVector& high) {
-    low = {std::min(low.x, p.x), std::min(low.y, p.y), std::min(low.z, p.z)};
-    high = {std::max(high.x, p.x), std::max(high.y, p.y), std::max(high.z, p.z)};
-}
-
-/// Of the vertices: the curves lie between them.
-void ObjectReader::addHairBounds(const HairSource& hair, miVector& low, miVector& high) const {
-    for (std::size_t i = 0; i < hair.hairs(); ++i) {
-        for (std::size_t k = 0; k < hair.vertices(i); ++k) {
-            const float* v = hair.vertex(i, k);
-            const miVector p{v[0], v[1], v[2]};
-            include(source.hasTransform ? transformed(p, source.transform) : p, low, high);
-        }
-    }
-}
-
-void ObjectReader::setBounds() {
-    constexpr float kFar = miHUGE_SCALAR;
-    miVector low{kFar, kFar, kFar}, high{-kFar, -kFar, -kFar};
-    for (const PolygonGroupSource& group : source.groups) {
-        for (const VertexSource& vertex : group.vertices) {
-            const miVector& given = group.vectors[static_cast<std::size_t>(vertex.position)];
-            include(source.hasTransform ? transformed(given, source.transform) : given, low, high);
-        }
-    }
-    if (source.hair) addHairBounds(*source.hair, low, high);
-    if (low.x > high.x) return;
-    object.bbox_min = low;
-    object.bbox_max = high;
-}
-
 /// An object may lack its name; then a flag stands in its place.
 bool ObjectReader::hasName() const {
     return in.atString() || (in.atName() && !in.at("end") && !statements().find(in.current()));
@@ -190,8 +152,8 @@ bool ObjectReader::hasName() const {
 void ObjectReader::read() {
     source.where = in.place().text();
     const std::string name = hasName() ? scene.readNewName("the name of the object") : std::string();
-    setDefaults();
-    if (const miTag former = scene.edited(name, miSCENE_OBJECT, "object")) {
+    setDefaults(object);
+    if (const miTag former = scene.onObject ? miNULLTAG : scene.edited(name, miSCENE_OBJECT, "object")) {
         object = *scene.database.as<miObject>(former, miSCENE_OBJECT);
         if (const auto* given = scene.database.detail<ObjectSource>(former)) {
             source.tagged = given->tagged;
@@ -204,8 +166,27 @@ void ObjectReader::read() {
         scene.problems.warning(in.place(), "found polygons and hair in one object, the polygons are left out");
         source.groups.clear();
     }
-    setBounds();
-    scene.store(name, miSCENE_OBJECT, object, std::make_unique<ObjectSource>(std::move(source)));
+    if (scene.onObject) return scene.onObject(std::make_unique<ObjectSource>(std::move(source)));
+    std::unique_ptr<Detail> detail = takeDetail();
+    scene.store(name, miSCENE_OBJECT, object, std::move(detail));
+}
+
+/// Geometry, or where it is to come from.
+std::unique_ptr<Detail> ObjectReader::takeDetail() {
+    if (isPlaceholder && (source.hair || !source.groups.empty()))
+        scene.problems.warning(in.place(), "found geometry in an object with a file, the file is left out");
+    else if (isPlaceholder) {
+        auto placeholder = std::make_unique<Placeholder>();
+        placeholder->where = source.where;
+        placeholder->file = file.string();
+        placeholder->from = fmt::format("file \"{}\"", file.string());
+        placeholder->loader =
+            objectFile(scene.database, scene.modules, scene.settingsForLater(), file, scene.namespaces);
+        object.type = miOBJECT_PLACEHOLDER;
+        return placeholder;
+    }
+    setBounds(object, source);
+    return std::make_unique<ObjectSource>(std::move(source));
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 #include "geometry/embree_kernels.h"
 
+#include "geometry/embree_rays.h"
 #include "geometry/precise_hit.h"
 #include "support/geometry.h"
 #include "support/abort.h"
@@ -21,13 +22,6 @@ namespace {
 /// thousand, in unlucky places one in seventy: both triangles decide their common edge alike, but where several edges
 /// meet each is decided for itself, in single precision. It costs 10 to 20 percent of the tracing time.
 constexpr RTCSceneFlags kWatertight = RTC_SCENE_FLAG_ROBUST;
-
-/// What a ray takes along for the function that judges its hits.
-struct JudgingContext {
-    RayContext base;  // first: the kernels hand a pointer to it back
-    const FlatInstance* instances;
-    const Ray* ray;
-};
 
 Hit hitOf(const RTCRay& ray, const RTCHit& found, const FlatInstance& instance) {
     Hit hit;
@@ -135,21 +129,13 @@ RTCRay rayOf(const Ray& ray, bool timed) {
 /// Building asks now and then whether it is to go on.
 bool mayGoOn(void*, double) { return !abortRequested(); }
 
-JudgingContext contextOf(const Ray& ray, std::span<const FlatInstance> instances) {
-    JudgingContext context = {};
-    initContext(context.base);
-    context.instances = instances.data();
-    context.ray = &ray;
-    return context;
-}
-
 RTCFilterFunctionN filterFor(const Ray& ray, bool sceneJudges) {
     return sceneJudges || ray.behind || ray.face == 'f' || ray.face == 'b' ? judgeHit : nullptr;
 }
 
 }  // namespace
 
-EmbreeKernels::EmbreeKernels(std::span<const FlatInstance> instances, bool timed)
+EmbreeKernels::EmbreeKernels(std::span<const FlatInstance> instances, bool timed, std::span<const std::size_t> boxes)
     : instances_(instances), timed_(timed), device_(rtcNewDevice(nullptr)) {
     if (!device_) throw Failure("the ray tracing kernels do not start on this machine");
     const auto count = [](void* bytes, ssize_t change, bool) {
@@ -170,6 +156,7 @@ EmbreeKernels::EmbreeKernels(std::span<const FlatInstance> instances, bool timed
             throwIfAborted();
             attach(use, instance);
         }
+    attachBoxes(boxes);
     rtcCommitScene(world_.get());
     checkDevice();
 }
@@ -287,11 +274,11 @@ bool EmbreeKernels::intersect(const Ray& ray, Hit& hit) const {
     if (!isTraceable(ray, reach_)) return false;
     RTCRayHit query;
     query.ray = rayOf(ray, timed_);
-    JudgingContext context = contextOf(ray, instances_);
+    JudgingContext context = contextOf(ray, instances_, filterFor(ray, judges_));
     for (;;) {
         query.hit.geomID = RTC_INVALID_GEOMETRY_ID;
         query.hit.instID[0] = RTC_INVALID_GEOMETRY_ID;
-        traceNearest(world_.get(), context.base, filterFor(ray, judges_), query);
+        traceNearest(world_.get(), context.base, context.filter, query);
         if (query.hit.geomID == RTC_INVALID_GEOMETRY_ID) return false;
 
         hit = hitOf(query.ray, query.hit, instances_[instanceOf(query.hit.instID[0], query.hit.geomID)]);
@@ -314,8 +301,8 @@ bool EmbreeKernels::intersect(const Ray& ray, Hit& hit) const {
 bool EmbreeKernels::occluded(const Ray& ray) const {
     if (!isTraceable(ray, reach_)) return false;
     RTCRay query = rayOf(ray, timed_);
-    JudgingContext context = contextOf(ray, instances_);
-    traceAny(world_.get(), context.base, filterFor(ray, judges_), query);
+    JudgingContext context = contextOf(ray, instances_, filterFor(ray, judges_));
+    traceAny(world_.get(), context.base, context.filter, query);
     return query.tfar < 0;
 }
 

@@ -4,6 +4,7 @@
 #include "geometry/embree.h"
 #include "geometry/hair.h"
 #include "geometry/mesh.h"
+#include "geometry/on_demand.h"
 #include "geometry/scene_geometry.h"
 
 #include <atomic>
@@ -12,6 +13,8 @@
 #include <vector>
 
 namespace lumorender {
+
+struct JudgingContext;
 
 /// Meshes and hairs that are placed once and stand still become part of one structure in world space; the others get a
 /// structure of their own, which instances refer to.
@@ -23,12 +26,16 @@ public:
                                                miTRACE_FINALGATHER;
 
     /// Builds on all threads. The instances and their meshes must outlive the kernels and stay where they are.
-    /// `timed`: the exposure takes time, so things move while rays are traced. Throws Failure where memory runs out.
-    EmbreeKernels(std::span<const FlatInstance> instances, bool timed);
+    /// `timed`: the exposure takes time, so things move while rays are traced. `boxes`: numbers of the instances whose
+    /// objects come on demand. Throws Failure where memory runs out.
+    EmbreeKernels(std::span<const FlatInstance> instances, bool timed, std::span<const std::size_t> boxes = {});
 
     bool intersect(const Ray& ray, Hit& hit) const;
     bool occluded(const Ray& ray) const;
     void bounds(miVector& low, miVector& high) const;
+
+    /// A structure over a mesh or hairs, in object space, for objects that come on demand. From any thread.
+    std::shared_ptr<void> traced(const Mesh* mesh, const Hair* hair) const;
 
     /// Memory that the kernels have allocated.
     std::size_t bytes() const { return static_cast<std::size_t>(bytes_.load()); }
@@ -54,8 +61,10 @@ private:
 
     std::span<const FlatInstance> instances_;
     bool timed_;
-    float reach_ = 0;                   ///< how far from the origin rays may begin
-    bool judges_ = false;               ///< not all that the kernels find is a hit
+    float reach_ = 0;                     ///< how far from the origin rays may begin
+    bool judges_ = false;                 ///< not all that the kernels find is a hit
+    std::span<const std::size_t> boxes_;  ///< instances of objects that come on demand
+    unsigned boxSteps_ = 1;
     std::atomic<long long> bytes_ = 0;  ///< outlives the device, which counts here
     Device device_;
     Scene world_;
@@ -73,6 +82,14 @@ private:
                       const FlatInstance* bakedFor) const;
     void attach(const Use& use, std::uint32_t instance) const;
     void checkDevice() const;
+
+    void attachBoxes(std::span<const std::size_t> placed);
+    static void boundsOfBox(const RTCBoundsFunctionArguments* arguments);
+    static void intersectBox(const RTCIntersectFunctionNArguments* arguments);
+    static void occludedByBox(const RTCOccludedFunctionNArguments* arguments);
+    /// Brings what is behind the box, if the ray meets it, and traces it.
+    template <class Trace>
+    void behindBox(unsigned box, const RTCRay& query, const JudgingContext& context, const Trace& trace) const;
 };
 
 }  // namespace lumorender

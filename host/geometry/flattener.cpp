@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <memory>
 #include <optional>
+#include <unordered_set>
 
 namespace lumorender {
 
@@ -19,11 +20,18 @@ namespace {
 
 constexpr std::size_t kDeepest = 1000;
 
+/// What the instance places, itself or by its geometry shader.
+miTag itemOf(miTag tag, const miInstance& instance, const GeneratedItems& generated) {
+    const auto made = generated.find(tag);
+    return made == generated.end() ? instance.item : made->second;
+}
+
 /// How many instances a group unfolds into. Groups within groups within groups: a few lines of a scene can make more
 /// than any machine holds, so they are counted before they are made. Each group is looked at once.
 class InstanceCount {
 public:
-    explicit InstanceCount(const Database& database) : database_(database) {}
+    InstanceCount(const Database& database, const GeneratedItems& generated)
+        : database_(database), generated_(generated) {}
 
     /// Groups that hold themselves, or lie too deep, are left out, as they are later.
     double below(miTag group, std::size_t depth = 0) {
@@ -36,13 +44,15 @@ public:
             const auto* instance = database_.as<miInstance>(tag, miSCENE_INSTANCE);
             if (!instance || instance->off) continue;
             count += 1;
-            if (database_.type(instance->item) == miSCENE_GROUP) count += below(instance->item, depth + 1);
+            const miTag item = itemOf(tag, *instance, generated_);
+            if (database_.type(item) == miSCENE_GROUP) count += below(item, depth + 1);
         }
         return counts_[group] = count;
     }
 
 private:
     const Database& database_;
+    const GeneratedItems& generated_;
     std::unordered_map<miTag, double> counts_;
 };
 
@@ -100,8 +110,9 @@ bool isWithinReach(const M44d& worldToLocal) {
 
 class Flattener {
 public:
-    Flattener(const Database& database, const miOptions& options, MemoryBudget& budget)
-        : database_(database), options_(options), budget_(budget) {}
+    Flattener(const Database& database, const miOptions& options, const GeneratedItems& generated, bool outline,
+              MemoryBudget& budget)
+        : database_(database), options_(options), generated_(generated), outline_(outline), budget_(budget) {}
 
     FlatScene flatten(miTag rootGroup) {
         if (database_.type(rootGroup) != miSCENE_GROUP)
@@ -117,17 +128,20 @@ public:
 private:
     const Database& database_;
     const miOptions& options_;
+    const GeneratedItems& generated_;
+    const bool outline_;
     MemoryBudget& budget_;
     const InstanceDetail nothingGiven_;
     FlatScene scene_;
     std::vector<miTag> path_, groups_;
+    std::unordered_set<miTag> generators_;
 
     std::string name(miTag tag) const { return quotedName(database_, tag); }
 
     void checkCount(miTag rootGroup) {
         // What each has for itself, and what the ray tracing kernels keep.
         constexpr double kBytes = sizeof(FlatInstance) + sizeof(Placement) + 400;
-        const double count = InstanceCount(database_).below(rootGroup);
+        const double count = InstanceCount(database_, generated_).below(rootGroup);
         budget_.take(count * kBytes, fmt::format("the scene unfolds into {} instances and", describeCount(count)));
     }
 
@@ -158,15 +172,14 @@ private:
         if (!(below.motion == above.motion)) below.stored = &own;
         path_.push_back(tag);
         scene_.placements.try_emplace(tag, below.motion.front());
-        visitItem(tag, instance, below);
+        visitItem(tag, itemOf(tag, instance, generated_), below);
         path_.pop_back();
     }
 
-    void visitItem(miTag tag, const miInstance& instance, const Inheritance& below) {
-        const miTag item = instance.item;
+    void visitItem(miTag tag, miTag item, const Inheritance& below) {
         if (item == 0) return;
         switch (database_.type(item)) {
-            case miSCENE_OBJECT: return addObject(tag, instance, below);
+            case miSCENE_OBJECT: return outline_ ? void() : addObject(tag, item, below);
             case miSCENE_LIGHT: return addElement(tag, item, below, scene_.lights);
             case miSCENE_CAMERA: return addElement(tag, item, below, scene_.cameras);
             case miSCENE_GROUP:
@@ -179,8 +192,7 @@ private:
             case miSCENE_NONE:
                 return error("GEOM", "instance {}: element {} is missing, left out", name(tag), name(item));
             case miSCENE_FUNCTION:
-            case miSCENE_FLIST:
-                return error("GEOM", "instance {}: geometry shaders are not supported, left out", name(tag));
+            case miSCENE_FLIST: return addGenerator(tag);
             case miSCENE_ASSEMBLY:
                 return error("GEOM", "instance {}: assemblies are not supported, left out", name(tag));
             default: return error("GEOM", "instance {}: {} cannot be instanced, left out", name(tag), name(item));
@@ -260,7 +272,11 @@ private:
         return &scene_.shared.materials.try_emplace(material, 1, material).first->second;
     }
 
-    void addObject(miTag tag, const miInstance& instance, Inheritance below) {
+    void addGenerator(miTag tag) {
+        if (generators_.insert(tag).second) scene_.generators.push_back(tag);
+    }
+
+    void addObject(miTag tag, miTag item, Inheritance below) {
         Motion& motion = below.motion;
         StoredMotion own;
         if (!std::all_of(motion.begin(), motion.end(),
@@ -272,14 +288,15 @@ private:
             motion.resize(1);
             below.stored = &own;
         }
-        const auto& object = *static_cast<const miObject*>(database_.record(instance.item));
+        const auto& object = *static_cast<const miObject*>(database_.record(item));
+        const auto& instance = *static_cast<const miInstance*>(database_.record(tag));
         FlatInstance& flat = scene_.instances.emplace_back();
         flat.instance = tag;
-        flat.object = instance.item;
+        flat.object = item;
         place(below, flat);
         flat.materials = below.materials;
         flat.overridesMaterial = below.overridesMaterial;
-        flat.approximation = approximationOf(instance.item, below);
+        flat.approximation = approximationOf(item, below);
         flat.flags = below.flags.resolve(object);
         flat.gathers = below.flags.gathers(object);
         flat.face = below.flags.face(object, options_.face);
@@ -328,8 +345,9 @@ private:
 
 }  // namespace
 
-FlatScene flatten(const Database& database, miTag rootGroup, const miOptions& options, MemoryBudget& budget) {
-    return Flattener(database, options, budget).flatten(rootGroup);
+FlatScene flatten(const Database& database, miTag rootGroup, const miOptions& options, const GeneratedItems& generated,
+                  bool outline, MemoryBudget& budget) {
+    return Flattener(database, options, generated, outline, budget).flatten(rootGroup);
 }
 
 std::string quotedName(const Database& database, miTag tag) {

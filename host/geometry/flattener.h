@@ -23,12 +23,15 @@ struct FlatScene {
     std::vector<FlatElement> lights;
     std::vector<FlatElement> cameras;
     std::unordered_map<miTag, NamedPlacement> placements;  ///< of every instance, by its first path
+    std::vector<miTag> generators;                         ///< instances of geometry shaders that have made nothing yet
     SharedByInstances shared;
 };
 
 /// Walks the graph below the group in the order of its instances. What is broken is reported and left out.
 /// Throws Failure where the root is not a group or where the graph unfolds into more instances than fit into the budget.
-FlatScene flatten(const Database& database, miTag rootGroup, const miOptions& options, MemoryBudget& budget);
+/// What geometry shaders made takes their place; `outline` leaves objects out.
+FlatScene flatten(const Database& database, miTag rootGroup, const miOptions& options, const GeneratedItems& generated,
+                  bool outline, MemoryBudget& budget);
 
 /// The element's name in quotes, or its tag where it has no name: for messages.
 std::string quotedName(const Database& database, miTag tag);

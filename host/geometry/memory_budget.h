@@ -24,6 +24,13 @@ public:
                         what, bytes / kMegabyte, (before + bytes) / kMegabyte, limit / kMegabyte));
     }
 
+    /// Counts what is needed now in any case. True where it does not fit.
+    bool takeAnyway(double bytes) {
+        return taken_.fetch_add(bytes, std::memory_order_relaxed) + bytes > static_cast<double>(limits().memoryBytes);
+    }
+    void give(double bytes) { taken_.fetch_sub(bytes, std::memory_order_relaxed); }
+    double taken() const { return taken_.load(std::memory_order_relaxed); }
+
 private:
     std::atomic<double> taken_ = 0;
 };

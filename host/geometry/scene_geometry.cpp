@@ -1,10 +1,12 @@
 #include "geometry/scene_geometry.h"
 
+#include "database/placeholder.h"
 #include "geometry/embree_kernels.h"
 #include "geometry/flattener.h"
 #include "geometry/hair.h"
 #include "geometry/light_shapes.h"
 #include "geometry/mesh.h"
+#include "geometry/on_demand.h"
 #include "geometry/surface.h"
 #include "mi/options.h"
 #include "support/abort.h"
@@ -27,15 +29,18 @@ namespace {
 
 class EmbreeGeometry : public SceneGeometry {
 public:
-    EmbreeGeometry(const Database& database, miTag rootGroup, const miOptions& options)
-        : scene_(flatten(database, rootGroup, options, budget_)),
+    EmbreeGeometry(const Database& database, miTag rootGroup, const miOptions& options, const GeneratedItems& generated,
+                   bool outline)
+        : scene_(flatten(database, rootGroup, options, generated, outline, budget_)),
           timed_(options.motion != 0 || options.shutter > options.shutter_delay) {
         const auto start = std::chrono::steady_clock::now();
+        onDemand_.emplace(database, scene_.instances, budget_, options.no_hair != 0);
+        if (outline) return;
         buildMeshes(database, options.no_hair != 0);
         for (const FlatElement& light : scene_.lights) addLightShape(database, light);
         for (FlatInstance& instance : scene_.instances) {
             if (!instance.mesh && !instance.hair) continue;
-            chooseMaterials(instance);
+            surfaceMaterials_.choose(instance);
             instance.moves =
                 instance.motionSteps > 0 || (instance.mesh ? instance.mesh->moves() : instance.hair->moves());
         }
@@ -53,7 +58,10 @@ public:
         std::unordered_set<const Mesh*> used;
         for (const FlatInstance& instance : scene_.instances) used.insert(instance.mesh);
         std::erase_if(meshes_, [&](const auto& mesh) { return !used.contains(mesh.get()); });
-        kernels_.emplace(scene_.instances, timed_);
+        kernels_.emplace(scene_.instances, timed_, onDemand_->instances());
+        onDemand_->trace = [this](const BroughtGeometry& brought) {
+            return kernels_->traced(brought.mesh.get(), brought.hair.get());
+        };
         seconds_ += std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     }
 
@@ -72,6 +80,7 @@ public:
     std::span<const FlatInstance> instances() const override { return scene_.instances; }
     std::span<const FlatElement> lights() const override { return scene_.lights; }
     std::span<const FlatElement> cameras() const override { return scene_.cameras; }
+    std::span<const miTag> generators() const override { return scene_.generators; }
     const NamedPlacement* placement(miTag instance) const override {
         const auto found = scene_.placements.find(instance);
         return found == scene_.placements.end() ? nullptr : &found->second;
@@ -89,8 +98,11 @@ public:
         }
         result.kernelBytes = kernels_->bytes();
         result.buildSeconds = seconds_;
+        result.onDemand = onDemand_->counts();
         return result;
     }
+    std::shared_lock<std::shared_mutex> inUse() const override { return onDemand_->inUse(); }
+    void makeRoom() const override { onDemand_->makeRoom(); }
     void bounds(miVector& low, miVector& high) const override {
         if (kernels_) return kernels_->bounds(low, high);
         Imath::Box3d box;
@@ -107,9 +119,10 @@ private:
     MemoryBudget budget_;
     FlatScene scene_;
     const bool timed_;  ///< things move while rays are traced
-    /// By mesh or hair, inherited list, and which of the two wins.
-    std::map<std::tuple<const void*, const std::vector<miTag>*, bool>, std::vector<miTag>> surfaceMaterials_;
+    SurfaceMaterials surfaceMaterials_;
+    mutable std::optional<OnDemandObjects> onDemand_;  ///< comes and goes while rays are traced
     std::vector<std::unique_ptr<Mesh>> meshes_;
+    std::vector<std::unique_ptr<ObjectSource>> sources_;  ///< of hairs that were loaded
     std::vector<std::unique_ptr<Hair>> hairs_;
     std::optional<EmbreeKernels> kernels_;
     double seconds_ = 0;
@@ -124,10 +137,11 @@ private:
                 box.extendBy(transformPoint({p.x, p.y, p.z}, place));
     }
 
-    /// What an object is made of: one of the two, or nothing.
+    /// What an object is made of: a mesh, hairs, or nothing.
     struct Shape {
         std::unique_ptr<Mesh> mesh;
         std::unique_ptr<Hair> hair;
+        std::unique_ptr<ObjectSource> source;  ///< where it is not the database's
     };
 
     /// Of the objects that some ray may hit.
@@ -135,14 +149,18 @@ private:
         std::unordered_map<miTag, std::size_t> numbers;
         std::vector<miTag> objects;
         for (const FlatInstance& instance : scene_.instances)
-            if ((instance.flags & EmbreeKernels::kCastBits) != 0 &&
+            if ((instance.flags & EmbreeKernels::kCastBits) != 0 && !instance.onDemand &&
                 numbers.try_emplace(instance.object, objects.size()).second)
                 objects.push_back(instance.object);
 
+        // Objects without a box come now, one after another, as their loaders want it.
         std::vector<Shape> built(objects.size());
+        for (std::size_t i = 0; i < objects.size(); ++i)
+            if (const auto* placeholder = database.detail<Placeholder>(objects[i]))
+                built[i].source = placeholder->loader->load();
         tbb::parallel_for(std::size_t{0}, objects.size(), [&](std::size_t i) {
             throwIfAborted();
-            built[i] = buildObject(database, objects[i], withoutHair);
+            buildObject(database, objects[i], withoutHair, built[i]);
         });
         for (FlatInstance& instance : scene_.instances) {
             const auto number = numbers.find(instance.object);
@@ -152,6 +170,7 @@ private:
         }
         for (Shape& shape : built) {
             if (shape.mesh) meshes_.push_back(std::move(shape.mesh));
+            if (shape.hair && shape.source) sources_.push_back(std::move(shape.source));
             if (shape.hair) hairs_.push_back(std::move(shape.hair));
         }
     }
@@ -172,10 +191,10 @@ private:
         meshes_.push_back(std::move(mesh));
     }
 
-    Shape buildObject(const Database& database, miTag object, bool withoutHair) {
-        Shape shape;
-        const auto* source = database.detail<ObjectSource>(object);
+    void buildObject(const Database& database, miTag object, bool withoutHair, Shape& shape) {
+        const auto* source = shape.source ? shape.source.get() : database.detail<ObjectSource>(object);
         const std::string name(database.name(object));
+        if (!source && database.detail<Placeholder>(object)) return;  // has been said
         if (!source)
             error("GEOM", "object {} has no geometry that can be traced, left out", quotedName(database, object));
         else if (!source->hair) {
@@ -187,26 +206,6 @@ private:
                          fmt::format("object \"{}\"", name));
             shape.hair = buildHair(*source, name);
         }
-        return shape;
-    }
-
-    /// Labels choose from the instance's list; those beyond it get its first entry.
-    void chooseMaterials(FlatInstance& instance) {
-        const void* shape = instance.hair ? static_cast<const void*>(instance.hair) : instance.mesh;
-        const auto [entry, isNew] =
-            surfaceMaterials_.try_emplace({shape, instance.materials, instance.overridesMaterial});
-        std::vector<miTag>& chosen = entry->second;
-        const auto choose = [&](miTag material, std::uint32_t label) {
-            miTag inherited = 0;
-            if (const auto* list = instance.materials) inherited = (*list)[label < list->size() ? label : 0];
-            const bool own = material && !(instance.overridesMaterial && inherited);
-            chosen.push_back(own ? material : inherited);
-        };
-        if (isNew && instance.hair)
-            choose(instance.hair->source->material, 0);
-        else if (isNew)
-            for (const MeshSurface& surface : instance.mesh->surfaces) choose(surface.material, surface.label);
-        instance.surfaceMaterials = chosen;
     }
 };
 
@@ -220,8 +219,13 @@ std::unique_ptr<SceneGeometry> SceneGeometry::build(const Database& database, mi
 }
 
 std::unique_ptr<SceneGeometry> SceneGeometry::collect(const Database& database, miTag rootGroup,
-                                                      const miOptions& options) {
-    return std::make_unique<EmbreeGeometry>(database, rootGroup, options);
+                                                      const miOptions& options, const GeneratedItems& generated) {
+    return std::make_unique<EmbreeGeometry>(database, rootGroup, options, generated, false);
+}
+
+std::unique_ptr<SceneGeometry> SceneGeometry::outline(const Database& database, miTag rootGroup,
+                                                      const miOptions& options, const GeneratedItems& generated) {
+    return std::make_unique<EmbreeGeometry>(database, rootGroup, options, generated, true);
 }
 
 }  // namespace lumorender

@@ -9,13 +9,16 @@
 
 #include <cstdint>
 #include <memory>
+#include <shared_mutex>
 #include <span>
+#include <unordered_map>
 #include <vector>
 
 namespace lumorender {
 
 struct Hair;
 struct Mesh;
+struct OnDemandObject;
 
 /// Row-vector matrices (p' = p M), in double precision.
 struct Placement {
@@ -41,6 +44,7 @@ struct FlatInstance {
     const Placement* placement = nullptr;  ///< at shutter open; behind it stand those at the end of each motion step
     const Mesh* mesh = nullptr;
     const Hair* hair = nullptr;                     ///< in the place of a mesh
+    OnDemandObject* onDemand = nullptr;             ///< brings mesh or hair when a ray meets its box
     const std::vector<miTag>* materials = nullptr;  ///< inherited, if any; by polygon label in tagged objects
     std::span<const miTag> surfaceMaterials;        ///< what that comes to: miState::material for each surface of the
                                                     ///< mesh, or of all hair
@@ -66,6 +70,9 @@ struct FlatElement {
     const Placement* placement = nullptr;  ///< as for a FlatInstance
     std::uint8_t motionSteps = 0;
 };
+
+/// What geometry shaders have made, by their instances: an object, light, instance or group, or 0.
+using GeneratedItems = std::unordered_map<miTag, miTag>;
 
 /// Which instances a ray may hit: one miTRACE_* cast bit.
 enum class RayVisibility : std::uint32_t {
@@ -128,7 +135,12 @@ public:
     static std::unique_ptr<SceneGeometry> build(const Database& database, miTag rootGroup, const miOptions& options);
     /// The first half of that: what there is and where. Until `complete` builds the kernels no ray meets anything, and
     /// meshes may be replaced.
-    static std::unique_ptr<SceneGeometry> collect(const Database& database, miTag rootGroup, const miOptions& options);
+    static std::unique_ptr<SceneGeometry> collect(const Database& database, miTag rootGroup, const miOptions& options,
+                                                  const GeneratedItems& generated = {});
+    /// The same without objects: where everything is, for geometry shaders, and which of these are to be called.
+    static std::unique_ptr<SceneGeometry> outline(const Database& database, miTag rootGroup, const miOptions& options,
+                                                  const GeneratedItems& generated);
+    virtual std::span<const miTag> generators() const = 0;
     virtual void replaceMesh(std::span<const std::size_t> instances, std::unique_ptr<Mesh> mesh) = 0;
     virtual void complete() = 0;
     virtual ~SceneGeometry() = default;
@@ -159,12 +171,24 @@ public:
     /// several), or null.
     virtual const NamedPlacement* placement(miTag instance) const = 0;
 
+    /// Held while rays are traced, by every thread that renders tiles: what came on demand stays meanwhile.
+    [[nodiscard]] virtual std::shared_lock<std::shared_mutex> inUse() const = 0;
+    /// Behind each tile, without that: where what came on demand takes more memory than it may, the objects go whose
+    /// last use is longest ago. They come again when they are needed.
+    virtual void makeRoom() const = 0;
+
+    struct OnDemandCounts {
+        std::size_t objects = 0, timesBrought = 0, timesLetGo = 0;
+        double mostBytes = 0;  ///< that were there at once
+    };
+
     struct Statistics {
         std::size_t triangles = 0, instances = 0, meshes = 0;
         std::size_t hairs = 0, hairPieces = 0;
         std::size_t hairBytes = 0;    ///< of the curves, and of the numbers that the scene gave
         std::size_t kernelBytes = 0;  ///< of the ray tracing kernels, for all geometry
         double buildSeconds = 0;
+        OnDemandCounts onDemand;
     };
     virtual Statistics statistics() const = 0;
     /// World-space bounds of everything.

@@ -110,6 +110,11 @@ void releaseTracked(const char* file, int line, void* memory) noexcept {
         error("API", "{} line {}: release of memory that is not in use", nameOf(file), line);
 }
 
+void releaseHandedOver(void* memory) noexcept {
+    Allocation allocation{};
+    if (memory && taken(memory, allocation)) std::free(memory);
+}
+
 ForgottenMemory memoryInUse() {
     ForgottenMemory sum;
     for (Ledger& ledger : ledgers()) {

@@ -28,4 +28,7 @@ void* allocateTrackedPage(const char* file, int line, std::size_t size, std::siz
 /// Null is no error; a pointer that is none of ours, or was released before, is reported and left alone.
 void releaseTracked(const char* file, int line, void* memory) noexcept;
 
+/// Takes over what a module has handed to the host: memory of ours is released, anything else stays as it is.
+void releaseHandedOver(void* memory) noexcept;
+
 }  // namespace lumorender

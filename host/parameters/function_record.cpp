@@ -64,8 +64,8 @@ ParameterBlock editedBlock(SceneContext& scene, const std::string& name, miTag d
     return ParameterBlock(declaration.parameters, declaration.parameterSize);
 }
 
-miTag storeFunction(SceneContext& scene, const std::string& name, miTag declarationTag, const Declaration& declaration,
-                    const ParameterBlock& block, int given) {
+std::vector<std::byte> functionRecord(miTag declarationTag, const Declaration& declaration, const ParameterBlock& block,
+                                      int given) {
     miFunction head{};
     head.type = declaration.kind == DeclarationKind::Phenomenon ? miFUNCTION_PHEN : miFUNCTION_C;
     head.function_decl = declarationTag;
@@ -74,7 +74,12 @@ miTag storeFunction(SceneContext& scene, const std::string& name, miTag declarat
     head.ghost_offs = head.parameter_size;
     head.has_connections = block.hasConnections();
     head.no_expl_params = given == 0;
-    const auto record = makeRecord(head, block);
+    return makeRecord(head, block);
+}
+
+miTag storeFunction(SceneContext& scene, const std::string& name, miTag declarationTag, const Declaration& declaration,
+                    const ParameterBlock& block, int given) {
+    const auto record = functionRecord(declarationTag, declaration, block, given);
     return scene.storeBytes(name, miSCENE_FUNCTION, record.data(), record.size(), nullptr);
 }
 

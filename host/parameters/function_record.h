@@ -6,13 +6,19 @@
 #include "parameters/parameter_block.h"
 #include "parameters/shader_calls.h"
 
+#include <cstddef>
 #include <string>
+#include <vector>
 
 namespace lumorender {
 
 /// The block that a definition begins with: the defaults, or what an incremental definition has so far.
 ParameterBlock editedBlock(SceneContext& scene, const std::string& name, miTag declarationTag,
                            const Declaration& declaration);
+
+/// The record of a function with its parameters and their ghosts. `given` is how many parameters were given.
+std::vector<std::byte> functionRecord(miTag declarationTag, const Declaration& declaration, const ParameterBlock& block,
+                                      int given);
 
 /// Stores a function: record, parameter block, ghosts. `given` is how many parameters the scene gave.
 miTag storeFunction(SceneContext& scene, const std::string& name, miTag declarationTag, const Declaration& declaration,

@@ -74,6 +74,11 @@ miTag SceneContext::readReference(std::initializer_list<int> types, std::string_
     return tag;
 }
 
+std::shared_ptr<const ReaderSettings> SceneContext::settingsForLater() {
+    if (!settingsForLater_) settingsForLater_ = std::make_shared<ReaderSettings>(settings);
+    return settingsForLater_;
+}
+
 std::string SceneContext::readFileName() {
     if (!in.atString()) in.fail("a quoted file name");
     fileNamePlace_ = in.place();

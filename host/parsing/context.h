@@ -48,6 +48,10 @@ struct SceneContext {
     std::function<miTag(const Place& place, const std::string& name, miTag declaration, const ParameterBlock& block,
                         int given)>
         onPhenomenon;
+    /// Takes the objects of a file that is read for their geometry alone; empty where they become elements.
+    std::function<void(std::unique_ptr<ObjectSource>)> onObject;
+    /// A copy of the settings for files that are read later.
+    std::shared_ptr<const ReaderSettings> settingsForLater();
     /// What modules say of a shader, or of user data, that is declared at the place; null where they say nothing else.
     std::function<const Declaration*(const Declaration& found, const Place& place)> expectedDeclaration;
     /// How deep shaders are defined within parameter values of other shaders.
@@ -103,6 +107,7 @@ struct SceneContext {
     }
 
 private:
+    std::shared_ptr<const ReaderSettings> settingsForLater_;
     Place fileNamePlace_;  ///< of the one that was read last
 };
 

@@ -38,9 +38,10 @@ class ModuleDeclarations;
 struct ReaderSettings {
     std::vector<std::filesystem::path> includePath;
     std::vector<std::filesystem::path> texturePath;
-    std::vector<PathSubstitution> substitutions;  ///< for files of other machines
-    bool verbosityIsFixed = false;                ///< the command line gave it: the scene's `verbose` is ignored
-    bool filesAllowed = true;                     ///< false: the scene may not name further files or modules to be read
+    std::vector<std::filesystem::path> objectPath;  ///< of files with objects and assemblies
+    std::vector<PathSubstitution> substitutions;    ///< for files of other machines
+    bool verbosityIsFixed = false;                  ///< the command line gave it: the scene's `verbose` is ignored
+    bool filesAllowed = true;       ///< false: the scene may not name further files or modules to be read
     bool declarationsOnly = false;  ///< modules are not loaded, and nothing is compared with what they expect
     bool lenient = false;           ///< render commands are carried out although there were errors
     std::vector<std::pair<std::string, std::string>> registry;  ///< keys and what they stand for in file names

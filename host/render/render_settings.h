@@ -7,10 +7,13 @@
 
 #include <filesystem>
 #include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
 namespace lumorender {
+
+struct BuildWorld;
 
 /// What a render has to know besides the scene.
 struct RenderSettings {
@@ -24,7 +27,8 @@ struct RenderSettings {
     OutputHistory* history = nullptr;               ///< pictures of earlier renders, to which this one's are added
     bool continueWithoutTextures = false;
     SavingSettings saving;
-    bool strict = false;  ///< nothing is rendered after an error
+    std::shared_ptr<BuildWorld> building;  ///< for geometry shaders: their elements go with it
+    bool strict = false;                   ///< nothing is rendered after an error
     std::function<void(const RenderProgress&)> progress = [](const RenderProgress&) {};
 };
 

@@ -7,6 +7,7 @@
 #include "mi/instance.h"
 #include "mi/options.h"
 #include "render/displaced_scene.h"
+#include "render/geometry_shaders.h"
 #include "render/indirect_light.h"
 #include "render/picture.h"
 #include "render/picture_identity.h"
@@ -120,19 +121,13 @@ private:
 
     void buildScene() {
         const long errors = messageCount(MessageClass::Error);
-        geometry_ = SceneGeometry::collect(database_, scene_.rootGroup, *options_);
+        const GeneratedItems generated = callGeometryShaders(scene_, shaders_, settings_.building);
+        geometry_ = SceneGeometry::collect(database_, scene_.rootGroup, *options_, generated);
         scene_.geometry = geometry_;
         sceneIsWhole_ = messageCount(MessageClass::Error) == errors;
         scene_.lights = std::make_shared<LightTable>(database_, *scene_.geometry);
         scene_.occlusion = occlusionSettings(database_.detail<StringOptions>(options_->string_options));
-        const auto cameras = scene_.geometry->cameras();
-        const auto element = std::find_if(cameras.begin(), cameras.end(), [&](const FlatElement& camera) {
-            return camera.instance == scene_.cameraInstance;
-        });
-        if (element == cameras.end())
-            throw Failure(fmt::format("the camera instance \"{}\" is not a member of the root group \"{}\"",
-                                      database_.name(scene_.cameraInstance), database_.name(scene_.rootGroup)));
-        scene_.projection = std::make_shared<Camera>(*camera_, *element);
+        scene_.projection = projectionOf(scene_);
     }
 
     /// What waits for shaders.
@@ -256,10 +251,18 @@ private:
         const double rays = static_cast<double>(cost.eyeRays + cost.secondaryRays + cost.shadowRays);
         info("RC", "rendered {} eye rays, {} secondary rays, {} shader calls in {:.2f} s ({:.2f} million rays/s)",
              cost.eyeRays, cost.secondaryRays, cost.shaderCalls, seconds, rays / seconds / 1e6);
+        tellOnDemand();
         if (cost.droppedSamples > 0)
             warning("RC", "{} color samples were not finite and were left out", cost.droppedSamples);
         if (!counts.complete && saved_.keeps())
             warning("SAVE", "the same command goes on from \"{}\"", saved_.path().string());
+    }
+
+    void tellOnDemand() const {
+        const SceneGeometry::OnDemandCounts counts = scene_.geometry->statistics().onDemand;
+        if (counts.objects == 0) return;
+        info("GEOM", "of {} objects with boxes came {}, and went {}; they took {:.1f} MB at most", counts.objects,
+             counts.timesBrought, counts.timesLetGo, counts.mostBytes / 1e6);
     }
 
     Database& database_;

@@ -101,7 +101,7 @@ public:
         worker = std::make_unique<Worker>(scene_, static_cast<short>(thread));
         for (std::size_t i = next_++; i < left_.size(); i = next_++) {
             const TileCost before = worker->cost(0);
-            if (!worker->render(tiles_[static_cast<std::size_t>(left_[i])], window_, images_)) break;
+            if (!renderTile(*worker, left_[i])) break;
             const TileCost cost = worker->cost(elapsed()) - before;
             saved_.keepTile(left_[i], images_, cost);
             const std::lock_guard lock(reporting_);
@@ -128,6 +128,16 @@ public:
     }
 
 private:
+    bool renderTile(Worker& worker, int number) {
+        bool complete = false;
+        {
+            const auto geometry = scene_.geometry->inUse();
+            complete = worker.render(tiles_[static_cast<std::size_t>(number)], window_, images_);
+        }
+        scene_.geometry->makeRoom();
+        return complete;
+    }
+
     double elapsed() const {
         const std::chrono::duration<double> here = std::chrono::steady_clock::now() - start_;
         return saved_.costBefore().seconds + here.count();

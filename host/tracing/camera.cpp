@@ -4,6 +4,7 @@
 #include "geometry/placement_at.h"
 #include "support/geometry.h"
 #include "support/messages.h"
+#include "tracing/context.h"
 
 #include <cmath>
 
@@ -73,6 +74,13 @@ miVector Camera::worldToRaster(const miVector& point) const {
     return {static_cast<float>((x / camera_.aperture + 0.5) * camera_.x_resolution + camera_.x_offset),
             static_cast<float>((y * camera_.aspect / camera_.aperture + 0.5) * camera_.y_resolution + camera_.y_offset),
             0};
+}
+
+std::shared_ptr<const Camera> projectionOf(const RenderScene& scene) {
+    for (const FlatElement& camera : scene.geometry->cameras())
+        if (camera.instance == scene.cameraInstance) return std::make_shared<Camera>(*scene.camera, camera);
+    throw Failure(fmt::format("the camera instance \"{}\" is not a member of the root group \"{}\"",
+                              scene.database->name(scene.cameraInstance), scene.database->name(scene.rootGroup)));
 }
 
 }  // namespace lumorender

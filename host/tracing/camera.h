@@ -44,4 +44,9 @@ private:
     bool clips_;
 };
 
+struct RenderScene;
+
+/// That of the scene's camera instance. Throws Failure where the geometry has none.
+std::shared_ptr<const Camera> projectionOf(const RenderScene& scene);
+
 }  // namespace lumorender

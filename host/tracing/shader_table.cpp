@@ -184,13 +184,14 @@ std::size_t ShaderTable::declarationIndex(const Declaration& declaration, Functi
 }
 
 void ShaderTable::initialise(ThreadContext& context) {
-    initialised_ = true;
-    for (DeclarationRuntime& shader : declarations_) {
+    for (; initialisedDeclarations_ < declarations_.size(); ++initialisedDeclarations_) {
+        DeclarationRuntime& shader = declarations_[initialisedDeclarations_];
         if (!shader.declaration->entry.init) continue;
         Occasion occasion(context, *shader.first, shader.type);
         shader.declaration->entry.init(&occasion.state(), nullptr, &shader.wantsInstances);
     }
-    for (const Use& use : uses_) {
+    for (; initialisedUses_ < uses_.size(); ++initialisedUses_) {
+        const Use& use = uses_[initialisedUses_];
         const DeclarationRuntime& shader = declarations_[use.declaration];
         if (!shader.wantsInstances) continue;
         miBoolean unused = miTRUE;
@@ -201,8 +202,6 @@ void ShaderTable::initialise(ThreadContext& context) {
 }
 
 void ShaderTable::finish(ThreadContext& context) {
-    if (!initialised_) return;
-    initialised_ = false;
     for (auto entry = uses_.rbegin(); entry != uses_.rend(); ++entry) {
         const Use& use = *entry;
         const DeclarationRuntime& shader = declarations_[use.declaration];
@@ -211,8 +210,9 @@ void ShaderTable::finish(ThreadContext& context) {
         shader.declaration->entry.exit(&occasion.state(), use.runtime->function->parameters);
         use.runtime->instanceInitialised = false;
     }
-    for (auto entry = declarations_.rbegin(); entry != declarations_.rend(); ++entry) {
-        const DeclarationRuntime& shader = *entry;
+    initialisedUses_ = 0;
+    for (; initialisedDeclarations_ > 0; --initialisedDeclarations_) {
+        const DeclarationRuntime& shader = declarations_[initialisedDeclarations_ - 1];
         if (!shader.declaration->entry.exit) continue;
         Occasion occasion(context, *shader.first, shader.type);
         shader.declaration->entry.exit(&occasion.state(), nullptr);

@@ -49,7 +49,7 @@ public:
     void add(miTag slot, miShader_type type);
 
     /// Runs shader-level init once for each declaration and instance init where the shader asked for it, in the order
-    /// of adding. The context's root state is handed to them.
+    /// of adding. The context's root state is handed to them. A second time, those that were added since.
     void initialise(ThreadContext& context);
     /// Instance exits, then shader-level exits, in reverse order.
     void finish(ThreadContext& context);
@@ -93,7 +93,7 @@ private:
     std::set<miTag> seen_;
     std::map<miTag, std::size_t> listSizes_;  ///< of the largest result in each list
     std::set<miTag> open_;  ///< functions and lists whose connections are being followed: meeting one again is a cycle
-    bool initialised_ = false;
+    std::size_t initialisedDeclarations_ = 0, initialisedUses_ = 0;
 };
 
 /// The functions of a slot, in calling order.

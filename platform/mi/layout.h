@@ -144,7 +144,7 @@ miAT(maxdisplace, 40) miAT(spare_4, 44) miAT(userdata, 48) miAT(label, 52) miAT(
 miAT(bbox_min_m, 80) miAT(bbox_max_m, 92) miAT(functions, 104) miAT(n_functions, 108) miAT(mbox_explicit, 112)
 miAT(min_samples, 113) miAT(max_samples, 114) miAT(shadowmap, 115) miAT(spare_3, 116) miAT(ray_offset, 120)
 miAT(approx_list, 124) miAT(shading_samples, 128) miAT(tri_est, 132) miAT(spare, 136) miAT(vertex_info, 140)
-miAT(geometry, 144)
+miAT(geo, 144)
 #undef miRECORD
 
 #define miRECORD miLight

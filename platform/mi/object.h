@@ -53,5 +53,10 @@ typedef struct miObject {
     miUint tri_est;
     miUint spare[1];
     miTag vertex_info;
-    miPointer geometry; /* where the part that depends on the type begins */
+    union {
+        miPointer pointer; /* where the part that depends on the type begins */
+        struct {
+            miObject_type type; /* what will be there when the object is needed */
+        } placeholder_list;
+    } geo;
 } miObject;

@@ -336,7 +336,7 @@ std::string Case::graph(const std::string& what) {
     geometry->bounds(low, high);
     if (what == "bounds") return asText(low, high);
     MemoryBudget budget;
-    const FlatScene flat = flatten(database, find("root"), record<miOptions>("o", miSCENE_OPTIONS), budget);
+    const FlatScene flat = flatten(database, find("root"), record<miOptions>("o", miSCENE_OPTIONS), {}, false, budget);
     std::string all;
     for (const FlatInstance& i : flat.instances)
         all += asText(all.empty() ? "" : ";", i.label, nameOf(i.lightListInstance), nameOf(i.shadowListInstance),

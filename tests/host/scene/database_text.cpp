@@ -249,7 +249,7 @@ private:
 
     void object(miTag tag) {
         miObject record = *database_.as<miObject>(tag, miSCENE_OBJECT);
-        record.geometry = {};
+        record.geo = {};
         this->record(record, &miObject::userdata);
         const auto* source = database_.detail<ObjectSource>(tag);
         if (!source) return;

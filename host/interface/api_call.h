@@ -1,0 +1,61 @@
+// What all calls that build elements have in common.
+#pragma once
+
+#include "building/build_session.h"
+#include "building/misuse.h"
+#include "library/memory.h"
+#include "support/messages.h"
+
+#include <string>
+
+namespace lumorender {
+
+/// A name that a module has handed over.
+inline std::string takeName(char* name) {
+    const std::string text = name ? name : "";
+    releaseHandedOver(name);
+    return text.starts_with("::") ? text.substr(2) : text;
+}
+
+/// Carries out a call on what the thread builds. False, after a message, where that does not work.
+template <class Call>
+bool building(const char* function, const Call& call) noexcept {
+    try {
+        BuildSession* session = BuildSession::current();
+        if (!session) {
+            error("API", "{} was called, but no geometry shader is running, and no callback of an object", function);
+            return false;
+        }
+        try {
+            call(*session);
+            return true;
+        } catch (const Misuse& misuse) {
+            error("API", "{}: {}: {}", session->who(), function, misuse.text);
+        } catch (const std::exception& failure) {
+            error("API", "{}: {}: {}", session->who(), function, failure.what());
+        }
+    } catch (...) {
+        // No memory for a message.
+    }
+    return false;
+}
+
+/// The same for what answers a tag or a pointer: 0 or null where it does not work.
+template <class Answer, class Call>
+Answer built(const char* function, const Call& call) noexcept {
+    Answer answer{};
+    building(function, [&](BuildSession& session) { answer = call(session); });
+    return answer;
+}
+
+/// Modules write into a record without looking whether there is one.
+template <class Record, class Call>
+Record* recordOf(const char* function, const Call& call) noexcept {
+    static thread_local Record lost;
+    auto* record = built<Record*>(function, call);
+    if (record) return record;
+    lost = {};
+    return &lost;
+}
+
+}  // namespace lumorender
