@@ -56,7 +56,7 @@ private:
     /// All elements that have one, in the order of the names: tags are others when the text is read.
     std::map<std::string_view, miTag> names_;
     std::set<std::string, std::less<>> phenomena_;  ///< names of their declarations
-    bool hasGeometryShaders_ = false;  ///< which call other shaders by their names
+    bool hasGeometryShaders_ = false;               ///< which call other shaders by their names
     miTag inheritance_ = miNULLTAG;  ///< by which the reader of the file lays out parameters of instances here
 };
 
