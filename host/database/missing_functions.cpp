@@ -1,15 +1,18 @@
 #include "database/missing_functions.h"
 
+#include "database/stand_ins.h"
 #include "support/fatal.h"
 #include "support/messages.h"
 
 #include <dlfcn.h>
 #include <link.h>
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <filesystem>
 #include <string>
+#include <string_view>
 #include <utility>
 
 namespace lumorender {
@@ -21,6 +24,7 @@ constexpr std::size_t kMost = 256;
 
 struct MissingFunction {
     std::string name, caller;
+    bool isProvided = false;  ///< for all modules, by a library of its own
 };
 
 std::array<MissingFunction, kMost> missing;
@@ -61,6 +65,21 @@ struct OutgoingCalls {
     }
 };
 
+void warnOf(const std::string& caller, const std::string& name) {
+    warning("LINK", "module {} calls {}, which is not there: it can be used up to where it does", caller, name);
+}
+
+MissingFunction* provided(std::string_view name) {
+    for (std::size_t i = 0; i < missingCount; ++i)
+        if (missing[i].isProvided && missing[i].name == name) return &missing[i];
+    return nullptr;
+}
+
+/// Tables and names of types are no functions, and read without being called.
+bool isData(std::string_view name) {
+    return name.starts_with("_ZTV") || name.starts_with("_ZTI") || name.starts_with("_ZTS") || name.starts_with("_ZTT");
+}
+
 void coverMissingIn(const link_map& file, void* module) {
     const OutgoingCalls calls(file);
     const std::string caller = std::filesystem::path(file.l_name).filename();
@@ -71,11 +90,18 @@ void coverMissingIn(const link_map& file, void* module) {
         const bool isForeign = symbol.st_shndx == SHN_UNDEF && ELF64_ST_BIND(symbol.st_info) != STB_WEAK;
         if (!isForeign || ELF64_R_TYPE(call.r_info) != R_X86_64_JUMP_SLOT) continue;
         const char* const name = calls.names + symbol.st_name;
+        if (MissingFunction* known = provided(name)) {
+            if (known->caller.find(caller) == std::string::npos) {
+                warnOf(caller, name);
+                known->caller += " or " + caller;
+            }
+            continue;
+        }
         if (dlsym(RTLD_DEFAULT, name) || dlsym(module, name)) continue;
 
-        warning("LINK", "module {} calls {}, which is not there: it can be used up to where it does", caller, name);
+        warnOf(caller, name);
         if (missingCount == kMost) continue;
-        missing[missingCount] = {name, caller};
+        missing[missingCount] = {name, caller, false};
         *reinterpret_cast<Function*>(file.l_addr + call.r_offset) = kStops[missingCount++];
     }
 }
@@ -87,6 +113,19 @@ void coverMissingFunctions(void* module) {
     if (dlinfo(module, RTLD_DI_LINKMAP, &opened) != 0) return;
     // The loader puts what comes with a module behind it, and nothing has been loaded since.
     for (const link_map* file = opened; file; file = file->l_next) coverMissingIn(*file, module);
+}
+
+bool provideMissingFunction(const std::string& loaderSays) {
+    static constexpr std::string_view kSign = ": undefined symbol: ";
+    const std::size_t at = loaderSays.find(kSign);
+    if (at == std::string::npos || missingCount == kMost) return false;
+    std::string name = loaderSays.substr(at + kSign.size());
+    name.resize(std::min(name.size(), name.find_first_of(" ,(")));
+    const std::string caller = std::filesystem::path(loaderSays.substr(0, at)).filename();
+    if (isData(name) || provided(name) || !provideFunction(name, kStops[missingCount])) return false;
+    warnOf(caller, name);
+    missing[missingCount++] = {name, caller, true};
+    return true;
 }
 
 }  // namespace lumorender

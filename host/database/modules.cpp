@@ -38,11 +38,14 @@ std::string listOf(const std::vector<fs::path>& paths) {
 
 /// The module with all that it calls bound at once, so that no shader waits for the loader; or, where functions are
 /// missing, up to where it calls these. Null with the loader's reason where that does not help: where it needs variables
-/// or addresses of functions that are missing, or was linked to be bound at once.
-void* opened(const fs::path& file) {
-    if (void* module = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL)) return module;
-    void* const module = dlopen(file.c_str(), RTLD_LAZY | RTLD_LOCAL);
-    if (module) coverMissingFunctions(module);
+/// that are missing.
+void* opened(const fs::path& file, std::string& problem) {
+    void* module = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
+    while (!module && !(module = dlopen(file.c_str(), RTLD_LAZY | RTLD_LOCAL))) {
+        problem = dlerror();
+        if (!provideMissingFunction(problem)) return nullptr;
+    }
+    coverMissingFunctions(module);
     return module;
 }
 
@@ -85,8 +88,9 @@ std::string Modules::link(std::string_view file) {
                            hasFolder && !allowPaths ? " (modules outside of the search path are not allowed)" : "");
     }
 
-    void* handle = opened(fs::absolute(*found));
-    if (!handle) return fmt::format("module \"{}\" cannot be loaded: {}", file, dlerror());
+    std::string problem;
+    void* handle = opened(fs::absolute(*found), problem);
+    if (!handle) return fmt::format("module \"{}\" cannot be loaded: {}", file, problem);
     const fs::path canonical = fs::weakly_canonical(*found, ignored);
     if (canonical.filename() != found->filename())
         info("LINK", "link \"{}\": {} stands in for it", file, canonical.filename().string());

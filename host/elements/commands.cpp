@@ -1,5 +1,6 @@
 
 #include "parameters/declarations.h"
+#include "elements/assembly.h"
 #include "elements/element_readers.h"
 #include "parameters/shader_calls.h"
 #include "parsing/statements.h"
@@ -153,7 +154,7 @@ const StatementTable<Scene>& commands() {
         {"touch", [](Scene& s) { s.in.readName("the name of an element"); }},
         {"namespace", &readNamespace},
         {"end", &readEnd},
-        {"root", [](Scene& s) { s.in.readName("the name of a group"); }},
+        {"root", &readAssemblyRoot},
         {"render", &readRender},
         {"gui", &skipGui},
         {"frame", [](Scene& s) { s.in.readFloats(2); }},
@@ -171,7 +172,7 @@ const StatementTable<Scene>& commands() {
         {"object", &readObject},
         {"instance", &readInstance},
         {"instgroup", &readInstanceGroup},
-        {"assembly", &skipAssembly},
+        {"assembly", &readAssembly},
         {"lightprofile", &readLightProfile},
         {"colorprofile", &skipColorProfile},
         {"spectrum", &skipSpectrum},
@@ -216,6 +217,7 @@ bool isCommand(std::string_view word) {
 }
 
 void readCommands(Scene& scene) {
+    const std::size_t namespaces = scene.namespaces.size();
     Cursor& in = scene.in;
     while (!in.atEnd()) {
         const std::string_view word = in.current().text;
@@ -231,7 +233,7 @@ void readCommands(Scene& scene) {
         }
         if (!isPrefix(word)) scene.incremental = false;
     }
-    if (!scene.namespaces.empty())
+    if (scene.namespaces.size() > namespaces)
         scene.problems.error(in.place(), "found the end of the file, expected \"end namespace\"");
 }
 

@@ -55,6 +55,4 @@ void skipColorProfile(SceneContext& scene) { skipElement(scene, miSCENE_COLORPRO
 
 void skipSpectrum(SceneContext& scene) { skipElement(scene, miSCENE_SPECTRUM, "spectrum"); }
 
-void skipAssembly(SceneContext& scene) { skipElement(scene, miSCENE_ASSEMBLY, "assembly"); }
-
 }  // namespace lumorender

@@ -193,8 +193,6 @@ private:
                 return error("GEOM", "instance {}: element {} is missing, left out", name(tag), name(item));
             case miSCENE_FUNCTION:
             case miSCENE_FLIST: return addGenerator(tag);
-            case miSCENE_ASSEMBLY:
-                return error("GEOM", "instance {}: assemblies are not supported, left out", name(tag));
             default: return error("GEOM", "instance {}: {} cannot be instanced, left out", name(tag), name(item));
         }
     }

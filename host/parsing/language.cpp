@@ -29,8 +29,8 @@ constexpr Meaning kLanguage[] = {
     {"scene", "color|scalar|vector|local|filter|writable", Used, "textures"},
     {"scene", "system|code", Refused, "scenes may not run code"},
     {"scene", "call", Missing, "calls of shaders outside of rendering are not supported"},
-    {"scene", "root", Missing, "it belongs into assemblies, which are not supported"},
-    {"scene", "assembly", Missing, "assemblies are not supported, theirs are left out"},
+    {"scene", "root", Used, "in files of assemblies"},
+    {"scene", "assembly", Used, ""},
     {"scene", "colorprofile", Missing, kProfiles},
     {"scene", "spectrum", Missing, "spectra are not supported"},
     {"scene", "frame|view", Missing, "cameras and options of former versions are not supported"},
@@ -142,6 +142,9 @@ constexpr Meaning kLanguage[] = {
     {"lightprofile", "format|file|hermite|resolution", Used, ""},
     {"lightprofile", "flags", Missing, "flags of light profiles are not supported"},
     {"lightprofile", "flags=0", Used, ""},
+
+    {"assembly", "file", Used, ""},
+    {"assembly", "box|motion", Idle, "assemblies are read with the scene, and are as large as their geometry"},
 
     {"object", "visible|shadow|trace|reflection|refraction|transparency|finalgather|tagged|face|tag|data|transform", Used, ""},
     {"object", "max|group|trilist|hair|approximate|file", Used, ""},

@@ -14,6 +14,7 @@
 #include "render/render_shaders.h"
 #include "render/sampling.h"
 #include "support/abort.h"
+#include "support/fatal.h"
 #include "support/messages.h"
 #include "support/threads.h"
 #include "tracing/camera.h"
@@ -24,11 +25,16 @@
 #include "shader.h"
 
 #include <algorithm>
+#include <atomic>
+#include <chrono>
 #include <optional>
+#include <thread>
 
 namespace lumorender {
 
 namespace {
+
+constexpr auto kTimeToStop = std::chrono::milliseconds(200);
 
 /// A render command from its elements to its end.
 class Render {
@@ -70,8 +76,10 @@ public:
         if (starts) {
             completeGeometry();
             gathered = makePoints();
+            const WritesWhenFatal rescue(*this);
             const auto report = [&](const RenderProgress& progress) {
                 if (!work) work.emplace();
+                done_ = static_cast<double>(progress.done) / std::max(progress.total, 1);
                 settings_.progress(progress);
             };
             if (makesTiles())
@@ -86,6 +94,39 @@ public:
     }
 
 private:
+    /// While tiles are rendered: where a shader ends the program, what is finished is written before.
+    class WritesWhenFatal {
+    public:
+        explicit WritesWhenFatal(Render& render) {
+            atWork = &render;
+            setFatalHook([] {
+                if (Render* const interrupted = atWork.exchange(nullptr)) interrupted->writeFinishedTiles();
+            });
+        }
+        ~WritesWhenFatal() {
+            setFatalHook(nullptr);
+            atWork = nullptr;
+        }
+        WritesWhenFatal(const WritesWhenFatal&) = delete;
+        WritesWhenFatal& operator=(const WritesWhenFatal&) = delete;
+    };
+    inline static std::atomic<Render*> atWork{nullptr};
+
+    /// On the thread of the shader that ended the program. The others stop at their next call of a shader, and are not
+    /// waited for any longer.
+    void writeFinishedTiles() {
+        RenderCounts counts;
+        counts.complete = false;
+        counts.done = done_;
+        if (counts.done == 0) return;
+        requestAbort();
+        std::this_thread::sleep_for(kTimeToStop);
+        saved_.flush();
+        if (settings_.saving.share) return;
+        ThreadContext context(scene_, 0);
+        picture_->write(counts, outputs_, context);
+    }
+
     void findElements(miTag rootGroup, miTag cameraInstance, miTag options) {
         scene_.rootGroup = rootGroup;
         scene_.cameraInstance = cameraInstance;
@@ -273,7 +314,8 @@ private:
     miCamera* camera_ = nullptr;
     miCamera cameraBefore_ = {};
     std::shared_ptr<SceneGeometry> geometry_;
-    bool sceneIsWhole_ = true;  ///< false where broken elements had to be left out
+    std::atomic<double> done_{0};  ///< share of the tiles
+    bool sceneIsWhole_ = true;     ///< false where broken elements had to be left out
     std::optional<Picture> picture_;
     PicturePlan work_;
     SavedRender saved_;
