@@ -112,6 +112,7 @@ constexpr float kNearestClip = 0.0001F, kFarthestClip = 1e6F;
 struct CameraDetail : Detail {
     std::vector<OutputFile> files;
     std::vector<OutputShader> outputShaders;
+    float focus = 0, lensRadius = 0;  ///< `dof`: what is so far away along the axis is sharp; radius 0 = all of it is
 };
 
 /// Of a miSCENE_IMAGE: where the texture comes from. The record's first word is reserved for the host.
@@ -119,6 +120,7 @@ struct TextureDetail : Detail {
     std::string file;
     std::string hint;       ///< for messages: what lies there under a similar name, where the file does not exist
     bool isInData = false;  ///< user data or parameters of an instance name it: any shader may find it there
+    miTag profile = 0;      ///< of its colors; 0 = those of the render
     float filterScale = 0;  ///< how many pixels of the image a look-up covers; 0 = it is a point
     bool local = false;
     int components = 4;  ///< 4 color, 1 scalar, 3 vector

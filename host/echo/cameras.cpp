@@ -97,6 +97,8 @@ void writeCamera(ElementText& out, miTag tag) {
         for (const FrameBufferDescription& buffer : buffers->buffers) writeFrameBuffer(out, buffer);
     if (const auto* detail = out.database.detail<CameraDetail>(tag)) writeOutputs(out, *detail);
     writeProjection(out, camera);
+    if (const auto* detail = out.database.detail<CameraDetail>(tag); detail && detail->lensRadius > 0)
+        out.statement("dof", detail->focus, detail->lensRadius);
     if (camera.frame != 0 || !isSameValue(camera.frame_time, 0.0F))
         out.statement("frame", camera.frame, camera.frame_time);
     writeSlotStatement(out, "lens", camera.lens);

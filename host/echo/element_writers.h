@@ -18,6 +18,8 @@ void writeMaterial(ElementText& out, miTag tag);
 void writeTexture(ElementText& out, miTag tag);
 void writeUserData(ElementText& out, miTag tag);
 void writeLightProfile(ElementText& out, miTag tag);
+void writeColorProfile(ElementText& out, miTag tag);
+void writeSpectrum(ElementText& out, miTag tag);
 void writeObject(ElementText& out, miTag tag);
 void writeInstance(ElementText& out, miTag tag);
 void writeInstanceGroup(ElementText& out, miTag tag);

@@ -57,6 +57,10 @@ void writeTexture(ElementText& out, miTag tag) {
     out.text += texture->components == 1 ? "scalar" : texture->components == 3 ? "vector" : "color";
     out.add("texture");
     out.add(Quoted{out.database.name(tag)});
+    if (texture->profile) {
+        out.add("colorprofile");
+        out.add(Name{texture->profile});
+    }
     if (!texture->pixels.empty()) {
         writePixels(out, *texture);
     } else {

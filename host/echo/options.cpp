@@ -156,6 +156,7 @@ private:
         isOn("dither", &miOptions::dither);
         values("gamma", &miOptions::gamma);
         values("luminance weight", &miOptions::luminance_weight);
+        if (o_.render_cprof) out_.statement("colorprofile", Name{o_.render_cprof});
     }
 
     /// Numbers of generate and receive bits switch on or off, too, so the switch stands behind them.

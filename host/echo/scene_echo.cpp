@@ -37,8 +37,8 @@ void writeElement(ElementText& out, miTag tag) {
         case miSCENE_OBJECT: return writeObject(out, tag);
         case miSCENE_INSTANCE: return writeInstance(out, tag);
         case miSCENE_GROUP: return writeInstanceGroup(out, tag);
-        case miSCENE_COLORPROFILE: return writeEmpty(out, "colorprofile", tag);
-        case miSCENE_SPECTRUM: return writeEmpty(out, "spectrum", tag);
+        case miSCENE_COLORPROFILE: return writeColorProfile(out, tag);
+        case miSCENE_SPECTRUM: return writeSpectrum(out, tag);
         case miSCENE_ASSEMBLY: return writeEmpty(out, "assembly", tag);
         default: break;
     }

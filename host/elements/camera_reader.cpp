@@ -36,6 +36,15 @@ struct CameraReader {
         if (!camera.orthographic) camera.focal = in.readFloat();
     }
 
+    void readLens() {
+        const Place place = in.place();
+        detail.focus = in.readFloat();
+        detail.lensRadius = in.readFloat();
+        if (detail.focus > 0 && detail.lensRadius >= 0) return;
+        detail.focus = detail.lensRadius = 0;
+        scene.problems.warning(place, "found a lens without a distance above 0 and a radius, everything is sharp");
+    }
+
     void readResolution() {
         camera.x_resolution = in.readInteger(1, 1 << 20);
         camera.y_resolution = in.readInteger(1, 1 << 20);
@@ -81,7 +90,7 @@ const StatementTable<Reader>& statements() {
         {"window", [](Reader& r) { r.readWindow(); }},
         {"offset", [](Reader& r) { r.camera.x_offset = r.in.readFloat(); r.camera.y_offset = r.in.readFloat(); }},
         {"clip", [](Reader& r) { r.camera.clip.min = r.in.readFloat(); r.camera.clip.max = r.in.readFloat(); }},
-        {"dof", [](Reader& r) { r.in.readFloats(2); }},
+        {"dof", [](Reader& r) { r.readLens(); }},
         {"lens", [](Reader& r) { r.readSlot(r.camera.lens, r.lensSeen); }},
         {"volume", [](Reader& r) { r.readSlot(r.camera.volume, r.volumeSeen); }},
         {"environment", [](Reader& r) { r.readSlot(r.camera.environment, r.environmentSeen); }},

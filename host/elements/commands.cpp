@@ -174,8 +174,8 @@ const StatementTable<Scene>& commands() {
         {"instgroup", &readInstanceGroup},
         {"assembly", &readAssembly},
         {"lightprofile", &readLightProfile},
-        {"colorprofile", &skipColorProfile},
-        {"spectrum", &skipSpectrum},
+        {"colorprofile", &readColorProfile},
+        {"spectrum", &readSpectrum},
     };
     return table;
 }

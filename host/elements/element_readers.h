@@ -28,9 +28,8 @@ void readTexture(SceneContext& scene);
 
 void readLightProfile(SceneContext& scene);
 
-/// Behind `colorprofile`, `spectrum`: known by name from then on, but without content.
-void skipColorProfile(SceneContext& scene);
-void skipSpectrum(SceneContext& scene);
+void readColorProfile(SceneContext& scene);
+void readSpectrum(SceneContext& scene);
 
 /// Reads commands to the end of the text. Broken ones are reported and stepped over.
 void readCommands(SceneContext& scene);

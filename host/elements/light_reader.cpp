@@ -3,6 +3,7 @@
 #include "elements/element_readers.h"
 #include "parameters/shader_calls.h"
 #include "parsing/statements.h"
+#include "photometry/spectrum.h"
 #include "parameters/user_data.h"
 
 #include <fmt/format.h>
@@ -62,14 +63,20 @@ struct LightReader {
         light.direction = isUnit ? d : miVector{d.x / length, d.y / length, d.z / length};
     }
 
-    /// Stays in the light for shaders that look there; the light's own shader has a parameter for it.
-    void readProfile() { light.lightprofile = scene.readReference({miSCENE_LIGHTPROFILE}, "a light profile"); }
+    void readProfile() {
+        light.lightprofile = scene.readReference({miSCENE_LIGHTPROFILE}, "a light profile");
+        light.use_lprof = light.lightprofile != miNULLTAG;
+    }
 
     void readEnergy() {
-        if (in.accept("spectrum"))
-            light.emitter_spectrum = scene.readReference({miSCENE_SPECTRUM}, "a spectrum");
-        else
+        if (!in.accept("spectrum")) {
             light.energy = in.readColor(1);
+            light.emitter_spectrum = miNULLTAG;
+            return;
+        }
+        light.emitter_spectrum = scene.readReference({miSCENE_SPECTRUM}, "a spectrum");
+        if (const auto* spectrum = scene.database.as<SpectrumRecord>(light.emitter_spectrum, miSCENE_SPECTRUM))
+            light.energy = spectrum->color;
     }
 
     void readPhotons(miUint& store, miUint& emit) {

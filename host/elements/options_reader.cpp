@@ -25,6 +25,7 @@ void OptionsReader::read() {
 
 void OptionsReader::store(const std::string& name) {
     scene.inheritance = options.inh_funcdecl;
+    scene.renderProfile = options.render_cprof;
     const auto isOn = [&](std::string_view option) {
         const auto given = strings.values.find(option);
         return given != strings.values.end() && given->second == StringOptions::Value(true);
@@ -244,6 +245,10 @@ void OptionsReader::readLuminance() {
         options.luminance_weight = {0.299f, 0.587f, 0.114f, 0};
     else
         options.luminance_weight = in.readColor(0);
+}
+
+void OptionsReader::readColorProfile() {
+    options.render_cprof = scene.readReference({miSCENE_COLORPROFILE}, "a color profile");
 }
 
 void OptionsReader::readContrast(miColor& contrast) {

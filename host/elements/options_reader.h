@@ -55,6 +55,7 @@ struct OptionsReader {
     void readContour();
     void readInheritance(bool traversal);
     void readLuminance();
+    void readColorProfile();
     void readContrast(miColor& contrast);
     miTag readFileOrOff();
     /// A photon switch: on, off, or a number of generate and receive bits.

@@ -91,7 +91,7 @@ const StatementTable<OptionsReader>& optionStatements() {
         {"traversal", [](Reader& r) { r.readInheritance(true); }},
         {"luminance", [](Reader& r) { r.readLuminance(); }},
         {"diagnostic", [](Reader& r) { skipDiagnostic(r); }},
-        {"colorprofile", [](Reader& r) { r.in.skipGroup(); }},
+        {"colorprofile", [](Reader& r) { r.readColorProfile(); }},
         {"hardware", [](Reader& r) { skipWords(r); }},
         {"data", [](Reader& r) { readDataStatement(r.scene, r.options.userdata); }},
         {"attribute", [](Reader& r) { readOptionAttribute(r.scene, r.strings); }},

@@ -7,17 +7,6 @@
 
 namespace lumorender {
 
-namespace {
-
-/// Defines an element that only has a name.
-void skipElement(SceneContext& scene, int type, std::string_view word) {
-    const std::string name = scene.readNewName("the name of the element");
-    skipToEnd(scene, word);
-    scene.storeBytes(name, type, nullptr, 16, nullptr);
-}
-
-}  // namespace
-
 void skipToEnd(SceneContext& scene, std::string_view word) {
     Cursor& in = scene.in;
     while (!in.at("end") || in.followingWord() != word) {
@@ -50,9 +39,5 @@ void recover(SceneContext& scene, std::string_view element) {
         return;
     }
 }
-
-void skipColorProfile(SceneContext& scene) { skipElement(scene, miSCENE_COLORPROFILE, "colorprofile"); }
-
-void skipSpectrum(SceneContext& scene) { skipElement(scene, miSCENE_SPECTRUM, "spectrum"); }
 
 }  // namespace lumorender

@@ -95,9 +95,8 @@ struct TextureReader {
         readKind();
         const std::string name = scene.readNewName("the name of the texture");
         if (in.at("colorprofile")) {
-            scene.problems.tell(in.place(), "texture", "colorprofile");
             in.advance();
-            in.readName("a color profile");
+            texture.profile = scene.readReference({miSCENE_COLORPROFILE}, "a color profile");
         }
         if (in.at('=') || (in.atString() && in.followedBy('('))) {
             readShadersAs(scene, name);

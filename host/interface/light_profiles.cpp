@@ -3,7 +3,7 @@
 #include "interface/query.h"
 #include "mi/instance.h"
 #include "mi/light.h"
-#include "photometry/light_profile.h"
+#include "lights/profiles.h"
 #include "tracing/spaces.h"
 #include "support/geometry.h"
 
@@ -16,28 +16,10 @@ namespace lumorender {
 
 namespace {
 
-/// Where the luminaire shines straight to: along the light's own direction, or down the z axis as cameras look.
-V3d axisOf(const miLight* light) {
-    return light && light->type != miLIGHT_ORIGIN ? unit(wide(light->direction)) : V3d{0, 0, -1};
-}
-
-/// The light's x axis as far as it is at right angles to where the luminaire shines, there the C planes begin. With a
-/// luminaire along x it is y.
-V3d planeZero(V3d axis) {
-    const bool alongX = std::abs(axis.x) > .999;
-    const V3d from = alongX ? V3d{0, 1, 0} : V3d{1, 0, 0};
-    return unit(from - axis * dot(from, axis));
-}
-
 double shownValue(const LightDistribution& distribution, double phi, double cosTheta, bool relative) {
     const double value = distribution.at(phi, cosTheta);
     if (!relative) return value;
     return distribution.peak() > 0 ? value / distribution.peak() : 0;
-}
-
-const LightDistribution* distributionOf(const Database& database, miTag tag) {
-    const auto* profile = database.detail<LightProfile>(tag);
-    return profile ? profile->distribution.get() : nullptr;
 }
 
 }  // namespace
@@ -75,13 +57,9 @@ miScalar mi_lightprofile_sample(miState* state, miTag profile, miBoolean relativ
     V3d way = wide(state->dir);
     SpaceMatrices matrices;
     if (spaceMatrices(*state, Space::Light, matrices)) way = transformVector(way, *matrices.toSpace);
-    way = unit(way);
-
     const auto* instance = database.as<miInstance>(state->light_instance, miSCENE_INSTANCE);
-    const V3d axis = axisOf(instance ? database.as<miLight>(instance->item, miSCENE_LIGHT) : nullptr);
-    const V3d zero = planeZero(axis);
-    const double phi = std::atan2(dot(way, cross(zero, axis)), dot(way, zero));
-    return static_cast<miScalar>(shownValue(*distribution, phi, dot(way, axis), relative));
+    const auto* light = instance ? database.as<miLight>(instance->item, miSCENE_LIGHT) : nullptr;
+    return static_cast<miScalar>(shineAlong(*distribution, light, way, relative));
 }
 
 miScalar mi_lightprofile_value(const void* profile, miScalar phi, miScalar cos_theta, const miVector*,

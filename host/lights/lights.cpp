@@ -31,6 +31,7 @@ LightSource placeLight(const Database& database, const FlatElement& element) {
     source.direction = narrow(unit(transformVector(wide(source.light->direction), m)));
     source.directional = source.light->type == miLIGHT_DIRECTION;
     source.placement = element.placement;
+    source.profile = profileOfLight(database, *source.light);
     return source;
 }
 
@@ -49,6 +50,15 @@ void aimLight(const LightSource& source, const miVector& origin, miState& state)
 }
 
 float cosineToLight(const miState& caller, const miVector& lightDir) { return -dot(caller.normal, lightDir); }
+
+/// A light with a profile of its own is as bright as its shader says where it shines brightest.
+void applyProfile(const LightSource& source, const miVector& dir, miColor& color) {
+    const V3d way = transformVector(wide(dir), source.placement->worldToLocal);
+    const auto share = static_cast<float>(shineAlong(*source.profile, source.light, way, true));
+    color.r *= share;
+    color.g *= share;
+    color.b *= share;
+}
 
 /// Where in its cell of the grid the sample lies: the samples of a pixel fill each cell evenly.
 miVector2d gridPosition(const LightGrid& grid, int sample, miState* state) {
@@ -113,6 +123,7 @@ bool takeSample(const LightSource& source, const LightGrid& grid, int number, co
     *to.color = {0, 0, 0, 0};
     const SampleScope sample(context, place);
     if (!callShader(context, &child, source.light->shader, miSHADER_LIGHT, to.color)) return false;
+    if (source.profile) applyProfile(source, child.dir, *to.color);
     if (isLate && state->pri && child.dot_nd <= 0) return false;
     if (!shadowsHaveSegments(*child.options) && !applyVolume(context, &child, to.color, true)) return false;
     if (to.dir) *to.dir = {-child.dir.x, -child.dir.y, -child.dir.z};

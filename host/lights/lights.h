@@ -5,6 +5,7 @@
 #include "mi/light.h"
 #include "mi/state.h"
 #include "lights/area_lights.h"
+#include "lights/profiles.h"
 #include "tracing/context.h"
 
 #include <deque>
@@ -22,7 +23,8 @@ struct LightSource {
     miVector direction = {};   ///< unit length; where a directional light or a spot shines to
     bool directional = false;  ///< infinitely far away
     const Placement* placement = nullptr;
-    const LightSurface* surface = nullptr;  ///< of lights in the shape of an object
+    const LightSurface* surface = nullptr;       ///< of lights in the shape of an object
+    const LightDistribution* profile = nullptr;  ///< by which its light is multiplied
 };
 
 /// The lights of a scene and the light lists of its instances. Read-only while rendering.

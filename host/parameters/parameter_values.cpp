@@ -3,6 +3,7 @@
 #include "parsing/named_values.h"
 #include "parameters/interface_parameters.h"
 #include "parameters/shader_calls.h"
+#include "photometry/color_space.h"
 
 #include <fmt/format.h>
 
@@ -146,19 +147,22 @@ void ParameterReader::readNumbers(const Parameter& parameter, std::size_t at) {
         case miTYPE_INTEGER: block_.put(at, miInteger{in_.readInteger()}); break;
         case miTYPE_SCALAR: block_.put(at, miScalar{in_.readFloat()}); break;
         case miTYPE_VECTOR: block_.put(at, in_.readVector()); break;
-        case miTYPE_COLOR:
-            if (in_.accept("colorprofile")) {
-                scene_.problems.unsupported(in_.place(), "color profiles are not supported, colors are kept");
-                in_.readName("the name of a color profile");
-            }
-            block_.put(at, in_.readColor(0));
-            break;
+        case miTYPE_COLOR: block_.put(at, readColor()); break;
         default: {
             miMatrix matrix;
             in_.readMatrix(matrix);
             block_.put(at, matrix);
         }
     }
+}
+
+/// A color may be given in another space than that of the render.
+miColor ParameterReader::readColor() {
+    if (!in_.accept("colorprofile")) return in_.readColor(0);
+    const miTag profile = scene_.readReference({miSCENE_COLORPROFILE}, "a color profile");
+    const Database& database = scene_.database;
+    const ColorConversion convert(spaceOfProfile(database, profile), spaceOfProfile(database, scene_.renderProfile));
+    return convert(in_.readColor(0));
 }
 
 miTag ParameterReader::readName(miParam_type type) {

@@ -28,6 +28,7 @@ private:
     void readNestedElements(const Parameter& parameter, std::size_t base);
     void readElement(const Parameter& parameter, std::size_t at);
     void readNumbers(const Parameter& parameter, std::size_t at);
+    miColor readColor();
     void readConnection(const Parameter& parameter, std::size_t at);
     void readInterface(const Parameter& parameter, std::size_t base);
     void readLights(const Parameter& parameter, ParameterBlock& elements);

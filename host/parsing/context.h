@@ -40,6 +40,8 @@ struct SceneContext {
     bool linked = false;
     /// The declaration that instance parameters are laid out by, from the options read last.
     miTag inheritance = 0;
+    /// The color profile of the space that the scene is rendered in, from the options read last; 0 = the usual one.
+    miTag renderProfile = 0;
     std::vector<std::string> namespaces;
     /// Phenomena whose bodies are read, the innermost last; and how many were made in all.
     std::vector<PhenomenonScope> phenomena;

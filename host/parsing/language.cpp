@@ -16,7 +16,6 @@ constexpr std::string_view kMaps = "shadows are traced, no maps are made";
 constexpr std::string_view kRasterizer = "there is no rasterizer, every ray is traced";
 constexpr std::string_view kKernels = "the ray tracing kernels choose their own structures";
 constexpr std::string_view kFreeForm = "free-form and subdivision surfaces are not supported";
-constexpr std::string_view kProfiles = "color profiles are not supported, colors are taken as they are";
 constexpr std::string_view kInforms = "informs people, the host renders as the options say";
 
 // docs/language_tables.py reads these rows: one to a line.
@@ -25,14 +24,12 @@ constexpr Meaning kLanguage[] = {
     {"scene", "$include|$lookup|$ifdef|$ifndef|$ifeq|$ifneq|$elseifdef|$elseifeq|$else|$endif", Used, ""},
     {"scene", "$code", Refused, "scenes may not run code"},
     {"scene", "set|verbose|echo|link|version|min|max|registry|delete|namespace|end|render|incremental", Used, ""},
-    {"scene", "declare|shader|data|options|camera|light|material|object|instance|instgroup|lightprofile", Used, ""},
+    {"scene", "declare|shader|data|options|camera|light|material|object|instance|instgroup|lightprofile|colorprofile|spectrum", Used, ""},
     {"scene", "color|scalar|vector|local|filter|writable", Used, "textures"},
     {"scene", "system|code", Refused, "scenes may not run code"},
     {"scene", "call", Missing, "calls of shaders outside of rendering are not supported"},
     {"scene", "root", Used, "in files of assemblies"},
     {"scene", "assembly", Used, ""},
-    {"scene", "colorprofile", Missing, kProfiles},
-    {"scene", "spectrum", Missing, "spectra are not supported"},
     {"scene", "frame|view", Missing, "cameras and options of former versions are not supported"},
     {"scene", "debug", Idle, "the host has no such modes"},
     {"scene", "memory", Idle, "memory is not limited by scenes"},
@@ -76,7 +73,7 @@ constexpr Meaning kLanguage[] = {
     {"options", "photonmap=only on", Missing, "photons are not traced, the picture is rendered"},
     {"options", "diagnostic", Used, "off"},
     {"options", "diagnostic=on", Missing, "pictures of the renderer's work are not made"},
-    {"options", "colorprofile", Missing, kProfiles},
+    {"options", "colorprofile", Used, "of colors behind it"},
     {"options", "hardware", Idle, "nothing is rendered by graphics hardware"},
 
     {"string option", "ambient occlusion|ambient occlusion rays|ambient occlusion cache|ambient occlusion cache density", Used, ""},
@@ -101,8 +98,7 @@ constexpr Meaning kLanguage[] = {
     {"string option", "light relative scale", Missing, "lights shine as their shaders say"},
     {"string option", "trace camera clip", Used, "eye rays always keep to the camera's clipping planes"},
 
-    {"camera", "focal|aperture|aspect|resolution|window|offset|clip|lens|volume|environment|frame|output|framebuffer|data", Used, ""},
-    {"camera", "dof", Missing, "the built-in depth of field is not supported, use a lens shader"},
+    {"camera", "focal|aperture|aspect|resolution|window|offset|clip|lens|volume|environment|frame|output|framebuffer|data|dof", Used, ""},
     {"camera", "field", Missing, "fields are not rendered, the picture has all lines"},
     {"camera", "field=0", Used, ""},
     {"camera", "pass", Missing, "passes over frame buffer files are not supported"},
@@ -113,14 +109,13 @@ constexpr Meaning kLanguage[] = {
 
     {"framebuffer", "datatype|filetype|filename|filtering|primary|user|compression|quality|dod|dpi", Used, ""},
     {"framebuffer", "field", Missing, "fields are not rendered, the picture has all lines"},
-    {"framebuffer", "colorprofile", Missing, kProfiles},
+    {"framebuffer", "colorprofile", Missing, "files hold the colors of the render"},
     {"framebuffer", "useprimary|useopacity", Idle, "every buffer takes what shaders put into it"},
 
     {"light", "shader|origin|direction|energy|visible|tag|rectangle|disc|sphere|cylinder|object|user|data|photons", Used, ""},
     {"light", "spread", Used, "shaders ask for it; light outside of the cone is theirs to leave out"},
-    {"light", "energy=spectrum", Missing, "spectra are not supported"},
     {"light", "exponent|emitter|caustic|globillum", Idle, kPhotons},
-    {"light", "lightprofile", Missing, "the profile of a light element is not applied, give it to a parameter of the light's shader"},
+    {"light", "lightprofile", Used, "where no parameter of the light's shader names a profile"},
     {"light", "shadowmap", Idle, kMaps},
     {"light", "shadowmap=off|shadowmap=false", Used, ""},
     {"light", "attribute", Idle, "attributes are not kept"},
@@ -134,10 +129,11 @@ constexpr Meaning kLanguage[] = {
     {"material", "hardware", Idle, "nothing is rendered by graphics hardware"},
     {"material", "attribute", Idle, "attributes are not kept"},
 
-    {"texture", "filter|file|shader|pixels", Used, ""},
+    {"texture", "filter|file|shader|pixels|colorprofile", Used, ""},
     {"texture", "local", Idle, "files are read by this machine anyway"},
     {"texture", "writable", Idle, "light maps are not made"},
-    {"texture", "colorprofile", Missing, kProfiles},
+
+    {"colorprofile", "color|space|transform|white|gamma", Used, ""},
 
     {"lightprofile", "format|file|hermite|resolution", Used, ""},
     {"lightprofile", "flags", Missing, "flags of light profiles are not supported"},

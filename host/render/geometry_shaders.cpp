@@ -67,7 +67,7 @@ private:
         slots->build(database_, shaders_);
         scene_.slots = slots;
         auto textures = std::make_shared<TextureTable>();
-        textures->open(database_, shaders_.textures(), scene_.options->gamma);
+        textures->open(database_, shaders_.textures(), scene_.options->gamma, scene_.options->render_cprof);
         scene_.textures = textures;
     }
 

@@ -187,7 +187,8 @@ private:
 
     void openTextures() {
         auto textures = std::make_shared<TextureTable>();
-        if (!textures->open(database_, shaders_.textures(), options_->gamma) && !settings_.continueWithoutTextures)
+        if (!textures->open(database_, shaders_.textures(), options_->gamma, options_->render_cprof) &&
+            !settings_.continueWithoutTextures)
             throw Failure("a texture is missing; -texture_continue renders without it");
         scene_.textures = textures;
     }

@@ -7,6 +7,7 @@
 #include "tracing/context.h"
 
 #include <cmath>
+#include <numbers>
 
 namespace lumorender {
 
@@ -27,7 +28,13 @@ Camera::Camera(const miCamera& camera, const FlatElement& element)
         throw Failure(fmt::format("camera: focal length {} must be positive", camera.focal));
 }
 
-void Camera::eyeRay(double rasterX, double rasterY, double time, miVector& org, miVector& dir) const {
+void Camera::setLens(double focus, double radius) {
+    focus_ = focus;
+    lensRadius_ = radius;
+}
+
+void Camera::eyeRay(double rasterX, double rasterY, double time, const Imath::V2d& lens, miVector& org,
+                    miVector& dir) const {
     // The film lies at distance focal in front of the pinhole; a positive offset moves the image right and up.
     const double x = (rasterX - camera_.x_offset) * pixelWidth_ - 0.5 * camera_.aperture;
     const double y = (rasterY - camera_.y_offset) * pixelHeight_ - 0.5 * camera_.aperture / camera_.aspect;
@@ -36,6 +43,12 @@ void Camera::eyeRay(double rasterX, double rasterY, double time, miVector& org, 
     if (camera_.orthographic) {
         o = {x, y, 0};
         d = {0, 0, -1};
+    }
+    if (hasLens()) {
+        const V3d sharp = o + d * (focus_ / -d.z);
+        const double radius = lensRadius_ * std::sqrt(lens.x), turn = 2 * std::numbers::pi * lens.y;
+        o += V3d{radius * std::cos(turn), radius * std::sin(turn), 0};
+        d = sharp - o;
     }
 
     const M44d m = localToWorldAt(element_, time);
@@ -78,7 +91,12 @@ miVector Camera::worldToRaster(const miVector& point) const {
 
 std::shared_ptr<const Camera> projectionOf(const RenderScene& scene) {
     for (const FlatElement& camera : scene.geometry->cameras())
-        if (camera.instance == scene.cameraInstance) return std::make_shared<Camera>(*scene.camera, camera);
+        if (camera.instance == scene.cameraInstance) {
+            auto projection = std::make_shared<Camera>(*scene.camera, camera);
+            if (const auto* detail = scene.database->detail<CameraDetail>(camera.element))
+                projection->setLens(static_cast<double>(detail->focus), static_cast<double>(detail->lensRadius));
+            return projection;
+        }
     throw Failure(fmt::format("the camera instance \"{}\" is not a member of the root group \"{}\"",
                               scene.database->name(scene.cameraInstance), scene.database->name(scene.rootGroup)));
 }

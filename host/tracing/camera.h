@@ -13,8 +13,14 @@ public:
     /// @param element the camera's instance, flattened; throws Failure for a camera that cannot look at anything.
     Camera(const miCamera& camera, const FlatElement& element);
 
-    /// The ray through a raster position; `time` is the fraction of the shutter interval.
-    void eyeRay(double rasterX, double rasterY, double time, miVector& org, miVector& dir) const;
+    /// Eye rays begin all over a lens of this radius, and meet where they are so far away along the axis.
+    void setLens(double focus, double radius);
+    bool hasLens() const { return lensRadius_ > 0; }
+
+    /// The ray through a raster position; `time` is the fraction of the shutter interval. `lens` is a place on the unit
+    /// square, which is the lens.
+    void eyeRay(double rasterX, double rasterY, double time, const Imath::V2d& lens, miVector& org,
+                miVector& dir) const;
 
     /// Raster position of a world-space point. Points in the camera's plane give infinities.
     miVector worldToRaster(const miVector& point) const;
@@ -42,6 +48,7 @@ private:
     FlatElement element_;
     double pixelWidth_, pixelHeight_;  ///< of one pixel of the film
     bool clips_;
+    double focus_ = 0, lensRadius_ = 0;
 };
 
 struct RenderScene;

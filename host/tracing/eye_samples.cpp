@@ -54,7 +54,13 @@ void EyeSamples::start(const EyeSample& sample) {
     state.time = scene_.options->shutter_delay;
     if (interval > 0) state.time += static_cast<float>(interval * sample.time);
     seedEyeState(state, sample.seed, sample.number);
-    scene_.projection->eyeRay(sample.x, sample.y, interval > 0 ? sample.time : 0, state.org, state.dir);
+    Imath::V2d lens(0, 0);
+    if (scene_.projection->hasLens()) {
+        constexpr std::uint32_t kLens = 0x1e45;
+        const std::uint32_t seed = mixSeeds(sample.seed, kLens);
+        lens = {scrambledSobol(sample.number, 0, seed), scrambledSobol(sample.number, 1, seed)};
+    }
+    scene_.projection->eyeRay(sample.x, sample.y, interval > 0 ? sample.time : 0, lens, state.org, state.dir);
 }
 
 void createRootState(ThreadContext& context) {

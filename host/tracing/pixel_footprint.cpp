@@ -53,7 +53,7 @@ CameraRay cameraRayOf(const miState* state, const Path& path) {
     constexpr double kSameDirection = .99;  // so that rays through some point of a real lens count
     const ThreadContext& context = contextOf(state);
     CameraRay ray;
-    context.scene->projection->eyeRay(state->raster_x, state->raster_y, 0, ray.org, ray.dir);
+    context.scene->projection->eyeRay(state->raster_x, state->raster_y, 0, {0, 0}, ray.org, ray.dir);
     const V3d turned = transformVector(wide(ray.dir), context.lensTurn);
     ray.stretch = length(turned);
     ray.isFollowed = path.straight && dot(turned, wide(path.first)) > kSameDirection * ray.stretch;

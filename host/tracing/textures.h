@@ -16,7 +16,8 @@ public:
     /// Opens the textures that shaders name, and those in user data. A file that cannot be read is an error naming it;
     /// one that is missing and that nothing uses is a warning.
     /// @return false when one could not be opened.
-    bool open(const Database& database, const std::set<miTag>& named, float gamma);
+    /// Colors of a texture with a profile are brought into the space of the render, which `profile` names.
+    bool open(const Database& database, const std::set<miTag>& named, float gamma, miTag profile);
 
     const Texture* find(miTag tag) const {
         const auto found = textures_.find(tag);

@@ -5,6 +5,7 @@
 #include "mi/records.h"
 #include "parameters/user_data.h"
 #include "photometry/light_profile.h"
+#include "photometry/spectrum.h"
 
 #include <fmt/format.h>
 
@@ -121,6 +122,8 @@ private:
                 break;
             case miSCENE_IMAGE: show(*database_.detail<TextureDetail>(tag)); break;
             case miSCENE_LIGHTPROFILE: show(*database_.detail<LightProfile>(tag)); break;
+            case miSCENE_COLORPROFILE: show(*database_.detail<ColorProfile>(tag)); break;
+            case miSCENE_SPECTRUM: show(database_.detail<Spectrum>(tag)->values); break;
             case miSCENE_OBJECT: object(tag); break;
             case miSCENE_INSTANCE: instance(tag); break;
             case miSCENE_GROUP: names(database_.detail<GroupDetail>(tag)->instances); break;
@@ -213,7 +216,7 @@ private:
     void options(miTag tag) {
         record(*database_.as<miOptions>(tag, miSCENE_OPTIONS), &miOptions::contour_contrast, &miOptions::contour_store,
                &miOptions::finalgather_file, &miOptions::photonmap_file, &miOptions::userdata, &miOptions::inh_funcdecl,
-               &miOptions::state_func, &miOptions::string_options);
+               &miOptions::state_func, &miOptions::string_options, &miOptions::render_cprof);
         const auto& options = database_.as<miOptions>(tag, miSCENE_OPTIONS)->string_options;
         if (const auto* strings = database_.detail<StringOptions>(options)) show(strings->values);
         if (const auto* detail = database_.detail<OptionsDetail>(tag))
@@ -226,7 +229,7 @@ private:
                &miCamera::userdata, &miCamera::buffertag);
         if (const auto* buffers = database_.detail<FrameBufferSet>(camera.buffertag)) show(buffers->buffers);
         if (const auto* detail = database_.detail<CameraDetail>(tag)) {
-            show(detail->files);
+            showAll(detail->files, detail->focus, detail->lensRadius);
             for (const OutputShader& step : detail->outputShaders) show(step.types), name(step.shader);
         }
     }
@@ -291,11 +294,13 @@ private:
         showAll(f.name, f.datatype, f.filetype, f.filename, f.filtering, f.primary, f.user);
     }
     void parts(const TextureDetail& t) {
+        name(t.profile);
         showAll(t.file, t.filterScale, t.local, t.components, t.width, t.height, t.depth, t.pixels);
     }
     void parts(const LightProfile& p) {
         showAll(p.format, p.file, p.curve, p.horizontalSteps, p.verticalSteps, p.distribution != nullptr);
     }
+    void parts(const ColorProfile& p) { showAll(p.name, p.transform, p.white, p.gamma); }
     void parts(const VertexSource& v) { showAll(v.position, v.normal, v.derivatives, v.textures, v.motions, v.users); }
     void parts(const PolygonGroupSource& g) {
         showAll(g.vectors, g.vertices, g.extras);
