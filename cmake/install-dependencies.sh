@@ -9,6 +9,7 @@ for job in "$@"; do
         run) packages+=(
             g++ cmake ninja-build
             libembree-dev libtbb-dev                         # ray tracing, threads
+            libosd-dev                                       # limits of subdivision surfaces
             libopenimageio-dev libopenexr-dev libimath-dev   # images in and out
             libopencolorio-dev                               # color transforms
             libcli11-dev libfmt-dev                          # command line, messages

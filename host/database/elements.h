@@ -3,6 +3,7 @@
 
 #include "database/approximation.h"
 #include "database/database.h"
+#include "database/surface_source.h"
 #include "mi/codes.h"
 #include "mi/types.h"
 
@@ -154,6 +155,7 @@ struct PolygonGroupSource {
     std::vector<int> extras;   ///< derivatives, then textures, then motions, then users, per vertex
     std::vector<int> corners;  ///< vertex numbers
     std::vector<PolygonSource> polygons;
+    SurfaceGroup surfaces;  ///< beside the polygons; their control points are vertices of the group
     Approximation approximation;
 };
 

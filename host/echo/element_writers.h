@@ -3,6 +3,7 @@
 
 #include "database/approximation.h"
 #include "database/declaration.h"
+#include "database/surface_source.h"
 #include "echo/element_text.h"
 
 #include <vector>
@@ -37,6 +38,11 @@ void writeParameters(ElementText& out, const std::vector<Parameter>& parameters,
 
 /// The statements that give an element its user data.
 void writeDataStatements(ElementText& out, miTag chain);
+
+/// Before a group: the bases that its curves and surfaces need and the groups before have not defined.
+void writeBases(ElementText& out, const SurfaceGroup& surfaces, std::vector<BasisSource>& known);
+/// What a group has besides polygons.
+void writeSurfaces(ElementText& out, const SurfaceGroup& surfaces, bool tagged);
 
 /// What stands behind the word `approximate`.
 void writeRule(ElementText& out, const ApproximationRule& rule);

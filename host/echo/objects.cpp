@@ -1,4 +1,4 @@
-// Objects: flags, polygons and hair. Triangle lists have become groups of polygons.
+// Objects: flags, polygons and hair; surfaces have a file of their own. Triangle lists have become groups of polygons.
 #include "database/elements.h"
 #include "database/placeholder.h"
 #include "echo/element_writers.h"
@@ -37,7 +37,7 @@ void writeFlags(ElementText& out, const miObject& object) {
     if (object.volume_id != 0) out.statement("volume group", object.volume_id);
 }
 
-void writeVertex(ElementText& out, const PolygonGroupSource& group, const VertexSource& vertex) {
+void writeVertex(ElementText& out, const PolygonGroupSource& group, const VertexSource& vertex, float sharpness) {
     const int* extra = group.extras.data() + vertex.firstExtra;
     out.statement("v", vertex.position);
     if (vertex.normal >= 0) {
@@ -59,6 +59,11 @@ void writeVertex(ElementText& out, const PolygonGroupSource& group, const Vertex
         out.add("u");
         out.add(*extra++);
     }
+    if (sharpness > 0) out.add("corner");
+    if (sharpness > 0 && sharpness != kSharpForever) {
+        out.add("level");
+        out.add(sharpness);
+    }
 }
 
 /// A material stays for the polygons that follow.
@@ -78,12 +83,19 @@ void writePolygons(ElementText& out, const PolygonGroupSource& group, bool tagge
 
 void writeGroup(ElementText& out, const PolygonGroupSource& group, bool tagged) {
     out.statement("group");
+    if (group.surfaces.merge != 0) {
+        out.add("merge");
+        out.add(group.surfaces.merge);
+    }
     for (const miVector& vector : group.vectors) {
         out.line();
         out.add(vector);
     }
-    for (const VertexSource& vertex : group.vertices) writeVertex(out, group, vertex);
+    const std::vector<float>& sharpness = group.surfaces.sharpness;
+    for (std::size_t i = 0; i < group.vertices.size(); ++i)
+        writeVertex(out, group, group.vertices[i], sharpness.empty() ? 0 : sharpness[i]);
     writePolygons(out, group, tagged);
+    writeSurfaces(out, group.surfaces, tagged);
     writeApproximation(out, group.approximation);
     out.statement("end group");
 }
@@ -144,7 +156,11 @@ void writeObject(ElementText& out, miTag tag) {
             out.statement("box", object.bbox_min, object.bbox_max);
         if (source->tagged) out.statement("tagged on");
         if (source->hasTransform) out.statement("transform", source->transform);
-        for (const PolygonGroupSource& group : source->groups) writeGroup(out, group, source->tagged);
+        std::vector<BasisSource> bases;
+        for (const PolygonGroupSource& group : source->groups) {
+            writeBases(out, group.surfaces, bases);
+            writeGroup(out, group, source->tagged);
+        }
         if (source->hair) writeHair(out, *source->hair);
         writeApproximation(out, source->approximation);
     }
@@ -157,21 +173,27 @@ void writeObject(ElementText& out, miTag tag) {
 
 /// The levels stand last: behind `parametric` they are told from its numbers by there being four in all.
 void writeRule(ElementText& out, const ApproximationRule& rule) {
+    static constexpr const char* kKinds[] = {"",       "displace", "trilist",     "surface", "subdivision surface",
+                                             "ccmesh", "curve",    "space curve", "trim"};
     const auto limit = [&](const char* word, float value) {
         if (value == 0) return;
         out.add(word);
         out.add(value);
     };
+    if (rule.kind != ApproximationKind::Polygons) out.add(kKinds[static_cast<int>(rule.kind)]);
     if (rule.view) out.add("view");
     if (rule.offscreen) out.add("offscreen");
     if (rule.any) out.add("any");
     limit("length", rule.length);
     limit("distance", rule.distance);
     limit("angle", rule.angle);
+    if (rule.regular) out.add("regular");
     if (rule.parametric >= 0) {
         out.add("parametric");
-        out.add(rule.parametric);
-        out.add(rule.parametric);
+        for (const float parts : rule.parts) {
+            out.add(parts);
+            if (rule.percent) out.add("%");
+        }
     }
     out.add(rule.least);
     out.add(rule.most);
@@ -179,7 +201,8 @@ void writeRule(ElementText& out, const ApproximationRule& rule) {
         out.add("max");
         out.add(static_cast<miUint>(rule.mostTriangles));
     }
-    out.add("all");
+    if (rule.all) out.add("all");
+    for (const std::string& name : rule.names) out.add(Quoted{name});
 }
 
 void writeApproximation(ElementText& out, const Approximation& approximation) {

@@ -1,6 +1,7 @@
 // Reads what follows the word `approximate`.
 #include "elements/element_readers.h"
 
+#include <algorithm>
 #include <array>
 #include <limits>
 #include <unordered_set>
@@ -13,10 +14,10 @@ constexpr int kFinestLevels = 24;
 
 class ApproximationReader {
 public:
-    explicit ApproximationReader(SceneContext& scene) : scene_(scene), in_(scene.in) {}
+    ApproximationReader(SceneContext& scene, bool inList) : scene_(scene), in_(scene.in), inList_(inList) {}
 
     void read(Approximation& approximation) {
-        const bool concernsPolygons = readKind();
+        rule_.kind = readKind();
         while (readWord()) {
         }
         readLevels();
@@ -24,14 +25,14 @@ public:
             rule_.mostTriangles = static_cast<std::size_t>(in_.readInteger(0, std::numeric_limits<int>::max()));
         else if (acceptIdle("samples"))
             in_.readInteger();
-        while (in_.atString()) in_.advance();  // of free-form surfaces
-        in_.accept("all");
-        if (concernsPolygons) approximation.push_back(rule_);
+        readNames();
+        approximation.push_back(std::move(rule_));
     }
 
 private:
     SceneContext& scene_;
     Cursor& in_;
+    const bool inList_;
     ApproximationRule rule_;
     bool levelsAreGiven_ = false;
 
@@ -42,22 +43,39 @@ private:
         return true;
     }
 
-    /// What it is for. Without a word, and for displacement, it is for polygons.
-    bool readKind() {
-        if (in_.accept("displace") || in_.accept("trilist")) return true;
-        bool other = acceptIdle("subdivision") || acceptIdle("space");
-        for (const std::string_view word : {"surface", "ccmesh", "curve", "trim"}) other = acceptIdle(word) || other;
-        return !other;
+    /// What it is for.
+    ApproximationKind readKind() {
+        using enum ApproximationKind;
+        static constexpr std::pair<std::string_view, ApproximationKind> kKinds[] = {
+            {"displace", Displacement}, {"trilist", Trilist}, {"surface", Surface},
+            {"ccmesh", CatmullClark},   {"curve", Curve},     {"trim", Trim}};
+        for (const auto& [word, kind] : kKinds)
+            if (in_.accept(word)) return kind;
+        if (in_.accept("subdivision")) return in_.expect("surface"), Subdivision;
+        if (in_.accept("space")) return in_.expect("curve"), SpaceCurve;
+        return Polygons;
+    }
+
+    /// Names in quotes: bare ones could not be told from words.
+    void readNames() {
+        rule_.all = in_.accept("all");
+        while (!rule_.all && in_.atString()) {
+            rule_.names.emplace_back(in_.current().text);
+            in_.advance();
+            if (in_.at(',') && !inList_) in_.advance();
+        }
     }
 
     bool readWord() {
-        static const std::unordered_set<std::string_view> kOfNoConcern = {"tree",    "grid",        "delaunay",
-                                                                          "regular", "nosmoothing", "implicit"};
+        static const std::unordered_set<std::string_view> kOfNoConcern = {"tree", "grid", "delaunay", "nosmoothing",
+                                                                          "implicit"};
         if (in_.current().kind != TokenKind::Symbol) return false;
         if (kOfNoConcern.contains(in_.current().text)) {
             acceptIdle(in_.current().text);
         } else if (in_.accept("view")) {
             rule_.view = true;
+        } else if (in_.accept("regular")) {
+            rule_.regular = true;
         } else if (in_.accept("offscreen")) {
             rule_.offscreen = true;
         } else if (in_.accept("any")) {
@@ -86,16 +104,19 @@ private:
     }
 
     /// One number or two, of u and v, and two levels behind them. Triangles have one direction as good as the other.
+    /// A `%` may stand behind the numbers.
     void readParametric() {
         std::array<float, 4> numbers = {};
         std::size_t count = 0;
         for (; count < numbers.size() && in_.atNumber(); ++count) {
             numbers[count] = in_.readFloat();
-            in_.accept('%');
+            rule_.percent = in_.accept('%') || rule_.percent;
         }
         if (count == 0) in_.fail("the number of divisions");
         const float most = count == 2 || count == 4 ? std::max(numbers[0], numbers[1]) : numbers[0];
         rule_.parametric = levelsOf(most);
+        rule_.parts[0] = numbers[0];
+        rule_.parts[1] = count == 2 || count == 4 ? numbers[1] : numbers[0];
         if (count > 2) setLevels(numbers[count - 2], numbers[count - 1]);
     }
 
@@ -117,8 +138,13 @@ private:
 
 }  // namespace
 
-void readApproximation(SceneContext& scene, Approximation& approximation) {
-    ApproximationReader(scene).read(approximation);
+bool isApproximation(const Cursor& in) {
+    static constexpr std::string_view kWords[] = {"approximate", "visible", "trace", "shadow", "caustic", "globillum"};
+    return std::any_of(std::begin(kWords), std::end(kWords), [&](std::string_view word) { return in.at(word); });
+}
+
+void readApproximation(SceneContext& scene, Approximation& approximation, bool inList) {
+    ApproximationReader(scene, inList).read(approximation);
 }
 
 }  // namespace lumorender

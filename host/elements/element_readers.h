@@ -41,14 +41,36 @@ void readFileCommands(SceneContext& scene, const std::string& name, const std::f
 /// Behind `render`. Nothing is rendered after an error. Throws StopReading where the application wants no more.
 void readRender(SceneContext& scene);
 
-/// Behind `trilist` of an object, up to and past its end. The triangles become a group of polygons. False, after a
-/// warning, where the mesh is of a form that is not read.
-bool readTrilist(SceneContext& scene, bool tagged, PolygonGroupSource& group);
+/// Behind `trilist` of an object, up to and past its end. The triangles become a group of polygons.
+void readTrilist(SceneContext& scene, bool tagged, PolygonGroupSource& group);
 
-/// Behind `group` of an object, up to and past `end group`. A group with geometry of another kind than polygons is
-/// skipped, with a warning, and false returned.
-bool readPolygonGroup(SceneContext& scene, bool tagged, PolygonGroupSource& group);
+/// Behind `group` of an object, up to and past `end group`. Free-form curves and surfaces use the object's bases.
+void readPolygonGroup(SceneContext& scene, bool tagged, const std::vector<BasisSource>& bases,
+                      PolygonGroupSource& group);
 
+/// Behind `basis` of an object. One of the same name replaces the former.
+void readBasis(SceneContext& scene, std::vector<BasisSource>& bases);
+
+/// What the readers of surfaces in a group know of it.
+struct GroupInReading {
+    SceneContext& scene;
+    bool tagged;
+    const std::vector<BasisSource>& bases;
+    PolygonGroupSource& group;
+    miTag material = 0;  ///< stays for those that name none
+
+    /// The number of a vertex of the group.
+    int readVertex() const;
+    /// The label of a tagged object, or a material, which stays.
+    std::uint32_t readHeading();
+};
+
+/// Behind `curve`, `space curve`, `surface`, `connect`, `subdivision` and `ccmesh` in a group.
+void readCurve(GroupInReading& group, bool inSpace);
+void readSurface(GroupInReading& group);
+void readConnection(GroupInReading& group);
+void readSubdivisionSurface(GroupInReading& group);
+void readCatmullClarkMesh(GroupInReading& group);
 /// Behind `hair` of an object, up to and past `end hair`.
 HairSource readHair(SceneContext& scene);
 
@@ -82,8 +104,11 @@ std::vector<std::string> readOutputTypes(SceneContext& scene);
 /// Where no buffer says that it is the primary one, the first color buffer that is no user buffer is.
 void choosePrimary(FrameBufferSet& buffers);
 
-/// Behind `approximate`: what concerns polygons is appended, the rest has no effect.
-void readApproximation(SceneContext& scene, Approximation& approximation);
+/// At `approximate`, or at one of the words that say for which rays it is.
+bool isApproximation(const Cursor& in);
+
+/// Behind `approximate`: appends the statement. In a list commas part statements, else names.
+void readApproximation(SceneContext& scene, Approximation& approximation, bool inList = false);
 
 /// To `end <word>` and past it.
 void skipToEnd(SceneContext& scene, std::string_view word);

@@ -194,7 +194,8 @@ void InstanceReader::readApproximations(bool overrides) {
     if (!in.accept('[')) return readApproximation(scene, detail.approximation);
     while (!in.accept(']')) {
         const char* const before = in.current().at;
-        readApproximation(scene, detail.approximation);
+        in.accept("approximate");
+        readApproximation(scene, detail.approximation, true);
         in.accept(',');
         if (in.current().at == before) in.fail("a word of an approximation or \"]\"");
     }

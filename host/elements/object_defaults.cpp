@@ -55,12 +55,24 @@ void setDefaults(miInstance& instance) {
     instance.tf.identity = 1;
 }
 
-/// Curves lie between their vertices.
+/// Curves and surfaces lie between their vertices; those of trimming curves and textures lie in spaces of their own.
 void setBounds(miObject& object, const ObjectSource& source) {
     Bounds bounds(source);
-    for (const PolygonGroupSource& group : source.groups)
-        for (const VertexSource& vertex : group.vertices)
+    for (const PolygonGroupSource& group : source.groups) {
+        const auto take = [&](int number) {
+            const VertexSource& vertex = group.vertices[static_cast<std::size_t>(number)];
             bounds.include(group.vectors[static_cast<std::size_t>(vertex.position)]);
+        };
+        if (group.surfaces.empty() && group.surfaces.curves.empty())
+            for (std::size_t i = 0; i < group.vertices.size(); ++i) take(static_cast<int>(i));
+        else
+            for (const int corner : group.corners)
+                if (corner >= 0) take(corner);
+        for (const SurfaceSource& surface : group.surfaces.surfaces)
+            for (const ControlPoint& point : surface.points) take(point.vertex);
+        for (const SubdivisionSource& mesh : group.surfaces.subdivisions)
+            for (const int corner : mesh.corners) take(corner);
+    }
     if (source.hair)
         for (std::size_t i = 0; i < source.hair->hairs(); ++i)
             for (std::size_t k = 0; k < source.hair->vertices(i); ++k) {

@@ -23,6 +23,7 @@ struct ObjectReader {
     ObjectSource source = {};
     bool isPlaceholder = false;
     std::filesystem::path file = {};
+    std::vector<BasisSource> bases = {};
 
     bool readOther() { return false; }
 
@@ -64,12 +65,14 @@ struct ObjectReader {
 
     void readGroup() {
         PolygonGroupSource group;
-        if (readPolygonGroup(scene, source.tagged, group)) source.groups.push_back(std::move(group));
+        readPolygonGroup(scene, source.tagged, bases, group);
+        source.groups.push_back(std::move(group));
     }
 
     void readTriangles() {
         PolygonGroupSource group;
-        if (readTrilist(scene, source.tagged, group)) source.groups.push_back(std::move(group));
+        readTrilist(scene, source.tagged, group);
+        source.groups.push_back(std::move(group));
     }
 
     void readHairs() {
@@ -85,9 +88,6 @@ struct ObjectReader {
         isPlaceholder = true;
     }
     std::unique_ptr<Detail> takeDetail();
-
-    /// `"name" [rational] kind degree-or-numbers`, up to the next statement.
-    void skipBasis();
 
     bool hasName() const;
     void read();
@@ -125,7 +125,7 @@ const StatementTable<Reader>& statements() {
             r.in.expect("group");
             r.object.volume_id = static_cast<miUint>(r.in.readInteger());
         }},
-        {"basis", [](Reader& r) { r.skipBasis(); }},
+        {"basis", [](Reader& r) { readBasis(r.scene, r.bases); }},
         {"group", [](Reader& r) { r.readGroup(); }},
         {"trilist", [](Reader& r) { r.readTriangles(); }},
         {"hair", [](Reader& r) { r.readHairs(); }},
@@ -135,13 +135,6 @@ const StatementTable<Reader>& statements() {
     };
     // clang-format on
     return table;
-}
-
-void ObjectReader::skipBasis() {
-    in.readName("the name of a basis");
-    in.accept("rational");
-    in.readName("the kind of a basis");
-    while (in.atNumber()) in.advance();
 }
 
 /// An object may lack its name; then a flag stands in its place.

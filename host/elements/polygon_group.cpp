@@ -15,25 +15,19 @@ constexpr std::size_t kMostUsers = 255;
 
 class GroupReader {
 public:
-    GroupReader(SceneContext& scene, bool tagged, PolygonGroupSource& group)
-        : scene_(scene), in_(scene.in), tagged_(tagged), group_(group) {}
+    GroupReader(SceneContext& scene, bool tagged, const std::vector<BasisSource>& bases, PolygonGroupSource& group)
+        : scene_(scene), in_(scene.in), tagged_(tagged), group_(group), surfaces_{scene, tagged, bases, group} {}
 
-    bool read();
+    void read();
 
 private:
-    /// Past a word that is there and has no effect, as is told.
-    bool acceptIdle(std::string_view word) {
-        if (!in_.at(word)) return false;
-        scene_.problems.tell(in_.place(), "group", word);
-        in_.advance();
-        return true;
-    }
     void readVectors();
     void readVertex();
     std::uint8_t readDerivatives();
     void readTexture();
     void readSharpness();
     bool readGeometry();
+    bool readSurfaces();
     void readPolygon(bool convex);
     void readStrip();
     void readFan();
@@ -51,33 +45,33 @@ private:
     miTag material_ = 0;
     std::string_view materialName_;
     std::uint32_t label_ = 0;
+    GroupInReading surfaces_;
 };
 
-bool isGeometryOfOtherKind(const Cursor& in) {
-    static constexpr std::string_view kWords[] = {"curve", "surface", "space", "connect", "subdivision", "ccmesh"};
-    return std::any_of(std::begin(kWords), std::end(kWords), [&](std::string_view word) { return in.at(word); });
-}
-
-bool isApproximation(const Cursor& in) {
-    static constexpr std::string_view kWords[] = {"approximate", "visible", "trace", "shadow", "caustic", "globillum"};
-    return std::any_of(std::begin(kWords), std::end(kWords), [&](std::string_view word) { return in.at(word); });
-}
-
-bool GroupReader::read() {
+void GroupReader::read() {
     const bool isNamed = in_.atString() || (in_.current().kind == TokenKind::Symbol && !in_.at("merge") &&
                                             !in_.at("end") && !in_.at("v"));
     if (isNamed) in_.advance();
-    if (acceptIdle("merge")) in_.readFloat();
+    if (in_.accept("merge")) {
+        const Place place = in_.place();
+        group_.surfaces.merge = in_.readFloat();
+        if (!(group_.surfaces.merge >= 0))
+            throw SyntaxError{place, fmt::format("found merge {}, expected a distance", group_.surfaces.merge)};
+    }
     readVectors();
     while (in_.accept("v")) readVertex();
-    while (!in_.acceptEnd("group")) {
-        if (readGeometry()) continue;
-        if (!isGeometryOfOtherKind(in_)) in_.fail("a vertex, a polygon or \"end group\"");
-        scene_.problems.tell(in_.place(), "group", in_.current().text);
-        skipToEnd(scene_, "group");
-        return false;
-    }
-    return true;
+    while (!in_.acceptEnd("group"))
+        if (!readGeometry() && !readSurfaces()) in_.fail("a vertex, a polygon, a surface or \"end group\"");
+}
+
+bool GroupReader::readSurfaces() {
+    if (in_.accept("curve")) return readCurve(surfaces_, false), true;
+    if (in_.accept("surface")) return readSurface(surfaces_), true;
+    if (in_.accept("connect")) return readConnection(surfaces_), true;
+    if (in_.accept("ccmesh")) return readCatmullClarkMesh(surfaces_), true;
+    if (in_.accept("space")) return in_.expect("curve"), readCurve(surfaces_, true), true;
+    if (in_.accept("subdivision")) return in_.expect("surface"), readSubdivisionSurface(surfaces_), true;
+    return false;
 }
 
 void GroupReader::readVectors() {
@@ -116,6 +110,7 @@ void GroupReader::readVertex() {
     }
     readSharpness();
     group_.vertices.push_back(vertex);
+    if (auto& sharpness = group_.surfaces.sharpness; !sharpness.empty()) sharpness.resize(group_.vertices.size(), 0);
 }
 
 std::uint8_t GroupReader::readDerivatives() {
@@ -132,10 +127,13 @@ void GroupReader::readTexture() {
     group_.extras.push_back(hasBasis ? readVectorIndex() : -1);
 }
 
-/// Matters to subdivision only.
+/// For subdivision surfaces. A dart is where a crease ends in a smooth vertex, as it does without the word.
 void GroupReader::readSharpness() {
-    if (!acceptIdle("cusp") && !acceptIdle("conic") && !acceptIdle("corner") && !acceptIdle("dart")) return;
-    if (in_.accept("level")) in_.readFloat();
+    if (in_.accept("dart")) return;
+    if (!in_.accept("cusp") && !in_.accept("conic") && !in_.accept("corner")) return;
+    auto& sharpness = group_.surfaces.sharpness;
+    sharpness.resize(group_.vertices.size(), 0);
+    sharpness.push_back(in_.accept("level") ? std::clamp(in_.readFloat(), 0.0F, kSharpForever) : kSharpForever);
 }
 
 bool GroupReader::readGeometry() {
@@ -215,11 +213,31 @@ void GroupReader::readFan() {
 
 }  // namespace
 
-bool readPolygonGroup(SceneContext& scene, bool tagged, PolygonGroupSource& group) {
+namespace {
+
+/// Approximations of what is not there.
+void warnOfUnknownNames(SceneContext& scene, const Place& place, const PolygonGroupSource& group) {
+    const SurfaceGroup& surfaces = group.surfaces;
+    const auto has = [](const auto& list, const std::string& name) {
+        return std::any_of(list.begin(), list.end(), [&](const auto& each) { return each.name == name; });
+    };
+    for (const ApproximationRule& rule : group.approximation)
+        for (const std::string& name : rule.names)
+            if (!has(surfaces.surfaces, name) && !has(surfaces.subdivisions, name) && !has(surfaces.curves, name))
+                scene.problems.warning(
+                    place,
+                    fmt::format("an approximation of this group names \"{}\", which is no surface or curve in it",
+                                name));
+}
+
+}  // namespace
+
+void readPolygonGroup(SceneContext& scene, bool tagged, const std::vector<BasisSource>& bases,
+                      PolygonGroupSource& group) {
     const Place place = scene.in.place();
-    const bool usable = GroupReader(scene, tagged, group).read();
-    if (usable) warnOfBrokenVectors(scene, place, group);
-    return usable;
+    GroupReader(scene, tagged, bases, group).read();
+    warnOfUnknownNames(scene, place, group);
+    warnOfBrokenVectors(scene, place, group);
 }
 
 void warnOfBrokenVectors(SceneContext& scene, const Place& place, const PolygonGroupSource& group) {

@@ -25,6 +25,11 @@ struct VertexFormat {
     int motions = 0, bumps = 0;
     std::vector<int> textures, users;  ///< components each
 
+    /// Of the older form.
+    std::size_t vectors() const {
+        return static_cast<std::size_t>(position + normal + derivatives + motions + bumps) + textures.size() +
+               users.size();
+    }
     std::size_t size() const {
         int vectors = position + normal + derivatives + motions + bumps;
         int components = 0;
@@ -39,10 +44,17 @@ public:
     TrilistReader(SceneContext& scene, bool tagged, PolygonGroupSource& group)
         : scene_(scene), in_(scene.in), tagged_(tagged), group_(group) {}
 
-    bool read();
+    void read();
 
 private:
+    void readOlderForm();
+    std::size_t readCount();
+    void readVectors(std::size_t count);
+    void readVertexTuples(std::size_t count);
+    void checkVector(int index, const Place& place) const;
+    void addVertexTuple(const std::vector<int>& tuple);
     void readFormat();
+    void readSizes(std::vector<int>& dimensions);
     void readDimensions(std::vector<int>& dimensions);
     void readVertices(std::size_t count);
     void addVertex(const float* values);
@@ -58,16 +70,14 @@ private:
     bool tagged_;
     PolygonGroupSource& group_;
     VertexFormat format_;
+    bool isOlder_ = false;
     miTag material_ = 0;
     std::uint32_t label_ = 0;
 };
 
-bool TrilistReader::read() {
-    if (!in_.accept("vertex")) {
-        scene_.problems.tell(in_.place(), "trilist", "vector");
-        skipToEnd(scene_, "trilist");
-        return false;
-    }
+void TrilistReader::read() {
+    if (in_.accept("vector")) return readOlderForm();
+    in_.expect("vertex");
     const auto vertices = static_cast<std::size_t>(in_.readInteger(0, kMostVertices));
     readFormat();
     in_.expect("triangle");
@@ -82,7 +92,111 @@ bool TrilistReader::read() {
     readVertices(vertices);
     readTriangles(triangles);
     skipRest();
-    return true;
+}
+
+/// All vectors first, then vertices as numbers of these, then triangles as numbers of vertices.
+void TrilistReader::readOlderForm() {
+    isOlder_ = true;
+    const std::size_t vectors = readCount();
+    in_.expect("vertex");
+    const std::size_t vertices = readCount();
+    readFormat();
+    in_.expect("triangle");
+    const std::size_t triangles = readCount();
+    readVectors(vectors);
+    readVertexTuples(vertices);
+    readTriangles(triangles);
+    skipRest();
+}
+
+/// With or without brackets.
+std::size_t TrilistReader::readCount() {
+    const bool inBrackets = in_.accept('[');
+    const auto count = static_cast<std::size_t>(in_.readInteger(0, kMostVertices));
+    if (inBrackets) in_.expect(']');
+    return count;
+}
+
+void TrilistReader::readVectors(std::size_t count) {
+    if (in_.accept("scalar") || in_.accept("binary")) {
+        if (in_.current().kind != TokenKind::Backquote) in_.fail("a back quote");
+        const std::string_view bytes = in_.takeRaw(count * 3 * sizeof(float));
+        for (std::size_t k = 0; k < count; ++k) {
+            const auto component = [&](std::size_t i) {
+                return std::bit_cast<float>(bigEndianWord(bytes.data() + 4 * (3 * k + i)));
+            };
+            group_.vectors.push_back({component(0), component(1), component(2)});
+        }
+        return;
+    }
+    in_.expect('[');
+    for (std::size_t k = 0; k < count; ++k) group_.vectors.push_back(in_.readVector());
+    in_.expect(']');
+}
+
+void TrilistReader::readVertexTuples(std::size_t count) {
+    const std::size_t size = format_.vectors();
+    std::vector<int> tuple(size);
+    if (in_.accept("integer")) {
+        if (in_.current().kind != TokenKind::Backquote) in_.fail("a back quote");
+        const Place place = in_.place();
+        const std::string_view bytes = in_.takeRaw(count * size * sizeof(std::uint32_t));
+        for (std::size_t at = 0; at < bytes.size();) {
+            for (int& index : tuple) {
+                index = static_cast<int>(bigEndianWord(bytes.data() + at));
+                checkVector(index, place);
+                at += sizeof index;
+            }
+            addVertexTuple(tuple);
+        }
+        return;
+    }
+    in_.expect('[');
+    for (std::size_t k = 0; k < count; ++k) {
+        for (int& index : tuple) {
+            const Place place = in_.place();
+            index = in_.readInteger();
+            checkVector(index, place);
+        }
+        addVertexTuple(tuple);
+    }
+    in_.expect(']');
+}
+
+void TrilistReader::checkVector(int index, const Place& place) const {
+    if (index < 0 || static_cast<std::size_t>(index) >= group_.vectors.size())
+        throw SyntaxError{place,
+                          fmt::format("found vector number {}, expected less than {}", index, group_.vectors.size())};
+}
+
+/// The vectors' numbers in the order of the keywords.
+void TrilistReader::addVertexTuple(const std::vector<int>& tuple) {
+    const int* next = tuple.data();
+    const auto append = [&](std::size_t count) {
+        group_.extras.insert(group_.extras.end(), next, next + count);
+        next += count;
+    };
+    VertexSource vertex;
+    vertex.position = *next++;
+    if (format_.normal) vertex.normal = *next++;
+    vertex.firstExtra = static_cast<std::uint32_t>(group_.extras.size());
+    vertex.derivatives = static_cast<std::uint8_t>(format_.derivatives);
+    append(vertex.derivatives);
+    const int* const motions = next;
+    const int* const bumps = motions + format_.motions;
+    next = bumps + format_.bumps;
+    vertex.textures = static_cast<std::uint8_t>(format_.textures.size());
+    for (int k = 0; k < vertex.textures; ++k) {
+        append(1);
+        const bool hasBasis = 2 * k + 1 < format_.bumps;
+        group_.extras.push_back(hasBasis ? bumps[2 * k] : -1);
+        group_.extras.push_back(hasBasis ? bumps[2 * k + 1] : -1);
+    }
+    group_.extras.insert(group_.extras.end(), motions, bumps);
+    vertex.motions = static_cast<std::uint8_t>(format_.motions);
+    vertex.users = static_cast<std::uint8_t>(format_.users.size());
+    append(vertex.users);
+    group_.vertices.push_back(vertex);
 }
 
 void TrilistReader::readFormat() {
@@ -92,9 +206,15 @@ void TrilistReader::readFormat() {
     if (in_.accept("d2")) format_.derivatives += 3;
     if (in_.accept("m")) format_.motions = in_.atInteger() ? in_.readInteger(0, 15) : 1;
     if (in_.accept("b")) format_.bumps = 2 * (in_.atInteger() ? in_.readInteger(0, 64) : 1);
-    if (in_.accept("t")) readDimensions(format_.textures);
-    if (in_.accept("u")) readDimensions(format_.users);
+    if (in_.accept("t")) readSizes(format_.textures);
+    if (in_.accept("u")) readSizes(format_.users);
     if (!format_.position) in_.fail("p: vertices with positions");
+}
+
+/// The older form counts vectors.
+void TrilistReader::readSizes(std::vector<int>& dimensions) {
+    if (!isOlder_) return readDimensions(dimensions);
+    dimensions.assign(static_cast<std::size_t>(in_.atInteger() ? in_.readInteger(1, 64) : 1), 3);
 }
 
 void TrilistReader::readDimensions(std::vector<int>& dimensions) {
@@ -209,11 +329,10 @@ void TrilistReader::skipRest() {
 
 }  // namespace
 
-bool readTrilist(SceneContext& scene, bool tagged, PolygonGroupSource& group) {
+void readTrilist(SceneContext& scene, bool tagged, PolygonGroupSource& group) {
     const Place place = scene.in.place();
-    const bool usable = TrilistReader(scene, tagged, group).read();
-    if (usable) warnOfBrokenVectors(scene, place, group);
-    return usable;
+    TrilistReader(scene, tagged, group).read();
+    warnOfBrokenVectors(scene, place, group);
 }
 
 }  // namespace lumorender

@@ -3,6 +3,7 @@
 
 #include "database/approximation.h"
 #include "geometry/scene_geometry.h"
+#include "surfaces/edge_measure.h"
 
 #include <functional>
 #include <span>
@@ -10,9 +11,6 @@
 #include <vector>
 
 namespace lumorender {
-
-/// How long an edge between two points of object space is in the rule's terms, in relation to `limit`.
-using EdgeMeasure = std::function<float(const V3d& a, const V3d& b, const ApproximationRule& rule, float limit)>;
 
 /// What shaders give at places of a mesh: hits on an instance that stands at the origin, in object space. Called with
 /// many at once.

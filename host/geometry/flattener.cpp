@@ -295,6 +295,8 @@ private:
         flat.materials = below.materials;
         flat.overridesMaterial = below.overridesMaterial;
         flat.approximation = approximationOf(item, below);
+        flat.inheritedApproximation = below.approximation;
+        flat.overridesApproximation = below.overridesApproximation;
         flat.flags = below.flags.resolve(object);
         flat.gathers = below.flags.gathers(object);
         flat.face = below.flags.face(object, options_.face);
@@ -306,7 +308,10 @@ private:
 
     /// What the object says itself counts before what instances say, unless they override it.
     const Approximation* approximationOf(miTag object, const Inheritance& below) {
-        if (below.approximation && below.overridesApproximation) return below.approximation;
+        const auto says = [](const Approximation* rules) {
+            return rules && std::any_of(rules->begin(), rules->end(), dividesTriangles);
+        };
+        if (says(below.approximation) && below.overridesApproximation) return below.approximation;
         const auto [entry, isNew] = scene_.shared.approximations.try_emplace(object);
         Approximation& own = entry->second;
         if (isNew) own = rulesOf(object);
@@ -315,7 +320,9 @@ private:
 
     Approximation rulesOf(miTag object) const {
         Approximation rules;
-        const auto append = [&](const Approximation& more) { rules.insert(rules.end(), more.begin(), more.end()); };
+        const auto append = [&](const Approximation& more) {
+            std::copy_if(more.begin(), more.end(), std::back_inserter(rules), dividesTriangles);
+        };
         if (const auto* source = database_.detail<ObjectSource>(object)) {
             append(source->approximation);
             for (const PolygonGroupSource& group : source->groups) append(group.approximation);

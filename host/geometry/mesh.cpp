@@ -58,17 +58,23 @@ double estimate(const Contents& contents) {
 
 class MeshBuilder {
 public:
-    MeshBuilder(const ObjectSource& source, const std::string& name) : source_(source), name_(name) {}
+    MeshBuilder(const ObjectSource& source, const std::string& name, std::span<const PolygonGroupSource> surfaces)
+        : source_(source), name_(name) {
+        for (const PolygonGroupSource& group : source.groups)
+            if (!group.polygons.empty()) groups_.push_back(&group);
+        for (const PolygonGroupSource& group : surfaces) groups_.push_back(&group);
+    }
 
     std::unique_ptr<Mesh> build() {
         takeTransform();
-        for (const PolygonGroupSource& group : source_.groups) contents_.add(group);
+        for (const PolygonGroupSource* group : groups_) contents_.add(*group);
         if (contents_.vertices >= std::numeric_limits<std::uint32_t>::max()) {
             error("GEOM", "object \"{}\": more than 4294967294 vertices, left out", name_);
             return nullptr;
         }
         makeLists();
-        for (const PolygonGroupSource& group : source_.groups) {
+        for (const PolygonGroupSource* each : groups_) {
+            const PolygonGroupSource& group = *each;
             const std::size_t firstVertex = mesh_->positions.size();
             for (const VertexSource& vertex : group.vertices) addVertex(group, vertex);
             for (const PolygonSource& polygon : group.polygons) {
@@ -83,6 +89,7 @@ public:
 private:
     const ObjectSource& source_;
     const std::string& name_;
+    std::vector<const PolygonGroupSource*> groups_;
     std::unique_ptr<Mesh> mesh_ = std::make_unique<Mesh>();
     Contents contents_;
     bool baked_ = false;
@@ -249,14 +256,16 @@ private:
 
 }  // namespace
 
-double meshBytes(const ObjectSource& source) {
+double meshBytes(const ObjectSource& source, std::span<const PolygonGroupSource> surfaces) {
     Contents contents;
     for (const PolygonGroupSource& group : source.groups) contents.add(group);
+    for (const PolygonGroupSource& group : surfaces) contents.add(group);
     return estimate(contents);
 }
 
-std::unique_ptr<Mesh> buildMesh(const ObjectSource& source, const std::string& name) {
-    return MeshBuilder(source, name).build();
+std::unique_ptr<Mesh> buildMesh(const ObjectSource& source, const std::string& name,
+                                std::span<const PolygonGroupSource> surfaces) {
+    return MeshBuilder(source, name, surfaces).build();
 }
 
 }  // namespace lumorender

@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -45,12 +46,13 @@ struct Mesh {
     }
 };
 
-/// Triangulates all groups of an object. What is broken (polygons without area, indices out of range, coordinates that
+/// Triangulates all groups of an object, and those that its surfaces have become. What is broken (polygons without area, indices out of range, coordinates that
 /// are not finite) is left out, with one message per kind that names the object by `name`.
 /// @return null where nothing is left.
-std::unique_ptr<Mesh> buildMesh(const ObjectSource& source, const std::string& name);
+std::unique_ptr<Mesh> buildMesh(const ObjectSource& source, const std::string& name,
+                                std::span<const PolygonGroupSource> surfaces = {});
 
 /// About how many bytes the mesh will take, with what the ray tracing kernels make of it.
-double meshBytes(const ObjectSource& source);
+double meshBytes(const ObjectSource& source, std::span<const PolygonGroupSource> surfaces = {});
 
 }  // namespace lumorender

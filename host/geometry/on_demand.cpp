@@ -48,8 +48,8 @@ Imath::Box3d extentOf(const BroughtGeometry& geometry) {
 }  // namespace
 
 OnDemandObjects::OnDemandObjects(const Database& database, std::vector<FlatInstance>& instances, MemoryBudget& budget,
-                                 bool withoutHair)
-    : database_(database), instances_(instances), budget_(budget), withoutHair_(withoutHair) {
+                                 const ObjectSurfaces& surfaces, bool withoutHair)
+    : database_(database), instances_(instances), budget_(budget), surfaces_(surfaces), withoutHair_(withoutHair) {
     std::unordered_map<miTag, OnDemandObject*> known;
     for (std::size_t i = 0; i < instances.size(); ++i) {
         FlatInstance& instance = instances[i];
@@ -106,12 +106,15 @@ void OnDemandObjects::fill(OnDemandObject& object, BroughtGeometry& fresh) {
     if (!fresh.source) return;
     const auto& hair = fresh.source->hair;
     if (hair && withoutHair_) return;
-    fresh.bytes = hair ? static_cast<double>(hair->scalars.size()) * kHairNumber : meshBytes(*fresh.source);
+    std::vector<const FlatInstance*> instances;
+    for (const std::size_t i : object.instances) instances.push_back(&instances_[i]);
+    const std::vector<PolygonGroupSource> surfaces = surfaces_.tessellated(*fresh.source, object.name, instances);
+    fresh.bytes = hair ? static_cast<double>(hair->scalars.size()) * kHairNumber : meshBytes(*fresh.source, surfaces);
     if (budget_.takeAnyway(fresh.bytes)) roomIsWanted_ = true;
     if (hair) {
         fresh.hair = buildHair(*fresh.source, object.name);
     } else {
-        fresh.mesh = buildMesh(*fresh.source, object.name);
+        fresh.mesh = buildMesh(*fresh.source, object.name, surfaces);
         fresh.source.reset();
     }
     if (!fresh.mesh && !fresh.hair) return;

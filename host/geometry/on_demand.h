@@ -5,6 +5,7 @@
 #include "geometry/hair.h"
 #include "geometry/memory_budget.h"
 #include "geometry/mesh.h"
+#include "geometry/object_surfaces.h"
 #include "geometry/scene_geometry.h"
 #include "geometry/surface_materials.h"
 
@@ -47,7 +48,7 @@ class OnDemandObjects {
 public:
     /// @param instances that are changed when an object comes or goes: mesh, hair, materials.
     OnDemandObjects(const Database& database, std::vector<FlatInstance>& instances, MemoryBudget& budget,
-                    bool withoutHair);
+                    const ObjectSurfaces& surfaces, bool withoutHair);
 
     bool empty() const { return objects_.empty(); }
     std::span<const std::size_t> instances() const { return placed_; }
@@ -75,6 +76,7 @@ private:
     const Database& database_;
     std::vector<FlatInstance>& instances_;
     MemoryBudget& budget_;
+    const ObjectSurfaces& surfaces_;
     const bool withoutHair_;
     std::deque<OnDemandObject> objects_;
     std::vector<std::size_t> placed_;  ///< instances of all of them

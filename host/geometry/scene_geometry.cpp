@@ -6,6 +6,7 @@
 #include "geometry/hair.h"
 #include "geometry/light_shapes.h"
 #include "geometry/mesh.h"
+#include "geometry/object_surfaces.h"
 #include "geometry/on_demand.h"
 #include "geometry/surface.h"
 #include "mi/options.h"
@@ -30,11 +31,12 @@ namespace {
 class EmbreeGeometry : public SceneGeometry {
 public:
     EmbreeGeometry(const Database& database, miTag rootGroup, const miOptions& options, const GeneratedItems& generated,
-                   bool outline)
+                   bool outline, const GeometryRules& rules)
         : scene_(flatten(database, rootGroup, options, generated, outline, budget_)),
+          surfaces_(rules, scene_.cameras),
           timed_(options.motion != 0 || options.shutter > options.shutter_delay) {
         const auto start = std::chrono::steady_clock::now();
-        onDemand_.emplace(database, scene_.instances, budget_, options.no_hair != 0);
+        onDemand_.emplace(database, scene_.instances, budget_, surfaces_, options.no_hair != 0);
         if (outline) return;
         buildMeshes(database, options.no_hair != 0);
         for (const FlatElement& light : scene_.lights) addLightShape(database, light);
@@ -118,6 +120,7 @@ private:
 
     MemoryBudget budget_;
     FlatScene scene_;
+    const ObjectSurfaces surfaces_;
     const bool timed_;  ///< things move while rays are traced
     SurfaceMaterials surfaceMaterials_;
     mutable std::optional<OnDemandObjects> onDemand_;  ///< comes and goes while rays are traced
@@ -148,10 +151,16 @@ private:
     void buildMeshes(const Database& database, bool withoutHair) {
         std::unordered_map<miTag, std::size_t> numbers;
         std::vector<miTag> objects;
-        for (const FlatInstance& instance : scene_.instances)
-            if ((instance.flags & EmbreeKernels::kCastBits) != 0 && !instance.onDemand &&
-                numbers.try_emplace(instance.object, objects.size()).second)
+        std::vector<std::vector<const FlatInstance*>> instances;
+        for (const FlatInstance& instance : scene_.instances) {
+            if ((instance.flags & EmbreeKernels::kCastBits) == 0 || instance.onDemand) continue;
+            const auto [number, isNew] = numbers.try_emplace(instance.object, objects.size());
+            if (isNew) {
                 objects.push_back(instance.object);
+                instances.emplace_back();
+            }
+            instances[number->second].push_back(&instance);
+        }
 
         // Objects without a box come now, one after another, as their loaders want it.
         std::vector<Shape> built(objects.size());
@@ -160,7 +169,7 @@ private:
                 built[i].source = placeholder->loader->load();
         tbb::parallel_for(std::size_t{0}, objects.size(), [&](std::size_t i) {
             throwIfAborted();
-            buildObject(database, objects[i], withoutHair, built[i]);
+            buildObject(database, objects[i], instances[i], withoutHair, built[i]);
         });
         for (FlatInstance& instance : scene_.instances) {
             const auto number = numbers.find(instance.object);
@@ -191,15 +200,17 @@ private:
         meshes_.push_back(std::move(mesh));
     }
 
-    void buildObject(const Database& database, miTag object, bool withoutHair, Shape& shape) {
+    void buildObject(const Database& database, miTag object, const std::vector<const FlatInstance*>& instances,
+                     bool withoutHair, Shape& shape) {
         const auto* source = shape.source ? shape.source.get() : database.detail<ObjectSource>(object);
         const std::string name(database.name(object));
         if (!source && database.detail<Placeholder>(object)) return;  // has been said
         if (!source)
             error("GEOM", "object {} has no geometry that can be traced, left out", quotedName(database, object));
         else if (!source->hair) {
-            budget_.take(meshBytes(*source), fmt::format("object \"{}\"", name));
-            shape.mesh = buildMesh(*source, name);
+            const std::vector<PolygonGroupSource> surfaces = surfaces_.tessellated(*source, name, instances);
+            budget_.take(meshBytes(*source, surfaces), fmt::format("object \"{}\"", name));
+            shape.mesh = buildMesh(*source, name, surfaces);
         } else if (!withoutHair) {
             constexpr double kNumber = 16;  // bytes for each number of a hair, with those of the kernels
             budget_.take(static_cast<double>(source->hair->scalars.size()) * kNumber,
@@ -211,21 +222,22 @@ private:
 
 }  // namespace
 
-std::unique_ptr<SceneGeometry> SceneGeometry::build(const Database& database, miTag rootGroup,
-                                                    const miOptions& options) {
-    auto geometry = collect(database, rootGroup, options);
+std::unique_ptr<SceneGeometry> SceneGeometry::build(const Database& database, miTag rootGroup, const miOptions& options,
+                                                    const GeometryRules& rules) {
+    auto geometry = collect(database, rootGroup, options, {}, rules);
     geometry->complete();
     return geometry;
 }
 
 std::unique_ptr<SceneGeometry> SceneGeometry::collect(const Database& database, miTag rootGroup,
-                                                      const miOptions& options, const GeneratedItems& generated) {
-    return std::make_unique<EmbreeGeometry>(database, rootGroup, options, generated, false);
+                                                      const miOptions& options, const GeneratedItems& generated,
+                                                      const GeometryRules& rules) {
+    return std::make_unique<EmbreeGeometry>(database, rootGroup, options, generated, false, rules);
 }
 
 std::unique_ptr<SceneGeometry> SceneGeometry::outline(const Database& database, miTag rootGroup,
                                                       const miOptions& options, const GeneratedItems& generated) {
-    return std::make_unique<EmbreeGeometry>(database, rootGroup, options, generated, true);
+    return std::make_unique<EmbreeGeometry>(database, rootGroup, options, generated, true, GeometryRules());
 }
 
 }  // namespace lumorender

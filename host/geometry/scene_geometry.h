@@ -6,8 +6,10 @@
 #include "mi/codes.h"
 #include "mi/state.h"
 #include "support/geometry.h"
+#include "surfaces/edge_measure.h"
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <shared_mutex>
 #include <span>
@@ -49,17 +51,19 @@ struct FlatInstance {
     std::span<const miTag> surfaceMaterials;        ///< what that comes to: miState::material for each surface of the
                                                     ///< mesh, or of all hair
     const Approximation* approximation = nullptr;   ///< how finely to divide what is displaced; null = nothing was said
+    const Approximation* inheritedApproximation = nullptr;  ///< what instances say, of surfaces, too; null = nothing
     miUint label = 0;             ///< miState::label: the instance's, or the object's where it has none
     std::uint32_t flags = 0;      ///< resolved miTRACE_* bits
     miTag lightListInstance = 0;  ///< nearest instance that gives a light list, 0 = all lights apply
     miTag shadowListInstance = 0;
-    miTag parameterInstance = 0;     ///< nearest instance with an inherited parameter block, or 0
-    std::uint8_t motionSteps = 0;    ///< of the instance itself: 0 where only vertices move, or nothing does
-    bool moves = false;              ///< by motion transforms or vertex motion vectors
-    bool overridesMaterial = false;  ///< `materials` beats the polygons' own
-    bool gathers = true;             ///< takes light from final gathering
-    bool isLight = false;            ///< shape of a visible area light: `instance` is the light's, there is no object
-    char face = 'a';                 ///< which side rays may hit: 'f', 'b', 'a'
+    miTag parameterInstance = 0;          ///< nearest instance with an inherited parameter block, or 0
+    std::uint8_t motionSteps = 0;         ///< of the instance itself: 0 where only vertices move, or nothing does
+    bool moves = false;                   ///< by motion transforms or vertex motion vectors
+    bool overridesMaterial = false;       ///< `materials` beats the polygons' own
+    bool overridesApproximation = false;  ///< `inheritedApproximation` beats the object's own
+    bool gathers = true;                  ///< takes light from final gathering
+    bool isLight = false;  ///< shape of a visible area light: `instance` is the light's, there is no object
+    char face = 'a';       ///< which side rays may hit: 'f', 'b', 'a'
 };
 
 /// A light, camera or empty instance found while flattening.
@@ -127,16 +131,28 @@ struct HitListSizes {
     bool derivatives = false;
 };
 
+/// What lengths are to the eye for the instances of one object. The lists live as long as the geometry.
+using ViewMeasure =
+    std::function<EdgeMeasure(std::span<const FlatElement> cameras, const std::vector<const FlatInstance*>& instances)>;
+
+/// What scenes say of geometry as a whole.
+struct GeometryRules {
+    const Approximation* approximation = nullptr;  ///< of the options: beats those of objects
+    ViewMeasure view;                              ///< none = `view` means units of the object
+};
+
 class SceneGeometry {
 public:
     /// Flattens the scene graph below `rootGroup`, triangulates what is visible and builds the ray tracing kernels.
     /// Reports broken geometry (zero-area polygons, singular transforms, instances of themselves, missing elements)
     /// with names, and leaves it out. Throws Failure where nothing can be rendered at all.
-    static std::unique_ptr<SceneGeometry> build(const Database& database, miTag rootGroup, const miOptions& options);
+    static std::unique_ptr<SceneGeometry> build(const Database& database, miTag rootGroup, const miOptions& options,
+                                                const GeometryRules& rules = {});
     /// The first half of that: what there is and where. Until `complete` builds the kernels no ray meets anything, and
     /// meshes may be replaced.
     static std::unique_ptr<SceneGeometry> collect(const Database& database, miTag rootGroup, const miOptions& options,
-                                                  const GeneratedItems& generated = {});
+                                                  const GeneratedItems& generated = {},
+                                                  const GeometryRules& rules = {});
     /// The same without objects: where everything is, for geometry shaders, and which of these are to be called.
     static std::unique_ptr<SceneGeometry> outline(const Database& database, miTag rootGroup, const miOptions& options,
                                                   const GeneratedItems& generated);

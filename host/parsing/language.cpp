@@ -15,7 +15,6 @@ constexpr std::string_view kPhotons = "photons are not traced";
 constexpr std::string_view kMaps = "shadows are traced, no maps are made";
 constexpr std::string_view kRasterizer = "there is no rasterizer, every ray is traced";
 constexpr std::string_view kKernels = "the ray tracing kernels choose their own structures";
-constexpr std::string_view kFreeForm = "free-form and subdivision surfaces are not supported";
 constexpr std::string_view kInforms = "informs people, the host renders as the options say";
 
 // docs/language_tables.py reads these rows: one to a line.
@@ -143,7 +142,7 @@ constexpr Meaning kLanguage[] = {
     {"assembly", "box|motion", Idle, "assemblies are read with the scene, and are as large as their geometry"},
 
     {"object", "visible|shadow|trace|reflection|refraction|transparency|finalgather|tagged|face|tag|data|transform", Used, ""},
-    {"object", "max|group|trilist|hair|approximate|file", Used, ""},
+    {"object", "max|group|trilist|hair|approximate|file|basis", Used, ""},
     {"object", "caustic|globillum", Idle, kPhotons},
     {"object", "shadowmap", Idle, kMaps},
     {"object", "select", Idle, "it is for interactive programs"},
@@ -153,25 +152,26 @@ constexpr Meaning kLanguage[] = {
     {"object", "samples", Idle, "every pixel takes the samples of the options"},
     {"object", "shading", Idle, kRasterizer},
     {"object", "volume", Idle, "automatic volumes tell solids by their materials' volume shaders"},
-    {"object", "basis", Idle, kFreeForm},
     {"object", "intersection", LeftOut, "intersection shaders are not supported, the object is left empty"},
 
     {"group", "v|n|d|t|m|u|c|cp|p|hole|strip|fan|approximate", Used, ""},
-    {"group", "merge", Idle, "vertices stay as they are"},
-    {"group", "cusp|conic|corner|dart", Idle, kFreeForm},
-    {"group", "curve|surface|space|connect|subdivision|ccmesh", LeftOut, "free-form and subdivision surfaces are not supported, the group is left out"},
+    {"group", "merge", Used, "joins borders of surfaces; polygons stay as they are"},
+    {"group", "cusp|conic|corner|dart|curve|surface|connect|subdivision|ccmesh", Used, ""},
+    {"group", "space", Used, "curves in space are read and not drawn"},
 
-    {"trilist", "vertex|triangle|p|n|d|d2|m|b|t|u|scalar|binary|integer|approximate", Used, ""},
-    {"trilist", "vector", LeftOut, "triangle lists of the older form are not supported, this one is left out"},
+    {"surface", "rational|w|derivative|texture|volume|motion|trim|hole|special|crease|level", Used, ""},
+
+    {"trilist", "vertex|triangle|vector|p|n|d|d2|m|b|t|u|scalar|binary|integer|approximate", Used, ""},
     {"trilist", "border|data|topology", Idle, "it serves tessellation"},
 
     {"hair", "material|radius|approximate|degree|hair|vertex|scalar|n|m|t|u", Used, ""},
     {"hair", "max", Idle, kKernels},
 
     {"approximate", "displace|trilist|all|view|offscreen|any|fine|parametric|length|spatial|distance|angle|curvature|max", Used, ""},
-    {"approximate", "surface|subdivision|ccmesh|curve|space|trim", Idle, kFreeForm},
-    {"approximate", "tree|grid|delaunay|regular|nosmoothing|implicit|sharp|grading|samples", Idle, "triangles are halved at their edges"},
-    {"approximate", "visible|trace|shadow|caustic|globillum", Idle, "all rays meet the same triangles"},
+    {"approximate", "surface|subdivision|ccmesh|curve|trim|regular", Used, ""},
+    {"approximate", "space", Idle, "curves in space are not drawn"},
+    {"approximate", "tree|grid|delaunay|nosmoothing|implicit|sharp|grading|samples", Idle, "triangles are halved at their edges"},
+    {"approximate", "visible|trace|shadow|caustic|globillum", Idle, "all rays meet the same triangles, as fine as any of the statements says"},
 
     {"instance", "element|transform|motion|hide|visible|shadow|trace|reflection|refraction|transparency|finalgather|face", Used, ""},
     {"instance", "override|material|approximate|light|tag|data|parameters|geometry", Used, ""},

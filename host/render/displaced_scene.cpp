@@ -4,14 +4,13 @@
 #include "geometry/displacement.h"
 #include "geometry/flattener.h"
 #include "geometry/mesh.h"
-#include "mi/camera.h"
 #include "mi/object.h"
 #include "mi/options.h"
 #include "support/abort.h"
 #include "support/geometry.h"
 #include "support/messages.h"
 #include "support/threads.h"
-#include "tracing/camera.h"
+#include "render/screen_measure.h"
 #include "tracing/displacement_calls.h"
 #include "tracing/shader_table.h"
 
@@ -28,8 +27,7 @@ namespace {
 constexpr std::size_t kMostTriangles = 4'000'000;  ///< of one object
 constexpr float kDefaultPixels = 2;
 constexpr int kDefaultLevels = 24;
-constexpr double kOffscreenFactor = 16;  ///< edges that the camera does not see may be so much longer
-constexpr std::size_t kShare = 1024;     ///< places that a thread takes at a time
+constexpr std::size_t kShare = 1024;  ///< places that a thread takes at a time
 
 /// Threads with rendering states that last for all objects.
 class Callers {
@@ -59,56 +57,6 @@ private:
     std::vector<std::unique_ptr<DisplacementCalls>> callers_;
 };
 
-/// How long edges are to the eye, whichever of some instances shows them longest. They are not foreshortened: waves hide
-/// behind each other where a surface is seen at a flat angle.
-class ScreenMeasure {
-public:
-    ScreenMeasure(const RenderScene& scene, std::vector<const FlatInstance*> instances)
-        : camera_(*scene.camera), projection_(*scene.projection), instances_(std::move(instances)) {
-        const double focal = camera_.orthographic ? 1 : static_cast<double>(camera_.focal);
-        const double width = static_cast<double>(camera_.aperture) / 2 / focal;
-        const double height = width / static_cast<double>(camera_.aspect);
-        slopeX_ = kMargin * width;
-        slopeY_ = kMargin * height;
-    }
-
-    float need(const V3d& a, const V3d& b, const ApproximationRule& rule, float limit) const {
-        if (!rule.view) return static_cast<float>(length(b - a) / static_cast<double>(limit));
-        double most = 0;
-        for (const FlatInstance* instance : instances_) most = std::max(most, pixels(*instance, a, b, rule.offscreen));
-        return static_cast<float>(most / static_cast<double>(limit));
-    }
-
-private:
-    static constexpr double kMargin = 1.1;
-
-    const miCamera& camera_;
-    const Camera& projection_;
-    const std::vector<const FlatInstance*> instances_;
-    double slopeX_, slopeY_;
-
-    double pixels(const FlatInstance& instance, const V3d& a, const V3d& b, bool offscreen) const {
-        const M44d& toCamera = projection_.placement().worldToLocal;
-        const V3d from = transformPoint(transformPoint(a, instance.placement->localToWorld), toCamera);
-        const V3d to = transformPoint(transformPoint(b, instance.placement->localToWorld), toCamera);
-        const V3d way = to - from;
-        const double squared = dot(way, way);
-        const double at = squared > 0 ? std::clamp(-dot(from, way) / squared, 0.0, 1.0) : 0;
-        const double size = std::sqrt(squared), near = length(from + way * at);
-        const double result = size / std::max(projection_.pixelSize(near), 1e-30);
-        return offscreen || isSeen((from + to) * 0.5, size) ? result : result / kOffscreenFactor;
-    }
-
-    /// Whether a sphere reaches into the picture, in camera space.
-    bool isSeen(const V3d& center, double radius) const {
-        if (camera_.orthographic) return std::abs(center.x) - radius < slopeX_ && std::abs(center.y) - radius < slopeY_;
-        const auto within = [&](double side, double slope) {
-            return (std::abs(side) + center.z * slope) / std::sqrt(1 + slope * slope) < radius;
-        };
-        return center.z < radius && within(center.x, slopeX_) && within(center.y, slopeY_);
-    }
-};
-
 /// Instances that share a displaced mesh.
 struct SharedMesh {
     std::vector<std::size_t> instances;
@@ -132,7 +80,7 @@ public:
             SharedMesh& shared = shared_.at(key);
             std::vector<const FlatInstance*> instances;
             for (const std::size_t i : shared.instances) instances.push_back(&geometry_.instances()[i]);
-            const ScreenMeasure measure(scene_, std::move(instances));
+            const ScreenMeasure measure(*scene_.camera, *scene_.projection, std::move(instances));
             auto mesh = displaceMesh(
                 shared.job,
                 [&](const V3d& a, const V3d& b, const ApproximationRule& rule, float limit) {
@@ -184,7 +132,7 @@ private:
         shared.instances.push_back(number);
         const Approximation& rules = rulesFor(instance);
         if (shared.rules.insert(&rules).second)
-            shared.job.approximation.insert(shared.job.approximation.end(), rules.begin(), rules.end());
+            std::copy_if(rules.begin(), rules.end(), std::back_inserter(shared.job.approximation), dividesTriangles);
     }
 
     void setUp(DisplacementJob& job, const FlatInstance& instance, const std::vector<miTag>& slots) const {
@@ -198,8 +146,11 @@ private:
 
     const Approximation& rulesFor(const FlatInstance& instance) const {
         const auto* options = scene_.database->detail<OptionsDetail>(scene_.optionsTag);
-        if (options && !options->approximation.empty()) return options->approximation;
-        return instance.approximation ? *instance.approximation : usualRules_;
+        const auto says = [](const Approximation& rules) {
+            return std::any_of(rules.begin(), rules.end(), dividesTriangles);
+        };
+        if (options && says(options->approximation)) return options->approximation;
+        return instance.approximation && says(*instance.approximation) ? *instance.approximation : usualRules_;
     }
 };
 

@@ -13,6 +13,7 @@
 #include "render/picture_identity.h"
 #include "render/render_shaders.h"
 #include "render/sampling.h"
+#include "render/screen_measure.h"
 #include "support/abort.h"
 #include "support/fatal.h"
 #include "support/messages.h"
@@ -163,12 +164,34 @@ private:
     void buildScene() {
         const long errors = messageCount(MessageClass::Error);
         const GeneratedItems generated = callGeometryShaders(scene_, shaders_, settings_.building);
-        geometry_ = SceneGeometry::collect(database_, scene_.rootGroup, *options_, generated);
+        geometry_ = SceneGeometry::collect(database_, scene_.rootGroup, *options_, generated, geometryRules());
         scene_.geometry = geometry_;
         sceneIsWhole_ = messageCount(MessageClass::Error) == errors;
         scene_.lights = std::make_shared<LightTable>(database_, *scene_.geometry);
         scene_.occlusion = occlusionSettings(database_.detail<StringOptions>(options_->string_options));
         scene_.projection = projectionOf(scene_);
+    }
+
+    /// Surfaces are tessellated as this camera sees them.
+    GeometryRules geometryRules() const {
+        GeometryRules rules;
+        const auto* detail = database_.detail<OptionsDetail>(scene_.optionsTag);
+        if (detail && !detail->approximation.empty()) rules.approximation = &detail->approximation;
+        rules.view = [this](std::span<const FlatElement> cameras,
+                            const std::vector<const FlatInstance*>& instances) -> EdgeMeasure {
+            const auto element = std::find_if(cameras.begin(), cameras.end(), [&](const FlatElement& camera) {
+                return camera.instance == scene_.cameraInstance;
+            });
+            // Without the camera there will be no picture, as is told later.
+            if (element == cameras.end())
+                return [](const V3d&, const V3d&, const ApproximationRule&, float) { return 0; };
+            const auto projection = std::make_shared<Camera>(*camera_, *element);
+            const auto measure = std::make_shared<ScreenMeasure>(*camera_, *projection, instances);
+            return [projection, measure](const V3d& a, const V3d& b, const ApproximationRule& rule, float limit) {
+                return measure->need(a, b, rule, limit);
+            };
+        };
+        return rules;
     }
 
     /// What waits for shaders.
