@@ -250,7 +250,8 @@ void PlaneDivision::addLine(std::uint32_t from, std::uint32_t to) {
         for (std::size_t patience = 50 * (crossed.size() + 10); !crossed.empty() && patience > 0; --patience) {
             const auto [a, b] = crossed.front();
             crossed.pop_front();
-            const Side side = find(a, b);
+            // Nothing goes all round the points outside of the square: from those inside every edge is found.
+            const Side side = a < 4 ? find(b, a) : find(a, b);
             if (side.triangle == kNone) continue;
             if (!isConvex(side)) {
                 crossed.push_back({a, b});

@@ -1,5 +1,6 @@
 // Free-form and subdivision surfaces against closed forms.
 #include "geometry/mesh.h"
+#include "surfaces/plane_division.h"
 #include "tests/host/geometry/traced_scene.h"
 
 #include <map>
@@ -337,6 +338,41 @@ TEST_F(Surfaces, WhatComesWithVertices) {
         const miVector expected[] = {{.5F, 0, p.x}, {0, 1, 0}, {0, 0, .5F}, {0, 0, 0}, {0, 0, 0}};
         for (std::size_t k = 0; k < miDERIVATIVES; ++k) expectVector(d[k], expected[k], 1e-6F);
     }
+}
+
+/// Lines across many points: all of each line is edges, triangles still fill the square, and none is turned over.
+TEST(PlaneDivisions, KeepToLinesAcrossManyPoints) {
+    PlaneDivision division;
+    const std::uint32_t corners[] = {division.add({0, 0}), division.add({1, 0}), division.add({1, 1}),
+                                     division.add({0, 1})};
+    // Multiples of the golden section fill the square evenly.
+    for (int i = 1; i < 2000; ++i)
+        division.add({std::fmod(i * 0.7548776662466927, 1), std::fmod(i * 0.5698402909980532, 1)});
+    for (int i = 0; i < 4; ++i) division.addLine(corners[i], corners[(i + 1) % 4]);
+    const std::uint32_t left = division.add({0, 0.3}), right = division.add({1, 0.71});
+    division.addLine(left, right);
+    division.addLine(corners[0], corners[2]);
+    double area = 0, along[2] = {0, 0};
+    const auto& points = division.points();
+    for (const PlaneDivision::Triangle& t : division.triangles()) {
+        if (std::min({t.points[0], t.points[1], t.points[2]}) < 4) continue;
+        const PlanePoint &a = points[t.points[0]], &b = points[t.points[1]], &c = points[t.points[2]];
+        const double twice = (b.x - a.x) * (c.y - a.y) - (b.y - a.y) * (c.x - a.x);
+        EXPECT_GT(twice, 0);
+        area += twice / 2;
+        for (std::size_t i = 0; i < 3; ++i) {
+            const PlanePoint &p = points[t.points[i]], &q = points[t.points[(i + 1) % 3]];
+            const auto isOn = [](const PlanePoint& point, double low, double high) {
+                return std::abs(point.y - low - (high - low) * point.x) < 1e-12;
+            };
+            if (!t.fixed[i]) continue;
+            if (isOn(p, .3, .71) && isOn(q, .3, .71)) along[0] += std::abs(q.x - p.x) / 2;
+            if (isOn(p, 0, 1) && isOn(q, 0, 1)) along[1] += std::abs(q.x - p.x) / 2;
+        }
+    }
+    EXPECT_NEAR(area, 1, 1e-12);
+    EXPECT_NEAR(along[0], 1, 1e-12);
+    EXPECT_NEAR(along[1], 1, 1e-12);
 }
 
 }  // namespace
