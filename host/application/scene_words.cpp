@@ -121,28 +121,34 @@ WordGroup indirectWords() {
 }
 
 WordGroup photonWords() {
-    constexpr NoEffect kPhotons{"photons are not traced"};
+    constexpr NoEffect kPhotons{"photons go where lights send them"};
     constexpr const char* kAccuracy = "N:photons [F:radius]";
     constexpr const char* kScale = "F:r F:g F:b [F:a]";
-    return {"Photons",
-            {
-                {"caustic", "on|off|N:bits", "Caustics", kPhotons},
-                {"caustic_accuracy", kAccuracy, "Photons that count at a place", kPhotons},
-                {"caustic_filter", "box|cone|gauss [F:constant]", "How these are weighted", kPhotons},
-                {"caustic_scale", kScale, "Factor of caustics", kPhotons},
-                {"globillum", "on|off|N:bits", "Global illumination", kPhotons},
-                {"globillum_accuracy", kAccuracy, "Photons that count at a place", kPhotons},
-                {"globillum_scale", kScale, "Factor of global illumination", kPhotons},
-                {"photonvol_accuracy", kAccuracy, "Photons that count in volumes", kPhotons},
-                {"photonvol_scale", kScale, "Factor of light in volumes", kPhotons},
-                {"photon_depth photon_trace_depth", "N:reflection [N:refraction [N:sum]]",
-                 "How often a photon is reflected and refracted", kPhotons},
-                {"photonmap_file", "off|T:file", "File of photons", kPhotons},
-                {"photonmap_rebuild", "on|off", "Whether photons in files are made anew", kPhotons},
-                {"photonmap_only", "on|off", "Make photons and no picture", kPhotons},
-                {"importon", "on|off", "Send photons where they matter", kPhotons},
-                {"ip", "on|off", "Irradiance particles", kPhotons},
-            }};
+    return {
+        "Photons",
+        {
+            {"caustic", "on|off|N:bits", "Caustics", OptionsStatement{"caustic"}},
+            {"caustic_accuracy", kAccuracy, "Photons that count at a place", OptionsStatement{"caustic accuracy"}},
+            {"caustic_filter", "box|cone|gauss [F:constant]", "How these are weighted",
+             OptionsStatement{"caustic filter"}},
+            {"caustic_scale", kScale, "Factor of caustics", OptionsStatement{"caustic scale"}},
+            {"globillum", "on|off|N:bits", "Global illumination", OptionsStatement{"globillum"}},
+            {"globillum_accuracy", kAccuracy, "Photons that count at a place", OptionsStatement{"globillum accuracy"}},
+            {"globillum_scale", kScale, "Factor of global illumination", OptionsStatement{"globillum scale"}},
+            {"photonvol_accuracy", kAccuracy, "Photons that count in volumes", OptionsStatement{"photonvol accuracy"}},
+            {"photonvol_scale", kScale, "Factor of light in volumes", OptionsStatement{"photonvol scale"}},
+            {"photon_depth photon_trace_depth", "N:reflection [N:refraction [N:sum]]",
+             "How often a photon is reflected and refracted", OptionsStatement{"photon trace depth"}},
+            {"photonmap_file", "off|T:file", "File of photons",
+             [](Line& l, const Values& v) {
+                 l.optionsStatements += " photonmap file " + (v[0] == "off" ? v[0] : quotedText(v[0]));
+             }},
+            {"photonmap_rebuild", "on|off", "Whether photons in files are made anew",
+             OptionsStatement{"photonmap rebuild"}},
+            {"photonmap_only", "on|off", "Make photons and no picture", OptionsStatement{"photonmap only"}},
+            {"importon", "on|off", "Send photons where they matter", kPhotons},
+            {"ip", "on|off", "Irradiance particles", NoEffect{"they are not made"}},
+        }};
 }
 
 WordGroup featureWords() {

@@ -14,7 +14,9 @@ void writeCall(ElementText& out, miTag tag) {
     const auto* declaration = function ? out.database.detail<Declaration>(function->function_decl) : nullptr;
     if (!declaration) return;
     out.add(Name{function->function_decl});
-    if (static_cast<std::size_t>(function->parameter_size) < declaration->parameterSize) return out.add("( )");
+    const bool isInherited = function->no_expl_params && out.database.name(tag).empty();
+    if (isInherited || static_cast<std::size_t>(function->parameter_size) < declaration->parameterSize)
+        return out.add("( )");
     writeParameters(out, declaration->parameters, function->parameters, function->parameters + function->ghost_offs);
 }
 

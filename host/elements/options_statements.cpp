@@ -197,10 +197,8 @@ void OptionsReader::readPhotonVolume() {
 }
 
 void OptionsReader::readPhotonmapOnly() {
-    const Place place = in.place();
     in.expect("only");
     options.photonmap_only = in.readFlag();
-    if (options.photonmap_only) scene.problems.tell(place, "options", "photonmap", "only on");
 }
 
 void OptionsReader::readPhotonmap() {

@@ -23,7 +23,7 @@ public:
     /// The flags of which an instance needs at least one for any ray to hit it.
     static constexpr std::uint32_t kCastBits = miTRACE_VISIBLE | miTRACE_SHADOW_CAST | miTRACE_REFLECTION_CAST |
                                                miTRACE_REFRACTION_CAST | miTRACE_TRANSPARENCY_CAST |
-                                               miTRACE_FINALGATHER;
+                                               miTRACE_FINALGATHER | kMeetsPhotons;
 
     /// Builds on all threads. The instances and their meshes must outlive the kernels and stay where they are.
     /// `timed`: the exposure takes time, so things move while rays are traced. `boxes`: numbers of the instances whose

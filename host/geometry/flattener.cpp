@@ -299,6 +299,8 @@ private:
         flat.overridesApproximation = below.overridesApproximation;
         flat.flags = below.flags.resolve(object);
         flat.gathers = below.flags.gathers(object);
+        flat.photons = below.flags.photons(object, options_);
+        if (flat.photons != 0) flat.flags |= kMeetsPhotons;
         flat.face = below.flags.face(object, options_.face);
         flat.label = instance.label ? instance.label : object.label;
         flat.lightListInstance = below.lightListInstance;

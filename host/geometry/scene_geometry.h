@@ -62,6 +62,7 @@ struct FlatInstance {
     bool overridesMaterial = false;       ///< `materials` beats the polygons' own
     bool overridesApproximation = false;  ///< `inheritedApproximation` beats the object's own
     bool gathers = true;                  ///< takes light from final gathering
+    std::uint8_t photons = 0;             ///< PhotonFlags, as far as the options want such photons
     bool isLight = false;  ///< shape of a visible area light: `instance` is the light's, there is no object
     char face = 'a';       ///< which side rays may hit: 'f', 'b', 'a'
 };
@@ -78,6 +79,17 @@ struct FlatElement {
 /// What geometry shaders have made, by their instances: an object, light, instance or group, or 0.
 using GeneratedItems = std::unordered_map<miTag, miTag>;
 
+/// What instances do to photons.
+enum PhotonFlags : std::uint8_t {
+    kCausticCast = 1,
+    kCausticReceive = 2,
+    kGlobillumCast = 4,
+    kGlobillumReceive = 8,
+};
+
+/// In FlatInstance::flags, beside the miTRACE_* bits: photons meet it.
+constexpr std::uint32_t kMeetsPhotons = 1U << 16;
+
 /// Which instances a ray may hit: one miTRACE_* cast bit.
 enum class RayVisibility : std::uint32_t {
     Eye = miTRACE_VISIBLE,
@@ -86,6 +98,7 @@ enum class RayVisibility : std::uint32_t {
     Refraction = miTRACE_REFRACTION_CAST,
     Transparency = miTRACE_TRANSPARENCY_CAST,
     FinalGather = miTRACE_FINALGATHER,
+    Photon = kMeetsPhotons,
 };
 
 struct Hit;

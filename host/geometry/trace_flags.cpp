@@ -1,5 +1,6 @@
 #include "geometry/trace_flags.h"
 
+#include "geometry/scene_geometry.h"
 #include "mi/codes.h"
 
 namespace lumorender {
@@ -65,6 +66,33 @@ std::uint32_t TraceFlags::resolve(const miObject& object) const {
 
 bool TraceFlags::gathers(const miObject& object) const {
     return (resolved(kFinalGather, object.finalgather) & kReceive) != 0;
+}
+
+/// Cast and receive. An object that nothing sees and that casts nothing of its own is no part of the scene for photons.
+int TraceFlags::photonsOfAll(Kind kind, int ofObject, int ofOptions, bool isSeen) const {
+    const int own = resolved(kind, ofObject);
+    if (!isSeen && (own & kCast) == 0) return 0;
+    int forAll = isSeen ? ofOptions : 0;
+    if (given_[kind] & kDontCast) forAll &= ~kCast;
+    if (given_[kind] & kDontReceive) forAll &= ~kReceive;
+    return (own | forAll) & (kCast | kReceive);
+}
+
+std::uint8_t TraceFlags::photons(const miObject& object, const miOptions& options) const {
+    constexpr std::uint32_t kSeen = miTRACE_VISIBLE | miTRACE_SHADOW_CAST | miTRACE_REFLECTION_CAST |
+                                    miTRACE_REFRACTION_CAST | miTRACE_TRANSPARENCY_CAST | miTRACE_FINALGATHER;
+    if (!options.caustic && !options.globillum) return 0;
+    const bool isSeen = (resolve(object) & kSeen) != 0;
+    int flags = 0;
+    const auto add = [&](int value, int cast, int receive) {
+        flags |= (value & kCast ? cast : 0) | (value & kReceive ? receive : 0);
+    };
+    if (options.caustic)
+        add(photonsOfAll(kCaustic, object.caustic, options.caustic_flag, isSeen), kCausticCast, kCausticReceive);
+    if (options.globillum)
+        add(photonsOfAll(kGlobillum, object.globillum, options.globillum_flag, isSeen), kGlobillumCast,
+            kGlobillumReceive);
+    return static_cast<std::uint8_t>(flags);
 }
 
 char TraceFlags::face(const miObject& object, char fallback) const {

@@ -3,6 +3,7 @@
 
 #include "database/elements.h"
 #include "mi/object.h"
+#include "mi/options.h"
 
 #include <array>
 #include <cstdint>
@@ -21,6 +22,9 @@ public:
     /// Does the object take light from final gathering?
     bool gathers(const miObject& object) const;
 
+    /// What the object does to photons. Where the options say it of all objects, that is all that any other ray sees.
+    std::uint8_t photons(const miObject& object, const miOptions& options) const;
+
     /// The side of the object that rays may hit: 'f', 'b' or 'a'. `fallback` is that of the options.
     char face(const miObject& object, char fallback) const;
 
@@ -32,6 +36,7 @@ private:
     char face_ = 0;
 
     void inherit(Kind kind, int value);
+    int photonsOfAll(Kind kind, int ofObject, int ofOptions, bool isSeen) const;
     int resolved(Kind kind, int ofObject) const;
 };
 

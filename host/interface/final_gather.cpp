@@ -1,22 +1,27 @@
 // Indirect light for shaders.
 #include "gathering/final_gather.h"
-#include "support/messages.h"
+#include "photons/photon_irradiance.h"
 
 #include "shader.h"
 
-#include <atomic>
 #include <cmath>
 
 using namespace lumorender;
 
 namespace {
 
+/// Gathered light, and what photons bring beside it: caustics always, and what is left of all light where nothing was
+/// gathered. The ends of gathering rays take photons in place of gathering on.
 miBoolean averageOf(miColor* result, miState* state, miUchar face, const miIrrad_options* options) {
-    const miOptions& scene = *state->options;
-    static std::atomic<bool> told{false};
-    if ((scene.globillum || scene.caustic) && !told.exchange(true))
-        warning("API", "photons are not supported: indirect light comes from final gathering only");
-    return averageRadiance(result, state, static_cast<char>(face), options);
+    const auto side = static_cast<char>(face);
+    const bool gathered = !photonsEndGathering(state) && averageRadiance(result, state, side, options);
+    if (!gathered) *result = {0, 0, 0, 0};
+    miColor irradiance = {0, 0, 0, 0};
+    if (!addPhotonIrradiance(irradiance, state, side, options, !gathered)) return gathered;
+    constexpr auto kShare = static_cast<miScalar>(M_1_PI);
+    *result = {result->r + kShare * irradiance.r, result->g + kShare * irradiance.g, result->b + kShare * irradiance.b,
+               1};
+    return miTRUE;
 }
 
 /// Light from all over a hemisphere, weighted by the cosine, is pi times its average.

@@ -122,17 +122,21 @@ LightSurface::Point LightSurface::pointOf(std::size_t number, double rest, doubl
     return {t.a * (1 - root) + t.b * (root * (1 - v)) + t.c * (root * v), t.normal()};
 }
 
+LightSurface::Point LightSurface::anyPoint(double u, double v) const {
+    const double along = u * areas_.back();
+    const auto chosen = std::min<std::size_t>(
+        static_cast<std::size_t>(std::upper_bound(areas_.begin(), areas_.end(), along) - areas_.begin()),
+        areas_.size() - 1);
+    return pointOf(chosen, 1 - (areas_[chosen] - along) / areaOf(chosen), v);
+}
+
 std::optional<LightSurface::Point> LightSurface::point(const V3d& lit, double u, double v) const {
     // Looking at all of a few triangles keeps places well spread; among many, further tries know nothing of the former.
     if (triangles_.size() <= kFew) return search(lit, u, v);
     const std::uint32_t seed = mixSeeds(bitsOf(u), bitsOf(v));
     double tryU = u, tryV = v;
     for (std::uint32_t attempt = 1; attempt <= kTries; ++attempt) {
-        const double along = tryU * areas_.back();
-        const auto chosen = std::min<std::size_t>(
-            static_cast<std::size_t>(std::upper_bound(areas_.begin(), areas_.end(), along) - areas_.begin()),
-            areas_.size() - 1);
-        const Point result = pointOf(chosen, 1 - (areas_[chosen] - along) / areaOf(chosen), tryV);
+        const Point result = anyPoint(tryU, tryV);
         if (dot(result.normal, lit - result.place) > 0) return result;
         tryU = hashedUnit(seed, 2 * attempt);
         tryV = hashedUnit(seed, 2 * attempt + 1);
@@ -156,6 +160,22 @@ std::optional<LightSurface::Point> LightSurface::search(const V3d& lit, double u
         return goesOn;
     });
     return pointOf(last, rest / areaOf(last), v);
+}
+
+LightPoint anyPointOnLight(const miLight& light, const Placement& placement, const LightSurface* surface, double u,
+                           double v) {
+    if (surface) {
+        const Point point = surface->anyPoint(u, v);
+        return {narrow(point.place), narrow(unit(point.normal))};
+    }
+    // From their middle, the near side of round shapes is all of them.
+    switch (light.area) {
+        case miLIGHT_RECTANGLE: return inWorld(onRectangle(light, u, v), placement);
+        case miLIGHT_DISC: return inWorld(onDisc(light, u, v), placement);
+        case miLIGHT_SPHERE: return inWorld(onSphere(light, wide(light.origin), u, v), placement);
+        case miLIGHT_CYLINDER: return inWorld(onCylinder(light, wide(light.origin), u, v), placement);
+        default: return {narrow(transformPoint(wide(light.origin), placement.localToWorld)), {}};
+    }
 }
 
 std::optional<LightPoint> pointOnLight(const miLight& light, const Placement& placement, const LightSurface* surface,

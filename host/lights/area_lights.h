@@ -35,6 +35,8 @@ public:
     };
     /// A point on the triangles that face `lit`, equally spread over their areas; nothing where none of them does.
     std::optional<Point> point(const V3d& lit, double u, double v) const;
+    /// A point anywhere, whichever side its triangle looks to.
+    Point anyPoint(double u, double v) const;
 
 private:
     void add(const FlatInstance& instance);
@@ -63,5 +65,10 @@ struct LightPoint {
 /// @param surface for lights in the shape of an object, else null
 std::optional<LightPoint> pointOnLight(const miLight& light, const Placement& placement, const LightSurface* surface,
                                        const miVector& lit, double u, double v);
+
+/// A point of the whole shape, equal areas of the grid being equal areas of the shape in its own space. The normal is
+/// zero where the light has no shape.
+LightPoint anyPointOnLight(const miLight& light, const Placement& placement, const LightSurface* surface, double u,
+                           double v);
 
 }  // namespace lumorender

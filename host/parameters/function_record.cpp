@@ -94,13 +94,24 @@ miTag copyFunction(SceneContext& scene, const std::string& name, miTag source) {
     return scene.storeBytes(name, miSCENE_FUNCTION, record.data(), record.size(), std::move(detail));
 }
 
+namespace {
+
+bool haveSameParameters(const SceneContext& scene, miTag a, miTag b) {
+    if (a == b) return true;
+    const auto* one = scene.database.detail<Declaration>(a);
+    const auto* other = scene.database.detail<Declaration>(b);
+    return one && other && signatureText({}, {}, one->parameters) == signatureText({}, {}, other->parameters);
+}
+
+}  // namespace
+
 void inheritParameters(SceneContext& scene, miTag main, miTag function) {
     const auto* source = scene.database.as<miFunction>(main, miSCENE_FUNCTION);
     const auto* target = scene.database.as<miFunction>(function, miSCENE_FUNCTION);
     const bool anonymous = scene.database.name(function).empty();
     if (!source || !target || main == function || !anonymous || !target->no_expl_params) return;
-    // A shader with parameters of its own, laid out in another way, could not read those of the main shader.
-    if (target->parameter_size != 0 && target->function_decl != source->function_decl) return;
+    // A shader with other parameters of its own could not read those of the main shader.
+    if (target->parameter_size != 0 && !haveSameParameters(scene, target->function_decl, source->function_decl)) return;
     const ParameterBlock block = blockOf(*source);
     miFunction head = *target;
     head.parameter_size = source->parameter_size;

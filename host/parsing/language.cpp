@@ -11,7 +11,7 @@ namespace {
 
 using enum Effect;
 
-constexpr std::string_view kPhotons = "photons are not traced";
+constexpr std::string_view kPhotons = "photons go where lights send them";
 constexpr std::string_view kMaps = "shadows are traced, no maps are made";
 constexpr std::string_view kRasterizer = "there is no rasterizer, every ray is traced";
 constexpr std::string_view kKernels = "the ray tracing kernels choose their own structures";
@@ -51,7 +51,7 @@ constexpr Meaning kLanguage[] = {
     {"options", "contrast|time", Idle, "every pixel takes the larger number of samples"},
     {"options", "filter", Used, "box; others are warned of when the render begins"},
     {"options", "scanline", Idle, kRasterizer},
-    {"options", "photon", Idle, kPhotons},
+    {"options", "photon|photonvol|photonmap", Used, ""},
     {"options", "shadowmap", Used, "as rays; a warning when the render begins"},
     {"options", "shadowmap=rebuild|shadowmap=motion|shadowmap=bias|shadowmap=trace|shadowmap=window", Idle, kMaps},
     {"options", "field", Missing, "fields are not rendered, the picture has all lines"},
@@ -64,12 +64,7 @@ constexpr Meaning kLanguage[] = {
     {"options", "lightmap=off|lightmap=on|lightmap=true|lightmap=false", Used, "lightmap shaders are warned of in their materials"},
     {"options", "lightmap", Missing, "light maps are not made, the picture is rendered"},
     {"options", "colorclip|desaturate|premultiply|dither", Used, ""},
-    {"options", "caustic|globillum", Missing, kPhotons},
-    {"options", "caustic=off|caustic=false|caustic=0|globillum=off|globillum=false|globillum=0", Used, ""},
-    {"options", "caustic=accuracy|caustic=filter|caustic=scale|globillum=accuracy|globillum=scale|photonvol", Idle, kPhotons},
-    {"options", "photonmap", Idle, kPhotons},
-    {"options", "photonmap=off", Used, ""},
-    {"options", "photonmap=only on", Missing, "photons are not traced, the picture is rendered"},
+    {"options", "caustic|globillum", Used, "of all objects by default, as far as their instances do not say otherwise"},
     {"options", "diagnostic", Used, "off"},
     {"options", "diagnostic=on", Missing, "pictures of the renderer's work are not made"},
     {"options", "colorprofile", Used, "of colors behind it"},
@@ -91,7 +86,7 @@ constexpr Meaning kLanguage[] = {
     {"string option", "samples quality|samples min|samples max|samples error cutoff", Idle, "every pixel takes the samples of the options"},
     {"string option", "rast motion factor|rast transparency depth", Idle, kRasterizer},
     {"string option", "shadowmap pixel samples", Idle, kMaps},
-    {"string option", "caustic merge|globillum merge|photonvol merge", Idle, kPhotons},
+    {"string option", "caustic merge|globillum merge|photonvol merge", Used, ""},
     {"string option", "environment lighting mode", Missing, "surroundings light surfaces by final gathering, or by lights that sample them"},
     {"string option", "environment lighting quality|environment lighting shadow", Idle, "surroundings light surfaces by final gathering, or by lights that sample them"},
     {"string option", "light relative scale", Missing, "lights shine as their shaders say"},
@@ -113,7 +108,7 @@ constexpr Meaning kLanguage[] = {
 
     {"light", "shader|origin|direction|energy|visible|tag|rectangle|disc|sphere|cylinder|object|user|data|photons", Used, ""},
     {"light", "spread", Used, "shaders ask for it; light outside of the cone is theirs to leave out"},
-    {"light", "exponent|emitter|caustic|globillum", Idle, kPhotons},
+    {"light", "exponent|emitter|caustic|globillum", Used, ""},
     {"light", "lightprofile", Used, "where no parameter of the light's shader names a profile"},
     {"light", "shadowmap", Idle, kMaps},
     {"light", "shadowmap=off|shadowmap=false", Used, ""},
@@ -122,7 +117,6 @@ constexpr Meaning kLanguage[] = {
     {"material", "shader|displace|shadow|volume|environment", Used, ""},
     {"material", "opaque", Used, "shaders ask for it; shadow shaders are called all the same"},
     {"material", "contour|photon|photonvol|lightmap|bsdf", Used, "nothing behind the word empties the slot"},
-    {"material", "photon=shader|photonvol=shader", Idle, kPhotons},
     {"material", "lightmap=shader", Missing, "light maps are not made"},
     {"material", "bsdf=shader", Used, "called as the surface's shader where the material has no other"},
     {"material", "hardware", Idle, "nothing is rendered by graphics hardware"},
@@ -142,8 +136,7 @@ constexpr Meaning kLanguage[] = {
     {"assembly", "box|motion", Idle, "assemblies are read with the scene, and are as large as their geometry"},
 
     {"object", "visible|shadow|trace|reflection|refraction|transparency|finalgather|tagged|face|tag|data|transform", Used, ""},
-    {"object", "max|group|trilist|hair|approximate|file|basis", Used, ""},
-    {"object", "caustic|globillum", Idle, kPhotons},
+    {"object", "max|group|trilist|hair|approximate|file|basis|caustic|globillum", Used, ""},
     {"object", "shadowmap", Idle, kMaps},
     {"object", "select", Idle, "it is for interactive programs"},
     {"object", "attribute", Idle, "attributes are not kept"},
@@ -174,9 +167,8 @@ constexpr Meaning kLanguage[] = {
     {"approximate", "visible|trace|shadow|caustic|globillum", Idle, "all rays meet the same triangles, as fine as any of the statements says"},
 
     {"instance", "element|transform|motion|hide|visible|shadow|trace|reflection|refraction|transparency|finalgather|face", Used, ""},
-    {"instance", "override|material|approximate|light|tag|data|parameters|geometry", Used, ""},
+    {"instance", "override|material|approximate|light|tag|data|parameters|geometry|caustic|globillum", Used, ""},
     {"instance", "transform=shader", LeftOut, "transforms by shaders are not supported, identity is used"},
-    {"instance", "caustic|globillum", Idle, kPhotons},
     {"instance", "shadowmap", Idle, kMaps},
     {"instance", "select", Idle, "it is for interactive programs"},
     {"instance", "samples", Idle, "every pixel takes the samples of the options"},

@@ -2,6 +2,7 @@
 
 #include "gathering/final_gather_file.h"
 #include "image/signatures.h"
+#include "photons/photon_file.h"
 #include "support/whole_file.h"
 
 #include <fmt/format.h>
@@ -19,8 +20,9 @@ constexpr const char* kHelp =
 constexpr const char* kHelpForPoints =
     "-file_dir names another folder, and -allow_paths lets the scene write where it wants";
 
-/// Endings of point files. Others could be those of programs, whose text a scene may know how to put into points.
+/// Endings of files of points and photons. Others could be those of programs, whose text a scene may know how to put into points.
 constexpr std::string_view kPointEndings = "fg fgmap fgm map points gather dat bin";
+constexpr std::string_view kPhotonEndings = "pm pmap pmf map photons photon gi dat bin";
 
 bool isBelow(const fs::path& path, const fs::path& folder) {
     const auto [at, rest] = std::mismatch(folder.begin(), folder.end(), path.begin(), path.end());
@@ -43,6 +45,22 @@ bool isThere(const fs::path& path) {
     return fs::is_regular_file(path, ignored);
 }
 
+/// For files that keep what a render has found out.
+std::string objectionToKept(const fs::path& path, const OutputRules& rules, std::string_view endings, const char* what,
+                            bool (*isOne)(const fs::path&)) {
+    const fs::path resolved = resolvedPath(path);
+    const std::string place = objectionToPlace(resolved, rules);
+    if (!place.empty() || rules.anywhere) return place;
+    if (const std::string outside = objectionToFolder(resolved, rules, kHelpForPoints); !outside.empty())
+        return outside;
+    const std::string ending = resolved.extension().string();
+    if (ending.empty() || !hasWord(endings, ending.substr(1)))
+        return fmt::format("its name does not end as files of {} do (one of {}); {}", what, endings, kHelpForPoints);
+    if (isThere(resolved) && !isOne(resolved))
+        return fmt::format("the file that is there holds no {}; {}", what, kHelpForPoints);
+    return {};
+}
+
 }  // namespace
 
 fs::path OutputRules::located(const fs::path& name) const {
@@ -63,18 +81,11 @@ std::string objectionToPicture(const fs::path& path, const FileFormat& format, N
 }
 
 std::string objectionToPoints(const fs::path& path, const OutputRules& rules) {
-    const fs::path resolved = resolvedPath(path);
-    const std::string place = objectionToPlace(resolved, rules);
-    if (!place.empty() || rules.anywhere) return place;
-    if (const std::string outside = objectionToFolder(resolved, rules, kHelpForPoints); !outside.empty())
-        return outside;
-    const std::string ending = resolved.extension().string();
-    if (ending.empty() || !hasWord(kPointEndings, ending.substr(1)))
-        return fmt::format("its name does not end as files of points do (one of {}); {}", kPointEndings,
-                           kHelpForPoints);
-    if (isThere(resolved) && !isGatherFile(resolved))
-        return fmt::format("the file that is there holds no final gather points; {}", kHelpForPoints);
-    return {};
+    return objectionToKept(path, rules, kPointEndings, "final gather points", isGatherFile);
+}
+
+std::string objectionToPhotons(const fs::path& path, const OutputRules& rules) {
+    return objectionToKept(path, rules, kPhotonEndings, "photon maps", isPhotonFile);
 }
 
 }  // namespace lumorender

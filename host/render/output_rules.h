@@ -27,5 +27,6 @@ std::string objectionToPicture(const std::filesystem::path& path, const FileForm
 
 /// The same for a file of gathered points that a scene names.
 std::string objectionToPoints(const std::filesystem::path& path, const OutputRules& rules);
+std::string objectionToPhotons(const std::filesystem::path& path, const OutputRules& rules);
 
 }  // namespace lumorender

@@ -93,9 +93,9 @@ Picture::Picture(RenderScene& scene, const RenderSettings& settings, const std::
 }
 
 bool Picture::check() {
-    if (isPointsOnly(scene_)) return checkPointFile(scene_, rules_);
+    if (isPointsOnly(scene_)) return checkPointFiles(scene_, rules_);
     const bool good = checkFiles(plan_.files, rules_, window_);
-    if (!checkPointFile(scene_, rules_) || !good || !plan_.complete) return false;
+    if (!checkPointFiles(scene_, rules_) || !good || !plan_.complete) return false;
     if (settings_.history)
         for (const PlannedFile& planned : plan_.files)
             settings_.history->emplace(resolvedPath(planned.file.path), where_);

@@ -32,6 +32,8 @@ std::set<std::string> filesOf(const Database& database, miTag options) {
     }
     if (const auto* detail = database.detail<OptionsDetail>(options))
         for (const std::string& points : detail->gatherFiles) files.erase(points);
+    const auto* record = database.as<miOptions>(options, miSCENE_OPTIONS);
+    if (record && record->photonmap_file) files.erase(std::string(database.string(record->photonmap_file)));
     return files;
 }
 

@@ -13,7 +13,9 @@ namespace lumorender {
 
 namespace {
 
-void addElements(const Database& database, bool contours, ShaderTable& shaders) {
+/// Photon shaders are nobody's business where no photons are wanted: not even missing ones.
+void addElements(const Database& database, const miOptions& options, bool contours, ShaderTable& shaders) {
+    const bool hasPhotons = options.caustic || options.globillum;
     for (miTag tag = 1; tag < database.end(); ++tag) {
         if (const auto* material = database.as<miMaterial>(tag, miSCENE_MATERIAL)) {
             shaders.add(surfaceShaderOf(*material), miSHADER_MATERIAL);
@@ -22,8 +24,12 @@ void addElements(const Database& database, bool contours, ShaderTable& shaders) 
             shaders.add(material->volume, miSHADER_VOLUME);
             shaders.add(material->environment, miSHADER_ENVIRONMENT);
             if (contours) shaders.add(material->contour, miSHADER_CONTOUR);
+            if (!hasPhotons) continue;
+            shaders.add(material->photon, miSHADER_PHOTON);
+            shaders.add(material->photonvol, miSHADER_PHOTONVOL);
         } else if (const auto* light = database.as<miLight>(tag, miSCENE_LIGHT)) {
             shaders.add(light->shader, miSHADER_LIGHT);
+            if (hasPhotons) shaders.add(light->emitter, miSHADER_PHOTON_EMITTER);
         }
     }
 }
@@ -91,7 +97,7 @@ void findShaders(RenderScene& scene, miCamera& camera, ShaderTable& shaders) {
     shaders.add(camera.lens, miSHADER_LENS);
     shaders.add(camera.volume, miSHADER_VOLUME);
     shaders.add(camera.environment, miSHADER_ENVIRONMENT);
-    addElements(database, hasContours(database), shaders);
+    addElements(database, *scene.options, hasContours(database), shaders);
     addContours(scene, shaders);
     addOutputShaders(scene, shaders);
     for (const FlatInstance& instance : scene.geometry->instances()) addSurfaces(database, instance, shaders);

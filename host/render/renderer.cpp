@@ -226,8 +226,8 @@ private:
     /// What is made before tiles. All shares of a picture, and all runs of a render, have to see the same points.
     /// @return false when a file of points could not be written
     bool makePoints() {
-        GatherFiles files = gatherFiles(scene_, picture_->rules());
-        files.isWritten = share().number <= 1;  // shares make the same points: one of them keeps them
+        PointFiles files = pointFiles(scene_, picture_->rules());
+        if (share().number > 1) files.keepNothing();  // shares make the same points: one of them keeps them
         const bool good = prepareIndirectLight(scene_, picture_->window(), files, saved_.points,
                                                threadsToUse(settings_.tiles.threads));
         if (!saved_.keeps() || abortRequested()) return good;
@@ -247,7 +247,7 @@ private:
         const SavingSettings& saving = settings_.saving;
         if (!saving.share && saving.checkpoint.empty()) return false;
         if (saving.share && isPointsOnly(scene_))
-            throw Failure("final gathering makes points only, and no picture that could be shared out");
+            throw Failure("the options ask for points or photons only, and no picture that could be shared out");
         const std::vector<PlannedFile>& files = picture_->files();
         if (saving.share && files.empty())
             throw Failure("the camera names no file after which the part could be named; expected -o NAME");

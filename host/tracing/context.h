@@ -24,7 +24,10 @@ class ContourSample;
 class FinalGather;
 struct GatherPoint;
 class LightTable;
+struct LightSource;
 struct OcclusionCache;
+struct PhotonMaps;
+struct FoundPhotons;
 class SlotTable;
 class TextureTable;
 struct BufferLayout;
@@ -63,6 +66,7 @@ struct RenderScene {
     ContourShaders contours;
     std::shared_ptr<const OcclusionCache> occlusionCache;  ///< null where every call computes anew
     std::shared_ptr<const FinalGather> gather;             ///< null where final gathering is off
+    std::shared_ptr<const PhotonMaps> photons;             ///< null where there are none
     miLock globalLock = {};
 };
 
@@ -150,6 +154,15 @@ struct RunningVolumes {
     }
 };
 
+/// The photon that is under way. No sink, and no photon is followed, but while lights emit them.
+struct PhotonPath {
+    FoundPhotons* sink = nullptr;
+    const LightSource* light = nullptr;
+    bool scattered = false;  ///< it has left the straight line from its light
+    bool diffuse = false;    ///< ... at a diffuse surface or in a volume
+    bool casters = true;     ///< ... at surfaces only that cast caustics
+};
+
 /// Where the last eye ray began, and what it began in.
 struct EyeOrigin {
     bool isKnown = false;
@@ -186,6 +199,7 @@ struct ThreadContext {
     NewPoints newLight, newOcclusion;  ///< of the running stage
     LightPlace lightSample;
     ContourSample* contours = nullptr;  ///< takes what contours are found by, while these are
+    PhotonPath photon;
     RayCounters counters;
     std::unordered_map<const miFunction*, void*> threadPointers;  ///< of shader instances that ask for one
 };

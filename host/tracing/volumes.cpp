@@ -16,7 +16,25 @@ const miMaterial* materialOf(const ThreadContext& context, const miState& hit) {
     return context.scene->slots->material(hit.material);
 }
 
-bool areAutomatic(const miState& state) { return state.options->autovolume && !state.options->no_volume; }
+bool isPhoton(const miState& state) { return miRAY_PHOTON(state.type); }
+
+/// Photons know volumes by the shaders that are theirs.
+miTag volumeOf(const miMaterial* material, const miState& ray) {
+    if (!material) return miNULLTAG;
+    return isPhoton(ray) ? material->photonvol : material->volume;
+}
+
+miTag volumeAround(const miState& ray) { return isPhoton(ray) ? miNULLTAG : ray.camera->volume; }
+
+bool areAutomatic(const miState& state) {
+    const miOptions& options = *state.options;
+    return (isPhoton(state) ? options.photon_autovolume : options.autovolume) && !options.no_volume;
+}
+
+/// False where the volume has kept a photon; other rays go on in any case.
+bool callVolume(ThreadContext& context, miState* state, miColor* result) {
+    return callShader(context, state, state->volume, isPhoton(*state) ? miSHADER_PHOTONVOL : miSHADER_VOLUME, result);
+}
 
 RunningVolumes without(const RunningVolumes& volumes, miTag volume) {
     RunningVolumes rest = volumes;
@@ -25,7 +43,7 @@ RunningVolumes without(const RunningVolumes& volumes, miTag volume) {
 }
 
 /// Solids that the ray leaves and never entered are those it began in; of several it leaves the innermost one first.
-RunningVolumes volumesAtOrigin(ThreadContext& context, miState& ray) {
+RunningVolumes volumesAtOrigin(ThreadContext& context, const miState& ray) {
     struct Solid {
         const FlatInstance* instance;
         miTag volume;
@@ -36,25 +54,28 @@ RunningVolumes volumesAtOrigin(ThreadContext& context, miState& ray) {
     std::array<Solid, kMostHits> entered;
     auto aroundEnd = around.begin();
     auto enteredEnd = entered.begin();
-    RayRecord& record = childRay(context, &ray);
+    // The ray keeps its random numbers: not every one of a place looks around.
+    miState looking = ray;
+    RayRecord& record = childRay(context, &looking);
     Reach reach;
     Hit crossed;
-    for (std::size_t i = 0; i < kMostHits && findHit(context, record, RayVisibility::Transparency, reach); ++i) {
+    const auto seen = isPhoton(ray) ? RayVisibility::Photon : RayVisibility::Transparency;
+    for (std::size_t i = 0; i < kMostHits && findHit(context, record, seen, reach); ++i) {
         crossed = record.hit;
         reach = {std::max(reach.near, record.state.dist), reach.far, &crossed};
-        const miMaterial* material = materialOf(context, record.state);
-        if (!material || material->volume == 0) continue;
-        const Solid solid = {record.hit.instance, material->volume};
+        const miTag volume = volumeOf(materialOf(context, record.state), ray);
+        if (volume == 0) continue;
+        const Solid solid = {record.hit.instance, volume};
         if (!record.state.inv_normal) {
             *enteredEnd++ = solid;
         } else if (const auto own = std::find(entered.begin(), enteredEnd, solid); own != enteredEnd) {
             *own = *--enteredEnd;
         } else {
-            *aroundEnd++ = material->volume;
+            *aroundEnd++ = volume;
         }
     }
     RunningVolumes volumes;
-    volumes.enter(context.scene->camera->volume);
+    volumes.enter(volumeAround(ray));
     while (aroundEnd != around.begin()) volumes.enter(*--aroundEnd);
     return volumes;
 }
@@ -70,7 +91,7 @@ bool applyVolume(ThreadContext& context, miState* state, miColor* result, bool o
     if (state->options->no_volume) return ok;
     if (!areAutomatic(*state)) {
         if (state->volume == 0) return ok;
-        return callShader(context, state, state->volume, miSHADER_VOLUME, result);
+        return callVolume(context, state, result);
     }
     const RunningVolumes volumes = context.volumes;
     const miTag before = state->volume;
@@ -79,23 +100,24 @@ bool applyVolume(ThreadContext& context, miState* state, miColor* result, bool o
         const auto* end = volumes.tags.data() + i;
         if (std::find(volumes.tags.data(), end, volumes.tags[i]) != end) continue;
         state->volume = volumes.tags[i];
-        ok = callShader(context, state, state->volume, miSHADER_VOLUME, result);
+        ok = callVolume(context, state, result);
+        if (!ok && isPhoton(*state)) break;
     }
     state->volume = before;
     return ok;
 }
 
 miTag volumeBehind(const ThreadContext& context, const miState& state, const miMaterial* material) {
-    if (!material || material->volume == 0) return state.volume;
-    if (!state.inv_normal) return material->volume;
-    if (areAutomatic(state)) return without(context.volumes, material->volume).innermost();
-    if (state.volume != material->volume) return material->volume;
+    const miTag own = volumeOf(material, state);
+    if (own == 0) return state.volume;
+    if (!state.inv_normal) return own;
+    if (areAutomatic(state)) return without(context.volumes, own).innermost();
+    if (state.volume != own) return own;
     for (const miState* before = state.parent; before; before = before->parent) {
-        const miMaterial* entered = materialOf(context, *before);
-        const bool isEntry = entered && entered->volume == material->volume && !before->inv_normal;
-        if (isEntry && before->volume != material->volume) return before->volume;
+        const bool isEntry = volumeOf(materialOf(context, *before), state) == own && !before->inv_normal;
+        if (isEntry && before->volume != own) return before->volume;
     }
-    return state.camera->volume;
+    return volumeAround(state);
 }
 
 EyeVolumes::EyeVolumes(ThreadContext& context, miState& ray) : VolumesScope(context) {
@@ -111,8 +133,7 @@ EyeVolumes::EyeVolumes(ThreadContext& context, miState& ray) : VolumesScope(cont
 CrossedVolumes::CrossedVolumes(ThreadContext& context, const miState& hit, bool enters) : VolumesScope(context) {
     if (!areAutomatic(hit)) return;
     before_ = context.volumes;
-    const miMaterial* material = materialOf(context, hit);
-    const miTag own = material ? material->volume : miNULLTAG;
+    const miTag own = volumeOf(materialOf(context, hit), hit);
     const miTag chosen = hit.refraction_volume, current = hit.volume;
     // What a shader chose by itself is entered, or the place before it left.
     const bool isOwn = chosen == own || (!enters && chosen == without(context.volumes, own).innermost());

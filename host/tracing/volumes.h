@@ -10,7 +10,7 @@
 namespace lumorender {
 
 /// Volume shaders change the color of everything that reached the state's end of the ray: automatic volumes in the order in
-/// which they were entered. Without one, `ok` comes back.
+/// which they were entered. Without one, `ok` comes back. Of photons false says that they went no further.
 bool applyVolume(ThreadContext& context, miState* state, miColor* result, bool ok);
 
 /// What a ray that goes on through the surface travels in, unless the surface's shader says otherwise: the material's

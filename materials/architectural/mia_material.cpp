@@ -1,5 +1,7 @@
 /* mia_material, mia_material_x: the architectural material. docs/materials.md is its manual. */
 #include "architectural/mia_light.h"
+#include "architectural/mia_photon.h"
+#include "architectural/mia_reach.h"
 
 #include "module/export.h"
 #include "rays/hit_scope.h"
@@ -9,17 +11,6 @@
 namespace materials {
 
 namespace {
-
-Reach reachOf(const Parameters& in, const miBoolean& on, const miScalar& dist, const miBoolean& colored,
-              const miColor& color) {
-    if (!in.isOn(on)) return {};
-    return {in.within(dist, 0, miHUGE_SCALAR), in.isOn(colored), in.color(color)};
-}
-
-Reach insideReach(const MiaCall& call) {
-    const auto& p = call.p;
-    return reachOf(call.in, p.refr_falloff_on, p.refr_falloff_dist, p.refr_falloff_color_on, p.refr_falloff_color);
-}
 
 /* What a layer with this normal and gloss mirrors. */
 Term mirrorLayer(const MiaCall& call, const miColor& level, const miVector& normal, miScalar gloss, int samples) {
@@ -139,9 +130,10 @@ bool letLightThrough(const MiaCall& call, miColor& light) {
     return !isBlack(light);
 }
 
-/* Surface and shadow shader; there is nothing to do for photons, which this module does not store. */
+/* Surface, shadow and photon shader. */
 bool call(const MiaCall& call, miColor& result, MiaOutputs* outputs) {
     if (call.state->type == miRAY_SHADOW) return letLightThrough(call, result);
+    if (miRAY_PHOTON(call.state->type)) return scatterPhoton(call, result);
     if (!shadesSurface(call.state)) return false;
     MiaOutputs own{};
     const bool seen = shade(call, own);

@@ -25,12 +25,6 @@ constexpr int kGlossyRays = 8;
 /* Of the width whose highlight falls as cos^shiny. */
 miScalar widthOf(miScalar shiny) { return clamped(1 / std::sqrt(2 * std::max(shiny, .5f)), 1e-3f, 1); }
 
-Facets lobeOf(const miState* state, const DgsSurface& surface) {
-    const miVector normal = state->normal;
-    const Frame frame = state->derivs ? frameAround(normal, state->derivs[0]) : frameAround(normal);
-    return {frame, widthOf(surface.shinyU), widthOf(surface.shinyV)};
-}
-
 /* Light of lights, from both sides where some of it comes through. */
 DgsLight lit(miState* state, const LightList& lights, const Facets& lobe, bool isTransparent, bool shines) {
     const HitScope hit(state);
@@ -76,20 +70,26 @@ miColor diffuseRay(miState* state, const miColor& level) {
 
 }  // namespace
 
+Facets DgsSurface::lobe(const miState* state) const {
+    const miVector normal = state->normal;
+    const Frame frame = state->derivs ? frameAround(normal, state->derivs[0]) : frameAround(normal);
+    return {frame, widthOf(shinyU), widthOf(shinyV)};
+}
+
 miColor DgsSurface::shaded(miState* state, const LightList& lights) const {
     const HitScope hit(state);
     state->normal = unit(state->normal, state->normal_geom);
     const miScalar reflectivity = 1 - transp;
-    const Facets lobe = lobeOf(state, *this);
-    const DgsLight light = lit(state, lights, lobe, transp > 0, !isBlack(glossy));
+    const Facets facets = lobe(state);
+    const DgsLight light = lit(state, lights, facets, transp > 0, !isBlack(glossy));
     miColor around = kBlack;
     if (!isBlack(diffuse)) around = tracesDiffuse ? diffuseRay(state, diffuse) : gatheredLight(state);
     miColor result =
         (diffuse * (light.matt + around) + glossy * light.highlights) * reflectivity + diffuse * light.through * transp;
-    result += mirrorImage(state, lobe, true, glossy * reflectivity);
-    result += mirrorImage(state, lobe, false, specular * reflectivity);
-    result += seenThrough(state, lobe, true, ior, glossy * transp);
-    result += seenThrough(state, lobe, false, ior, specular * transp);
+    result += mirrorImage(state, facets, true, glossy * reflectivity);
+    result += mirrorImage(state, facets, false, specular * reflectivity);
+    result += seenThrough(state, facets, true, ior, glossy * transp);
+    result += seenThrough(state, facets, false, ior, specular * transp);
     return result;
 }
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "lights/light_list.h"
+#include "lobes/facets.h"
 
 namespace materials {
 
@@ -14,6 +15,9 @@ struct DgsSurface {
 
     /* Of lights, of what is around and of what lies behind. Leaves the state as it was. */
     miColor shaded(miState* state, const LightList& lights) const;
+
+    /* The glossy lobe around the state's normal. */
+    Facets lobe(const miState* state) const;
 };
 
 }  // namespace materials

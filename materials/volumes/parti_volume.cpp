@@ -1,7 +1,8 @@
-/* parti_volume: dust and smoke that scatter the light of lamps. */
+/* parti_volume: dust and smoke that scatter the light of lamps and photons. */
 #include "lights/light_list.h"
 #include "module/export.h"
 #include "rays/hit_scope.h"
+#include "volumes/dust.h"
 
 namespace materials {
 
@@ -30,57 +31,11 @@ struct Phase {
     }
 };
 
-/* Where the medium is, and how dense. */
-class Medium {
-public:
-    Medium(const Parameters& in, const PartiVolume& p)
-        : isLayer_(in(p.mode) == 1),
-          height_(finite(in(p.height))),
-          noise_(in.share(p.nonuniform)),
-          scatter_(in.reflectance(p.scatter)),
-          extinction_(in.within(p.extinction, 0, 1e6f)) {}
-
-    bool isEven() const { return noise_ == 0; }
-    const miColor& scatter() const { return scatter_; }
-    miScalar extinction() const { return extinction_; }
-
-    /* The part of a ray that is below the layer's height: from and to, along the ray. */
-    void cut(const miVector& org, const miVector& dir, double& from, double& to) const {
-        if (!isLayer_) return;
-        const double above = static_cast<double>(org.y) - static_cast<double>(height_),
-                     slope = static_cast<double>(dir.y);
-        if (std::fabs(slope) < 1e-9) {
-            if (above > 0) to = from;
-            return;
-        }
-        const double crossing = -above / slope;
-        if (slope < 0)
-            from = std::max(from, crossing);
-        else
-            to = std::min(to, crossing);
-        to = std::max(to, from);
-    }
-
-    /* 1 on average. */
-    miScalar densityAt(const miState* state, const miVector& point) const {
-        if (noise_ == 0) return 1;
-        miVector place;
-        mi_point_to_world(state, &place, &point);
-        return mix(1, 2 * clamped(mi_unoise_3d(&place), 0, 1), noise_);
-    }
-
-private:
-    bool isLayer_;
-    miScalar height_, noise_;
-    miColor scatter_;
-    miScalar extinction_;
-};
-
 /* Lengths of steps: short enough to see the medium get denser, within the given bounds. */
 struct Steps {
     double shortest, longest;
 
-    Steps(miState* state, const Parameters& in, const PartiVolume& p, const Medium& medium, double way) {
+    Steps(miState* state, const Parameters& in, const PartiVolume& p, const Dust& medium, double way) {
         shortest = static_cast<double>(in.within(p.min_step_len, 0, miHUGE_SCALAR));
         longest = static_cast<double>(in.within(p.max_step_len, 0, miHUGE_SCALAR));
         if (longest <= 0) longest = way / 8;
@@ -99,6 +54,13 @@ struct Scattered {
     void add(const Scattered& more, miScalar factor) { light += more.light * factor; }
 };
 
+/* What was scattered there before, or has come by surfaces, as photons tell. Where it goes they do not know: everywhere. */
+miColor photonsAt(miState* state, const miVector& place) {
+    state->point = place;
+    miColor density = kBlack;
+    return mi_compute_volume_irradiance(&density, state) ? density * (1 / (4 * kPi)) : kBlack;
+}
+
 /* What lamps send towards the viewer from a place, for a coefficient of 1. */
 miColor scatteredAt(miState* state, const LightList& lights, const Phase& phase, const miVector& place) {
     state->point = place;
@@ -115,7 +77,7 @@ struct Marched {
     miScalar left = 1; /* of what lies behind */
 };
 
-Marched march(miState* state, const Parameters& in, PartiVolume& p, const Medium& medium, double from, double to) {
+Marched march(miState* state, const Parameters& in, PartiVolume& p, const Dust& medium, double from, double to) {
     const HitScope hit(state);
     const miVector org = state->org, dir = state->dir;
     const LightList lights(state, p.lights);
@@ -127,6 +89,7 @@ Marched march(miState* state, const Parameters& in, PartiVolume& p, const Medium
     int taken = 0;
     mi_sample(&jitter, &taken, state, 1, nullptr);
     state->pri = nullptr;
+    const bool asksPhotons = !in.isOn(p.no_globil_where_direct);
     Marched sum;
     for (double at = from; at < to && sum.left > .001f; at += step) {
         const double length = std::min(step, to - at);
@@ -139,13 +102,14 @@ Marched march(miState* state, const Parameters& in, PartiVolume& p, const Medium
             depth > 1e-4f ? (1 - kept) / (medium.extinction() * density) : static_cast<miScalar>(length);
         if (density > 0 && !isBlack(medium.scatter()))
             sum.light += medium.scatter() * scatteredAt(state, lights, phase, place) * (density * seen * sum.left);
+        if (asksPhotons && density > 0) sum.light += photonsAt(state, place) * (seen * sum.left);
         sum.left *= kept;
     }
     return sum;
 }
 
 /* What a medium leaves on a way, without light of its own. */
-miScalar leftOnWay(const miState* state, const Medium& medium, double from, double to) {
+miScalar leftOnWay(const miState* state, const Dust& medium, double from, double to) {
     if (medium.isEven()) return std::exp(-medium.extinction() * static_cast<miScalar>(to - from));
     constexpr int kSteps = 16;
     miScalar sum = 0;
@@ -158,7 +122,7 @@ miScalar leftOnWay(const miState* state, const Medium& medium, double from, doub
 
 bool partiVolume(miColor& result, miState* state, PartiVolume& p) {
     const Parameters in(state);
-    const Medium medium(in, p);
+    const Dust medium(in, p);
     const bool isLight = state->type == miRAY_LIGHT || state->type == miRAY_SHADOW;
     /* Nothing met: as far as anything is seen. */
     const bool isEndless = !(state->dist > 0);

@@ -3,6 +3,7 @@
 
 #include "codes.h"
 #include "option_records.h"
+#include "photon_functions.h"
 #include "state.h"
 #include "types.h"
 

@@ -131,8 +131,8 @@ TEST_F(CommandLine, SomeOfTheSceneIsRendered) {
 
 /// Told one by one, except where nothing is what was asked for.
 TEST_F(CommandLine, WhatHasNoEffectSaysSo) {
-    const std::vector<std::string> words = {"-caustic on",  "-globillum on",    "-scanline rast", "-acceleration bsp2",
-                                            "-bsp_size 9",  "-contrast .1 1 1", "-geometry on",   "-progressive on",
+    const std::vector<std::string> words = {"-importon on", "-ip on",           "-scanline rast", "-acceleration bsp2",
+                                            "-bsp_size 9",  "-contrast .1 1 1", "-task_order x",  "-progressive on",
                                             "-lightmap on", "-shadowmap on",    "-hosts a b --",  "-fb_dir x"};
     std::vector<std::string> arguments{"-photonmap_only", "off"};
     for (const std::string& each : words) {

@@ -75,6 +75,9 @@ ROWS = [
                          + " approximate displace fine length .001 0 12 all"), .4),
     ("a shader's init", scene(material="probe_busy"), .4),
     ("points", scene(options='"ambient occlusion cache" on'), "ready in"),
+    ("photons", scene(material="plain_constant", options="globillum on", member="all", more='light "l" "plain_light" () origin 0 0 0 '
+                      'energy 1 1 1 globillum photons 0 400000000 end light instance "l_i" "l" end instance instgroup "g" "n0" '
+                      '"l_i" end instgroup instance "all" "g" end instance'), "ready in"),
     ("a sample", scene(), "ready in"),
     ("a shader that does not return", scene(material="probe_endless"), "ready in"),
     ("writing layers", noise("out.exr"), ".out.exr.*.part"),
