@@ -86,7 +86,8 @@ class DoubleInterface final : public Interface {
     ABSENT(void, releaseBsdf, (Bsdf*)) ABSENT(Subdivision*, accessSubdivision34, (miTag))
     ABSENT(void, releaseSubdivision34, (Subdivision*))
     ABSENT(bool, lookupFilteredTexture, (miColor*, miState*, miTag, void*, const miScalar*))
-    ABSENT(void*, open_output_image, (const char*, miImg_type, int, int)) ABSENT(void, close_output_image, (void*))
+    ABSENT(miImg_image*, open_output_image, (miState*, const char*))
+    ABSENT(void, close_output_image, (miState*, const char*))
     ABSENT(bool, getPassSample, (miState*, int, void*)) ABSENT(bool, getPassSampleInput, (miState*, int, void*))
     ABSENT(bool, setPassSample, (miState*, void*)) ABSENT(int, getPassNumber, (miState*))
 } theInterface;
