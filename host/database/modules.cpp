@@ -40,6 +40,8 @@ std::string listOf(const std::vector<fs::path>& paths) {
 /// missing, up to where it calls these. Null with the loader's reason where that does not help: where it needs variables
 /// that are missing.
 void* opened(const fs::path& file, std::string& problem) {
+    // Under a second name it was looked at before, and what others have loaded since stands behind it.
+    if (void* const known = dlopen(file.c_str(), RTLD_LAZY | RTLD_NOLOAD)) return known;
     void* module = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
     while (!module && !(module = dlopen(file.c_str(), RTLD_LAZY | RTLD_LOCAL))) {
         problem = dlerror();

@@ -129,7 +129,6 @@ TEST_F(Words, GatheringGoesByFilesAndCanBeAllThereIs) {
     EXPECT_TRUE(render("", "-finalgather_rebuild freeze -finalgather_file given.points") == wanted);
     EXPECT_EQ(contentOf(path("given.points")), made);
     EXPECT_TRUE(render(edit("options \"opt\"", frozen), "-finalgather_file off") == plain);
-    EXPECT_TRUE(run("", "-output on").says("-output has no effect: "));
 }
 
 /// Without a terminal: a line every ten percent or half minute, none in the first second after another.
