@@ -46,12 +46,23 @@ void writeResult(ElementText& out, const Parameter& result) {
     writeList(out, result.members, "{", "}");
 }
 
+/// What a name stands for in the namespaces of `user`: the innermost has it first, and :: leads out of all.
+miTag findFrom(const Database& database, std::string_view user, std::string_view name) {
+    if (name.starts_with("::")) return database.find(name.substr(2));
+    for (std::size_t end = user.rfind("::"); end != std::string_view::npos; end = user.rfind("::")) {
+        user = user.substr(0, end);
+        if (const miTag tag = database.find(std::string(user) + "::" + std::string(name))) return tag;
+    }
+    return database.find(name);
+}
+
 /// A phenomenon's body names what it uses, elements around it included, which must be there when it is used.
-void needWhatIsNamed(ElementText& out, std::string_view body) {
+void needWhatIsNamed(ElementText& out, miTag phenomenon, std::string_view body) {
     for (std::size_t begin = body.find('"'); begin != std::string_view::npos;) {
         const std::size_t end = body.find_first_of("\"\n", begin + 1);
         if (end == std::string_view::npos) return;
-        const miTag tag = out.database.find(body.substr(begin + 1, end - begin - 1));
+        const std::string_view name = body.substr(begin + 1, end - begin - 1);
+        const miTag tag = findFrom(out.database, out.database.name(phenomenon), name);
         if (tag) out.needed.push_back(tag);
         begin = body.find('"', end + 1);
     }
@@ -87,7 +98,7 @@ void writeDeclaration(ElementText& out, miTag tag) {
     writeList(out, declaration.parameters, "(", ")");
     if (const auto* phenomenon = dynamic_cast<const PhenomenonDeclaration*>(&declaration)) {
         const std::string_view body(phenomenon->body.begin, phenomenon->body.end);
-        needWhatIsNamed(out, body);
+        needWhatIsNamed(out, tag, body);
         out.text += '\n';
         out.text += body;
     } else {

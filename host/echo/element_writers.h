@@ -11,13 +11,14 @@
 namespace lumorender {
 
 void writeDeclaration(ElementText& out, miTag tag);
-void writeShader(ElementText& out, miTag tag);
+/// An empty one has its declaration and no parameters.
+void writeShader(ElementText& out, miTag tag, bool empty = false);
 void writeOptions(ElementText& out, miTag tag);
 void writeCamera(ElementText& out, miTag tag);
 void writeLight(ElementText& out, miTag tag);
 void writeMaterial(ElementText& out, miTag tag);
 void writeTexture(ElementText& out, miTag tag);
-void writeUserData(ElementText& out, miTag tag);
+void writeUserData(ElementText& out, miTag tag, bool empty = false);
 void writeLightProfile(ElementText& out, miTag tag);
 void writeColorProfile(ElementText& out, miTag tag);
 void writeSpectrum(ElementText& out, miTag tag);
@@ -32,9 +33,9 @@ void writeSlot(ElementText& out, miTag slot);
 void writeSlotStatement(ElementText& out, std::string_view words, miTag slot);
 
 /// `( "name" value, .. )`: what was given, and what differs from the declared default. Without ghosts nothing is known
-/// to have been given.
-void writeParameters(ElementText& out, const std::vector<Parameter>& parameters, const char* values,
-                     const char* ghosts);
+/// to have been given. Where anything was, although nothing has a value, `isGiven` tells.
+void writeParameters(ElementText& out, const std::vector<Parameter>& parameters, const char* values, const char* ghosts,
+                     bool isGiven = false);
 
 /// The statements that give an element its user data.
 void writeDataStatements(ElementText& out, miTag chain);

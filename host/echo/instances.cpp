@@ -56,11 +56,11 @@ void writeFlags(ElementText& out, const miInstance& instance, const InstanceDeta
 }
 
 void writeInherited(ElementText& out, const miInstance& instance, const InstanceDetail& detail) {
-    if (!detail.materials.empty()) {
+    if (!detail.materials.empty() || instance.mtl_override) {
         out.statement(instance.mtl_override ? "override material" : "material");
         out.names(detail.materials);
     }
-    if (!detail.approximation.empty()) {
+    if (!detail.approximation.empty() || detail.overridesApproximation) {
         out.statement(detail.overridesApproximation ? "override approximate [" : "approximate [");
         for (const ApproximationRule& rule : detail.approximation) {
             if (&rule != &detail.approximation.front()) out.text += ',';
@@ -106,9 +106,11 @@ void writeInstance(ElementText& out, miTag tag) {
     if (detail.hasLights) writeLights(out, "light", instance.exclusive, detail.lights);
     if (detail.hasShadowLights) writeLights(out, "light shadow", instance.shadow_excl, detail.shadowLights);
     writeDataStatements(out, instance.userdata);
-    if (instance.param_size > 0) {
+    if (instance.param_size > 0 || instance.param_decl) {
         out.line();
-        if (const auto* declaration = out.database.detail<Declaration>(instance.param_decl))
+        if (instance.param_size == 0)
+            out.add("( )");
+        else if (const auto* declaration = out.database.detail<Declaration>(instance.param_decl))
             writeParameters(out, declaration->parameters, instance.param, nullptr);
         else
             writeUndeclared(out, instance, detail);

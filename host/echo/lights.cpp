@@ -14,6 +14,8 @@ void writeSamples(ElementText& out, const miLight& light) {
 
 void writeArea(ElementText& out, const miLight& light) {
     const miLight_primitive& shape = light.primitive;
+    // Where the object was deleted there is no shape.
+    if (light.area == miLIGHT_OBJECT && out.database.name(shape.object.object).empty()) return;
     switch (light.area) {
         case miLIGHT_NONE: return;
         case miLIGHT_RECTANGLE: out.statement("rectangle", shape.rectangle.edge_u, shape.rectangle.edge_v); break;

@@ -72,7 +72,8 @@ void writePolygons(ElementText& out, const PolygonGroupSource& group, bool tagge
     for (const PolygonSource& polygon : group.polygons) {
         out.statement(polygon.convex ? "c" : "p");
         if (tagged) out.add(polygon.label);
-        if (!tagged && polygon.material != material) out.add(Name{polygon.material});
+        const bool isThere = !out.database.name(polygon.material).empty();
+        if (!tagged && isThere && polygon.material != material) out.add(Name{polygon.material});
         material = polygon.material;
         for (std::uint32_t i = 0; i < polygon.count; ++i) {
             const int corner = group.corners[polygon.first + i];
@@ -123,7 +124,7 @@ void writeExtras(ElementText& out, const char* word, const HairExtras& extras) {
 void writeHair(ElementText& out, const HairSource& hair) {
     constexpr std::size_t kPerLine = 12;
     out.statement("hair");
-    if (hair.material) out.statement("material", Name{hair.material});
+    if (!out.database.name(hair.material).empty()) out.statement("material", Name{hair.material});
     out.statement("radius", hair.radius);
     out.statement("approximate", hair.approximation);
     out.statement("degree", hair.degree);
@@ -149,11 +150,12 @@ void writeObject(ElementText& out, miTag tag) {
     out.add(Quoted{out.database.name(tag)});
     writeFlags(out, object);
     writeDataStatements(out, object.userdata);
-    if (const auto* source = out.database.detail<ObjectSource>(tag)) {
-        // Bounds are those of the geometry, where there is any.
-        const bool isEmpty = source->groups.empty() && !source->hair;
-        if (isEmpty && !(isSameValue(object.bbox_min, miVector{}) && isSameValue(object.bbox_max, miVector{})))
-            out.statement("box", object.bbox_min, object.bbox_max);
+    const auto* source = out.database.detail<ObjectSource>(tag);
+    // Bounds are those of the geometry, where there is any.
+    const bool isEmpty = !source || (source->groups.empty() && !source->hair);
+    if (isEmpty && !(isSameValue(object.bbox_min, miVector{}) && isSameValue(object.bbox_max, miVector{})))
+        out.statement("box", object.bbox_min, object.bbox_max);
+    if (source) {
         if (source->tagged) out.statement("tagged on");
         if (source->hasTransform) out.statement("transform", source->transform);
         std::vector<BasisSource> bases;
@@ -164,10 +166,8 @@ void writeObject(ElementText& out, miTag tag) {
         if (source->hair) writeHair(out, *source->hair);
         writeApproximation(out, source->approximation);
     }
-    if (const auto* placeholder = out.database.detail<Placeholder>(tag)) {
-        if (hasBox(object)) out.statement("box", object.bbox_min, object.bbox_max);
+    if (const auto* placeholder = out.database.detail<Placeholder>(tag))
         out.statement("file", Quoted{placeholder->file});
-    }
     out.text += "\nend object\n";
 }
 

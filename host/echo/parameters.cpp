@@ -5,6 +5,7 @@
 #include "parameters/parameter_block.h"
 #include "parameters/shader_calls.h"
 
+#include <algorithm>
 #include <cstring>
 #include <string>
 
@@ -21,6 +22,18 @@ class ParameterWriter {
 public:
     ParameterWriter(ElementText& out, const char* values, const char* ghosts)
         : out_(out), values_(values), ghosts_(ghosts) {}
+
+    /// Where something was given, although nothing has a value, it was an empty record.
+    void all(const std::vector<Parameter>& parameters, bool isGiven) {
+        const auto isSetHere = [&](const Parameter& p) { return isSet(p, 0); };
+        const auto canBeEmpty = [](const Parameter& p) { return !p.isArray && p.type == miTYPE_STRUCT; };
+        const auto empty = std::find_if(parameters.begin(), parameters.end(), canBeEmpty);
+        if (!isGiven || empty == parameters.end() || std::any_of(parameters.begin(), parameters.end(), isSetHere))
+            return list(parameters, 0, "(", ")");
+        out_.add("(");
+        out_.add(Quoted{empty->name});
+        out_.add("{ } )");
+    }
 
     void list(const std::vector<Parameter>& parameters, std::size_t base, const char* opening, const char* closing) {
         out_.add(opening);
@@ -66,9 +79,16 @@ private:
         const std::size_t at = base + parameter.elementOffset;
         if (ghost(at) != miNULLTAG) return true;
         if (parameter.type == miTYPE_STRUCT) return hasSetMember(parameter, at, parameter.members.size());
+        const bool wasDeleted = !isNumber(parameter.type) && out_.database.type(get<miTag>(at)) == miSCENE_NONE;
+        if (wasDeleted) return false;
         ParameterBlock standard({}, parameter.elementSize);
         standard.setDefault(parameter, 0);
         return std::memcmp(standard.values(), values_ + at, parameter.elementSize) != 0;
+    }
+
+    static bool isNumber(miParam_type type) {
+        return type == miTYPE_BOOLEAN || type == miTYPE_INTEGER || type == miTYPE_SCALAR || type == miTYPE_VECTOR ||
+               type == miTYPE_COLOR || type == miTYPE_TRANSFORM;
     }
 
     /// Of all members but `first`.
@@ -158,9 +178,9 @@ private:
 
 }  // namespace
 
-void writeParameters(ElementText& out, const std::vector<Parameter>& parameters, const char* values,
-                     const char* ghosts) {
-    ParameterWriter(out, values, ghosts).list(parameters, 0, "(", ")");
+void writeParameters(ElementText& out, const std::vector<Parameter>& parameters, const char* values, const char* ghosts,
+                     bool isGiven) {
+    ParameterWriter(out, values, ghosts).all(parameters, isGiven);
 }
 
 }  // namespace lumorender

@@ -13,13 +13,28 @@ namespace lumorender {
 
 namespace {
 
-/// What this host knows by name only.
+/// An element of the kind without any statement.
 void writeEmpty(ElementText& out, const char* word, miTag tag) {
     out.text += word;
     out.add(Quoted{out.database.name(tag)});
     out.text += "\nend";
     out.add(word);
     out.text += '\n';
+}
+
+void writeEmpty(ElementText& out, miTag tag) {
+    switch (out.database.type(tag)) {
+        case miSCENE_FUNCTION: return writeShader(out, tag, true);
+        case miSCENE_FLIST: return writeShader(out, tag, true);
+        case miSCENE_USERDATA: return writeUserData(out, tag, true);
+        case miSCENE_OPTIONS: return writeEmpty(out, "options", tag);
+        case miSCENE_CAMERA: return writeEmpty(out, "camera", tag);
+        case miSCENE_LIGHT: return writeEmpty(out, "light", tag);
+        case miSCENE_MATERIAL: return writeEmpty(out, "material", tag);
+        case miSCENE_OBJECT: return writeEmpty(out, "object", tag);
+        case miSCENE_INSTANCE: return writeEmpty(out, "instance", tag);
+        default: break;
+    }
 }
 
 void writeElement(ElementText& out, miTag tag) {
@@ -133,12 +148,25 @@ bool SceneEcho::isInBody(std::string_view name) const {
 }
 
 void SceneEcho::visit(miTag tag) {
-    if (database_.name(tag).empty() || database_.type(tag) == miSCENE_NONE || !visited_.insert(tag).second) return;
+    if (database_.name(tag).empty() || database_.type(tag) == miSCENE_NONE) return;
+    if (!visited_.insert(tag).second) return announce(tag);
+    open_.insert(tag);
     ElementText element(database_);
     writeElement(element, tag);
     for (const miTag needed : element.needed) visit(needed);
+    open_.erase(tag);
     emit(tag, element);
     waiting_.insert(waiting_.end(), element.mentioned.begin(), element.mentioned.end());
+}
+
+/// What needs itself, by way of others or not, was changed after these had been made: first it stands there empty.
+void SceneEcho::announce(miTag tag) {
+    if (!open_.contains(tag) || written_.contains(database_.name(tag))) return;
+    ElementText element(database_);
+    writeEmpty(element, tag);
+    for (const miTag needed : element.needed) visit(needed);
+    written_.emplace(database_.name(tag), Written{tag, 0});
+    file_.write(element.text);
 }
 
 void SceneEcho::visitWithMentioned(miTag tag) {
@@ -168,7 +196,7 @@ void SceneEcho::emit(miTag tag, const ElementText& element) {
 /// Options that are opened and closed again make their inheritance function the one that counts.
 void SceneEcho::followInheritance(miTag instance) {
     const auto& record = *database_.as<miInstance>(instance, miSCENE_INSTANCE);
-    if (record.param_size == 0 || record.param_decl == inheritance_) return;
+    if ((record.param_size == 0 && !record.param_decl) || record.param_decl == inheritance_) return;
     for (const auto& [name, tag] : names_) {
         const auto* options = database_.as<miOptions>(tag, miSCENE_OPTIONS);
         if (!options || options->inh_funcdecl != record.param_decl || !written_.contains(name)) continue;

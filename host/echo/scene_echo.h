@@ -41,6 +41,7 @@ private:
     void collectNames();
     bool isInBody(std::string_view name) const;
     void visit(miTag tag);
+    void announce(miTag tag);
     void visitWithMentioned(miTag tag);
     void emit(miTag tag, const ElementText& element);
     void followInheritance(miTag instance);
@@ -51,6 +52,7 @@ private:
     std::set<std::string> links_;
     std::map<std::string, Written, std::less<>> written_;
     std::set<miTag> visited_;    ///< since the last render command
+    std::set<miTag> open_;       ///< what they need is being written
     std::deque<miTag> waiting_;  ///< named by what has been visited, and may stand behind that
     std::string groups_;         ///< they stand last: they only name instances, and nothing needs them before
     /// All elements that have one, in the order of the names: tags are others when the text is read.

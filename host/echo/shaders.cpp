@@ -8,16 +8,17 @@ namespace lumorender {
 
 namespace {
 
-/// `"decl" ( .. )`. Functions that got their parameters from their material's main shader get them again.
-void writeCall(ElementText& out, miTag tag) {
+/// `"decl" ( .. )`. Functions that have no parameters but those of their material's main shader get them again.
+void writeCall(ElementText& out, miTag tag, bool empty = false) {
     const auto* function = out.database.as<miFunction>(tag, miSCENE_FUNCTION);
     const auto* declaration = function ? out.database.detail<Declaration>(function->function_decl) : nullptr;
     if (!declaration) return;
     out.add(Name{function->function_decl});
     const bool isInherited = function->no_expl_params && out.database.name(tag).empty();
-    if (isInherited || static_cast<std::size_t>(function->parameter_size) < declaration->parameterSize)
+    if (empty || isInherited || static_cast<std::size_t>(function->parameter_size) < declaration->parameterSize)
         return out.add("( )");
-    writeParameters(out, declaration->parameters, function->parameters, function->parameters + function->ghost_offs);
+    writeParameters(out, declaration->parameters, function->parameters, function->parameters + function->ghost_offs,
+                    function->no_expl_params == 0);
 }
 
 }  // namespace
@@ -45,21 +46,21 @@ void writeSlotStatement(ElementText& out, std::string_view words, miTag slot) {
     writeSlot(out, slot);
 }
 
-void writeShader(ElementText& out, miTag tag) {
+void writeShader(ElementText& out, miTag tag, bool empty) {
     out.text += "shader";
     out.add(Quoted{out.database.name(tag)});
     if (const auto* list = out.database.detail<FunctionList>(tag)) {
         for (const miTag function : list->functions) {
             out.line();
-            writeSlot(out, function);
+            empty ? writeCall(out, function, true) : writeSlot(out, function);
         }
     } else {
-        writeCall(out, tag);
+        writeCall(out, tag, empty);
     }
     out.text += '\n';
 }
 
-void writeUserData(ElementText& out, miTag tag) {
+void writeUserData(ElementText& out, miTag tag, bool empty) {
     const auto* data = out.database.as<miUserdata>(tag, miSCENE_USERDATA);
     const auto* declaration = out.database.detail<Declaration>(data->data_decl);
     out.text += "data";
@@ -70,7 +71,7 @@ void writeUserData(ElementText& out, miTag tag) {
     }
     if (declaration) {
         out.add(Name{data->data_decl});
-        writeParameters(out, declaration->parameters, data->parameters, nullptr);
+        empty ? out.add("( )") : writeParameters(out, declaration->parameters, data->parameters, nullptr);
     } else {
         out.add(data->parameter_size);
         out.add("[");

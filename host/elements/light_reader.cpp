@@ -38,7 +38,7 @@ struct LightReader {
         light = former;
         hasOrigin = former.type != miLIGHT_DIRECTION || former.dirlight_has_org;
         hasDirection = former.type != miLIGHT_ORIGIN;
-        hasSpread = former.type == miLIGHT_SPOT;
+        hasSpread = former.type == miLIGHT_SPOT || former.spread != 0;
     }
 
     bool readOther() {
@@ -114,8 +114,9 @@ struct LightReader {
         bound(light.low_samples_u, light.low_samples_v);
     }
 
-    /// The bare keyword switches the area off.
+    /// The bare keyword switches the area off. Of a former shape nothing stays.
     bool begins(miLight_area area) {
+        light.primitive = {};
         const bool given = area == miLIGHT_OBJECT ? in.atString() : in.atVector();
         light.area = given ? area : miLIGHT_NONE;
         return given;
@@ -155,6 +156,7 @@ struct LightReader {
     }
 
     void readUserShape() {
+        light.primitive = {};
         light.area = miLIGHT_USER;
         readAreaSamples();
     }

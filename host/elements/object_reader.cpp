@@ -148,6 +148,7 @@ void ObjectReader::read() {
     setDefaults(object);
     if (const miTag former = scene.onObject ? miNULLTAG : scene.edited(name, miSCENE_OBJECT, "object")) {
         object = *scene.database.as<miObject>(former, miSCENE_OBJECT);
+        object.type = miOBJECT_POLYGONS;  // its geometry is given anew
         if (const auto* given = scene.database.detail<ObjectSource>(former)) {
             source.tagged = given->tagged;
             source.hasTransform = given->hasTransform;

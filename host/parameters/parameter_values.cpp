@@ -84,7 +84,7 @@ void ParameterReader::readFlatElements(const Parameter& parameter, std::size_t b
     ParameterReader reader(scene_, elements, owner_, connectable_);
     while (nextElement()) {
         checkSize(elements, parameter);
-        if (parameter.type == miTYPE_LIGHT && in_.atName())
+        if (parameter.type == miTYPE_LIGHT && in_.atName() && !in_.at("null"))
             readLights(parameter, elements);
         else
             reader.readElement(parameter, elements.appendElement(parameter));

@@ -214,6 +214,8 @@ Index makeIndex() {
 
 }  // namespace
 
+std::span<const Meaning> language() { return kLanguage; }
+
 const Meaning* meaningOf(std::string_view element, std::string_view word, std::string_view next) {
     static const Index index = makeIndex();
     const auto found = index.find({element, word});

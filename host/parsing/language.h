@@ -1,6 +1,7 @@
 // What becomes of the words of the scene language: the one list of what this host does with each, and without.
 #pragma once
 
+#include <span>
 #include <string_view>
 
 namespace lumorender {
@@ -20,6 +21,9 @@ struct Meaning {
     Effect effect;
     std::string_view why;  ///< of what has no effect; of what is used a restriction, or nothing
 };
+
+/// All rows.
+std::span<const Meaning> language();
 
 /// The row that holds for a statement, or null where there is none. `next` is the token behind the word, or empty.
 /// Constant time; safe from all threads.

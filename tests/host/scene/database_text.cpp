@@ -2,6 +2,7 @@
 
 #include "database/declaration.h"
 #include "database/elements.h"
+#include "database/placeholder.h"
 #include "mi/records.h"
 #include "parameters/user_data.h"
 #include "photometry/light_profile.h"
@@ -13,6 +14,8 @@
 #include <cstring>
 #include <iterator>
 #include <map>
+#include <regex>
+#include <set>
 #include <string_view>
 #include <type_traits>
 
@@ -21,13 +24,16 @@ namespace {
 
 class DatabaseText {
 public:
-    explicit DatabaseText(const Database& database) : database_(database) {}
+    explicit DatabaseText(const Database& database) : database_(database) {
+        for (miTag tag = 1; tag < database.end(); ++tag)
+            if (const auto* each = declarationOf(tag); each && each->kind == DeclarationKind::Phenomenon)
+                phenomena_.insert(each->name);
+    }
 
     std::string all() {
         std::map<std::string_view, miTag> names;
         for (miTag tag = 1; tag < database_.end(); ++tag)
-            if (!database_.name(tag).empty() && database_.type(tag) != miSCENE_NONE &&
-                database_.type(tag) != miSCENE_FUNCTION_DECL)
+            if (isNamed(tag) && database_.type(tag) != miSCENE_NONE && database_.type(tag) != miSCENE_FUNCTION_DECL)
                 names.emplace(database_.name(tag), tag);
         for (const auto& [name, tag] : names) {
             put("\n\"", name, "\" ");
@@ -38,6 +44,7 @@ public:
 
 private:
     const Database& database_;
+    std::set<std::string> phenomena_;
     std::string text_;
 
     template <class... Parts>
@@ -75,8 +82,16 @@ private:
         (show(values), ...);
     }
 
+    /// Elements of a phenomenon's body are parts of its use: "phenomenon 3::x", in whatever order uses are counted.
+    bool isNamed(miTag tag) const {
+        static const std::regex use("([^:]*) [0-9]+::");
+        const std::string name(database_.name(tag));
+        for (std::sregex_iterator i(name.begin(), name.end(), use), end; i != end; ++i)
+            if (phenomena_.contains((*i)[1].str())) return false;
+        return !name.empty();
+    }
     void name(miTag tag) {
-        if (!database_.name(tag).empty())
+        if (isNamed(tag))
             put('"', database_.name(tag), "\" ");
         else if (database_.type(tag) == miSCENE_NONE)  // never was one, or was deleted
             put("0 ");
@@ -126,11 +141,16 @@ private:
             case miSCENE_SPECTRUM: show(database_.detail<Spectrum>(tag)->values); break;
             case miSCENE_OBJECT: object(tag); break;
             case miSCENE_INSTANCE: instance(tag); break;
-            case miSCENE_GROUP: names(database_.detail<GroupDetail>(tag)->instances); break;
+            case miSCENE_GROUP: group(*database_.detail<GroupDetail>(tag)); break;
             case miSCENE_FUNCTION_DECL: put(database_.name(tag), ' ', declarationOf(tag)->signature); break;
             default: break;
         }
         put("} ");
+    }
+
+    void group(const GroupDetail& group) {
+        for (const miTag tag : group.instances)
+            if (!database_.name(tag).empty()) name(tag);  // others were deleted
     }
 
     const Declaration* declarationOf(miTag tag) const { return database_.detail<Declaration>(tag); }
@@ -143,7 +163,7 @@ private:
         const auto& function = *database_.as<miFunction>(tag, miSCENE_FUNCTION);
         name(function.interfacephen);
         showAll(int(function.type), function.parameter_size, function.result_size, function.ghost_offs,
-                function.has_connections, function.no_expl_params, function.label);
+                function.has_connections, function.label);
         if (const auto* use = database_.detail<PhenomenonInstance>(tag)) phenomenon(*use);
         block(function.function_decl, function.parameters, function.parameter_size, function.ghost_offs);
     }
@@ -237,15 +257,17 @@ private:
     void light(miLight light) {
         name(light.shmap.camera);
         light.shmap.camera = 0;
+        if (light.area == miLIGHT_OBJECT && database_.type(light.primitive.object.object) == miSCENE_NONE) {
+            light.area = miLIGHT_NONE;  // its object was deleted
+            light.primitive = {};
+        }
         if (light.area == miLIGHT_OBJECT) {
             name(light.primitive.object.object);
             light.primitive.object.object = 0;
         }
-        // Of a shape that it had once, something stays that nobody looks at.
-        if (light.area == miLIGHT_NONE) {
-            light.primitive = {};
+        // Samples of a shape that it had once are nobody's.
+        if (light.area == miLIGHT_NONE)
             light.samples_u = light.samples_v = light.low_samples_u = light.low_samples_v = light.low_level = 0;
-        }
         record(light, &miLight::shader, &miLight::emitter, &miLight::shadowmap_file, &miLight::userdata,
                &miLight::emitter_spectrum, &miLight::lightprofile);
     }
@@ -254,6 +276,7 @@ private:
         miObject record = *database_.as<miObject>(tag, miSCENE_OBJECT);
         record.geo = {};
         this->record(record, &miObject::userdata);
+        if (const auto* placeholder = database_.detail<Placeholder>(tag)) show(placeholder->file);
         const auto* source = database_.detail<ObjectSource>(tag);
         if (!source) return;
         showAll(source->tagged, source->hasTransform, source->transform, source->groups, source->approximation);
@@ -264,6 +287,7 @@ private:
         miInstance record = *database_.as<miInstance>(tag, miSCENE_INSTANCE);
         name(record.tf.function);
         record.tf.function = 0;
+        if (record.param_size == 0) record.param_decl = 0;
         if (record.param_size > 0) std::fill(std::begin(record.param), std::end(record.param), '\0');
         this->record(record, &miInstance::item, &miInstance::material, &miInstance::userdata, &miInstance::light_list,
                      &miInstance::shadow_list, &miInstance::param_decl, &miInstance::approx_list);
@@ -283,6 +307,7 @@ private:
     void parts(const ApproximationRule& r) {
         showAll(r.view, r.offscreen, r.any, r.parametric, r.length, r.distance, r.angle, r.least, r.most,
                 r.mostTriangles);
+        showAll(int(r.kind), r.all, r.names, r.parts, r.regular, r.percent);
     }
     void parts(const FileSettings& f) { showAll(f.compression, f.quality, f.dpi, f.dataWindow); }
     void parts(const OutputFile& f) {
@@ -309,6 +334,29 @@ private:
             showAll(p.label, p.convex, std::vector(&g.corners[p.first], &g.corners[p.first] + p.count));
         }
         show(g.approximation);
+        const SurfaceGroup& s = g.surfaces;
+        showAll(s.curves, s.surfaces, s.connections, s.subdivisions, s.sharpness, s.merge);
+    }
+    void parts(const BasisSource& b) { showAll(b.name, b.kind, b.rational, b.degree, b.step, b.matrix); }
+    void parts(const DirectionSource& d) { showAll(d.basis, d.rational, d.low, d.high, d.parameters); }
+    void parts(const ControlPoint& p) { showAll(p.vertex, p.weight); }
+    void parts(const CurveSource& c) { showAll(c.name, c.direction, c.points, c.specials, c.inSpace); }
+    void parts(const CurvePiece& p) { showAll(p.curve, p.low, p.high); }
+    void parts(const LoopSource& l) { showAll(l.kind, l.pieces); }
+    void parts(const OverlaySource& o) { showAll(o.kind, o.volume, o.u, o.v, o.points); }
+    void parts(const ConnectionSource& c) { showAll(c.surfaces, c.pieces); }
+    void parts(const CreaseSource& c) { showAll(c.from, c.to, c.sharpness); }
+    void parts(const ControlFace& f) {
+        name(f.material);
+        showAll(f.first, f.count, f.label);
+    }
+    void parts(const SurfaceSource& s) {
+        name(s.material);
+        showAll(s.name, s.label, s.u, s.v, s.points, s.firstDerivatives, s.secondDerivatives, s.overlays, s.loops,
+                s.specials);
+    }
+    void parts(const SubdivisionSource& s) {
+        showAll(s.name, s.catmullClark, s.derivatives, s.corners, s.faces, s.creases);
     }
     void parts(const HairExtras& e) {
         showAll(e.normal, e.motion, e.texture, e.user, e.radius, e.motions, e.textures, e.users, e.size);
