@@ -6,36 +6,37 @@
 
 namespace lumorender {
 
-std::vector<std::byte> packBlock(const FoundPoints& found, std::size_t firstRun, long block) {
+std::vector<std::byte> packBlock(const FoundPoints& found, std::size_t firstRun, std::uint64_t block) {
     ByteWriter out;
     for (std::size_t i = firstRun; i < found.runs.size(); ++i) {
         const FoundPoints::Run& run = found.runs[i];
-        out.put(static_cast<std::uint32_t>(run.place - block));
+        out.put(static_cast<std::uint32_t>(run.number - block));
         out.put(static_cast<std::uint32_t>(run.count));
-        out.putWords(&found.points[run.first], run.count);
+        out.putWords(&found.entries[run.first], run.count);
     }
     return std::move(out.bytes);
 }
 
-bool unpackBlock(std::span<const std::byte> bytes, long block, FoundPoints& found) {
-    const std::size_t points = found.points.size(), runs = found.runs.size();
+bool unpackBlock(std::span<const std::byte> bytes, std::uint64_t block, FoundPoints& found) {
+    const std::size_t points = found.entries.size(), runs = found.runs.size();
     bool good = true;
     try {
         for (ByteReader in(bytes); good && !in.atEnd();) {
             const auto place = in.take<std::uint32_t>(), count = in.take<std::uint32_t>();
-            const std::size_t first = found.points.size();
+            const std::size_t first = found.entries.size();
             good = count <= bytes.size() / sizeof(GatherPoint);
             if (!good) break;
-            found.points.resize(first + count);
-            in.getWords(found.points.data() + first, count);
+            found.entries.resize(first + count);
+            in.getWords(found.entries.data() + first, count);
             found.runs.push_back({block + place, first, count});
         }
     } catch (const Failure&) {
         good = false;
     }
-    good = good && std::all_of(found.points.begin() + static_cast<std::ptrdiff_t>(points), found.points.end(), isSound);
+    good =
+        good && std::all_of(found.entries.begin() + static_cast<std::ptrdiff_t>(points), found.entries.end(), isSound);
     if (good) return true;
-    found.points.resize(points);
+    found.entries.resize(points);
     found.runs.resize(runs);
     return false;
 }

@@ -59,15 +59,15 @@ class Collector {
 public:
     Collector(const RenderScene& scene, const PointStage& stage, short index)
         : samples_(scene, index, stage.stage), made_(samples_.context().*stage.newPoints) {
-        made_.points = &found_.points;
+        made_.points = &found_.entries;
     }
     void finish() { samples_.finish(); }
 
     void visit(const Grid& grid, long place) {
-        const std::size_t before = found_.points.size();
+        const std::size_t before = found_.entries.size();
         made_.first = before;
         samples_.trace(grid.sample(place));
-        if (found_.points.size() > before) found_.runs.push_back({place, before, found_.points.size() - before});
+        found_.endRun(static_cast<std::uint64_t>(place), before);
     }
 
     FoundPoints& found() { return found_; }
@@ -83,20 +83,9 @@ using Collectors = std::vector<std::unique_ptr<Collector>>;
 
 /// All that the threads found, in the order of the grid's places.
 std::vector<GatherPoint> inOrder(const Collectors& collectors) {
-    struct Piece {
-        const FoundPoints* from;
-        FoundPoints::Run run;
-    };
-    std::vector<Piece> pieces;
-    for (const auto& collector : collectors)
-        if (collector)
-            for (const FoundPoints::Run& run : collector->found().runs) pieces.push_back({&collector->found(), run});
-    std::sort(pieces.begin(), pieces.end(), [](const Piece& a, const Piece& b) { return a.run.place < b.run.place; });
     std::vector<GatherPoint> points;
-    for (const Piece& piece : pieces) {
-        const auto first = piece.from->points.begin() + static_cast<std::ptrdiff_t>(piece.run.first);
-        points.insert(points.end(), first, first + static_cast<std::ptrdiff_t>(piece.run.count));
-    }
+    for (const auto& run : runsInOrder<GatherPoint>(collectors))
+        points.insert(points.end(), run.entries.begin(), run.entries.end());
     return points;
 }
 

@@ -2,12 +2,12 @@
 #pragma once
 
 #include "mi/types.h"
+#include "support/found_runs.h"
 #include "support/geometry.h"
 
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <vector>
 
 namespace lumorender {
 
@@ -38,24 +38,12 @@ bool isSound(const Photon& photon);
 enum class PhotonKind : std::uint8_t { Caustic, Globillum, Volume };
 constexpr std::size_t kPhotonKinds = 3;
 
-/// What a thread finds: photons in the order of their numbers.
-struct FoundPhotons {
-    struct Entry {
-        Photon photon;
-        PhotonKind kind;
-    };
-    /// What the light's photon of this number left.
-    struct Run {
-        std::uint64_t number;
-        std::size_t first, count;
-    };
-    std::vector<Entry> entries;
-    std::vector<Run> runs;
-
-    void clear() {
-        entries.clear();
-        runs.clear();
-    }
+struct FoundPhoton {
+    Photon photon;
+    PhotonKind kind;
 };
+
+/// What a thread finds: a run is what the light's photon of that number left.
+struct FoundPhotons : FoundRuns<FoundPhoton> {};
 
 }  // namespace lumorender

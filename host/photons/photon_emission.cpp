@@ -113,7 +113,7 @@ public:
             emitPhoton(energy, &state);
         context_.states.endEyeRay();
         context_.arena.release(mark);
-        if (found_.entries.size() > before) found_.runs.push_back({number, before, found_.entries.size() - before});
+        found_.endRun(number, before);
     }
 
     FoundPhotons& found() { return found_; }
@@ -160,24 +160,12 @@ public:
 
     /// Takes what the threads found among so many more photons, in the order of their numbers, as far as it is needed.
     void take(const Emitters& emitters, std::uint64_t round) {
-        struct Piece {
-            const FoundPhotons* from;
-            FoundPhotons::Run run;
-        };
-        std::vector<Piece> pieces;
-        for (const auto& emitter : emitters)
-            if (emitter)
-                for (const FoundPhotons::Run& run : emitter->found().runs) pieces.push_back({&emitter->found(), run});
-        std::sort(pieces.begin(), pieces.end(),
-                  [](const Piece& a, const Piece& b) { return a.run.number < b.run.number; });
         const std::uint64_t end = emitted_ + round;
-        for (const Piece& piece : pieces) {
-            for (std::size_t i = 0; i < piece.run.count; ++i) {
-                const FoundPhotons::Entry& entry = piece.from->entries[piece.run.first + i];
-                result_.kinds[static_cast<std::size_t>(entry.kind)].push_back(entry.photon);
-            }
-            stored_ += piece.run.count;
-            emitted_ = piece.run.number + 1;
+        for (const auto& run : runsInOrder<FoundPhoton>(emitters)) {
+            for (const FoundPhoton& found : run.entries)
+                result_.kinds[static_cast<std::size_t>(found.kind)].push_back(found.photon);
+            stored_ += run.entries.size();
+            emitted_ = run.number + 1;
             if (isFull()) return;
         }
         emitted_ = end;

@@ -1,5 +1,6 @@
 // Joining the borders of patches.
 #include "support/abort.h"
+#include "support/neighbour_grid.h"
 #include "surfaces/tessellator.h"
 
 #include <ImathBox.h>
@@ -10,52 +11,6 @@
 
 namespace lumorender {
 
-namespace {
-
-using Cell = std::array<std::int64_t, 3>;
-
-struct CellHash {
-    std::size_t operator()(const Cell& cell) const {
-        std::uint64_t hash = 0;
-        for (const std::int64_t part : cell) hash = (hash ^ static_cast<std::uint64_t>(part)) * 0x9e3779b97f4a7c15U;
-        return hash ^ hash >> 29;
-    }
-};
-
-/// Points in cells of a size: those that are no farther apart than it lie in neighbouring ones.
-class PointGrid {
-public:
-    explicit PointGrid(double cell) : scale_(1 / cell), squared_(cell * cell) {}
-
-    /// The first of the added points within the distance; or this one, which is added then.
-    std::uint32_t find(const V3d& point, std::uint32_t number) {
-        const Cell here = cellOf(point);
-        for (std::int64_t x = -1; x <= 1; ++x)
-            for (std::int64_t y = -1; y <= 1; ++y)
-                for (std::int64_t z = -1; z <= 1; ++z) {
-                    const auto found = cells_.find({here[0] + x, here[1] + y, here[2] + z});
-                    if (found == cells_.end()) continue;
-                    for (const auto& [other, otherNumber] : found->second)
-                        if (const V3d way = other - point; dot(way, way) <= squared_) return otherNumber;
-                }
-        cells_[here].emplace_back(point, number);
-        return number;
-    }
-
-private:
-    double scale_, squared_;
-    std::unordered_map<Cell, std::vector<std::pair<V3d, std::uint32_t>>, CellHash> cells_;
-
-    Cell cellOf(const V3d& p) const {
-        const auto part = [this](double v) {
-            return static_cast<std::int64_t>(std::floor(std::clamp(v * scale_, -1e18, 1e18)));
-        };
-        return {part(p.x), part(p.y), part(p.z)};
-    }
-};
-
-}  // namespace
-
 double Tessellator::size() const {
     Imath::Box3d box;
     for (const Place& place : places_)
@@ -65,14 +20,22 @@ double Tessellator::size() const {
 
 /// Ends of borders that are at one point become one place.
 void Tessellator::joinPlaces(double tolerance) {
-    PointGrid grid(tolerance);
+    NeighbourGrid<std::uint32_t> grid(tolerance);
     std::vector<bool> seen(vertices_.size(), false);
     for (const std::uint32_t border : borders_)
         for (const std::uint32_t end : edges_[border].ends) {
             if (seen[end]) continue;
             seen[end] = true;
-            Vertex& vertex = vertices_[end];
-            vertex.place = grid.find(places_[vertex.place].position, vertex.place);
+            std::uint32_t& place = vertices_[end].place;
+            const V3d& point = position(place);
+            const auto isHere = [&](std::uint32_t other) {
+                const V3d way = position(other) - point;
+                return dot(way, way) <= tolerance * tolerance;
+            };
+            if (const std::uint32_t* found = grid.find(point, isHere))
+                place = *found;
+            else
+                grid.add(point, place);
         }
 }
 

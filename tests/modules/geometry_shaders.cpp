@@ -3,6 +3,7 @@
 
 #include "geoshader.h"
 
+#include <cstdint>
 #include <cstring>
 #include <stdexcept>
 

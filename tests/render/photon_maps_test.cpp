@@ -45,7 +45,7 @@ TEST_F(PhotonMaps, AreKeptInFiles) {
     std::string flipped = kept;
     flipped[kept.size() / 2] ^= 1;
     const std::tuple<std::string, std::string> cases[] = {{kept, " photons from"},
-                                                          {kept.substr(0, kept.size() - 7), "not as many"},
+                                                          {kept.substr(0, kept.size() - 7), "expected as many"},
                                                           {kept.substr(0, 20), "is no file of photon maps"},
                                                           {flipped, "is damaged"}};
     for (const auto& [bytes, message] : cases) {

@@ -116,17 +116,17 @@ TEST(Records, TilesComeBackAndTouchNothingElse) {
 
 TEST(Records, BlocksOfPointsComeBack) {
     FoundPoints found;
-    found.points.resize(5, {{1, 2, 3}, {0, 0, 1}, {.5F, .5F, .5F, 0}, 2, 9});
+    found.entries.resize(5, {{1, 2, 3}, {0, 0, 1}, {.5F, .5F, .5F, 0}, 2, 9});
     found.runs = {{40, 0, 1}, {64, 1, 2}, {67, 3, 2}};
     const auto bytes = packBlock(found, 1, 64);
     FoundPoints read;
     ASSERT_TRUE(unpackBlock(bytes, 64, read));
-    EXPECT_EQ(read.points.size(), 4U);
-    EXPECT_EQ(read.runs[1].place, 67);
+    EXPECT_EQ(read.entries.size(), 4U);
+    EXPECT_EQ(read.runs[1].number, 67U);
     EXPECT_EQ(read.runs[1].first, 2U);
     expectNoHarm(bytes, [&](const auto& changed) {
         FoundPoints points;
-        EXPECT_TRUE(unpackBlock(changed, 64, points) || (points.points.empty() && points.runs.empty()));
+        EXPECT_TRUE(unpackBlock(changed, 64, points) || (points.entries.empty() && points.runs.empty()));
     });
 }
 
