@@ -3,6 +3,7 @@
 #include "surfaces/plane_division.h"
 #include "tests/host/geometry/traced_scene.h"
 
+#include <algorithm>
 #include <map>
 #include <numbers>
 
