@@ -1,8 +1,10 @@
 // Declarations of shaders, user data and phenomena.
 #include "echo/element_writers.h"
 #include "parameters/declarations.h"
+#include "parsing/scanner.h"
 
 #include <cmath>
+#include <deque>
 
 namespace lumorender {
 
@@ -58,13 +60,14 @@ miTag findFrom(const Database& database, std::string_view user, std::string_view
 
 /// A phenomenon's body names what it uses, elements around it included, which must be there when it is used.
 void needWhatIsNamed(ElementText& out, miTag phenomenon, std::string_view body) {
-    for (std::size_t begin = body.find('"'); begin != std::string_view::npos;) {
-        const std::size_t end = body.find_first_of("\"\n", begin + 1);
-        if (end == std::string_view::npos) return;
-        const std::string_view name = body.substr(begin + 1, end - begin - 1);
-        const miTag tag = findFrom(out.database, out.database.name(phenomenon), name);
+    const SourceText source("", {}, std::string(body));
+    std::deque<std::string> strings;
+    Scanner scanner(source, strings);
+    Token token;
+    for (scanner.next(token); token.kind != TokenKind::End; scanner.next(token)) {
+        if (!token.isName()) continue;
+        const miTag tag = findFrom(out.database, out.database.name(phenomenon), token.text);
         if (tag) out.needed.push_back(tag);
-        begin = body.find('"', end + 1);
     }
 }
 

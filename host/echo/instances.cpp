@@ -106,12 +106,11 @@ void writeInstance(ElementText& out, miTag tag) {
     if (detail.hasLights) writeLights(out, "light", instance.exclusive, detail.lights);
     if (detail.hasShadowLights) writeLights(out, "light shadow", instance.shadow_excl, detail.shadowLights);
     writeDataStatements(out, instance.userdata);
-    if (instance.param_size > 0 || instance.param_decl) {
+    if (instance.param_size > 0) {
         out.line();
-        if (instance.param_size == 0)
-            out.add("( )");
-        else if (const auto* declaration = out.database.detail<Declaration>(instance.param_decl))
-            writeParameters(out, declaration->parameters, instance.param, nullptr);
+        out.needed.push_back(instance.param_decl);
+        if (const auto* declaration = out.database.detail<Declaration>(instance.param_decl))
+            writeParameters(out, declaration->parameters, instance.param, nullptr, true);
         else
             writeUndeclared(out, instance, detail);
     }

@@ -23,16 +23,18 @@ public:
     ParameterWriter(ElementText& out, const char* values, const char* ghosts)
         : out_(out), values_(values), ghosts_(ghosts) {}
 
-    /// Where something was given, although nothing has a value, it was an empty record.
+    /// Where something was given, although nothing has a value, it was an empty record; or, where nothing marks what was
+    /// given, anything at its default.
     void all(const std::vector<Parameter>& parameters, bool isGiven) {
         const auto isSetHere = [&](const Parameter& p) { return isSet(p, 0); };
-        const auto canBeEmpty = [](const Parameter& p) { return !p.isArray && p.type == miTYPE_STRUCT; };
-        const auto empty = std::find_if(parameters.begin(), parameters.end(), canBeEmpty);
-        if (!isGiven || empty == parameters.end() || std::any_of(parameters.begin(), parameters.end(), isSetHere))
+        const auto canBeEmpty = [&](const Parameter& p) { return !ghosts_ || (!p.isArray && p.type == miTYPE_STRUCT); };
+        const auto given = std::find_if(parameters.begin(), parameters.end(), canBeEmpty);
+        if (!isGiven || given == parameters.end() || std::any_of(parameters.begin(), parameters.end(), isSetHere))
             return list(parameters, 0, "(", ")");
         out_.add("(");
-        out_.add(Quoted{empty->name});
-        out_.add("{ } )");
+        out_.add(Quoted{given->name});
+        value(*given, 0);
+        out_.add(")");
     }
 
     void list(const std::vector<Parameter>& parameters, std::size_t base, const char* opening, const char* closing) {

@@ -193,20 +193,21 @@ void SceneEcho::emit(miTag tag, const ElementText& element) {
     file_.write(element.text);
 }
 
-/// Options that are opened and closed again make their inheritance function the one that counts.
+/// Options make their inheritance function the one that counts. Those by which the instance was laid out may have been
+/// changed or deleted, so these ones come and go.
 void SceneEcho::followInheritance(miTag instance) {
     const auto& record = *database_.as<miInstance>(instance, miSCENE_INSTANCE);
-    if ((record.param_size == 0 && !record.param_decl) || record.param_decl == inheritance_) return;
-    for (const auto& [name, tag] : names_) {
-        const auto* options = database_.as<miOptions>(tag, miSCENE_OPTIONS);
-        if (!options || options->inh_funcdecl != record.param_decl || !written_.contains(name)) continue;
-        inheritance_ = options->inh_funcdecl;
-        ElementText text(database_);
-        text.text = "incremental options";
-        text.add(Quoted{name});
-        file_.write(text.text + " end options\n");
-        return;
-    }
+    if (record.param_size == 0 || record.param_decl == inheritance_) return;
+    inheritance_ = record.param_decl;
+    std::string name = "layout";
+    while (names_.contains(name)) name += '_';
+    ElementText text(database_);
+    text.text = "options";
+    text.add(Quoted{name});
+    if (inheritance_) text.statement("inheritance", Name{inheritance_});
+    text.text += " end options delete";
+    text.add(Quoted{name});
+    file_.write(text.text + "\n");
 }
 
 }  // namespace lumorender

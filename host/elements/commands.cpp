@@ -252,6 +252,7 @@ void readRender(SceneContext& scene) {
     if (scene.problems.errors() > 0 && !scene.settings.lenient)
         return scene.problems.warning(place, "nothing is rendered because of the errors above");
     command.texts = in.texts();
+    passParameters(scene);
     if (!scene.actions.render(command)) throw StopReading();
 }
 

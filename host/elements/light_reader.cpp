@@ -50,17 +50,18 @@ struct LightReader {
     }
 
     void readDirection() {
-        miVector d = in.readVector();
-        const float length = std::sqrt(d.x * d.x + d.y * d.y + d.z * d.z);
+        const miVector d = in.readVector();
+        const double length = std::hypot(double{d.x}, double{d.y}, double{d.z});
         if (!(length > 0) || !std::isfinite(length)) {
             scene.problems.warning(in.place(), "the direction of the light has no length, it stays as it was");
             return;
         }
         hasDirection = true;
         // What has unit length but for rounding stays as it is: dividing would only stir its last bits.
-        constexpr float kRounding = 1e-6F;
+        constexpr double kRounding = 1e-6;
         const bool isUnit = std::abs(length - 1) < kRounding;
-        light.direction = isUnit ? d : miVector{d.x / length, d.y / length, d.z / length};
+        const auto part = [length](float x) { return static_cast<float>(x / length); };
+        light.direction = isUnit ? d : miVector{part(d.x), part(d.y), part(d.z)};
     }
 
     void readProfile() {

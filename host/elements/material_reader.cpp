@@ -59,8 +59,6 @@ void MaterialReader::read() {
     if (const miTag former = scene.edited(name, miSCENE_MATERIAL, "material"))
         material = *scene.database.as<miMaterial>(former, miSCENE_MATERIAL);
     readStatements(*this, statements(), "material");
-    passParameters(scene, material.shader, material.shadow);
-    passParameters(scene, material.shader, material.photon);
     scene.store(name, miSCENE_MATERIAL, material, nullptr);
 }
 

@@ -2,6 +2,7 @@
 
 #include "elements/element_readers.h"
 #include "elements/module_declarations.h"
+#include "parameters/shader_calls.h"
 #include "support/files.h"
 #include "support/messages.h"
 
@@ -25,6 +26,7 @@ bool readAll(SceneContext& scene, const std::string& name, const std::filesystem
     try {
         scene.in.open(name, directory, std::move(text));
         readCommands(scene);
+        passParameters(scene);
         scene.actions.finishText();
     } catch (const StopReading&) {
         // Has been said, or was asked for.

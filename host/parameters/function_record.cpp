@@ -105,20 +105,30 @@ bool haveSameParameters(const SceneContext& scene, miTag a, miTag b) {
 
 }  // namespace
 
+bool takesParametersOfMain(const SceneContext& scene, miTag function) {
+    const auto* record = scene.database.as<miFunction>(function, miSCENE_FUNCTION);
+    return record && record->no_expl_params && scene.database.name(function).empty();
+}
+
 void inheritParameters(SceneContext& scene, miTag main, miTag function) {
+    if (main == function || !takesParametersOfMain(scene, function)) return;
     const auto* source = scene.database.as<miFunction>(main, miSCENE_FUNCTION);
     const auto* target = scene.database.as<miFunction>(function, miSCENE_FUNCTION);
-    const bool anonymous = scene.database.name(function).empty();
-    if (!source || !target || main == function || !anonymous || !target->no_expl_params) return;
+    const auto* declaration = scene.database.detail<Declaration>(target->function_decl);
+    if (!declaration) return;
     // A shader with other parameters of its own could not read those of the main shader.
-    if (target->parameter_size != 0 && !haveSameParameters(scene, target->function_decl, source->function_decl)) return;
-    const ParameterBlock block = blockOf(*source);
+    const bool fits = source && (declaration->parameters.empty() ||
+                                 haveSameParameters(scene, target->function_decl, source->function_decl));
+    const ParameterBlock block =
+        fits ? blockOf(*source) : ParameterBlock(declaration->parameters, declaration->parameterSize);
     miFunction head = *target;
-    head.parameter_size = source->parameter_size;
-    head.ghost_offs = source->ghost_offs;
-    head.has_connections = source->has_connections;
+    head.parameter_size = static_cast<int>(block.size());
+    head.ghost_offs = head.parameter_size;
+    head.has_connections = block.hasConnections();
     const auto record = makeRecord(head, block);
-    std::memcpy(scene.database.resize(function, record.size()), record.data(), record.size());
+    const bool isSame =
+        record.size() == scene.database.size(function) && std::memcmp(target, record.data(), record.size()) == 0;
+    if (!isSame) std::memcpy(scene.database.resize(function, record.size()), record.data(), record.size());
 }
 
 Parameter resultOf(const SceneContext& scene, miTag function) {

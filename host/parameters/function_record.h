@@ -27,7 +27,10 @@ miTag storeFunction(SceneContext& scene, const std::string& name, miTag declarat
 /// A function equal to `source` under another name.
 miTag copyFunction(SceneContext& scene, const std::string& name, miTag source);
 
-/// Gives the function the parameters of `main` if it was called without any and can take them.
+/// True for calls in place without any parameters.
+bool takesParametersOfMain(const SceneContext& scene, miTag function);
+
+/// Gives the function the parameters of `main` if it was called without any and can take them, else its defaults.
 void inheritParameters(SceneContext& scene, miTag main, miTag function);
 
 /// What the function returns.

@@ -71,12 +71,16 @@ miTag makeList(SceneContext& scene, const std::string& name, std::vector<miTag> 
     return scene.storeBytes(name, miSCENE_FLIST, nullptr, 16, std::move(list));
 }
 
-/// Lists that are made of a list twice, over and over, would fill any memory.
-void append(const SceneContext& scene, std::vector<miTag>& functions, miTag slot) {
-    constexpr std::size_t kMost = 1'000'000;
-    const auto added = shadersOf(scene, slot);
+/// Lists that are made of a list twice, over and over, would fill any memory. Calls without parameters may get those of
+/// a material, so each list has its own ones.
+void append(SceneContext& scene, std::vector<miTag>& functions, miTag slot) {
+    constexpr std::size_t kMost = 10'000;
+    auto added = shadersOf(scene, slot);
+    const bool isShared = scene.database.type(slot) == miSCENE_FLIST && !scene.database.name(slot).empty();
     if (functions.size() + added.size() > kMost)
         throw SyntaxError{scene.elementPlace, fmt::format("the list has more than {} shaders", kMost)};
+    for (miTag& shader : added)
+        if (isShared && takesParametersOfMain(scene, shader)) shader = copyFunction(scene, {}, shader);
     functions.insert(functions.end(), added.begin(), added.end());
 }
 
@@ -125,10 +129,17 @@ void readNamedShader(SceneContext& scene) {
     readShadersAs(scene, name);
 }
 
-void passParameters(SceneContext& scene, miTag main, miTag slot) {
-    const auto mains = shadersOf(scene, main);
-    if (mains.empty()) return;
-    for (const miTag tag : shadersOf(scene, slot)) inheritParameters(scene, mains.front(), tag);
+void passParameters(SceneContext& scene) {
+    for (miTag tag = 1; tag < scene.database.end(); ++tag) {
+        const auto* material = scene.database.as<miMaterial>(tag, miSCENE_MATERIAL);
+        if (!material) continue;
+        const auto mains = shadersOf(scene, material->shader);
+        for (const miTag slot : {material->shadow, material->photon}) {
+            if (!scene.database.name(slot).empty()) continue;  // a shader, or a list, that others may use as well
+            for (const miTag shader : shadersOf(scene, slot))
+                inheritParameters(scene, mains.empty() ? miNULLTAG : mains.front(), shader);
+        }
+    }
 }
 
 ConnectedShader readConnectedShader(SceneContext& scene) {

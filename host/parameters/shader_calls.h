@@ -41,8 +41,8 @@ void readNamedShader(SceneContext& scene);
 /// Reads the shaders that stand here and gives them this name.
 miTag readShadersAs(SceneContext& scene, const std::string& name);
 
-/// Gives the functions of `slot` that were called without any parameters those of the `main` shader: materials do so
-/// for their shadow and photon shaders.
-void passParameters(SceneContext& scene, miTag main, miTag slot);
+/// Shadow and photon shaders of materials that are called without any parameters get those that the main shader has by
+/// now. To be called before anything reads them: before a render, and at the end of the text.
+void passParameters(SceneContext& scene);
 
 }  // namespace lumorender

@@ -326,8 +326,8 @@ const RandomScene::Declared& RandomScene::declared(std::string_view kind) {
 std::string RandomScene::call() {
     const Declared& shader = declared("shader");
     const std::string text = reference(shader.name) + " " + (happens(20) ? "( )" : list(shader.parameters, true));
-    // Of a shader with this name, the result can be taken.
-    if (!pending_.empty() && pending_.back().first == "shader") results_[pending_.back().second] = shader.result;
+    // Of a shader with this name, the result can be taken. What is called by others behind it has none.
+    if (!pending_.empty() && pending_.back().first == "shader") results_.emplace(pending_.back().second, shader.result);
     return text;
 }
 
