@@ -184,8 +184,7 @@ private:
         }
     }
 
-    /// Neither shadow rays nor those of final gathering meet the shape: its light comes by light samples. Shaders of lights
-    /// may look through it.
+    /// Shadow rays do not meet the shape: its light comes by light samples. Shaders of lights may look through it.
     void addLightShape(const Database& database, const FlatElement& element) {
         auto mesh = lightShape(*database.as<miLight>(element.element, miSCENE_LIGHT));
         if (!mesh) return;
@@ -194,7 +193,8 @@ private:
         shape.placement = element.placement;
         shape.motionSteps = element.motionSteps;
         shape.flags = miTRACE_VISIBLE | miTRACE_REFLECTION_CAST | miTRACE_REFRACTION_CAST | miTRACE_TRANSPARENCY_CAST |
-                      miTRACE_REFLECTION_RECEIVE | miTRACE_REFRACTION_RECEIVE | miTRACE_TRANSPARENCY_RECEIVE;
+                      miTRACE_REFLECTION_RECEIVE | miTRACE_REFRACTION_RECEIVE | miTRACE_TRANSPARENCY_RECEIVE |
+                      miTRACE_FINALGATHER;
         shape.isLight = true;
         shape.mesh = mesh.get();
         meshes_.push_back(std::move(mesh));

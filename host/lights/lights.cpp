@@ -166,11 +166,12 @@ void LightTable::giveSurface(const Database& database, const SceneGeometry& geom
     if (source.light->area != miLIGHT_OBJECT) return;
     const miTag shape = source.light->primitive.object.object;
     const LightSurface& surface = surfaces_.emplace_back(geometry, shape);
-    if (!surface.empty())
-        source.surface = &surface;
-    else
-        warning("RC", "light instance \"{}\": \"{}\" has no geometry in the scene, the light shines from its origin",
-                database.name(source.instance), database.name(shape));
+    if (surface.empty())
+        return warning("RC",
+                       "light instance \"{}\": \"{}\" has no geometry in the scene, the light shines from its origin",
+                       database.name(source.instance), database.name(shape));
+    source.surface = &surface;
+    if (source.light->visible) lamps_.emplace(shape, source.instance);
 }
 
 miTag* LightTable::resolve(std::span<const miTag> names, bool exclusive, miTag* to) const {

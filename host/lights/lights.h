@@ -37,6 +37,14 @@ public:
         return instance < byTag_.size() && byTag_[instance] ? &sources_[byTag_[instance] - 1] : nullptr;
     }
 
+    /// The visible light that has the instance, or its object, for its shape; null where none has.
+    const LightSource* lampOf(const FlatInstance& instance) const {
+        if (lamps_.empty()) return nullptr;
+        const auto found = lamps_.find(instance.instance);
+        const auto lamp = found != lamps_.end() ? found : lamps_.find(instance.object);
+        return lamp != lamps_.end() ? find(lamp->second) : nullptr;
+    }
+
     const std::vector<miTag>& all() const { return all_; }
     /// The lights that light the instance that was hit.
     const std::vector<miTag>& lightsFor(const FlatInstance& instance) const;
@@ -60,6 +68,7 @@ private:
     std::vector<std::vector<miTag>> paths_;
     std::vector<std::uint32_t> byTag_;  ///< 1 + position in sources_, 0 = no light
     std::vector<miTag> all_;
+    std::unordered_map<miTag, miTag> lamps_;  ///< visible lights by the instance or object of their shape
     Lists lists_, shadowLists_;
 };
 

@@ -110,6 +110,7 @@ struct RunningHit {
     miTag environment = 0;     ///< what the ray would have seen here without the surface
     bool wentOn = false;       ///< the material let the ray go on, through a volume
     const Hit* hit = nullptr;  ///< also where the shader has taken it out of its state, to be lit from all sides
+    bool looksBehind = false;  ///< what it hands on comes from straight behind
 };
 
 /// Where the running light sample lies on its light.

@@ -45,13 +45,39 @@ void clearHit(miState& state) {
     state.label = 0;
 }
 
+/// Whether a ray has come straight from a place that gathers, though through things: light samples come that way, too.
+bool comesStraightFromGathering(const miState* state) {
+    constexpr float kStraight = 1 - 1e-6F;
+    while (state->type == miRAY_TRANSPARENT || state->type == miRAY_REFRACT) {
+        const miState* from = state->parent;
+        if (!from || dot(from->dir, state->dir) < kStraight) return false;
+        state = from;
+    }
+    return state->type == miRAY_FINALGATHER;
+}
+
+/// The light of a light that samples bring does not count once more where gathering rays meet its shape; what its shader
+/// sees behind the shape does.
+bool isCountedAlready(const ThreadContext& context, const LightSource& light, const miState* state) {
+    return context.gather.depth > 0 && !light.light->photons_only && comesStraightFromGathering(state);
+}
+
 bool shadeLight(ThreadContext& context, miState* state, const Hit& hit, miColor* result) {
     const LightSource* light = context.scene->lights->find(hit.instance->instance);
     state->light_instance = light->instance;
-    return callShader(context, state, light->light->shader, miSHADER_LIGHT, result);
+    const bool ok = callShader(context, state, light->light->shader, miSHADER_LIGHT, result);
+    if (!context.shading.looksBehind && isCountedAlready(context, *light, state)) *result = {0, 0, 0, 0};
+    return ok;
 }
 
-bool shadeSurface(ThreadContext& context, miState* state, miColor* result) {
+/// An object that a visible light has for its shape.
+const LightSource* lampOf(const ThreadContext& context, const FlatInstance& instance) {
+    return context.gather.depth > 0 ? context.scene->lights->lampOf(instance) : nullptr;
+}
+
+bool shadeSurface(ThreadContext& context, miState* state, const Hit& hit, miColor* result) {
+    if (const LightSource* lamp = lampOf(context, *hit.instance); lamp && isCountedAlready(context, *lamp, state))
+        return true;
     const miMaterial* material = context.scene->slots->material(state->material);
     state->environment = material && material->environment ? material->environment : state->camera->environment;
     state->refraction_volume = volumeBehind(context, *state, material);
@@ -72,7 +98,7 @@ bool shade(ThreadContext& context, miState* state, miColor* result) {
     const RunningHit callers = std::exchange(context.shading, {state->environment, false, hit});
     const bool ok = !hit                     ? shadeSurroundings(context, state, result)
                     : hit->instance->isLight ? shadeLight(context, state, *hit, result)
-                                             : shadeSurface(context, state, result);
+                                             : shadeSurface(context, state, *hit, result);
     if (context.contours && hit && !hit->instance->isLight && state->material)
         context.contours->store(context, state, *result, context.scene->contours.store);
     const bool wentOn = std::exchange(context.shading, callers).wentOn;
@@ -261,6 +287,7 @@ bool traceTransparent(miColor* result, miState* state) {
     record.state.volume = state->refraction_volume;
     ++record.state.refraction_level;
     const CrossedVolumes volumes(contextOf(state), *state, !state->inv_normal);
+    contextOf(state).shading.looksBehind = true;
     return traceSecondary(result, state, record, RayVisibility::Transparency);
 }
 
@@ -290,6 +317,7 @@ bool traceContinue(miColor* result, miState* state) {
     const bool ok = shade(context, &record.state, result);
     handBack(state, record.state);
     context.shading.wentOn = hasVolume;
+    context.shading.looksBehind = true;
     return ok;
 }
 

@@ -60,10 +60,18 @@ miColor fromOutside(miState* state, const Parameters& in, const PortalLight& p, 
     return finite(color) * in.reflectance(p.tint_color) * in.within(p.multiplier, 0, miHUGE_SCALAR);
 }
 
-/* Met by a ray. Gathering leaves out what the portal sends in. */
+/* Does the portal light the side that the ray comes from? */
+bool shinesTowards(miState* state, const Parameters& in, const PortalLight& p, const miVector& ray) {
+    miVector normal = {0, 0, 0};
+    if (!in.isOn(p.on) || !mi_query(miQ_LIGHT_NORMAL, state, state->light_instance, &normal)) return false;
+    return (in.isOn(p.reverse) ? 1.0f : -1.0f) * dot(normal, ray) > 0;
+}
+
+/* Met by a ray. Gathering leaves out what the portal sends in, and nothing else. */
 bool seenPortal(miColor& result, miState* state, const Parameters& in, const PortalLight& p) {
     result = kBlack;
-    if (state->type == miRAY_FINALGATHER) return true;
+    if (state->type == miRAY_FINALGATHER)
+        return shinesTowards(state, in, p, state->dir) || mi_trace_continue(&result, state);
     if (in.isOn(p.visible)) {
         result = fromOutside(state, in, p, state->dir);
         return true;
