@@ -17,7 +17,6 @@ REASON = re.compile(r'^constexpr std::string_view (k\w+) = "([^"]*)";$', re.M)
 TITLES = {
     "Used": ("Supported", "restriction"),
     "Missing": ("Not done: a warning, once for each", "why"),
-    "LeftOut": ("Left out: an error, once for each, and the rest is rendered", "why"),
     "Refused": ("Refused: a warning, once for each", "why"),
     "Idle": ("Without effect on the picture: named once with `-verbose 5`", "why"),
 }

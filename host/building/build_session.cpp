@@ -98,6 +98,7 @@ miTag BuildSession::endObject() {
         detail = std::move(placeholder_);
     } else {
         if (source->hair) record.type = miOBJECT_HAIR;
+        if (record.functions) record.type = miOBJECT_INTERSECT_FUNC;
         setBounds(record, *source);
         detail = std::move(source);
     }

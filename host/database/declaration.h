@@ -79,15 +79,21 @@ struct MemberConnection : Detail {
 
 /// The detail of a miSCENE_FUNCTION element that stands for a phenomenon, whose shaders have been made for it alone.
 struct PhenomenonInstance : Detail {
-    /// Shaders that the camera gets with it. Those of higher priority run later, the camera's own at 0.
+    /// Shaders that the camera, or the scene, gets with it. Those of higher priority run later, the camera's own at 0.
     struct CameraShaders {
         miTag shaders = 0;
         int priority = 0;
     };
     miTag root = 0;  ///< function or list that is called in its place
     CameraShaders lens, volume, environment, output;
+    CameraShaders geometry;                ///< make objects that stand in the world
     std::vector<std::string> outputTypes;  ///< of the buffers that its output shaders open
     miTag contourStore = 0, contourContrast = 0;
+};
+
+/// The detail of a material or light that a phenomenon is.
+struct PhenomenonElement : Detail {
+    miTag function = 0;  ///< of the phenomenon's use, with a PhenomenonInstance; nobody calls it
 };
 
 /// The detail of a miSCENE_FLIST element: shaders that are called one after another with the same result.

@@ -13,6 +13,8 @@ namespace lumorender {
 void writeDeclaration(ElementText& out, miTag tag);
 /// An empty one has its declaration and no parameters.
 void writeShader(ElementText& out, miTag tag, bool empty = false);
+/// A material or light that a phenomenon is, by its use. False where the element is no such one.
+bool writePhenomenonElement(ElementText& out, miTag tag);
 void writeOptions(ElementText& out, miTag tag);
 void writeCamera(ElementText& out, miTag tag);
 void writeLight(ElementText& out, miTag tag);

@@ -48,6 +48,7 @@ void writePhotons(ElementText& out, const char* words, miUint store, miUint emit
 }  // namespace
 
 void writeLight(ElementText& out, miTag tag) {
+    if (writePhenomenonElement(out, tag)) return;
     const auto& light = *out.database.as<miLight>(tag, miSCENE_LIGHT);
     out.text += "light";
     out.add(Quoted{out.database.name(tag)});

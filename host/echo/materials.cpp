@@ -9,6 +9,7 @@
 namespace lumorender {
 
 void writeMaterial(ElementText& out, miTag tag) {
+    if (writePhenomenonElement(out, tag)) return;
     const auto& material = *out.database.as<miMaterial>(tag, miSCENE_MATERIAL);
     out.text += "material";
     out.add(Quoted{out.database.name(tag)});

@@ -166,6 +166,7 @@ void writeObject(ElementText& out, miTag tag) {
         if (source->hair) writeHair(out, *source->hair);
         writeApproximation(out, source->approximation);
     }
+    if (object.functions) writeSlotStatement(out, "intersection", object.functions);
     if (const auto* placeholder = out.database.detail<Placeholder>(tag))
         out.statement("file", Quoted{placeholder->file});
     out.text += "\nend object\n";

@@ -130,6 +130,8 @@ void SceneEcho::collectNames() {
             const int item = database_.type(instance->item);
             hasGeometryShaders_ = hasGeometryShaders_ || item == miSCENE_FUNCTION || item == miSCENE_FLIST;
         }
+        const auto* phenomenon = database_.detail<PhenomenonInstance>(tag);
+        hasGeometryShaders_ = hasGeometryShaders_ || (phenomenon && phenomenon->geometry.shaders);
         const auto* declaration = database_.detail<Declaration>(tag);
         if (declaration && declaration->kind == DeclarationKind::Phenomenon) phenomena_.insert(declaration->name);
     }

@@ -60,6 +60,16 @@ void writeShader(ElementText& out, miTag tag, bool empty) {
     out.text += '\n';
 }
 
+bool writePhenomenonElement(ElementText& out, miTag tag) {
+    const auto* use = out.database.detail<PhenomenonElement>(tag);
+    if (!use) return false;
+    out.text += "shader";
+    out.add(Quoted{out.database.name(tag)});
+    writeCall(out, use->function);
+    out.text += '\n';
+    return true;
+}
+
 void writeUserData(ElementText& out, miTag tag, bool empty) {
     const auto* data = out.database.as<miUserdata>(tag, miSCENE_USERDATA);
     const auto* declaration = out.database.detail<Declaration>(data->data_decl);

@@ -88,6 +88,7 @@ struct ObjectReader {
         isPlaceholder = true;
     }
     std::unique_ptr<Detail> takeDetail();
+    void useShape();
 
     bool hasName() const;
     void read();
@@ -130,7 +131,7 @@ const StatementTable<Reader>& statements() {
         {"trilist", [](Reader& r) { r.readTriangles(); }},
         {"hair", [](Reader& r) { r.readHairs(); }},
         {"file", [](Reader& r) { r.readFile(); }},
-        {"intersection", [](Reader& r) { readShaderList(r.scene); }},
+        {"intersection", [](Reader& r) { r.object.functions = readShaderList(r.scene); }},
         {"approximate", [](Reader& r) { readApproximation(r.scene, r.source.approximation); }},
     };
     // clang-format on
@@ -149,6 +150,8 @@ void ObjectReader::read() {
     if (const miTag former = scene.onObject ? miNULLTAG : scene.edited(name, miSCENE_OBJECT, "object")) {
         object = *scene.database.as<miObject>(former, miSCENE_OBJECT);
         object.type = miOBJECT_POLYGONS;  // its geometry is given anew
+        object.functions = miNULLTAG;
+        object.n_functions = 0;
         if (const auto* given = scene.database.detail<ObjectSource>(former)) {
             source.tagged = given->tagged;
             source.hasTransform = given->hasTransform;
@@ -165,6 +168,21 @@ void ObjectReader::read() {
     scene.store(name, miSCENE_OBJECT, object, std::move(detail));
 }
 
+/// A surface that shaders find within the box.
+void ObjectReader::useShape() {
+    if (source.hair || !source.groups.empty())
+        scene.problems.warning(in.place(), "found geometry in an object with an intersection shader, it is left out");
+    if (source.hasTransform)
+        scene.problems.warning(in.place(),
+                               "found a transform in an object with an intersection shader, it is left out");
+    source.hair.reset();
+    source.groups.clear();
+    source.hasTransform = false;
+    std::fill_n(source.transform, 16, 0.0F);
+    object.n_functions = static_cast<miUint>(shadersOf(scene, object.functions).size());
+    object.type = miOBJECT_INTERSECT_FUNC;
+}
+
 /// Geometry, or where it is to come from.
 std::unique_ptr<Detail> ObjectReader::takeDetail() {
     if (isPlaceholder && (source.hair || !source.groups.empty()))
@@ -179,6 +197,7 @@ std::unique_ptr<Detail> ObjectReader::takeDetail() {
         object.type = miOBJECT_PLACEHOLDER;
         return placeholder;
     }
+    if (object.functions) useShape();
     setBounds(object, source);
     return std::make_unique<ObjectSource>(std::move(source));
 }

@@ -37,7 +37,6 @@ struct BodyReader {
     void readCameraShaders(PhenomenonInstance::CameraShaders& shaders);
     void readOutputShaders();
     void readContourShader();
-    void skipShaders();
 };
 
 void BodyReader::readRoot() {
@@ -84,14 +83,6 @@ void BodyReader::readContourShader() {
     (store ? instance.contourStore : instance.contourContrast) = readShaderList(scene);
 }
 
-void BodyReader::skipShaders() {
-    if (in.accept("priority")) {
-        in.readInteger();
-        return;
-    }
-    readShaderList(scene);
-}
-
 using Reader = BodyReader;
 
 /// What a phenomenon requires of the options informs people, as it does for shaders.
@@ -105,7 +96,7 @@ const StatementTable<Reader>& statements() {
         {"lens", [](Reader& r) { r.readCameraShaders(r.instance.lens); }},
         {"volume", [](Reader& r) { r.readCameraShaders(r.instance.volume); }},
         {"environment", [](Reader& r) { r.readCameraShaders(r.instance.environment); }},
-        {"geometry", [](Reader& r) { r.skipShaders(); }},
+        {"geometry", [](Reader& r) { r.readCameraShaders(r.instance.geometry); }},
         {"output", [](Reader& r) { r.readOutputShaders(); }},
         {"contour", [](Reader& r) { r.readContourShader(); }},
         {"version", [](Reader& r) { r.in.readInteger(); }},
@@ -177,13 +168,13 @@ bool isCalledWithinItself(const SceneContext& scene, const Declaration& declarat
 /// A material or light under the name of the phenomenon's instance: a copy of the one in the body.
 template <class Record>
 miTag storeElement(SceneContext& scene, const Place& place, const std::string& name, int type, miTag root,
-                   std::string_view what) {
-    const auto* record = scene.database.as<Record>(root, type);
-    if (!record) return miNULLTAG;
+                   miTag function, std::string_view what) {
     if (name.empty())
         throw SyntaxError{place, fmt::format("a phenomenon that is a {} needs a name: shader \"name\" ..", what)};
-    const Record copy = *record;
-    return scene.store(name, type, copy, nullptr);
+    const Record copy = *scene.database.as<Record>(root, type);
+    auto use = std::make_unique<PhenomenonElement>();
+    use->function = function;
+    return scene.store(name, type, copy, std::move(use));
 }
 
 }  // namespace
@@ -204,20 +195,22 @@ miTag makePhenomenon(SceneContext& scene, const Place& place, const std::string&
     }
     if (scene.problems.errors() > errors) return miNULLTAG;
     const miTag root = reader.instance.root;
-    if (declaration.result.type == miTYPE_MATERIAL)
-        if (const miTag material = storeElement<miMaterial>(scene, place, name, miSCENE_MATERIAL, root, "material"))
-            return material;
-    if (declaration.result.type == miTYPE_LIGHT)
-        if (const miTag light = storeElement<miLight>(scene, place, name, miSCENE_LIGHT, root, "light")) return light;
+    const auto storeUse = [&](const std::string& itsName) {
+        const miTag function = storeFunction(scene, itsName, declarationTag, declaration, block, given);
+        scene.database.setDetail(function, std::make_unique<PhenomenonInstance>(reader.instance));
+        return function;
+    };
+    if (scene.database.type(root) == miSCENE_MATERIAL && declaration.result.type == miTYPE_MATERIAL)
+        return storeElement<miMaterial>(scene, place, name, miSCENE_MATERIAL, root, storeUse({}), "material");
+    if (scene.database.type(root) == miSCENE_LIGHT && declaration.result.type == miTYPE_LIGHT)
+        return storeElement<miLight>(scene, place, name, miSCENE_LIGHT, root, storeUse({}), "light");
     const bool isShader = scene.database.type(root) == miSCENE_FUNCTION || scene.database.type(root) == miSCENE_FLIST;
     if (!isShader || !isConnectable(declaration.result, reader.result)) {
         scene.problems.error(place, fmt::format("phenomenon \"{}\" has no root that is a {}", declaration.name,
                                                 nameOfType(declaration.result.type)));
         return miNULLTAG;
     }
-    const miTag function = storeFunction(scene, name, declarationTag, declaration, block, given);
-    scene.database.setDetail(function, std::make_unique<PhenomenonInstance>(reader.instance));
-    return function;
+    return storeUse(name);
 }
 
 }  // namespace lumorender

@@ -65,6 +65,7 @@ public:
         ray_.far = record.maxdist > 0 ? static_cast<double>(record.maxdist) : kFar;
         ray_.time = shutterFraction(*context_.scene, *state);
         ray_.visibility = static_cast<RayVisibility>(record.flags);
+        ray_.asking = state;
     }
 
     /// Density proportional to cos^spread_exp of the angle to the axis. False for what lies behind the surface; a place

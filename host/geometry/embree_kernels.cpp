@@ -2,6 +2,7 @@
 
 #include "geometry/embree_rays.h"
 #include "geometry/precise_hit.h"
+#include "geometry/shader_shape.h"
 #include "support/geometry.h"
 #include "support/abort.h"
 #include "support/messages.h"
@@ -32,6 +33,13 @@ Hit hitOf(const RTCRay& ray, const RTCHit& found, const FlatInstance& instance) 
     hit.dist = static_cast<double>(ray.tfar);
     hit.time = ray.time;
     return hit;
+}
+
+void takeShape(const Ray& ray, const ShapeHit& shape, Hit& hit) {
+    hit.dist = shape.dist;
+    hit.sides = shape.side;
+    hit.point = wide(ray.org) + wide(ray.dir) * shape.dist;
+    hit.place = shape.place;
 }
 
 std::uint32_t instanceOf(unsigned instanceId, unsigned geometryId) {
@@ -135,8 +143,9 @@ RTCFilterFunctionN filterFor(const Ray& ray, bool sceneJudges) {
 
 }  // namespace
 
-EmbreeKernels::EmbreeKernels(std::span<const FlatInstance> instances, bool timed, std::span<const std::size_t> boxes)
-    : instances_(instances), timed_(timed), device_(rtcNewDevice(nullptr)) {
+EmbreeKernels::EmbreeKernels(std::span<const FlatInstance> instances, bool timed, std::span<const std::size_t> boxes,
+                             const ShapeFinder& shapes)
+    : instances_(instances), timed_(timed), shapes_(shapes), device_(rtcNewDevice(nullptr)) {
     if (!device_) throw Failure("the ray tracing kernels do not start on this machine");
     const auto count = [](void* bytes, ssize_t change, bool) {
         *static_cast<std::atomic<long long>*>(bytes) += change;
@@ -274,7 +283,8 @@ bool EmbreeKernels::intersect(const Ray& ray, Hit& hit) const {
     if (!isTraceable(ray, reach_)) return false;
     RTCRayHit query;
     query.ray = rayOf(ray, timed_);
-    JudgingContext context = contextOf(ray, instances_, filterFor(ray, judges_));
+    ShapeHit shape;
+    JudgingContext context = contextOf(ray, instances_, filterFor(ray, judges_), &shape);
     for (;;) {
         query.hit.geomID = RTC_INVALID_GEOMETRY_ID;
         query.hit.instID[0] = RTC_INVALID_GEOMETRY_ID;
@@ -284,6 +294,8 @@ bool EmbreeKernels::intersect(const Ray& ray, Hit& hit) const {
         hit = hitOf(query.ray, query.hit, instances_[instanceOf(query.hit.instID[0], query.hit.geomID)]);
         if (hit.instance->hair)
             meetHair(ray, hit);
+        else if (hit.instance->shape)
+            takeShape(ray, shape, hit);
         else
             makePrecise(ray, hit);
         const bool goesOn = ray.behind && isSameCrossing(*ray.behind, *hit.instance, hit.dist);
@@ -301,7 +313,8 @@ bool EmbreeKernels::intersect(const Ray& ray, Hit& hit) const {
 bool EmbreeKernels::occluded(const Ray& ray) const {
     if (!isTraceable(ray, reach_)) return false;
     RTCRay query = rayOf(ray, timed_);
-    JudgingContext context = contextOf(ray, instances_, filterFor(ray, judges_));
+    ShapeHit shape;
+    JudgingContext context = contextOf(ray, instances_, filterFor(ray, judges_), &shape);
     traceAny(world_.get(), context.base, context.filter, query);
     return query.tfar < 0;
 }

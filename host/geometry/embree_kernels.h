@@ -27,8 +27,9 @@ public:
 
     /// Builds on all threads. The instances and their meshes must outlive the kernels and stay where they are.
     /// `timed`: the exposure takes time, so things move while rays are traced. `boxes`: numbers of the instances whose
-    /// objects come on demand. Throws Failure where memory runs out.
-    EmbreeKernels(std::span<const FlatInstance> instances, bool timed, std::span<const std::size_t> boxes = {});
+    /// objects come on demand, and of those that have shapes. Throws Failure where memory runs out.
+    EmbreeKernels(std::span<const FlatInstance> instances, bool timed, std::span<const std::size_t> boxes = {},
+                  const ShapeFinder& shapes = {});
 
     bool intersect(const Ray& ray, Hit& hit) const;
     bool occluded(const Ray& ray) const;
@@ -63,7 +64,8 @@ private:
     bool timed_;
     float reach_ = 0;                     ///< how far from the origin rays may begin
     bool judges_ = false;                 ///< not all that the kernels find is a hit
-    std::span<const std::size_t> boxes_;  ///< instances of objects that come on demand
+    std::span<const std::size_t> boxes_;  ///< instances of objects that come on demand, or have shapes
+    ShapeFinder shapes_;
     unsigned boxSteps_ = 1;
     std::atomic<long long> bytes_ = 0;  ///< outlives the device, which counts here
     Device device_;
@@ -84,6 +86,7 @@ private:
     void checkDevice() const;
 
     void attachBoxes(std::span<const std::size_t> placed);
+    bool meetsShape(std::uint32_t number, const RTCRay& query, const JudgingContext& context) const;
     static void boundsOfBox(const RTCBoundsFunctionArguments* arguments);
     static void intersectBox(const RTCIntersectFunctionNArguments* arguments);
     static void occludedByBox(const RTCOccludedFunctionNArguments* arguments);

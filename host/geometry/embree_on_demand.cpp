@@ -1,8 +1,10 @@
-// Boxes of objects that come on demand: all of them are one geometry, whose primitives are instances. What is behind a
-// box is traced when a ray meets it, in the space of the object.
+// Boxes of objects that come on demand, and of those whose surface shaders find: all of them are one geometry, whose
+// primitives are instances. What is behind a box is traced when a ray meets it, in the space of the object.
+#include "geometry/boxes.h"
 #include "geometry/embree_kernels.h"
 #include "geometry/embree_rays.h"
 #include "geometry/placement_at.h"
+#include "geometry/shader_shape.h"
 #include "support/geometry.h"
 
 #include <algorithm>
@@ -34,17 +36,11 @@ void extendBy(RTCBounds& bounds, const Imath::Box3d& box, const M44d& localToWor
     }
 }
 
-/// Whether the ray meets the box between its two ends, with some rounding.
-bool meets(const Imath::Box3d& box, const V3d& org, const V3d& dir, double near, double far) {
-    const V3d margin = (box.max - box.min) * 1e-6;
-    for (int axis = 0; axis < 3; ++axis) {
-        const double a = (box.min[axis] - margin[axis] - org[axis]) / dir[axis];
-        const double b = (box.max[axis] + margin[axis] - org[axis]) / dir[axis];
-        if (std::isnan(a) || std::isnan(b)) continue;  // within a side's plane
-        near = std::max(near, std::min(a, b));
-        far = std::min(far, std::max(a, b));
-    }
-    return near <= far * (1 + 1e-6);
+/// Rounding of where boxes are.
+constexpr double kBoxMargin = 1e-6;
+
+const Imath::Box3d& boxOf(const FlatInstance& instance) {
+    return instance.shape ? instance.shape->box : instance.onDemand->box;
 }
 
 RTCRay localRay(const RTCRay& world, const V3d& org, const V3d& dir) {
@@ -93,7 +89,7 @@ void EmbreeKernels::boundsOfBox(const RTCBoundsFunctionArguments* arguments) {
     const bool fits = last + 1 == kernels.boxSteps_;
     for (unsigned step = 0; step <= last; ++step)
         if (!fits || step == arguments->timeStep)
-            extendBy(bounds, instance.onDemand->box, instance.placement[step].localToWorld);
+            extendBy(bounds, boxOf(instance), instance.placement[step].localToWorld);
 }
 
 void EmbreeKernels::intersectBox(const RTCIntersectFunctionNArguments* arguments) {
@@ -101,6 +97,15 @@ void EmbreeKernels::intersectBox(const RTCIntersectFunctionNArguments* arguments
     auto& query = *reinterpret_cast<RTCRayHit*>(arguments->rayhit);
     const auto& kernels = *static_cast<const EmbreeKernels*>(arguments->geometryUserPtr);
     const auto& context = *reinterpret_cast<const JudgingContext*>(arguments->context);
+    const auto number = static_cast<unsigned>(kernels.boxes_[arguments->primID]);
+    if (kernels.instances_[number].shape) {
+        if (!kernels.meetsShape(number, query.ray, context)) return;
+        query.ray.tfar = static_cast<float>(context.shape->dist);
+        query.hit.geomID = number;
+        query.hit.instID[0] = RTC_INVALID_GEOMETRY_ID;
+        query.hit.primID = 0;
+        return;
+    }
     kernels.behindBox(arguments->primID, query.ray, context, [&](RTCScene scene, RTCRay& local, JudgingContext& inner) {
         RTCRayHit found;
         found.ray = local;
@@ -109,7 +114,7 @@ void EmbreeKernels::intersectBox(const RTCIntersectFunctionNArguments* arguments
         if (found.hit.geomID == RTC_INVALID_GEOMETRY_ID) return;
         query.ray.tfar = found.ray.tfar;
         query.hit = found.hit;
-        query.hit.geomID = static_cast<unsigned>(kernels.boxes_[arguments->primID]);
+        query.hit.geomID = number;
         query.hit.instID[0] = RTC_INVALID_GEOMETRY_ID;
     });
 }
@@ -119,6 +124,11 @@ void EmbreeKernels::occludedByBox(const RTCOccludedFunctionNArguments* arguments
     auto& query = *reinterpret_cast<RTCRay*>(arguments->ray);
     const auto& kernels = *static_cast<const EmbreeKernels*>(arguments->geometryUserPtr);
     const auto& context = *reinterpret_cast<const JudgingContext*>(arguments->context);
+    const auto number = static_cast<unsigned>(kernels.boxes_[arguments->primID]);
+    if (kernels.instances_[number].shape) {
+        if (kernels.meetsShape(number, query, context)) query.tfar = -std::numeric_limits<float>::infinity();
+        return;
+    }
     kernels.behindBox(arguments->primID, query, context, [&](RTCScene scene, RTCRay& local, JudgingContext& inner) {
         traceAny(scene, inner.base, inner.filter, local);
         if (local.tfar < 0) query.tfar = local.tfar;
@@ -134,12 +144,27 @@ void EmbreeKernels::behindBox(unsigned box, const RTCRay& query, const JudgingCo
     const V3d org = placement.pointToLocal(V3d(query.org_x, query.org_y, query.org_z));
     const V3d dir = placement.vectorToLocal(V3d(query.dir_x, query.dir_y, query.dir_z));
     OnDemandObject& object = *instance.onDemand;
-    if (!meets(object.box, org, dir, static_cast<double>(query.tnear), static_cast<double>(query.tfar))) return;
+    double near = static_cast<double>(query.tnear), far = static_cast<double>(query.tfar);
+    if (!clip(object.box, kBoxMargin, org, dir, near, far)) return;
     const BroughtGeometry* brought = object.owner->get(object);
     if (!brought) return;
     RTCRay local = localRay(query, org, dir);
-    JudgingContext inner = contextOf(*context.ray, {&instance, 1}, context.filter);
+    JudgingContext inner = contextOf(*context.ray, {&instance, 1}, context.filter, context.shape);
     trace(static_cast<RTCScene>(brought->traced.get()), local, inner);
+}
+
+/// Where a nearer place has been found already, it stays the one that the context knows.
+bool EmbreeKernels::meetsShape(std::uint32_t number, const RTCRay& query, const JudgingContext& context) const {
+    const FlatInstance& instance = instances_[number];
+    if ((query.mask & instance.flags & kCastBits) == 0) return false;
+    const PlacementAt placement(instance, static_cast<double>(query.time));
+    ShapeHit hit;
+    // The kernels' end of the ray is in single precision: a place at the end of the whole ray counts, too.
+    const double far = std::min(static_cast<double>(query.tfar), context.ray->far);
+    if (!meetShape(shapes_, *context.ray, instance, placement, static_cast<double>(query.tnear), far, hit))
+        return false;
+    *context.shape = hit;
+    return true;
 }
 
 std::shared_ptr<void> EmbreeKernels::traced(const Mesh* mesh, const Hair* hair) const {

@@ -21,16 +21,16 @@ namespace {
 constexpr std::size_t kDeepest = 1000;
 
 /// What the instance places, itself or by its geometry shader.
-miTag itemOf(miTag tag, const miInstance& instance, const GeneratedItems& generated) {
-    const auto made = generated.find(tag);
-    return made == generated.end() ? instance.item : made->second;
+miTag itemOf(miTag tag, const miInstance& instance, const GeneratedScene& generated) {
+    const auto made = generated.items.find(tag);
+    return made == generated.items.end() ? instance.item : made->second;
 }
 
 /// How many instances a group unfolds into. Groups within groups within groups: a few lines of a scene can make more
 /// than any machine holds, so they are counted before they are made. Each group is looked at once.
 class InstanceCount {
 public:
-    InstanceCount(const Database& database, const GeneratedItems& generated)
+    InstanceCount(const Database& database, const GeneratedScene& generated)
         : database_(database), generated_(generated) {}
 
     /// Groups that hold themselves, or lie too deep, are left out, as they are later.
@@ -52,7 +52,7 @@ public:
 
 private:
     const Database& database_;
-    const GeneratedItems& generated_;
+    const GeneratedScene& generated_;
     std::unordered_map<miTag, double> counts_;
 };
 
@@ -110,7 +110,7 @@ bool isWithinReach(const M44d& worldToLocal) {
 
 class Flattener {
 public:
-    Flattener(const Database& database, const miOptions& options, const GeneratedItems& generated, bool outline,
+    Flattener(const Database& database, const miOptions& options, const GeneratedScene& generated, bool outline,
               MemoryBudget& budget)
         : database_(database), options_(options), generated_(generated), outline_(outline), budget_(budget) {}
 
@@ -122,13 +122,14 @@ public:
         Inheritance all;
         all.stored = &world;
         visitGroup(rootGroup, all);
+        if (generated_.inRoot) visitGroup(generated_.inRoot, all);
         return std::move(scene_);
     }
 
 private:
     const Database& database_;
     const miOptions& options_;
-    const GeneratedItems& generated_;
+    const GeneratedScene& generated_;
     const bool outline_;
     MemoryBudget& budget_;
     const InstanceDetail nothingGiven_;
@@ -141,7 +142,8 @@ private:
     void checkCount(miTag rootGroup) {
         // What each has for itself, and what the ray tracing kernels keep.
         constexpr double kBytes = sizeof(FlatInstance) + sizeof(Placement) + 400;
-        const double count = InstanceCount(database_, generated_).below(rootGroup);
+        InstanceCount counted(database_, generated_);
+        const double count = counted.below(rootGroup) + counted.below(generated_.inRoot);
         budget_.take(count * kBytes, fmt::format("the scene unfolds into {} instances and", describeCount(count)));
     }
 
@@ -219,14 +221,11 @@ private:
     /// Instances give matrices that lead into their own space; an instance that says nothing of its motion moves along
     /// with what is above it.
     Motion move(miTag tag, const miInstance& instance, const InstanceDetail& given, const Motion& above) const {
-        const Link own = link(tag, instance.tf.global_to_local, "transform").value_or(Link());
-        const bool stops = given.motionOff || !given.hasMotionTransform;
-        const Link close = stops ? own : link(tag, instance.motion_transform, "motion transform").value_or(own);
+        const std::vector<Link> own = linksOf(tag, instance, given);
         Motion below = given.motionOff ? Motion(1, above.front()) : above;
-        if (own.up != close.up) below.resize(std::max<std::size_t>(options_.n_motion_vectors, 1) + 1, above.back());
-        const double steps = static_cast<double>(below.size()) - 1;
+        if (own.size() > below.size()) below.resize(own.size(), above.back());
         for (std::size_t i = 0; i < below.size(); ++i) {
-            const Link at = between(own, close, steps > 0 ? static_cast<double>(i) / steps : 0);
+            const Link& at = own[std::min(i, own.size() - 1)];
             below[i].localToWorld = at.up * below[i].localToWorld;
             below[i].worldToLocal = below[i].worldToLocal * at.down;
         }
@@ -238,6 +237,27 @@ private:
     struct Link {
         M44d down, up;  ///< into the element's space, and out of it
     };
+
+    /// One, or those at the ends of all motion steps. What a scene says of the motion counts before a shader that computes
+    /// the transform.
+    std::vector<Link> linksOf(miTag tag, const miInstance& instance, const InstanceDetail& given) const {
+        const auto computed = generated_.transforms.find(tag);
+        const bool isComputed = computed != generated_.transforms.end();
+        std::vector<Link> links;
+        if (isComputed)
+            for (const M44d& matrix : computed->second) links.push_back(link(tag, matrix, "transform"));
+        else
+            links.push_back(link(tag, instance.tf.global_to_local, "transform").value_or(Link()));
+        if (given.motionOff || (given.hasMotionTransform && isComputed)) links.resize(1);
+        if (given.motionOff || !given.hasMotionTransform) return links;
+        const Link open = links.front();
+        const Link close = link(tag, instance.motion_transform, "motion transform").value_or(open);
+        if (open.up == close.up) return links;
+        const std::size_t steps = std::max<std::size_t>(options_.n_motion_vectors, 1);
+        for (std::size_t i = 1; i <= steps; ++i)
+            links.push_back(between(open, close, static_cast<double>(i) / static_cast<double>(steps)));
+        return links;
+    }
 
     /// On its way from one to the other: what turns keeps its shape. Matrices that get flat anyway stay where they are.
     static Link between(const Link& open, const Link& close, double t) {
@@ -251,8 +271,16 @@ private:
     std::optional<Link> link(miTag tag, const miMatrix& matrix, const char* what) const {
         // A record that nobody filled in: no transform was given.
         if (std::all_of(matrix, matrix + 16, [](miScalar v) { return v == 0; })) return Link();
+        return invertible(tag, affineMatrix(matrix), what);
+    }
+
+    Link link(miTag tag, const M44d& matrix, const char* what) const {
+        return invertible(tag, matrix, what).value_or(Link());
+    }
+
+    std::optional<Link> invertible(miTag tag, const M44d& matrix, const char* what) const {
         Link result;
-        result.down = affineMatrix(matrix);
+        result.down = matrix;
         if (invert(result.down, result.up)) return result;
         warning("GEOM", "instance {}: {} is singular, ignored", name(tag), what);
         return std::nullopt;
@@ -352,7 +380,7 @@ private:
 
 }  // namespace
 
-FlatScene flatten(const Database& database, miTag rootGroup, const miOptions& options, const GeneratedItems& generated,
+FlatScene flatten(const Database& database, miTag rootGroup, const miOptions& options, const GeneratedScene& generated,
                   bool outline, MemoryBudget& budget) {
     return Flattener(database, options, generated, outline, budget).flatten(rootGroup);
 }

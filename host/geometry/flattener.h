@@ -30,7 +30,7 @@ struct FlatScene {
 /// Walks the graph below the group in the order of its instances. What is broken is reported and left out.
 /// Throws Failure where the root is not a group or where the graph unfolds into more instances than fit into the budget.
 /// What geometry shaders made takes their place; `outline` leaves objects out.
-FlatScene flatten(const Database& database, miTag rootGroup, const miOptions& options, const GeneratedItems& generated,
+FlatScene flatten(const Database& database, miTag rootGroup, const miOptions& options, const GeneratedScene& generated,
                   bool outline, MemoryBudget& budget);
 
 /// The element's name in quotes, or its tag where it has no name: for messages.

@@ -1,5 +1,6 @@
 #include "geometry/on_demand.h"
 
+#include "geometry/boxes.h"
 #include "mi/material.h"
 #include "support/abort.h"
 #include "support/geometry.h"
@@ -16,16 +17,6 @@ namespace {
 constexpr double kKept = 0.75;
 
 constexpr double kHairNumber = 16;  ///< bytes for each number of a hair, with those of the kernels
-
-Imath::Box3d boxOf(const miObject& object) {
-    Imath::Box3d box(wide(object.bbox_min), wide(object.bbox_max));
-    const V3d low = wide(object.bbox_min_m), high = wide(object.bbox_max_m);
-    if (object.mbox_explicit || low != high) {
-        box.extendBy(low);
-        box.extendBy(high);
-    }
-    return box;
-}
 
 std::string describe(const Imath::Box3d& box) {
     return fmt::format("({:g} {:g} {:g}) to ({:g} {:g} {:g})", box.min.x, box.min.y, box.min.z, box.max.x, box.max.y,

@@ -7,7 +7,9 @@
 #include "geometry/light_shapes.h"
 #include "geometry/mesh.h"
 #include "geometry/object_surfaces.h"
+#include "geometry/boxes.h"
 #include "geometry/on_demand.h"
+#include "geometry/shader_shape.h"
 #include "geometry/surface.h"
 #include "mi/options.h"
 #include "support/abort.h"
@@ -15,6 +17,7 @@
 #include "support/messages.h"
 
 #include <ImathBox.h>
+#include <ImathBoxAlgo.h>
 
 #include <tbb/parallel_for.h>
 
@@ -30,14 +33,16 @@ namespace {
 
 class EmbreeGeometry : public SceneGeometry {
 public:
-    EmbreeGeometry(const Database& database, miTag rootGroup, const miOptions& options, const GeneratedItems& generated,
+    EmbreeGeometry(const Database& database, miTag rootGroup, const miOptions& options, const GeneratedScene& generated,
                    bool outline, const GeometryRules& rules)
         : scene_(flatten(database, rootGroup, options, generated, outline, budget_)),
           surfaces_(rules, scene_.cameras),
+          shapeFinder_(rules.shapes),
           timed_(options.motion != 0 || options.shutter > options.shutter_delay) {
         const auto start = std::chrono::steady_clock::now();
         onDemand_.emplace(database, scene_.instances, budget_, surfaces_, options.no_hair != 0);
         if (outline) return;
+        findShapes(database);
         buildMeshes(database, options.no_hair != 0);
         for (const FlatElement& light : scene_.lights) addLightShape(database, light);
         for (FlatInstance& instance : scene_.instances) {
@@ -60,7 +65,9 @@ public:
         std::unordered_set<const Mesh*> used;
         for (const FlatInstance& instance : scene_.instances) used.insert(instance.mesh);
         std::erase_if(meshes_, [&](const auto& mesh) { return !used.contains(mesh.get()); });
-        kernels_.emplace(scene_.instances, timed_, onDemand_->instances());
+        boxes_.assign(onDemand_->instances().begin(), onDemand_->instances().end());
+        boxes_.insert(boxes_.end(), shapedInstances_.begin(), shapedInstances_.end());
+        kernels_.emplace(scene_.instances, timed_, boxes_, shapeFinder_);
         onDemand_->trace = [this](const BroughtGeometry& brought) {
             return kernels_->traced(brought.mesh.get(), brought.hair.get());
         };
@@ -72,10 +79,12 @@ public:
 
     HitListSizes listSizes(const FlatInstance& instance) const override {
         if (instance.hair) return listSizesOf(*instance.hair);
+        if (instance.shape) return listSizesOf(*instance.shape);
         return instance.mesh ? listSizesOf(*instance.mesh) : HitListSizes();
     }
     void fillState(const Hit& hit, miState& state, const HitLists& lists, bool flipNormals) const override {
         if (hit.instance->hair) return fillHair(hit, state, lists, flipNormals);
+        if (hit.instance->shape) return fillShape(hit, state, lists, flipNormals);
         fillSurface(hit, state, lists, flipNormals);
     }
 
@@ -121,9 +130,12 @@ private:
     MemoryBudget budget_;
     FlatScene scene_;
     const ObjectSurfaces surfaces_;
+    const ShapeFinder shapeFinder_;
     const bool timed_;  ///< things move while rays are traced
     SurfaceMaterials surfaceMaterials_;
     mutable std::optional<OnDemandObjects> onDemand_;  ///< comes and goes while rays are traced
+    std::map<miTag, ShaderShape> shapes_;              ///< by object
+    std::vector<std::size_t> shapedInstances_, boxes_;
     std::vector<std::unique_ptr<Mesh>> meshes_;
     std::vector<std::unique_ptr<ObjectSource>> sources_;  ///< of hairs that were loaded
     std::vector<std::unique_ptr<Hair>> hairs_;
@@ -138,6 +150,25 @@ private:
         if (instance.hair)
             for (const CurvePoint& p : instance.hair->points.front())
                 box.extendBy(transformPoint({p.x, p.y, p.z}, place));
+        if (instance.shape) box.extendBy(Imath::transform(instance.shape->box, place));
+    }
+
+    /// Objects with intersection shaders.
+    void findShapes(const Database& database) {
+        for (std::size_t i = 0; i < scene_.instances.size(); ++i) {
+            FlatInstance& instance = scene_.instances[i];
+            const auto* object = database.as<miObject>(instance.object, miSCENE_OBJECT);
+            if (!object || object->functions == 0) continue;
+            const auto [entry, isNew] = shapes_.try_emplace(instance.object);
+            if (isNew) entry->second = {object->functions, boxOf(*object)};
+            if (isNew && !hasBox(*object))
+                error("GEOM", "object {} has an intersection shader and no box that it could lie in, left out",
+                      quotedName(database, instance.object));
+            instance.shape = &entry->second;
+            instance.moves = instance.motionSteps > 0;
+            if (instance.materials) instance.surfaceMaterials = *instance.materials;
+            if (hasBox(*object)) shapedInstances_.push_back(i);
+        }
     }
 
     /// What an object is made of: a mesh, hairs, or nothing.
@@ -153,7 +184,7 @@ private:
         std::vector<miTag> objects;
         std::vector<std::vector<const FlatInstance*>> instances;
         for (const FlatInstance& instance : scene_.instances) {
-            if ((instance.flags & EmbreeKernels::kCastBits) == 0 || instance.onDemand) continue;
+            if ((instance.flags & EmbreeKernels::kCastBits) == 0 || instance.onDemand || instance.shape) continue;
             const auto [number, isNew] = numbers.try_emplace(instance.object, objects.size());
             if (isNew) {
                 objects.push_back(instance.object);
@@ -230,13 +261,13 @@ std::unique_ptr<SceneGeometry> SceneGeometry::build(const Database& database, mi
 }
 
 std::unique_ptr<SceneGeometry> SceneGeometry::collect(const Database& database, miTag rootGroup,
-                                                      const miOptions& options, const GeneratedItems& generated,
+                                                      const miOptions& options, const GeneratedScene& generated,
                                                       const GeometryRules& rules) {
     return std::make_unique<EmbreeGeometry>(database, rootGroup, options, generated, false, rules);
 }
 
 std::unique_ptr<SceneGeometry> SceneGeometry::outline(const Database& database, miTag rootGroup,
-                                                      const miOptions& options, const GeneratedItems& generated) {
+                                                      const miOptions& options, const GeneratedScene& generated) {
     return std::make_unique<EmbreeGeometry>(database, rootGroup, options, generated, true, GeometryRules());
 }
 

@@ -21,6 +21,7 @@ namespace lumorender {
 struct Hair;
 struct Mesh;
 struct OnDemandObject;
+struct ShaderShape;
 
 /// Row-vector matrices (p' = p M), in double precision.
 struct Placement {
@@ -47,6 +48,7 @@ struct FlatInstance {
     const Mesh* mesh = nullptr;
     const Hair* hair = nullptr;                     ///< in the place of a mesh
     OnDemandObject* onDemand = nullptr;             ///< brings mesh or hair when a ray meets its box
+    const ShaderShape* shape = nullptr;             ///< in the place of a mesh: a shader finds the surface
     const std::vector<miTag>* materials = nullptr;  ///< inherited, if any; by polygon label in tagged objects
     std::span<const miTag> surfaceMaterials;        ///< what that comes to: miState::material for each surface of the
                                                     ///< mesh, or of all hair
@@ -76,8 +78,14 @@ struct FlatElement {
     std::uint8_t motionSteps = 0;
 };
 
-/// What geometry shaders have made, by their instances: an object, light, instance or group, or 0.
-using GeneratedItems = std::unordered_map<miTag, miTag>;
+/// What shaders have made of a scene before it is traced.
+struct GeneratedScene {
+    std::unordered_map<miTag, miTag> items;  ///< by instances of geometry shaders: an object, light, group, or 0
+    miTag inRoot = 0;                        ///< a group that stands in the world beside the root group, or 0
+    /// By instances whose transforms shaders compute: from the parent's space to the element's, at the ends of the equal
+    /// parts of the shutter interval, or one that holds for all of it.
+    std::unordered_map<miTag, std::vector<M44d>> transforms;
+};
 
 /// What instances do to photons.
 enum PhotonFlags : std::uint8_t {
@@ -114,6 +122,16 @@ struct Ray {
     /// The hit on this ray that it goes on from, at `near`: a surface counts once for each of its sides where the ray
     /// goes through an edge or a corner that several of its triangles share.
     const Hit* behind = nullptr;
+    const miState* asking = nullptr;  ///< for whom it is traced; without, no shader can be asked for shapes
+};
+
+/// What intersection shaders say of a place on their surface, in the space of the object.
+struct ShapePlace {
+    miVector normal = {0, 0, 0};  ///< any length; zero = none was given
+    miVector texture = {0, 0, 0};
+    miVector du = {0, 0, 0}, dv = {0, 0, 0};  ///< how the point moves with the texture coordinates; zero = not given
+    miTag material = 0;
+    miUint label = 0;
 };
 
 /// The place where a ray met a surface; enough to find everything about it. What miState::pri points to.
@@ -127,7 +145,19 @@ struct Hit {
     float time = 0;          ///< 0 where nothing moves during the exposure
     std::uint8_t sides = 0;  ///< kFront, kBack: of the surface where it is crossed here; none on hair
     V3d point = V3d(0);      ///< world space, exact to double precision: the ray's and the surface's
+    ShapePlace place;        ///< on surfaces that shaders find
 };
+
+/// The part of a ray within an object's box, in the space of the object.
+struct ObjectRay {
+    miVector org, dir;  ///< unit length
+    double dist = 0;    ///< where it ends; from whoever finds a surface: where this is
+};
+
+/// Asks the intersection shaders of an instance for the first place where the ray meets their surface, for a state.
+/// From any thread.
+using ShapeFinder =
+    std::function<bool(const miState& asking, const FlatInstance& instance, ObjectRay& ray, ShapePlace& place)>;
 
 /// Memory that a hit's lists are written to: tex_list, bump lists and derivs of the state. Sized by the mesh.
 struct HitLists {
@@ -152,6 +182,7 @@ using ViewMeasure =
 struct GeometryRules {
     const Approximation* approximation = nullptr;  ///< of the options: beats those of objects
     ViewMeasure view;                              ///< none = `view` means units of the object
+    ShapeFinder shapes;                            ///< none = no surface is found by shaders
 };
 
 class SceneGeometry {
@@ -164,11 +195,11 @@ public:
     /// The first half of that: what there is and where. Until `complete` builds the kernels no ray meets anything, and
     /// meshes may be replaced.
     static std::unique_ptr<SceneGeometry> collect(const Database& database, miTag rootGroup, const miOptions& options,
-                                                  const GeneratedItems& generated = {},
+                                                  const GeneratedScene& generated = {},
                                                   const GeometryRules& rules = {});
     /// The same without objects: where everything is, for geometry shaders, and which of these are to be called.
     static std::unique_ptr<SceneGeometry> outline(const Database& database, miTag rootGroup, const miOptions& options,
-                                                  const GeneratedItems& generated);
+                                                  const GeneratedScene& generated);
     virtual std::span<const miTag> generators() const = 0;
     virtual void replaceMesh(std::span<const std::size_t> instances, std::unique_ptr<Mesh> mesh) = 0;
     virtual void complete() = 0;

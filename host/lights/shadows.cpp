@@ -38,6 +38,7 @@ bool filterByOccluder(ThreadContext& context, RayRecord& record, miColor* result
 bool findOccluder(ThreadContext& context, RayRecord& record, Ray& ray, Hit& crossed, double& distance) {
     const RenderScene& scene = *context.scene;
     ++context.counters.shadow;
+    ray.asking = &record.state;
     while (scene.geometry->intersect(ray, record.hit)) {
         distance = record.hit.dist;
         crossed = record.hit;

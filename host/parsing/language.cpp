@@ -40,10 +40,8 @@ constexpr Meaning kLanguage[] = {
     {"registry", "code|system", Refused, "scenes may not run code"},
     {"registry", "spdl", Idle, "it describes user interfaces"},
 
-    {"declare", "version|shader|material|light|instance|root|lens|volume|environment|output|contour", Used, ""},
+    {"declare", "version|shader|material|light|instance|root|lens|volume|environment|output|contour|geometry", Used, ""},
     {"declare", "apply|scanline|trace|shadow|face|texture|bump|derivative|object|camera|mixed|parallel|volume=level|hardware", Used, kInforms},
-    {"declare", "geometry", Missing, "geometry shaders of phenomena are not called"},
-    {"declare", "geometry=priority", Idle, "geometry shaders of phenomena are not called"},
 
     {"options", "samples|jitter|trace|shutter|motion|task|lens|volume|geometry|displace|hair|autovolume|gamma|face|shadow", Used, ""},
     {"options", "approximate|max|state|inheritance|traversal|luminance|data|attribute|object|finalgather|frame|output|contour", Used, ""},
@@ -145,7 +143,7 @@ constexpr Meaning kLanguage[] = {
     {"object", "samples", Idle, "every pixel takes the samples of the options"},
     {"object", "shading", Idle, kRasterizer},
     {"object", "volume", Idle, "automatic volumes tell solids by their materials' volume shaders"},
-    {"object", "intersection", LeftOut, "intersection shaders are not supported, the object is left empty"},
+    {"object", "intersection", Used, "with a box that the surface lies in"},
 
     {"group", "v|n|d|t|m|u|c|cp|p|hole|strip|fan|approximate", Used, ""},
     {"group", "merge", Used, "joins borders of surfaces; polygons stay as they are"},
@@ -168,7 +166,6 @@ constexpr Meaning kLanguage[] = {
 
     {"instance", "element|transform|motion|hide|visible|shadow|trace|reflection|refraction|transparency|finalgather|face", Used, ""},
     {"instance", "override|material|approximate|light|tag|data|parameters|geometry|caustic|globillum", Used, ""},
-    {"instance", "transform=shader", LeftOut, "transforms by shaders are not supported, identity is used"},
     {"instance", "shadowmap", Idle, kMaps},
     {"instance", "select", Idle, "it is for interactive programs"},
     {"instance", "samples", Idle, "every pixel takes the samples of the options"},

@@ -10,7 +10,6 @@ enum class Effect {
     Used,
     Idle,     ///< read, and without effect on the picture: told at info level
     Missing,  ///< asks for something that is not done: a warning
-    LeftOut,  ///< the same of geometry, without which the picture is another one: an error, and the render goes on
     Refused,  ///< not done on purpose: a warning
 };
 

@@ -55,7 +55,6 @@ void Problems::tell(const Place& place, std::string_view element, std::string_vi
     const std::string text =
         fmt::format("{}: \"{}\" {}: {}", element, said,
                     meaning->effect == Effect::Refused ? "is refused" : "has no effect", meaning->why);
-    if (meaning->effect == Effect::LeftOut) return leftOut(place, text);
     if (meaning->effect != Effect::Idle) return unsupported(place, text);
     note(place, text);
 }

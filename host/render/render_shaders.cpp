@@ -4,6 +4,7 @@
 #include "mi/instance.h"
 #include "mi/light.h"
 #include "mi/material.h"
+#include "mi/object.h"
 #include "mi/options.h"
 #include "support/messages.h"
 
@@ -17,6 +18,7 @@ namespace {
 void addElements(const Database& database, const miOptions& options, bool contours, ShaderTable& shaders) {
     const bool hasPhotons = options.caustic || options.globillum;
     for (miTag tag = 1; tag < database.end(); ++tag) {
+        if (const auto* use = database.detail<PhenomenonElement>(tag)) shaders.add(use->function, miSHADER_OTHER);
         if (const auto* material = database.as<miMaterial>(tag, miSCENE_MATERIAL)) {
             shaders.add(surfaceShaderOf(*material), miSHADER_MATERIAL);
             shaders.add(material->displace, miSHADER_DISPLACE);
@@ -30,6 +32,8 @@ void addElements(const Database& database, const miOptions& options, bool contou
         } else if (const auto* light = database.as<miLight>(tag, miSCENE_LIGHT)) {
             shaders.add(light->shader, miSHADER_LIGHT);
             if (hasPhotons) shaders.add(light->emitter, miSHADER_PHOTON_EMITTER);
+        } else if (const auto* object = database.as<miObject>(tag, miSCENE_OBJECT)) {
+            shaders.add(object->functions, miSHADER_OTHER);
         }
     }
 }
@@ -91,15 +95,20 @@ void addCameraShaders(Database& database, miTag& slot, PhenomenonInstance::Camer
 
 }  // namespace
 
-void findShaders(RenderScene& scene, miCamera& camera, ShaderTable& shaders) {
+void findShadersOfElements(RenderScene& scene, ShaderTable& shaders) {
     Database& database = *scene.database;
     shaders.add(scene.options->state_func, miSHADER_STATE);
-    shaders.add(camera.lens, miSHADER_LENS);
-    shaders.add(camera.volume, miSHADER_VOLUME);
-    shaders.add(camera.environment, miSHADER_ENVIRONMENT);
+    shaders.add(scene.camera->lens, miSHADER_LENS);
+    shaders.add(scene.camera->volume, miSHADER_VOLUME);
+    shaders.add(scene.camera->environment, miSHADER_ENVIRONMENT);
     addElements(database, *scene.options, hasContours(database), shaders);
     addContours(scene, shaders);
     addOutputShaders(scene, shaders);
+}
+
+void findShaders(RenderScene& scene, miCamera& camera, ShaderTable& shaders) {
+    Database& database = *scene.database;
+    findShadersOfElements(scene, shaders);
     for (const FlatInstance& instance : scene.geometry->instances()) addSurfaces(database, instance, shaders);
     addCameraShaders(database, camera.lens, &PhenomenonInstance::lens, shaders);
     addCameraShaders(database, camera.volume, &PhenomenonInstance::volume, shaders);

@@ -7,6 +7,9 @@
 
 namespace lumorender {
 
+/// Adds those that elements name, wherever these stand: all but shaders in the place of materials.
+void findShadersOfElements(RenderScene& scene, ShaderTable& shaders);
+
 /// Adds all shaders of the scene to the table, and gives the scene its slots. Phenomena bring shaders for the camera,
 /// which take their places in its slots. Warns of surfaces that have none. The scene's geometry must be there, without
 /// what shaders displace of it. Throws Failure where a module lacks a function.

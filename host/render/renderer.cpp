@@ -20,6 +20,7 @@
 #include "support/threads.h"
 #include "tracing/camera.h"
 #include "tracing/eye_samples.h"
+#include "tracing/shape_calls.h"
 #include "tracing/shader_table.h"
 #include "tracing/textures.h"
 
@@ -163,7 +164,7 @@ private:
 
     void buildScene() {
         const long errors = messageCount(MessageClass::Error);
-        const GeneratedItems generated = callGeometryShaders(scene_, shaders_, settings_.building);
+        const GeneratedScene generated = callGeometryShaders(scene_, shaders_, settings_.building);
         geometry_ = SceneGeometry::collect(database_, scene_.rootGroup, *options_, generated, geometryRules());
         scene_.geometry = geometry_;
         sceneIsWhole_ = messageCount(MessageClass::Error) == errors;
@@ -177,6 +178,7 @@ private:
         GeometryRules rules;
         const auto* detail = database_.detail<OptionsDetail>(scene_.optionsTag);
         if (detail && !detail->approximation.empty()) rules.approximation = &detail->approximation;
+        rules.shapes = findShape;
         rules.view = [this](std::span<const FlatElement> cameras,
                             const std::vector<const FlatInstance*>& instances) -> EdgeMeasure {
             const auto element = std::find_if(cameras.begin(), cameras.end(), [&](const FlatElement& camera) {

@@ -54,6 +54,9 @@ public:
     /// Instance exits, then shader-level exits, in reverse order.
     void finish(ThreadContext& context);
 
+    /// Bytes that the results of a slot's shaders need; at least 16.
+    std::size_t resultSizeOf(miTag slot) const;
+
     bool knows(miTag tag) const { return seen_.contains(tag); }
     /// Textures that parameters of the shaders name.
     const std::set<miTag>& textures() const { return textures_; }
@@ -78,7 +81,6 @@ private:
     void addList(miTag tag, const FunctionList& list, miShader_type type);
     void checkDepth(miTag tag) const;
     void addPhenomenon(FunctionRuntime& runtime, const PhenomenonInstance& phenomenon, miShader_type type);
-    std::size_t resultSizeOf(miTag slot) const;
     void addConnections(const miFunction& function);
     void addNamedShaders(const std::vector<Parameter>& parameters, const miFunction& function, std::size_t base);
     void addNamedShader(const Parameter& parameter, const miFunction& function, std::size_t offset);

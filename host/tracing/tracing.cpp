@@ -220,6 +220,7 @@ bool findHit(ThreadContext& context, RayRecord& record, RayVisibility visibility
     ray.behind = reach.behind;
     ray.time = shutterFraction(scene, state);
     ray.visibility = visibility;
+    ray.asking = &state;
     if (!scene.geometry->intersect(ray, record.hit)) return false;
 
     fillHit(context, record, true);

@@ -170,9 +170,10 @@ private:
 
     void phenomenon(const PhenomenonInstance& use) {
         for (const miTag tag : {use.root, use.lens.shaders, use.volume.shaders, use.environment.shaders,
-                                use.output.shaders, use.contourStore, use.contourContrast})
+                                use.output.shaders, use.geometry.shaders, use.contourStore, use.contourContrast})
             name(tag);
-        showAll(use.lens.priority, use.volume.priority, use.environment.priority, use.output.priority, use.outputTypes);
+        showAll(use.lens.priority, use.volume.priority, use.environment.priority, use.output.priority,
+                use.geometry.priority, use.outputTypes);
     }
 
     void userData(miTag tag) {
@@ -275,7 +276,7 @@ private:
     void object(miTag tag) {
         miObject record = *database_.as<miObject>(tag, miSCENE_OBJECT);
         record.geo = {};
-        this->record(record, &miObject::userdata);
+        this->record(record, &miObject::userdata, &miObject::functions);
         if (const auto* placeholder = database_.detail<Placeholder>(tag)) show(placeholder->file);
         const auto* source = database_.detail<ObjectSource>(tag);
         if (!source) return;
