@@ -144,14 +144,31 @@ miInstance* BuildSession::beginInstance(const std::string& name) {
     return record;
 }
 
-miTag BuildSession::endInstance(const std::string& element, miTag geometryShader) {
+miTag BuildSession::endInstance(const std::string& element, miTag geometryShader, miTag parameters) {
     Open<miInstance> open = end(instance_);
     if (!element.empty()) open.record.item = find(element);
     if (!element.empty() && !open.record.item) refuse("there is no \"{}\" to be placed", element);
     if (element.empty() && geometryShader) open.record.item = geometryShader;
     auto detail = std::make_unique<InstanceDetail>();
     adopt(open.record, *detail);
+    if (parameters) return storeWithParameters(open, std::move(detail), parameters);
     return store(open, miSCENE_INSTANCE, std::move(detail));
+}
+
+/// As the scene language has them: only their values, whatever they are connected to.
+miTag BuildSession::storeWithParameters(const Open<miInstance>& open, std::unique_ptr<Detail> detail, miTag call) {
+    const auto* function = world_->database.as<miFunction>(call, miSCENE_FUNCTION);
+    if (!function) refuse("parameters of instances are given as a call of their inheritance function");
+    if (open.edited) refuse("an instance that was there keeps its parameters");
+    constexpr std::size_t kParameters = offsetof(miInstance, param);
+    const auto size = static_cast<std::size_t>(function->parameter_size);
+    miInstance record = open.record;
+    record.param_decl = function->function_decl;
+    record.param_size = function->parameter_size;
+    std::vector<std::byte> bytes(std::max(sizeof record, kParameters + size));
+    std::memcpy(bytes.data(), &record, kParameters);
+    std::memcpy(bytes.data() + kParameters, function->parameters, size);
+    return world_->made.store(open.name, miSCENE_INSTANCE, bytes.data(), bytes.size(), std::move(detail));
 }
 
 /// What has another place besides the record. Flags that are 0 were not given.
@@ -257,19 +274,40 @@ void BuildSession::nameShader(const std::string& name, miTag shader) {
     world_->made.setName(name, shader);
 }
 
-miDlist* BuildSession::newList() { return reinterpret_cast<miDlist*>(&lists_.emplace_back()); }
+miDlist* BuildSession::newList(int kind) {
+    if (kind != miDLIST_TAG && kind != miDLIST_SCALAR && kind != miDLIST_GEOSCALAR)
+        refuse("lists of kind {} are not supported, those of tags and of numbers are", kind);
+    return reinterpret_cast<miDlist*>(&lists_.emplace_back(kind));
+}
 
-std::vector<miTag>& BuildSession::listOf(miDlist* list) {
-    for (std::vector<miTag>& each : lists_)
+BuildSession::GrowingList& BuildSession::listOf(miDlist* list) {
+    for (GrowingList& each : lists_)
         if (reinterpret_cast<miDlist*>(&each) == list) return each;
     refuse("this is no list of the running shader");
 }
 
-void BuildSession::addToList(miDlist* list, miTag tag) { listOf(list).push_back(tag); }
+void BuildSession::addToList(miDlist* list, const void* item) {
+    GrowingList& growing = listOf(list);
+    if (growing.kind == miDLIST_TAG)
+        growing.tags.push_back(static_cast<miTag>(reinterpret_cast<std::uintptr_t>(item)));
+    else if (!item)
+        refuse("there is no number");
+    else if (growing.kind == miDLIST_SCALAR)
+        growing.scalars.push_back(*static_cast<const miScalar*>(item));
+    else
+        growing.scalars.push_back(static_cast<float>(*static_cast<const miGeoScalar*>(item)));
+}
+
+std::vector<float> BuildSession::scalarsOf(miDlist* list) {
+    const GrowingList& growing = listOf(list);
+    if (growing.kind == miDLIST_TAG) refuse("a list of numbers is needed, not one of tags");
+    return growing.scalars;
+}
 
 miTag BuildSession::storeList(miDlist* list) {
     requireShader();
-    const std::vector<miTag>& tags = listOf(list);
+    if (listOf(list).kind != miDLIST_TAG) refuse("a list of tags is needed, not one of numbers");
+    const std::vector<miTag>& tags = listOf(list).tags;
     return world_->made.store({}, miSCENE_TAG, tags.data(), tags.size() * sizeof(miTag), nullptr);
 }
 

@@ -54,7 +54,8 @@ public:
 
     miInstance* beginInstance(const std::string& name);
     /// @param element empty = what the record says, or the shader.
-    miTag endInstance(const std::string& element, miTag geometryShader);
+    /// @param parameters a call of the inheritance function, whose values the instance gets; 0 = none
+    miTag endInstance(const std::string& element, miTag geometryShader, miTag parameters);
     miGroup* beginGroup(const std::string& name);
     void addToGroup(const std::string& instance);
     void clearGroup();
@@ -70,8 +71,10 @@ public:
     miTag shaderList(miTag first, miTag second);
     void nameShader(const std::string& name, miTag shader);
 
-    miDlist* newList();
-    void addToList(miDlist* list, miTag tag);
+    miDlist* newList(int kind);
+    /// What `item` is the kind of the list says: a tag in the place of a pointer, or the address of a number.
+    void addToList(miDlist* list, const void* item);
+    std::vector<float> scalarsOf(miDlist* list);
     miTag storeList(miDlist* list);
 
     /// Adds to a geometry shader's result, which becomes a group.
@@ -94,8 +97,15 @@ private:
     miTag store(const Open<Record>& open, int type, std::unique_ptr<Detail> detail);
     void requireShader() const;
     miTag instanceOf(miTag element);
+    miTag storeWithParameters(const Open<miInstance>& open, std::unique_ptr<Detail> detail, miTag call);
     void adopt(const miInstance& record, InstanceDetail& detail) const;
-    std::vector<miTag>& listOf(miDlist* list);
+    /// Of tags, or of numbers.
+    struct GrowingList {
+        int kind = miDLIST_TAG;
+        std::vector<miTag> tags = {};
+        std::vector<float> scalars = {};
+    };
+    GrowingList& listOf(miDlist* list);
 
     std::shared_ptr<BuildWorld> world_;
     std::string who_;
@@ -113,7 +123,7 @@ private:
     std::unique_ptr<Open<miMaterial>> material_;
     std::unique_ptr<Open<miLight>> light_;
     std::unique_ptr<CallBuilder> call_;
-    std::deque<std::vector<miTag>> lists_;
+    std::deque<GrowingList> lists_;
 };
 
 }  // namespace lumorender

@@ -20,14 +20,16 @@ void ObjectBuilder::setTransform(const miMatrix matrix) {
     source_.hasTransform = true;
 }
 
-void ObjectBuilder::beginGroup() {
+void ObjectBuilder::beginGroup(double merge) {
     if (group_) refuse("a group is open already");
     group_.emplace();
+    group_->surfaces.merge = merge > 0 ? static_cast<float>(merge) : 0;
 }
 
 void ObjectBuilder::endGroup() {
     if (!group_) refuse("no group is open");
     if (polygon_) refuse("a polygon is open");
+    if (surfaces_.isOpen()) refuse("a curve or surface is open");
     closeVertex();
     source_.groups.push_back(std::move(*group_));
     group_.reset();
@@ -148,6 +150,12 @@ void ObjectBuilder::endPolygon() {
     }
     polygon.count = static_cast<std::uint32_t>(corners.size()) - polygon.first;
     group().polygons.push_back(polygon);
+}
+
+SurfaceBuilder& ObjectBuilder::surfaces() {
+    if (polygon_) refuse("a polygon is open");
+    closeVertex();
+    return surfaces_;
 }
 
 void ObjectBuilder::addApproximation(const ApproximationRule& rule) { source_.approximation.push_back(rule); }

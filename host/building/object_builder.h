@@ -1,6 +1,7 @@
 // The geometry of an object, put together by calls as the scene language has its parts.
 #pragma once
 
+#include "building/surface_builder.h"
 #include "database/elements.h"
 #include "mi/geometry_api.h"
 
@@ -20,7 +21,7 @@ public:
     void setTransform(const miMatrix matrix);
 
     /// A group begins by itself where vectors come without.
-    void beginGroup();
+    void beginGroup(double merge = 0);
     void endGroup();
     void addVector(const miVector& vector);
     void addVertex(int position);
@@ -37,6 +38,11 @@ public:
     void addHole();
     void endPolygon();
     void addApproximation(const ApproximationRule& rule);
+
+    /// Bases belong to the object; curves and surfaces to the group, whose vertices come first.
+    SurfaceBuilder& bases() { return surfaces_; }
+    SurfaceBuilder& surfaces();
+    PolygonGroupSource& group();
 
     miHair_list* beginHair();
     void addHairInfo(int place, char kind, int count);
@@ -58,7 +64,6 @@ private:
     };
     enum class HairStep { None, Info, Scalars, ScalarsEnded, Hairs, HairsEnded, Done };
 
-    PolygonGroupSource& group();
     OpenVertex& vertex();
     int vectorNumber(int vector, bool mayLack = false) const;
     void closeVertex();
@@ -70,6 +75,7 @@ private:
     std::optional<PolygonSource> polygon_;
     std::uint32_t loopStart_ = 0;
     miTag material_ = 0;
+    SurfaceBuilder surfaces_;
     HairStep hairStep_ = HairStep::None;
     miHair_list hairSettings_ = {};
     HairSource hair_;

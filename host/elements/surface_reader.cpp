@@ -1,5 +1,6 @@
 // Reads bases, free-form curves and surfaces, and connections.
 #include "elements/element_readers.h"
+#include "elements/free_form_rules.h"
 
 #include <fmt/format.h>
 
@@ -12,22 +13,12 @@ namespace {
 
 using Kind = BasisSource::Kind;
 
-constexpr int kHighestDegree = 30;
 constexpr std::size_t kMostNumbers = 1 << 24;
 
 [[noreturn]] void failAt(const Place& place, const std::string& text) { throw SyntaxError{place, text}; }
 
-/// How many control points go with so many parameters; negative where there are too few parameters.
-long pointsOf(const BasisSource& basis, std::size_t parameters) {
-    const long ends = static_cast<long>(parameters), pieces = ends - 1;
-    switch (basis.kind) {
-        case Kind::Bezier: return pieces < 1 ? -1 : pieces * basis.degree + 1;
-        case Kind::BSpline: return ends < 2 * (basis.degree + 1) ? -1 : ends - basis.degree - 1;
-        case Kind::Cardinal: return pieces < 1 ? -1 : pieces + 3;
-        case Kind::Taylor: return pieces < 1 ? -1 : pieces * (basis.degree + 1);
-        case Kind::Matrix: return pieces < 1 ? -1 : (pieces - 1) * basis.step + basis.degree + 1;
-    }
-    return -1;
+void failIf(const Place& place, const std::string& problem) {
+    if (!problem.empty()) failAt(place, problem);
 }
 
 /// Reads one curve or surface.
@@ -71,8 +62,6 @@ private:
         while (in_.atNumber() && (!in_.atInteger() || numbers.size() < least)) numbers.push_back(in_.readFloat());
         return numbers;
     }
-    void check(const DirectionSource& direction, const Place& place) const;
-    void useWholeRange(DirectionSource& direction) const;
     void takeRange(DirectionSource& direction, const Place& place) const;
 
     std::vector<ControlPoint> readPoints();
@@ -84,44 +73,13 @@ private:
     int findSurface();
 };
 
-/// Finite and in order.
-void FreeFormReader::check(const DirectionSource& direction, const Place& place) const {
-    const auto& numbers = direction.parameters;
-    for (std::size_t i = 0; i < numbers.size(); ++i) {
-        if (!std::isfinite(numbers[i]))
-            failAt(place, fmt::format("found the parameter {}, expected a number", numbers[i]));
-        if (i > 0 && numbers[i] < numbers[i - 1])
-            failAt(place, fmt::format("found the parameter {} behind {}, expected none that is less", numbers[i],
-                                      numbers[i - 1]));
-    }
-    if (pointsOf(direction.basis, numbers.size()) < 0)
-        failAt(place, fmt::format("found {} parameters, expected at least {} for the basis \"{}\"", numbers.size(),
-                                  direction.basis.kind == Kind::BSpline ? 2 * (direction.basis.degree + 1) : 2,
-                                  direction.basis.name));
-}
-
-/// B-splines begin and end inside of their knots.
-void FreeFormReader::useWholeRange(DirectionSource& direction) const {
-    const std::size_t skip =
-        direction.basis.kind == Kind::BSpline ? static_cast<std::size_t>(direction.basis.degree) : 0;
-    direction.low = direction.parameters[skip];
-    direction.high = direction.parameters[direction.parameters.size() - 1 - skip];
-    if (!(direction.low < direction.high))
-        failAt(place_, fmt::format("found parameters from {} to {}, expected a range", direction.low, direction.high));
-}
-
-/// The range stands before the parameters. What of it has no surface is cut off.
+/// The range stands before the parameters.
 void FreeFormReader::takeRange(DirectionSource& direction, const Place& place) const {
     if (direction.parameters.size() < 2) failAt(place, "found less than two numbers, expected a range of parameters");
     const float low = direction.parameters[0], high = direction.parameters[1];
     direction.parameters.erase(direction.parameters.begin(), direction.parameters.begin() + 2);
-    check(direction, place);
-    useWholeRange(direction);
-    if (!(low < high) || !(low < direction.high) || !(high > direction.low))
-        failAt(place, fmt::format("found the range {} to {}, expected a part of {} to {}", low, high, direction.low,
-                                  direction.high));
-    direction.low = std::max(direction.low, low);
-    direction.high = std::min(direction.high, high);
+    failIf(place, problemOfParameters(direction));
+    failIf(place, useRange(direction, low, high));
 }
 
 std::vector<ControlPoint> FreeFormReader::readPoints() {
@@ -152,8 +110,8 @@ CurveSource FreeFormReader::readCurve(bool inSpace) {
     curve.direction = readBasisName();
     const Place place = in_.place();
     curve.direction.parameters = readParametersBeforePoints();
-    check(curve.direction, place);
-    useWholeRange(curve.direction);
+    failIf(place, problemOfParameters(curve.direction));
+    failIf(place_, useWholeRange(curve.direction));
     curve.points = readPoints();
     checkCount(curve.points, pointsOf(curve.direction.basis, curve.direction.parameters.size()));
     if (in_.accept("special"))
@@ -225,8 +183,8 @@ void FreeFormReader::readOverlay(SurfaceSource& surface) {
         takeRange(overlay.v, place);
     } else {
         for (DirectionSource* direction : {&overlay.u, &overlay.v}) {
-            check(*direction, place);
-            useWholeRange(*direction);
+            failIf(place, problemOfParameters(*direction));
+            failIf(place_, useWholeRange(*direction));
         }
         checkCount(overlay.points, count(0));
     }

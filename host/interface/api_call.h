@@ -6,6 +6,7 @@
 #include "library/memory.h"
 #include "support/messages.h"
 
+#include <algorithm>
 #include <string>
 
 namespace lumorender {
@@ -56,6 +57,25 @@ Record* recordOf(const char* function, const Call& call) noexcept {
     if (record) return record;
     lost = {};
     return &lost;
+}
+
+/// By constants: parts along u and v, then length, distance and angle.
+inline ApproximationRule ruleOf(const miApprox& given) {
+    ApproximationRule rule;
+    if (given.cnst[0] > 0 || given.cnst[1] > 0) {
+        rule.parametric = static_cast<int>(std::clamp(given.cnst[0], 0.0F, 100.0F));
+        rule.parts[0] = given.cnst[0];
+        rule.parts[1] = given.cnst[1];
+    }
+    rule.view = given.view_dep != 0;
+    rule.any = given.any != 0;
+    rule.length = given.cnst[2];
+    rule.distance = given.cnst[3];
+    rule.angle = given.cnst[4];
+    rule.least = given.subdiv[0];
+    rule.most = given.subdiv[1];
+    rule.mostTriangles = given.max;
+    return rule;
 }
 
 }  // namespace lumorender

@@ -40,11 +40,8 @@ miInstance* mi_api_instance_begin(char* name) {
 
 miTag mi_api_instance_end(char* element, miTag geometry_shader, miTag parameters) {
     const std::string taken = takeName(element);
-    return built<miTag>("mi_api_instance_end", [&](BuildSession& s) {
-        const miTag tag = s.endInstance(taken, geometry_shader);
-        if (parameters) refuse("parameters of instances cannot be given by calls, they are left out");
-        return tag;
-    });
+    return built<miTag>("mi_api_instance_end",
+                        [&](BuildSession& s) { return s.endInstance(taken, geometry_shader, parameters); });
 }
 
 miGroup* mi_api_instgroup_begin(char* name) {
@@ -134,16 +131,11 @@ miBoolean mi_api_shader_add(char* name, miTag shader) {
 }
 
 miDlist* mi_api_dlist_create(int type) {
-    return built<miDlist*>("mi_api_dlist_create", [&](BuildSession& s) {
-        if (type != miDLIST_TAG) refuse("lists of kind {} are not supported, those of tags are", type);
-        return s.newList();
-    });
+    return built<miDlist*>("mi_api_dlist_create", [&](BuildSession& s) { return s.newList(type); });
 }
 
-miBoolean mi_api_dlist_add(miDlist* list, void* tag) {
-    return building("mi_api_dlist_add", [&](BuildSession& s) {
-        s.addToList(list, static_cast<miTag>(reinterpret_cast<std::uintptr_t>(tag)));
-    });
+miBoolean mi_api_dlist_add(miDlist* list, void* item) {
+    return building("mi_api_dlist_add", [&](BuildSession& s) { s.addToList(list, item); });
 }
 
 miTag mi_api_taglist(miDlist* list) {

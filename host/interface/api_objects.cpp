@@ -17,20 +17,6 @@ miVector narrowed(const miGeoVector& v) {
     return {static_cast<miScalar>(v.x), static_cast<miScalar>(v.y), static_cast<miScalar>(v.z)};
 }
 
-/// By constants for length, distance and angle, the third to the fifth.
-ApproximationRule ruleOf(const miApprox& given) {
-    ApproximationRule rule;
-    rule.view = given.view_dep != 0;
-    rule.any = given.any != 0;
-    rule.length = given.cnst[2];
-    rule.distance = given.cnst[3];
-    rule.angle = given.cnst[4];
-    rule.least = given.subdiv[0];
-    rule.most = given.subdiv[1];
-    rule.mostTriangles = given.max;
-    return rule;
-}
-
 }  // namespace
 
 extern "C" {
@@ -58,10 +44,10 @@ miBoolean mi_api_object_callback(miApi_object_callback callback, void* parameter
     return building("mi_api_object_callback", [&](BuildSession& s) { s.setCallback(callback, parameters); });
 }
 
-miBoolean mi_api_basis_list_clear(void) { return miTRUE; }
+miBoolean mi_api_object_placeholder_file(char* file) { return mi_api_object_file(file); }
 
-miBoolean mi_api_object_group_begin(double) {
-    return onObject("mi_api_object_group_begin", [](ObjectBuilder& o) { o.beginGroup(); });
+miBoolean mi_api_object_group_begin(double merge) {
+    return onObject("mi_api_object_group_begin", [&](ObjectBuilder& o) { o.beginGroup(merge); });
 }
 
 miBoolean mi_api_object_group_end(void) {

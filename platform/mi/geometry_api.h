@@ -34,9 +34,13 @@ typedef struct miGroup {
     miTag userdata;
 } miGroup;
 
-/* A list that grows, of tags. */
+/* A list that grows. What is added is a tag in the place of a pointer, or the address of a miScalar or miGeoScalar. */
 typedef struct miDlist miDlist;
-enum { miDLIST_TAG = 1 };
+enum { miDLIST_TAG = 1, miDLIST_SCALAR, miDLIST_GEOSCALAR };
+
+/* Polynomial bases, and what curves of a surface do to it. Known from use by name; the numbers are ours. */
+typedef enum { miBASIS_BEZIER, miBASIS_BSPLINE, miBASIS_CARDINAL, miBASIS_TAYLOR, miBASIS_MATRIX } miBasis_type;
+typedef enum { miCURVE_TRIM, miCURVE_HOLE, miCURVE_SPECIAL } miCurve_type;
 
 miBEGIN_C
 
@@ -64,10 +68,10 @@ miBoolean mi_api_object_matrix(miMatrix transform); /* baked into the geometry *
 /* Geometry that comes when a ray meets the box (bbox_min, bbox_max of the record), or at once without a box: from the
    object of a scene file, or built between object_begin and object_end by the callback, on any render thread. */
 miBoolean mi_api_object_file(char* file);
+miBoolean mi_api_object_placeholder_file(char* file); /* the same as object_file */
 miBoolean mi_api_object_callback(miApi_object_callback callback, void* parameters);
 
-miBoolean mi_api_basis_list_clear(void);
-miBoolean mi_api_object_group_begin(double merge);
+miBoolean mi_api_object_group_begin(double merge); /* borders of surfaces that are as near become one line */
 miBoolean mi_api_object_group_end(void);
 miBoolean mi_api_vector_xyz_add(miVector* vector);
 miBoolean mi_api_geovector_xyz_add(miGeoVector* vector);
@@ -85,6 +89,25 @@ miBoolean mi_api_poly_hole_add(void);
 miBoolean mi_api_poly_end(void);
 miBoolean mi_api_poly_approx(miApprox* approximation);
 
+/* Curves and surfaces, behind the vertices of the group, which are their control points: lists hold parameters. The
+   control points of a surface follow its two directions; then those of each texture or motion that is begun. Their
+   arguments are ours, known from use by name only. */
+miBoolean mi_api_basis_list_clear(void);
+miBoolean mi_api_basis_add(char* name, miBoolean rational, miBasis_type type, int degree, int step, miDlist* matrix);
+miBoolean mi_api_vertex_ref_add(int vertex, double weight); /* a control point of what is open; weight 1 counts once */
+miBoolean mi_api_curve_begin(char* name, char* basis, miBoolean rational);
+miBoolean mi_api_curve_end(miDlist* parameters);
+miBoolean mi_api_surface_begin(char* name, char* material); /* null = that of the instance */
+miBoolean mi_api_surface_begin_tag(char* name, miTag material_or_label);
+miBoolean mi_api_surface_params(miBoolean is_v, char* basis, miScalar low, miScalar high, miDlist* parameters,
+                                miBoolean rational);
+miBoolean mi_api_surface_derivative(int order);
+miBoolean mi_api_surface_texture_begin(miBoolean is_volume);
+miBoolean mi_api_surface_motion_begin(void);
+miBoolean mi_api_surface_curve_seg(miBoolean new_loop, miCurve_type type, char* curve, miScalar low, miScalar high);
+miBoolean mi_api_surface_end(void);
+miBoolean mi_api_surface_approx(miApprox* approximation); /* of all surfaces of the object, as poly_approx */
+
 /* Info says what hairs (place 0) and vertices (1) have besides positions, in this order: n, m, t, u, r and how many. */
 miHair_list* mi_api_hair_begin(void);
 miBoolean mi_api_hair_info(int place, char kind, int count);
@@ -97,7 +120,8 @@ miBoolean mi_api_hair_end(void);
 /* --- instances and groups --- */
 
 miInstance* mi_api_instance_begin(char* name);
-/* Of the named element, or of what a geometry shader makes; parameters are not laid out by calls, and must be 0. */
+/* Of the named element, or of what a geometry shader makes; parameters are those of a call of the inheritance function,
+   or 0. */
 miTag mi_api_instance_end(char* element, miTag geometry_shader, miTag parameters);
 miGroup* mi_api_instgroup_begin(char* name);
 miBoolean mi_api_instgroup_additem(char* instance);
@@ -124,7 +148,7 @@ miTag mi_api_light_end(void);
 
 /* Lists of tags: miInstance.material may be one, by polygon label. */
 miDlist* mi_api_dlist_create(int type);
-miBoolean mi_api_dlist_add(miDlist* list, void* tag);
+miBoolean mi_api_dlist_add(miDlist* list, void* item);
 miTag mi_api_taglist(miDlist* list);
 
 miEND_C

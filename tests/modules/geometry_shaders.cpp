@@ -229,3 +229,84 @@ TEST_SHADER(geo_late, void) {
     *result = {1, 0, 0, 1};
     return miTRUE;
 }
+
+// ---- Free-form surfaces.
+
+struct Bowl {
+    miTag material;
+    miInteger wrong;
+};
+
+static miDlist* numbers(std::initializer_list<miScalar> all) {
+    miDlist* list = mi_api_dlist_create(miDLIST_SCALAR);
+    for (miScalar number : all) mi_api_dlist_add(list, &number);
+    return list;
+}
+
+/// z = (x^2 + y^2) / 8 - 5 in two pieces along x, with a texture of its own, and a line across it that edges lie on.
+TEST_SHADER(geo_bowl, Bowl) {
+    const int wrong = VALUE(wrong);
+    see(mi_api_object_begin(text("bowl_o")));
+    mi_api_basis_add(text("q"), miFALSE, miBASIS_BSPLINE, 2, 0, nullptr);
+    mi_api_basis_add(text("b"), miFALSE, miBASIS_BEZIER, wrong == 1 ? 31 : 2, 0, nullptr);
+    mi_api_basis_add(text("l"), miFALSE, miBASIS_BEZIER, 1, 0, nullptr);
+    mi_api_object_group_begin(0);
+    for (miScalar y : {-4.f, 0.f, 4.f})
+        for (miScalar x : {-4.f, -2.f, 2.f, 4.f})
+            vectors({{x, y, (x * x > 5 ? 16.f : 0.f) / 8 + (y == 0 ? -16.f : 16.f) / 8 - 5}});
+    vectors({{1, 0, 0}, {0, 0, 0}, {1, 1, 0}, {0, 1, 0}, {.25f, 0, 0}, {.75f, 1, 0}});
+    for (int i = 0; i < 18; ++i) mi_api_vertex_add(i);
+    if (wrong == 2) mi_api_curve_begin(text("open"), text("nobody"), miFALSE);
+    mi_api_curve_begin(text("across"), text("l"), miFALSE);
+    for (int i : {16, 17}) mi_api_vertex_ref_add(i, wrong == 3 ? -1 : 1);
+    mi_api_curve_end(numbers({0, 1}));
+    mi_api_surface_begin_tag(text("s"), VALUE(material));
+    mi_api_surface_params(miFALSE, text("q"), 0, 1, numbers({0, 0, 0, .5f, 1, 1, 1}), miFALSE);
+    mi_api_surface_params(miTRUE, text("b"), 0, 1, numbers({0, wrong == 4 ? -1.f : 1.f}), miFALSE);
+    for (int i = 0; i < (wrong == 5 ? 11 : 12); ++i) mi_api_vertex_ref_add(i, 1);
+    mi_api_surface_texture_begin(miFALSE);
+    for (miBoolean v : {miFALSE, miTRUE}) mi_api_surface_params(v, text("l"), 0, 1, numbers({0, 1}), miFALSE);
+    for (int i : {12, 13, 14, 15}) mi_api_vertex_ref_add(i, 1);
+    if (wrong == 6) mi_api_surface_curve_seg(miTRUE, miCURVE_TRIM, text("nobody"), 0, 1);
+    mi_api_surface_curve_seg(miTRUE, miCURVE_SPECIAL, text("across"), 0, 1);
+    mi_api_surface_end();
+    miApprox rule = {};
+    rule.view_dep = 1;
+    rule.cnst[3] = .0002f;
+    rule.subdiv[1] = 9;
+    mi_api_surface_approx(&rule);
+    mi_api_object_group_end();
+    return mi_geoshader_add_result(reinterpret_cast<miTag*>(result), mi_api_object_end());
+}
+
+// ---- Parameters that instances have.
+
+struct Tint {
+    miColor tint;
+};
+
+TEST_SHADER(geo_inherit, Tint) { return miTRUE; }
+
+/// What the instance has.
+TEST_SHADER(geo_tinted, void) {
+    const Tint* tint = nullptr;
+    int size = 0;
+    HOLDS(mi_query(miQ_INST_PARAM_SIZE, state, state->instance, &size) && size == sizeof(Tint));
+    if (mi_query(miQ_INST_PARAM, state, state->instance, &tint)) *result = tint->tint;
+    return miTRUE;
+}
+
+/// A box whose instance has a color.
+TEST_SHADER(geo_with_tint, Geo) {
+    see(mi_api_object_begin(text("tinted box")));
+    addBox(VALUE(material));
+    mi_api_object_end();
+    mi_api_function_call(text("geo_inherit"));
+    mi_api_parameter_name(text("tint"));
+    miColor tint = {.25f, .5f, .75f, 1};
+    mi_api_parameter_value(miTYPE_COLOR, &tint, nullptr, nullptr);
+    const miTag parameters = mi_api_function_call_end(0);
+    mi_api_instance_begin(nullptr);
+    return mi_geoshader_add_result(reinterpret_cast<miTag*>(result),
+                                   mi_api_instance_end(text("tinted box"), 0, parameters));
+}
