@@ -128,6 +128,9 @@ miScalar mi_scattering_pathlength(miState* state, miScalar k) {
 
 void mi_scattering_dir_diffuse(miVector* dir, miState* state) { mi_scattering_dir_directional(dir, state, 0); }
 
+/* Light that a medium lets through unchanged. */
+void mi_scattering_dir_specular(miVector* dir, miState* state) { *dir = state->dir; }
+
 /* By the phase function (1 - k^2) / (4 pi (1 - k c)^2), c being the cosine between both directions. C. Schlick's, in P.
    Blasi et al., "A Rendering Algorithm for Discrete Volume Density Objects", Computer Graphics Forum 12(3), 1993. */
 void mi_scattering_dir_directional(miVector* dir, miState* state, miScalar directionality) {

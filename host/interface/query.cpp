@@ -48,6 +48,8 @@ constexpr std::array<Answer, miQ_COUNT> makeTable() {
            {miQ_VERSION,
             miQ_DATE,
             miQ_NUM_GLOBAL_LIGHTS,
+            miQ_CAUSTIC_PHOTONS_EMITTED,
+            miQ_GLOBAL_PHOTONS_EMITTED,
             miQ_GLOBAL_LIGHTS,
             miQ_NUM_TEXTURES,
             miQ_NUM_BUMPS,

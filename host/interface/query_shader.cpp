@@ -2,12 +2,16 @@
 #include "geometry/hair.h"
 #include "interface/query.h"
 #include "lights/lights.h"
+#include "photons/photon_maps.h"
 #include "tracing/shader_table.h"
 #include "tracing/spaces.h"
 #include "tracing/textures.h"
 #include "support/version.h"
 
 #include "shader.h"
+
+#include <algorithm>
+#include <limits>
 
 namespace lumorender {
 
@@ -124,12 +128,20 @@ int gatherState(const ThreadContext& context) {
     return context.stage == miSTAGE_FINALGATHER ? 2 : 1;
 }
 
+/// How many photons all lights have sent; unknown before that, and where there are none.
+bool answerAboutEmission(const Query& query, const RenderScene& scene, std::size_t kind) {
+    constexpr std::uint64_t kMost = std::numeric_limits<int>::max();
+    return scene.photons && query.answer(static_cast<int>(std::min(scene.photons->emitted[kind], kMost)));
+}
+
 bool answerAboutScene(const Query& query, const ThreadContext& context) {
     const RenderScene& scene = *context.scene;
     switch (query.code) {
         case miQ_NUM_GLOBAL_LIGHTS: return scene.lights && query.answer(static_cast<int>(scene.lights->all().size()));
         case miQ_GLOBAL_LIGHTS: return scene.lights && query.answer(scene.lights->all().data());
         case miQ_SCENE_ROOT_GROUP: return query.answer(scene.rootGroup);
+        case miQ_CAUSTIC_PHOTONS_EMITTED: return answerAboutEmission(query, scene, 0);
+        case miQ_GLOBAL_PHOTONS_EMITTED: return answerAboutEmission(query, scene, 1);
         // Two numbers: callers have room for two or for three.
         case miQ_LIGHT_SAMPLE_COORD: return query.answer(context.lightSample.position);
         case miQ_STAGE: return query.answer(static_cast<int>(context.stage));

@@ -1,7 +1,7 @@
 #include "photons/photon_emission.h"
 
 #include "mi/options.h"
-#include "photons/photon_sources.h"
+#include "photons/photon_aim.h"
 #include "photons/photon_tracing.h"
 #include "support/abort.h"
 #include "support/messages.h"
@@ -44,11 +44,14 @@ struct Order {
     const LightSource* source = nullptr;
     std::uint32_t seed = 0;
     std::uint64_t store = 0, emit = 0;  ///< 0: without a limit
+    PhotonAim aim;
 };
 
-std::vector<Order> ordersOf(const RenderScene& scene, miStage stage) {
+/// The first surface that sends on a photon for caustics casts them, so all others may as well not be sent.
+std::vector<Order> ordersOf(const RenderScene& scene, const SceneSphere& sphere, miStage stage) {
     std::vector<Order> orders;
     const bool isCaustic = stage == miSTAGE_CAUSTIC;
+    const std::vector<SceneSphere> casters = isCaustic ? causticCasters(scene) : std::vector<SceneSphere>();
     for (const miTag tag : scene.lights->all()) {
         const LightSource* source = scene.lights->find(tag);
         const miLight& light = *source->light;
@@ -64,7 +67,11 @@ std::vector<Order> ordersOf(const RenderScene& scene, miStage stage) {
             mixSeeds(static_cast<std::uint32_t>(orders.size()), 0xF0700000U + static_cast<std::uint32_t>(stage));
         order.store = isCaustic ? light.caustic_store_photons : light.global_store_photons;
         order.emit = isCaustic ? light.caustic_emit : light.global_emit;
-        orders.push_back(order);
+        if (isCaustic) order.aim = PhotonAim(*source, sphere, casters);
+        if (order.aim.share() <= 0)
+            warning("RC", "light instance \"{}\": nothing that casts caustics is in its reach, it emits no {}",
+                    scene.database->name(tag), nameOf(stage));
+        orders.push_back(std::move(order));
     }
     return orders;
 }
@@ -98,6 +105,7 @@ public:
         const std::uint32_t seed = takeSeed(state);
         std::array<double, 4> random;
         for (std::uint32_t i = 0; i < 4; ++i) random[i] = scrambledSobol(index, i, seed);
+        order.aim.aim(random[0], random[1]);
         const PhotonStart start = photonStart(source, sphere_, random);
         state.type = context_.stage == miSTAGE_CAUSTIC ? miPHOTON_EMIT_CAUSTIC : miPHOTON_EMIT_GLOBILLUM;
         state.org = state.point = start.origin;
@@ -106,7 +114,9 @@ public:
         state.volume = 0;
         state.time = state.options->shutter_delay;
         context_.photon = {&found_, &source};
-        miColor energy = source.light->energy;
+        const miColor& all = source.light->energy;
+        const auto share = static_cast<float>(order.aim.share());
+        miColor energy = {all.r * share, all.g * share, all.b * share, all.a};
         if (source.light->emitter)
             callShader(context_, &state, source.light->emitter, miSHADER_PHOTON_EMITTER, &energy);
         else
@@ -135,7 +145,7 @@ public:
     }
 
     bool isDone() {
-        if (abortRequested() || isFull()) return true;
+        if (abortRequested() || isFull() || order_.aim.share() <= 0) return true;
         if (order_.emit > 0) return emitted_ >= std::min(order_.emit, kMostEmitted);
         const bool isHopeless = emitted_ >= kPatience && stored_ * kLeastYield < emitted_;
         if (!isHopeless && emitted_ < kMostEmitted) return false;
@@ -222,8 +232,8 @@ long stepsOf(const std::vector<Order>& orders) {
 
 void emitPhotons(const RenderScene& scene, miStage stage, int threads, EmittedPhotons& result) {
     const auto start = std::chrono::steady_clock::now();
-    const std::vector<Order> orders = ordersOf(scene, stage);
     const SceneSphere sphere = sphereAround(*scene.geometry);
+    const std::vector<Order> orders = ordersOf(scene, sphere, stage);
     Emitters emitters(static_cast<std::size_t>(threads));
     {
         StageProgress progress(nameOf(stage), stepsOf(orders));

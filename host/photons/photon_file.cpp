@@ -17,7 +17,8 @@ constexpr RecordFileKind kKind = {
 bool readPhotonFile(const std::filesystem::path& path, PhotonMaps& maps, std::string& problem) {
     RecordFile file;
     if (!readRecordFile(kKind, path, file, problem)) return false;
-    PhotonMaps read = {{}, maps.radius};
+    PhotonMaps read;
+    read.radius = maps.radius;
     for (std::size_t k = 0; k < kPhotonKinds; ++k) {
         std::vector<Photon> photons(file.lists[k].size() / sizeof(Photon));
         std::memcpy(photons.data(), file.lists[k].data(), file.lists[k].size());

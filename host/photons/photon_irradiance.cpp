@@ -49,6 +49,8 @@ void add(miColor& sum, const std::array<double, 3>& more, const miColor& scale) 
     sum.b += static_cast<float>(more[2]) * scale.b;
 }
 
+constexpr float kStraight = 1 - 1e-6F;  // cosine from which on a normal does not count as bent
+
 bool receives(const miState* state, std::uint8_t flag) {
     const Hit* hit = hitOf(state);
     return !hit || (hit->instance->photons & flag) != 0;
@@ -73,6 +75,8 @@ bool addPhotonIrradiance(miColor& irradiance, miState* state, char side, const m
     query.position = state->point;
     const bool isTurned = dot(state->normal, state->normal_geom) < 0;
     query.normal = (side == 'b') != isTurned ? -state->normal_geom : state->normal_geom;
+    const miVector bent = unit(side == 'b' ? -state->normal : state->normal);
+    if (isFinite(bent) && dot(bent, query.normal) < kStraight) query.bent = bent;
     bool any = false;
     if (scene.caustic && receives(state, kCausticReceive)) {
         any = true;

@@ -42,6 +42,14 @@ bool arrivesOn(const Photon& photon, const miVector& normal) {
     return dot(photon.direction.unpacked(), normal) < 0 && dot(photon.normal.unpacked(), normal) > kLeastCosine;
 }
 
+/// Light per area of a surface that is bent, by what comes to the flat one. Light that grazes this is held down.
+float leanOf(const Photon& photon, const PhotonQuery& query) {
+    if (isZero(query.bent)) return 1;
+    constexpr float kLeast = 0.1F;
+    const miVector from = -photon.direction.unpacked();
+    return std::max(dot(from, query.bent), 0.0F) / std::max(dot(from, query.normal), kLeast);
+}
+
 void add(std::array<double, 3>& sum, const Photon& photon, float weight) {
     for (std::size_t i = 0; i < 3; ++i) sum[i] += static_cast<double>(weight * photon.energy[i]);
 }
@@ -89,7 +97,7 @@ public:
         const float distance2 = squaredDistance(photon.position, query_.position);
         if (!(distance2 <= limit2_)) return;
         if (!isZero(query_.normal) && !arrivesOn(photon, query_.normal)) return;
-        if (capacity_ == 0) return add(total_, photon, query_.filter.weight(distance2 / limit2_));
+        if (capacity_ == 0) return add(total_, photon, weightOf(photon, distance2 / limit2_));
         const Near found{distance2, number};
         if (count_ < capacity_) {
             nearest_[count_++] = found;
@@ -109,12 +117,18 @@ public:
         std::sort(nearest_, nearest_ + count_);
         const std::size_t count = isFull ? count_ - 1 : count_;
         std::array<double, 3> total = total_;
-        for (std::size_t i = 0; i < count; ++i)
-            add(total, map_.photons_[nearest_[i].photon], query_.filter.weight(nearest_[i].distance2 / radius2));
+        for (std::size_t i = 0; i < count; ++i) {
+            const Photon& photon = map_.photons_[nearest_[i].photon];
+            add(total, photon, weightOf(photon, nearest_[i].distance2 / radius2));
+        }
         return total;
     }
 
 private:
+    float weightOf(const Photon& photon, float share2) const {
+        return query_.filter.weight(share2) * leanOf(photon, query_);
+    }
+
     const PhotonMap& map_;
     const PhotonQuery& query_;
     Arena& arena_;

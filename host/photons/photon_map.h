@@ -23,6 +23,7 @@ struct PhotonFilter {
 struct PhotonQuery {
     miVector position = {0, 0, 0};
     miVector normal = {0, 0, 0};  ///< of the side of the surface that is asked for; zero in volumes
+    miVector bent = {0, 0, 0};    ///< what the surface is to be lit by, unless zero: turned towards light it gets more
     std::size_t count = 0;        ///< so many nearest photons at most; 0: all within the radius
     float radius = 0;
     PhotonFilter filter;

@@ -58,6 +58,7 @@ bool makePhotons(const RenderScene& scene, const PhotonFile& file, int threads, 
     if (scene.options->caustic) emitPhotons(scene, miSTAGE_CAUSTIC, threads, emitted);
     EmittedPhotons global;
     if (scene.options->globillum) emitPhotons(scene, miSTAGE_GLOBILLUM, threads, global);
+    maps.emitted = {emitted.emitted, global.emitted};
     if (abortRequested()) return true;
     for (std::size_t k = 0; k < kPhotonKinds; ++k)
         emitted.kinds[k].insert(emitted.kinds[k].end(), global.kinds[k].begin(), global.kinds[k].end());

@@ -44,6 +44,7 @@ miRay_type mi_choose_simple_scatter_type(miState* state, miColor* diffuse_reflec
 
 /* In volumes, all known from use: a distance that falls as exp(-k t), and directions; directionality is from -1 to 1. */
 miScalar mi_scattering_pathlength(miState* state, miScalar k);
+void mi_scattering_dir_specular(miVector* dir, miState* state); /* straight on */
 void mi_scattering_dir_diffuse(miVector* dir, miState* state);
 void mi_scattering_dir_directional(miVector* dir, miState* state, miScalar directionality);
 
