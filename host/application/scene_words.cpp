@@ -147,7 +147,8 @@ WordGroup photonWords() {
              OptionsStatement{"photonmap rebuild"}},
             {"photonmap_only", "on|off", "Make photons and no picture", OptionsStatement{"photonmap only"}},
             {"importon", "on|off", "Send photons where they matter", kPhotons},
-            {"ip", "on|off", "Irradiance particles", NoEffect{"they are not made"}},
+            {"ip", "on|off", "Irradiance particles, in whose place light is gathered",
+             OptionsStatement{"\"irradiance particles\""}},
         }};
 }
 

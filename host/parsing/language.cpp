@@ -72,9 +72,9 @@ constexpr Meaning kLanguage[] = {
     {"string option", "ambient occlusion cache points|ambient occlusion min distance|ambient occlusion max distance", Used, ""},
     {"string option", "ambient occlusion falloff|finalgather points|finalgather normal tolerance", Used, ""},
     {"string option", "finalgather mode", Idle, "final gathering works in one way"},
-    {"string option", "irradiance particles", Missing, "irradiance particles are not made; final gathering may take their place"},
+    {"string option", "irradiance particles", Used, "light is gathered in their place, with a warning"},
     {"string option", "irradiance particles=off|importon=off|progressive=off|unified sampling=off|environment lighting mode=off", Used, ""},
-    {"string option", "irradiance particles rays|irradiance particles indirect passes|irradiance particles scale", Idle, "irradiance particles are not made"},
+    {"string option", "irradiance particles rays|irradiance particles indirect passes|irradiance particles scale", Used, "of the gathering in their place"},
     {"string option", "irradiance particles interpolate|irradiance particles interppoints|irradiance particles env", Idle, "irradiance particles are not made"},
     {"string option", "irradiance particles env scale|irradiance particles file|irradiance particles rebuild", Idle, "irradiance particles are not made"},
     {"string option", "importon|importon density|importon merge|importon trace depth|importon traverse", Idle, kPhotons},
@@ -87,7 +87,7 @@ constexpr Meaning kLanguage[] = {
     {"string option", "caustic merge|globillum merge|photonvol merge", Used, ""},
     {"string option", "environment lighting mode", Missing, "surroundings light surfaces by final gathering, or by lights that sample them"},
     {"string option", "environment lighting quality|environment lighting shadow", Idle, "surroundings light surfaces by final gathering, or by lights that sample them"},
-    {"string option", "light relative scale", Missing, "lights shine as their shaders say"},
+    {"string option", "light relative scale", Missing, "what it is relative to is not known; lights shine as their shaders say"},
     {"string option", "trace camera clip", Used, "eye rays always keep to the camera's clipping planes"},
 
     {"camera", "focal|aperture|aspect|resolution|window|offset|clip|lens|volume|environment|frame|output|framebuffer|data|dof", Used, ""},
@@ -127,7 +127,7 @@ constexpr Meaning kLanguage[] = {
     {"colorprofile", "color|space|transform|white|gamma", Used, ""},
 
     {"lightprofile", "format|file|hermite|resolution", Used, ""},
-    {"lightprofile", "flags", Missing, "flags of light profiles are not supported"},
+    {"lightprofile", "flags", Missing, "what its bits mean is not known; files are taken as they are"},
     {"lightprofile", "flags=0", Used, ""},
 
     {"assembly", "file", Used, ""},

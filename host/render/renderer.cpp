@@ -1,6 +1,7 @@
 #include "render/renderer.h"
 
 #include "database/elements.h"
+#include "gathering/gathering_for_particles.h"
 #include "gathering/ambient_occlusion.h"
 #include "lights/lights.h"
 #include "mi/camera.h"
@@ -48,6 +49,7 @@ public:
     }
     ~Render() {
         if (camera_) *camera_ = cameraBefore_;
+        if (camera_) *options_ = optionsBefore_;
         mi_delete_lock(&scene_.globalLock);
     }
     Render(const Render&) = delete;
@@ -142,11 +144,13 @@ private:
         if (!camera_)
             throw Failure(fmt::format("\"{}\" is not an instance of a camera", database_.name(cameraInstance)));
         cameraBefore_ = *camera_;
+        optionsBefore_ = *options_;
         scene_.options = options_;
         scene_.camera = camera_;
     }
 
     void checkOptions() {
+        gatherForParticles(*options_, database_.detail<StringOptions>(options_->string_options), where_);
         if (settings_.tiles.tileSize == 0) settings_.tiles.tileSize = options_->task_size;
         if (options_->filter != 'b')
             warning("RC",
@@ -339,6 +343,7 @@ private:
     miOptions* options_ = nullptr;
     miCamera* camera_ = nullptr;
     miCamera cameraBefore_ = {};
+    miOptions optionsBefore_ = {};
     std::shared_ptr<SceneGeometry> geometry_;
     std::atomic<double> done_{0};  ///< share of the tiles
     bool sceneIsWhole_ = true;     ///< false where broken elements had to be left out
