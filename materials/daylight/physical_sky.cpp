@@ -79,7 +79,7 @@ miColor skyIn(miState* state, const Parameters& in, const PhysicalSky& p, miVect
     return finite(notBelow(color, in.reflectance(p.night_color)));
 }
 
-/* As a volume: what lies farther away fades into the color that the sky has at the horizon behind it. */
+/* As a volume or lens: what lies farther away fades into the color that the sky has at the horizon behind it. */
 bool hazeBefore(miColor& result, miState* state, const PhysicalSky& p, const miVector& dir) {
     const Parameters in(state);
     const miScalar visibility = in.within(p.visibility_distance, 0, miHUGE_SCALAR);
@@ -93,9 +93,23 @@ bool hazeBefore(miColor& result, miState* state, const PhysicalSky& p, const miV
     return true;
 }
 
+bool isLens(miState* state) {
+    int kind = miSHADER_ENVIRONMENT;
+    return mi_query(miQ_FUNC_CALLTYPE, state, miNULLTAG, &kind) && kind == miSHADER_LENS;
+}
+
+/* As a lens: the air between the eye and what it sees first, mirrors and glass among it. The sky has no haze before it. */
+bool seenThroughAir(miColor& result, miState* state, const PhysicalSky& p, const miVector& dir) {
+    const bool isSeen = mi_trace_eye(&result, state, &state->org, &state->dir) != miFALSE;
+    const Parameters in(state);
+    if (state->dist > 0 && in.isOn(p.on)) hazeBefore(result, state, p, dir);
+    return isSeen;
+}
+
 bool physicalSky(miColor& result, miState* state, PhysicalSky& p) {
     const Parameters in(state);
     const miVector dir = lookedAt(state, in.isOn(p.y_is_up));
+    if (isLens(state)) return seenThroughAir(result, state, p, dir);
     if (state->dist > 0) return !in.isOn(p.on) || hazeBefore(result, state, p, dir);
     result = kBlack;
     if (!in.isOn(p.on)) return true;
