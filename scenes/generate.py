@@ -17,7 +17,7 @@ import sys
 sys.path.insert(0, str(pathlib.Path(__file__).parent))
 
 from generator import (archive, cloud, hair, harbor, helmet, images, interior, interior_images, look_development,  # noqa: E402
-                       look_development_images, nodes, rabbits, shapes, still_life, still_life_images)
+                       look_development_images, nodes, rabbits, shapes, still_life, still_life_images, tableware)
 from generator.mesh import cross, number, subtract, unit, write_object  # noqa: E402
 from generator.teapot import teapot  # noqa: E402
 from generator.terrain import hash01, terrain  # noqa: E402
@@ -362,6 +362,8 @@ def write_geometry(folder):
         teapot_field(file)
     with include("dog.mi") as file:
         write_object(file, "dog", shapes.dog())
+    with include("tableware.mi") as file:
+        tableware.write(file)
     with include("frame.mi") as file:
         write_object(file, "frame", shapes.frame())
     with include("helmet.mi") as file:

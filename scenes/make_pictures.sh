@@ -5,7 +5,7 @@ set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
-wanted=" ${*:-still_life cumulus interior harbor look_development wax helmet archive nodes rabbits passes scenes} "
+wanted=" ${*:-still_life cumulus interior harbor look_development wax helmet archive breakfast nodes rabbits passes scenes} "
 
 # render SCENE [options]: leaves $work/SCENE.png, and its sheet of passes in $work/SCENE-passes.png
 render() {
@@ -32,6 +32,10 @@ if wants rabbits && [[ ! -f scenes/geometry/rabbits_hair.mi ]]; then scenes/gene
 for scene in still_life cumulus interior harbor wax helmet nodes rabbits; do
     if wants $scene; then render $scene && picture $scene "$work/$scene.png"; fi
 done
+if wants breakfast; then  # which has no passes
+    build/release/lumorender -preview -file_dir "$work" -samples 2 2 scenes/breakfast.mi
+    picture breakfast "$work/breakfast.png"
+fi
 if wants archive; then  # which has no passes
     build/release/lumorender -preview -file_dir "$work" scenes/archive.mi
     picture archive "$work/archive.png"

@@ -1,5 +1,6 @@
 #include "elements/assembly.h"
 
+#include "database/assembly.h"
 #include "elements/element_readers.h"
 #include "parsing/statements.h"
 #include "support/files.h"
@@ -83,9 +84,10 @@ void AssemblyReader::read() {
     const std::string name = scene.readNewName("the name of the assembly");
     readStatements(*this, statements(), "assembly");
     if (file.empty()) return scene.problems.error(place, fmt::format("assembly \"{}\" has no file", name));
-    const auto* root = scene.database.detail<GroupDetail>(readContent(name));
-    scene.storeBytes(name, miSCENE_GROUP, nullptr, 16,
-                     root ? std::make_unique<GroupDetail>(*root) : std::make_unique<GroupDetail>());
+    auto group = std::make_unique<AssemblyGroup>();
+    group->file = file.string();
+    if (const auto* root = scene.database.detail<GroupDetail>(readContent(name))) group->instances = root->instances;
+    scene.storeBytes(name, miSCENE_GROUP, nullptr, 16, std::move(group));
 }
 
 }  // namespace

@@ -1,6 +1,8 @@
 #include "render/picture_identity.h"
 
+#include "database/assembly.h"
 #include "database/elements.h"
+#include "database/placeholder.h"
 #include "mi/options.h"
 #include "render/frame_buffers.h"
 #include "saving/digest.h"
@@ -29,6 +31,10 @@ std::set<std::string> filesOf(const Database& database, miTag options) {
             files.insert(texture->file);
         else if (database.type(tag) == miSCENE_STRING)
             files.emplace(database.string(tag));
+        else if (const auto* object = database.detail<Placeholder>(tag))
+            files.insert(object->file);
+        else if (const auto* assembly = database.detail<AssemblyGroup>(tag))
+            files.insert(assembly->file);
     }
     if (const auto* detail = database.detail<OptionsDetail>(options))
         for (const std::string& points : detail->gatherFiles) files.erase(points);

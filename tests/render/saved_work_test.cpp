@@ -136,6 +136,23 @@ TEST_F(SavedWork, CheckpointsOfOtherPicturesAreRefusedAndStay) {
     }
 }
 
+TEST_F(SavedWork, FilesOfObjectsAndAssembliesThatHaveChangedAreTold) {
+    const std::string scene =
+        "object \"far\" box 0 0 0 1 1 1 file \"object.mi\" end object\n"
+        "assembly \"parts\" box 0 0 0 1 1 1 file \"assembly.mi\" end assembly\n$include <Busy.mi>\n";
+    const std::string object = "object group end group end object\n",
+                      assembly = "instgroup \"g\" end instgroup root \"g\"\n";
+    const auto renderWith = [&](const std::string& comment, const std::string& other) {
+        write("object.mi", object + comment);
+        write("assembly.mi", assembly + other);
+        return render({"-checkpoint", "saved", "-keep_checkpoint", "-o", "picture.exr"}, scene);
+    };
+    EXPECT_EQ(renderWith("", "").exitCode, 0);
+    EXPECT_EQ(renderWith("", "").exitCode, 0);
+    EXPECT_TRUE(renderWith("# later\n", "").says("file \"object.mi\" has changed"));
+    EXPECT_TRUE(renderWith("", "# later\n").says("file \"assembly.mi\" has changed"));
+}
+
 TEST_F(SavedWork, SharesJoinToThePicture) {
     makeReference();
     // The points once, and then in each share for itself; one share was ended and goes on.
