@@ -121,7 +121,7 @@ WordGroup indirectWords() {
 }
 
 WordGroup photonWords() {
-    constexpr NoEffect kPhotons{"photons go where lights send them"};
+    constexpr NoEffect kPhotons{"photons for caustics are aimed at what casts them, others go where lights send them"};
     constexpr const char* kAccuracy = "N:photons [F:radius]";
     constexpr const char* kScale = "F:r F:g F:b [F:a]";
     return {

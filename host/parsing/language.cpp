@@ -11,7 +11,8 @@ namespace {
 
 using enum Effect;
 
-constexpr std::string_view kPhotons = "photons go where lights send them";
+constexpr std::string_view kPhotons =
+    "photons for caustics are aimed at what casts them, others go where lights send them";
 constexpr std::string_view kMaps = "shadows are traced, no maps are made";
 constexpr std::string_view kRasterizer = "there is no rasterizer, every ray is traced";
 constexpr std::string_view kKernels = "the ray tracing kernels choose their own structures";

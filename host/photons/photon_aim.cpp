@@ -21,8 +21,9 @@ using Imath::Box3d;
 
 constexpr int kMostLevels = 40;  // of halving
 constexpr std::size_t kManyCells = 1 << 13;
-constexpr double kMostOfAll = 0.9;  // more than this is not worth choosing
-constexpr int kPieces = 4;          // of a box along its longest edge
+constexpr double kMostOfAll = 0.9;   // more than this is not worth choosing
+constexpr int kPieces = 4;           // of a box along its longest edge
+constexpr std::size_t kMany = 1000;  // boxes that are left in one piece
 
 Box3d boxOf(const FlatInstance& instance) {
     Box3d box;
@@ -60,9 +61,9 @@ SceneSphere ballAround(const Box3d& box, const M44d& toWorld) {
 }
 
 /// Balls around pieces of about the same size fill a long box better than one.
-void addBalls(const Box3d& box, const M44d& toWorld, std::vector<SceneSphere>& balls) {
+void addBalls(const Box3d& box, int pieces, const M44d& toWorld, std::vector<SceneSphere>& balls) {
     const V3d size = box.size();
-    const double piece = std::max({size.x, size.y, size.z}) / kPieces;
+    const double piece = std::max({size.x, size.y, size.z}) / pieces;
     const auto piecesOf = [&](double edge) {
         return piece > 0 ? std::max(1, static_cast<int>(std::ceil(edge / piece - 1e-6))) : 1;
     };
@@ -101,16 +102,19 @@ double reachOf(const LightSource& source) {
 }  // namespace
 
 std::vector<SceneSphere> causticCasters(const RenderScene& scene) {
+    std::vector<const FlatInstance*> casters;
+    for (const FlatInstance& instance : scene.geometry->instances())
+        if ((instance.photons & kCausticCast) != 0 && hasPhotonShader(scene, instance)) casters.push_back(&instance);
+    const int pieces = casters.size() > kMany ? 1 : kPieces;
     std::unordered_map<const void*, Box3d> boxes;
     std::vector<SceneSphere> balls;
-    for (const FlatInstance& instance : scene.geometry->instances()) {
-        if ((instance.photons & kCausticCast) == 0 || !hasPhotonShader(scene, instance)) continue;
-        const void* shape = instance.onDemand ? static_cast<const void*>(instance.onDemand)
-                            : instance.mesh   ? static_cast<const void*>(instance.mesh)
-                                              : static_cast<const void*>(instance.hair);
+    for (const FlatInstance* instance : casters) {
+        const void* shape = instance->onDemand ? static_cast<const void*>(instance->onDemand)
+                            : instance->mesh   ? static_cast<const void*>(instance->mesh)
+                                               : static_cast<const void*>(instance->hair);
         const auto [found, isNew] = boxes.try_emplace(shape);
-        if (isNew) found->second = boxOf(instance);
-        if (!found->second.isEmpty()) addBalls(found->second, instance.placement->localToWorld, balls);
+        if (isNew) found->second = boxOf(*instance);
+        if (!found->second.isEmpty()) addBalls(found->second, pieces, instance->placement->localToWorld, balls);
     }
     return balls;
 }
