@@ -6,6 +6,7 @@
 #include <array>
 #include <atomic>
 #include <cstddef>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -17,6 +18,9 @@ namespace lumorender {
 /// What the host keeps for an element besides the record that shaders see. Each element type has its own detail.
 struct Detail {
     virtual ~Detail() = default;
+
+    /// `attribute` statements by the attributes' names, as they are written: they are kept for who reads an echo.
+    std::shared_ptr<const std::map<std::string, std::string>> attributes;
 };
 
 /// Tags are indices: access is an array look-up without a lock and may run on any thread, also while other threads

@@ -16,9 +16,10 @@
 
 namespace lumorender {
 
-/// Of a miSCENE_GROUP: the instances it holds.
+/// Of a miSCENE_GROUP, whose record is a miGroup: the instances it holds.
 struct GroupDetail : Detail {
     std::vector<miTag> instances;
+    float merge = 0;  ///< told to shaders that ask for it
 };
 
 /// Three-valued trace flags of an instance statement: `set` bits count, the others come from above or the object.

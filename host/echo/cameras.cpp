@@ -105,6 +105,7 @@ void writeCamera(ElementText& out, miTag tag) {
     writeSlotStatement(out, "volume", camera.volume);
     writeSlotStatement(out, "environment", camera.environment);
     writeDataStatements(out, camera.userdata);
+    writeAttributes(out, tag);
     out.text += "\nend camera\n";
 }
 

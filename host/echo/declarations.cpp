@@ -58,18 +58,46 @@ miTag findFrom(const Database& database, std::string_view user, std::string_view
     return database.find(name);
 }
 
-/// A phenomenon's body names what it uses, elements around it included, which must be there when it is used.
-void needWhatIsNamed(ElementText& out, miTag phenomenon, std::string_view body) {
-    const SourceText source("", {}, std::string(body));
-    std::deque<std::string> strings;
-    Scanner scanner(source, strings);
-    Token token;
-    for (scanner.next(token); token.kind != TokenKind::End; scanner.next(token)) {
-        if (!token.isName()) continue;
-        const miTag tag = findFrom(out.database, out.database.name(phenomenon), token.text);
-        if (tag) out.needed.push_back(tag);
+/// The body of a phenomenon. It names what it uses, elements around it included, which must be there when it is used;
+/// images are named by where they are, so that the text may lie in another folder.
+class BodyWriter {
+public:
+    BodyWriter(ElementText& out, miTag phenomenon, const SourceText& body)
+        : out_(out), user_(out.database.name(phenomenon)), body_(body), scanner_(body, strings_) {}
+
+    void write() {
+        const char* written = body_.begin();
+        for (scanner_.next(token_); token_.kind != TokenKind::End; scanner_.next(token_)) {
+            if (token_.isName())
+                if (const miTag tag = findFrom(out_.database, user_, token_.text)) out_.needed.push_back(tag);
+            if (!isFileOfTexture()) continue;
+            std::error_code ignored;
+            const auto file = body_.directory() / token_.text;
+            if (body_.directory().empty() || !std::filesystem::exists(file, ignored)) continue;
+            out_.text.append(written, token_.at);
+            out_.text += quotedText(file.string());
+            written = scanner_.cursor();
+        }
+        out_.text.append(written, body_.end());
     }
-}
+
+private:
+    ElementText& out_;
+    std::string_view user_;
+    const SourceText& body_;
+    std::deque<std::string> strings_;
+    Scanner scanner_;
+    Token token_;
+    int namesToCome_ = 0;  ///< before the file, behind `texture`
+
+    /// At the name of a file behind `texture "name" [colorprofile "name"]`: shader calls have a bracket.
+    bool isFileOfTexture() {
+        if (token_.isSymbol("texture")) namesToCome_ = 2;
+        if (token_.isSymbol("colorprofile")) ++namesToCome_;
+        if (token_.kind != TokenKind::String || namesToCome_ == 0) return false;
+        return --namesToCome_ == 0 && !scanner_.followedBy('(');
+    }
+};
 
 /// The full name has those of the namespaces before the one that functions are looked up by.
 std::vector<std::string_view> namespacesOf(std::string_view fullName, std::string_view name) {
@@ -100,10 +128,8 @@ void writeDeclaration(ElementText& out, miTag tag) {
     out.add(Quoted{declaration.name});
     writeList(out, declaration.parameters, "(", ")");
     if (const auto* phenomenon = dynamic_cast<const PhenomenonDeclaration*>(&declaration)) {
-        const std::string_view body(phenomenon->body.begin, phenomenon->body.end);
-        needWhatIsNamed(out, tag, body);
         out.text += '\n';
-        out.text += body;
+        BodyWriter(out, tag, *phenomenon->body).write();
     } else {
         if (declaration.version != 0) out.statement("version", declaration.version);
         out.text += "\nend declare";

@@ -42,6 +42,9 @@ void writeParameters(ElementText& out, const std::vector<Parameter>& parameters,
 /// The statements that give an element its user data.
 void writeDataStatements(ElementText& out, miTag chain);
 
+/// What else was said of an element.
+void writeAttributes(ElementText& out, miTag tag);
+
 /// Before a group: the bases that its curves and surfaces need and the groups before have not defined.
 void writeBases(ElementText& out, const SurfaceGroup& surfaces, std::vector<BasisSource>& known);
 /// What a group has besides polygons.

@@ -1,6 +1,7 @@
 // Instances and groups of them.
 #include "database/elements.h"
 #include "echo/element_writers.h"
+#include "mi/geometry_api.h"
 #include "mi/records.h"
 
 #include <algorithm>
@@ -106,6 +107,7 @@ void writeInstance(ElementText& out, miTag tag) {
     if (detail.hasLights) writeLights(out, "light", instance.exclusive, detail.lights);
     if (detail.hasShadowLights) writeLights(out, "light shadow", instance.shadow_excl, detail.shadowLights);
     writeDataStatements(out, instance.userdata);
+    writeAttributes(out, tag);
     if (instance.param_size > 0) {
         out.line();
         out.needed.push_back(instance.param_decl);
@@ -120,7 +122,12 @@ void writeInstance(ElementText& out, miTag tag) {
 void writeInstanceGroup(ElementText& out, miTag tag) {
     out.text += "instgroup";
     out.add(Quoted{out.database.name(tag)});
-    if (const auto* group = out.database.detail<GroupDetail>(tag))
+    const auto& record = *out.database.as<miGroup>(tag, miSCENE_GROUP);
+    if (record.label != 0) out.statement("tag", record.label);
+    writeDataStatements(out, record.userdata);
+    const auto* group = out.database.detail<GroupDetail>(tag);
+    if (group && group->merge != 0) out.statement("merge", group->merge);
+    if (group)
         for (const miTag instance : group->instances) {
             if (out.database.name(instance).empty()) continue;
             out.line();

@@ -71,6 +71,7 @@ void writeLight(ElementText& out, miTag tag) {
     if (light.lightprofile) out.statement("lightprofile", Name{light.lightprofile});
     writeShadowMap(out, light);
     writeDataStatements(out, light.userdata);
+    writeAttributes(out, tag);
     out.text += "\nend light\n";
 }
 

@@ -24,6 +24,7 @@ void writeMaterial(ElementText& out, miTag tag) {
     writeSlotStatement(out, "photonvol", material.photonvol);
     writeSlotStatement(out, "lightmap", material.lightmap);
     writeSlotStatement(out, "bsdf", material.bsdf);
+    writeAttributes(out, tag);
     out.text += "\nend material\n";
 }
 

@@ -150,6 +150,7 @@ void writeObject(ElementText& out, miTag tag) {
     out.add(Quoted{out.database.name(tag)});
     writeFlags(out, object);
     writeDataStatements(out, object.userdata);
+    writeAttributes(out, tag);
     const auto* source = out.database.detail<ObjectSource>(tag);
     // Bounds are those of the geometry, where there is any.
     const bool isEmpty = !source || (source->groups.empty() && !source->hair);

@@ -100,4 +100,10 @@ void writeDataStatements(ElementText& out, miTag chain) {
     }
 }
 
+void writeAttributes(ElementText& out, miTag tag) {
+    const auto* detail = out.database.detail<Detail>(tag);
+    if (!detail || !detail->attributes) return;
+    for (const auto& [name, text] : *detail->attributes) out.statement("attribute", std::string_view(text));
+}
+
 }  // namespace lumorender

@@ -100,7 +100,7 @@ const StatementTable<Reader>& statements() {
         {"framebuffer", [](Reader& r) { readFrameBuffer(r.scene, r.buffers); }},
         {"pass", [](Reader& r) { r.skipPass(); }},
         {"data", [](Reader& r) { readDataStatement(r.scene, r.camera.userdata); }},
-        {"attribute", [](Reader& r) { skipAttribute(r.scene); }},
+        {"attribute", [](Reader& r) { readAttribute(r.scene, r.detail); }},
     };
     // clang-format on
     return table;

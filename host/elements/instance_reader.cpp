@@ -1,5 +1,6 @@
 // Reads `instance` and `instgroup`.
 #include "database/declaration.h"
+#include "mi/geometry_api.h"
 #include "mi/records.h"
 #include "elements/element_readers.h"
 #include "support/geometry.h"
@@ -82,7 +83,7 @@ const StatementTable<Reader>& statements() {
         {"samples", [](Reader& r) { r.in.readFloats(2); }},
         {"tag", [](Reader& r) { r.instance.label = static_cast<miUint>(r.in.readInteger()); }},
         {"data", [](Reader& r) { readDataStatement(r.scene, r.instance.userdata); }},
-        {"attribute", [](Reader& r) { skipAttribute(r.scene); }},
+        {"attribute", [](Reader& r) { readAttribute(r.scene, r.detail); }},
     };
     // clang-format on
     return table;
@@ -278,30 +279,29 @@ void InstanceReader::read() {
 
 void readInstance(SceneContext& scene) { InstanceReader{scene, scene.in}.read(); }
 
-/// An incremental group is emptied first as well, so there is nothing to keep.
+/// An incremental group loses its instances first.
 void readInstanceGroup(SceneContext& scene) {
     Cursor& in = scene.in;
     const std::string name = scene.readNewName("the name of the instance group");
-    scene.edited(name, miSCENE_GROUP, "instance group");
-    auto group = std::make_unique<GroupDetail>();
+    miGroup record = {};
+    GroupDetail detail;
+    if (const miTag former = scene.edited(name, miSCENE_GROUP, "instance group"))
+        scene.loadEdited(former, miSCENE_GROUP, record, detail);
+    detail.instances.clear();
     while (!in.acceptEnd("instgroup")) {
-        const Place place = in.place();
-        const std::string_view word = in.current().text;
-        const bool isStatement = in.accept("merge") || in.accept("tag") || in.accept("data");
-        if (isStatement) scene.problems.tell(place, "instgroup", word);
-        if (isStatement && word == "merge") {
-            in.readFloat();
-        } else if (isStatement && word == "tag") {
-            in.readInteger();
-        } else if (isStatement) {
-            in.accept("null") ? miNULLTAG : scene.readReference({miSCENE_USERDATA}, "user data");
+        if (in.accept("merge")) {
+            detail.merge = in.readFloat();
+        } else if (in.accept("tag")) {
+            record.label = static_cast<miUint>(in.readInteger());
+        } else if (in.accept("data")) {
+            readDataStatement(scene, record.userdata);
         } else {
             if (!in.atName() || (!in.atString() && isCommand(in.current().text)))
                 in.fail("the name of an instance or \"end instgroup\"");
-            group->instances.push_back(scene.reserve(in.readName("the name of an instance")));
+            detail.instances.push_back(scene.reserve(in.readName("the name of an instance")));
         }
     }
-    scene.storeBytes(name, miSCENE_GROUP, nullptr, 16, std::move(group));
+    scene.store(name, miSCENE_GROUP, record, std::make_unique<GroupDetail>(std::move(detail)));
 }
 
 }  // namespace lumorender

@@ -21,6 +21,7 @@ struct LightReader {
     SceneContext& scene;
     Cursor& in;
     miLight light = {};
+    Detail detail = {};
     bool shaderSeen = false;
     bool hasOrigin = false, hasDirection = false, hasSpread = false;
 
@@ -35,7 +36,6 @@ struct LightReader {
 
     /// Which statements the light had before an incremental edit can be told from its type.
     void loadFormer(const miLight& former) {
-        light = former;
         hasOrigin = former.type != miLIGHT_DIRECTION || former.dirlight_has_org;
         hasDirection = former.type != miLIGHT_ORIGIN;
         hasSpread = former.type == miLIGHT_SPOT || former.spread != 0;
@@ -198,7 +198,7 @@ const StatementTable<Reader>& statements() {
         {"user", [](Reader& r) { r.readUserShape(); }},
         {"shadowmap", [](Reader& r) { r.readShadowmap(); }},
         {"data", [](Reader& r) { readDataStatement(r.scene, r.light.userdata); }},
-        {"attribute", [](Reader& r) { skipAttribute(r.scene); }},
+        {"attribute", [](Reader& r) { readAttribute(r.scene, r.detail); }},
     };
     // clang-format on
     return table;
@@ -248,11 +248,13 @@ void LightReader::readShadowmap() {
 void LightReader::read() {
     const std::string name = scene.readNewName("the name of the light");
     setDefaults();
-    if (const miTag former = scene.edited(name, miSCENE_LIGHT, "light"))
+    if (const miTag former = scene.edited(name, miSCENE_LIGHT, "light")) {
         loadFormer(*scene.database.as<miLight>(former, miSCENE_LIGHT));
+        scene.loadEdited(former, miSCENE_LIGHT, light, detail);
+    }
     readStatements(*this, statements(), "light");
     setType();
-    scene.store(name, miSCENE_LIGHT, light, nullptr);
+    scene.store(name, miSCENE_LIGHT, light, std::make_unique<Detail>(detail));
 }
 
 }  // namespace

@@ -15,6 +15,7 @@ struct MaterialReader {
     SceneContext& scene;
     Cursor& in;
     miMaterial material = {};
+    Detail detail = {};
     std::set<const miTag*> seen = {};
 
     bool readOther() {
@@ -49,7 +50,7 @@ const StatementTable<Reader>& statements() {
         {"lightmap", [](Reader& r) { r.readSlot(r.material.lightmap); }},
         {"bsdf", [](Reader& r) { r.readSlot(r.material.bsdf); }},
         {"hardware", [](Reader& r) { readShaderList(r.scene); }},
-        {"attribute", [](Reader& r) { skipAttribute(r.scene); }},
+        {"attribute", [](Reader& r) { readAttribute(r.scene, r.detail); }},
     };
     return table;
 }
@@ -57,9 +58,9 @@ const StatementTable<Reader>& statements() {
 void MaterialReader::read() {
     const std::string name = scene.readNewName("the name of the material");
     if (const miTag former = scene.edited(name, miSCENE_MATERIAL, "material"))
-        material = *scene.database.as<miMaterial>(former, miSCENE_MATERIAL);
+        scene.loadEdited(former, miSCENE_MATERIAL, material, detail);
     readStatements(*this, statements(), "material");
-    scene.store(name, miSCENE_MATERIAL, material, nullptr);
+    scene.store(name, miSCENE_MATERIAL, material, std::make_unique<Detail>(detail));
 }
 
 }  // namespace

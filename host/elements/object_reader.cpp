@@ -114,7 +114,7 @@ const StatementTable<Reader>& statements() {
         {"face", [](Reader& r) { r.object.face = static_cast<miUint1>(readFaceSide(r.in)); }},
         {"tag", [](Reader& r) { r.object.label = static_cast<miUint>(r.in.readInteger()); }},
         {"data", [](Reader& r) { readDataStatement(r.scene, r.object.userdata); }},
-        {"attribute", [](Reader& r) { skipAttribute(r.scene); }},
+        {"attribute", [](Reader& r) { readAttribute(r.scene, r.source); }},
         {"transform", [](Reader& r) { r.readTransform(); }},
         {"box", [](Reader& r) { r.readBox(); }},
         {"motion", [](Reader& r) { r.readMotionBox(); }},
@@ -152,6 +152,7 @@ void ObjectReader::read() {
         object.type = miOBJECT_POLYGONS;  // its geometry is given anew
         object.functions = miNULLTAG;
         object.n_functions = 0;
+        source.attributes = scene.database.detail<Detail>(former)->attributes;
         if (const auto* given = scene.database.detail<ObjectSource>(former)) {
             source.tagged = given->tagged;
             source.hasTransform = given->hasTransform;
@@ -190,6 +191,7 @@ std::unique_ptr<Detail> ObjectReader::takeDetail() {
     else if (isPlaceholder) {
         auto placeholder = std::make_unique<Placeholder>();
         placeholder->where = source.where;
+        placeholder->attributes = source.attributes;
         placeholder->file = file.string();
         placeholder->from = fmt::format("file \"{}\"", file.string());
         placeholder->loader =

@@ -147,8 +147,8 @@ private:
 };
 
 /// The elements of the body. Its text is left behind in any case; problems are told with their place in it.
-void readBody(BodyReader& reader, const TextSpan& body) {
-    reader.in.replay(body);
+void readBody(BodyReader& reader, const SourceText& body) {
+    reader.in.replay({&body, body.begin(), body.end()});
     try {
         readStatements(reader, statements(), "declare");
     } catch (const SyntaxError& problem) {
@@ -191,7 +191,7 @@ miTag makePhenomenon(SceneContext& scene, const Place& place, const std::string&
     const int errors = scene.problems.errors();
     {
         const BodyScope scope(scene, declaration, block);
-        readBody(reader, declaration.body);
+        readBody(reader, *declaration.body);
     }
     if (scene.problems.errors() > errors) return miNULLTAG;
     const miTag root = reader.instance.root;

@@ -28,7 +28,8 @@ constexpr std::array<Answer, miQ_COUNT> makeTable() {
     assignRange(table, answerAboutInstance, miQ_INST_FUNCTION, miQ_INST_PARAM);
     assign(table, answerAboutInstance,
            {miQ_INST_MATERIAL, miQ_INST_VISIBLE, miQ_INST_SHADOW, miQ_INST_TRACE, miQ_INST_CAUSTIC, miQ_INST_LABEL,
-            miQ_INST_DATA, miQ_INST_GLOBILLUM, miQ_INST_FINALGATHER, miQ_GROUP_NKIDS, miQ_GROUP_KID});
+            miQ_INST_DATA, miQ_INST_GLOBILLUM, miQ_INST_FINALGATHER, miQ_GROUP_NKIDS, miQ_GROUP_KID,
+            miQ_GROUP_MERGE_GROUP, miQ_GROUP_LABEL, miQ_GROUP_DATA});
     assignRange(table, answerAboutObject, miQ_OBJ_TYPE, miQ_OBJ_LABEL);
     assign(table, answerAboutObject, {miQ_OBJ_DATA, miQ_OBJ_GLOBILLUM, miQ_OBJ_FINALGATHER});
     assignRange(table, answerAboutLight, miQ_LIGHT_TYPE, miQ_LIGHT_USE_SHADOWMAP);

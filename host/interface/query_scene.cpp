@@ -1,6 +1,7 @@
 // Questions about scene elements: instances, groups, objects, lights, materials, user data.
 #include "database/elements.h"
 #include "interface/query.h"
+#include "mi/geometry_api.h"
 
 #include "shader.h"
 
@@ -11,7 +12,15 @@ namespace {
 bool answerAboutGroup(const Query& query) {
     const auto* group = query.database.detail<GroupDetail>(query.tag);
     if (!group) return false;
-    if (query.code == miQ_GROUP_NKIDS) return query.answer(static_cast<int>(group->instances.size()));
+    const auto* record = query.database.as<miGroup>(query.tag, miSCENE_GROUP);
+    switch (query.code) {
+        case miQ_GROUP_NKIDS: return query.answer(static_cast<int>(group->instances.size()));
+        case miQ_GROUP_MERGE_GROUP: return query.answer(miScalar{group->merge});
+        case miQ_GROUP_LABEL: return query.answer(record->label);
+        case miQ_GROUP_DATA: return query.answer(record->userdata);
+        case miQ_GROUP_KID: break;
+        default: return false;
+    }
     if (query.index < 0 || static_cast<std::size_t>(query.index) >= group->instances.size()) return false;
     return query.answer(group->instances[static_cast<std::size_t>(query.index)]);
 }
@@ -49,7 +58,7 @@ const miLight* lightOf(const Query& query) {
 
 bool answerAboutInstance(const Query& given) {
     Query query = given;
-    if (query.code == miQ_GROUP_NKIDS || query.code == miQ_GROUP_KID) return answerAboutGroup(query);
+    if (query.database.type(query.tag) == miSCENE_GROUP) return answerAboutGroup(query);
     if (query.tag == 0 && query.state) query.tag = query.state->instance;
     const auto* instance = query.database.as<miInstance>(query.tag, miSCENE_INSTANCE);
     if (!instance) return false;

@@ -13,7 +13,7 @@ constexpr std::size_t kLargestRecord = std::size_t{1} << 26;
 
 std::string_view bodyOf(const Declaration& declaration) {
     const auto* phenomenon = dynamic_cast<const PhenomenonDeclaration*>(&declaration);
-    return phenomenon ? std::string_view(phenomenon->body.begin, phenomenon->body.end) : std::string_view();
+    return phenomenon ? std::string_view(phenomenon->body->begin(), phenomenon->body->end()) : std::string_view();
 }
 
 bool isSame(const Declaration& a, const Declaration& b) {
@@ -81,18 +81,16 @@ void readRequirements(SceneContext& scene, Declaration& declaration) {
 }
 
 /// The body of a phenomenon holds elements of its own, with their own `end`. It is read when the phenomenon is used,
-/// once for each use.
-TextSpan skipPhenomenonBody(Cursor& in) {
-    const Place begin = in.place();
-    while (!in.at("end") || in.followingWord() != "declare") {
-        if (in.atEnd()) in.fail("\"end declare\"");
-        in.skipGroup();
-    }
-    in.expect("end");
-    if (in.place().source != begin.source) in.fail("the end of a phenomenon in the file where it begins");
-    const TextSpan body{begin.source, begin.at, in.current().text.data() + in.current().text.size()};
-    in.expect("declare");
-    return body;
+/// once for each use; conditions and inclusions in it are those of the place where it is declared.
+std::shared_ptr<const SourceText> skipPhenomenonBody(Cursor& in) {
+    return in.copy([&in] {
+        while (!in.at("end") || in.followingWord() != "declare") {
+            if (in.atEnd()) in.fail("\"end declare\"");
+            in.skipGroup();
+        }
+        in.advance();
+        in.expect("declare");
+    });
 }
 
 /// Shaders keep the layout they were made with, so a name in use cannot change its layout.

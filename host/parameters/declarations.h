@@ -8,9 +8,9 @@
 
 namespace lumorender {
 
-/// The body is read once for each use. The text is that of the scene while it is read.
+/// The body is read once for each use.
 struct PhenomenonDeclaration : Declaration {
-    TextSpan body;  ///< up to and including "end declare"
+    std::shared_ptr<const SourceText> body;  ///< up to and including "end declare", directives are carried out
 };
 
 /// Behind `declare`.

@@ -124,14 +124,21 @@ void readDataStatement(SceneContext& scene, miTag& chain) {
     chain = linkBlocks(scene, blocks);
 }
 
-void skipAttribute(SceneContext& scene) {
+void readAttribute(SceneContext& scene, Detail& detail) {
     Cursor& in = scene.in;
-    while (in.current().kind == TokenKind::Symbol && !in.at("end")) in.advance();
-    if (!in.atString()) in.fail("the quoted name of an attribute");
-    in.advance();
-    if (in.at('[') || in.at('{') || in.atString()) return in.skipGroup();
-    if (in.atBoolean() || in.at("null")) return in.advance();
-    in.readFloats(16);
+    std::string name;
+    const auto statement = in.copy([&] {
+        while (in.current().kind == TokenKind::Symbol && !in.at("end")) in.advance();
+        if (!in.atString()) in.fail("the quoted name of an attribute");
+        name = in.readString();
+        if (in.at('[') || in.at('{') || in.atString()) return in.skipGroup();
+        if (in.atBoolean() || in.at("null")) return in.advance();
+        in.readFloats(16);
+    });
+    auto all = detail.attributes ? std::make_shared<std::map<std::string, std::string>>(*detail.attributes)
+                                 : std::make_shared<std::map<std::string, std::string>>();
+    (*all)[name] = std::string(statement->begin() + 1, statement->end());
+    detail.attributes = std::move(all);
 }
 
 }  // namespace lumorender

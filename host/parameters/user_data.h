@@ -16,7 +16,7 @@ void readUserData(SceneContext& scene);
 /// Behind `data` inside an element: appends a block to the element's chain, or clears the chain.
 void readDataStatement(SceneContext& scene, miTag& chain);
 
-/// Behind `attribute` inside an element: parsed, but without effect.
-void skipAttribute(SceneContext& scene);
+/// Behind `attribute` inside an element: kept with it, in place of a former one of the name.
+void readAttribute(SceneContext& scene, Detail& detail);
 
 }  // namespace lumorender

@@ -46,7 +46,8 @@ constexpr Meaning kLanguage[] = {
 
     {"options", "samples|jitter|trace|shutter|motion|task|lens|volume|geometry|displace|hair|autovolume|gamma|face|shadow", Used, ""},
     {"options", "approximate|max|state|inheritance|traversal|luminance|data|attribute|object|finalgather|frame|output|contour", Used, ""},
-    {"options", "samples=collect|samples=motion|shading|merge", Idle, kRasterizer},
+    {"options", "samples=collect|samples=motion|shading", Idle, kRasterizer},
+    {"options", "merge", Idle, "borders of surfaces are always joined where their groups say so"},
     {"options", "contrast|time", Idle, "every pixel takes the larger number of samples"},
     {"options", "filter", Used, "box; others are warned of when the render begins"},
     {"options", "scanline", Idle, kRasterizer},
@@ -95,7 +96,7 @@ constexpr Meaning kLanguage[] = {
     {"camera", "field", Missing, "fields are not rendered, the picture has all lines"},
     {"camera", "field=0", Used, ""},
     {"camera", "pass", Missing, "passes over frame buffer files are not supported"},
-    {"camera", "attribute", Idle, "attributes are not kept"},
+    {"camera", "attribute", Used, "kept, and written by -echo; shaders have no call that asks for it"},
 
     {"output", "file|quality|compress|dpi|dod|shader", Used, ""},
     {"output", "even|odd", Missing, "fields are not rendered, the picture has all lines"},
@@ -111,7 +112,7 @@ constexpr Meaning kLanguage[] = {
     {"light", "lightprofile", Used, "where no parameter of the light's shader names a profile"},
     {"light", "shadowmap", Idle, kMaps},
     {"light", "shadowmap=off|shadowmap=false", Used, ""},
-    {"light", "attribute", Idle, "attributes are not kept"},
+    {"light", "attribute", Used, "kept, and written by -echo; shaders have no call that asks for it"},
 
     {"material", "shader|displace|shadow|volume|environment", Used, ""},
     {"material", "opaque", Used, "shaders ask for it; shadow shaders are called all the same"},
@@ -119,7 +120,7 @@ constexpr Meaning kLanguage[] = {
     {"material", "lightmap=shader", Missing, "light maps are not made"},
     {"material", "bsdf=shader", Used, "called as the surface's shader where the material has no other"},
     {"material", "hardware", Idle, "nothing is rendered by graphics hardware"},
-    {"material", "attribute", Idle, "attributes are not kept"},
+    {"material", "attribute", Used, "kept, and written by -echo; shaders have no call that asks for it"},
 
     {"texture", "filter|file|shader|pixels|colorprofile", Used, ""},
     {"texture", "local", Idle, "files are read by this machine anyway"},
@@ -138,7 +139,7 @@ constexpr Meaning kLanguage[] = {
     {"object", "max|group|trilist|hair|approximate|file|basis|caustic|globillum", Used, ""},
     {"object", "shadowmap", Idle, kMaps},
     {"object", "select", Idle, "it is for interactive programs"},
-    {"object", "attribute", Idle, "attributes are not kept"},
+    {"object", "attribute", Used, "kept, and written by -echo; shaders have no call that asks for it"},
     {"object", "box|motion", Used, "of geometry that comes when a ray meets the box; else objects are as large as their geometry"},
     {"object", "ray", Idle, "rays start as near to their surface as its numbers allow"},
     {"object", "samples", Idle, "every pixel takes the samples of the options"},
@@ -171,11 +172,10 @@ constexpr Meaning kLanguage[] = {
     {"instance", "select", Idle, "it is for interactive programs"},
     {"instance", "samples", Idle, "every pixel takes the samples of the options"},
     {"instance", "shading", Idle, kRasterizer},
-    {"instance", "attribute", Idle, "attributes are not kept"},
+    {"instance", "attribute", Used, "kept, and written by -echo; shaders have no call that asks for it"},
 
-    {"instgroup", "members", Used, ""},
-    {"instgroup", "merge", Idle, "vertices stay as they are"},
-    {"instgroup", "tag|data", Idle, "groups have no label and no user data"},
+    {"instgroup", "members|tag|data", Used, ""},
+    {"instgroup", "merge", Used, "shaders ask for it; vertices stay as they are"},
 };
 // clang-format on
 

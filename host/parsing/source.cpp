@@ -6,18 +6,21 @@
 
 namespace lumorender {
 
-SourceText::SourceText(std::string name, std::filesystem::path directory, std::string text, bool isScene)
+SourceText::SourceText(std::string name, std::filesystem::path directory, std::string text, bool isScene,
+                       std::size_t firstLine)
     : name_(std::move(name)),
       directory_(std::move(directory)),
       text_(std::move(text)),
       isScene_(isScene),
-      countedTo_(text_.data()) {}
+      firstLine_(firstLine),
+      countedTo_(text_.data()),
+      countedLine_(firstLine) {}
 
 std::size_t SourceText::lineOf(const char* at) const {
     at = std::clamp(at, begin(), end());
     if (at < countedTo_) {
         countedTo_ = begin();
-        countedLine_ = 1;
+        countedLine_ = firstLine_;
     }
     countedLine_ += static_cast<std::size_t>(std::count(countedTo_, at, '\n'));
     countedTo_ = at;

@@ -11,8 +11,9 @@ namespace lumorender {
 class SourceText {
 public:
     /// `isScene`: false for a file that may be anything, such as one that a scene includes and that is not named like a
-    /// scene. Nothing of it is shown in messages.
-    SourceText(std::string name, std::filesystem::path directory, std::string text, bool isScene = true);
+    /// scene. Nothing of it is shown in messages. A part of a file begins at a later line of it.
+    SourceText(std::string name, std::filesystem::path directory, std::string text, bool isScene = true,
+               std::size_t firstLine = 1);
 
     const std::string& name() const { return name_; }
     /// Where file names in this text are relative to.
@@ -29,8 +30,9 @@ private:
     std::filesystem::path directory_;
     std::string text_;
     bool isScene_;
+    std::size_t firstLine_;
     mutable const char* countedTo_;
-    mutable std::size_t countedLine_ = 1;
+    mutable std::size_t countedLine_;
 };
 
 /// A position for messages.

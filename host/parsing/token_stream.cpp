@@ -5,6 +5,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <utility>
 
 namespace lumorender {
 
@@ -20,6 +21,7 @@ void TokenStream::open(std::string name, const std::filesystem::path& directory,
 
 void TokenStream::advance() {
     if (abortRequested()) problems_.stop(place(), "reading was stopped");
+    if (copied_.source) copyToken();
     for (;;) {
         scanner().next(token_);
         const Level& level = levels_.back();
@@ -33,6 +35,33 @@ void TokenStream::advance() {
             break;
     }
     if (token_.kind == TokenKind::End) leaveText();
+}
+
+void TokenStream::copyToken() {
+    if (token_.kind == TokenKind::End) return;
+    if (&scanner().source() == copied_.source) {
+        const std::size_t line = copied_.source->lineOf(token_.at);
+        if (line > copiedLine_) copy_.append(line - copiedLine_, '\n');
+        copiedLine_ = std::max(copiedLine_, line);
+    }
+    copy_ += ' ';  // at the beginning of a line, too: what is no directive does not become one
+    copy_.append(token_.at, scanner().cursor());
+    copiedLine_ += static_cast<std::size_t>(std::count(token_.at, scanner().cursor(), '\n'));
+}
+
+std::shared_ptr<const SourceText> TokenStream::copy(const std::function<void()>& step) {
+    copied_ = place();
+    copiedLine_ = copied_.source->lineOf(copied_.at);
+    copy_.clear();
+    try {
+        step();
+    } catch (...) {
+        copied_ = {};
+        throw;
+    }
+    const SourceText& from = *std::exchange(copied_, {}).source;
+    const auto lines = static_cast<std::size_t>(std::count(copy_.begin(), copy_.end(), '\n'));
+    return std::make_shared<SourceText>(from.name(), from.directory(), copy_, from.isScene(), copiedLine_ - lines);
 }
 
 void TokenStream::replay(const TextSpan& span) {

@@ -32,6 +32,10 @@ public:
     /// Gives up what is left of the replay that began last.
     void leaveReplay();
 
+    /// What is stepped over, from the current token on: without comments, and with the directives between tokens carried
+    /// out. Lines stay those of the file where it begins.
+    std::shared_ptr<const SourceText> copy(const std::function<void()>& step);
+
     /// The raw bytes that the current Backquote token begins; the token behind them is current then.
     std::string_view takeRaw(std::size_t count);
     /// Steps over a Backquote token whose length is not known.
@@ -76,6 +80,7 @@ private:
     void leaveText();
     void endReplay();
     void carryOutDirective();
+    void copyToken();
 
     void readInclude();
     void include(std::string_view name, bool quoted);
@@ -100,6 +105,9 @@ private:
     std::vector<Level> levels_;
     Token token_;
     int inclusions_ = 0;
+    Place copied_;                ///< where the copy that is being made begins, if one is
+    std::size_t copiedLine_ = 0;  ///< of its last token
+    std::string copy_;
     std::uint64_t bytes_ = 0;  ///< of all texts
 };
 

@@ -3,6 +3,7 @@
 #include "database/declaration.h"
 #include "database/elements.h"
 #include "database/placeholder.h"
+#include "mi/geometry_api.h"
 #include "mi/records.h"
 #include "parameters/user_data.h"
 #include "photometry/light_profile.h"
@@ -141,14 +142,19 @@ private:
             case miSCENE_SPECTRUM: show(database_.detail<Spectrum>(tag)->values); break;
             case miSCENE_OBJECT: object(tag); break;
             case miSCENE_INSTANCE: instance(tag); break;
-            case miSCENE_GROUP: group(*database_.detail<GroupDetail>(tag)); break;
+            case miSCENE_GROUP: group(tag); break;
             case miSCENE_FUNCTION_DECL: put(database_.name(tag), ' ', declarationOf(tag)->signature); break;
             default: break;
         }
+        if (const auto* detail = database_.detail<Detail>(tag); detail && detail->attributes) show(*detail->attributes);
         put("} ");
     }
 
-    void group(const GroupDetail& group) {
+    void group(miTag which) {
+        const auto& record = *database_.as<miGroup>(which, miSCENE_GROUP);
+        show(record.label), name(record.userdata);
+        const auto& group = *database_.detail<GroupDetail>(which);
+        show(group.merge);
         for (const miTag tag : group.instances)
             if (!database_.name(tag).empty()) name(tag);  // others were deleted
     }
@@ -162,8 +168,7 @@ private:
         }
         const auto& function = *database_.as<miFunction>(tag, miSCENE_FUNCTION);
         name(function.interfacephen);
-        showAll(int(function.type), function.parameter_size, function.result_size, function.ghost_offs,
-                function.has_connections, function.label);
+        showAll(int(function.type), function.result_size, function.has_connections, function.label);
         if (const auto* use = database_.detail<PhenomenonInstance>(tag)) phenomenon(*use);
         block(function.function_decl, function.parameters, function.parameter_size, function.ghost_offs);
     }
@@ -184,14 +189,14 @@ private:
         if (data.next_data) name(data.next_data);
     }
 
-    /// Values, and, so many bytes behind each, where it comes from.
+    /// Values, and, so many bytes behind each, where it comes from. What was an array before a change may still lie
+    /// there, so the size of what is declared says nothing.
     void block(miTag declaration, const char* values, int size, int ghosts) {
         name(declaration);
-        show(size);
         if (const auto* known = declarationOf(declaration); known && size >= static_cast<int>(known->parameterSize))
             list(known->parameters, values, ghosts);
         else
-            bytes(reinterpret_cast<const unsigned char*>(values), static_cast<std::size_t>(size));
+            show(size), bytes(reinterpret_cast<const unsigned char*>(values), static_cast<std::size_t>(size));
     }
     template <class Value>
     static Value at(const char* values) {

@@ -1,79 +1,25 @@
 // Scenes that are written back and read again are the same scenes, whatever they say, at each render command.
-#include "echo/scene_echo.h"
 #include "parsing/language.h"
-#include "tests/host/scene/database_text.h"
+#include "tests/host/scene/echo_loss.h"
 #include "tests/host/scene/random_scene.h"
 #include "tests/host/scene/scene_fixture.h"
 
-#include <functional>
-#include <memory>
 #include <regex>
 #include <sstream>
+#include <utility>
 
 namespace lumorender {
 namespace {
-
-/// Reads a scene, and writes it as it is at each render command and at its end.
-class Reading : private SceneActions {
-public:
-    Reading(const std::string& text, const std::string& name, const ReaderSettings& settings,
-            const std::filesystem::path& echo)
-        : echo_(database_, modules_, echo) {
-        readSceneText(text, name, database_, modules_, *this, settings);
-        echo_.keep();
-    }
-
-    std::vector<std::string> states;  ///< of the whole database
-    bool isWhole = false;             ///< the text was read to its end
-
-private:
-    bool render(const RenderCommand& command) override {
-        states.push_back(databaseText(database_));
-        echo_.render(command);
-        return true;
-    }
-    void finishText() override {
-        isWhole = true;
-        states.push_back(databaseText(database_));
-        echo_.rest();
-    }
-
-    Database database_;
-    Modules modules_;
-    SceneEcho echo_;
-};
 
 std::string contentOf(const std::filesystem::path& file) {
     std::ifstream stream(file, std::ios::binary);
     return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
 }
 
-/// What one of the texts says and the other does not, and a little in front of it.
-std::string difference(const std::string& a, const std::string& b) {
-    const auto at = static_cast<std::size_t>(std::mismatch(a.begin(), a.end(), b.begin(), b.end()).first - a.begin());
-    const std::size_t line = a.rfind('\n', at) + 1, begin = std::max(line, at - std::min<std::size_t>(at, 200));
-    return a.substr(line, 30) + " .. " + a.substr(begin, at - begin + 60) + "\nwas read from the echo as\n" +
-           b.substr(std::min(begin, b.size()), at - begin + 60);
-}
-
 class EchoTest : public SceneTest {
 protected:
-    /// What is not the same, or nothing. What has errors is written as far as it was read.
     std::string lossOf(const std::string& text, const std::string& name) {
-        const auto first = folder / "first.mi", second = folder / "second.mi";
-        errors.clear();
-        const Reading original(text, name, settings, first);
-        if (!original.isWhole) return "";
-        const bool isBroken = !errors.empty();
-        errors.clear();
-        const std::string written = contentOf(first);
-        const Reading again(written, "first.mi", settings, second);
-        if (!isBroken && !errors.empty()) return errors;
-        if (original.states.size() != again.states.size()) return "render commands";
-        for (std::size_t i = 0; i < original.states.size(); ++i)
-            if (original.states[i] != again.states[i]) return difference(original.states[i], again.states[i]);
-        const std::string twice = contentOf(second);
-        return written == twice ? "" : difference(written, twice);
+        return lossOfEcho(text, name, settings, folder, [this] { return std::exchange(errors, {}); });
     }
 };
 
