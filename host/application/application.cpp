@@ -218,10 +218,10 @@ int mergePictures(const CommandLine& commandLine) {
 class EchoApplication : public SceneActions {
 public:
     explicit EchoApplication(const CommandLine& commandLine)
-        : commandLine_(commandLine), echo_(hostDatabase(), hostModules(), commandLine.echo) {}
+        : commandLine_(commandLine), echo_(hostDatabase(), hostModules(), commandLine.echo, commandLine.echoStyle) {}
 
     bool render(const RenderCommand& command) override {
-        if (commandLine_.echoesRenders && commandLine_.renders.includes(++commands_)) echo_.render(command);
+        if (commandLine_.renders.includes(++commands_)) echo_.render(command);
         return !abortRequested();
     }
     void finishText() override { echo_.rest(); }

@@ -1,6 +1,7 @@
 // The command line: the renderer's single-dash options, with abbreviations.
 #pragma once
 
+#include "echo/scene_echo.h"
 #include "render/render_settings.h"
 #include "elements/reader.h"
 
@@ -34,8 +35,8 @@ struct CommandLine {
     std::string shutterDelay;  ///< empty = as the options say
     RenderRange renders;
     std::filesystem::path echo;  ///< the scene is written there and not rendered
-    bool echoesRenders = true;   ///< with its render commands
-    bool strict = false;         ///< warnings are errors, and nothing is rendered after one
+    EchoStyle echoStyle;
+    bool strict = false;  ///< warnings are errors, and nothing is rendered after one
     bool copyright = false;
     std::vector<std::string> links;
     std::vector<std::filesystem::path> libraryPath;

@@ -55,12 +55,35 @@ void selectRenders(Line& line, const Values& values) {
     line.renders = range;
 }
 
+/// Words behind the file of -echo.
 void setEcho(Line& line, const Values& values) {
     line.echo = values[0];
     for (std::size_t i = 1; i < values.size(); ++i) {
-        if (values[i] != "ascii" && values[i] != "norendercommand")
-            throw UsageError(fmt::format("found {} behind the file, expected ascii or norendercommand", values[i]));
-        if (values[i] == "norendercommand") line.echoesRenders = false;
+        const std::string& word = values[i];
+        const auto without = [&](const char* because) {
+            line.warnings.push_back(fmt::format("-echo {}: {} has no effect: {}", values[0], word, because));
+        };
+        if (word == "ascii" || word == "source")
+            continue;  // so it is anyway
+        else if (word == "norendercommand")
+            line.echoStyle.renders = false;
+        else if (word == "incremental")
+            line.echoStyle.incremental = true;
+        else if (word == "explode") {
+            line.echoStyle.explodes = true;
+            if (i + 1 < values.size() && isInteger(values[i + 1])) ++i;  // each object is a file, whatever its depth
+        } else if (word == "approx")
+            without("geometry is written as the scene gives it");
+        else if (word == "textures")
+            without("images stay in their files, and are named by where they are");
+        else if (word == "omit" || word == "norecurse") {
+            without("all elements are written");
+            ++i;
+        } else
+            throw UsageError(
+                fmt::format("found {} behind the file, expected ascii, source, norendercommand, incremental "
+                            "or explode",
+                            word));
     }
 }
 
@@ -97,7 +120,10 @@ WordGroup runningWords() {
             {"nomaster", "", "Do not render on this machine", NoEffect{"every machine renders for itself"}},
             {"echo", "T:file..",
              "Write the scene as one file, without what this command line changes of it, and do not render it. Behind "
-             "the file: ascii, which it is anyway; norendercommand",
+             "the file: norendercommand; incremental, so that it changes a scene that is there; explode, each object "
+             "in "
+             "a file beside it; ascii and source, which it is anyway. approx, textures, omit and norecurse have no "
+             "effect",
              &setEcho},
             {"code", "T:file..", "Compile and load shaders", NotDone{"nothing is compiled here; -link loads modules"}},
             {"list", "",

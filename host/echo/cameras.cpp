@@ -17,7 +17,7 @@ void writeSettings(ElementText& out, const FileSettings& file, const char* compr
         out.add("quality");
         out.add(file.quality);
     }
-    if (file.dpi != 0) {
+    if (!isZero(file.dpi)) {
         out.add("dpi");
         out.add(file.dpi);
     }

@@ -76,4 +76,6 @@ bool isSameValue(const T& a, const T& b) {
     return true;
 }
 
+inline bool isZero(float number) { return isSameValue(number, 0.0F); }
+
 }  // namespace lumorender

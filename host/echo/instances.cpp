@@ -52,7 +52,7 @@ void writeFlags(ElementText& out, const miInstance& instance, const InstanceDeta
     flag("finalgather", detail.finalgather);
     if (instance.shadowmap) out.statement("shadowmap on");
     if (detail.face != 0) out.statement("face", faceWord(detail.face));
-    if (instance.shading_samples != 0) out.statement("shading samples", instance.shading_samples);
+    if (!isZero(instance.shading_samples)) out.statement("shading samples", instance.shading_samples);
     if (instance.label != 0) out.statement("tag", instance.label);
 }
 
@@ -126,7 +126,7 @@ void writeInstanceGroup(ElementText& out, miTag tag) {
     if (record.label != 0) out.statement("tag", record.label);
     writeDataStatements(out, record.userdata);
     const auto* group = out.database.detail<GroupDetail>(tag);
-    if (group && group->merge != 0) out.statement("merge", group->merge);
+    if (group && !isZero(group->merge)) out.statement("merge", group->merge);
     if (group)
         for (const miTag instance : group->instances) {
             if (out.database.name(instance).empty()) continue;

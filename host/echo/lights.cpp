@@ -32,10 +32,10 @@ void writeShadowMap(ElementText& out, const miLight& light) {
     if (light.use_shadow_maps) out.statement("shadowmap on");
     if (light.shmap.type) out.statement("shadowmap detail samples", int{light.shmap.samples});
     if (light.shadowmap_resolution != 256) out.statement("shadowmap resolution", light.shadowmap_resolution);
-    if (light.shadowmap_softness != 0) out.statement("shadowmap softness", light.shadowmap_softness);
+    if (!isZero(light.shadowmap_softness)) out.statement("shadowmap softness", light.shadowmap_softness);
     if (light.shadowmap_samples != 1) out.statement("shadowmap samples", light.shadowmap_samples);
-    if (light.shadowmap_bias != 0) out.statement("shadowmap bias", light.shadowmap_bias);
-    if (light.shmap.accuracy != 0) out.statement("shadowmap accuracy", light.shmap.accuracy);
+    if (!isZero(light.shadowmap_bias)) out.statement("shadowmap bias", light.shadowmap_bias);
+    if (!isZero(light.shmap.accuracy)) out.statement("shadowmap accuracy", light.shmap.accuracy);
     if (light.shmap.filter) out.statement("shadowmap filter box", light.shmap.filter_u, light.shmap.filter_v);
     if (light.shadowmap_file) out.statement("shadowmap file", Quoted{out.database.string(light.shadowmap_file)});
     if (light.shmap.camera) out.statement("shadowmap camera", Name{light.shmap.camera});
@@ -56,7 +56,7 @@ void writeLight(ElementText& out, miTag tag) {
     const bool isDistant = light.type == miLIGHT_DIRECTION;
     if (!isDistant || light.dirlight_has_org) out.statement("origin", light.origin);
     if (light.type != miLIGHT_ORIGIN) out.statement("direction", light.direction);
-    const bool mayHaveSpread = light.spread != 0 && !light.dirlight_has_org;
+    const bool mayHaveSpread = !isZero(light.spread) && !light.dirlight_has_org;
     if (light.type == miLIGHT_SPOT || mayHaveSpread) out.statement("spread", light.spread);
     writeArea(out, light);
     if (!isSameValue(light.energy, miColor{})) out.statement("energy", light.energy);

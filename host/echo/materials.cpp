@@ -51,7 +51,7 @@ void writeTexture(ElementText& out, miTag tag) {
     const auto* texture = out.database.detail<TextureDetail>(tag);
     if (!texture) return;
     if (texture->local) out.text += "local ";
-    if (texture->filterScale != 0) {
+    if (!isZero(texture->filterScale)) {
         out.text += "filter";
         out.add(texture->filterScale);
         out.text += ' ';

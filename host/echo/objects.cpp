@@ -29,11 +29,11 @@ void writeFlags(ElementText& out, const miObject& object) {
     if (object.face) out.statement("face", faceWord(object.face));
     if (object.label != 0) out.statement("tag", object.label);
     if (object.mbox_explicit) out.statement("motion box", object.bbox_min_m, object.bbox_max_m);
-    if (object.maxdisplace != 0) out.statement("max displace", object.maxdisplace);
-    if (object.ray_offset != 0) out.statement("ray offset", object.ray_offset);
+    if (!isZero(object.maxdisplace)) out.statement("max displace", object.maxdisplace);
+    if (!isZero(object.ray_offset)) out.statement("ray offset", object.ray_offset);
     if (object.min_samples != -128 || object.max_samples != 127)
         out.statement("samples", int{object.min_samples}, int{object.max_samples});
-    if (object.shading_samples != 0) out.statement("shading samples", object.shading_samples);
+    if (!isZero(object.shading_samples)) out.statement("shading samples", object.shading_samples);
     if (object.volume_id != 0) out.statement("volume group", object.volume_id);
 }
 
@@ -72,9 +72,9 @@ void writePolygons(ElementText& out, const PolygonGroupSource& group, bool tagge
     for (const PolygonSource& polygon : group.polygons) {
         out.statement(polygon.convex ? "c" : "p");
         if (tagged) out.add(polygon.label);
-        const bool isThere = !out.database.name(polygon.material).empty();
-        if (!tagged && isThere && polygon.material != material) out.add(Name{polygon.material});
-        material = polygon.material;
+        const miTag own = out.database.name(polygon.material).empty() ? miNULLTAG : polygon.material;
+        if (!tagged && own != material) out.add(Name{own});
+        material = own;
         for (std::uint32_t i = 0; i < polygon.count; ++i) {
             const int corner = group.corners[polygon.first + i];
             corner < 0 ? out.add("hole") : out.add(corner);
@@ -84,7 +84,7 @@ void writePolygons(ElementText& out, const PolygonGroupSource& group, bool tagge
 
 void writeGroup(ElementText& out, const PolygonGroupSource& group, bool tagged) {
     out.statement("group");
-    if (group.surfaces.merge != 0) {
+    if (!isZero(group.surfaces.merge)) {
         out.add("merge");
         out.add(group.surfaces.merge);
     }
@@ -178,7 +178,7 @@ void writeRule(ElementText& out, const ApproximationRule& rule) {
     static constexpr const char* kKinds[] = {"",       "displace", "trilist",     "surface", "subdivision surface",
                                              "ccmesh", "curve",    "space curve", "trim"};
     const auto limit = [&](const char* word, float value) {
-        if (value == 0) return;
+        if (isZero(value)) return;
         out.add(word);
         out.add(value);
     };

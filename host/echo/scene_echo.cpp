@@ -3,6 +3,7 @@
 #include "database/declaration.h"
 #include "echo/element_writers.h"
 #include "mi/records.h"
+#include "parsing/scanner.h"
 
 #include <fmt/format.h>
 
@@ -63,13 +64,36 @@ bool isNumber(std::string_view text) {
     return !text.empty() && text.find_first_not_of("0123456789") == std::string_view::npos;
 }
 
+/// Declarations, data, textures and the like are always whole.
+bool canBeIncremental(int type) {
+    switch (type) {
+        case miSCENE_OPTIONS:
+        case miSCENE_CAMERA:
+        case miSCENE_LIGHT:
+        case miSCENE_MATERIAL:
+        case miSCENE_OBJECT:
+        case miSCENE_INSTANCE:
+        case miSCENE_GROUP:
+        case miSCENE_FUNCTION:
+        case miSCENE_FLIST: return true;
+        default: return false;
+    }
+}
+
 }  // namespace
 
-SceneEcho::SceneEcho(const Database& database, const Modules& modules, const std::filesystem::path& file)
-    : database_(database), modules_(modules), file_(file) {}
+SceneEcho::SceneEcho(const Database& database, const Modules& modules, const std::filesystem::path& file,
+                     const EchoStyle& style)
+    : database_(database), modules_(modules), path_(file), style_(style), file_(file) {}
+
+void SceneEcho::keep() {
+    for (const auto& object : objects_) object->keep();
+    file_.keep();
+}
 
 void SceneEcho::render(const RenderCommand& command) {
     writeChanges({command.options, command.cameraInstance, command.rootGroup});
+    if (!style_.renders) return;
     ElementText text(database_);
     text.text = "\nrender";
     for (const miTag tag : {command.rootGroup, command.cameraInstance, command.options}) text.add(Name{tag});
@@ -186,13 +210,24 @@ void SceneEcho::emit(miTag tag, const ElementText& element) {
     if (written.hash == hash && written.tag == tag) return;
     written = {tag, hash};
     const int type = database_.type(tag);
+    const std::string text =
+        style_.incremental && canBeIncremental(type) ? "incremental " + element.text : element.text;
     if (type == miSCENE_GROUP) {
-        groups_ += element.text;
+        groups_ += text;
         return;
     }
     if (const auto* options = database_.as<miOptions>(tag, miSCENE_OPTIONS)) inheritance_ = options->inh_funcdecl;
     if (type == miSCENE_INSTANCE) followInheritance(tag);
-    file_.write(element.text);
+    type == miSCENE_OBJECT&& style_.explodes ? writeApart(text) : file_.write(text);
+}
+
+/// In a file NAME_1.mi, NAME_2.mi and so on.
+void SceneEcho::writeApart(const std::string& text) {
+    const auto number = objects_.size() + 1;
+    const std::string name = fmt::format("{}_{}.mi", path_.stem().string(), number);
+    objects_.push_back(std::make_unique<WholeFile>(path_.parent_path() / name));
+    objects_.back()->write(text);
+    file_.write(fmt::format("$include {}\n", quotedText(name)));
 }
 
 /// Options make their inheritance function the one that counts. Those by which the instance was laid out may have been

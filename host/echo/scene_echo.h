@@ -10,24 +10,34 @@
 #include <deque>
 #include <filesystem>
 #include <map>
+#include <memory>
 #include <set>
 #include <string>
+#include <vector>
 
 namespace lumorender {
+
+/// How the text is written.
+struct EchoStyle {
+    bool renders = true;       ///< with its render commands
+    bool incremental = false;  ///< elements change those that are there already
+    bool explodes = false;     ///< each object is a file of its own beside the text, which includes it
+};
 
 /// Every element is written before those that need it, as it is when a render command comes; what has changed at the
 /// next one is written again as a whole, under the same name. Declarations are written where something uses them. One
 /// thread, the one that reads. Everything throws Failure where the file cannot be written.
 class SceneEcho {
 public:
-    SceneEcho(const Database& database, const Modules& modules, const std::filesystem::path& file);
+    SceneEcho(const Database& database, const Modules& modules, const std::filesystem::path& file,
+              const EchoStyle& style = {});
 
-    /// What has changed, and the render command. Must be called while the command is carried out.
+    /// What has changed, and the render command if these are written. Must be called while it is carried out.
     void render(const RenderCommand& command);
     /// What has changed since the last render command.
     void rest();
-    /// The file takes its name. Without this there is none.
-    void keep() { file_.keep(); }
+    /// The files take their names. Without this there are none.
+    void keep();
 
 private:
     struct Written {
@@ -44,11 +54,15 @@ private:
     void announce(miTag tag);
     void visitWithMentioned(miTag tag);
     void emit(miTag tag, const ElementText& element);
+    void writeApart(const std::string& text);
     void followInheritance(miTag instance);
 
     const Database& database_;
     const Modules& modules_;
+    const std::filesystem::path path_;
+    const EchoStyle style_;
     WholeFile file_;
+    std::vector<std::unique_ptr<WholeFile>> objects_;  ///< those that are files of their own
     std::set<std::string> links_;
     std::map<std::string, Written, std::less<>> written_;
     std::set<miTag> visited_;    ///< since the last render command

@@ -133,9 +133,10 @@ void InstanceReader::readTransform() {
     M44d inverse;
     if (!invert(affineMatrix(matrix), inverse))
         return scene.problems.warning(place, "the transform is singular, identity is used");
-    narrow(inverse, instance.tf.local_to_global);
+    // An inverse may have other signs of zeros.
+    instance.tf.identity = std::equal(std::begin(matrix), std::end(matrix), std::begin(instance.tf.global_to_local));
+    if (!instance.tf.identity) narrow(inverse, instance.tf.local_to_global);
     std::copy_n(matrix, 16, instance.tf.global_to_local);
-    instance.tf.identity = std::equal(std::begin(matrix), std::end(matrix), std::begin(instance.tf.local_to_global));
 }
 
 void InstanceReader::readMotion() {

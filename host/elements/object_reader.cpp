@@ -35,7 +35,11 @@ struct ObjectReader {
     }
 
     void readTagged() {
-        source.tagged = in.readFlag();
+        const Place place = in.place();
+        const bool tagged = in.readFlag();
+        if (tagged != source.tagged && !source.groups.empty())
+            return scene.problems.warning(place, "found tagged behind polygons, it must stand before them: ignored");
+        source.tagged = tagged;
         object.mtl_is_label = source.tagged;
     }
 

@@ -234,7 +234,7 @@ void OptionsReader::readContour() {
 void OptionsReader::readInheritance(bool traversal) {
     if (!in.atName()) in.fail("the name of a declaration");
     options.inh_funcdecl = scene.require(in.current().text, {miSCENE_FUNCTION_DECL}, "a declared inheritance function");
-    options.inh_is_traversal = traversal;
+    options.inh_is_traversal = traversal && options.inh_funcdecl;
     scene.inheritance = options.inh_funcdecl;
     in.advance();
 }

@@ -124,18 +124,31 @@ const StatementTable<Reader>& statements() {
     return table;
 }
 
-/// While it lives names are private, and \"interface\" leads to the parameters of this use.
+/// The namespaces of an element by its full name.
+std::vector<std::string> namespacesOf(std::string_view fullName) {
+    std::vector<std::string> spaces;
+    for (std::size_t end = fullName.find("::"); end != std::string_view::npos; end = fullName.find("::")) {
+        spaces.emplace_back(fullName.substr(0, end));
+        fullName.remove_prefix(end + 2);
+    }
+    return spaces;
+}
+
+/// While it lives names are private, those around the declaration are seen, and \"interface\" leads to the parameters of
+/// this use.
 class BodyScope {
 public:
-    BodyScope(SceneContext& scene, const Declaration& declaration, const ParameterBlock& block)
-        : scene_(scene), incremental_(scene.incremental) {
+    BodyScope(SceneContext& scene, miTag declaration, const ParameterBlock& block)
+        : scene_(scene), namespaces_(std::move(scene.namespaces)), incremental_(scene.incremental) {
+        const auto& declared = *scene.database.detail<Declaration>(declaration);
         scene.incremental = false;
-        scene.namespaces.push_back(fmt::format("{} {}", declaration.name, ++scene.phenomenonCount));
-        scene.phenomena.push_back({&declaration, &block});
+        scene.namespaces = namespacesOf(scene.database.name(declaration));
+        scene.namespaces.push_back(fmt::format("{} {}", declared.name, ++scene.phenomenonCount));
+        scene.phenomena.push_back({&declared, &block});
     }
     ~BodyScope() {
         scene_.phenomena.pop_back();
-        scene_.namespaces.pop_back();
+        scene_.namespaces = std::move(namespaces_);
         scene_.incremental = incremental_;
     }
     BodyScope(const BodyScope&) = delete;
@@ -143,6 +156,7 @@ public:
 
 private:
     SceneContext& scene_;
+    std::vector<std::string> namespaces_;
     const bool incremental_;
 };
 
@@ -190,7 +204,7 @@ miTag makePhenomenon(SceneContext& scene, const Place& place, const std::string&
     BodyReader reader{scene, scene.in, declaration};
     const int errors = scene.problems.errors();
     {
-        const BodyScope scope(scene, declaration, block);
+        const BodyScope scope(scene, declarationTag, block);
         readBody(reader, *declaration.body);
     }
     if (scene.problems.errors() > errors) return miNULLTAG;

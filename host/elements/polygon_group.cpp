@@ -155,10 +155,16 @@ void GroupReader::readHeading() {
         label_ = static_cast<std::uint32_t>(in_.readInteger());
         return;
     }
+    if (in_.accept("null")) {  // as echoes have it where a material is no longer there
+        materialName_ = {};
+        material_ = miNULLTAG;
+    }
     if (!in_.atName()) return;
     if (in_.current().text != materialName_) {
         materialName_ = in_.current().text;
-        material_ = scene_.require(materialName_, {miSCENE_MATERIAL, miSCENE_FUNCTION}, "a material");
+        // After an error the one before stays.
+        if (const miTag tag = scene_.require(materialName_, {miSCENE_MATERIAL, miSCENE_FUNCTION}, "a material"))
+            material_ = tag;
     }
     in_.advance();
 }

@@ -261,7 +261,9 @@ int GroupInReading::readVertex() const {
 
 std::uint32_t GroupInReading::readHeading() {
     if (tagged) return static_cast<std::uint32_t>(scene.in.readInteger());
-    if (scene.in.atName()) material = scene.readReference({miSCENE_MATERIAL, miSCENE_FUNCTION}, "a material");
+    if (scene.in.accept("null")) material = miNULLTAG;
+    const miTag named = scene.in.atName() ? scene.readReference({miSCENE_MATERIAL, miSCENE_FUNCTION}, "a material") : 0;
+    if (named) material = named;
     return 0;
 }
 

@@ -285,7 +285,9 @@ void TrilistReader::readTriangles(std::size_t count) {
 
 void TrilistReader::readTriangle() {
     if (tagged_) label_ = static_cast<std::uint32_t>(in_.readInteger());
-    if (!tagged_ && in_.atName()) material_ = scene_.readReference({miSCENE_MATERIAL, miSCENE_FUNCTION}, "a material");
+    if (!tagged_ && in_.atName())
+        if (const miTag named = scene_.readReference({miSCENE_MATERIAL, miSCENE_FUNCTION}, "a material"))
+            material_ = named;
     const Place place = in_.place();
     std::uint32_t corners[3];
     for (std::uint32_t& corner : corners) corner = static_cast<std::uint32_t>(in_.readInteger());

@@ -40,6 +40,12 @@ void ParameterBlock::setDefault(const Parameter& parameter, std::size_t at) {
     }
 }
 
+void ParameterBlock::reset(const Parameter& parameter, std::size_t at) {
+    clear(at, parameter.elementSize);
+    std::memset(ghosts_.data() + at, 0, parameter.elementSize);
+    setDefault(parameter, at);
+}
+
 void ParameterBlock::connect(std::size_t at, miTag source) {
     putGhost(at, source);
     hasConnections_ = true;

@@ -25,6 +25,9 @@ public:
     void setDefaults(const std::vector<Parameter>& parameters, std::size_t base);
     void setDefault(const Parameter& parameter, std::size_t at);
 
+    /// As if nothing had been given. Of an array it is the element that lies there.
+    void reset(const Parameter& parameter, std::size_t at);
+
     /// The value was given here.
     void markGiven(std::size_t at) { putGhost(at, miPARAMTAG); }
     /// The value comes from a shader.

@@ -22,13 +22,13 @@ int ParameterReader::readList(const std::vector<Parameter>& parameters, std::siz
         const Place place = in_.place();
         try {
             readNamed(parameters, base);
+            ++given;
         } catch (const SyntaxError& problem) {
             // One bad value does not hide what is wrong with the next.
             const std::string which = reading_.empty() ? "a parameter" : fmt::format("parameter \"{}\"", reading_);
             scene_.problems.error(problem.place, fmt::format("{}, in {} of {}", problem.text, which, owner_));
             skipValue(closing);
         }
-        ++given;
         if (in_.accept(',') || in_.at(closing)) continue;
         if (in_.place().at == place.at) in_.advance();
         in_.fail(fmt::format("\",\" or \"{}\" behind a parameter of {}", closing, owner_));
@@ -199,6 +199,7 @@ void ParameterReader::readConnection(const Parameter& parameter, std::size_t at)
                                                         "returns {}",
                                                         parameter.name, owner_, nameOfType(parameter.type), source.name,
                                                         nameOfType(source.result.type)));
+    block_.reset(parameter, at);  // what was given before counts no more, not even where the shader fails
     block_.connect(at, source.tag);
 }
 

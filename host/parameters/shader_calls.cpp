@@ -95,7 +95,10 @@ std::vector<miTag> shadersOf(const SceneContext& scene, miTag slot) {
 
 miTag readShaderList(SceneContext& scene) {
     std::vector<miTag> slots;
-    while (atShader(scene.in)) slots.push_back(scene.in.accept('=') ? readReused(scene) : readCall(scene, {}));
+    while (atShader(scene.in)) {
+        const miTag slot = scene.in.accept('=') ? readReused(scene) : readCall(scene, {});
+        if (slot) slots.push_back(slot);
+    }
     // A single one is referred to itself, so that later changes of a named list show.
     if (slots.size() < 2) return slots.empty() ? miNULLTAG : slots.front();
     std::vector<miTag> functions;

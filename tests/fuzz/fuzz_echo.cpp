@@ -33,8 +33,15 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     settings.filesAllowed = false;
     settings.functionsRequired = false;
     const std::string text(reinterpret_cast<const char*>(data), size);
-    const std::string loss =
-        lumorender::lossOfEcho(text, "fuzz", settings, folder, [] { return std::exchange(errors, {}); });
+    const std::string loss = lumorender::lossOfEcho(
+        text, "fuzz", settings, folder,
+        [] {
+            const std::string told = std::exchange(errors, {});
+            lumorender::reportRepeatedMessages();  // what was told of one text is told of the next one, too
+            errors.clear();
+            return told;
+        },
+        false);
     if (loss.empty()) return 0;
     std::fprintf(stderr, "%s\n", loss.c_str());
     std::abort();
