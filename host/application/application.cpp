@@ -8,6 +8,8 @@
 #include "application/shader_list.h"
 #include "building/build_session.h"
 #include "echo/scene_echo.h"
+#include "mi/geometry_api.h"
+#include "render/called_shaders.h"
 #include "interface/host.h"
 #include "library/memory.h"
 #include "mi/instance.h"
@@ -62,6 +64,23 @@ public:
         return !abortRequested();
     }
 
+    /// In a world of its own where the scene names no camera and no options.
+    void call(const CallCommand& command) override {
+        if (commandLine_.renders.last == 0) return;
+        if (command.cameraInstance)
+            return call(command.shaders, command.cameraInstance, command.options, command.where);
+        constexpr const char* kWorld =
+            "options \"of a call\" object space end options camera \"of a call: camera\" end camera "
+            "instance \"of a call: instance\" \"of a call: camera\" end instance";
+        constexpr const char* kAway =
+            "delete \"of a call: instance\" delete \"of a call: camera\" delete \"of a call\"";
+        Database& database = hostDatabase();
+        const ReaderSettings settings;
+        readSceneText(kWorld, "call", database, hostModules(), *this, settings);
+        call(command.shaders, database.find("of a call: instance"), database.find("of a call"), command.where);
+        readSceneText(kAway, "call", database, hostModules(), *this, settings);
+    }
+
     /// Says what the scene did not have, and returns whether everything was rendered.
     bool finish() const {
         const RenderRange& range = commandLine_.renders;
@@ -110,6 +129,17 @@ private:
                         fmt::format(" shutter {} {:#}", commandLine_.shutterDelay, options->shutter)) &&
                    good;
         return good;
+    }
+
+    /// Below a group that holds the camera and nothing else.
+    void call(miTag shaders, miTag cameraInstance, miTag options, const std::string& where) {
+        Database& database = hostDatabase();
+        const miTag group = database.create(miSCENE_GROUP, sizeof(miGroup));
+        auto members = std::make_unique<GroupDetail>();
+        members->instances.push_back(cameraInstance);
+        database.setDetail(group, std::move(members));
+        complete_ = callShaders(database, shaders, group, cameraInstance, options, where) && complete_;
+        database.remove(group);
     }
 
     const CommandLine& commandLine_;
@@ -224,6 +254,7 @@ public:
         if (commandLine_.renders.includes(++commands_)) echo_.render(command);
         return !abortRequested();
     }
+    void call(const CallCommand& command) override { echo_.call(command); }
     void finishText() override { echo_.rest(); }
     void keep() { echo_.keep(); }
 

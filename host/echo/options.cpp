@@ -218,7 +218,7 @@ private:
         writeSlotStatement(out_, "state", o_.state_func);
         writeSlotStatement(out_, "contour store", o_.contour_store);
         writeSlotStatement(out_, "contour contrast", o_.contour_contrast);
-        out_.statement("object space");
+        out_.statement(o_.render_space == 'c' ? "camera space" : "object space");
         if (o_.inh_funcdecl) out_.statement(o_.inh_is_traversal ? "traversal" : "inheritance", Name{o_.inh_funcdecl});
     }
 

@@ -100,6 +100,23 @@ void SceneEcho::render(const RenderCommand& command) {
     file_.write(text.text + "\n");
 }
 
+void SceneEcho::call(const CallCommand& command) {
+    writeLinks();
+    writeDeletions();
+    collectNames();
+    visited_.clear();
+    ElementText text(database_);
+    text.text = "call";
+    writeSlot(text, command.shaders);
+    if (command.cameraInstance) {
+        text.text += ',';
+        text.add(Name{command.cameraInstance});
+        text.add(Name{command.options});
+    }
+    for (const miTag needed : text.needed) visitWithMentioned(needed);
+    file_.write(text.text + "\n");
+}
+
 void SceneEcho::rest() { writeChanges({}); }
 
 void SceneEcho::writeChanges(const std::vector<miTag>& first) {

@@ -34,6 +34,8 @@ public:
 
     /// What has changed, and the render command if these are written. Must be called while it is carried out.
     void render(const RenderCommand& command);
+    /// What the shaders need, and the call.
+    void call(const CallCommand& command);
     /// What has changed since the last render command.
     void rest();
     /// The files take their names. Without this there are none.

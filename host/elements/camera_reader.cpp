@@ -1,6 +1,7 @@
 // Reads `camera`.
 #include "mi/records.h"
 #include "elements/element_readers.h"
+#include "elements/options_reader.h"
 #include "parameters/shader_calls.h"
 #include "parsing/statements.h"
 #include "parameters/user_data.h"
@@ -75,6 +76,7 @@ struct CameraReader {
     }
 
     bool isStatement() const;
+    void store(const std::string& name);
     void read();
 };
 
@@ -116,7 +118,10 @@ void CameraReader::read() {
         if (const auto* given = scene.database.detail<FrameBufferSet>(camera.buffertag)) buffers = *given;
     }
     readStatements(*this, statements(), "camera");
+    store(name);
+}
 
+void CameraReader::store(const std::string& name) {
     choosePrimary(buffers);
     camera.buffertag =
         scene.storeBytes({}, miSCENE_FBINFO, nullptr, 16, std::make_unique<FrameBufferSet>(std::move(buffers)));
@@ -129,5 +134,32 @@ void CameraReader::read() {
 }  // namespace
 
 void readCamera(SceneContext& scene) { CameraReader{scene, scene.in}.read(); }
+
+/// What both have is said of the camera.
+void readViewAs(SceneContext& scene, const std::string& camera, const std::string& options) {
+    CameraReader seen{scene, scene.in};
+    seen.setDefaults();
+    seen.camera.frame = scene.frame.number;
+    seen.camera.frame_time = scene.frame.time;
+    OptionsReader rules(scene);
+    Cursor& in = scene.in;
+    while (!in.acceptEnd("view")) {
+        const Place place = in.place();
+        const std::string_view word = in.current().text;
+        const auto readOfCamera = statements().find(in.current());
+        const auto readOfOptions = optionStatements().find(in.current());
+        if (readOfCamera || readOfOptions) {
+            in.advance();
+            scene.problems.tell(place, readOfCamera ? "camera" : "options", word, in.continuation());
+            readOfCamera ? readOfCamera(seen) : readOfOptions(rules);
+        } else if (!rules.readOther()) {
+            scene.skipUnknown("view", [&] {
+                return statements().find(in.current()) != nullptr || optionStatements().find(in.current()) != nullptr;
+            });
+        }
+    }
+    seen.store(camera);
+    rules.store(options);
+}
 
 }  // namespace lumorender

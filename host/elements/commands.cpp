@@ -84,11 +84,19 @@ void readRegistry(Scene& scene) {
     in.acceptEnd("registry");
 }
 
-void skipCall(Scene& scene) {
-    readShaderList(scene);
-    if (!scene.in.accept(',')) return;
-    scene.in.readName("a camera instance");
-    scene.in.readName("options");
+/// The names of a camera instance and of options may follow.
+void readCall(Scene& scene) {
+    const Place place = scene.in.place();
+    CallCommand command;
+    command.where = place.text();
+    command.shaders = readShaderList(scene);
+    if (scene.in.accept(',')) {
+        command.cameraInstance = scene.readReference({miSCENE_INSTANCE}, "a camera instance");
+        command.options = scene.readReference({miSCENE_OPTIONS}, "options");
+    }
+    if (scene.problems.errors() > 0 && !scene.settings.lenient)
+        return scene.problems.warning(place, "nothing is called because of the errors above");
+    if (command.shaders) scene.actions.call(command);
 }
 
 void readDelete(Scene& scene) {
@@ -115,8 +123,7 @@ void readEnd(Scene& scene) {
         scene.namespaces.pop_back();
         return in.advance();
     }
-    // The wrapper of former versions: its elements are read as if it were not there.
-    if (in.accept("view") || in.accept("frame")) return;
+    if (in.accept("frame")) return endFrame(scene);
     throw SyntaxError{in.place(), fmt::format("found \"end {}\" where nothing is open", in.current().text)};
 }
 
@@ -147,7 +154,7 @@ const StatementTable<Scene>& commands() {
         {"min", &readMinimum},
         {"max", &readMaximum},
         {"registry", &readRegistry},
-        {"call", &skipCall},
+        {"call", &readCall},
         {"debug", &skipDebug},
         {"memory", [](Scene& s) { s.in.readFloat(); }},
         {"delete", &readDelete},
@@ -157,8 +164,8 @@ const StatementTable<Scene>& commands() {
         {"root", &readAssemblyRoot},
         {"render", &readRender},
         {"gui", &skipGui},
-        {"frame", [](Scene& s) { s.in.readFloats(2); }},
-        {"view", [](Scene& s) { skipToEnd(s, "view"); }},
+        {"frame", &readFrame},
+        {"view", &readView},
         {"incremental", [](Scene& s) { s.incremental = true; }},
         {"private", [](Scene&) {}},
         {"session", &readSession},
@@ -241,7 +248,6 @@ void readRender(SceneContext& scene) {
     Cursor& in = scene.in;
     const Place place = in.place();
     RenderCommand command;
-    command.where = place.text();
     command.rootGroup = scene.readReference({miSCENE_GROUP}, "an instance group");
     command.cameraInstance = scene.readReference({miSCENE_INSTANCE}, "a camera instance");
     if (const auto* instance = scene.database.as<miInstance>(command.cameraInstance, miSCENE_INSTANCE))
@@ -249,9 +255,14 @@ void readRender(SceneContext& scene) {
             scene.problems.error(
                 place, fmt::format("instance \"{}\" places no camera", scene.database.name(command.cameraInstance)));
     command.options = scene.readReference({miSCENE_OPTIONS}, "options");
+    carryOutRender(scene, place, std::move(command));
+}
+
+void carryOutRender(SceneContext& scene, const Place& place, RenderCommand command) {
     if (scene.problems.errors() > 0 && !scene.settings.lenient)
         return scene.problems.warning(place, "nothing is rendered because of the errors above");
-    command.texts = in.texts();
+    command.where = place.text();
+    command.texts = scene.in.texts();
     passParameters(scene);
     if (!scene.actions.render(command)) throw StopReading();
 }

@@ -38,6 +38,18 @@ void readCommands(SceneContext& scene);
 void readFileCommands(SceneContext& scene, const std::string& name, const std::filesystem::path& folder,
                       std::string text);
 
+/// Behind `frame` and `view` of former versions: `N [time]`, and the statements of a camera and of options up to and past
+/// `end view`. Behind `end frame` what was read is placed and rendered.
+void readFrame(SceneContext& scene);
+void readView(SceneContext& scene);
+void endFrame(SceneContext& scene);
+
+/// The statements of a view, as a camera and options of these names.
+void readViewAs(SceneContext& scene, const std::string& camera, const std::string& options);
+
+/// Nothing is rendered after an error. Throws StopReading where the application wants no more.
+void carryOutRender(SceneContext& scene, const Place& place, RenderCommand command);
+
 /// Behind `render`. Nothing is rendered after an error. Throws StopReading where the application wants no more.
 void readRender(SceneContext& scene);
 

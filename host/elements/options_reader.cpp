@@ -195,9 +195,9 @@ void OptionsReader::readMotion() {
 }
 
 /// Whichever is asked for.
-void OptionsReader::readSpace() {
+void OptionsReader::readSpace(char space) {
     in.expect("space");
-    options.render_space = 'o';
+    options.render_space = space;
 }
 
 void OptionsReader::readFrameBuffer() {

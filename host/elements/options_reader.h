@@ -36,7 +36,7 @@ struct OptionsReader {
     void readShutter();
     void readMotion();
     void readBsp();
-    void readSpace();
+    void readSpace(char space);
     void readDisplace();
     void readLightmap();
     void readColorclip();

@@ -221,6 +221,7 @@ private:
     /// Instances give matrices that lead into their own space; an instance that says nothing of its motion moves along
     /// with what is above it.
     Motion move(miTag tag, const miInstance& instance, const InstanceDetail& given, const Motion& above) const {
+        if (options_.render_space == 'c') return above;  // everything is given as the camera sees it
         const std::vector<Link> own = linksOf(tag, instance, given);
         Motion below = given.motionOff ? Motion(1, above.front()) : above;
         if (own.size() > below.size()) below.resize(own.size(), above.back());

@@ -108,7 +108,8 @@ miTag readShaderList(SceneContext& scene) {
 
 miTag joinShaders(SceneContext& scene, miTag former, miTag further) {
     if (!former || !further) return former ? former : further;
-    std::vector<miTag> functions = shadersOf(scene, former);
+    std::vector<miTag> functions;
+    append(scene, functions, former);
     append(scene, functions, further);
     return makeList(scene, {}, std::move(functions));
 }

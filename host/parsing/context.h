@@ -22,6 +22,13 @@ struct PhenomenonScope {
     const ParameterBlock* block;
 };
 
+/// A frame of former versions that is open.
+struct FormerFrame {
+    int number = 0;
+    float time = 0;
+    bool hasView = false;
+};
+
 struct SceneContext {
     SceneContext(Database& database, Modules& modules, SceneActions& actions, const ReaderSettings& settings);
 
@@ -42,6 +49,7 @@ struct SceneContext {
     miTag inheritance = 0;
     /// The color profile of the space that the scene is rendered in, from the options read last; 0 = the usual one.
     miTag renderProfile = 0;
+    FormerFrame frame;
     std::vector<std::string> namespaces;
     /// Phenomena whose bodies are read, the innermost last; and how many were made in all.
     std::vector<PhenomenonScope> phenomena;

@@ -4,10 +4,19 @@
 
 #include <charconv>
 #include <cstdlib>
+#include <utility>
 
 namespace lumorender {
 
 namespace {
+
+/// What scenes may ask of the program, and cannot change.
+constexpr std::pair<std::string_view, std::string_view> kOwnKeys[] = {
+    {"_MI_RAY_VERSION", kRendererVersion},
+    {"_MI_RAY_MAJOR_VERSION", kRendererVersion.substr(0, kRendererVersion.find('.'))},
+    {"_MI_RAY_SYSTEM", "linux"},
+    {"_MI_RAY_PLATFORM", sizeof(void*) == 8 ? "linux-64" : "linux-32"},
+};
 
 constexpr int kDeepestExpansion = 16;
 constexpr std::size_t kLongestExpansion = 16384;  // entries that name each other twice would grow without end,
@@ -105,10 +114,11 @@ void Registry::expandInto(std::string& result, std::string_view text, int depth,
 }
 
 void Registry::expandKey(std::string& result, std::string_view key, int depth, std::vector<std::string>& missing) {
-    if (key == "_MI_RAY_VERSION") {
-        result += kRendererVersion;
-        return;
-    }
+    for (const auto& [name, value] : kOwnKeys)
+        if (key == name) {
+            result += value;
+            return;
+        }
     if (++expansions_ > kMostExpansions) return;
     if (const Entry* entry = find(key); entry && depth < kDeepestExpansion)
         for (const Item& item : entry->items)

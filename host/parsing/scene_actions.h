@@ -23,12 +23,21 @@ struct RenderCommand {
     std::vector<std::pair<std::string, std::string_view>> texts;
 };
 
+/// Shaders that are called outside of a render.
+struct CallCommand {
+    miTag shaders = 0;
+    miTag cameraInstance = 0, options = 0;  ///< 0 = none were named
+    std::string where;                      ///< "file:line" of the command, for messages
+};
+
 /// What a scene file asks of the program besides filling the database.
 class SceneActions {
 public:
     virtual ~SceneActions() = default;
     /// Renders now, from the database as it stands. Returns false where the rest of the file should not be read.
     virtual bool render(const RenderCommand& command) = 0;
+    /// Calls the shaders now.
+    virtual void call(const CallCommand&) {}
     /// The text has been read to its end. Bodies of phenomena still refer to it.
     virtual void finishText() {}
 };
