@@ -168,6 +168,7 @@ const std::array kShaders = {
                   std::vector<Word>(16, Word(0)),
                   {4., 4., 1., 1, 0, 0, 1, 1, 0, 0., 0., 0., 1., 1., 1., 0., 0., 0.}})},
     Shader{"mib_texture_lookup", miRAY_EYE, {1, .5, .5, 0.}},
+    Shader{"mib_lightmap_sample", miRAY_EYE, {1, .5, .5, 0., 0}},
     Shader{"mib_texture_checkerboard", miRAY_EYE,
            words({{.5, .5, 0., .5, .5, .5}, kGray, kGray, kGray, kGray, kGray, kGray, kGray, kGray})},
     Shader{"mib_lookup_spherical", miRAY_EYE, {0., 0., 0., 0., 1}},

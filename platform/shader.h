@@ -5,6 +5,7 @@
 #include "mi/functions.h"
 #include "mi/images.h"
 #include "mi/layout.h"
+#include "mi/light_maps.h"
 #include "mi/macros.h"
 #include "mi/option_records.h"
 #include "mi/records.h"

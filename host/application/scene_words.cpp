@@ -165,7 +165,8 @@ WordGroup featureWords() {
              OptionsStatement{"max displace"}},
             {"hair", "on|off", "Whether hairs are rendered", OptionsStatement{"hair"}},
             {"output", "on|off", "Whether output shaders are called", OptionsStatement{"output"}},
-            {"lightmap", "on|off|only", "Whether light maps are made", NoEffect{"they are never made"}},
+            {"lightmap", "on|off|only", "Whether light maps are made; with only no picture is",
+             OptionsStatement{"lightmap"}},
             {"pass", "on|off", "Passes over frame buffer files", NoEffect{"these are not supported"}},
         }};
 }

@@ -51,6 +51,7 @@ void writeTexture(ElementText& out, miTag tag) {
     const auto* texture = out.database.detail<TextureDetail>(tag);
     if (!texture) return;
     if (texture->local) out.text += "local ";
+    if (texture->writable) out.text += "writable ";
     if (!isZero(texture->filterScale)) {
         out.text += "filter";
         out.add(texture->filterScale);
@@ -66,12 +67,15 @@ void writeTexture(ElementText& out, miTag tag) {
     if (!texture->pixels.empty()) {
         writePixels(out, *texture);
     } else {
-        out.add(Quoted{texture->file});
+        const bool isMade = texture->writable;  // beside the picture, wherever the scene lies
+        if (!texture->file.empty()) out.add(Quoted{isMade ? texture->givenFile : texture->file});
+        if (!texture->pixelType.empty()) out.add(Quoted{texture->pixelType});
+        if (!texture->fileFormat.empty()) out.add(Quoted{texture->fileFormat});
         if (texture->width > 0) {
             out.add("[");
             out.add(texture->width);
             out.add(texture->height);
-            out.add(texture->depth);
+            if (!texture->file.empty()) out.add(texture->depth);
             out.add("]");
         }
     }

@@ -1,5 +1,6 @@
 // Reads textures: image files, pixels in the scene itself, and shaders that compute them.
 #include "elements/element_readers.h"
+#include "mi/images.h"
 #include "parameters/shader_calls.h"
 
 #include <fmt/format.h>
@@ -27,7 +28,9 @@ struct TextureReader {
                 texture.local = true;
             } else if (in.accept("filter")) {
                 texture.filterScale = in.atNumber() ? in.readFloat() : 1;
-            } else if (!in.accept("writable")) {
+            } else if (in.accept("writable")) {
+                texture.writable = true;
+            } else {
                 return;
             }
             scene.problems.tell(place, "texture", word);
@@ -57,9 +60,11 @@ struct TextureReader {
     }
 
     void readFile() {
-        texture.file = scene.locateImage(scene.readFileName(), texture.hint).string();
-        // A type and format for files without a header of their own.
-        while (in.atString()) in.advance();
+        texture.givenFile = scene.readFileName();
+        texture.file = scene.locateImage(texture.givenFile, texture.hint).string();
+        // What files without a header of their own hold, and what a light map is written as.
+        if (in.atString()) texture.pixelType = in.readString();
+        if (in.atString()) texture.fileFormat = in.readString();
         if (in.at('[')) texture.depth = readSize(0);
     }
 
@@ -76,6 +81,8 @@ struct TextureReader {
         const int width = readSize(1);
         if (width != 1 && width != 2 && width != 4)
             return scene.problems.error(place, fmt::format("found {} bytes per component, expected 1, 2 or 4", width));
+        // Pixels that light map shaders put need no others before.
+        if (texture.writable && in.current().kind != TokenKind::Bytes) return;
         const auto bytes = in.readBytes();
         const auto perComponent = static_cast<std::size_t>(texture.width) * static_cast<std::size_t>(texture.height) *
                                   static_cast<std::size_t>(width);
@@ -103,7 +110,8 @@ struct TextureReader {
             return;
         }
         in.at('[') ? readPixels() : readFile();
-        scene.storeBytes(name, miSCENE_IMAGE, nullptr, 16, std::make_unique<TextureDetail>(std::move(texture)));
+        scene.storeBytes(name, miSCENE_IMAGE, nullptr, sizeof(miImg_image),
+                         std::make_unique<TextureDetail>(std::move(texture)));
     }
 };
 

@@ -8,7 +8,8 @@ using namespace lumorender;
 
 namespace {
 
-OutputPicture& pictureOf(miImg_image* image) { return *static_cast<OutputPicture*>(image); }
+/// Who keeps the pixels, or null.
+ShaderImage* keeperOf(miImg_image* image) { return image ? static_cast<ShaderImage*>(image->host) : nullptr; }
 
 }  // namespace
 
@@ -29,36 +30,41 @@ miImg_image* mi_output_image_open(miState*, int buffer) {
 void mi_output_image_close(miState*, int) {}
 
 void mi_img_get_color(miImg_image* image, miColor* color, int x, int y) {
-    *color = image ? pictureOf(image).color(x, y) : miColor{};
+    const ShaderImage* keeper = keeperOf(image);
+    *color = keeper ? keeper->color(x, y) : miColor{};
 }
 
 void mi_img_put_color(miImg_image* image, miColor* color, int x, int y) {
-    if (image) pictureOf(image).setColor(*color, x, y);
+    if (ShaderImage* keeper = keeperOf(image)) keeper->setColor(*color, x, y);
 }
 
 void mi_img_get_scalar(miImg_image* image, miScalar* value, int x, int y) {
-    *value = image ? pictureOf(image).scalar(x, y) : 0;
+    const ShaderImage* keeper = keeperOf(image);
+    *value = keeper ? keeper->scalar(x, y) : 0;
 }
 
 void mi_img_put_scalar(miImg_image* image, miScalar value, int x, int y) {
-    if (image) pictureOf(image).setScalar(value, x, y);
+    if (ShaderImage* keeper = keeperOf(image)) keeper->setScalar(value, x, y);
 }
 
 void mi_img_get_vector(miImg_image* image, miVector* vector, int x, int y) {
-    *vector = image ? pictureOf(image).vector(x, y) : miVector{};
+    const ShaderImage* keeper = keeperOf(image);
+    *vector = keeper ? keeper->vector(x, y) : miVector{};
 }
 
 void mi_img_put_vector(miImg_image* image, miVector* vector, int x, int y) {
-    if (image) pictureOf(image).setVector(*vector, x, y);
+    if (ShaderImage* keeper = keeperOf(image)) keeper->setVector(*vector, x, y);
 }
 
 void mi_img_get_label(miImg_image* image, miUint* label, int x, int y) {
-    const miUint* found = image ? pictureOf(image).label(x, y) : nullptr;
+    ShaderImage* keeper = keeperOf(image);
+    const miUint* found = keeper ? keeper->label(x, y) : nullptr;
     *label = found ? *found : 0;
 }
 
 void mi_img_put_label(miImg_image* image, miUint label, int x, int y) {
-    if (miUint* found = image ? pictureOf(image).label(x, y) : nullptr) *found = label;
+    ShaderImage* keeper = keeperOf(image);
+    if (miUint* found = keeper ? keeper->label(x, y) : nullptr) *found = label;
 }
 
 miBoolean mi_get_contour_line(miContour_endpoint* a, miContour_endpoint* b) {

@@ -62,8 +62,7 @@ constexpr Meaning kLanguage[] = {
     {"options", "mixed=space", Missing, "the scene is rendered in object space"},
     {"options", "displace=presample", Idle, "what is displaced is so before the first sample"},
     {"options", "pass", Idle, "passes over frame buffer files are not supported"},
-    {"options", "lightmap=off|lightmap=on|lightmap=true|lightmap=false", Used, "lightmap shaders are warned of in their materials"},
-    {"options", "lightmap", Missing, "light maps are not made, the picture is rendered"},
+    {"options", "lightmap", Used, ""},
     {"options", "colorclip|desaturate|premultiply|dither", Used, ""},
     {"options", "caustic|globillum", Used, "of all objects by default, as far as their instances do not say otherwise"},
     {"options", "diagnostic", Used, "off"},
@@ -118,14 +117,12 @@ constexpr Meaning kLanguage[] = {
     {"material", "shader|displace|shadow|volume|environment", Used, ""},
     {"material", "opaque", Used, "shaders ask for it; shadow shaders are called all the same"},
     {"material", "contour|photon|photonvol|lightmap|bsdf", Used, "nothing behind the word empties the slot"},
-    {"material", "lightmap=shader", Missing, "light maps are not made"},
     {"material", "bsdf=shader", Used, "called as the surface's shader where the material has no other"},
     {"material", "hardware", Idle, "nothing is rendered by graphics hardware"},
     {"material", "attribute", Used, "kept, and written by -echo; shaders have no call that asks for it"},
 
-    {"texture", "filter|file|shader|pixels|colorprofile", Used, ""},
+    {"texture", "filter|file|shader|pixels|colorprofile|writable", Used, ""},
     {"texture", "local", Idle, "files are read by this machine anyway"},
-    {"texture", "writable", Idle, "light maps are not made"},
 
     {"colorprofile", "color|space|transform|white|gamma", Used, ""},
 

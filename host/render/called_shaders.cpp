@@ -63,7 +63,7 @@ private:
         slots->build(database, table_);
         scene_.slots = slots;
         auto textures = std::make_shared<TextureTable>();
-        textures->open(database, table_.textures(), scene_.options->gamma, scene_.options->render_cprof);
+        textures->open(database, table_.textures(), {scene_.options->gamma, scene_.options->render_cprof});
         scene_.textures = textures;
     }
 };

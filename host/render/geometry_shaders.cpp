@@ -93,7 +93,8 @@ private:
         slots->build(database_, shaders_);
         scene_.slots = slots;
         auto textures = std::make_shared<TextureTable>();
-        textures->open(database_, shaders_.textures(), scene_.options->gamma, scene_.options->render_cprof);
+        textures->open(database_, shaders_.textures(),
+                       {scene_.options->gamma, scene_.options->render_cprof, scene_.options->lightmap != 0});
         scene_.textures = textures;
     }
 

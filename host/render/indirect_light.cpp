@@ -2,6 +2,7 @@
 
 #include "database/elements.h"
 #include "gathering/ambient_occlusion.h"
+#include "lightmaps/light_map_pass.h"
 #include "mi/options.h"
 #include "saving/digest.h"
 #include "support/abort.h"
@@ -12,6 +13,8 @@ namespace lumorender {
 
 namespace {
 
+constexpr int kLightMapsOnly = 2;  ///< miOptions::lightmap
+
 const OptionsDetail* detailOf(const RenderScene& scene) {
     return scene.database->detail<OptionsDetail>(scene.optionsTag);
 }
@@ -20,23 +23,25 @@ const OptionsDetail* detailOf(const RenderScene& scene) {
 
 bool isPointsOnly(const RenderScene& scene) {
     if (wantsPhotons(scene) && scene.options->photonmap_only) return true;
+    if (scene.options->lightmap == kLightMapsOnly) return true;
     const OptionsDetail* detail = detailOf(scene);
     return scene.options->finalgather && detail && detail->gatherOnly;
 }
 
-PointFiles pointFiles(const RenderScene& scene, const OutputRules& rules) {
-    PointFiles files;
+FoundFiles foundFiles(const RenderScene& scene, const OutputRules& rules) {
+    FoundFiles files;
     files.gather.rebuild = static_cast<GatherFiles::Rebuild>(scene.options->finalgather_rebuild);
     if (const OptionsDetail* detail = detailOf(scene))
         for (const std::string& name : detail->gatherFiles) files.gather.names.push_back(rules.located(name));
     files.photons.isRebuilt = scene.options->photonmap_rebuild != miFALSE;
     if (scene.options->photonmap_file)
         files.photons.name = rules.located(scene.database->string(scene.options->photonmap_file));
+    if (wantsLightMaps(scene)) files.lightMaps = lightMapFiles(scene, rules);
     return files;
 }
 
-bool checkPointFiles(const RenderScene& scene, const OutputRules& rules) {
-    const PointFiles files = pointFiles(scene, rules);
+bool checkFoundFiles(const RenderScene& scene, const OutputRules& rules) {
+    const FoundFiles files = foundFiles(scene, rules);
     const bool isFrozen = files.gather.rebuild == GatherFiles::Rebuild::Freeze;
     bool good = true;
     const auto check = [&](const char* what, const std::filesystem::path& name, std::string problem) {
@@ -50,10 +55,10 @@ bool checkPointFiles(const RenderScene& scene, const OutputRules& rules) {
         check("final gather", files.gather.names.front(), objectionToPoints(files.gather.names.front(), rules));
     if (wantsPhotons(scene) && !files.photons.name.empty())
         check("photon map", files.photons.name, objectionToPhotons(files.photons.name, rules));
-    return good;
+    return checkLightMapFiles(files.lightMaps, rules) && good;
 }
 
-bool prepareIndirectLight(RenderScene& scene, const DataWindow& window, const PointFiles& files,
+bool prepareIndirectLight(RenderScene& scene, const DataWindow& window, const FoundFiles& files,
                           const SavedPoints& saved, int threads) {
     // Photons first: what is gathered comes from them.
     bool good = true;
@@ -63,15 +68,25 @@ bool prepareIndirectLight(RenderScene& scene, const DataWindow& window, const Po
         scene.photons = photons;
         if (scene.options->photonmap_only || abortRequested()) return good;
     }
+    const auto gather =
+        scene.options->finalgather
+            ? std::make_shared<FinalGather>(scene, scene.database->detail<StringOptions>(scene.options->string_options))
+            : nullptr;
+    // Then light maps, which may be seen along gathering rays. What light they need is gathered at their texels.
+    if (wantsLightMaps(scene)) {
+        scene.gather = gather;
+        if (!makeLightMaps(scene, threads)) return false;
+        scene.gather = nullptr;
+        good = writeLightMaps(*scene.textures, files.lightMaps) && good;
+    }
+    if (scene.options->lightmap == kLightMapsOnly) return good;
     // Then occlusion: shaders ask for it along gathering rays too, while no light has to be gathered for it.
     if (scene.occlusion.on && scene.occlusion.cache && scene.options->trace) {
         const auto cache = std::make_shared<OcclusionCache>(scene);
         scene.occlusionCache = cache;
         prepareOcclusion(scene, *cache, window, saved, threads);
     }
-    if (!scene.options->finalgather) return good;
-    const auto gather =
-        std::make_shared<FinalGather>(scene, scene.database->detail<StringOptions>(scene.options->string_options));
+    if (!gather) return good;
     scene.gather = gather;
     return prepareFinalGather(scene, *gather, window, files.gather, saved, threads) && good;
 }

@@ -1,7 +1,7 @@
 // Frame buffers as output shaders see them: pictures that they read and change before files are written.
 #pragma once
 
-#include "mi/images.h"
+#include "image/shader_image.h"
 #include "render/contours.h"
 #include "render/frame_buffers.h"
 
@@ -11,36 +11,22 @@
 
 namespace lumorender {
 
-/// One picture. Its record is what shaders hold.
-class OutputPicture : public miImg_image {
+/// One picture. Outside of what was rendered there are no pixels.
+class OutputPicture final : public ShaderImage {
 public:
     OutputPicture(LayerImage& layer, const DataWindow& window, const ColorRules& colors);
 
-    const LayerImage& layer() const { return layer_; }
-    /// The values of a pixel of the whole picture, or null outside of what was rendered, and in pictures of labels.
-    const float* pixel(int x, int y) const;
-    /// The label of a pixel, or null outside, and in other pictures.
-    miUint* label(int x, int y) const;
-    int channels() const { return channels_; }
-
-    /// Pixels as colors, single values or vectors. Outside of what was rendered reading gives zero.
-    miColor color(int x, int y) const;
-    void setColor(const miColor& color, int x, int y);
-    miScalar scalar(int x, int y) const;
-    void setScalar(miScalar value, int x, int y);
-    miVector vector(int x, int y) const;
-    void setVector(const miVector& vector, int x, int y);
+    miUint* label(int x, int y) override;
 
 private:
     /// Of a pixel among those of the layer, or -1 outside.
     std::ptrdiff_t indexOf(int x, int y) const;
-    float* values(int x, int y);
-    void put(const float* values, int count, int x, int y);
+    bool read(float* values, int x, int y) const override;
+    void write(const float* values, int x, int y) override;
 
     LayerImage& layer_;
     DataWindow window_;
     const ColorRules& colors_;
-    int channels_;
 };
 
 /// Finds pictures by the numbers and the names that shaders know. Belongs to the thread that calls output shaders.

@@ -36,7 +36,8 @@ OutputRules outputRules(const Database& database, const RenderSettings& settings
     OutputRules rules{settings.fileDirectory, {}, settings.allowPaths, {}};
     for (const std::filesystem::path& file : settings.sceneFiles) rules.ownFiles.insert(resolvedPath(file));
     for (miTag tag = 1; tag < database.end(); ++tag)
-        if (const auto* texture = database.detail<TextureDetail>(tag); texture && !texture->file.empty())
+        if (const auto* texture = database.detail<TextureDetail>(tag);
+            texture && !texture->file.empty() && !texture->writable)
             rules.ownFiles.insert(resolvedPath(texture->file));
     return rules;
 }
@@ -93,9 +94,9 @@ Picture::Picture(RenderScene& scene, const RenderSettings& settings, const std::
 }
 
 bool Picture::check() {
-    if (isPointsOnly(scene_)) return checkPointFiles(scene_, rules_);
+    if (isPointsOnly(scene_)) return checkFoundFiles(scene_, rules_);
     const bool good = checkFiles(plan_.files, rules_, window_);
-    if (!checkPointFiles(scene_, rules_) || !good || !plan_.complete) return false;
+    if (!checkFoundFiles(scene_, rules_) || !good || !plan_.complete) return false;
     if (settings_.history)
         for (const PlannedFile& planned : plan_.files)
             settings_.history->emplace(resolvedPath(planned.file.path), where_);

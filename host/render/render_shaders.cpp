@@ -25,6 +25,7 @@ void addElements(const Database& database, const miOptions& options, bool contou
             shaders.add(material->shadow, miSHADER_SHADOW);
             shaders.add(material->volume, miSHADER_VOLUME);
             shaders.add(material->environment, miSHADER_ENVIRONMENT);
+            if (options.lightmap) shaders.add(material->lightmap, miSHADER_LIGHTMAP);
             if (contours) shaders.add(material->contour, miSHADER_CONTOUR);
             if (!hasPhotons) continue;
             shaders.add(material->photon, miSHADER_PHOTON);

@@ -3,6 +3,7 @@
 #include "database/elements.h"
 #include "gathering/gathering_for_particles.h"
 #include "gathering/ambient_occlusion.h"
+#include "lightmaps/light_map_pass.h"
 #include "lights/lights.h"
 #include "mi/camera.h"
 #include "mi/instance.h"
@@ -216,8 +217,9 @@ private:
 
     void openTextures() {
         auto textures = std::make_shared<TextureTable>();
-        if (!textures->open(database_, shaders_.textures(), options_->gamma, options_->render_cprof) &&
-            !settings_.continueWithoutTextures)
+        const TextureRules rules{options_->gamma, options_->render_cprof, wantsLightMaps(scene_),
+                                 [this](const auto& name) { return picture_->rules().located(name); }};
+        if (!textures->open(database_, shaders_.textures(), rules) && !settings_.continueWithoutTextures)
             throw Failure("a texture is missing; -texture_continue renders without it");
         scene_.textures = textures;
     }
@@ -232,8 +234,8 @@ private:
     /// What is made before tiles. All shares of a picture, and all runs of a render, have to see the same points.
     /// @return false when a file of points could not be written
     bool makePoints() {
-        PointFiles files = pointFiles(scene_, picture_->rules());
-        if (share().number > 1) files.keepNothing();  // shares make the same points: one of them keeps them
+        FoundFiles files = foundFiles(scene_, picture_->rules());
+        if (share().number > 1) files.keepNothing();  // shares find the same: one of them keeps it
         const bool good = prepareIndirectLight(scene_, picture_->window(), files, saved_.points,
                                                threadsToUse(settings_.tiles.threads));
         if (!saved_.keeps() || abortRequested()) return good;

@@ -1,4 +1,4 @@
-/* Pictures for output shaders, which work on what was rendered before it is written; and the lines of contours. */
+/* Pictures: frame buffers for output shaders, textures, images in files; and the lines of contours. */
 #pragma once
 
 #include "codes.h"
@@ -6,12 +6,14 @@
 #include "types.h"
 
 /*
- * A frame buffer of the render. Pixels count from the lower left corner of the whole picture; where only a window of it
- * was rendered, those outside read as zero and are not kept.
+ * An image. Pixels count from the lower left corner. Of a frame buffer they are those of the whole picture; where only a
+ * window of it was rendered, those outside read as zero and are not kept. What mi_db_access gives of a texture is one,
+ * too. The name of the record is known from use only; what is in it is this host's.
  */
 struct miImg_image {
     int width, height;
     miImg_type type;
+    void* host; /* who keeps the pixels; null where nobody does */
 };
 
 /* One end of a contour line. Contour shaders give color, width and motion; the place is the host's. */
