@@ -30,8 +30,6 @@ ELSEWHERE = {
     "mi_api_material_begin mi_api_material_end mi_api_light_begin mi_api_light_end mi_api_function_call mi_api_parameter_name "
     "mi_api_parameter_value mi_api_basis_add mi_api_surface_begin_tag mi_api_surface_end mi_api_curve_begin mi_api_curve_end "
     "mi_geoshader_add_result mi_geoshader_tesselate mi_geoshader_tesselate_end mi_scene_edit mi_scene_edit_end",
-    "images in files": "mi_img_create mi_img_open mi_img_close mi_img_image_create mi_img_image_read mi_img_image_write",
-    "light maps": "mi_lightmap_sample mi_lightmap_edges",
     "older": "mi_instance_info mi_shader_info",
 }
 

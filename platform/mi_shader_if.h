@@ -147,7 +147,8 @@ public:
     virtual bool lookupFilteredTexture(miColor* result, miState* state, miTag texture, void* filter,
                                        const miScalar* pixel_to_texture) = 0;
 
-    /* places 30, 31: a frame buffer by its name, for output shaders; null where there is none */
+    /* places 30, 31: a frame buffer by its name, for output shaders; null where there is none. Of these two, and of what
+     * is reserved, names and places are published, arguments are this host's. */
     virtual miImg_image* open_output_image(miState* state, const char* name) = 0;
     virtual void close_output_image(miState* state, const char* name) = 0;
 

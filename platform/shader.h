@@ -3,6 +3,7 @@
 
 #include "mi/codes.h"
 #include "mi/functions.h"
+#include "mi/image_files.h"
 #include "mi/images.h"
 #include "mi/layout.h"
 #include "mi/light_maps.h"

@@ -50,7 +50,7 @@ constexpr Meaning kLanguage[] = {
     {"options", "merge", Idle, "borders of surfaces are always joined where their groups say so"},
     {"options", "contrast|time", Idle, "every pixel takes the larger number of samples"},
     {"options", "filter", Used, "box; others are warned of when the render begins"},
-    {"options", "scanline", Idle, kRasterizer},
+    {"options", "scanline", Used, "shaders see rast in options and states; every ray is traced"},
     {"options", "photon|photonvol|photonmap", Used, ""},
     {"options", "shadowmap", Used, "as rays; a warning when the render begins"},
     {"options", "shadowmap=rebuild|shadowmap=motion|shadowmap=bias|shadowmap=trace|shadowmap=window", Idle, kMaps},

@@ -14,6 +14,7 @@
 #include "render/picture.h"
 #include "render/picture_identity.h"
 #include "render/render_shaders.h"
+#include "render/running_output.h"
 #include "render/sampling.h"
 #include "render/screen_measure.h"
 #include "support/abort.h"
@@ -60,6 +61,7 @@ public:
         findElements(rootGroup, cameraInstance, options);
         checkOptions();
         picture_.emplace(scene_, settings_, where_);
+        running_.emplace(picture_->rules(), scene_.buffers->colors);
         if (!picture_->check()) return false;
         if (openSaved()) return takeFinished();
         buildScene();
@@ -350,6 +352,7 @@ private:
     std::atomic<double> done_{0};  ///< share of the tiles
     bool sceneIsWhole_ = true;     ///< false where broken elements had to be left out
     std::optional<Picture> picture_;
+    std::optional<RunningOutput> running_;
     PicturePlan work_;
     SavedRender saved_;
     ShaderTable shaders_;

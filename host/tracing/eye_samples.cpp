@@ -13,6 +13,12 @@
 
 namespace lumorender {
 
+namespace {
+
+constexpr int kRasterizer = 'r';  ///< of miOptions::scanline
+
+}  // namespace
+
 EyeSamples::EyeSamples(const RenderScene& scene, short threadIndex, miStage stage)
     : scene_(scene), context_(scene, threadIndex) {
     createRootState(context_);
@@ -48,6 +54,7 @@ void EyeSamples::start(const EyeSample& sample) {
     context_.lensTurn = M44d();
 
     miState& state = context_.root->state;
+    state.scanline = scene_.options->scanline == kRasterizer;
     state.raster_x = static_cast<float>(sample.x);
     state.raster_y = static_cast<float>(sample.y);
     const double interval = scene_.options->shutter - scene_.options->shutter_delay;

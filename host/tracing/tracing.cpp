@@ -203,6 +203,7 @@ RayRecord& childRay(ThreadContext& context, miState* state) {
     record->state = *state;
     record->state.parent = state;
     record->state.child = nullptr;
+    record->state.scanline = miFALSE;
     seedChildState(record->state, *state);
     record->hit = {};
     return *record;
@@ -248,6 +249,7 @@ bool traceEye(miColor* result, miState* state, const miVector& org, const miVect
     state->dir = dir;
     const M44d callersTurn = context.lensTurn;
     RayRecord& record = childRay(context, state);
+    record.state.scanline = state->scanline;
     const RayInFlight inFlight(context, record);
     *result = {0, 0, 0, 0};
     const bool ok =

@@ -16,6 +16,9 @@ struct miImg_image {
     void* host; /* who keeps the pixels; null where nobody does */
 };
 
+/* Names and arguments of contours are this host's; of the functions for pixels those of colors are known from use, and the
+ * others follow them. */
+
 /* One end of a contour line. Contour shaders give color, width and motion; the place is the host's. */
 typedef struct miContour_endpoint {
     miVector point;  /* in pixels from the lower left corner of the picture, z is the depth along the camera's axis */

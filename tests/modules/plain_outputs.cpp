@@ -51,3 +51,45 @@ TEST_SHADER(plain_output, Output) {
     if (VALUE(stop)) std::raise(SIGTERM);
     return miTRUE;
 }
+
+struct Files {
+    miTag write, read;
+    int type;
+};
+
+static const char* textOf(miTag tag) { return tag ? static_cast<const char*>(mi_db_access(tag)) : nullptr; }
+
+/// Writes twice the picture into the file `write`; adds the pixels of the file `read` to the picture.
+TEST_SHADER(plain_files, Files) {
+    miImg_image* picture = mi_output_image_open(state, miRC_IMAGE_RGBA);
+    miImg_file file;
+    if (const char* name = textOf(paras->write)) {
+        const auto type = static_cast<miImg_type>(paras->type);
+        if (!mi_img_create(&file, name, type, miIMG_FORMAT_BY_NAME, picture->width, picture->height)) return miFALSE;
+        miImg_image* kept = mi_img_image_create(&file);
+        for (int y = 0; y < picture->height; ++y)
+            for (int x = 0; x < picture->width; ++x) {
+                miColor color;
+                mi_img_get_color(picture, &color, x, y);
+                color = miColor{2, 2, 2, 2} * color;
+                mi_img_put_color(kept, &color, x, y);
+            }
+        HOLDS(mi_img_image_write(&file, kept) && mi_img_close(&file) && !mi_img_close(&file));
+        mi_mem_release(kept);
+    }
+    if (const char* name = textOf(paras->read)) {
+        if (!mi_img_open(&file, name, miIMG_TYPE_RGBA_FP)) return miFALSE;
+        miImg_image* kept = mi_img_image_create(&file);
+        HOLDS(kept->width == picture->width && mi_img_image_read(&file, kept));
+        for (int y = 0; y < picture->height; ++y)
+            for (int x = 0; x < picture->width; ++x) {
+                miColor color, more;
+                mi_img_get_color(picture, &color, x, y);
+                mi_img_get_color(kept, &more, x, y);
+                color = color + more;
+                mi_img_put_color(picture, &color, x, y);
+            }
+        mi_img_close(&file);
+    }
+    return miTRUE;
+}

@@ -256,6 +256,6 @@ TEST_SHADER(probe_thread, Lifecycle) {
     *result = *result + behind;
     HOLDS(keepsDenormals());
     HOLDS(useStack(240) == 1);  // 15 MB
-    HOLDS(!state->scanline && state->child && !state->child->scanline);
+    HOLDS((state->scanline != 0) == (state->options->scanline == 'r') && state->child && !state->child->scanline);
     return miTRUE;
 }
