@@ -90,8 +90,10 @@ private:
         dynamic_ = append(dynamic.data(), sizeof dynamic);
     }
 
-    std::array<Elf64_Phdr, 3> programHeaders() const {
-        std::array<Elf64_Phdr, 3> headers = {};
+    static constexpr std::size_t kHeaders = 4;
+
+    std::array<Elf64_Phdr, kHeaders> programHeaders() const {
+        std::array<Elf64_Phdr, kHeaders> headers = {};
         const auto set = [](Elf64_Phdr& header, Elf64_Word type, Elf64_Word flags, std::size_t at, std::size_t size,
                             std::size_t alignment) {
             header.p_type = type;
@@ -103,6 +105,8 @@ private:
         set(headers[0], PT_LOAD, PF_R | PF_X, 0, kPages * kPage, kPage);
         set(headers[1], PT_LOAD, PF_R | PF_W, dynamic_, dynamicSize_, kPage);
         set(headers[2], PT_DYNAMIC, PF_R | PF_W, dynamic_, dynamicSize_, 8);
+        // Without it the library would ask for stacks that can be run, which newer loaders refuse.
+        set(headers[3], PT_GNU_STACK, PF_R | PF_W, 0, 0, 16);
         return headers;
     }
 
@@ -118,7 +122,7 @@ private:
         header.e_phoff = sizeof header;
         header.e_ehsize = sizeof header;
         header.e_phentsize = sizeof(Elf64_Phdr);
-        header.e_phnum = 3;
+        header.e_phnum = kHeaders;
         put(0, header);
         put(sizeof header, programHeaders());
     }
