@@ -121,9 +121,8 @@ WordGroup runningWords() {
             {"echo", "T:file..",
              "Write the scene as one file, without what this command line changes of it, and do not render it. Behind "
              "the file: norendercommand; incremental, so that it changes a scene that is there; explode, each object "
-             "in "
-             "a file beside it; ascii and source, which it is anyway. approx, textures, omit and norecurse have no "
-             "effect",
+             "in a file beside it; ascii and source, which it is anyway. approx, textures, omit and norecurse have "
+             "no effect",
              &setEcho},
             {"code", "T:file..", "Compile and load shaders", NotDone{"nothing is compiled here; -link loads modules"}},
             {"list", "",

@@ -235,7 +235,10 @@ void SceneEcho::emit(miTag tag, const ElementText& element) {
     }
     if (const auto* options = database_.as<miOptions>(tag, miSCENE_OPTIONS)) inheritance_ = options->inh_funcdecl;
     if (type == miSCENE_INSTANCE) followInheritance(tag);
-    type == miSCENE_OBJECT&& style_.explodes ? writeApart(text) : file_.write(text);
+    if (style_.explodes && type == miSCENE_OBJECT)
+        writeApart(text);
+    else
+        file_.write(text);
 }
 
 /// In a file NAME_1.mi, NAME_2.mi and so on.

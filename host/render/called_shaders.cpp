@@ -1,14 +1,12 @@
 #include "render/called_shaders.h"
 
-#include "lights/lights.h"
 #include "mi/records.h"
+#include "render/render_shaders.h"
 #include "support/messages.h"
-#include "tracing/camera.h"
 #include "tracing/context.h"
 #include "tracing/eye_samples.h"
 #include "tracing/shader_calls.h"
 #include "tracing/shader_table.h"
-#include "tracing/textures.h"
 
 #include "shader.h"
 
@@ -57,14 +55,7 @@ private:
     void prepare() {
         Database& database = *scene_.database;
         scene_.geometry = SceneGeometry::outline(database, scene_.rootGroup, *scene_.options, {});
-        scene_.lights = std::make_shared<LightTable>(database, *scene_.geometry);
-        scene_.projection = projectionOf(scene_);
-        auto slots = std::make_shared<SlotTable>();
-        slots->build(database, table_);
-        scene_.slots = slots;
-        auto textures = std::make_shared<TextureTable>();
-        textures->open(database, table_.textures(), {scene_.options->gamma, scene_.options->render_cprof});
-        scene_.textures = textures;
+        openForCalls(scene_, table_);
     }
 };
 

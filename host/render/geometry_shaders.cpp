@@ -1,17 +1,14 @@
 #include "render/geometry_shaders.h"
 
 #include "database/elements.h"
-#include "lights/lights.h"
 #include "mi/camera.h"
 #include "mi/instance.h"
 #include "mi/options.h"
 #include "render/render_shaders.h"
 #include "support/geometry.h"
 #include "support/messages.h"
-#include "tracing/camera.h"
 #include "tracing/eye_samples.h"
 #include "tracing/shader_calls.h"
-#include "tracing/textures.h"
 
 #include <algorithm>
 
@@ -64,7 +61,7 @@ public:
                 break;
             }
             for (const miTag instance : instances) shaders_.add(shaderOf(instance), miSHADER_GEOMETRY);
-            prepare();
+            openForCalls(scene_, shaders_);
             for (const miTag instance : instances)
                 made_.items[instance] = call(instance, shaderOf(instance), describe(instance));
             outline();
@@ -85,19 +82,6 @@ private:
 
     void outline() { scene_.geometry = SceneGeometry::outline(database_, scene_.rootGroup, *scene_.options, made_); }
 
-    /// All that shaders may ask for: lights, the camera, textures.
-    void prepare() {
-        scene_.lights = std::make_shared<LightTable>(database_, *scene_.geometry);
-        scene_.projection = projectionOf(scene_);
-        auto slots = std::make_shared<SlotTable>();
-        slots->build(database_, shaders_);
-        scene_.slots = slots;
-        auto textures = std::make_shared<TextureTable>();
-        textures->open(database_, shaders_.textures(),
-                       {scene_.options->gamma, scene_.options->render_cprof, scene_.options->lightmap != 0});
-        scene_.textures = textures;
-    }
-
     /// Of the instances that have come since the last time.
     void computeTransforms() {
         std::vector<miTag> instances;
@@ -109,7 +93,7 @@ private:
             shaders_.add(instance->tf.function, miSHADER_OTHER);
         }
         if (instances.empty()) return;
-        prepare();
+        openForCalls(scene_, shaders_);
         for (const miTag instance : instances) made_.transforms[instance] = transformsOf(instance);
         outline();
     }
@@ -181,7 +165,7 @@ private:
     void callPhenomena() {
         const auto phenomena = shadersOfPhenomena();
         for (const auto& each : phenomena) shaders_.add(each.shaders, miSHADER_GEOMETRY);
-        prepare();
+        openForCalls(scene_, shaders_);
         for (const auto& each : phenomena) {
             const std::string who = nameOf(each.shaders) + " of a phenomenon";
             const miTag made = call(0, each.shaders, who);

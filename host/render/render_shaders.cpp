@@ -1,18 +1,27 @@
 #include "render/render_shaders.h"
 
 #include "database/elements.h"
+#include "lights/lights.h"
 #include "mi/instance.h"
 #include "mi/light.h"
 #include "mi/material.h"
 #include "mi/object.h"
 #include "mi/options.h"
 #include "support/messages.h"
+#include "tracing/camera.h"
+#include "tracing/textures.h"
 
 #include <algorithm>
 
 namespace lumorender {
 
 namespace {
+
+std::shared_ptr<const SlotTable> slotsOf(Database& database, ShaderTable& shaders) {
+    auto slots = std::make_shared<SlotTable>();
+    slots->build(database, shaders);
+    return slots;
+}
 
 /// Photon shaders are nobody's business where no photons are wanted: not even missing ones.
 void addElements(const Database& database, const miOptions& options, bool contours, ShaderTable& shaders) {
@@ -114,9 +123,18 @@ void findShaders(RenderScene& scene, miCamera& camera, ShaderTable& shaders) {
     addCameraShaders(database, camera.lens, &PhenomenonInstance::lens, shaders);
     addCameraShaders(database, camera.volume, &PhenomenonInstance::volume, shaders);
     addCameraShaders(database, camera.environment, &PhenomenonInstance::environment, shaders);
-    auto slots = std::make_shared<SlotTable>();
-    slots->build(database, shaders);
-    scene.slots = slots;
+    scene.slots = slotsOf(database, shaders);
+}
+
+void openForCalls(RenderScene& scene, ShaderTable& shaders) {
+    Database& database = *scene.database;
+    scene.lights = std::make_shared<LightTable>(database, *scene.geometry);
+    scene.projection = projectionOf(scene);
+    scene.slots = slotsOf(database, shaders);
+    auto textures = std::make_shared<TextureTable>();
+    const miOptions& options = *scene.options;
+    textures->open(database, shaders.textures(), {options.gamma, options.render_cprof, options.lightmap != 0});
+    scene.textures = textures;
 }
 
 }  // namespace lumorender

@@ -15,4 +15,7 @@ void findShadersOfElements(RenderScene& scene, ShaderTable& shaders);
 /// what shaders displace of it. Throws Failure where a module lacks a function.
 void findShaders(RenderScene& scene, miCamera& camera, ShaderTable& shaders);
 
+/// Gives a scene that is outlined, and not traced yet, all that shaders may ask for: lights, the camera, slots, textures.
+void openForCalls(RenderScene& scene, ShaderTable& shaders);
+
 }  // namespace lumorender
