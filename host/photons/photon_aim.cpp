@@ -3,6 +3,7 @@
 #include "geometry/hair.h"
 #include "geometry/mesh.h"
 #include "geometry/on_demand.h"
+#include "geometry/shader_shape.h"
 #include "tracing/context.h"
 #include "tracing/shader_table.h"
 
@@ -28,6 +29,7 @@ constexpr std::size_t kMany = 1000;  // boxes that are left in one piece
 Box3d boxOf(const FlatInstance& instance) {
     Box3d box;
     if (instance.onDemand) return instance.onDemand->box;
+    if (instance.shape) return instance.shape->box;
     if (instance.mesh)
         for (const miVector& position : instance.mesh->positions) box.extendBy(wide(position));
     if (instance.hair && !instance.hair->points.empty())
@@ -110,6 +112,7 @@ std::vector<SceneSphere> causticCasters(const RenderScene& scene) {
     std::vector<SceneSphere> balls;
     for (const FlatInstance* instance : casters) {
         const void* shape = instance->onDemand ? static_cast<const void*>(instance->onDemand)
+                            : instance->shape  ? static_cast<const void*>(instance->shape)
                             : instance->mesh   ? static_cast<const void*>(instance->mesh)
                                                : static_cast<const void*>(instance->hair);
         const auto [found, isNew] = boxes.try_emplace(shape);
