@@ -105,7 +105,7 @@ bool answerAboutHit(const Query& query, const Hit& hit) {
             return object && query.answer(object->userdata);
         }
         case miQ_PRI_INDEX: return query.answer(hit.primitive);
-        case miQ_PRI_NUM_VERTICES: return query.answer(hit.instance->hair ? 2 : 3);
+        case miQ_PRI_NUM_VERTICES: return query.answer(hit.instance->hair ? 2 : hit.instance->shape ? 0 : 3);
         default: return false;
     }
 }
