@@ -170,3 +170,43 @@ namespace shader = shader_v3;
 
 /* Null when the host does not know the version. */
 extern "C" mi::shader_v3::Interface* mi_get_shader_interface(int version = miSHADER_IF_VERSION);
+
+namespace mi {
+namespace shader_v3 {
+
+/*
+ * The frame buffers of miCamera.buffertag while an object of this class lives, to look at or to change:
+ *
+ *     mi::shader::Access_fb buffers(state->camera->buffertag);
+ *     if (buffers.is_valid() && buffers->get_index("diffuse", index)) ...
+ *
+ * Names and -> are known from use only. Changes take effect at the object's end, and only before the picture is begun:
+ * in geometry shaders, and in shaders that the scene calls.
+ */
+template <class Buffers, Buffers* (Interface::*open)(miTag), bool (Interface::*close)(Buffers*, miTag)>
+class Held_framebuffer {
+public:
+    explicit Held_framebuffer(miTag tag) : interface_(mi_get_shader_interface()), tag_(tag) {
+        if (interface_) buffers_ = (interface_->*open)(tag);
+    }
+    ~Held_framebuffer() {
+        if (buffers_) (interface_->*close)(buffers_, tag_);
+        if (interface_) interface_->release();
+    }
+    Held_framebuffer(const Held_framebuffer&) = delete;
+    Held_framebuffer& operator=(const Held_framebuffer&) = delete;
+
+    bool is_valid() const { return buffers_ != 0; }
+    Buffers* operator->() const { return buffers_; } /* null where the tag is of no frame buffers */
+
+private:
+    Interface* interface_;
+    miTag tag_;
+    Buffers* buffers_ = 0;
+};
+
+typedef Held_framebuffer<const Framebuffer, &Interface::accessFramebuffer, &Interface::releaseFramebuffer> Access_fb;
+typedef Held_framebuffer<Framebuffer, &Interface::editFramebuffer, &Interface::releaseFramebuffer> Edit_fb;
+
+}  // namespace shader_v3
+}  // namespace mi

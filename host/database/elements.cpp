@@ -4,6 +4,19 @@
 
 namespace lumorender {
 
+FrameBufferDescription& FrameBufferSet::named(std::string_view name) {
+    for (FrameBufferDescription& buffer : buffers)
+        if (buffer.name == name) return buffer;
+    buffers.emplace_back().name = name;
+    return buffers.back();
+}
+
+void FrameBufferSet::setPrimary(FrameBufferDescription& buffer, bool isPrimary) {
+    if (isPrimary)
+        for (FrameBufferDescription& other : buffers) other.primary = false;
+    buffer.primary = isPrimary;
+}
+
 int FrameBufferSet::primaryPosition() const {
     const auto primary = std::find_if(buffers.begin(), buffers.end(), [](const auto& b) { return b.primary; });
     return primary == buffers.end() ? -1 : static_cast<int>(primary - buffers.begin());

@@ -81,7 +81,13 @@ struct FrameBufferDescription : FileSettings {
 /// color, the others count from 1 in order of appearance. The primary buffer has index 0 alone.
 struct FrameBufferSet : Detail {
     std::vector<FrameBufferDescription> buffers;  ///< in order of appearance, the primary one among them
+    bool isFixed = false;                         ///< a picture has been made for them, so shaders may not change them
+    int changes = 0;                              ///< by shaders
 
+    /// The buffer of this name, made where there is none.
+    FrameBufferDescription& named(std::string_view name);
+    /// At most one is primary.
+    void setPrimary(FrameBufferDescription& buffer, bool isPrimary);
     /// The index shaders use for the buffer of this name, or -1.
     int shaderIndex(std::string_view name) const;
     /// The buffer that shaders know by this index, or null: also for index 0 where no buffer is primary.

@@ -107,6 +107,9 @@ bool isBufferType(std::string_view type);
 /// The type as the scene language names it.
 std::string_view bufferTypeName(miImg_type type);
 
+/// The data type of this name, and whether its samples are averaged. @return false where there is none
+bool setBufferType(FrameBufferDescription& buffer, std::string_view type);
+
 /// Behind `output`: a file, or a shader that is appended to `shaders`; without anything, all former ones are removed.
 void readOutput(SceneContext& scene, CameraDetail& camera, FrameBufferSet& buffers);
 

@@ -71,13 +71,8 @@ struct FrameBufferReader {
             filtering = name.front() == '+';
             name.remove_prefix(1);
         }
-        const TypeName* known = findType(name);
-        if (!known) {
+        if (!setBufferType(buffer, name))
             scene.problems.error(in.place(), fmt::format("found data type \"{}\", expected one like rgba_fp", name));
-            return;
-        }
-        buffer.datatype = known->type;
-        if (!filtering) buffer.filtering = known->isColor;
     }
 };
 
@@ -167,13 +162,8 @@ std::vector<std::string> readOutputTypes(SceneContext& scene) {
 void readFrameBuffer(SceneContext& scene, FrameBufferSet& buffers) {
     Cursor& in = scene.in;
     const std::string_view name = in.readName("the name of a frame buffer");
-    auto known = std::find_if(buffers.buffers.begin(), buffers.buffers.end(),
-                              [&](const FrameBufferDescription& b) { return b.name == name; });
-    if (known == buffers.buffers.end()) {
-        known = buffers.buffers.insert(known, FrameBufferDescription());
-        known->name = name;
-    }
-    Reader reader{scene, in, *known};
+    FrameBufferDescription& buffer = buffers.named(name);
+    Reader reader{scene, in, buffer};
     while (const auto read = items().find(in.current())) {
         const Place place = in.place();
         const std::string_view word = in.current().text;
@@ -181,11 +171,16 @@ void readFrameBuffer(SceneContext& scene, FrameBufferSet& buffers) {
         scene.problems.tell(place, "framebuffer", word, in.continuation());
         read(reader);
     }
-    if (reader.filtering) known->filtering = *reader.filtering;
-    if (!reader.primary) return;
-    if (*reader.primary)
-        for (FrameBufferDescription& other : buffers.buffers) other.primary = false;
-    known->primary = *reader.primary;
+    if (reader.filtering) buffer.filtering = *reader.filtering;
+    if (reader.primary) buffers.setPrimary(buffer, *reader.primary);
+}
+
+bool setBufferType(FrameBufferDescription& buffer, std::string_view type) {
+    const TypeName* known = findType(type);
+    if (!known) return false;
+    buffer.datatype = known->type;
+    buffer.filtering = known->isColor;
+    return true;
 }
 
 void choosePrimary(FrameBufferSet& buffers) {

@@ -62,18 +62,19 @@ Record* recordOf(const char* function, const Call& call) noexcept {
 /// By constants: parts along u and v, then length, distance and angle.
 inline ApproximationRule ruleOf(const miApprox& given) {
     ApproximationRule rule;
-    if (given.cnst[0] > 0 || given.cnst[1] > 0) {
-        rule.parametric = static_cast<int>(std::clamp(given.cnst[0], 0.0F, 100.0F));
-        rule.parts[0] = given.cnst[0];
-        rule.parts[1] = given.cnst[1];
+    if (given.cnst[miCNST_UPARAM] > 0 || given.cnst[miCNST_VPARAM] > 0) {
+        rule.parametric = static_cast<int>(std::clamp(given.cnst[miCNST_UPARAM], 0.0F, 100.0F));
+        rule.parts[0] = given.cnst[miCNST_UPARAM];
+        rule.parts[1] = given.cnst[miCNST_VPARAM];
     }
+    rule.regular = given.method == miAPPROX_REGULAR_PARAMETRIC;
     rule.view = given.view_dep != 0;
     rule.any = given.any != 0;
-    rule.length = given.cnst[2];
-    rule.distance = given.cnst[3];
-    rule.angle = given.cnst[4];
-    rule.least = given.subdiv[0];
-    rule.most = given.subdiv[1];
+    rule.length = given.cnst[miCNST_LENGTH];
+    rule.distance = given.cnst[miCNST_DISTANCE];
+    rule.angle = given.cnst[miCNST_ANGLE];
+    rule.least = given.subdiv[miMIN];
+    rule.most = given.subdiv[miMAX];
     rule.mostTriangles = given.max;
     return rule;
 }

@@ -2,64 +2,67 @@
 #pragma once
 
 #include "database/elements.h"
+#include "elements/element_readers.h"
 #include "interface/host.h"
-#include "interface/unsupported.h"
+#include "support/messages.h"
 #include "mi_shader_if.h"
 
-#include <array>
 #include <cstdio>
-#include <initializer_list>
+#include <span>
+#include <string>
 #include <string_view>
+#include <vector>
 
 namespace lumorender {
 
-/// The scene language's word for a data type.
-inline const char* nameOfDatatype(miImg_type type) {
-    constexpr std::array<const char*, miIMG_TYPE_COUNT> kNames = {
-        "rgba",     "rgba_16", "rgb",  "rgb_16", "a",       "a_16",  "s",   "s_16",   "vta",  //
-        "vts",      "z",       "n",    "tag",    "rgba_fp", "m",     "bit", "rgb_fp",         //
-        "coverage", "rgbe",    "a_fp", "s_fp",   "rgba_h",  "rgb_h", "a_h", "s_h"};
-    return type >= 0 && type < miIMG_TYPE_COUNT ? kNames[static_cast<std::size_t>(type)] : "unknown";
-}
-
-/// The frame buffers of one camera, which are fixed from the time the scene is read.
+/// The frame buffers of one camera. They can be changed until the picture is begun; the changes take effect at once.
 class NamedBuffers final : public mi::shader_v3::Framebuffer {
 public:
     explicit NamedBuffers(miTag tag) : tag_(tag) {}
 
-    bool set(const char*, const char*, bool) noexcept override { return fixed(); }
-    bool set(const char*, const char*, float) noexcept override { return fixed(); }
-    bool set(const char*, const char*, int) noexcept override { return fixed(); }
-    bool set(const char*, const char*, const char*) noexcept override { return fixed(); }
-    bool reset() noexcept override { return fixed(); }
-    bool remove(const char*) noexcept override { return fixed(); }
+    bool set(const char* buffer, const char* parameter, bool value) noexcept override {
+        if (parameter && std::string_view(parameter) == "primary")
+            return change(buffer, [&](FrameBufferSet& all, auto& b) { return all.setPrimary(b, value), true; });
+        return write(buffer, parameter, value, kFlags);
+    }
+    bool set(const char* buffer, const char* parameter, float value) noexcept override {
+        return write(buffer, parameter, value, kNumbers);
+    }
+    bool set(const char* buffer, const char* parameter, int value) noexcept override {
+        return write(buffer, parameter, value, kIntegers);
+    }
+    bool set(const char* buffer, const char* parameter, const char* value) noexcept override {
+        if (!value) return false;
+        if (parameter && std::string_view(parameter) == "datatype")
+            return change(buffer, [&](FrameBufferSet&, auto& b) { return setBufferType(b, value); });
+        return write(buffer, parameter, std::string(value), kTexts);
+    }
+    bool reset() noexcept override {
+        FrameBufferSet* const all = changeable();
+        if (all) all->buffers.clear();
+        return all != nullptr;
+    }
+    bool remove(const char* buffer) noexcept override {
+        FrameBufferSet* const all = changeable();
+        return all && buffer && std::erase_if(all->buffers, [&](const auto& b) { return b.name == buffer; }) > 0;
+    }
 
     bool get(const char* buffer, const char* parameter, bool& value) const noexcept override {
-        return read(buffer, parameter, value,
-                    {{"filtering", &FrameBufferDescription::filtering},
-                     {"primary", &FrameBufferDescription::primary},
-                     {"user", &FrameBufferDescription::user},
-                     {"dod", &FrameBufferDescription::dataWindow}});
+        return read(buffer, parameter, value, kFlags);
     }
-    bool get(const char*, const char*, float&) const noexcept override { return false; }
+    bool get(const char* buffer, const char* parameter, float& value) const noexcept override {
+        return read(buffer, parameter, value, kNumbers);
+    }
     bool get(const char* buffer, const char* parameter, int& value) const noexcept override {
-        return read(buffer, parameter, value, {{"quality", &FrameBufferDescription::quality}});
+        return read(buffer, parameter, value, kIntegers);
     }
     bool get(const char* buffer, const char* parameter, const char*& value) const noexcept override {
         const FrameBufferDescription* found = describe(buffer);
         if (!found || !parameter) return false;
-        const std::string_view wanted = parameter;
-        if (wanted == "datatype")
-            value = nameOfDatatype(found->datatype);
-        else if (wanted == "filetype")
-            value = found->filetype.c_str();
-        else if (wanted == "filename")
-            value = found->filename.c_str();
-        else if (wanted == "compression")
-            value = found->compression.c_str();
-        else
-            return false;
-        return true;
+        if (std::string_view(parameter) == "datatype") return value = bufferTypeName(found->datatype).data(), true;
+        const auto* setting = find<std::string>(parameter, kTexts);
+        if (setting) value = (found->*setting->member).c_str();
+        return setting != nullptr;
     }
 
     bool get_index(const char* buffer, size_t& index) const noexcept override {
@@ -74,7 +77,7 @@ public:
         if (!buffers || !file) return;
         for (const FrameBufferDescription& buffer : buffers->buffers)
             std::fprintf(file, "framebuffer \"%s\" datatype \"%s\" filename \"%s\"\n", buffer.name.c_str(),
-                         nameOfDatatype(buffer.datatype), buffer.filename.c_str());
+                         bufferTypeName(buffer.datatype).data(), buffer.filename.c_str());
     }
 
     bool get_buffercount(size_t& count) const noexcept override {
@@ -107,8 +110,47 @@ private:
         std::string_view name;
         T FrameBufferDescription::* member;
     };
+    static constexpr Setting<bool> kFlags[] = {{"filtering", &FrameBufferDescription::filtering},
+                                               {"primary", &FrameBufferDescription::primary},
+                                               {"user", &FrameBufferDescription::user},
+                                               {"dod", &FrameBufferDescription::dataWindow}};
+    static constexpr Setting<int> kIntegers[] = {{"quality", &FrameBufferDescription::quality}};
+    static constexpr Setting<float> kNumbers[] = {{"dpi", &FrameBufferDescription::dpi}};
+    static constexpr Setting<std::string> kTexts[] = {{"filetype", &FrameBufferDescription::filetype},
+                                                      {"filename", &FrameBufferDescription::filename},
+                                                      {"compression", &FrameBufferDescription::compression}};
 
-    static bool fixed() noexcept { return unsupported<bool>("change of frame buffers"); }
+    template <class T>
+    static const Setting<T>* find(const char* parameter, std::span<const Setting<T>> settings) {
+        for (const Setting<T>& setting : settings)
+            if (parameter && setting.name == parameter) return &setting;
+        return nullptr;
+    }
+
+    FrameBufferSet* changeable() const {
+        auto* all = hostDatabase().detail<FrameBufferSet>(tag_);
+        if (all && all->isFixed) {
+            warning("API",
+                    "the picture is begun, its frame buffers cannot be changed any more; geometry shaders can, and "
+                    "shaders that the scene calls");
+            return nullptr;
+        }
+        if (all) ++all->changes;
+        return all;
+    }
+
+    /// A buffer that is not there is made.
+    template <class Change>
+    bool change(const char* buffer, const Change& body) const {
+        FrameBufferSet* const all = buffer && *buffer ? changeable() : nullptr;
+        return all && body(*all, all->named(buffer));
+    }
+
+    template <class T, std::size_t count>
+    bool write(const char* buffer, const char* parameter, const T& value, const Setting<T> (&settings)[count]) const {
+        const auto* setting = find<T>(parameter, settings);
+        return setting && change(buffer, [&](FrameBufferSet&, auto& b) { return b.*setting->member = value, true; });
+    }
 
     const FrameBufferSet* detail() const { return hostDatabase().detail<FrameBufferSet>(tag_); }
 
@@ -122,16 +164,12 @@ private:
         return get_index(buffer, index) ? describe(index) : nullptr;
     }
 
-    template <class T>
-    bool read(const char* buffer, const char* parameter, T& value, std::initializer_list<Setting<T>> settings) const {
+    template <class T, std::size_t count>
+    bool read(const char* buffer, const char* parameter, T& value, const Setting<T> (&settings)[count]) const {
         const FrameBufferDescription* found = describe(buffer);
-        if (!found || !parameter) return false;
-        for (const Setting<T>& setting : settings) {
-            if (setting.name != parameter) continue;
-            value = found->*setting.member;
-            return true;
-        }
-        return false;
+        const auto* setting = found ? find<T>(parameter, settings) : nullptr;
+        if (setting) value = found->*setting->member;
+        return setting != nullptr;
     }
 
     miTag tag_;

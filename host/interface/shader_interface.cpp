@@ -41,7 +41,13 @@ private:
 class HostInterface final : public Interface {
 public:
     Options* getOptions(miTag options) noexcept override { return options_.of(options); }
-    const Framebuffer* accessFramebuffer(miTag tag) noexcept override {
+    miTag createFramebuffer() noexcept override { return addBuffers({}); }
+    miTag copyFramebuffer(miTag tag) noexcept override {
+        const auto* original = hostDatabase().detail<FrameBufferSet>(tag);
+        return original ? addBuffers(original->buffers) : miNULLTAG;
+    }
+    const Framebuffer* accessFramebuffer(miTag tag) noexcept override { return editFramebuffer(tag); }
+    Framebuffer* editFramebuffer(miTag tag) noexcept override {
         return hostDatabase().detail<FrameBufferSet>(tag) ? buffers_.of(tag) : nullptr;
     }
     bool releaseFramebuffer(const Framebuffer* buffers, miTag) noexcept override { return buffers != nullptr; }
@@ -49,9 +55,6 @@ public:
     void release() noexcept override {}
 
     // Everything below is not there.
-    miTag createFramebuffer() noexcept override { return unsupported<miTag>("createFramebuffer"); }
-    miTag copyFramebuffer(miTag) noexcept override { return unsupported<miTag>("copyFramebuffer"); }
-    Framebuffer* editFramebuffer(miTag) noexcept override { return unsupported<Framebuffer*>("editFramebuffer"); }
     Light_list* createLightList(miState*, miTag*, int) noexcept override {
         return unsupported<Light_list*>("createLightList");
     }
@@ -103,6 +106,13 @@ public:
     int getPassNumber(miState*) noexcept override { return unsupported<int>("access to passes"); }
 
 private:
+    static miTag addBuffers(const std::vector<FrameBufferDescription>& buffers) {
+        const miTag tag = hostDatabase().create(miSCENE_FBINFO, 16);
+        auto all = std::make_unique<FrameBufferSet>();
+        all->buffers = buffers;
+        hostDatabase().setDetail(tag, std::move(all));
+        return tag;
+    }
     static Map_declaration* declaration(const char* what) noexcept { return unsupported<Map_declaration*>(what); }
 
     Objects<NamedOptions> options_;

@@ -93,14 +93,15 @@ Picture::Picture(RenderScene& scene, const RenderSettings& settings, const std::
     plan_ = planFiles(*scene.buffers, camera, images_, output, settings.history ? *settings.history : none);
 }
 
-bool Picture::check() {
+bool Picture::check() const {
     if (isPointsOnly(scene_)) return checkFoundFiles(scene_, rules_);
     const bool good = checkFiles(plan_.files, rules_, window_);
-    if (!checkFoundFiles(scene_, rules_) || !good || !plan_.complete) return false;
-    if (settings_.history)
-        for (const PlannedFile& planned : plan_.files)
-            settings_.history->emplace(resolvedPath(planned.file.path), where_);
-    return true;
+    return checkFoundFiles(scene_, rules_) && good && plan_.complete;
+}
+
+void Picture::noteFiles() const {
+    if (!settings_.history) return;
+    for (const PlannedFile& planned : plan_.files) settings_.history->emplace(resolvedPath(planned.file.path), where_);
 }
 
 bool Picture::write(const RenderCounts& counts, const OutputShaders& shaders, ThreadContext& context) {

@@ -22,8 +22,10 @@ public:
     /// memory.
     Picture(RenderScene& scene, const RenderSettings& settings, const std::string& where);
 
-    /// Says which files cannot be written, before anything that takes long. What can be is noted in the history.
-    bool check();
+    /// Says which files cannot be written, before anything that takes long.
+    bool check() const;
+    /// Notes in the history that they are taken.
+    void noteFiles() const;
 
     /// What is there; output shaders work on it between the files. A picture that is not complete is not the one that was
     /// asked for: it takes the place of none, no output shader works on it, and where there is nothing of it nothing is

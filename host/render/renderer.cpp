@@ -1,6 +1,7 @@
 #include "render/renderer.h"
 
 #include "database/elements.h"
+#include "elements/element_readers.h"
 #include "gathering/gathering_for_particles.h"
 #include "gathering/ambient_occlusion.h"
 #include "lightmaps/light_map_pass.h"
@@ -50,6 +51,7 @@ public:
         mi_init_lock(&scene_.globalLock);
     }
     ~Render() {
+        fixBuffers(false);
         if (camera_) *camera_ = cameraBefore_;
         if (camera_) *options_ = optionsBefore_;
         mi_delete_lock(&scene_.globalLock);
@@ -58,13 +60,16 @@ public:
     Render& operator=(const Render&) = delete;
 
     bool run(miTag rootGroup, miTag cameraInstance, miTag options) {
+        threadsOfRender = threadsToUse(settings_.tiles.threads);
         findElements(rootGroup, cameraInstance, options);
         checkOptions();
-        picture_.emplace(scene_, settings_, where_);
-        running_.emplace(picture_->rules(), scene_.buffers->colors);
-        if (!picture_->check()) return false;
+        if (!planPicture()) return false;
+        const GeneratedScene generated = generateGeometry();
+        if (buffersHaveChanged() && !planPicture()) return false;
+        fixBuffers(true);
+        picture_->noteFiles();
         if (openSaved()) return takeFinished();
-        buildScene();
+        buildScene(generated);
         findShaders(scene_, *camera_, shaders_);
         outputs_ = OutputShaders(scene_, shaders_);
         outputs_.checkContours(scene_, where_);
@@ -169,12 +174,45 @@ private:
                  std::max(options_->max_samples, 0));
     }
 
-    void buildScene() {
+    /// Looks at its files, too, before anything that takes long.
+    /// @return false where one of them cannot be written
+    bool planPicture() {
+        picture_.emplace(scene_, settings_, where_);
+        running_.emplace(picture_->rules(), scene_.buffers->colors);
+        plannedBuffers_ = camera_->buffertag;
+        const FrameBufferSet* const buffers = namedBuffers();
+        plannedChanges_ = buffers ? buffers->changes : 0;
+        return picture_->check();
+    }
+
+    FrameBufferSet* namedBuffers() const {
+        return camera_ ? database_.detail<FrameBufferSet>(camera_->buffertag) : nullptr;
+    }
+
+    GeneratedScene generateGeometry() {
         const long errors = messageCount(MessageClass::Error);
-        const GeneratedScene generated = callGeometryShaders(scene_, shaders_, settings_.building);
+        GeneratedScene generated = callGeometryShaders(scene_, shaders_, settings_.building);
+        sceneIsWhole_ = messageCount(MessageClass::Error) == errors;
+        return generated;
+    }
+
+    /// By geometry shaders. The last moment for it: what is kept of a render, and its files, depend on them.
+    bool buffersHaveChanged() const {
+        FrameBufferSet* const buffers = namedBuffers();
+        if (camera_->buffertag == plannedBuffers_ && (!buffers || buffers->changes == plannedChanges_)) return false;
+        if (buffers) choosePrimary(*buffers);
+        return true;
+    }
+
+    void fixBuffers(bool fixed) const {
+        if (FrameBufferSet* const buffers = namedBuffers()) buffers->isFixed = fixed;
+    }
+
+    void buildScene(const GeneratedScene& generated) {
+        const long errors = messageCount(MessageClass::Error);
         geometry_ = SceneGeometry::collect(database_, scene_.rootGroup, *options_, generated, geometryRules());
         scene_.geometry = geometry_;
-        sceneIsWhole_ = messageCount(MessageClass::Error) == errors;
+        if (messageCount(MessageClass::Error) != errors) sceneIsWhole_ = false;
         scene_.lights = std::make_shared<LightTable>(database_, *scene_.geometry);
         scene_.occlusion = occlusionSettings(database_.detail<StringOptions>(options_->string_options));
         scene_.projection = projectionOf(scene_);
@@ -355,6 +393,8 @@ private:
     std::optional<RunningOutput> running_;
     PicturePlan work_;
     SavedRender saved_;
+    miTag plannedBuffers_ = 0;  ///< that the picture was planned for, and how often shaders had changed them before
+    int plannedChanges_ = 0;
     ShaderTable shaders_;
     OutputShaders outputs_;
 };

@@ -65,6 +65,7 @@ void onThreads(int threads, const std::function<void(int)>& body) {
     std::mutex failing;
     std::exception_ptr failure;
     const auto guarded = [&](int index) {
+        threadIndex = index;
         try {
             body(index);
         } catch (...) {

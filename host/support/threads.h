@@ -1,6 +1,7 @@
 // Threads that render.
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <functional>
 
@@ -16,6 +17,12 @@ void noteStack();
 inline bool stackHasRoom(std::size_t spare = 0) {
     return static_cast<const char*>(__builtin_frame_address(0)) > stackFloor + spare;
 }
+
+/// The index that `onThreads` gave the running thread; 0 in all others.
+inline constinit thread_local int threadIndex = 0;
+
+/// How many threads the render that runs has, for modules that make room for each of them.
+inline constinit std::atomic<int> threadsOfRender{1};
 
 /// The number that a setting asks for; 0 = one per core.
 int threadsToUse(int setting);

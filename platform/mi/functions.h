@@ -39,6 +39,11 @@ miBoolean mi_trylock(miLock lock); /* true when the lock was free and is now hel
 int mi_par_aborted(void);          /* non-zero when the render is being stopped */
 void mi_abort(void);
 
+/* Known from use only: blocks for each thread are as many as threads, found by the number of the one that asks. */
+miVpu mi_par_localvpu(void);           /* the thread that calls */
+int mi_par_nthreads(void);             /* how many threads a render has, also in its init shaders; at least 1 */
+#define miTHREAD(vpu) ((vpu) & 0xffff) /* from 0, less than mi_par_nthreads; the same as miState.thread */
+
 /* --- memory: use the macros mi_mem_allocate and so on, which fill in file and line --- */
 
 /* Zeroed, and never null; the test forms return null when memory is short. Slow: they take a lock. */

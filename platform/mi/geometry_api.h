@@ -1,6 +1,8 @@
 /* Building scene elements by calls: what geometry shaders, and callbacks of objects, do. */
 #pragma once
 
+#include <string.h>
+
 #include "codes.h"
 #include "instance.h"
 #include "light.h"
@@ -41,6 +43,31 @@ enum { miDLIST_TAG = 1, miDLIST_SCALAR, miDLIST_GEOSCALAR };
 /* Polynomial bases, and what curves of a surface do to it. Known from use by name; the numbers are ours. */
 typedef enum { miBASIS_BEZIER, miBASIS_BSPLINE, miBASIS_CARDINAL, miBASIS_TAYLOR, miBASIS_MATRIX } miBasis_type;
 typedef enum { miCURVE_TRIM, miCURVE_HOLE, miCURVE_SPECIAL } miCurve_type;
+
+/* Of miApprox: its method, its style, and what its constants are. Known from use by name; the numbers are ours. All
+   constants above 0 count, whatever the method; triangles are halved at their edges in every style. */
+typedef enum {
+    miAPPROX_PARAMETRIC,         /* parts of each piece of a surface */
+    miAPPROX_REGULAR_PARAMETRIC, /* of the whole surface */
+    miAPPROX_SPATIAL,
+    miAPPROX_CURVATURE,
+    miAPPROX_LDA /* length, distance and angle */
+} miApprox_method;
+typedef enum {
+    miAPPROX_STYLE_NONE,
+    miAPPROX_STYLE_GRID,
+    miAPPROX_STYLE_TREE,
+    miAPPROX_STYLE_DELAUNAY,
+    miAPPROX_STYLE_FINE,
+    miAPPROX_STYLE_FINE_NOSMOOTHING
+} miApprox_style;
+enum { miCNST_UPARAM, miCNST_VPARAM, miCNST_LENGTH, miCNST_DISTANCE, miCNST_ANGLE };
+enum { miMIN, miMAX }; /* of miApprox.subdiv; beside the macros of these names, which have arguments */
+
+/* What a scene's statement without limits says. */
+#define miAPPROX_DEFAULT(approximation)                                                \
+    (memset(&(approximation), 0, sizeof(miApprox)), (approximation).subdiv[miMAX] = 5, \
+     (approximation).method = miAPPROX_PARAMETRIC)
 
 miBEGIN_C
 

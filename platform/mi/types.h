@@ -24,6 +24,7 @@
 /* Truth values are plain ints; macros keep them usable in conditional expressions beside other ints. */
 #define miFALSE 0
 #define miTRUE 1
+#define miCBOOLEAN(truth) ((miCBoolean)((truth) ? miTRUE : miFALSE))
 
 typedef int miBoolean;            /* truth value in records and parameters: 4 bytes */
 typedef unsigned char miCBoolean; /* truth value packed into one byte */
@@ -45,6 +46,7 @@ typedef float miScalar;
 typedef double miGeoScalar;
 typedef int miThreadID;
 typedef int miHostID;
+typedef int miVpu; /* a thread that renders, see miTHREAD */
 typedef unsigned long miUlong;
 typedef long miSlong;
 typedef size_t miIntptr;

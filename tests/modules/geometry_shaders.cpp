@@ -2,6 +2,8 @@
 #include "test_shader.h"
 
 #include "geoshader.h"
+#include "mi/camera.h"
+#include "mi_shader_if.h"
 
 #include <cstdint>
 #include <cstring>
@@ -270,10 +272,12 @@ TEST_SHADER(geo_bowl, Bowl) {
     if (wrong == 6) mi_api_surface_curve_seg(miTRUE, miCURVE_TRIM, text("nobody"), 0, 1);
     mi_api_surface_curve_seg(miTRUE, miCURVE_SPECIAL, text("across"), 0, 1);
     mi_api_surface_end();
-    miApprox rule = {};
+    miApprox rule;
+    miAPPROX_DEFAULT(rule);
+    rule.method = miAPPROX_LDA;
     rule.view_dep = 1;
-    rule.cnst[3] = .0002f;
-    rule.subdiv[1] = 9;
+    rule.cnst[miCNST_DISTANCE] = .0002f;
+    rule.subdiv[miMAX] = 9;
     mi_api_surface_approx(&rule);
     mi_api_object_group_end();
     return mi_geoshader_add_result(reinterpret_cast<miTag*>(result), mi_api_object_end());
@@ -309,4 +313,33 @@ TEST_SHADER(geo_with_tint, Geo) {
     mi_api_instance_begin(nullptr);
     return mi_geoshader_add_result(reinterpret_cast<miTag*>(result),
                                    mi_api_instance_end(text("tinted box"), 0, parameters));
+}
+
+// ---- Frame buffers.
+
+/// In place of "spare" there is "made" afterwards, of one channel.
+TEST_SHADER(geo_buffers, void) {
+    const mi::shader::Edit_fb buffers(state->camera->buffertag);
+    HOLDS(buffers->remove("spare") && !buffers->remove("spare") && !buffers->remove(nullptr));
+    HOLDS(buffers->set("made", "datatype", "s_fp") && !buffers->set("made", "datatype", "s_many"));
+    HOLDS(buffers->set("made", "user", true) && buffers->set("made", "filename", "out.exr"));
+    HOLDS(buffers->set("made", "quality", 70) && !buffers->set("made", "shape", 1) && !buffers->set("", "user", true));
+    int quality = 0;
+    float dpi = 0;
+    HOLDS(buffers->get("made", "quality", quality) && quality == 70 && !buffers->get("made", "shape", quality));
+    HOLDS(buffers->set("made", "dpi", 72.f) && buffers->get("made", "dpi", dpi) && dpi == 72);
+    return miTRUE;
+}
+
+struct Late {
+    miScalar value;
+};
+
+/// A surface, to which it is too late to change any.
+TEST_SHADER(made_buffer, Late) {
+    const mi::shader::Edit_fb buffers(state->camera->buffertag);
+    std::size_t index = 0;
+    HOLDS(!buffers->set("made", "user", false) && buffers->get_index("made", index) && index == 1);
+    HOLDS(mi_fb_put(state, static_cast<int>(index), &VALUE(value)));
+    return miTRUE;
 }

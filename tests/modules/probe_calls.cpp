@@ -36,6 +36,7 @@ TEST_SHADER(probe_state, State) {
         return !VALUE(refuse);
     }
     if (call.operation == miSTATE_SHADER_SAMPLE_INIT) {
+        HOLDS(miTHREAD(mi_par_localvpu()) == state->thread && state->thread < mi_par_nthreads());
         bracket->mismatches += bracket->open;
         bracket->open = 1;
         bracket->result = result;

@@ -13,13 +13,9 @@
 #include <string>
 
 static int bufferIndex(const miState* state, const char* name) {
-    mi::shader::Interface* host = mi_get_shader_interface();
-    const mi::shader::Framebuffer* buffers = host->accessFramebuffer(state->camera->buffertag);
+    const mi::shader::Access_fb buffers(state->camera->buffertag);
     std::size_t index = 0;
-    const bool found = buffers && buffers->get_index(name, index);
-    if (buffers) host->releaseFramebuffer(buffers, state->camera->buffertag);
-    host->release();
-    return found ? static_cast<int>(index) : -1;
+    return buffers.is_valid() && buffers->get_index(name, index) ? static_cast<int>(index) : -1;
 }
 
 template <class Value>

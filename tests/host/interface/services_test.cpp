@@ -193,8 +193,8 @@ TEST_F(Services, OptionsAreReadWithTheirTypes) {
     EXPECT_TRUE(options->remove("number") && !options->remove("number"));
     EXPECT_FALSE(interface->getOptions(miNULLTAG)->get("on", &on)) << "callers do not test for null";
     // What the table has room for and this host does not have, says so.
-    EXPECT_TRUE(!interface->createLightList(nullptr) && !interface->editFramebuffer(0));
-    expectParts(asText(lines), {"createLightList", "editFramebuffer"});
+    EXPECT_TRUE(!interface->createLightList(nullptr) && !interface->createMap(0));
+    expectParts(asText(lines), {"createLightList", "createMap"});
 }
 
 TEST_F(Services, FrameBuffersAreFoundByName) {

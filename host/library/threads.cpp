@@ -1,7 +1,8 @@
-/* Locks of shaders, and the end of a render before its time. */
+/* Threads of a render as shaders see them: locks, numbers, and the end before its time. */
 #include "shader.h"
 #include "support/abort.h"
 #include "support/messages.h"
+#include "support/threads.h"
 
 #include <mutex>
 #include <new>
@@ -46,5 +47,9 @@ miBoolean mi_trylock(miLock lock) { return usable(lock, "mi_trylock") && lock.pt
 int mi_par_aborted(void) { return lumorender::abortRequested(); }
 
 void mi_abort(void) { lumorender::requestAbort(); }
+
+miVpu mi_par_localvpu(void) { return lumorender::threadIndex; }
+
+int mi_par_nthreads(void) { return lumorender::threadsOfRender; }
 
 }  // extern "C"
