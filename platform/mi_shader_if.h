@@ -45,7 +45,7 @@ public:
     virtual void release() = 0;
 
 protected:
-    ~Options() = default;
+    ~Options() {}
 };
 
 /* The frame buffers of a camera, by name; parameters are the settings a scene gives a buffer. */
@@ -76,7 +76,7 @@ public:
     virtual bool get_datatype(size_t index, miImg_type& type) const = 0;
 
 protected:
-    ~Framebuffer() = default;
+    ~Framebuffer() {}
 };
 
 /* Results of methods that are here for their place in the table; hosts may answer null. */
@@ -159,7 +159,7 @@ public:
     virtual int getPassNumber(miState* state) = 0;
 
 protected:
-    ~Interface() = default;
+    ~Interface() {}
 };
 
 }  // namespace shader_v3
@@ -186,23 +186,23 @@ namespace shader_v3 {
 template <class Buffers, Buffers* (Interface::*open)(miTag), bool (Interface::*close)(Buffers*, miTag)>
 class Held_framebuffer {
 public:
-    explicit Held_framebuffer(miTag tag) : interface_(mi_get_shader_interface()), tag_(tag) {
+    explicit Held_framebuffer(miTag tag) : interface_(mi_get_shader_interface()), tag_(tag), buffers_(0) {
         if (interface_) buffers_ = (interface_->*open)(tag);
     }
     ~Held_framebuffer() {
         if (buffers_) (interface_->*close)(buffers_, tag_);
         if (interface_) interface_->release();
     }
-    Held_framebuffer(const Held_framebuffer&) = delete;
-    Held_framebuffer& operator=(const Held_framebuffer&) = delete;
-
     bool is_valid() const { return buffers_ != 0; }
     Buffers* operator->() const { return buffers_; } /* null where the tag is of no frame buffers */
 
 private:
+    Held_framebuffer(const Held_framebuffer&); /* not to be copied */
+    Held_framebuffer& operator=(const Held_framebuffer&);
+
     Interface* interface_;
     miTag tag_;
-    Buffers* buffers_ = 0;
+    Buffers* buffers_;
 };
 
 typedef Held_framebuffer<const Framebuffer, &Interface::accessFramebuffer, &Interface::releaseFramebuffer> Access_fb;

@@ -7,12 +7,12 @@
 #include "records.h"
 #include "state.h"
 
-#if defined(__cplusplus)
+#if defined(__cplusplus) && __cplusplus >= 201103L
 #define miASSERT_LAYOUT(condition, message) static_assert(condition, message);
 #elif defined(__STDC_VERSION__) && __STDC_VERSION__ >= 201112L
 #define miASSERT_LAYOUT(condition, message) _Static_assert(condition, message);
 #else
-/* Before C11: an array of negative size does the same. */
+/* Before C11 and C++11: an array of negative size does the same. */
 #define miASSERT_LAYOUT(condition, message) extern char miLayoutAssertion[(condition) ? 1 : -1];
 #endif
 

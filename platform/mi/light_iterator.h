@@ -25,12 +25,10 @@ namespace shader_v3 {
 class LightIterator {
 public:
     /* The lights of the instance that is being shaded. */
-    explicit LightIterator(miState* state) : state_(state) { take_instance_lights(); }
+    explicit LightIterator(miState* state) { begin(state, 0, 0); }
 
     /* Light instances of the shader's own; those of the instance where there are none. The list is not copied. */
-    LightIterator(miState* state, const miTag* lights, int count) : state_(state), light_(lights), left_(count) {
-        if (!lights || count <= 0) take_instance_lights();
-    }
+    LightIterator(miState* state, const miTag* lights, int count) { begin(state, lights, count); }
 
     LightIterator* operator->() { return this; }
     const LightIterator* operator->() const { return this; }
@@ -57,21 +55,30 @@ public:
     miScalar get_dot_nl() const { return dot_nl_; }
 
 private:
-    void take_instance_lights() {
-        miTag* lights = 0;
-        int count = 0;
-        mi_instance_lightlist(&count, &lights, state_);
+    void begin(miState* state, const miTag* lights, int count) {
+        state_ = state;
         light_ = lights;
         left_ = count;
+        samples_ = 0;
+        color_.r = color_.g = color_.b = color_.a = 0;
+        dir_.x = dir_.y = dir_.z = 0;
+        dot_nl_ = 0;
+        if (!lights || count <= 0) take_instance_lights();
+    }
+    void take_instance_lights() {
+        miTag* lights = 0;
+        left_ = 0;
+        mi_instance_lightlist(&left_, &lights, state_);
+        light_ = lights;
     }
 
     miState* state_;
-    const miTag* light_ = 0;
-    int left_ = 0;
-    int samples_ = 0;
-    miColor color_ = {0, 0, 0, 0};
-    miVector dir_ = {0, 0, 0};
-    miScalar dot_nl_ = 0;
+    const miTag* light_;
+    int left_;
+    int samples_;
+    miColor color_;
+    miVector dir_;
+    miScalar dot_nl_;
 };
 
 }  // namespace shader_v3

@@ -15,7 +15,7 @@
 #define miEND_C
 #define EXTERN_C extern
 #define miC_LINKAGE
-#define miINLINE static inline
+#define miINLINE static __inline__ /* known to compilers for C of before 1999, too */
 #endif
 
 /* Marks the entry points of a shader module, which is otherwise built with hidden symbols. */

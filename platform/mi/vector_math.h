@@ -81,7 +81,7 @@ miINLINE miScalar mi_vector_det(const miVector* a, const miVector* b, const miVe
 }
 
 /* Length. */
-miINLINE miScalar mi_vector_norm(const miVector* v) { return sqrtf(mi_vector_dot(v, v)); }
+miINLINE miScalar mi_vector_norm(const miVector* v) { return (miScalar)sqrt(mi_vector_dot(v, v)); }
 
 miINLINE miScalar mi_vector_dist(const miVector* a, const miVector* b) {
     miVector difference;
