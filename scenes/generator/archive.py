@@ -85,7 +85,7 @@ TABLE = (-6.0, 0.0, 34.0)
 TABLE_SIZE = 1.45
 TOP = 55.0 * TABLE_SIZE + 0.05
 CHAIR, CHAIR_TURN = (112.0, 0.0, -92.0), -38.0
-PLANT = (-160.0, 0.0, -155.0)
+PLANT = (-148.0, 0.0, -148.0)
 
 
 def places(at):
