@@ -152,10 +152,19 @@ public:
     virtual miImg_image* open_output_image(miState* state, const char* name) = 0;
     virtual void close_output_image(miState* state, const char* name) = 0;
 
-    /* places 32 to 35, reserved: samples of render passes, and the number of the pass */
-    virtual bool getPassSample(miState* state, int pass, void* sample) = 0;
-    virtual bool getPassSampleInput(miState* state, int pass, void* sample) = 0;
-    virtual bool setPassSample(miState* state, void* sample) = 0;
+    /*
+     * places 32 to 35: samples of passes, for shaders of `pass merge` and `pass prep` while these are called. Names and
+     * places are published, arguments are this host's. Values are as those of mi_fb_put: colors four floats, vectors
+     * three, others one word. Buffers have the numbers that output shaders open them by; -1 is the distance of what the
+     * sample has seen, a float along the camera's axis, 0 where it has seen nothing. All say false for buffers that the
+     * statement does not name and for inputs that are not there.
+     */
+    /* the sample as it is so far: at first that of input 0 */
+    virtual bool getPassSample(miState* state, int buffer, void* value) = 0;
+    /* that of an input: of merge the picture that is rendered is 0, files follow; of prep its file is 0 */
+    virtual bool getPassSampleInput(miState* state, int input, int buffer, void* value) = 0;
+    virtual bool setPassSample(miState* state, int buffer, const void* value) = 0;
+    /* how many inputs there are; 0 outside of such shaders */
     virtual int getPassNumber(miState* state) = 0;
 
 protected:

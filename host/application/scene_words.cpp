@@ -167,7 +167,7 @@ WordGroup featureWords() {
             {"output", "on|off", "Whether output shaders are called", OptionsStatement{"output"}},
             {"lightmap", "on|off|only", "Whether light maps are made; with only no picture is",
              OptionsStatement{"lightmap"}},
-            {"pass", "on|off", "Passes over frame buffer files", NoEffect{"these are not supported"}},
+            {"pass", "on|off", "Whether passes of samples are written and merged", OptionsStatement{"pass"}},
         }};
 }
 

@@ -1,5 +1,6 @@
 // Cameras with their outputs and frame buffers.
 #include "database/elements.h"
+#include "database/passes.h"
 #include "echo/element_writers.h"
 #include "elements/element_readers.h"
 #include "mi/records.h"
@@ -49,13 +50,15 @@ void writeOutputFile(ElementText& out, const OutputFile& file) {
     out.add(Quoted{file.file});
 }
 
+std::string typeList(const std::vector<std::string>& types) {
+    std::string list;
+    for (const std::string& type : types) list += (list.empty() ? "" : ",") + type;
+    return list;
+}
+
 void writeOutputShader(ElementText& out, const OutputShader& step) {
     out.statement("output");
-    if (!step.types.empty()) {
-        std::string types;
-        for (const std::string& type : step.types) types += (types.empty() ? "" : ",") + type;
-        out.add(Quoted{types});
-    }
+    if (!step.types.empty()) out.add(Quoted{typeList(step.types)});
     writeSlot(out, step.shader);
 }
 
@@ -70,6 +73,32 @@ void writeOutputs(ElementText& out, const CameraDetail& camera) {
         writeOutputFile(out, file);
     }
     writeShadersBefore(camera.outputShaders.size());
+}
+
+void writePass(ElementText& out, const PassStatement& pass) {
+    using enum PassStatement::Kind;
+    out.statement(pass.kind == Write     ? "pass write"
+                  : pass.kind == Merge   ? "pass merge"
+                  : pass.kind == Prepare ? "pass prep"
+                                         : "pass delete");
+    if (!pass.types.empty()) out.add(Quoted{typeList(pass.types)});
+    if (!pass.reads.empty()) {
+        out.add("read [");
+        for (const std::string& file : pass.reads) {
+            if (&file != &pass.reads.front()) out.add(",");
+            out.add(Quoted{file});
+        }
+        out.add("]");
+        if (!pass.write.empty()) out.add("write");
+    }
+    if (!pass.write.empty()) out.add(Quoted{pass.write});
+    writeSlot(out, pass.shader);
+}
+
+void writePasses(ElementText& out, const miCamera& camera) {
+    if (const auto* list = out.database.detail<PassList>(camera.pass))
+        for (const PassStatement& pass : list->passes) writePass(out, pass);
+    if (camera.pass_mask) out.statement("pass mask on");
 }
 
 void writeProjection(ElementText& out, const miCamera& camera) {
@@ -96,6 +125,7 @@ void writeCamera(ElementText& out, miTag tag) {
     if (const auto* buffers = out.database.detail<FrameBufferSet>(camera.buffertag))
         for (const FrameBufferDescription& buffer : buffers->buffers) writeFrameBuffer(out, buffer);
     if (const auto* detail = out.database.detail<CameraDetail>(tag)) writeOutputs(out, *detail);
+    writePasses(out, camera);
     writeProjection(out, camera);
     if (const auto* detail = out.database.detail<CameraDetail>(tag); detail && detail->lensRadius > 0)
         out.statement("dof", detail->focus, detail->lensRadius);

@@ -18,6 +18,7 @@ struct CameraReader {
     miCamera camera = {};
     CameraDetail detail = {};
     FrameBufferSet buffers = {};
+    PassList passes = {};
     bool lensSeen = false, volumeSeen = false, environmentSeen = false;
 
     bool readOther() { return false; }
@@ -71,11 +72,6 @@ struct CameraReader {
         if (in.atNumber()) camera.frame_time = in.readFloat();
     }
 
-    void skipPass() {
-        while (!in.atEnd() && !in.at("end") && !isStatement()) in.skipGroup();
-    }
-
-    bool isStatement() const;
     void store(const std::string& name);
     void read();
 };
@@ -100,7 +96,7 @@ const StatementTable<Reader>& statements() {
         {"field", [](Reader& r) { r.in.skipGroup(); }},
         {"output", [](Reader& r) { readOutput(r.scene, r.detail, r.buffers); }},
         {"framebuffer", [](Reader& r) { readFrameBuffer(r.scene, r.buffers); }},
-        {"pass", [](Reader& r) { r.skipPass(); }},
+        {"pass", [](Reader& r) { readPass(r.scene, r.passes, r.camera.pass_mask); }},
         {"data", [](Reader& r) { readDataStatement(r.scene, r.camera.userdata); }},
         {"attribute", [](Reader& r) { readAttribute(r.scene, r.detail); }},
     };
@@ -108,14 +104,13 @@ const StatementTable<Reader>& statements() {
     return table;
 }
 
-bool CameraReader::isStatement() const { return statements().find(in.current()) != nullptr; }
-
 void CameraReader::read() {
     const std::string name = scene.readNewName("the name of the camera");
     setDefaults();
     if (const miTag former = scene.edited(name, miSCENE_CAMERA, "camera")) {
         scene.loadEdited(former, miSCENE_CAMERA, camera, detail);
         if (const auto* given = scene.database.detail<FrameBufferSet>(camera.buffertag)) buffers = *given;
+        if (const auto* given = scene.database.detail<PassList>(camera.pass)) passes = *given;
     }
     readStatements(*this, statements(), "camera");
     store(name);
@@ -125,6 +120,9 @@ void CameraReader::store(const std::string& name) {
     choosePrimary(buffers);
     camera.buffertag =
         scene.storeBytes({}, miSCENE_FBINFO, nullptr, 16, std::make_unique<FrameBufferSet>(std::move(buffers)));
+    camera.pass = miNULLTAG;
+    if (!passes.passes.empty())
+        camera.pass = scene.storeBytes({}, miSCENE_FBINFO, nullptr, 16, std::make_unique<PassList>(std::move(passes)));
     camera.output = miNULLTAG;
     for (const OutputShader& step : detail.outputShaders)
         camera.output = joinShaders(scene, camera.output, step.shader);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "database/approximation.h"
+#include "database/passes.h"
 #include "parsing/context.h"
 
 #include <string_view>
@@ -15,6 +16,9 @@ void readMaterial(SceneContext& scene);
 void readObject(SceneContext& scene);
 void readInstance(SceneContext& scene);
 void readInstanceGroup(SceneContext& scene);
+
+/// Behind `pass` of a camera: appends to the list, or empties it; or says whether what is hidden is rendered.
+void readPass(SceneContext& scene, PassList& list, miBoolean& mask);
 
 /// At one of the words that begin a texture.
 bool isTextureWord(const Token& token);

@@ -1,12 +1,14 @@
-/* The C++ interface of version 3: options by name and frame buffers by name. What else its table has room for answers
+/* The C++ interface of version 3: options by name, frame buffers by name, samples of passes. What else its table has room for answers
    that there is none. */
 #include "interface/host.h"
 #include "interface/named_buffers.h"
 #include "interface/named_options.h"
 #include "interface/unsupported.h"
 #include "mi_shader_if.h"
+#include "passes/pass_steps.h"
 #include "render/output_pictures.h"
 
+#include <cstring>
 #include <memory>
 #include <mutex>
 #include <shared_mutex>
@@ -53,6 +55,26 @@ public:
     bool releaseFramebuffer(const Framebuffer* buffers, miTag) noexcept override { return buffers != nullptr; }
     bool releaseFramebuffer(Framebuffer* buffers, miTag) noexcept override { return buffers != nullptr; }
     void release() noexcept override {}
+    bool getPassSample(miState*, int buffer, void* value) noexcept override {
+        const PassCall* call = PassCall::running();
+        return call && value && getWords(*call, call->result, buffer, value);
+    }
+    bool getPassSampleInput(miState*, int input, int buffer, void* value) noexcept override {
+        const PassCall* call = PassCall::running();
+        const bool isThere = call && value && input >= 0 && static_cast<std::size_t>(input) < call->inputs.size();
+        return isThere && getWords(*call, *call->inputs[static_cast<std::size_t>(input)], buffer, value);
+    }
+    bool setPassSample(miState*, int buffer, const void* value) noexcept override {
+        const PassCall* call = PassCall::running();
+        std::size_t words = 0;
+        std::uint32_t* to = call && value ? call->find(call->result, buffer, words) : nullptr;
+        if (to) std::memcpy(to, value, words * sizeof(std::uint32_t));
+        return to != nullptr;
+    }
+    int getPassNumber(miState*) noexcept override {
+        const PassCall* call = PassCall::running();
+        return call ? static_cast<int>(call->inputs.size()) : 0;
+    }
 
     // Everything below is not there.
     Light_list* createLightList(miState*, miTag*, int) noexcept override {
@@ -100,10 +122,6 @@ public:
         return pictures && name ? pictures->find(std::string_view(name)) : nullptr;
     }
     void close_output_image(miState*, const char*) noexcept override {}
-    bool getPassSample(miState*, int, void*) noexcept override { return unsupported<bool>("access to passes"); }
-    bool getPassSampleInput(miState*, int, void*) noexcept override { return unsupported<bool>("access to passes"); }
-    bool setPassSample(miState*, void*) noexcept override { return unsupported<bool>("access to passes"); }
-    int getPassNumber(miState*) noexcept override { return unsupported<int>("access to passes"); }
 
 private:
     static miTag addBuffers(const std::vector<FrameBufferDescription>& buffers) {
@@ -112,6 +130,12 @@ private:
         all->buffers = buffers;
         hostDatabase().setDetail(tag, std::move(all));
         return tag;
+    }
+    static bool getWords(const PassCall& call, const BufferSample& sample, int buffer, void* value) noexcept {
+        std::size_t words = 0;
+        const std::uint32_t* from = call.find(sample, buffer, words);
+        if (from) std::memcpy(value, from, words * sizeof(std::uint32_t));
+        return from != nullptr;
     }
     static Map_declaration* declaration(const char* what) noexcept { return unsupported<Map_declaration*>(what); }
 

@@ -61,7 +61,7 @@ constexpr Meaning kLanguage[] = {
     {"options", "camera=space", Used, "transforms of instances do not count"},
     {"options", "mixed=space", Missing, "the scene is rendered in object space"},
     {"options", "displace=presample", Idle, "what is displaced is so before the first sample"},
-    {"options", "pass", Idle, "passes over frame buffer files are not supported"},
+    {"options", "pass", Used, ""},
     {"options", "lightmap", Used, ""},
     {"options", "colorclip|desaturate|premultiply|dither", Used, ""},
     {"options", "caustic|globillum", Used, "of all objects by default, as far as their instances do not say otherwise"},
@@ -95,7 +95,8 @@ constexpr Meaning kLanguage[] = {
     {"camera", "focal|aperture|aspect|resolution|window|offset|clip|lens|volume|environment|frame|output|framebuffer|data|dof", Used, ""},
     {"camera", "field", Missing, "fields are not rendered, the picture has all lines"},
     {"camera", "field=0", Used, ""},
-    {"camera", "pass", Missing, "passes over frame buffer files are not supported"},
+    {"camera", "pass", Used, ""},
+    {"pass", "write|merge|read|prep|delete|mask|null", Used, ""},
     {"camera", "attribute", Used, "kept, and written by -echo; shaders have no call that asks for it"},
 
     {"output", "file|quality|compress|dpi|dod|shader", Used, ""},

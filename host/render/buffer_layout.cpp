@@ -33,12 +33,6 @@ BufferSlot makeSlot(const FrameBufferDescription& description, int shaderIndex, 
     return {description, pixelFormat(description.datatype), automaticFor(description), shaderIndex, takesResult};
 }
 
-int recordWords(const BufferSlot& slot) {
-    if (slot.format.integer) return 1;
-    if (isColorRecord(slot.description.datatype)) return 4;
-    return slot.format.channels == 1 ? 1 : 3;
-}
-
 /// "+z" and "-rgba": whether samples are averaged. Without a sign those of colors are.
 struct SignedType {
     std::string name;
@@ -87,6 +81,12 @@ void addOutputBuffers(BufferLayout& layout, const CameraDetail& camera) {
 
 }  // namespace
 
+int BufferSlot::sampleWords() const {
+    if (format.integer) return 1;
+    if (isColorRecord(description.datatype)) return 4;
+    return format.channels == 1 ? 1 : 3;
+}
+
 OutputKind kindOfType(const std::string& text) {
     const SignedType type(text);
     OutputKind kind;
@@ -127,6 +127,24 @@ int BufferLayout::slotOf(const OutputKind& kind) const {
     return found == slots.end() ? -1 : static_cast<int>(found - slots.begin());
 }
 
+int BufferLayout::slotOfNumber(int number, const std::vector<OutputKind>& kinds) const {
+    constexpr miImg_type kFixed[] = {miIMG_TYPE_RGBA, miIMG_TYPE_Z,   miIMG_TYPE_N,
+                                     miIMG_TYPE_M,    miIMG_TYPE_TAG, miIMG_TYPE_COVERAGE};
+    if (number == miRC_IMAGE_RGBA) return primary;
+    if (number < 0) return -1;
+    const bool isFixed = number <= miRC_IMAGE_COVERAGE;
+    if (isFixed)
+        for (const OutputKind& kind : kinds)
+            if (kind.type == kFixed[number]) return slotOf(kind);
+    const auto isIt = [&](const BufferSlot& slot) {
+        if (named) return slot.shaderIndex == number && !slot.takesResult;
+        if (isFixed) return slot.shaderIndex < 0 && slot.description.datatype == kFixed[number];
+        return slot.shaderIndex >= 0 && !slot.takesResult && slot.shaderIndex == number - miRC_IMAGE_USER;
+    };
+    const auto found = std::find_if(slots.begin(), slots.end(), isIt);
+    return found == slots.end() ? -1 : static_cast<int>(found - slots.begin());
+}
+
 BufferLayout makeBufferLayout(const FrameBufferSet* set, const CameraDetail* camera, const OptionsDetail* options,
                               const ColorRules& colors, const std::vector<OutputKind>& further) {
     BufferLayout layout;
@@ -151,7 +169,7 @@ BufferLayout makeBufferLayout(const FrameBufferSet* set, const CameraDetail* cam
     if (layout.named) layout.words[0] = 4;
     for (const BufferSlot& slot : layout.slots)
         if (slot.shaderIndex >= 0 && !slot.takesResult)
-            layout.words[static_cast<std::size_t>(slot.shaderIndex)] = recordWords(slot);
+            layout.words[static_cast<std::size_t>(slot.shaderIndex)] = slot.sampleWords();
     if (camera) addOutputBuffers(layout, *camera);
     for (const OutputKind& kind : further) addOutputBuffer(layout, kind);
     return layout;

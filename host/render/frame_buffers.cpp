@@ -105,40 +105,57 @@ void TileBuffers::start(int width, int height) {
     pixels_.resize(first);
 }
 
+const SampleValue& TileBuffers::valueOf(const Plane& plane, const miColor& result, const miState& state,
+                                        const std::vector<SampleValue>& values, SampleValue& own) {
+    const SampleValue* value = &own;
+    if (isPut(plane)) {
+        value = &values[static_cast<std::size_t>(plane.shaderIndex)];
+    } else {
+        // The result as the buffer's channels: colors as they are, one channel as alpha.
+        const miColor color = !plane.takesResult ? miColor{} : plane.alphaOnly ? miColor{result.a, 0, 0, 0} : result;
+        std::memcpy(own.words, &color, sizeof color);
+    }
+    if (plane.automatic == AutomaticValue::None || !untouched(*value)) return *value;
+    own = automaticValue(plane.automatic, state);
+    return own;
+}
+
 void TileBuffers::add(const miColor& result, const miState& state, const std::vector<SampleValue>& values,
                       bool stands) {
-    SampleValue primary;
+    SampleValue own;
     for (std::size_t i = 0; i < planes_.size(); ++i) {
         const Plane& plane = planes_[i];
-        if (plane.sumsValues) {
+        if (plane.sumsValues)
             addFiltered(plane, sums_[i], values[static_cast<std::size_t>(plane.shaderIndex)]);
-            continue;
-        }
-        if (!plane.filtered && !stands) continue;
-        const SampleValue* value = &primary;
-        if (isPut(plane)) {
-            value = &values[static_cast<std::size_t>(plane.shaderIndex)];
-        } else {
-            // The result as the buffer's channels: colors as they are, one channel as alpha.
-            const miColor color = !plane.takesResult ? miColor{}
-                                  : plane.alphaOnly  ? miColor{result.a, 0, 0, 0}
-                                                     : result;
-            std::memcpy(primary.words, &color, sizeof color);
-        }
-        if (plane.automatic != AutomaticValue::None && untouched(*value)) {
-            primary = automaticValue(plane.automatic, state);
-            value = &primary;
-        }
-        if (plane.shown) endAtWhite(primary, colors_);
-        Sum& sum = sums_[i];
-        if (plane.filtered) {
-            addFiltered(plane, sum, *value);
-            continue;
-        }
-        sum.weight = 1;
-        sum.label = value->words[0];
-        std::memcpy(sum.value, value->words, sizeof sum.value);
+        else if (plane.filtered || stands)
+            addValue(plane, sums_[i], valueOf(plane, result, state, values, own));
     }
+}
+
+void TileBuffers::takeSample(const miColor& result, const miState& state, const std::vector<SampleValue>& values,
+                             BufferSample& sample) const {
+    SampleValue own;
+    std::memcpy(&sample.depth, automaticValue(AutomaticValue::Depth, state).words, sizeof sample.depth);
+    sample.values.resize(planes_.size());
+    for (const Plane& plane : planes_)
+        if (!plane.shown) sample.values[plane.image] = valueOf(plane, result, state, values, own);
+}
+
+void TileBuffers::add(const BufferSample& sample, bool stands) {
+    for (std::size_t i = 0; i < planes_.size(); ++i)
+        if (planes_[i].filtered || stands) addValue(planes_[i], sums_[i], sample.values[planes_[i].image]);
+}
+
+void TileBuffers::addValue(const Plane& plane, Sum& sum, const SampleValue& value) {
+    SampleValue shown;
+    if (plane.shown) {
+        shown = value;
+        endAtWhite(shown, colors_);
+    }
+    if (plane.filtered) return addFiltered(plane, sum, plane.shown ? shown : value);
+    sum.weight = 1;
+    sum.label = value.words[0];
+    std::memcpy(sum.value, value.words, sizeof sum.value);
 }
 
 void TileBuffers::addFiltered(const Plane& plane, Sum& sum, const SampleValue& value) {

@@ -20,6 +20,16 @@ struct BufferSlot {
     AutomaticValue automatic = AutomaticValue::None;
     int shaderIndex = 0;       ///< by which shaders put values; -1 = none
     bool takesResult = false;  ///< the sample's result, and nothing that shaders put
+
+    /// 32-bit words of a sample: colors are whole records.
+    int sampleWords() const;
+};
+
+/// What a sample has for each buffer, by its slot, and how far away along the camera's axis it has seen something: 0 is
+/// nothing.
+struct BufferSample {
+    float depth = 0;
+    std::vector<SampleValue> values;
 };
 
 /// What an `output` statement asks for.
@@ -50,6 +60,9 @@ struct BufferLayout {
 
     /// The buffer that an output statement is written from, or -1 for a user buffer that there is not.
     int slotOf(const OutputKind& kind) const;
+
+    /// The buffer that output shaders know by this number, where their statement names these types; or -1.
+    int slotOfNumber(int number, const std::vector<OutputKind>& kinds) const;
 };
 
 /// From the camera's named buffers, the numbered ones of the options, the camera's `output` statements, and those that
@@ -69,6 +82,11 @@ public:
 
     /// Adds a sample to the pixel. `stands` marks the one sample of the pixel that unfiltered buffers keep.
     void add(const miColor& result, const miState& state, const std::vector<SampleValue>& values, bool stands);
+
+    /// The same in two steps, between which the sample may be changed.
+    void takeSample(const miColor& result, const miState& state, const std::vector<SampleValue>& values,
+                    BufferSample& sample) const;
+    void add(const BufferSample& sample, bool stands);
 
     /// The pixel is done: divides its sums, and the next sample belongs to another pixel. Without samples it is zero.
     void endPixel(int x, int y);
@@ -101,6 +119,10 @@ private:
 
     /// Takes what shaders put.
     static bool isPut(const Plane& plane) { return plane.shaderIndex >= 0 && !plane.takesResult; }
+    /// What the plane takes of a sample: where it stands, or in `own`.
+    static const SampleValue& valueOf(const Plane& plane, const miColor& result, const miState& state,
+                                      const std::vector<SampleValue>& values, SampleValue& own);
+    void addValue(const Plane& plane, Sum& sum, const SampleValue& value);
     void addFiltered(const Plane& plane, Sum& sum, const SampleValue& value);
 
     std::vector<Plane> planes_;

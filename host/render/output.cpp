@@ -40,7 +40,6 @@ bool writeFiles(const std::vector<PlannedFile>& files, const OutputRules& rules,
             error("IMG", "cannot write \"{}\": {}", path.string(), reason);
         good = good && reason.empty();
     }
-    if (files.empty()) warning("IMG", "the camera names no file to write: nothing is kept of this render");
     return good;
 }
 

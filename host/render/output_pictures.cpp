@@ -62,25 +62,7 @@ const ContourLine* OutputPictures::nextContour() {
 
 OutputPicture* OutputPictures::at(int slot) { return slot < 0 ? nullptr : &pictures_[static_cast<std::size_t>(slot)]; }
 
-OutputPicture* OutputPictures::find(int number) { return at(slotOf(number)); }
-
-int OutputPictures::slotOf(int number) const {
-    constexpr miImg_type kFixed[] = {miIMG_TYPE_RGBA, miIMG_TYPE_Z,   miIMG_TYPE_N,
-                                     miIMG_TYPE_M,    miIMG_TYPE_TAG, miIMG_TYPE_COVERAGE};
-    if (number == miRC_IMAGE_RGBA) return layout_.primary;
-    if (number < 0) return -1;
-    const bool isFixed = number <= miRC_IMAGE_COVERAGE;
-    if (isFixed)
-        for (const OutputKind& kind : kinds_)
-            if (kind.type == kFixed[number]) return layout_.slotOf(kind);
-    const auto isIt = [&](const BufferSlot& slot) {
-        if (layout_.named) return slot.shaderIndex == number && !slot.takesResult;
-        if (isFixed) return slot.shaderIndex < 0 && slot.description.datatype == kFixed[number];
-        return slot.shaderIndex >= 0 && !slot.takesResult && slot.shaderIndex == number - miRC_IMAGE_USER;
-    };
-    const auto found = std::find_if(layout_.slots.begin(), layout_.slots.end(), isIt);
-    return found == layout_.slots.end() ? -1 : static_cast<int>(found - layout_.slots.begin());
-}
+OutputPicture* OutputPictures::find(int number) { return at(layout_.slotOfNumber(number, kinds_)); }
 
 OutputPicture* OutputPictures::find(std::string_view name) {
     const auto found = std::find_if(layout_.slots.begin(), layout_.slots.end(), [&](const BufferSlot& slot) {

@@ -54,7 +54,6 @@ public:
     OutputPicture* find(std::string_view name);
 
 private:
-    int slotOf(int number) const;
     OutputPicture* at(int slot);
 
     const BufferLayout& layout_;

@@ -2,6 +2,7 @@
 
 #include "gathering/final_gather_file.h"
 #include "image/signatures.h"
+#include "passes/pass_file.h"
 #include "photons/photon_file.h"
 #include "support/whole_file.h"
 
@@ -22,6 +23,7 @@ constexpr const char* kHelpForPoints =
 
 /// Endings of files of points and photons. Others could be those of programs, whose text a scene may know how to put into points.
 constexpr std::string_view kPointEndings = "fg fgmap fgm map points gather dat bin";
+constexpr std::string_view kPassEndings = "pass mipass samples smp dat bin";
 constexpr std::string_view kPhotonEndings = "pm pmap pmf map photons photon gi dat bin";
 
 bool isBelow(const fs::path& path, const fs::path& folder) {
@@ -86,6 +88,10 @@ std::string objectionToPoints(const fs::path& path, const OutputRules& rules) {
 
 std::string objectionToPhotons(const fs::path& path, const OutputRules& rules) {
     return objectionToKept(path, rules, kPhotonEndings, "photon maps", isPhotonFile);
+}
+
+std::string objectionToPass(const fs::path& path, const OutputRules& rules) {
+    return objectionToKept(path, rules, kPassEndings, "samples of passes", isPassFile);
 }
 
 }  // namespace lumorender

@@ -28,5 +28,7 @@ std::string objectionToPicture(const std::filesystem::path& path, const FileForm
 /// The same for a file of gathered points that a scene names.
 std::string objectionToPoints(const std::filesystem::path& path, const OutputRules& rules);
 std::string objectionToPhotons(const std::filesystem::path& path, const OutputRules& rules);
+/// ... and of samples of passes, which a scene may remove, too.
+std::string objectionToPass(const std::filesystem::path& path, const OutputRules& rules);
 
 }  // namespace lumorender

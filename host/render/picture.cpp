@@ -7,6 +7,7 @@
 #include "render/frame_buffers.h"
 #include "render/indirect_light.h"
 #include "render/output.h"
+#include "render/pass_plan.h"
 #include "support/messages.h"
 #include "support/threads.h"
 #include "support/version.h"
@@ -63,6 +64,13 @@ DataWindow dataWindow(const miCamera& camera, std::string_view name) {
     return window;
 }
 
+bool keepsPass(const RenderScene& scene) {
+    const auto& passes = passesOf(scene);
+    return std::any_of(passes.begin(), passes.end(), [](const PassStatement& pass) {
+        return pass.kind != PassStatement::Kind::Delete && !pass.write.empty();
+    });
+}
+
 /// Width by height of a pixel. Aspects are mostly written with a few digits: what is almost square is meant to be.
 float pixelShape(const miCamera& camera) {
     constexpr float kAlmost = 5e-4f;
@@ -81,9 +89,11 @@ Picture::Picture(RenderScene& scene, const RenderSettings& settings, const std::
     const Database& database = *scene.database;
     const auto* camera = database.detail<CameraDetail>(cameraTag_);
     const auto* options = database.detail<OptionsDetail>(scene.optionsTag);
-    scene.buffers = std::make_shared<BufferLayout>(
-        makeBufferLayout(database.detail<FrameBufferSet>(scene.camera->buffertag), camera, options,
-                         colorRules(*scene.options), kindsOfPhenomena(scene)));
+    std::vector<OutputKind> further = kindsOfPhenomena(scene);
+    for (const OutputKind& kind : kindsOfPasses(scene)) further.push_back(kind);
+    scene.buffers =
+        std::make_shared<BufferLayout>(makeBufferLayout(database.detail<FrameBufferSet>(scene.camera->buffertag),
+                                                        camera, options, colorRules(*scene.options), further));
     window_ = dataWindow(*scene.camera, database.name(cameraTag_));
     images_ = makeImages(*scene.buffers, window_);
     rules_ = outputRules(database, settings);
@@ -117,6 +127,8 @@ bool Picture::write(const RenderCounts& counts, const OutputShaders& shaders, Th
         texts["incomplete"] = fmt::format("incomplete: stopped after {:.1f} % of the picture", percent);
         if (shaders.count() > 0) warning("RC", "output shaders do not work on it");
     }
+    if (plan_.files.empty() && !keepsPass(scene_))
+        warning("IMG", "the camera names no file to write: nothing is kept of this render");
     if (!counts.complete || shaders.count() == 0 || plan_.files.empty())
         return writeFiles(plan_.files, rules_, window_, texts);
     return writeStages(shaders, context, std::move(texts));

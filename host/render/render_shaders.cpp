@@ -7,6 +7,7 @@
 #include "mi/material.h"
 #include "mi/object.h"
 #include "mi/options.h"
+#include "render/pass_plan.h"
 #include "support/messages.h"
 #include "tracing/camera.h"
 #include "tracing/textures.h"
@@ -114,6 +115,7 @@ void findShadersOfElements(RenderScene& scene, ShaderTable& shaders) {
     addElements(database, *scene.options, hasContours(database), shaders);
     addContours(scene, shaders);
     addOutputShaders(scene, shaders);
+    for (const PassStatement& pass : passesOf(scene)) shaders.add(pass.shader, miSHADER_OTHER);
 }
 
 void findShaders(RenderScene& scene, miCamera& camera, ShaderTable& shaders) {

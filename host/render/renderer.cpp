@@ -11,6 +11,7 @@
 #include "mi/options.h"
 #include "render/displaced_scene.h"
 #include "render/geometry_shaders.h"
+#include "render/pass_plan.h"
 #include "render/indirect_light.h"
 #include "render/picture.h"
 #include "render/picture_identity.h"
@@ -66,6 +67,8 @@ public:
         if (!planPicture()) return false;
         const GeneratedScene generated = generateGeometry();
         if (buffersHaveChanged() && !planPicture()) return false;
+        if (!isPointsOnly(scene_)) passes_ = PassPlan(scene_, picture_->window(), picture_->rules());
+        if (!passes_.check()) return false;
         fixBuffers(true);
         picture_->noteFiles();
         if (openSaved()) return takeFinished();
@@ -94,9 +97,9 @@ public:
                 done_ = static_cast<double>(progress.done) / std::max(progress.total, 1);
                 settings_.progress(progress);
             };
-            if (makesTiles())
-                counts = renderTiles(scene_, picture_->window(), share(), settings_.tiles, picture_->images(), saved_,
-                                     report);
+            if (makesTiles() && passes_.open(threadsToUse(settings_.tiles.threads)))
+                counts = renderTiles(scene_, passes_.steps(), picture_->window(), share(), settings_.tiles,
+                                     picture_->images(), saved_, report);
             if (counts.done > 0 && !work) work.emplace();
         }
         const bool good = starts && finish(counts, gathered, context);
@@ -296,6 +299,10 @@ private:
         if (!saving.share && saving.checkpoint.empty()) return false;
         if (saving.share && isPointsOnly(scene_))
             throw Failure("the options ask for points or photons only, and no picture that could be shared out");
+        if (passes_.changesFiles())
+            throw Failure(
+                "the camera's passes write or remove files: that goes with no checkpoints and no shares of a "
+                "picture; -pass off leaves them out");
         const std::vector<PlannedFile>& files = picture_->files();
         if (saving.share && files.empty())
             throw Failure("the camera names no file after which the part could be named; expected -o NAME");
@@ -305,6 +312,7 @@ private:
         const int tileSize = tileSizeToUse(settings_.tiles.tileSize);
         std::vector<LayerImage>& images = picture_->images();
         addPicture(identity, scene_, picture_->window(), tileSize);
+        passes_.addTo(identity);
         work_ = planOf(images, files, scene_.buffers->primary, picture_->window(), tileSize);
         work_.share = share();
         work_.folder = settings_.fileDirectory;
@@ -338,6 +346,7 @@ private:
         const bool isPicture = !isPointsOnly(scene_);
         const bool complete = isPicture ? counts.complete : gathered && !abortRequested();
         if (isPicture && !picture_->write(counts, outputs_, context)) return false;
+        if (!passes_.finish(complete, threadsToUse(settings_.tiles.threads))) return false;
         if (complete && saved_.keeps()) {
             if (!settings_.saving.keepsCheckpoint) saved_.noteWritten(sceneIsWhole_, picture_->paths());
             settings_.saving.onWritten();
@@ -397,6 +406,7 @@ private:
     int plannedChanges_ = 0;
     ShaderTable shaders_;
     OutputShaders outputs_;
+    PassPlan passes_;
 };
 
 }  // namespace

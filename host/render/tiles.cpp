@@ -24,9 +24,11 @@ constexpr int kDefaultTileSize = 32;
 /// One thread's share of a render: it takes tile after tile until there are none.
 class Worker {
 public:
-    Worker(const RenderScene& scene, short index)
+    Worker(const RenderScene& scene, const std::vector<PassStep>& passes, short index)
         : samples_(scene, index, miSTAGE_TILE),
           buffers_(*scene.buffers),
+          passes_(passes, samples_.context()),
+          masks_(scene.camera->pass_mask != 0),
           sampler_(scene.options->max_samples, scene.options->jitter,
                    (scene.options->motion & 1) != 0 && scene.options->shutter > scene.options->shutter_delay) {}
 
@@ -36,11 +38,14 @@ public:
     bool render(const Tile& tile, const DataWindow& window, std::vector<LayerImage>& images) {
         buffers_.start(tile.width, tile.height);
         bool complete = true;
-        for (int y = 0; y < tile.height; ++y)
+        for (int y = 0; y < tile.height; ++y) {
+            if (complete && passes_.isNeeded()) passes_.startRow(tile.x, tile.y + y, tile.width);
             for (int x = 0; x < tile.width; ++x) {
                 complete = complete && samplePixel(tile, x, y);
                 buffers_.endPixel(x, y);
             }
+            if (complete && passes_.isNeeded()) passes_.endRow();
+        }
         buffers_.finish(tile.x - window.x0, tile.y - window.y0, images);
         return complete;
     }
@@ -60,27 +65,40 @@ private:
         const std::uint32_t seed = mixSeeds(static_cast<std::uint32_t>(x), static_cast<std::uint32_t>(y));
         for (int i = 0; i < sampler_.count(); ++i) {
             const SamplePosition position = sampler_.position(seed, i);
-            const miColor result =
-                samples_.trace({x + position.x, y + position.y, position.time, seed, static_cast<std::uint32_t>(i)});
+            EyeSample sample{x + position.x, y + position.y, position.time, seed, static_cast<std::uint32_t>(i)};
+            if (masks_) sample.farthest = passes_.nearestInFiles(x, i);
+            const miColor result = samples_.trace(sample);
             if (abortRequested()) return false;
-            const ThreadContext& context = samples_.context();
-            buffers_.add(result, context.root->state, context.values, i == sampler_.standing());
+            add(result, x, i);
         }
         return true;
     }
 
+    void add(const miColor& result, int x, int number) {
+        const ThreadContext& context = samples_.context();
+        const bool stands = number == sampler_.standing();
+        if (!passes_.isNeeded()) return buffers_.add(result, context.root->state, context.values, stands);
+        buffers_.takeSample(result, context.root->state, context.values, sample_);
+        passes_.apply(sample_, x, number);
+        buffers_.add(sample_, stands);
+    }
+
     EyeSamples samples_;
     TileBuffers buffers_;
+    PassWork passes_;
+    BufferSample sample_;
+    const bool masks_;
     PixelSampler sampler_;
 };
 
 /// What the threads of a render share: the tiles that are left, and what is done.
 class TileLoop {
 public:
-    TileLoop(const RenderScene& scene, const DataWindow& window, const Share& share, const TileSettings& settings,
-             std::vector<LayerImage>& images, SavedRender& saved,
+    TileLoop(const RenderScene& scene, const std::vector<PassStep>& passes, const DataWindow& window,
+             const Share& share, const TileSettings& settings, std::vector<LayerImage>& images, SavedRender& saved,
              const std::function<void(const RenderProgress&)>& report)
         : scene_(scene),
+          passes_(passes),
           window_(window),
           images_(images),
           saved_(saved),
@@ -98,7 +116,7 @@ public:
     /// A thread's share of the tiles. Each thread calls it once.
     void run(int thread) {
         auto& worker = workers_[static_cast<std::size_t>(thread)];
-        worker = std::make_unique<Worker>(scene_, static_cast<short>(thread));
+        worker = std::make_unique<Worker>(scene_, passes_, static_cast<short>(thread));
         for (std::size_t i = next_++; i < left_.size(); i = next_++) {
             const TileCost before = worker->cost(0);
             if (!renderTile(*worker, left_[i])) break;
@@ -144,6 +162,7 @@ private:
     }
 
     const RenderScene& scene_;
+    const std::vector<PassStep>& passes_;
     const DataWindow& window_;
     std::vector<LayerImage>& images_;
     SavedRender& saved_;
@@ -161,10 +180,10 @@ private:
 
 int tileSizeToUse(int setting) { return setting > 0 ? setting : kDefaultTileSize; }
 
-RenderCounts renderTiles(const RenderScene& scene, const DataWindow& window, const Share& share,
-                         const TileSettings& settings, std::vector<LayerImage>& images, SavedRender& saved,
-                         const std::function<void(const RenderProgress&)>& report) {
-    TileLoop loop(scene, window, share, settings, images, saved, report);
+RenderCounts renderTiles(const RenderScene& scene, const std::vector<PassStep>& passes, const DataWindow& window,
+                         const Share& share, const TileSettings& settings, std::vector<LayerImage>& images,
+                         SavedRender& saved, const std::function<void(const RenderProgress&)>& report) {
+    TileLoop loop(scene, passes, window, share, settings, images, saved, report);
     std::exception_ptr failure;
     try {
         // Profilers that count from where a thread enters its tiles go by this lambda's name.

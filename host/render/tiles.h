@@ -2,6 +2,7 @@
 #pragma once
 
 #include "image/image.h"
+#include "passes/pass_steps.h"
 #include "render/frame_buffers.h"
 #include "saving/saved_render.h"
 #include "tracing/context.h"
@@ -33,10 +34,10 @@ struct RenderCounts {
 int tileSizeToUse(int setting);
 
 /// Renders a share of the window into the images, except for tiles that `saved` has already; keeps the others there.
-/// Results do not depend on the number of threads or on the order of tiles. `report` is called after every tile, by one
+/// Every sample goes through the passes. Results do not depend on the number of threads or on the order of tiles. `report` is called after every tile, by one
 /// thread at a time.
-RenderCounts renderTiles(const RenderScene& scene, const DataWindow& window, const Share& share,
-                         const TileSettings& settings, std::vector<LayerImage>& images, SavedRender& saved,
-                         const std::function<void(const RenderProgress&)>& report);
+RenderCounts renderTiles(const RenderScene& scene, const std::vector<PassStep>& passes, const DataWindow& window,
+                         const Share& share, const TileSettings& settings, std::vector<LayerImage>& images,
+                         SavedRender& saved, const std::function<void(const RenderProgress&)>& report);
 
 }  // namespace lumorender

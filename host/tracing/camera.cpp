@@ -68,12 +68,15 @@ double Camera::cosineToAxis(const miVector& dir) const {
     return -dot(wide(dir), unit(row(placement().localToWorld, 2)));
 }
 
-Camera::Depths Camera::depths(const miVector& org, const miVector& dir) const {
-    if (!clips_) return {};
+Camera::Depths Camera::depths(const miVector& org, const miVector& dir, float farthest) const {
+    if (!clips_ && std::isinf(farthest)) return {};
     const M44d& toCamera = element_.placement->worldToLocal;
     const double begin = -transformPoint(wide(org), toCamera).z, step = -transformVector(wide(dir), toCamera).z;
     if (!(step > 0)) return {};
-    return {std::max(0.0, (camera_.clip.min - begin) / step), (camera_.clip.max - begin) / step};
+    Depths depths;
+    if (clips_) depths = {std::max(0.0, (camera_.clip.min - begin) / step), (camera_.clip.max - begin) / step};
+    if (std::isfinite(farthest)) depths.far = std::min(depths.far, (farthest - begin) / step);
+    return depths;
 }
 
 miVector Camera::worldToRaster(const miVector& point) const {

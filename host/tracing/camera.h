@@ -31,10 +31,11 @@ public:
     }
     /// Distances along a ray between the camera's two clipping planes. All of it where the camera keeps the planes that
     /// it has without a `clip` statement, and for rays that lens shaders have turned away from the camera's axis.
+    /// `farthest` is another end, as far along the axis.
     struct Depths {
         double near = 0, far = 1e30;
     };
-    Depths depths(const miVector& org, const miVector& dir) const;
+    Depths depths(const miVector& org, const miVector& dir, float farthest) const;
     /// World-space sides of a pixel, to the right and up, as far away as the point.
     void pixelSides(const miVector& point, V3d& right, V3d& up) const;
     /// Cosine of the angle between a direction and the axis.

@@ -13,6 +13,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <memory>
 #include <unordered_map>
 #include <vector>
@@ -188,8 +189,10 @@ struct ThreadContext {
     int ray = 0;                      ///< depth of the running ray
     std::size_t lens = 0;             ///< position in the camera's lens list
     miStage stage = miSTAGE_UNKNOWN;
-    bool sampling = false;     ///< frame buffers may be written
-    bool sampleMoves = false;  ///< the sample's ray met moving geometry
+    bool sampling = false;  ///< frame buffers may be written
+    float farthest =
+        std::numeric_limits<float>::infinity();  ///< of the sample: what lies further off along the axis is hidden
+    bool sampleMoves = false;                    ///< the sample's ray met moving geometry
     RunningHit shading;
     RunningVolumes volumes;
     EyeOrigin eyeOrigin;

@@ -50,6 +50,7 @@ void EyeSamples::start(const EyeSample& sample) {
     std::fill(context_.values.begin(), context_.values.end(), SampleValue{});
     context_.sampling = true;
     context_.sampleMoves = false;
+    context_.farthest = sample.farthest;
     context_.opacityIsSet = false;
     context_.lensTurn = M44d();
 

@@ -3,6 +3,8 @@
 
 #include "tracing/context.h"
 
+#include <limits>
+
 namespace lumorender {
 
 struct EyeSample {
@@ -10,6 +12,8 @@ struct EyeSample {
     double time = 0;           ///< fraction of the shutter interval
     std::uint32_t seed = 0;    ///< differs between neighbouring pixels
     std::uint32_t number = 0;  ///< among the samples of its pixel
+    /// What lies further off along the camera's axis is not seen.
+    float farthest = std::numeric_limits<float>::infinity();
 };
 
 /// A rendering state: one thread's share of a stage of the render. State shaders learn of its beginning and its end,

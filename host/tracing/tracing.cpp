@@ -156,9 +156,9 @@ bool hasLens(const ThreadContext& context, std::size_t position) {
     return !scene.options->no_lens && position < scene.slots->functions(scene.camera->lens).count;
 }
 
-/// Eye rays see what is between the camera's clipping planes.
+/// Eye rays see what is between the camera's clipping planes, and not behind what the sample has already.
 Reach reachOfCamera(const ThreadContext& context, const miState& ray) {
-    const Camera::Depths depths = context.scene->projection->depths(ray.org, ray.dir);
+    const Camera::Depths depths = context.scene->projection->depths(ray.org, ray.dir, context.farthest);
     return {depths.near, depths.far};
 }
 

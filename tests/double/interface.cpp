@@ -88,8 +88,8 @@ class DoubleInterface final : public Interface {
     ABSENT(bool, lookupFilteredTexture, (miColor*, miState*, miTag, void*, const miScalar*))
     ABSENT(miImg_image*, open_output_image, (miState*, const char*))
     ABSENT(void, close_output_image, (miState*, const char*))
-    ABSENT(bool, getPassSample, (miState*, int, void*)) ABSENT(bool, getPassSampleInput, (miState*, int, void*))
-    ABSENT(bool, setPassSample, (miState*, void*)) ABSENT(int, getPassNumber, (miState*))
+    ABSENT(bool, getPassSample, (miState*, int, void*)) ABSENT(bool, getPassSampleInput, (miState*, int, int, void*))
+    ABSENT(bool, setPassSample, (miState*, int, const void*)) ABSENT(int, getPassNumber, (miState*))
 } theInterface;
 // clang-format on
 

@@ -93,3 +93,28 @@ TEST_SHADER(plain_files, Files) {
     }
     return miTRUE;
 }
+
+struct Passes {
+    miColor gain;
+    int inputs;
+};
+
+/// The picture's samples of all inputs, added, times `gain`; as near as the first input that has seen anything.
+TEST_SHADER(plain_passes, Passes) {
+    mi::shader::Interface* interface = mi_get_shader_interface();
+    const int inputs = interface->getPassNumber(state);
+    miColor sum = {0, 0, 0, 0}, color = {};
+    miScalar depth = 0, nearest = 0;
+    for (int i = 0; i < inputs; ++i) {
+        HOLDS(interface->getPassSampleInput(state, i, 0, &color) &&
+              interface->getPassSampleInput(state, i, -1, &depth));
+        sum = sum + color;
+        if (nearest == 0) nearest = depth;
+    }
+    HOLDS(inputs == VALUE(inputs) && !interface->getPassSampleInput(state, inputs, 0, &color));
+    HOLDS(!interface->getPassSample(state, 99, &color) && !interface->setPassSample(state, -2, &color));
+    color = VALUE(gain) * sum;
+    HOLDS(interface->setPassSample(state, 0, &color) && interface->setPassSample(state, -1, &nearest));
+    interface->release();
+    return miTRUE;
+}

@@ -2,6 +2,7 @@
 
 #include "database/declaration.h"
 #include "database/elements.h"
+#include "database/passes.h"
 #include "database/placeholder.h"
 #include "mi/geometry_api.h"
 #include "mi/records.h"
@@ -252,7 +253,10 @@ private:
     void camera(miTag tag) {
         const auto& camera = *database_.as<miCamera>(tag, miSCENE_CAMERA);
         record(camera, &miCamera::volume, &miCamera::environment, &miCamera::lens, &miCamera::output,
-               &miCamera::userdata, &miCamera::buffertag);
+               &miCamera::userdata, &miCamera::buffertag, &miCamera::pass);
+        if (const auto* list = database_.detail<PassList>(camera.pass))
+            for (const PassStatement& pass : list->passes)
+                showAll(int(pass.kind), pass.types, pass.reads, pass.write), name(pass.shader);
         if (const auto* buffers = database_.detail<FrameBufferSet>(camera.buffertag)) show(buffers->buffers);
         if (const auto* detail = database_.detail<CameraDetail>(tag)) {
             showAll(detail->files, detail->focus, detail->lensRadius);
