@@ -19,9 +19,10 @@ public:
 
 /// Of a miSCENE_OBJECT without geometry of its own.
 struct Placeholder : Detail {
-    std::string where;  ///< file and line of the object, or the shader that made it
-    std::string from;   ///< what brings the geometry, for messages: `file "f.mi"`
-    std::string file;   ///< that it comes from; empty where it is another thing
+    std::string where;    ///< file and line of the object, or the shader that made it
+    std::string from;     ///< what brings the geometry, for messages: `file "f.mi"`
+    std::string file;     ///< that it comes from; empty where it is another thing
+    bool isPart = false;  ///< the file holds other elements, too; the record is as if the geometry were here
     std::shared_ptr<ObjectLoader> loader;
 };
 

@@ -151,7 +151,10 @@ void writeObject(ElementText& out, miTag tag) {
     writeFlags(out, object);
     writeDataStatements(out, object.userdata);
     writeAttributes(out, tag);
-    const auto* source = out.database.detail<ObjectSource>(tag);
+    const auto* placeholder = out.database.detail<Placeholder>(tag);
+    const std::unique_ptr<ObjectSource> part =
+        placeholder && placeholder->isPart ? placeholder->loader->load() : nullptr;
+    const auto* source = part ? part.get() : out.database.detail<ObjectSource>(tag);
     // Bounds are those of the geometry, where there is any.
     const bool isEmpty = !source || (source->groups.empty() && !source->hair);
     if (isEmpty && !(isSameValue(object.bbox_min, miVector{}) && isSameValue(object.bbox_max, miVector{})))
@@ -168,8 +171,7 @@ void writeObject(ElementText& out, miTag tag) {
         writeApproximation(out, source->approximation);
     }
     if (object.functions) writeSlotStatement(out, "intersection", object.functions);
-    if (const auto* placeholder = out.database.detail<Placeholder>(tag))
-        out.statement("file", Quoted{placeholder->file});
+    if (placeholder && !placeholder->isPart) out.statement("file", Quoted{placeholder->file});
     out.text += "\nend object\n";
 }
 

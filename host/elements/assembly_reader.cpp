@@ -30,9 +30,16 @@ struct AssemblyReader {
     Cursor& in;
     Place place = {};
     std::filesystem::path file = {};
+    bool hasBox = false;
 
     bool readOther() { return false; }
     void readFile() { file = scene.locate(scene.readFileName(), scene.settings.objectPath); }
+    /// What lies in it is known better from the file; but geometry may wait until a ray comes.
+    void readBox() {
+        float corners[6];
+        in.readFloats(corners, 6);
+        hasBox = true;
+    }
     void readMotionBox() {
         in.expect("box");
         in.readFloats(6);
@@ -43,7 +50,7 @@ struct AssemblyReader {
 
 const StatementTable<AssemblyReader>& statements() {
     static const StatementTable<AssemblyReader> table = {
-        {"box", [](AssemblyReader& r) { r.in.readFloats(6); }},
+        {"box", [](AssemblyReader& r) { r.readBox(); }},
         {"motion", [](AssemblyReader& r) { r.readMotionBox(); }},
         {"file", [](AssemblyReader& r) { r.readFile(); }},
     };
@@ -66,6 +73,7 @@ miTag AssemblyReader::readContent(const std::string& name) {
     inner.namespaces = scene.namespaces;
     inner.namespaces.push_back(name);
     inner.inheritance = scene.inheritance;
+    if (hasBox) inner.assemblyFile = file.lexically_normal();
     inner.expectedDeclaration = scene.expectedDeclaration;
     inner.onPhenomenon = [&inner](const Place& at, const std::string& shader, miTag declaration,
                                   const ParameterBlock& block,

@@ -3,9 +3,11 @@
 
 #include "database/modules.h"
 #include "database/placeholder.h"
+#include "parsing/context.h"
 #include "parsing/scene_actions.h"
 
 #include <filesystem>
+#include <string_view>
 
 namespace lumorender {
 
@@ -14,5 +16,9 @@ namespace lumorender {
 std::shared_ptr<ObjectLoader> objectFile(Database& database, Modules& modules,
                                          std::shared_ptr<const ReaderSettings> settings,
                                          const std::filesystem::path& file, std::vector<std::string> namespaces);
+
+/// Reads the one object that stands in a part of a file, as it is now; the file has to be the same then.
+std::shared_ptr<ObjectLoader> objectPart(SceneContext& scene, const std::filesystem::path& file, std::size_t begin,
+                                         std::string_view text);
 
 }  // namespace lumorender

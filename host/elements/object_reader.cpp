@@ -92,6 +92,8 @@ struct ObjectReader {
         isPlaceholder = true;
     }
     std::unique_ptr<Detail> takeDetail();
+    bool mayComeLater(std::string_view text) const;
+    std::unique_ptr<Detail> takePart();
     void useShape();
 
     bool hasName() const;
@@ -205,7 +207,41 @@ std::unique_ptr<Detail> ObjectReader::takeDetail() {
     }
     if (object.functions) useShape();
     setBounds(object, source);
+    if (auto part = takePart()) return part;
     return std::make_unique<ObjectSource>(std::move(source));
+}
+
+/// Its box is known by the vertices alone, and nothing is displaced; the text says the same when it is read by itself.
+bool ObjectReader::mayComeLater(std::string_view text) const {
+    if (source.hair || source.groups.empty() || object.functions || !hasBox(object)) return false;
+    if (text.starts_with("incremental") || text.find("\n$") != std::string_view::npos) return false;
+    const auto displaces = [&](const PolygonSource& polygon) {
+        const auto* material = scene.database.as<miMaterial>(polygon.material, miSCENE_MATERIAL);
+        return material && material->displace;
+    };
+    return std::none_of(source.groups.begin(), source.groups.end(), [&](const PolygonGroupSource& group) {
+        return !group.surfaces.empty() || !group.surfaces.curves.empty() ||
+               std::any_of(group.vertices.begin(), group.vertices.end(), [](const auto& v) { return v.motions > 0; }) ||
+               (!source.tagged && std::any_of(group.polygons.begin(), group.polygons.end(), displaces));
+    });
+}
+
+/// In an assembly with a box; null where the geometry is to stay.
+std::unique_ptr<Detail> ObjectReader::takePart() {
+    const Place begin = scene.elementPlace, end = in.place();
+    if (scene.assemblyFile.empty() || begin.source != end.source || begin.source->name() != scene.assemblyFile.string())
+        return nullptr;
+    const std::string_view text(begin.at, static_cast<std::size_t>(end.at - begin.at));
+    if (!mayComeLater(text)) return nullptr;
+    auto placeholder = std::make_unique<Placeholder>();
+    placeholder->where = source.where;
+    placeholder->attributes = source.attributes;
+    placeholder->file = scene.assemblyFile.string();
+    placeholder->from = fmt::format("assembly \"{}\"", placeholder->file);
+    placeholder->isPart = true;
+    placeholder->loader =
+        objectPart(scene, placeholder->file, static_cast<std::size_t>(begin.at - begin.source->begin()), text);
+    return placeholder;
 }
 
 }  // namespace

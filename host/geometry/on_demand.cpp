@@ -1,6 +1,8 @@
 #include "geometry/on_demand.h"
 
 #include "geometry/boxes.h"
+#include "geometry/flattener.h"
+#include "mi/light.h"
 #include "mi/material.h"
 #include "support/abort.h"
 #include "support/geometry.h"
@@ -8,6 +10,7 @@
 
 #include <algorithm>
 #include <unordered_map>
+#include <unordered_set>
 
 namespace lumorender {
 
@@ -36,17 +39,43 @@ Imath::Box3d extentOf(const BroughtGeometry& geometry) {
     return extent;
 }
 
+bool isDisplaced(const Database& database, const FlatInstance& instance) {
+    return instance.materials && std::any_of(instance.materials->begin(), instance.materials->end(), [&](miTag tag) {
+               const auto* material = database.as<miMaterial>(tag, miSCENE_MATERIAL);
+               return material && material->displace;
+           });
+}
+
+/// Objects with a box whose geometry has to be there before the first ray: shapes of lights, and what is displaced.
+std::unordered_set<miTag> wantedAtOnce(const Database& database, const FlatScene& scene) {
+    std::unordered_set<miTag> shapes, objects;
+    for (const FlatElement& element : scene.lights) {
+        const auto* light = database.as<miLight>(element.element, miSCENE_LIGHT);
+        if (light && light->area == miLIGHT_OBJECT) shapes.insert(light->primitive.object.object);
+    }
+    for (const FlatInstance& instance : scene.instances)
+        if (database.detail<Placeholder>(instance.object) &&
+            (shapes.contains(instance.instance) || shapes.contains(instance.object) || isDisplaced(database, instance)))
+            objects.insert(instance.object);
+    return objects;
+}
+
 }  // namespace
 
-OnDemandObjects::OnDemandObjects(const Database& database, std::vector<FlatInstance>& instances, MemoryBudget& budget,
+OnDemandObjects::OnDemandObjects(const Database& database, FlatScene& scene, MemoryBudget& budget,
                                  const ObjectSurfaces& surfaces, bool withoutHair)
-    : database_(database), instances_(instances), budget_(budget), surfaces_(surfaces), withoutHair_(withoutHair) {
+    : database_(database),
+      instances_(scene.instances),
+      budget_(budget),
+      surfaces_(surfaces),
+      withoutHair_(withoutHair) {
     std::unordered_map<miTag, OnDemandObject*> known;
-    for (std::size_t i = 0; i < instances.size(); ++i) {
-        FlatInstance& instance = instances[i];
+    const std::unordered_set<miTag> early = wantedAtOnce(database, scene);
+    for (std::size_t i = 0; i < instances_.size(); ++i) {
+        FlatInstance& instance = instances_[i];
         const auto* placeholder = database.detail<Placeholder>(instance.object);
         const auto* record = database.as<miObject>(instance.object, miSCENE_OBJECT);
-        if (!placeholder || !record || !hasBox(*record)) continue;
+        if (!placeholder || !record || !hasBox(*record) || early.contains(instance.object)) continue;
         OnDemandObject*& object = known[instance.object];
         if (!object) {
             object = &objects_.emplace_back();

@@ -22,6 +22,8 @@
 
 namespace lumorender {
 
+struct FlatScene;
+
 /// What has come: a mesh, hairs, or nothing.
 struct BroughtGeometry {
     std::unique_ptr<ObjectSource> source;  ///< that hairs refer to
@@ -46,9 +48,9 @@ struct OnDemandObject {
 
 class OnDemandObjects {
 public:
-    /// @param instances that are changed when an object comes or goes: mesh, hair, materials.
-    OnDemandObjects(const Database& database, std::vector<FlatInstance>& instances, MemoryBudget& budget,
-                    const ObjectSurfaces& surfaces, bool withoutHair);
+    /// @param scene whose instances are changed when an object comes or goes: mesh, hair, materials.
+    OnDemandObjects(const Database& database, FlatScene& scene, MemoryBudget& budget, const ObjectSurfaces& surfaces,
+                    bool withoutHair);
 
     bool empty() const { return objects_.empty(); }
     std::span<const std::size_t> instances() const { return placed_; }

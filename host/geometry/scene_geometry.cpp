@@ -40,7 +40,7 @@ public:
           shapeFinder_(rules.shapes),
           timed_(options.motion != 0 || options.shutter > options.shutter_delay) {
         const auto start = std::chrono::steady_clock::now();
-        onDemand_.emplace(database, scene_.instances, budget_, surfaces_, options.no_hair != 0);
+        onDemand_.emplace(database, scene_, budget_, surfaces_, options.no_hair != 0);
         if (outline) return;
         findShapes(database);
         buildMeshes(database, options.no_hair != 0);

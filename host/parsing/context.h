@@ -60,6 +60,8 @@ struct SceneContext {
         onPhenomenon;
     /// Takes the objects of a file that is read for their geometry alone; empty where they become elements.
     std::function<void(std::unique_ptr<ObjectSource>)> onObject;
+    /// Of an assembly with a box: the geometry of objects in this file is read once more when it is needed.
+    std::filesystem::path assemblyFile;
     /// A copy of the settings for files that are read later.
     std::shared_ptr<const ReaderSettings> settingsForLater();
     /// What modules say of a shader, or of user data, that is declared at the place; null where they say nothing else.

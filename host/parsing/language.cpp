@@ -132,7 +132,8 @@ constexpr Meaning kLanguage[] = {
     {"lightprofile", "flags=0", Used, ""},
 
     {"assembly", "file", Used, ""},
-    {"assembly", "box|motion", Idle, "assemblies are read with the scene, and are as large as their geometry"},
+    {"assembly", "box", Used, "geometry comes when a ray meets it"},
+    {"assembly", "motion", Idle, "the extent of what comes on demand is known by its geometry"},
 
     {"object", "visible|shadow|trace|reflection|refraction|transparency|finalgather|tagged|face|tag|data|transform", Used, ""},
     {"object", "max|group|trilist|hair|approximate|file|basis|caustic|globillum", Used, ""},

@@ -286,8 +286,10 @@ private:
         miObject record = *database_.as<miObject>(tag, miSCENE_OBJECT);
         record.geo = {};
         this->record(record, &miObject::userdata, &miObject::functions);
-        if (const auto* placeholder = database_.detail<Placeholder>(tag)) show(placeholder->file);
-        const auto* source = database_.detail<ObjectSource>(tag);
+        const auto* placeholder = database_.detail<Placeholder>(tag);
+        const auto part = placeholder && placeholder->isPart ? placeholder->loader->load() : nullptr;
+        if (placeholder && !part) show(placeholder->file);
+        const auto* source = part ? part.get() : database_.detail<ObjectSource>(tag);
         if (!source) return;
         showAll(source->tagged, source->hasTransform, source->transform, source->groups, source->approximation);
         if (source->hair) show(*source->hair);
