@@ -1,11 +1,13 @@
 // Objects whose geometry comes when it is needed.
 #pragma once
 
+#include "database/database.h"
 #include "database/elements.h"
 #include "mi/object.h"
 
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace lumorender {
 
@@ -23,8 +25,16 @@ struct Placeholder : Detail {
     std::string from;     ///< what brings the geometry, for messages: `file "f.mi"`
     std::string file;     ///< that it comes from; empty where it is another thing
     bool isPart = false;  ///< the file holds other elements, too; the record is as if the geometry were here
+    std::vector<miTag> materials = {};  ///< of a part's polygons, where these have some of their own
     std::shared_ptr<ObjectLoader> loader;
 };
+
+/// What an object was made of, or null; what waits in an assembly's file is read again, and lives as long as the answer.
+inline std::shared_ptr<const ObjectSource> sourceOf(const Database& database, miTag object) {
+    const auto* placeholder = database.detail<Placeholder>(object);
+    if (placeholder && placeholder->isPart) return placeholder->loader->load();
+    return {std::shared_ptr<const ObjectSource>(), database.detail<ObjectSource>(object)};
+}
 
 /// Without a box the geometry is brought before the first ray.
 inline bool hasBox(const miObject& object) {

@@ -152,9 +152,7 @@ void writeObject(ElementText& out, miTag tag) {
     writeDataStatements(out, object.userdata);
     writeAttributes(out, tag);
     const auto* placeholder = out.database.detail<Placeholder>(tag);
-    const std::unique_ptr<ObjectSource> part =
-        placeholder && placeholder->isPart ? placeholder->loader->load() : nullptr;
-    const auto* source = part ? part.get() : out.database.detail<ObjectSource>(tag);
+    const std::shared_ptr<const ObjectSource> source = sourceOf(out.database, tag);
     // Bounds are those of the geometry, where there is any.
     const bool isEmpty = !source || (source->groups.empty() && !source->hair);
     if (isEmpty && !(isSameValue(object.bbox_min, miVector{}) && isSameValue(object.bbox_max, miVector{})))

@@ -159,7 +159,7 @@ void ObjectReader::read() {
         object.functions = miNULLTAG;
         object.n_functions = 0;
         source.attributes = scene.database.detail<Detail>(former)->attributes;
-        if (const auto* given = scene.database.detail<ObjectSource>(former)) {
+        if (const auto given = sourceOf(scene.database, former)) {
             source.tagged = given->tagged;
             source.hasTransform = given->hasTransform;
             std::copy_n(given->transform, 16, source.transform);
@@ -211,19 +211,31 @@ std::unique_ptr<Detail> ObjectReader::takeDetail() {
     return std::make_unique<ObjectSource>(std::move(source));
 }
 
-/// Its box is known by the vertices alone, and nothing is displaced; the text says the same when it is read by itself.
+bool hasDirectives(std::string_view text) {
+    return text.find("\n$") != std::string_view::npos || text.find("\r$") != std::string_view::npos;
+}
+
+/// Its box is known by the vertices alone; the text says the same when it is read by itself.
 bool ObjectReader::mayComeLater(std::string_view text) const {
     if (source.hair || source.groups.empty() || object.functions || !hasBox(object)) return false;
-    if (text.starts_with("incremental") || text.find("\n$") != std::string_view::npos) return false;
-    const auto displaces = [&](const PolygonSource& polygon) {
-        const auto* material = scene.database.as<miMaterial>(polygon.material, miSCENE_MATERIAL);
-        return material && material->displace;
-    };
-    return std::none_of(source.groups.begin(), source.groups.end(), [&](const PolygonGroupSource& group) {
+    if (text.starts_with("incremental") || hasDirectives(text)) return false;
+    return std::none_of(source.groups.begin(), source.groups.end(), [](const PolygonGroupSource& group) {
         return !group.surfaces.empty() || !group.surfaces.curves.empty() ||
-               std::any_of(group.vertices.begin(), group.vertices.end(), [](const auto& v) { return v.motions > 0; }) ||
-               (!source.tagged && std::any_of(group.polygons.begin(), group.polygons.end(), displaces));
+               std::any_of(group.vertices.begin(), group.vertices.end(), [](const auto& v) { return v.motions > 0; });
     });
+}
+
+/// Each once; none where polygons have labels.
+std::vector<miTag> materialsOf(const ObjectSource& source) {
+    std::vector<miTag> materials;
+    if (source.tagged) return materials;
+    for (const PolygonGroupSource& group : source.groups)
+        for (const PolygonSource& polygon : group.polygons)
+            if (polygon.material && (materials.empty() || materials.back() != polygon.material))
+                materials.push_back(polygon.material);
+    std::sort(materials.begin(), materials.end());
+    materials.erase(std::unique(materials.begin(), materials.end()), materials.end());
+    return materials;
 }
 
 /// In an assembly with a box; null where the geometry is to stay.
@@ -239,6 +251,7 @@ std::unique_ptr<Detail> ObjectReader::takePart() {
     placeholder->file = scene.assemblyFile.string();
     placeholder->from = fmt::format("assembly \"{}\"", placeholder->file);
     placeholder->isPart = true;
+    placeholder->materials = materialsOf(source);
     placeholder->loader =
         objectPart(scene, placeholder->file, static_cast<std::size_t>(begin.at - begin.source->begin()), text);
     return placeholder;

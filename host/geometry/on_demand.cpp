@@ -39,11 +39,11 @@ Imath::Box3d extentOf(const BroughtGeometry& geometry) {
     return extent;
 }
 
-bool isDisplaced(const Database& database, const FlatInstance& instance) {
-    return instance.materials && std::any_of(instance.materials->begin(), instance.materials->end(), [&](miTag tag) {
-               const auto* material = database.as<miMaterial>(tag, miSCENE_MATERIAL);
-               return material && material->displace;
-           });
+bool displaceAny(const Database& database, const std::vector<miTag>& materials) {
+    return std::any_of(materials.begin(), materials.end(), [&](miTag tag) {
+        const auto* material = database.as<miMaterial>(tag, miSCENE_MATERIAL);
+        return material && material->displace;
+    });
 }
 
 /// Objects with a box whose geometry has to be there before the first ray: shapes of lights, and what is displaced.
@@ -53,10 +53,14 @@ std::unordered_set<miTag> wantedAtOnce(const Database& database, const FlatScene
         const auto* light = database.as<miLight>(element.element, miSCENE_LIGHT);
         if (light && light->area == miLIGHT_OBJECT) shapes.insert(light->primitive.object.object);
     }
-    for (const FlatInstance& instance : scene.instances)
-        if (database.detail<Placeholder>(instance.object) &&
-            (shapes.contains(instance.instance) || shapes.contains(instance.object) || isDisplaced(database, instance)))
+    for (const FlatInstance& instance : scene.instances) {
+        const auto* placeholder = database.detail<Placeholder>(instance.object);
+        if (!placeholder) continue;
+        if (shapes.contains(instance.instance) || shapes.contains(instance.object) ||
+            displaceAny(database, placeholder->materials) ||
+            (instance.materials && displaceAny(database, *instance.materials)))
             objects.insert(instance.object);
+    }
     return objects;
 }
 

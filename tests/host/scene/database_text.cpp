@@ -287,9 +287,8 @@ private:
         record.geo = {};
         this->record(record, &miObject::userdata, &miObject::functions);
         const auto* placeholder = database_.detail<Placeholder>(tag);
-        const auto part = placeholder && placeholder->isPart ? placeholder->loader->load() : nullptr;
-        if (placeholder && !part) show(placeholder->file);
-        const auto* source = part ? part.get() : database_.detail<ObjectSource>(tag);
+        const auto source = sourceOf(database_, tag);
+        if (placeholder && !source) show(placeholder->file);
         if (!source) return;
         showAll(source->tagged, source->hasTransform, source->transform, source->groups, source->approximation);
         if (source->hair) show(*source->hair);
