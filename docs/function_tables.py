@@ -63,6 +63,14 @@ def methods():
             [n for n, is_there in found.items() if not is_there and n not in supported])
 
 
+def queries():
+    """(answered, never answered) codes of mi_query, without their prefix."""
+    codes = re.findall(r"^    miQ_(\w+) = \d+", (ROOT / "platform/mi/query_codes.h").read_text(), re.M)
+    sources = "".join(path.read_text() for path in sorted((ROOT / "host/interface").glob("*.cpp")))
+    answered = set(re.findall(r"(?:case|==) miQ_(\w+)", sources))
+    return [c for c in codes if c in answered], [c for c in codes if c not in answered and c not in ("NONE", "COUNT")]
+
+
 def shown(names):
     return " ".join(f"`{name}`" for name in names)
 
@@ -76,6 +84,8 @@ def table(program):
     lines = ["", "| | functions |", "|---|---|", f"| supported | {shown(there)} |",
              f"| supported, of the C++ interface | {shown(supported)} |",
              f"| answers null, 0 or false, with a warning | {shown(answering)} |"]
+    known, unknown = queries()
+    lines += [f"| `mi_query` answers | {shown(known)} |", f"| `mi_query` answers false | {shown(unknown)} |"]
     if lacking:
         lines.append(f"| missing | {shown(lacking)} |")
     for what, names in ELSEWHERE.items():

@@ -1,5 +1,6 @@
 #include "geometry/flattener.h"
 
+#include "database/assembly.h"
 #include "database/elements.h"
 #include "support/abort.h"
 #include "support/geometry.h"
@@ -73,7 +74,7 @@ struct Inheritance {
     bool overridesMaterial = false;
     const Approximation* approximation = nullptr;
     bool overridesApproximation = false;
-    miTag lightListInstance = 0, shadowListInstance = 0, parameterInstance = 0;
+    miTag lightListInstance = 0, shadowListInstance = 0, parameterInstance = 0, assemblyInstance = 0;
 };
 
 double determinant(const M44d& m) { return dot(row(m, 0), cross(row(m, 1), row(m, 2))); }
@@ -174,7 +175,9 @@ private:
         if (!(below.motion == above.motion)) below.stored = &own;
         path_.push_back(tag);
         scene_.placements.try_emplace(tag, below.motion.front());
-        visitItem(tag, itemOf(tag, instance, generated_), below);
+        const miTag item = itemOf(tag, instance, generated_);
+        if (database_.detail<AssemblyGroup>(item)) below.assemblyInstance = tag;
+        visitItem(tag, item, below);
         path_.pop_back();
     }
 
@@ -335,30 +338,14 @@ private:
         flat.lightListInstance = below.lightListInstance;
         flat.shadowListInstance = below.shadowListInstance;
         flat.parameterInstance = below.parameterInstance;
+        flat.assemblyInstance = below.assemblyInstance;
     }
 
-    /// What the object says itself counts before what instances say, unless they override it.
     const Approximation* approximationOf(miTag object, const Inheritance& below) {
-        const auto says = [](const Approximation* rules) {
-            return rules && std::any_of(rules->begin(), rules->end(), dividesTriangles);
-        };
-        if (says(below.approximation) && below.overridesApproximation) return below.approximation;
         const auto [entry, isNew] = scene_.shared.approximations.try_emplace(object);
-        Approximation& own = entry->second;
-        if (isNew) own = rulesOf(object);
-        return own.empty() ? below.approximation : &own;
-    }
-
-    Approximation rulesOf(miTag object) const {
-        Approximation rules;
-        const auto append = [&](const Approximation& more) {
-            std::copy_if(more.begin(), more.end(), std::back_inserter(rules), dividesTriangles);
-        };
-        if (const auto* source = database_.detail<ObjectSource>(object)) {
-            append(source->approximation);
-            for (const PolygonGroupSource& group : source->groups) append(group.approximation);
-        }
-        return rules;
+        const auto* source = isNew ? database_.detail<ObjectSource>(object) : nullptr;
+        if (source) entry->second = dividingRules(*source);
+        return chosenApproximation(entry->second, below.approximation, below.overridesApproximation);
     }
 
     const Placement* store(const Motion& motion) {
@@ -384,6 +371,21 @@ private:
 FlatScene flatten(const Database& database, miTag rootGroup, const miOptions& options, const GeneratedScene& generated,
                   bool outline, MemoryBudget& budget) {
     return Flattener(database, options, generated, outline, budget).flatten(rootGroup);
+}
+
+Approximation dividingRules(const ObjectSource& source) {
+    Approximation rules;
+    const auto append = [&](const Approximation& more) {
+        std::copy_if(more.begin(), more.end(), std::back_inserter(rules), dividesTriangles);
+    };
+    append(source.approximation);
+    for (const PolygonGroupSource& group : source.groups) append(group.approximation);
+    return rules;
+}
+
+const Approximation* chosenApproximation(const Approximation& own, const Approximation* inherited, bool overrides) {
+    const bool isSaid = inherited && std::any_of(inherited->begin(), inherited->end(), dividesTriangles);
+    return own.empty() || (isSaid && overrides) ? inherited : &own;
 }
 
 std::string quotedName(const Database& database, miTag tag) {

@@ -1,6 +1,7 @@
 // The scene graph made flat: every use of an object with its own placement, flags, materials and lists.
 #pragma once
 
+#include "database/elements.h"
 #include "geometry/memory_budget.h"
 #include "geometry/scene_geometry.h"
 
@@ -32,6 +33,12 @@ struct FlatScene {
 /// What geometry shaders made takes their place; `outline` leaves objects out.
 FlatScene flatten(const Database& database, miTag rootGroup, const miOptions& options, const GeneratedScene& generated,
                   bool outline, MemoryBudget& budget);
+
+/// The rules of an object and its groups that divide its triangles.
+Approximation dividingRules(const ObjectSource& source);
+
+/// What the object says itself counts before what instances say, unless they override it.
+const Approximation* chosenApproximation(const Approximation& own, const Approximation* inherited, bool overrides);
 
 /// The element's name in quotes, or its tag where it has no name: for messages.
 std::string quotedName(const Database& database, miTag tag);

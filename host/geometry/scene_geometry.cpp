@@ -21,8 +21,10 @@
 
 #include <tbb/parallel_for.h>
 
+#include <array>
 #include <chrono>
 #include <map>
+#include <mutex>
 #include <optional>
 #include <tuple>
 #include <unordered_set>
@@ -35,7 +37,8 @@ class EmbreeGeometry : public SceneGeometry {
 public:
     EmbreeGeometry(const Database& database, miTag rootGroup, const miOptions& options, const GeneratedScene& generated,
                    bool outline, const GeometryRules& rules)
-        : scene_(flatten(database, rootGroup, options, generated, outline, budget_)),
+        : database_(database),
+          scene_(flatten(database, rootGroup, options, generated, outline, budget_)),
           surfaces_(rules, scene_.cameras),
           shapeFinder_(rules.shapes),
           timed_(options.motion != 0 || options.shutter > options.shutter_delay) {
@@ -123,10 +126,16 @@ public:
         low = narrow(box.min);
         high = narrow(box.max);
     }
+    void bounds(SceneRole role, miVector& low, miVector& high) const override {
+        std::call_once(extentsAreKnown_, [&] { findExtents(); });
+        low = extents_[static_cast<std::size_t>(role)][0];
+        high = extents_[static_cast<std::size_t>(role)][1];
+    }
 
 private:
     static constexpr double kDisplacedTriangle = 200;  ///< bytes, with those of the ray tracing kernels
 
+    const Database& database_;
     MemoryBudget budget_;
     FlatScene scene_;
     const ObjectSurfaces surfaces_;
@@ -141,6 +150,28 @@ private:
     std::vector<std::unique_ptr<Hair>> hairs_;
     std::optional<EmbreeKernels> kernels_;
     double seconds_ = 0;
+    mutable std::once_flag extentsAreKnown_;
+    mutable std::array<std::array<miVector, 2>, 5> extents_ = {};  ///< by SceneRole: zero where nothing has it
+
+    static bool has(const FlatInstance& instance, SceneRole role) {
+        constexpr PhotonFlags kPhotons[] = {{}, kGlobillumCast, kGlobillumReceive, kCausticCast, kCausticReceive};
+        if (role == SceneRole::CastsShadows) return (instance.flags & miTRACE_SHADOW_CAST) != 0;
+        return (instance.photons & kPhotons[static_cast<std::size_t>(role)]) != 0;
+    }
+
+    /// Few shaders ask, and those do so again and again.
+    void findExtents() const {
+        std::array<Imath::Box3d, 5> boxes;
+        for (const FlatInstance& instance : scene_.instances) {
+            const auto* object = database_.as<miObject>(instance.object, miSCENE_OBJECT);
+            if (!object || !hasBox(*object)) continue;
+            const Imath::Box3d placed = Imath::transform(boxOf(*object), instance.placement->localToWorld);
+            for (std::size_t role = 0; role < boxes.size(); ++role)
+                if (has(instance, static_cast<SceneRole>(role))) boxes[role].extendBy(placed);
+        }
+        for (std::size_t role = 0; role < boxes.size(); ++role)
+            if (!boxes[role].isEmpty()) extents_[role] = {narrow(boxes[role].min), narrow(boxes[role].max)};
+    }
 
     /// As far as anything of the instance is before it is displaced, when the shutter opens.
     static void extend(Imath::Box3d& box, const FlatInstance& instance) {
@@ -196,8 +227,10 @@ private:
         // Objects without a box come now, one after another, as their loaders want it.
         std::vector<Shape> built(objects.size());
         for (std::size_t i = 0; i < objects.size(); ++i)
-            if (const auto* placeholder = database.detail<Placeholder>(objects[i]))
+            if (const auto* placeholder = database.detail<Placeholder>(objects[i])) {
                 built[i].source = placeholder->loader->load();
+                if (built[i].source) scene_.shared.approximations[objects[i]] = dividingRules(*built[i].source);
+            }
         tbb::parallel_for(std::size_t{0}, objects.size(), [&](std::size_t i) {
             throwIfAborted();
             buildObject(database, objects[i], instances[i], withoutHair, built[i]);
@@ -207,6 +240,10 @@ private:
             if (number == numbers.end()) continue;
             instance.mesh = built[number->second].mesh.get();
             instance.hair = built[number->second].hair.get();
+            if (!built[number->second].source) continue;
+            instance.approximation =
+                chosenApproximation(scene_.shared.approximations[instance.object], instance.inheritedApproximation,
+                                    instance.overridesApproximation);
         }
         for (Shape& shape : built) {
             if (shape.mesh) meshes_.push_back(std::move(shape.mesh));

@@ -59,6 +59,7 @@ struct FlatInstance {
     miTag lightListInstance = 0;  ///< nearest instance that gives a light list, 0 = all lights apply
     miTag shadowListInstance = 0;
     miTag parameterInstance = 0;          ///< nearest instance with an inherited parameter block, or 0
+    miTag assemblyInstance = 0;           ///< nearest instance of an assembly above, or 0
     std::uint8_t motionSteps = 0;         ///< of the instance itself: 0 where only vertices move, or nothing does
     bool moves = false;                   ///< by motion transforms or vertex motion vectors
     bool overridesMaterial = false;       ///< `materials` beats the polygons' own
@@ -94,6 +95,9 @@ enum PhotonFlags : std::uint8_t {
     kGlobillumCast = 4,
     kGlobillumReceive = 8,
 };
+
+/// What shaders may ask the extent of.
+enum class SceneRole { CastsShadows, SendsGlobillum, TakesGlobillum, SendsCaustics, TakesCaustics };
 
 /// In FlatInstance::flags, beside the miTRACE_* bits: photons meet it.
 constexpr std::uint32_t kMeetsPhotons = 1U << 16;
@@ -253,6 +257,8 @@ public:
     virtual Statistics statistics() const = 0;
     /// World-space bounds of everything.
     virtual void bounds(miVector& low, miVector& high) const = 0;
+    /// Of the instances that do something, by the boxes of their objects: as far as they are not displaced.
+    virtual void bounds(SceneRole role, miVector& low, miVector& high) const = 0;
 };
 
 }  // namespace lumorender

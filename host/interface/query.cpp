@@ -28,8 +28,8 @@ constexpr std::array<Answer, miQ_COUNT> makeTable() {
     assignRange(table, answerAboutInstance, miQ_INST_FUNCTION, miQ_INST_PARAM);
     assign(table, answerAboutInstance,
            {miQ_INST_MATERIAL, miQ_INST_VISIBLE, miQ_INST_SHADOW, miQ_INST_TRACE, miQ_INST_CAUSTIC, miQ_INST_LABEL,
-            miQ_INST_DATA, miQ_INST_GLOBILLUM, miQ_INST_FINALGATHER, miQ_GROUP_NKIDS, miQ_GROUP_KID,
-            miQ_GROUP_MERGE_GROUP, miQ_GROUP_LABEL, miQ_GROUP_DATA});
+            miQ_INST_DATA, miQ_INST_GLOBILLUM, miQ_INST_FINALGATHER, miQ_INST_PLACEHOLDER_ITEM, miQ_GROUP_NKIDS,
+            miQ_GROUP_KID, miQ_GROUP_MERGE_GROUP, miQ_GROUP_LABEL, miQ_GROUP_DATA});
     assignRange(table, answerAboutObject, miQ_OBJ_TYPE, miQ_OBJ_LABEL);
     assign(table, answerAboutObject, {miQ_OBJ_DATA, miQ_OBJ_GLOBILLUM, miQ_OBJ_FINALGATHER});
     assignRange(table, answerAboutLight, miQ_LIGHT_TYPE, miQ_LIGHT_USE_SHADOWMAP);
@@ -40,11 +40,13 @@ constexpr std::array<Answer, miQ_COUNT> makeTable() {
     assign(table, answerAboutMaterial, {miQ_MTL_LIGHTMAP});
     assignRange(table, answerAboutFunction, miQ_FUNC_USERPTR, miQ_DECL_PARAM);
     assign(table, answerAboutFunction,
-           {miQ_DECL_VERSION, miQ_FUNC_CALLTYPE, miQ_FUNC_TAG, miQ_FUNC_IS_ROOT, miQ_FUNC_TLS_GET, miQ_FUNC_TLS_SET});
+           {miQ_DECL_VERSION, miQ_FUNC_CALLTYPE, miQ_FUNC_TAG, miQ_FUNC_IS_ROOT, miQ_FUNC_TLS_GET, miQ_FUNC_TLS_SET,
+            miQ_FUNC_TLS_GETALL, miQ_FUNC_PARAM_VALUE});
     assignRange(table, answerAboutData, miQ_DATA_PARAM, miQ_DATA_NEEDSWAP);
     assignRange(table, answerAboutImage, miQ_IMAGE_WIDTH, miQ_IMAGE_FILTER);
     assignRange(table, answerAboutTransform, miQ_TRANS_INTERNAL_TO_WORLD, miQ_TRANS_OBJECT_TO_WORLD);
     assignRange(table, answerAboutLightProfile, miQ_LIGHTPROFILE_PHI_MIN, miQ_LIGHTPROFILE_THETA_RES);
+    assignRange(table, answerAboutState, miQ_SCENE_BBOX_ALL, miQ_SCENE_BBOX_CAUSTIC_R);
     assign(table, answerAboutState,
            {miQ_VERSION,
             miQ_DATE,
@@ -60,7 +62,11 @@ constexpr std::array<Answer, miQ_COUNT> makeTable() {
             miQ_FINALGATHER_STATE,
             miQ_PIXEL_SAMPLE,
             miQ_SCENE_ROOT_GROUP,
-            miQ_SCENE_BBOX_ALL,
+            miQ_PRI_BBOX_MIN,
+            miQ_PRI_BBOX_MAX,
+            miQ_PRI_ASSEMBLY_INST_TAG,
+            miQ_NUM_MOTIONS,
+            miQ_GEO_HAS_DERIVS2,
             miQ_SAMPLE_MOVING,
             miQ_STAGE,
             miQ_LIGHT_SAMPLE_COORD,
@@ -83,12 +89,11 @@ extern "C" miBoolean mi_query(miQ_type code, miState* state, miTag tag, void* re
     if (code <= miQ_NONE || code >= miQ_COUNT || !result) return miFALSE;
     const Answer answer = kAnswers[static_cast<std::size_t>(code)];
     if (!answer) return miFALSE;
-    Query query{code, state, tag, result, 0, state && state->ts ? *contextOf(state).scene->database : hostDatabase()};
-    if (code == miQ_GROUP_KID) {
-        va_list arguments;
-        va_start(arguments, result);
-        query.index = va_arg(arguments, int);
-        va_end(arguments);
-    }
+    Query query{code, state, tag, result, state && state->ts ? *contextOf(state).scene->database : hostDatabase()};
+    va_list arguments;
+    va_start(arguments, result);
+    if (code == miQ_FUNC_TLS_GETALL || code == miQ_FUNC_PARAM_VALUE) query.more = va_arg(arguments, void*);
+    if (code == miQ_GROUP_KID || code == miQ_FUNC_PARAM_VALUE) query.index = va_arg(arguments, int);
+    va_end(arguments);
     return answer(query);
 }

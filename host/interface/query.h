@@ -13,8 +13,9 @@ struct Query {
     miState* state = nullptr;
     miTag tag = 0;
     void* result = nullptr;
-    int index = 0;  ///< the first optional argument, for codes that have one
     const Database& database;
+    int index = 0;         ///< the optional argument of codes that take a number
+    void* more = nullptr;  ///< ... and of those that take a pointer
 
     template <class T>
     bool answer(const T& value) const {

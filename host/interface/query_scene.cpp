@@ -1,5 +1,6 @@
 // Questions about scene elements: instances, groups, objects, lights, materials, user data.
 #include "database/elements.h"
+#include "database/placeholder.h"
 #include "interface/query.h"
 #include "mi/geometry_api.h"
 
@@ -68,6 +69,8 @@ bool answerAboutInstance(const Query& given) {
         case miQ_INST_FUNCTION: return query.answer(instance->tf.function);
         case miQ_INST_IDENTITY: return query.answer(static_cast<miBoolean>(instance->tf.identity));
         case miQ_INST_ITEM: return query.answer(instance->item);
+        case miQ_INST_PLACEHOLDER_ITEM:
+            return query.database.detail<Placeholder>(instance->item) && query.answer(instance->item);
         case miQ_INST_PARENT: return query.answer(instance->parent);
         case miQ_INST_HIDE: return query.answer(static_cast<miBoolean>(instance->off));
         case miQ_INST_DECL: return query.answer(instance->param_decl);

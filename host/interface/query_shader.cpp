@@ -1,5 +1,6 @@
 // Questions about the running shader, the state, textures and spaces.
 #include "geometry/hair.h"
+#include "geometry/mesh.h"
 #include "interface/query.h"
 #include "lights/lights.h"
 #include "photons/photon_maps.h"
@@ -24,19 +25,57 @@ const miFunction* functionOf(const Query& query) {
     return query.database.as<miFunction>(query.tag, miSCENE_FUNCTION);
 }
 
+/// Those of all threads, for an exit function that lets them go: an array that stays until it returns, and its length.
+bool answerWithAllThreadPointers(const Query& query, const miFunction* function, const ThreadPointers& pointers) {
+    const std::size_t threads = pointers.size();
+    auto* found = contextOf(query.state).arena.allocateArray<void*>(std::max<std::size_t>(threads, 1));
+    int count = 0;
+    for (const auto& ofThread : pointers)
+        if (const auto entry = ofThread.find(function); entry != ofThread.end() && entry->second)
+            found[count++] = entry->second;
+    *static_cast<int*>(query.more) = count;
+    return query.answer(found);
+}
+
 /// A pointer of the shader instance for this thread: read, or set from where the result points to.
 bool answerAboutThreadPointer(const Query& query, const miFunction* function) {
     if (!query.state || !query.state->ts) return false;
-    void*& pointer = contextOf(query.state).threadPointers[function];
+    ThreadPointers& pointers = *contextOf(query.state).scene->threadPointers;
+    if (query.code == miQ_FUNC_TLS_GETALL) return query.more && answerWithAllThreadPointers(query, function, pointers);
+    void*& pointer = pointers.local()[function];
     if (query.code == miQ_FUNC_TLS_GET) return query.answer(pointer);
     std::memcpy(&pointer, query.result, sizeof pointer);
     return true;
+}
+
+bool isConnected(const miFunction& function, const Parameter& parameter) {
+    if (function.ghost_offs == 0) return false;
+    miTag ghost = miNULLTAG;
+    std::memcpy(&ghost, function.parameters + parameter.offset + function.ghost_offs, sizeof ghost);
+    return ghost != miNULLTAG && ghost != miPARAMTAG;
+}
+
+/// A parameter as it stands in the block; what is connected, or not of the type, has no such value.
+bool answerWithParameter(const Query& query, const miFunction& function) {
+    const auto* declaration = query.database.detail<Declaration>(function.function_decl);
+    if (!declaration || !query.more) return false;
+    for (const Parameter& parameter : declaration->parameters) {
+        if (parameter.name != static_cast<const char*>(query.more)) continue;
+        const bool isThere =
+            parameter.type == query.index && !parameter.isArray && parameter.members.empty() &&
+            parameter.offset + parameter.elementSize <= static_cast<std::size_t>(function.parameter_size);
+        if (!isThere || isConnected(function, parameter)) return false;
+        std::memcpy(query.result, function.parameters + parameter.offset, parameter.elementSize);
+        return true;
+    }
+    return false;
 }
 
 bool answerAboutRuntime(const Query& query, FunctionRuntime& runtime) {
     switch (query.code) {
         case miQ_FUNC_USERPTR: return query.answer(&runtime.userPointer);
         case miQ_FUNC_LOCK: return query.answer(&runtime.lock);
+        case miQ_DECL_LOCK: return runtime.declarationLock && query.answer(runtime.declarationLock);
         case miQ_FUNC_TAG: return query.answer(runtime.tag);
         case miQ_FUNC_RESULT_SIZE: return query.answer(static_cast<int>(runtime.resultSize));
         default: return false;
@@ -91,6 +130,12 @@ bool answerAboutHair(const Query& query, const Hit& hit) {
     }
 }
 
+/// Of its vertices, not of the instance.
+int motionsOf(const FlatInstance& instance) {
+    if (instance.hair) return static_cast<int>(instance.hair->points.size()) - 1;
+    return instance.mesh ? static_cast<int>(instance.mesh->laterPositions.size()) : 0;
+}
+
 bool answerAboutHit(const Query& query, const Hit& hit) {
     if (hit.instance->hair && answerAboutHair(query, hit)) return true;
     const RenderScene& scene = *contextOf(query.state).scene;
@@ -104,6 +149,16 @@ bool answerAboutHit(const Query& query, const Hit& hit) {
             const auto* object = query.database.as<miObject>(hit.instance->object, miSCENE_OBJECT);
             return object && query.answer(object->userdata);
         }
+        case miQ_PRI_ASSEMBLY_INST_TAG:
+            return hit.instance->assemblyInstance && query.answer(hit.instance->assemblyInstance);
+        case miQ_PRI_BBOX_MIN:
+        case miQ_PRI_BBOX_MAX: {
+            const auto* object = query.database.as<miObject>(hit.instance->object, miSCENE_OBJECT);
+            return object && query.answer(query.code == miQ_PRI_BBOX_MIN ? object->bbox_min : object->bbox_max);
+        }
+        case miQ_NUM_MOTIONS: return query.answer(motionsOf(*hit.instance));
+        case miQ_GEO_HAS_DERIVS2:
+            return query.answer(static_cast<miBoolean>(hit.instance->mesh && !hit.instance->mesh->derivatives.empty()));
         case miQ_PRI_INDEX: return query.answer(hit.primitive);
         case miQ_PRI_NUM_VERTICES: return query.answer(hit.instance->hair ? 2 : hit.instance->shape ? 0 : 3);
         default: return false;
@@ -151,11 +206,28 @@ bool answerAboutScene(const Query& query, const ThreadContext& context) {
     }
 }
 
+bool answerWithExtent(const Query& query, const SceneGeometry& geometry) {
+    miVector box[2];
+    const auto answer = [&](SceneRole role) {
+        geometry.bounds(role, box[0], box[1]);
+        return query.answer(box);
+    };
+    switch (query.code) {
+        case miQ_SCENE_BBOX_ALL: geometry.bounds(box[0], box[1]); return query.answer(box);
+        case miQ_SCENE_BBOX_SHADOW: return answer(SceneRole::CastsShadows);
+        case miQ_SCENE_BBOX_GLOBILLUM_G: return answer(SceneRole::SendsGlobillum);
+        case miQ_SCENE_BBOX_GLOBILLUM_R: return answer(SceneRole::TakesGlobillum);
+        case miQ_SCENE_BBOX_CAUSTIC_G: return answer(SceneRole::SendsCaustics);
+        case miQ_SCENE_BBOX_CAUSTIC_R: return answer(SceneRole::TakesCaustics);
+        default: return false;
+    }
+}
+
 }  // namespace
 
 bool answerAboutFunction(const Query& query) {
     if (query.code == miQ_FUNC_CALLTYPE || query.code == miQ_FUNC_IS_ROOT) return answerAboutCall(query);
-    if (query.code >= miQ_DECL_LOCK && query.code <= miQ_DECL_PARAM) return answerAboutDeclaration(query);
+    if (query.code > miQ_DECL_LOCK && query.code <= miQ_DECL_PARAM) return answerAboutDeclaration(query);
     if (query.code == miQ_DECL_VERSION) return answerAboutDeclaration(query);
     const miFunction* function = functionOf(query);
     if (!function) return false;
@@ -166,6 +238,8 @@ bool answerAboutFunction(const Query& query) {
         case miQ_FUNC_INDIRECT: return query.answer(function->parameter_indirect);
         case miQ_FUNC_PARAM_SIZE: return query.answer(function->parameter_size);
         case miQ_FUNC_PARAM: return query.answer(static_cast<const void*>(function->parameters));
+        case miQ_FUNC_PARAM_VALUE: return answerWithParameter(query, *function);
+        case miQ_FUNC_TLS_GETALL:
         case miQ_FUNC_TLS_GET:
         case miQ_FUNC_TLS_SET: return answerAboutThreadPointer(query, function);
         default: break;
@@ -216,11 +290,7 @@ bool answerAboutState(const Query& query) {
     if (query.code == miQ_LIGHT_NORMAL) return answerAboutLightNormal(query);
     const ThreadContext& context = contextOf(query.state);
     if (answerAboutScene(query, context)) return true;
-    if (query.code == miQ_SCENE_BBOX_ALL) {
-        miVector box[2];
-        context.scene->geometry->bounds(box[0], box[1]);
-        return query.answer(box);
-    }
+    if (answerWithExtent(query, *context.scene->geometry)) return true;
     const Hit* hit = hitOf(query.state);
     return hit && answerAboutHit(query, *hit);
 }

@@ -9,6 +9,8 @@
 #include "tracing/arena.h"
 #include "tracing/shader_states.h"
 
+#include <tbb/enumerable_thread_specific.h>
+
 #include <algorithm>
 #include <array>
 #include <cstddef>
@@ -50,6 +52,9 @@ struct ContourShaders {
 };
 
 /// Everything of a render that is fixed before the first sample, and its owner. Shared by all threads without locks.
+/// What shader instances keep for each thread, until the render ends.
+using ThreadPointers = tbb::enumerable_thread_specific<std::unordered_map<const miFunction*, void*>>;
+
 struct RenderScene {
     Database* database = nullptr;
     const miOptions* options = nullptr;
@@ -69,6 +74,7 @@ struct RenderScene {
     std::shared_ptr<const FinalGather> gather;             ///< null where final gathering is off
     std::shared_ptr<const PhotonMaps> photons;             ///< null where there are none
     miLock globalLock = {};
+    std::shared_ptr<ThreadPointers> threadPointers = std::make_shared<ThreadPointers>();
 };
 
 /// One evaluated parameter of the running shader.
@@ -205,7 +211,6 @@ struct ThreadContext {
     ContourSample* contours = nullptr;  ///< takes what contours are found by, while these are
     PhotonPath photon;
     RayCounters counters;
-    std::unordered_map<const miFunction*, void*> threadPointers;  ///< of shader instances that ask for one
 };
 
 inline ThreadContext& contextOf(const miState* state) { return *static_cast<ThreadContext*>(state->ts); }

@@ -53,6 +53,7 @@ ShaderTable::~ShaderTable() {
         runtime.function->sparep1[0].p = nullptr;
         mi_delete_lock(&runtime.lock);
     }
+    for (DeclarationRuntime& shader : declarations_) mi_delete_lock(&shader.lock);
 }
 
 void ShaderTable::add(miTag slot, miShader_type type) {
@@ -116,6 +117,7 @@ void ShaderTable::addFunction(miTag tag, miShader_type type) {
     open_.erase(tag);
 
     uses_.push_back({&runtime, type, declarationIndex(*declaration, runtime, type)});
+    runtime.declarationLock = &declarations_[uses_.back().declaration].lock;
 }
 
 /// Its root is called in its place; whoever provides the memory must know how large the result is.
@@ -179,7 +181,7 @@ void ShaderTable::addNamedShader(const Parameter& parameter, const miFunction& f
 std::size_t ShaderTable::declarationIndex(const Declaration& declaration, FunctionRuntime& first, miShader_type type) {
     for (std::size_t i = 0; i < declarations_.size(); ++i)
         if (declarations_[i].declaration == &declaration) return i;
-    declarations_.push_back({&declaration, miFALSE, &first, type});
+    mi_init_lock(&declarations_.emplace_back(DeclarationRuntime{&declaration, miFALSE, &first, type}).lock);
     return declarations_.size() - 1;
 }
 

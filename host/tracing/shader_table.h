@@ -30,6 +30,7 @@ struct FunctionRuntime {
     std::size_t resultSize = 16;  ///< at least 16
     void* userPointer = nullptr;  ///< what query 51 gives the address of
     miLock lock = {};
+    miLock* declarationLock = nullptr;  ///< one for all that call the same function
     bool instanceInitialised = false;
 };
 
@@ -70,6 +71,7 @@ private:
         miBoolean wantsInstances = miFALSE;
         FunctionRuntime* first = nullptr;  ///< stands for the shader while its shader-level init runs
         miShader_type type = miSHADER_OTHER;
+        miLock lock = {};
     };
     struct Use {
         FunctionRuntime* runtime = nullptr;
@@ -88,7 +90,7 @@ private:
 
     Database& database_;
     std::deque<FunctionRuntime> runtimes_;
-    std::vector<DeclarationRuntime> declarations_;
+    std::deque<DeclarationRuntime> declarations_;
     std::vector<Use> uses_;
     std::vector<const PhenomenonInstance*> phenomena_;
     std::set<miTag> textures_;

@@ -129,8 +129,8 @@ typedef enum miQ_type {
     miQ_SCENE_BBOX_CAUSTIC_R = 123,
     miQ_FUNC_TLS_GET = 124, /* void**: slot of the thread */
     miQ_INST_AREA = 125,
-    miQ_FUNC_TLS_SET = 126, /* void** */
-    miQ_FUNC_TLS_GETALL = 127,
+    miQ_FUNC_TLS_SET = 126,    /* void** */
+    miQ_FUNC_TLS_GETALL = 127, /* void**, and an int* as fifth argument: those of all threads */
     miQ_LIGHTPROFILE_PHI_MIN = 128,
     miQ_LIGHTPROFILE_PHI_MAX = 129,
     miQ_LIGHTPROFILE_COSTHETA_MIN = 130,
@@ -166,7 +166,7 @@ typedef enum miQ_type {
     miQ_STAGE = 161,                 /* int: miStage bits */
     miQ_PRI_ASSEMBLY_INST_TAG = 162, /* miTag: assembly instance of the hit */
     miQ_BUMP_BASIS = 163,
-    miQ_FUNC_PARAM_VALUE = 165, /* takes two more arguments: name, miParam_type */
+    miQ_FUNC_PARAM_VALUE = 165, /* two more arguments: name, miParam_type */
     miQ_HAIR_NUM_USERS = 166,   /* int: user numbers of the hair and its vertices */
     miQ_HAIR_USERS = 167,       /* miScalar*: these numbers where it was hit */
     miQ_PRI_VERTICES_POINTS = 168,
