@@ -75,6 +75,7 @@ struct FrameBufferDescription : FileSettings {
     bool filtering = true;  ///< average the samples of a pixel; else the first sample's value stands
     bool primary = false;   ///< takes the result of the eye ray
     bool user = false;
+    std::string colorProfile = {};  ///< of its file; empty = the colors of the render
 };
 
 /// Of a miSCENE_FBINFO element, which miCamera::buffertag names. Shaders know a buffer by its index: 0 is the primary

@@ -39,6 +39,10 @@ void writeFrameBuffer(ElementText& out, const FrameBufferDescription& buffer) {
     }
     writeSettings(out, buffer, "compression");
     if (buffer.dataWindow) out.add("dod on");
+    if (const miTag profile = out.database.find(buffer.colorProfile)) {
+        out.add("colorprofile");
+        out.add(Name{profile});
+    }
 }
 
 void writeOutputFile(ElementText& out, const OutputFile& file) {

@@ -74,6 +74,11 @@ struct FrameBufferReader {
         if (!setBufferType(buffer, name))
             scene.problems.error(in.place(), fmt::format("found data type \"{}\", expected one like rgba_fp", name));
     }
+
+    void readProfile() {
+        const miTag profile = scene.readReference({miSCENE_COLORPROFILE}, "a color profile");
+        buffer.colorProfile = scene.database.name(profile);
+    }
 };
 
 using Reader = FrameBufferReader;
@@ -92,7 +97,7 @@ const StatementTable<Reader>& items() {
         {"dod", [](Reader& r) { r.buffer.dataWindow = r.in.readBoolean(); }},
         {"dpi", [](Reader& r) { r.buffer.dpi = r.in.readFloat(); }},
         {"field", [](Reader& r) { r.in.readName("even or odd"); }},
-        {"colorprofile", [](Reader& r) { r.in.readName("a color profile"); }},
+        {"colorprofile", [](Reader& r) { r.readProfile(); }},
         {"useprimary", [](Reader& r) { r.in.readBoolean(); }},
         {"useopacity", [](Reader& r) { r.in.readBoolean(); }},
     };

@@ -53,6 +53,7 @@ struct ExrLayer {
     std::vector<std::string> channels;
     Imf::PixelType type;
     std::size_t valueSize;
+    const ColorEncoding* encoding;
     std::vector<char> rows;
 };
 
@@ -83,7 +84,13 @@ std::vector<ExrLayer> prepareLayers(const ImageFile& file) {
     std::set<std::string> taken;
     for (const FileLayer& layer : file.layers) {
         const Imf::PixelType type = exrType(pixelFormat(layer.type));
-        layers.push_back({layer.image, layer.type, freeChannels(layer, taken), type, type == Imf::HALF ? 2u : 4u, {}});
+        layers.push_back({layer.image,
+                          layer.type,
+                          freeChannels(layer, taken),
+                          type,
+                          type == Imf::HALF ? 2u : 4u,
+                          layer.encoding.get(),
+                          {}});
     }
     return layers;
 }
@@ -159,19 +166,27 @@ struct Part {
     int left, top, width;  ///< of the layer's rows counted from the top
 };
 
-/// A row as the file has it, where that is not what the layer holds: other channels, or colors divided by alpha.
+/// A row as the file has it, where that is not what the layer holds: other channels, colors of another space or divided
+/// by alpha.
 const float* convertedRow(const ExrLayer& layer, const float* source, int width, const ColorRules& rules,
                           std::vector<float>& row) {
     const int from = pixelFormat(layer.image->type).channels;
-    const bool divide = !rules.premultiplied && from == 4 && pixelFormat(layer.as).color;
-    if (layer.as == layer.image->type && !divide) return source;
+    const bool isColor = pixelFormat(layer.as).color;
+    const bool divide = !rules.premultiplied && from == 4 && isColor;
+    const ColorEncoding* encoding = from >= 3 && isColor && !isAlphaType(layer.as) ? layer.encoding : nullptr;
+    if (layer.as == layer.image->type && !divide && !encoding) return source;
     const std::size_t channels = layer.channels.size();
     row.resize(static_cast<std::size_t>(width) * channels);
     for (int x = 0; x < width; ++x, source += from) {
         float pixel[4] = {};
         std::copy_n(source, from, pixel);
+        if (encoding) toPrimaries(pixel, *encoding);
         if (divide) divideByAlpha(pixel);
-        convertPixel(pixel, from, &row[static_cast<std::size_t>(x) * channels], layer.as, rules);
+        float* target = &row[static_cast<std::size_t>(x) * channels];
+        convertPixel(pixel, from, target, layer.as, rules);
+        if (encoding)
+            for (std::size_t c = 0; c < std::min<std::size_t>(channels, 3); ++c)
+                target[c] = curved(target[c], *encoding);
     }
     return row.data();
 }

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <map>
+#include <memory>
 #include <string>
 #include <variant>
 #include <vector>
@@ -71,11 +72,19 @@ struct ColorRules {
     std::array<float, 3> luminance = {.299f, .587f, .114f};
 };
 
+/// Linear colors of the render as the numbers of another color space.
+struct ColorEncoding {
+    std::array<float, 9> matrix = {1, 0, 0, 0, 1, 0, 0, 0, 1};  ///< a row of it for each of red, green and blue
+    float gamma = 1;                                            ///< value ^ (1 / gamma)
+    bool hasToe = false;                                        ///< sRGB's curve instead
+};
+
 /// A layer of a file, and what it is there: of a color buffer any type of colors, else its own type.
 struct FileLayer {
     const LayerImage* image;
     miImg_type type;
-    std::string name;  ///< empty for the one with the plain channels
+    std::string name;                                    ///< empty for the one with the plain channels
+    std::shared_ptr<const ColorEncoding> encoding = {};  ///< of colors, in the place of ColorRules::gamma; null = none
 
     FileLayer(const LayerImage* layer) : FileLayer(layer, layer->type) {}
     FileLayer(const LayerImage* layer, miImg_type as) : image(layer), type(as), name(layer->name) {}

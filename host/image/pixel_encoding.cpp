@@ -39,6 +39,7 @@ public:
           format_(pixelFormat(layer.type)),
           from_(pixelFormat(layer.image->type).channels),
           isAlpha_(isAlphaType(layer.type)),
+          encoding_(layer.encoding.get()),
           exponent_(rules.gamma > 0 ? 1 / rules.gamma : 1) {}
 
     /// `x` and `y` count from the lower left corner of the image.
@@ -48,13 +49,17 @@ public:
             encodeColor(source, pixel);
         else
             encodeData(source, pixel);
-        if (how_.depth < 32) finish(pixel, x, y);
+        if (how_.depth < 32)
+            finish(pixel, x, y);
+        else if (encoding_ && format_.color && !isAlpha_)
+            for (int c = 0; c < 3; ++c) pixel[c] = curved(pixel[c], *encoding_);
         std::copy_n(pixel, how_.channels, target);
     }
 
 private:
     void encodeColor(const float* source, float* pixel) const {
         float rgba[4] = {source[0], source[1], source[2], from_ == 4 ? source[3] : 1.0f};
+        if (encoding_) toPrimaries(rgba, *encoding_);
         if (!rules_.premultiplied) divideByAlpha(rgba);
         if (how_.depth < 32 && !isAlpha_) clipColor(rgba, rules_);
         if (how_.straight && how_.channels == 4 && rules_.premultiplied) divideByAlpha(rgba);
@@ -81,7 +86,10 @@ private:
         for (int c = 0; c < how_.channels; ++c) {
             pixel[c] = clampTo(pixel[c], 1);
             const bool isColor = format_.color && !isAlpha_ && c < 3;
-            if (isColor && exponent_ != 1) pixel[c] = std::pow(pixel[c], exponent_);
+            if (isColor && encoding_)
+                pixel[c] = curved(pixel[c], *encoding_);
+            else if (isColor && exponent_ != 1)
+                pixel[c] = std::pow(pixel[c], exponent_);
             if (isColor && rules_.dither) pixel[c] = clampTo(pixel[c] + noise(x, y, c) / steps, 1);
         }
     }
@@ -98,10 +106,24 @@ private:
     PixelFormat format_;
     int from_;
     bool isAlpha_;
+    const ColorEncoding* encoding_;
     float exponent_;
 };
 
 }  // namespace
+
+void toPrimaries(float* rgb, const ColorEncoding& encoding) {
+    const float r = rgb[0], g = rgb[1], b = rgb[2];
+    const auto& m = encoding.matrix;
+    for (std::size_t c = 0; c < 3; ++c) rgb[c] = r * m[c] + g * m[3 + c] + b * m[6 + c];
+}
+
+float curved(float linear, const ColorEncoding& encoding) {
+    const float size = std::abs(linear);
+    if (encoding.hasToe)
+        return std::copysign(size <= .0031308f ? 12.92f * size : 1.055f * std::pow(size, 1 / 2.4f) - .055f, linear);
+    return encoding.gamma == 1 ? linear : std::copysign(std::pow(size, 1 / encoding.gamma), linear);
+}
 
 void divideByAlpha(float* rgba) {
     if (rgba[3] > 0 && rgba[3] < 1)

@@ -15,6 +15,12 @@ namespace lumorender {
 /// become paler, by as much as their luminance needs to stay, in place of losing their hue's strongest part.
 void clipColor(float* rgba, const ColorRules& rules);
 
+/// The color with the primaries of the encoding, linear.
+void toPrimaries(float* rgb, const ColorEncoding& encoding);
+
+/// A linear number as the encoding has it; negative ones are mirrored.
+float curved(float linear, const ColorEncoding& encoding);
+
 /// Of a color and its alpha; straight colors of nothing stay as they are.
 void divideByAlpha(float* rgba);
 

@@ -118,7 +118,8 @@ private:
     static constexpr Setting<float> kNumbers[] = {{"dpi", &FrameBufferDescription::dpi}};
     static constexpr Setting<std::string> kTexts[] = {{"filetype", &FrameBufferDescription::filetype},
                                                       {"filename", &FrameBufferDescription::filename},
-                                                      {"compression", &FrameBufferDescription::compression}};
+                                                      {"compression", &FrameBufferDescription::compression},
+                                                      {"colorprofile", &FrameBufferDescription::colorProfile}};
 
     template <class T>
     static const Setting<T>* find(const char* parameter, std::span<const Setting<T>> settings) {

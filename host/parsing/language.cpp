@@ -102,9 +102,8 @@ constexpr Meaning kLanguage[] = {
     {"output", "file|quality|compress|dpi|dod|shader", Used, ""},
     {"output", "even|odd", Missing, "fields are not rendered, the picture has all lines"},
 
-    {"framebuffer", "datatype|filetype|filename|filtering|primary|user|compression|quality|dod|dpi", Used, ""},
+    {"framebuffer", "datatype|filetype|filename|filtering|primary|user|compression|quality|dod|dpi|colorprofile", Used, ""},
     {"framebuffer", "field", Missing, "fields are not rendered, the picture has all lines"},
-    {"framebuffer", "colorprofile", Missing, "files hold the colors of the render"},
     {"framebuffer", "useprimary|useopacity", Idle, "every buffer takes what shaders put into it"},
 
     {"light", "shader|origin|direction|energy|visible|tag|rectangle|disc|sphere|cylinder|object|user|data|photons", Used, ""},

@@ -43,6 +43,8 @@ class ColorConversion {
 public:
     ColorConversion(const ColorSpace& from, const ColorSpace& to);
     miColor operator()(const miColor& color) const;
+    /// Of linear colors: rows for red, green and blue.
+    const Imath::M33d& matrix() const { return matrix_; }
 
 private:
     ColorSpace from_;

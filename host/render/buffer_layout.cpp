@@ -2,6 +2,8 @@
 #include "render/frame_buffers.h"
 
 #include "image/file_formats.h"
+#include "photometry/color_space.h"
+#include "support/messages.h"
 
 #include <fmt/format.h>
 
@@ -173,6 +175,25 @@ BufferLayout makeBufferLayout(const FrameBufferSet* set, const CameraDetail* cam
     if (camera) addOutputBuffers(layout, *camera);
     for (const OutputKind& kind : further) addOutputBuffer(layout, kind);
     return layout;
+}
+
+void useColorProfiles(BufferLayout& layout, const Database& database, miTag from) {
+    for (BufferSlot& slot : layout.slots) {
+        const std::string& name = slot.description.colorProfile;
+        if (name.empty() || !slot.format.color || isAlphaType(slot.description.datatype)) continue;
+        const auto* profile = database.detail<ColorProfile>(database.find(name));
+        if (!profile) {
+            error("IMG", "framebuffer \"{}\": found no color profile \"{}\", its file has the colors of the render",
+                  slot.description.name, name);
+            continue;
+        }
+        const ColorSpace to = profile->space();
+        const Imath::M33d matrix = ColorConversion(spaceOfProfile(database, from), to).matrix();
+        ColorEncoding encoding{{}, static_cast<float>(to.gamma), to.hasToe};
+        for (std::size_t i = 0; i < 9; ++i)
+            encoding.matrix[i] = static_cast<float>(matrix[static_cast<int>(i / 3)][i % 3]);
+        slot.encoding = std::make_shared<const ColorEncoding>(encoding);
+    }
 }
 
 }  // namespace lumorender

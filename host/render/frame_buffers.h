@@ -18,8 +18,9 @@ struct BufferSlot {
     FrameBufferDescription description;
     PixelFormat format;
     AutomaticValue automatic = AutomaticValue::None;
-    int shaderIndex = 0;       ///< by which shaders put values; -1 = none
-    bool takesResult = false;  ///< the sample's result, and nothing that shaders put
+    int shaderIndex = 0;                                 ///< by which shaders put values; -1 = none
+    bool takesResult = false;                            ///< the sample's result, and nothing that shaders put
+    std::shared_ptr<const ColorEncoding> encoding = {};  ///< of the colors in its file, where a profile says so
 
     /// 32-bit words of a sample: colors are whole records.
     int sampleWords() const;
@@ -69,6 +70,9 @@ struct BufferLayout {
 /// phenomena bring.
 BufferLayout makeBufferLayout(const FrameBufferSet* set, const CameraDetail* camera, const OptionsDetail* options,
                               const ColorRules& colors = {}, const std::vector<OutputKind>& further = {});
+
+/// Gives buffers the encodings of their color profiles; `from` is that of the render, or 0. What there is not is an error.
+void useColorProfiles(BufferLayout& layout, const Database& database, miTag from);
 
 /// The part of the image that a thread works on. A pixel's samples come one after the other, so only one pixel at a
 /// time is summed up; what is done waits in planes of the tile's size, whose rows the images take whole. Reused from

@@ -36,6 +36,7 @@ public:
         PlannedFile planned = makePlanned(buffer.filename, buffer.filetype, buffer);
         planned.ofBuffers = true;
         FileLayer layer(&images_[slot]);
+        layer.encoding = layout_.slots[slot].encoding;
         if (isPrimary(slot)) layer.name.clear();
         add(std::move(planned), std::move(layer));
     }
@@ -97,6 +98,7 @@ private:
         FileLayer& layer = planned.file.layers.emplace_back(&images_[static_cast<std::size_t>(layout_.primary)]);
         const miImg_type natural = naturalImageType(endingText(settings_.fileName));
         if (natural != miIMG_TYPE_COUNT && pixelFormat(natural).color) layer.type = natural;
+        layer.encoding = layout_.slots[static_cast<std::size_t>(layout_.primary)].encoding;
         layer.name.clear();
     }
 

@@ -91,9 +91,11 @@ Picture::Picture(RenderScene& scene, const RenderSettings& settings, const std::
     const auto* options = database.detail<OptionsDetail>(scene.optionsTag);
     std::vector<OutputKind> further = kindsOfPhenomena(scene);
     for (const OutputKind& kind : kindsOfPasses(scene)) further.push_back(kind);
-    scene.buffers =
+    auto buffers =
         std::make_shared<BufferLayout>(makeBufferLayout(database.detail<FrameBufferSet>(scene.camera->buffertag),
                                                         camera, options, colorRules(*scene.options), further));
+    useColorProfiles(*buffers, database, scene.options->render_cprof);
+    scene.buffers = std::move(buffers);
     window_ = dataWindow(*scene.camera, database.name(cameraTag_));
     images_ = makeImages(*scene.buffers, window_);
     rules_ = outputRules(database, settings);

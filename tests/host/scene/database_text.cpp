@@ -327,7 +327,7 @@ private:
     }
     void parts(const FrameBufferDescription& f) {
         parts(static_cast<const FileSettings&>(f));
-        showAll(f.name, f.datatype, f.filetype, f.filename, f.filtering, f.primary, f.user);
+        showAll(f.name, f.datatype, f.filetype, f.filename, f.filtering, f.primary, f.user, f.colorProfile);
     }
     void parts(const TextureDetail& t) {
         name(t.profile);
