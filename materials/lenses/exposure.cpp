@@ -1,4 +1,5 @@
-/* mia_exposure_simple, mia_exposure_photographic: from the light of the scene to what a screen can show. */
+/* mia_exposure_simple, mia_exposure_photographic: from the light of the scene to what a screen can show. As lenses they
+ * change every sample, as output shaders the pixels of the finished picture. */
 #include "math/chromaticity.h"
 #include "module/export.h"
 #include "module/parameters.h"
@@ -51,20 +52,29 @@ private:
     miScalar exponent_;
 };
 
-bool simpleExposure(miColor& result, miState* state, SimpleExposure& p) {
-    const bool isSeen = seen(result, state, Parameters(state), p.use_preview, p.preview);
-    const Parameters in(state);
-    const miScalar pedestal = finite(in(p.pedestal)), gain = finite(in(p.gain));
-    const miScalar knee = in.within(p.knee, 0, miHUGE_SCALAR), compression = in.within(p.compression, 0, 1e6f);
-    const Gamma gamma(in, p.gamma);
-    result = byChannel(result, [&](miScalar a) {
-        miScalar value = (a + pedestal) * gain;
-        /* Smooth at the knee; however bright, never more than knee + 1 / compression. */
-        if (value > knee) value = knee + (value - knee) / (1 + compression * (value - knee));
-        return gamma(value);
-    });
-    return isSeen;
-}
+/* What a shader does with a color is known before the first one. */
+class SimpleCurve {
+public:
+    SimpleCurve(const Parameters& in, const SimpleExposure& p)
+        : pedestal_(finite(in(p.pedestal))),
+          gain_(finite(in(p.gain))),
+          knee_(in.within(p.knee, 0, miHUGE_SCALAR)),
+          compression_(in.within(p.compression, 0, 1e6f)),
+          gamma_(in, p.gamma) {}
+
+    miColor operator()(const miColor& color) const {
+        return byChannel(color, [&](miScalar a) {
+            miScalar value = (a + pedestal_) * gain_;
+            /* Smooth at the knee; however bright, never more than knee + 1 / compression. */
+            if (value > knee_) value = knee_ + (value - knee_) / (1 + compression_ * (value - knee_));
+            return gamma_(value);
+        });
+    }
+
+private:
+    miScalar pedestal_, gain_, knee_, compression_;
+    Gamma gamma_;
+};
 
 /*
  * Values by cd/m2: 1 for what saturates a film or sensor. Source: ISO 12232: 78 lx s / speed; the light on the film is .65
@@ -77,13 +87,8 @@ miScalar filmExposure(const Parameters& in, const PhotographicExposure& p) {
     return factor * .65f * speed / (78 * shutter * number * number);
 }
 
-/* Light falls off to the corners by the fourth power of the cosine. */
-miScalar vignette(miState* state, miScalar strength) {
-    if (strength == 0) return 1;
-    miVector dir;
-    mi_vector_to_camera(state, &dir, &state->dir);
-    return std::pow(clamped(-unit(dir).z, 0, 1), 4 * strength);
-}
+/* The cosine of the angle between the camera's axis and a direction in camera space. */
+miScalar axisCosine(const miVector& dir) { return clamped(-unit(dir).z, 0, 1); }
 
 /* Values below 1; the darker, the more. */
 miScalar crushed(miScalar a, miScalar strength) {
@@ -96,18 +101,65 @@ miScalar crushed(miScalar a, miScalar strength) {
  * Source of the compression: Reinhard et al., "Photographic Tone Reproduction for Digital Images", SIGGRAPH 2002, where
  * `burn_highlights` is 1 by the square of the smallest luminance that becomes white.
  */
-miColor developed(miState* state, const Parameters& in, const PhotographicExposure& p, const miColor& seen) {
-    const miColor white = in.reflectance(p.whitepoint);
-    const miScalar balance = std::max(luminanceOf(white), 1e-6f);
-    const miScalar exposure = filmExposure(in, p) * vignette(state, in.within(p.vignetting, 0, 100));
-    const miColor light = positive(quotient(finite(seen), white) * (balance * exposure));
-    const miScalar burn = in.share(p.burn_highlights), crush = in.share(p.crush_blacks);
-    const Gamma gamma(in, p.gamma);
-    miColor result = byChannel(light, [&](miScalar a) { return crushed(a * (1 + a * burn) / (1 + a), crush); });
-    result = positive(mix(gray(luminanceOf(result)), result, in.within(p.saturation, 0, 10)));
-    result = byChannel(result, gamma);
-    result.a = seen.a;
-    return result;
+class Film {
+public:
+    Film(const Parameters& in, const PhotographicExposure& p)
+        : white_(in.reflectance(p.whitepoint)),
+          exposure_(filmExposure(in, p) * std::max(luminanceOf(white_), 1e-6f)),
+          vignetting_(in.within(p.vignetting, 0, 100)),
+          burn_(in.share(p.burn_highlights)),
+          crush_(in.share(p.crush_blacks)),
+          saturation_(in.within(p.saturation, 0, 10)),
+          gamma_(in, p.gamma) {}
+
+    /* Light falls off to the corners by the fourth power of the cosine. */
+    miColor operator()(const miColor& seen, miScalar cosine) const {
+        const miScalar exposure = vignetting_ == 0 ? exposure_ : exposure_ * std::pow(cosine, 4 * vignetting_);
+        const miColor light = positive(quotient(finite(seen), white_) * exposure);
+        miColor result = byChannel(light, [&](miScalar a) { return crushed(a * (1 + a * burn_) / (1 + a), crush_); });
+        result = positive(mix(gray(luminanceOf(result)), result, saturation_));
+        result = byChannel(result, gamma_);
+        result.a = seen.a;
+        return result;
+    }
+
+private:
+    miColor white_;
+    miScalar exposure_, vignetting_, burn_, crush_, saturation_;
+    Gamma gamma_;
+};
+
+/* The finished picture, each pixel by `develop(color, cosine)`. */
+template <class Develop>
+bool developPicture(miState* state, const Develop& develop) {
+    miImg_image* picture = mi_output_image_open(state, miRC_IMAGE_RGBA);
+    if (!picture) return false;
+    const miCamera& camera = *state->camera;
+    const miScalar size = camera.aperture / static_cast<miScalar>(picture->width), shape = camera.aspect;
+    const miScalar tall = camera.aperture / (shape * static_cast<miScalar>(picture->height));
+    for (int y = 0; y < picture->height && !mi_par_aborted(); ++y)
+        for (int x = 0; x < picture->width; ++x) {
+            const miVector dir = {
+                (static_cast<miScalar>(x) + .5f - camera.x_offset) * size - .5f * camera.aperture,
+                (static_cast<miScalar>(y) + .5f - camera.y_offset) * tall - .5f * camera.aperture / shape,
+                -camera.focal};
+            miColor color = kNothing;
+            mi_img_get_color(picture, &color, x, y);
+            color = develop(color, camera.orthographic ? 1 : axisCosine(dir));
+            mi_img_put_color(picture, &color, x, y);
+        }
+    mi_output_image_close(state, miRC_IMAGE_RGBA);
+    return true;
+}
+
+bool simpleExposure(miColor& result, miState* state, SimpleExposure& p) {
+    if (state->type == miRAY_OUTPUT) {
+        const SimpleCurve curve(Parameters(state), p);
+        return developPicture(state, [&](const miColor& color, miScalar) { return curve(color); });
+    }
+    const bool isSeen = seen(result, state, Parameters(state), p.use_preview, p.preview);
+    result = SimpleCurve(Parameters(state), p)(result);
+    return isSeen;
 }
 
 /* Named buffers have the numbers that the camera's list gives them; a number is one itself. */
@@ -122,9 +174,12 @@ int bufferNumber(miTag name) {
 }
 
 bool photographicExposure(miColor& result, miState* state, PhotographicExposure& p) {
+    if (state->type == miRAY_OUTPUT) return developPicture(state, Film(Parameters(state), p));
     const bool isSeen = seen(result, state, Parameters(state), p.use_preview, p.preview);
     const Parameters in(state);
-    const miColor light = result, picture = developed(state, in, p, light);
+    miVector dir;
+    mi_vector_to_camera(state, &dir, &state->dir);
+    const miColor light = result, picture = Film(in, p)(light, axisCosine(dir));
     result = picture;
     const int mode = in(p.side_channel_mode);
     if (mode != 1 && mode != 2) return isSeen;
