@@ -46,38 +46,17 @@ constexpr std::array<Answer, miQ_COUNT> makeTable() {
     assignRange(table, answerAboutImage, miQ_IMAGE_WIDTH, miQ_IMAGE_FILTER);
     assignRange(table, answerAboutTransform, miQ_TRANS_INTERNAL_TO_WORLD, miQ_TRANS_OBJECT_TO_WORLD);
     assignRange(table, answerAboutLightProfile, miQ_LIGHTPROFILE_PHI_MIN, miQ_LIGHTPROFILE_THETA_RES);
-    assignRange(table, answerAboutState, miQ_SCENE_BBOX_ALL, miQ_SCENE_BBOX_CAUSTIC_R);
-    assign(table, answerAboutState,
-           {miQ_VERSION,
-            miQ_DATE,
-            miQ_NUM_GLOBAL_LIGHTS,
-            miQ_CAUSTIC_PHOTONS_EMITTED,
-            miQ_GLOBAL_PHOTONS_EMITTED,
-            miQ_GLOBAL_LIGHTS,
-            miQ_NUM_TEXTURES,
-            miQ_NUM_BUMPS,
-            miQ_GEO_LABEL,
-            miQ_GEO_DATA,
-            miQ_GEO_HAS_DERIVS,
-            miQ_FINALGATHER_STATE,
-            miQ_PIXEL_SAMPLE,
-            miQ_SCENE_ROOT_GROUP,
-            miQ_PRI_BBOX_MIN,
-            miQ_PRI_BBOX_MAX,
-            miQ_PRI_ASSEMBLY_INST_TAG,
-            miQ_NUM_MOTIONS,
-            miQ_GEO_HAS_DERIVS2,
-            miQ_SAMPLE_MOVING,
-            miQ_STAGE,
-            miQ_LIGHT_SAMPLE_COORD,
-            miQ_LIGHT_NORMAL,
-            miQ_PRI_INDEX,
-            miQ_PRI_NUM_VERTICES,
-            miQ_HAIR_RADIUS,
-            miQ_HAIR_NUM_USERS,
-            miQ_HAIR_USERS,
-            miQ_HAIR_NUM_TEXTURES,
-            miQ_NUM_USERS});
+    assignRange(table, answerAboutExtent, miQ_SCENE_BBOX_ALL, miQ_SCENE_BBOX_CAUSTIC_R);
+    assign(table, answerAboutInterface, {miQ_VERSION, miQ_DATE});
+    assign(table, answerAboutRender,
+           {miQ_NUM_GLOBAL_LIGHTS, miQ_GLOBAL_LIGHTS, miQ_CAUSTIC_PHOTONS_EMITTED, miQ_GLOBAL_PHOTONS_EMITTED,
+            miQ_FINALGATHER_STATE, miQ_SCENE_ROOT_GROUP, miQ_SAMPLE_MOVING, miQ_STAGE, miQ_LIGHT_SAMPLE_COORD,
+            miQ_LIGHT_NORMAL});
+    assign(table, answerAboutPlace,
+           {miQ_NUM_TEXTURES, miQ_NUM_BUMPS, miQ_NUM_MOTIONS, miQ_NUM_USERS, miQ_GEO_LABEL, miQ_GEO_DATA,
+            miQ_GEO_HAS_DERIVS, miQ_GEO_HAS_DERIVS2, miQ_PRI_BBOX_MIN, miQ_PRI_BBOX_MAX, miQ_PRI_ASSEMBLY_INST_TAG,
+            miQ_PRI_INDEX, miQ_PRI_NUM_VERTICES, miQ_HAIR_RADIUS, miQ_HAIR_NUM_USERS, miQ_HAIR_USERS,
+            miQ_HAIR_NUM_TEXTURES});
     return table;
 }
 
@@ -90,10 +69,12 @@ extern "C" miBoolean mi_query(miQ_type code, miState* state, miTag tag, void* re
     const Answer answer = kAnswers[static_cast<std::size_t>(code)];
     if (!answer) return miFALSE;
     Query query{code, state, tag, result, state && state->ts ? *contextOf(state).scene->database : hostDatabase()};
-    va_list arguments;
-    va_start(arguments, result);
-    if (code == miQ_FUNC_TLS_GETALL || code == miQ_FUNC_PARAM_VALUE) query.more = va_arg(arguments, void*);
-    if (code == miQ_GROUP_KID || code == miQ_FUNC_PARAM_VALUE) query.index = va_arg(arguments, int);
-    va_end(arguments);
+    if (code == miQ_GROUP_KID || code == miQ_FUNC_TLS_GETALL || code == miQ_FUNC_PARAM_VALUE) {
+        va_list arguments;
+        va_start(arguments, result);
+        if (code != miQ_GROUP_KID) query.more = va_arg(arguments, void*);
+        if (code != miQ_FUNC_TLS_GETALL) query.index = va_arg(arguments, int);
+        va_end(arguments);
+    }
     return answer(query);
 }

@@ -25,7 +25,10 @@ struct Query {
 };
 
 /// Each returns false where the code is none of its own or there is no answer.
-bool answerAboutState(const Query& query);
+bool answerAboutInterface(const Query& query);
+bool answerAboutRender(const Query& query);
+bool answerAboutPlace(const Query& query);  ///< what a ray has met
+bool answerAboutExtent(const Query& query);
 bool answerAboutInstance(const Query& query);
 bool answerAboutObject(const Query& query);
 bool answerAboutLight(const Query& query);

@@ -202,11 +202,16 @@ bool answerAboutScene(const Query& query, const ThreadContext& context) {
         case miQ_STAGE: return query.answer(static_cast<int>(context.stage));
         case miQ_FINALGATHER_STATE: return query.answer(gatherState(context));
         case miQ_SAMPLE_MOVING: return query.answer(static_cast<int>(context.sampleMoves));
+        case miQ_LIGHT_NORMAL: return answerAboutLightNormal(query);
         default: return false;
     }
 }
 
-bool answerWithExtent(const Query& query, const SceneGeometry& geometry) {
+}  // namespace
+
+bool answerAboutExtent(const Query& query) {
+    if (!query.state || !query.state->ts) return false;
+    const SceneGeometry& geometry = *contextOf(query.state).scene->geometry;
     miVector box[2];
     const auto answer = [&](SceneRole role) {
         geometry.bounds(role, box[0], box[1]);
@@ -222,8 +227,6 @@ bool answerWithExtent(const Query& query, const SceneGeometry& geometry) {
         default: return false;
     }
 }
-
-}  // namespace
 
 bool answerAboutFunction(const Query& query) {
     if (query.code == miQ_FUNC_CALLTYPE || query.code == miQ_FUNC_IS_ROOT) return answerAboutCall(query);
@@ -283,15 +286,16 @@ bool answerAboutTransform(const Query& query) {
     }
 }
 
-bool answerAboutState(const Query& query) {
-    if (query.code == miQ_VERSION) return query.answer(kInterfaceVersion);
-    if (query.code == miQ_DATE) return query.answer(kDate);
-    if (!query.state || !query.state->ts) return false;
-    if (query.code == miQ_LIGHT_NORMAL) return answerAboutLightNormal(query);
-    const ThreadContext& context = contextOf(query.state);
-    if (answerAboutScene(query, context)) return true;
-    if (answerWithExtent(query, *context.scene->geometry)) return true;
-    const Hit* hit = hitOf(query.state);
+bool answerAboutInterface(const Query& query) {
+    return query.code == miQ_VERSION ? query.answer(kInterfaceVersion) : query.answer(kDate);
+}
+
+bool answerAboutRender(const Query& query) {
+    return query.state && query.state->ts && answerAboutScene(query, contextOf(query.state));
+}
+
+bool answerAboutPlace(const Query& query) {
+    const Hit* hit = query.state && query.state->ts ? hitOf(query.state) : nullptr;
     return hit && answerAboutHit(query, *hit);
 }
 
