@@ -287,7 +287,11 @@ bool answerAboutTransform(const Query& query) {
 }
 
 bool answerAboutInterface(const Query& query) {
-    return query.code == miQ_VERSION ? query.answer(kInterfaceVersion) : query.answer(kDate);
+    switch (query.code) {
+        case miQ_VERSION: return query.answer(kInterfaceVersion);
+        case miQ_DATE: return query.answer(kDate);
+        default: return false;
+    }
 }
 
 bool answerAboutRender(const Query& query) {
