@@ -75,6 +75,7 @@ struct RenderScene {
     std::shared_ptr<const PhotonMaps> photons;             ///< null where there are none
     miLock globalLock = {};
     std::shared_ptr<ThreadPointers> threadPointers = std::make_shared<ThreadPointers>();
+    std::shared_ptr<const Literals> literals = std::make_shared<Literals>();
 };
 
 /// One evaluated parameter of the running shader.
@@ -182,7 +183,7 @@ struct EyeOrigin {
 /// The world of one render thread: reached from a state through `contextOf`.
 struct ThreadContext {
     explicit ThreadContext(const RenderScene& renderScene, short threadIndex)
-        : scene(&renderScene), index(threadIndex) {}
+        : scene(&renderScene), index(threadIndex), states(renderScene.literals) {}
 
     const RenderScene* scene;
     short index;

@@ -11,20 +11,30 @@ namespace {
 bool sameText(const std::string& a, const char* b) noexcept { return std::strcmp(a.c_str(), b) == 0; }
 
 /// Literals lie close together and aligned: multiplying spreads them over the high bits.
-std::size_t hintOf(const char* key, std::size_t bits) noexcept {
+std::size_t hashOf(const char* key, std::size_t bits) noexcept {
     return static_cast<std::size_t>((reinterpret_cast<std::uintptr_t>(key) * 0x9e3779b97f4a7c15u) >> (64 - bits));
 }
 
 }  // namespace
 
-// Shaders pass the same literals again and again, each module its own, so the text's address finds the entry. It is
-// compared all the same, because the caller may have reused the memory. Hidden entries need the search from the newest.
+// Shaders pass the same literals again and again, each module its own, so a literal's address finds its entry; other
+// texts may have changed where they are. Hidden entries need the search from the newest.
 const ShaderStates::Entry* ShaderStates::find(const char* key) const noexcept {
-    const Entry*& hint = hints_[hintOf(key, kHintBits)];
-    if (rayEntries_ == 0 && hint && hint->live && sameText(hint->key, key)) return hint;
+    const Known& known = known_[hashOf(key, kKnownBits)];
+    if (known.key == key && rayEntries_ == 0 && known.entry->live &&
+        (known.isLiteral || sameText(known.entry->key, key)))
+        return known.entry;
+    return search(key);
+}
+
+const ShaderStates::Entry* ShaderStates::search(const char* key) const noexcept {
     const auto found = std::find_if(entries_.rbegin(), entries_.rend(),
                                     [key](const Entry& entry) { return entry.live && sameText(entry.key, key); });
-    return found == entries_.rend() ? nullptr : hint = &*found;
+    if (found == entries_.rend()) return nullptr;
+    // Of two literals with one hash the first stays, so that they do not take turns.
+    Known& known = known_[hashOf(key, kKnownBits)];
+    if (known.key == key || !known.isLiteral) known = {key, &*found, literals_->hold(key)};
+    return &*found;
 }
 
 ShaderStates::Entry* ShaderStates::find(const char* key) noexcept {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "mi/codes.h"
+#include "tracing/literals.h"
 
 #include <array>
 #include <cstddef>
@@ -9,6 +10,7 @@
 #include <deque>
 #include <memory>
 #include <string>
+#include <utility>
 
 namespace lumorender {
 
@@ -17,6 +19,8 @@ namespace lumorender {
 /// until its ray is done. For one thread.
 class ShaderStates {
 public:
+    explicit ShaderStates(std::shared_ptr<const Literals> literals) : literals_(std::move(literals)) {}
+
     /// @param ray depth of the ray that sets the entry: entries of lifetime 0 end with it.
     /// A null value or size 0 removes the entry. Returns false for a bad key, size or lifetime.
     bool set(const char* key, const void* value, int size, int lifetime, int ray);
@@ -57,10 +61,19 @@ private:
     void endEntries(int lifetime, int ray);
     void count(const Entry& entry, int step);
 
-    static constexpr std::size_t kHintBits = 6;
+    /// What a key has found last.
+    struct Known {
+        const char* key = nullptr;
+        const Entry* entry = nullptr;
+        bool isLiteral = false;  ///< the address of the key is enough
+    };
+    static constexpr std::size_t kKnownBits = 7;
 
-    std::deque<Entry> entries_;                                 ///< they stay where they are
-    mutable std::array<const Entry*, 1 << kHintBits> hints_{};  ///< by address of the key text: what was found last
+    const Entry* search(const char* key) const noexcept;
+
+    std::shared_ptr<const Literals> literals_;
+    std::deque<Entry> entries_;  ///< they stay where they are
+    mutable std::array<Known, std::size_t{1} << kKnownBits> known_{};
     int rayEntries_ = 0;
     int eyeEntries_ = 0;
 };

@@ -59,6 +59,10 @@ TEST_SHADER(probe_entries, void) {
     mi_shaderstate_set(state, "probe.text", text, 20, miSS_LIFETIME_EYERAY);
     HOLDS(mi_shaderstate_get(state, "probe.text", nullptr) == stored && stored[0] == 'N');
     mi_shaderstate_set(state, "probe.number63", nullptr, 0, miSS_LIFETIME_EYERAY);
+    char key[] = "probe.number1";  // one memory for two names
+    HOLDS(numberInState(state, key) == 1);
+    key[12] = '2';
+    HOLDS(numberInState(state, key) == 2);
     HOLDS(!has(state, "probe.number63") && numberInState(state, "probe.number62") == 62);
 
     miColor behind = {};
