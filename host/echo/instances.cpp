@@ -1,4 +1,5 @@
 // Instances and groups of them.
+#include "database/assembly.h"
 #include "database/elements.h"
 #include "echo/element_writers.h"
 #include "mi/geometry_api.h"
@@ -134,6 +135,10 @@ void writeInstanceGroup(ElementText& out, miTag tag) {
             out.add(LaterName{instance});
         }
     out.text += "\nend instgroup\n";
+    if (!out.database.detail<AssemblyGroup>(tag)) return;
+    out.text += "incremental assembly";
+    out.add(Quoted{out.database.name(tag)});
+    out.text += " end assembly\n";
 }
 
 }  // namespace lumorender

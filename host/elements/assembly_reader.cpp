@@ -86,11 +86,18 @@ miTag AssemblyReader::readContent(const std::string& name) {
     return actions.root;
 }
 
-/// The group of its file, once more under its own name.
+/// The group of its file, once more under its own name. Without a file a group that is there becomes one: so does what
+/// was read from a file and written as groups.
 void AssemblyReader::read() {
     place = in.place();
     const std::string name = scene.readNewName("the name of the assembly");
+    const miTag former = scene.edited(name, miSCENE_GROUP, "instance group");
     readStatements(*this, statements(), "assembly");
+    if (const auto* given = file.empty() ? scene.database.detail<GroupDetail>(former) : nullptr) {
+        auto group = std::make_unique<AssemblyGroup>();
+        static_cast<GroupDetail&>(*group) = *given;
+        return scene.database.setDetail(former, std::move(group));
+    }
     if (file.empty()) return scene.problems.error(place, fmt::format("assembly \"{}\" has no file", name));
     auto group = std::make_unique<AssemblyGroup>();
     group->file = file.string();

@@ -1,5 +1,6 @@
 #include "tests/host/scene/database_text.h"
 
+#include "database/assembly.h"
 #include "database/declaration.h"
 #include "database/elements.h"
 #include "database/passes.h"
@@ -155,6 +156,7 @@ private:
         const auto& record = *database_.as<miGroup>(which, miSCENE_GROUP);
         show(record.label), name(record.userdata);
         const auto& group = *database_.detail<GroupDetail>(which);
+        show(database_.detail<AssemblyGroup>(which) != nullptr);
         show(group.merge);
         for (const miTag tag : group.instances)
             if (!database_.name(tag).empty()) name(tag);  // others were deleted
