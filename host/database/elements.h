@@ -134,6 +134,7 @@ struct TextureDetail : Detail {
     bool local = false;
     int components = 4;  ///< 4 color, 1 scalar, 3 vector
     int width = 0, height = 0, depth = 0;
+    int bits = 32;                      ///< of a component, where the scene gives the pixels itself
     bool writable = false;              ///< light map shaders put pixels into it
     std::string givenFile;              ///< as the scene has it; where what was put is written to, if anywhere
     std::string pixelType, fileFormat;  ///< `"file" "rgba_fp" "exr"`; empty = as the file's ending says

@@ -5,6 +5,7 @@
 #include "photometry/light_profile.h"
 
 #include <bit>
+#include <cmath>
 
 namespace lumorender {
 
@@ -30,17 +31,25 @@ void writeMaterial(ElementText& out, miTag tag) {
 
 namespace {
 
+/// As many bits as the scene has given: gamma is for whole numbers only.
+std::uint32_t wordOf(float component, int bits) {
+    if (bits == 32) return std::bit_cast<std::uint32_t>(component);
+    return static_cast<std::uint32_t>(std::lround(component * static_cast<float>((1 << bits) - 1)));
+}
+
 void writePixels(ElementText& out, const TextureDetail& texture) {
     std::vector<unsigned char> bytes;
-    bytes.reserve(texture.pixels.size() * sizeof(float));
+    bytes.reserve(texture.pixels.size() * static_cast<std::size_t>(texture.bits) / 8);
     for (const float component : texture.pixels) {
-        const auto word = std::bit_cast<std::uint32_t>(component);
-        for (int shift = 24; shift >= 0; shift -= 8) bytes.push_back(static_cast<unsigned char>(word >> shift));
+        const std::uint32_t word = wordOf(component, texture.bits);
+        for (int shift = texture.bits - 8; shift >= 0; shift -= 8)
+            bytes.push_back(static_cast<unsigned char>(word >> shift));
     }
     out.add("[");
     out.add(texture.width);
     out.add(texture.height);
-    out.add("4 ]");
+    out.add(texture.bits / 8);
+    out.add("]");
     out.bytes(bytes.data(), bytes.size());
 }
 

@@ -92,6 +92,7 @@ struct TextureReader {
             return scene.problems.error(place, fmt::format("found {} bytes of pixels, expected {} for each component",
                                                            bytes.size(), perComponent));
         texture.components = static_cast<int>(components);
+        texture.bits = 8 * width;
         texture.pixels.reserve(bytes.size() / static_cast<std::size_t>(width));
         for (std::size_t at = 0; at < bytes.size(); at += static_cast<std::size_t>(width))
             texture.pixels.push_back(component(&bytes[at], width));

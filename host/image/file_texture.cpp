@@ -76,6 +76,7 @@ public:
           width_(spec.full_width),
           height_(spec.full_height),
           components_(usedChannels(spec)),
+          bits_(static_cast<int>(8 * spec.format.size())),
           gamma_(spec.format.is_floating_point() ? 1 : gamma),
           nearest_(pointOptions(OIIO::TextureOpt::InterpClosest)),
           bilinear_(pointOptions(OIIO::TextureOpt::InterpBilinear)),
@@ -98,6 +99,7 @@ public:
     int width() const override { return width_; }
     int height() const override { return height_; }
     int components() const override { return components_; }
+    int bits() const override { return bits_; }
 
     /// Reads from the first tile, because a file can be damaged behind a good header. Returns what is wrong, if
     /// anything.
@@ -123,12 +125,8 @@ private:
             return false;
         }
         result = colorOf(values, components_);
-        if (gamma_ != 1) linearise(result);
+        linearise(result, gamma_);
         return true;
-    }
-
-    void linearise(miColor& color) const {
-        for (float* value : {&color.r, &color.g, &color.b}) *value = std::pow(std::max(*value, 0.0f), gamma_);
     }
 
     void tellFailure() const {
@@ -138,7 +136,7 @@ private:
 
     OIIO::TextureSystem::TextureHandle* handle_;
     std::string file_;
-    int width_, height_, components_;
+    int width_, height_, components_, bits_;
     float gamma_;
     OIIO::TextureOpt nearest_, bilinear_, footprint_, nearestFootprint_;
     mutable std::atomic<bool> told_{false};

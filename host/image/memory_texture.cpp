@@ -43,7 +43,8 @@ Values bilinear(const Level& level, int components, float u, float v) {
 
 class MemoryTexture final : public Texture {
 public:
-    MemoryTexture(std::vector<float> pixels, int width, int height, int components) : components_(components) {
+    MemoryTexture(std::vector<float> pixels, int width, int height, int components, int bits, float gamma)
+        : components_(components), bits_(bits), gamma_(bits < 32 ? gamma : 1) {
         levels_.push_back({width, height, std::move(pixels)});
         while (levels_.back().width > 1 || levels_.back().height > 1) levels_.push_back(halved(levels_.back()));
     }
@@ -54,6 +55,7 @@ public:
         result = filtered ? colorOf(bilinear(level, components_, u, v).data(), components_)
                           : colorOf(pixelAt(level, components_, pixelOf(u, level.width), pixelOf(v, level.height)),
                                     components_);
+        linearise(result, gamma_);
         return true;
     }
 
@@ -68,12 +70,14 @@ public:
         Values mixed{};
         for (std::size_t c = 0; c < 4; ++c) mixed[c] = near[c] * (1 - share) + far[c] * share;
         result = colorOf(mixed.data(), components_);
+        linearise(result, gamma_);
         return true;
     }
 
     int width() const override { return levels_.front().width; }
     int height() const override { return levels_.front().height; }
     int components() const override { return components_; }
+    int bits() const override { return bits_; }
 
 private:
     Level halved(const Level& level) const {
@@ -98,17 +102,19 @@ private:
     }
 
     std::vector<Level> levels_;
-    int components_;
+    int components_, bits_;
+    float gamma_;
 };
 
 }  // namespace
 
-std::unique_ptr<Texture> memoryTexture(std::vector<float> pixels, int width, int height, int components) {
+std::unique_ptr<Texture> memoryTexture(std::vector<float> pixels, int width, int height, int components, int bits,
+                                       float gamma) {
     if (width < 1 || height < 1 || components < 1 || components > 4) return nullptr;
     const auto expected =
         static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * static_cast<std::size_t>(components);
     if (pixels.size() != expected) return nullptr;
-    return std::make_unique<MemoryTexture>(std::move(pixels), width, height, components);
+    return std::make_unique<MemoryTexture>(std::move(pixels), width, height, components, bits, gamma);
 }
 
 }  // namespace lumorender

@@ -34,6 +34,7 @@ public:
     virtual int width() const = 0;
     virtual int height() const = 0;
     virtual int components() const = 0;
+    virtual int bits() const { return 32; }  ///< of a component, as it is stored
 };
 
 /// Opens a texture file, any that OpenImageIO reads. Returns null and says why in `error` where that fails. Integer
@@ -42,8 +43,9 @@ public:
 /// A file must not change while look-ups of it run.
 std::unique_ptr<Texture> openTexture(const std::string& file, float gamma, std::string& error);
 
-/// A texture from pixels in memory: rows from the bottom, `components` floats each (1 to 4). Null where the sizes do
-/// not match the pixels.
-std::unique_ptr<Texture> memoryTexture(std::vector<float> pixels, int width, int height, int components);
+/// A texture from pixels in memory: rows from the bottom, `components` floats each (1 to 4), linearised as those of files
+/// are where they were whole numbers (below 32 bits). Null where the sizes do not match the pixels.
+std::unique_ptr<Texture> memoryTexture(std::vector<float> pixels, int width, int height, int components, int bits = 32,
+                                       float gamma = 1);
 
 }  // namespace lumorender

@@ -30,6 +30,12 @@ inline float usableDerivative(float derivative) {
     return std::isfinite(derivative) ? std::clamp(derivative, -1.0f, 1.0f) : 0;
 }
 
+/// Colors that were stored raised to 1 / gamma.
+inline void linearise(miColor& color, float gamma) {
+    if (gamma == 1) return;
+    for (float* value : {&color.r, &color.g, &color.b}) *value = std::pow(std::max(*value, 0.0f), gamma);
+}
+
 /// Colors from what a texture has.
 inline miColor colorOf(const float* values, int components) {
     switch (components) {

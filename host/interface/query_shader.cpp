@@ -21,7 +21,10 @@ namespace {
 constexpr const char* kDate = __DATE__;
 
 const miFunction* functionOf(const Query& query) {
-    if (query.tag == 0) return query.state ? query.state->shader : nullptr;
+    const miFunction* running = query.state ? query.state->shader : nullptr;
+    // A shader may name its own declaration where a question is about what all of its instances share.
+    const bool isOwn = query.code == miQ_DECL_LOCK && running && running->function_decl == query.tag;
+    if (query.tag == 0 || isOwn) return running;
     return query.database.as<miFunction>(query.tag, miSCENE_FUNCTION);
 }
 
@@ -259,7 +262,7 @@ bool answerAboutImage(const Query& query) {
     switch (query.code) {
         case miQ_IMAGE_WIDTH: return query.answer(texture->width());
         case miQ_IMAGE_HEIGHT: return query.answer(texture->height());
-        case miQ_IMAGE_BITS: return query.answer(32);
+        case miQ_IMAGE_BITS: return query.answer(texture->bits());
         case miQ_IMAGE_COMP: return query.answer(texture->components());
         case miQ_IMAGE_FILTER: return query.answer(static_cast<miBoolean>(textures->filterScale(query.tag) > 0));
         default: return false;

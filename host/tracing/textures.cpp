@@ -27,6 +27,7 @@ public:
     int width() const override { return texture_->width(); }
     int height() const override { return texture_->height(); }
     int components() const override { return texture_->components(); }
+    int bits() const override { return texture_->bits(); }
 
 private:
     bool convert(miColor& color, bool found) const {
@@ -105,7 +106,8 @@ std::unique_ptr<Texture> TextureTable::opened(const Database& database, miTag ta
     if (detail.pixels.empty()) {
         texture = openFile(database, tag, detail, rules);
     } else {
-        texture = memoryTexture(detail.pixels, detail.width, detail.height, detail.components);
+        texture = memoryTexture(detail.pixels, detail.width, detail.height, detail.components, detail.bits,
+                                detail.profile ? 1 : rules.gamma);
     }
     if (!texture || !detail.profile) return texture;
     const ColorConversion convert(spaceOfProfile(database, detail.profile), spaceOfProfile(database, rules.profile));

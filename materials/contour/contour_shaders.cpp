@@ -72,8 +72,14 @@ miVector directionTo(miState* state, miTag light, const ContourInfo& info) {
     miVector origin = {0, 0, 0}, direction = {0, 0, 0};
     int type = miLIGHT_ORIGIN;
     mi_query(miQ_LIGHT_TYPE, state, light, &type);
-    if (type == miLIGHT_DIRECTION && mi_query(miQ_LIGHT_DIRECTION, state, light, &direction)) return -direction;
-    return mi_query(miQ_LIGHT_ORIGIN, state, light, &origin) ? origin - info.point : miVector{0, 0, 0};
+    const miTag before = state->light_instance;
+    state->light_instance = light;  // whose space both are in
+    const bool isFar = type == miLIGHT_DIRECTION && mi_query(miQ_LIGHT_DIRECTION, state, light, &direction);
+    const bool isKnown = isFar || mi_query(miQ_LIGHT_ORIGIN, state, light, &origin);
+    mi_vector_from_light(state, &direction, &direction);
+    mi_point_from_light(state, &origin, &origin);
+    state->light_instance = before;
+    return isFar ? -direction : isKnown ? origin - info.point : miVector{0, 0, 0};
 }
 
 struct WidthFromLight {

@@ -131,6 +131,7 @@ miBoolean mi_inclusive_lightlist(int* n, miTag** lights, miState* state);
 miBoolean mi_exclusive_lightlist(int* n, miTag** lights, miState* state);
 miBoolean mi_instance_lightlist(int* n, miTag** lights, miState* state);
 int mi_global_lights_info(miTag** lights); /* their number */
+/* Origin and direction as the light has them, in its own space, also of an instance; as mi_query answers. */
 void mi_light_info(miTag light, miVector* origin, miVector* dir, void** parameters);
 
 miScalar mi_lightprofile_sample(miState* state, miTag profile, miBoolean relative);

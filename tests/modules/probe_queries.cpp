@@ -9,6 +9,7 @@ struct Check {
     miTag about;  ///< an element, or nothing; the "element" that the answer is to be
     miTag as;     ///< "number", "scalar", "vector", "second vector", "element", or "nothing" where no answer is right
     miVector answer;
+    miTag image;  ///< asked about in the place of an element
 };
 
 struct Queries {
@@ -26,15 +27,15 @@ static miVector answerTo(miState* state, const Check& check) {
     const miVector none = {miScalar(NAN), 0, 0};
     int number = 0;
     miScalar scalar = 0;
+    const miTag about = check.image ? check.image : check.about;
     miVector vectors[2];
     miTag element = 0;
     if (std::strcmp(as, "element") == 0)
         return mi_query(code, state, 0, &element) ? miVector{miScalar(element == check.about), 0, 0} : none;
     if (std::strcmp(as, "number") == 0)
-        return mi_query(code, state, check.about, &number) ? miVector{miScalar(number), 0, 0} : none;
-    if (std::strcmp(as, "scalar") == 0)
-        return mi_query(code, state, check.about, &scalar) ? miVector{scalar, 0, 0} : none;
-    const bool isAnswered = mi_query(code, state, check.about, &vectors);
+        return mi_query(code, state, about, &number) ? miVector{miScalar(number), 0, 0} : none;
+    if (std::strcmp(as, "scalar") == 0) return mi_query(code, state, about, &scalar) ? miVector{scalar, 0, 0} : none;
+    const bool isAnswered = mi_query(code, state, about, &vectors);
     return !isAnswered ? none : vectors[std::strcmp(as, "second vector") == 0 ? 1 : 0];
 }
 
@@ -66,6 +67,9 @@ extern "C" DLLEXPORT void probe_kept_init(miState* state, Kept* paras, miBoolean
     miLock *own = nullptr, *shared = nullptr;
     if (!paras) return;
     HOLDS(mi_query(miQ_FUNC_LOCK, state, 0, &own) && mi_query(miQ_DECL_LOCK, state, 0, &shared) && own != shared);
+    miTag declaration = 0;
+    HOLDS(mi_query(miQ_FUNC_DECL, state, 0, &declaration) && mi_query(miQ_DECL_LOCK, state, declaration, &own));
+    HOLDS(own == shared);
     mi_lock(*shared);
     mi_unlock(*shared);
 }
