@@ -2,8 +2,8 @@
 
 #include "application/command_pages.h"
 #include "application/command_words.h"
-#include "application/nearest_name.h"
 #include "application/value_pattern.h"
+#include "parsing/nearest_name.h"
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
@@ -26,12 +26,12 @@ bool isWord(const std::string& argument) {
     return argument.size() > 1 && argument[0] == '-' && std::isalpha(static_cast<unsigned char>(argument[1])) != 0;
 }
 
-std::string nearestWord(std::string_view name) {
+std::string guessOfWord(std::string_view name) {
     std::vector<std::string> names;
     for (const WordGroup& group : commandWords())
         for (const Word& word : group.words)
-            for (std::string& each : word.allNames()) names.push_back(std::move(each));
-    return nearestName(name, names);
+            for (const std::string& each : word.allNames()) names.push_back("-" + each);
+    return guessOf(name, names);
 }
 
 /// The word that is meant: names may be shortened as long as they stay unambiguous. Words without effect are out of the
@@ -48,10 +48,7 @@ const Word& meantWord(const std::string& name) {
     if (matches.empty()) matches = idle;
     if (matches.size() == 1) return *matches[0];
     std::string text = "-" + name;
-    if (matches.empty()) {
-        const std::string nearest = nearestWord(name);
-        throw UsageError(text + " is unknown" + (nearest.empty() ? "" : ", did you mean -" + nearest + "?"));
-    }
+    if (matches.empty()) throw UsageError(text + " is unknown" + guessOfWord(text));
     text += " may mean";
     for (const Word* match : matches) text += " -" + match->name();
     throw UsageError(text);

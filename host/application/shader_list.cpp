@@ -1,7 +1,7 @@
 #include "application/shader_list.h"
 
-#include "application/nearest_name.h"
 #include "parsing/declaration_texts.h"
+#include "parsing/nearest_name.h"
 
 #include <fmt/format.h>
 

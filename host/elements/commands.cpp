@@ -200,6 +200,7 @@ void readCommand(Scene& scene) {
     Cursor& in = scene.in;
     if (isTextureWord(in.current()) && !scene.onObject) return readTexture(scene);
     const auto read = commands().find(in.current());
+    if (!read && in.current().text == "$") in.fail("a command or an element; directives begin in the first column");
     if (!read) in.fail("a command or an element");
     const std::string_view word = in.current().text;
     if (scene.onObject && !isOfObjects(word))

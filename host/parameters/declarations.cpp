@@ -1,6 +1,7 @@
 #include "parameters/declarations.h"
 
 #include "database/declaration_match.h"
+#include "parsing/nearest_name.h"
 
 #include <fmt/format.h>
 
@@ -166,12 +167,25 @@ Declaration* requireDataDeclaration(SceneContext& scene, std::string_view name, 
     return declaration;
 }
 
+namespace {
+
+/// Names of all declarations are looked through only for the first errors, which are those that people read.
+std::string guessOfShader(const SceneContext& scene, std::string_view name) {
+    constexpr int kFirstErrors = 20;
+    std::vector<std::string> names;
+    for (miTag tag = 1; tag < scene.database.end() && scene.problems.errors() < kFirstErrors; ++tag)
+        if (scene.database.type(tag) == miSCENE_FUNCTION_DECL) names.emplace_back(scene.database.name(tag));
+    return guessOf(name, names);
+}
+
+}  // namespace
+
 Declaration* requireShaderDeclaration(SceneContext& scene, std::string_view name, miTag& tag) {
     tag = scene.find(name);
     auto* declaration = scene.database.detail<Declaration>(tag);
     const Place place = scene.in.place();
     if (!declaration || declaration->kind == DeclarationKind::Data) {
-        scene.problems.error(place, fmt::format("shader \"{}\" is not declared", name));
+        scene.problems.error(place, fmt::format("shader \"{}\" is not declared{}", name, guessOfShader(scene, name)));
         return nullptr;
     }
     const bool isPhenomenon = declaration->kind == DeclarationKind::Phenomenon;

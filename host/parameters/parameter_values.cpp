@@ -1,8 +1,9 @@
 #include "parameters/parameter_values.h"
 
-#include "parsing/named_values.h"
 #include "parameters/interface_parameters.h"
 #include "parameters/shader_calls.h"
+#include "parsing/named_values.h"
+#include "parsing/nearest_name.h"
 #include "photometry/color_space.h"
 
 #include <fmt/format.h>
@@ -45,7 +46,9 @@ void ParameterReader::readNamed(const std::vector<Parameter>& parameters, std::s
         reading_ = parameter.name;
         return readValue(parameter, base);
     }
-    in_.fail(fmt::format("the name of a parameter that {} has", owner_));
+    std::vector<std::string> names;
+    for (const Parameter& parameter : parameters) names.emplace_back(parameter.name);
+    in_.fail(fmt::format("the name of a parameter that {} has{}", owner_, guessOf(in_.current().text, names)));
 }
 
 /// To the comma or bracket behind a value that could not be read.

@@ -1,5 +1,7 @@
 #include "parsing/context.h"
 
+#include "parsing/language.h"
+#include "parsing/nearest_name.h"
 #include "support/messages.h"
 
 #include <fmt/format.h>
@@ -114,11 +116,29 @@ void SceneContext::link(const Place& place, const std::string& file) {
     linked = true;
 }
 
+namespace {
+
+std::string guessOfStatement(std::string_view element, std::string_view word) {
+    std::vector<std::string> names;
+    for (const Meaning& row : language()) {
+        if (row.element != element) continue;
+        for (std::string_view words = row.words; !words.empty();) {
+            const std::size_t end = std::min(words.find('|'), words.size());
+            names.emplace_back(words.substr(0, std::min(words.find('='), end)));
+            words.remove_prefix(std::min(end + 1, words.size()));
+        }
+    }
+    return guessOf(word, names);
+}
+
+}  // namespace
+
 void SceneContext::skipUnknown(std::string_view element, const std::function<bool()>& isKnown) {
     const Token& token = in.current();
     if (in.atEnd() || (token.kind == TokenKind::Symbol && isCommand(token.text)))
         in.fail(fmt::format("a statement of {0} or \"end {0}\"", element));
-    problems.warning(in.place(), fmt::format("{} has no statement {}, it is skipped", element, describe(token)));
+    problems.warning(in.place(), fmt::format("{} has no statement {}, it is skipped{}", element, describe(token),
+                                             guessOfStatement(element, token.text)));
     do {
         in.skipGroup();
     } while (!in.atEnd() && !in.at("end") && !isKnown());

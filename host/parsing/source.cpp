@@ -14,7 +14,10 @@ SourceText::SourceText(std::string name, std::filesystem::path directory, std::s
       isScene_(isScene),
       firstLine_(firstLine),
       countedTo_(text_.data()),
-      countedLine_(firstLine) {}
+      countedLine_(firstLine) {
+    // Some editors of old end files with a mark, or fill up their last block.
+    while (!text_.empty() && (text_.back() == '\x1a' || text_.back() == '\0')) text_.pop_back();
+}
 
 std::size_t SourceText::lineOf(const char* at) const {
     at = std::clamp(at, begin(), end());

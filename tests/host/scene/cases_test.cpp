@@ -407,7 +407,7 @@ void Case::TestBody() {
         for (const Message& m : p.messages)  // what is left out does not keep the rest from being rendered
             fails = fails || (m.kind == "error" && m.text.find("has no effect") == std::string::npos);
         if (fails) p.text += "\nmaterial \"after\" end material";
-        if (p.windows) p.text = std::regex_replace(p.text, std::regex("\n"), "\r\n");
+        if (p.windows) p.text = std::regex_replace(p.text, std::regex("\n"), "\r\n") + "\x1a";
         EXPECT_EQ(readSceneText(p.text, file.filename(), database, modules, *this, settings), !fails) << file << p.line;
         EXPECT_EQ(database.type(find("after")), fails && !p.ends ? miSCENE_MATERIAL : miSCENE_NONE) << file << p.line;
         database.remove(find("after"));

@@ -1,4 +1,4 @@
-#include "application/nearest_name.h"
+#include "parsing/nearest_name.h"
 
 #include <algorithm>
 #include <numeric>
@@ -33,6 +33,11 @@ std::string nearestName(std::string_view name, const std::vector<std::string>& n
             nearest = candidate;
         }
     return nearest;
+}
+
+std::string guessOf(std::string_view name, const std::vector<std::string>& names) {
+    const std::string nearest = nearestName(name, names);
+    return nearest.empty() ? "" : ", did you mean " + nearest + "?";
 }
 
 }  // namespace lumorender
