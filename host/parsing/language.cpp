@@ -93,8 +93,8 @@ constexpr Meaning kLanguage[] = {
     {"string option", "trace camera clip", Used, "eye rays always keep to the camera's clipping planes"},
 
     {"camera", "focal|aperture|aspect|resolution|window|offset|clip|lens|volume|environment|frame|output|framebuffer|data|dof", Used, ""},
-    {"camera", "field", Missing, "fields are not rendered, the picture has all lines"},
     {"camera", "field=0", Used, ""},
+    {"camera", "field", Idle, "it is a number for shaders, whose camera record has no place for it"},
     {"camera", "pass", Used, ""},
     {"pass", "write|merge|read|prep|delete|mask|null", Used, ""},
     {"camera", "attribute", Used, "kept, and written by -echo; shaders have no call that asks for it"},
