@@ -28,6 +28,7 @@ void skipAcceleration(Reader& r) {
 
 void skipDiagnostic(Reader& r) {
     const Place place = r.in.place();
+    if (r.in.accept("off")) return;
     r.in.readName("the kind of diagnostic");
     if (!r.in.at("off")) r.scene.problems.tell(place, "options", "diagnostic", "on");
     if (!r.in.accept("object")) r.in.accept("camera");

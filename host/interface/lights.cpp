@@ -51,7 +51,12 @@ miBoolean mi_instance_lightlist(int* n, miTag** lights, miState* state) {
     return miTRUE;
 }
 
+/// Before anything is rendered, all that the scene has.
 int mi_global_lights_info(miTag** lights) {
+    if (const LightTable* table = LightTable::latest()) {
+        if (lights) *lights = const_cast<miTag*>(table->all().data());
+        return static_cast<int>(table->all().size());
+    }
     static thread_local std::vector<miTag> list;
     list.clear();
     const Database& database = hostDatabase();

@@ -13,6 +13,7 @@
 #include "support/quasi_random.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <limits>
 #include <unordered_set>
@@ -131,7 +132,16 @@ bool takeSample(const LightSource& source, const LightGrid& grid, int number, co
     return true;
 }
 
+std::atomic<const LightTable*> latestTable = nullptr;
+
 }  // namespace
+
+LightTable::~LightTable() {
+    const LightTable* self = this;
+    latestTable.compare_exchange_strong(self, nullptr);
+}
+
+const LightTable* LightTable::latest() noexcept { return latestTable.load(std::memory_order_acquire); }
 
 LightTable::LightTable(const Database& database, const SceneGeometry& geometry) {
     byTag_.assign(database.end(), 0);
@@ -156,6 +166,7 @@ LightTable::LightTable(const Database& database, const SceneGeometry& geometry) 
         add(lists_, instance.lightListInstance, false);
         add(shadowLists_, instance.shadowListInstance, true);
     }
+    latestTable.store(this, std::memory_order_release);
 }
 
 void LightTable::giveSurface(const Database& database, const SceneGeometry& geometry, LightSource& source) {

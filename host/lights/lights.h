@@ -31,6 +31,12 @@ struct LightSource {
 class LightTable {
 public:
     LightTable(const Database& database, const SceneGeometry& geometry);
+    ~LightTable();
+    LightTable(const LightTable&) = delete;
+    LightTable& operator=(const LightTable&) = delete;
+
+    /// The one that was made last, for functions that are not told of which render they are; null where none is left.
+    static const LightTable* latest() noexcept;
 
     /// Null where the tag is no light instance of the scene.
     const LightSource* find(miTag instance) const {
