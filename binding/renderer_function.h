@@ -46,6 +46,9 @@ public:
 
     /* For callers that have a substitute. */
     bool exists() const { return address() != nullptr; }
+
+    /* For loops: null when the renderer does not have it. */
+    auto pointer() const { return reinterpret_cast<Result (*)(Arguments...)>(address()); }
 };
 
 /* The same for printf-like functions and queries. */

@@ -15,7 +15,11 @@ for job in "$@"; do
             libcli11-dev libfmt-dev                          # command line, messages
             python3                                          # makes what is too large to be checked in
         ) ;;
-        test) packages+=(libgtest-dev python3 clang-format-19) ;;   # python3: noise tables, count of cases
+        test) packages+=(
+            libgtest-dev clang-format-19
+            python3    # noise tables, count of cases
+            valgrind   # instructions of a sample
+        ) ;;
         clang) packages+=(clang) ;;
         fuzz) packages+=(clang libclang-rt-dev) ;;
         bench) packages+=(libbenchmark-dev python3) ;;

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "SDK/framework/float4.h"
 #include "SDK/lumo.h"
 
 namespace lumo {
@@ -18,7 +19,7 @@ constexpr miColor operator-(miScalar s, const miColor& a) { return {s - a.r, s -
 
 constexpr miColor withAlphaOne(const miColor& c) { return {c.r, c.g, c.b, 1}; }
 
-constexpr bool isExactlyZero(const miColor& c) { return c.r == 0 && c.g == 0 && c.b == 0 && c.a == 0; }
+inline bool isExactlyZero(const miColor& c) { return bits4(load4(&c.r) == Float4{0, 0, 0, 0}) == 0xF; }
 
 constexpr miScalar luminance(const miColor& c) { return 0.3f * c.r + 0.59f * c.g + 0.11f * c.b; }
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <algorithm>
+#include <cstddef>
 #include <cstring>
 #include <span>
 #include <type_traits>
@@ -29,7 +30,8 @@ class ShaderHelper {
 public:
     using Parameters = P;
 
-    ShaderHelper(miState* state, P* parameters) : state_(state), parameters_(parameters) {}
+    ShaderHelper(miState* state, P* parameters)
+        : state_(state), parameters_(parameters), ghostOffset_(ghostOffsetOf(state->shader)) {}
 
     miState* state() const { return state_; }
 
@@ -95,38 +97,56 @@ protected:
     /* The shader that a parameter is connected to, null when there is none. A parameter's ghost is a tag that lies at
      * the same offset from every parameter of the running function. */
     miTag connection(const void* address) const {
-        const miFunction* function = state_->shader;
-        if (!function || function->has_connections != 1) return miNULLTAG;
+        if (ghostOffset_ == 0) return miNULLTAG;
         miTag ghost;
-        std::memcpy(&ghost, static_cast<const char*>(address) + function->ghost_offs, sizeof ghost);
+        std::memcpy(&ghost, static_cast<const char*>(address) + ghostOffset_, sizeof ghost);
         return ghost == miPARAMTAG ? miNULLTAG : ghost;
     }
     bool isConnectedAddress(const void* address) const { return connection(address) != miNULLTAG; }
 
-    /* All that the shader behind a color parameter gives, as far as its result goes; the rest of `record` stays as it
-     * is. Returns the size of the result in bytes, `unknown` where the renderer does not tell, and 0 without a result:
-     * then the record begins with the stored color. */
+    /* The whole result of the shader behind a parameter, in the renderer's memory: to be read before anything else is
+     * evaluated or traced. No data without such a shader, and then the size is 0. */
+    struct ShaderResult {
+        const void* data = nullptr;
+        miInteger size = 0; /* in bytes */
+    };
+
+    /* `unknown` is the size where the renderer does not tell one. */
+    ShaderResult shaderResult(miColor* address, miInteger unknown) const {
+        const miTag shader = connection(address);
+        ShaderResult result;
+        if (shader != miNULLTAG) result.data = mi_phen_eval(state_, address);
+        if (!result.data) return result;
+        result.size = unknown;
+        mi_query(miQ_FUNC_RESULT_SIZE, state_, shader, &result.size);
+        return result;
+    }
+
+    /* The same as a record, as far as the result goes; the rest of `record` stays as it is. Returns the size of the
+     * result, and 0 without one: then the record begins with the stored color. */
     template <class Record>
     miInteger evaluateRecord(miColor* address, miInteger unknown, Record& record) const {
         constexpr miInteger kWhole = sizeof record;
-        const miTag shader = connection(address);
-        const void* result = shader != miNULLTAG ? mi_phen_eval(state_, address) : nullptr;
-        if (!result) {
+        const ShaderResult result = shaderResult(address, unknown);
+        if (!result.data)
             std::memcpy(&record, address, sizeof *address);
-            return 0;
-        }
-        miInteger size = unknown;
-        mi_query(miQ_FUNC_RESULT_SIZE, state_, shader, &size);
-        std::memcpy(&record, result, static_cast<std::size_t>(std::clamp(size, 0, kWhole)));
-        return size;
+        else
+            std::memcpy(&record, result.data, static_cast<std::size_t>(std::clamp(result.size, 0, kWhole)));
+        return result.size;
     }
 
     /* For helpers that know a part of the block; values must go through evaluated(). */
     P* block() const { return parameters_; }
 
 private:
+    /* Where no parameter is connected, none has a ghost. */
+    static std::ptrdiff_t ghostOffsetOf(const miFunction* function) {
+        return function && function->has_connections == 1 ? function->ghost_offs : 0;
+    }
+
     miState* state_;
     P* parameters_;
+    std::ptrdiff_t ghostOffset_;
 };
 
 /* For shaders without parameters. */

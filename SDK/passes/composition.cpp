@@ -1,83 +1,10 @@
-/* bc_construct, bc_composite, bc_destruct: how the terms of a surface become its result. */
-#include "SDK/lumo.h"
-
-#include "SDK/color/color.h"
-
-#include "binding/renderer.h"
-
-namespace lumo {
+/* bc_construct, bc_composite, bc_destruct. */
+#include "SDK/passes/composition.h"
 
 static_assert(sizeof(SurfaceShaderReturnType) == 64 * sizeof(miScalar));
 
-namespace {
-
-struct Mode {
-    miUint perLight, perSample, mask;
-};
-
-/* Modes 0 to 5. */
-constexpr Mode kModes[] = {
-    {1, 1, 0x74F},  // normal: light with shadows
-    {1, 0, 0x797},  // light without shadows
-    {1, 1, 0x020},  // the shadow ratio alone
-    {0, 0, 0x001},  // ambient alone
-    {1, 0, 0x617},  // no highlights, no mirrors, no shadows
-    {1, 0, 0x180},  // highlights and mirrors alone, no shadows
-};
-
-/* Mode 6: what final gathering wants to see, where it asks. */
-Mode gatheringMode(miState* state) {
-    miInteger gathering = 0;
-    const bool inside = mi_query(miQ_FINALGATHER_STATE, state, miNULLTAG, &gathering) && gathering != 0;
-    constexpr miUint always = kTermIndirect | kTermReflection | kTermRefraction;
-    return inside ? Mode{1, 1, 0x44B | always} : Mode{0, 1, always};
-}
-
-Mode modeOf(miInteger mode, miState* state) {
-    if (mode == 6) return gatheringMode(state);
-    return kModes[mode >= 0 && mode < 6 ? mode : 0];
-}
-
-void setRgb(miColor& target, const miColor& value) { target = {value.r, value.g, value.b, target.a}; }
-void setRgb(miColor& target, miScalar value) { target = {value, value, value, target.a}; }
-
-/* True when the surface cuts a hole, and nothing else is to be written. */
-bool writeMatte(SurfaceShaderReturnType& result, miInteger matteMode, miScalar opacity) {
-    if (matteMode == 0)
-        setRgb(result.matteOpacity, kBlackHole);
-    else if (matteMode == 1)
-        setRgb(result.matteOpacity, opacity);
-    else if (matteMode == 2)
-        setRgb(result.matteOpacity, (1 - result.transparency) * opacity);
-    return matteMode == 0;
-}
-
-/* Everything that lies on the surface and is seen less the more transparent it is; then what shines by itself. */
-miColor bodyColor(miUint mask, const miColor& ambient, const miColor& incandescence, const miColor& indirect,
-                  const miColor* base, const miColor* scatter, const miColor& transparency) {
-    miColor color = mask & kTermDirect ? base[0] : mask & kTermDirectNoShadow ? base[1] : kBlack;
-    const miScalar alpha = color.a;
-    if (mask & kTermIndirect) color = color + indirect;
-    if (scatter && (mask & kTermScatter)) color = color + *scatter;
-    if (mask & kTermAmbient) color = color + ambient;
-    color = color * (1 - transparency);
-    if (mask & kTermIncandescence) color = color + incandescence;
-    color.a = alpha;
-    return color;
-}
-
-/* What shines from the surface adds to the color and glows by its own factor. */
-void addShine(SurfaceShaderReturnType& result, const miColor& shine, miScalar glowScale) {
-    setRgb(result.color, result.color + shine);
-    setRgb(result.glowColor, result.glowColor + shine * glowScale);
-}
-
-}  // namespace
-}  // namespace lumo
-
 void bc_construct(CompositionState* composition, miInteger mode, miState* state) {
-    const lumo::Mode values = lumo::modeOf(mode, state);
-    *composition = {mode, values.perLight, values.perSample, values.mask};
+    *composition = lumo::compositionFor(mode, state);
 }
 
 void bc_composite(const CompositionState* composition, SurfaceShaderReturnType* result, const miColor* ambient,
@@ -85,45 +12,8 @@ void bc_composite(const CompositionState* composition, SurfaceShaderReturnType* 
                   const miColor* specular, const miColor* reflection, const miColor* refraction, const miColor* scatter,
                   const miColor* transparency, miScalar glowScale, miScalar glowSpecularScale, miBoolean hide,
                   miInteger matteMode, miScalar matteOpacity) {
-    using namespace lumo;
-    const miUint mask = composition->mask;
-    SurfaceShaderReturnType& out = *result;
-
-    // The shadow mode gives its only value in place of the matte.
-    if (composition->mode == 2) {
-        setRgb(out.matteOpacity, scalar);
-        return;
-    }
-    if (writeMatte(out, matteMode, matteOpacity)) return;
-
-    out.color = bodyColor(mask, *ambient, *incandescence, *indirect, base, scatter, *transparency);
-    setRgb(out.glowColor, out.color * glowScale);
-    if (specular && (mask & (kTermSpecular | kTermSpecularNoShadow)))
-        addShine(out, specular[mask & kTermSpecular ? 0 : 1], glowSpecularScale);
-    if (reflection && (mask & kTermReflection)) addShine(out, *reflection, glowSpecularScale);
-
-    // Hiding is for the eye only: the glow has been taken already. Refraction has no glow of its own.
-    if (hide)
-        setRgb(out.color, 0);
-    else if (mask & kTermRefraction)
-        setRgb(out.color, out.color + *refraction);
-
-    const auto record = [mask](miUint bit, miColor& term, const miColor* value) {
-        if (value && (mask & bit)) term = *value;
-    };
-    record(kTermAmbient, out.term0, ambient);
-    record(kTermIncandescence, out.term1, incandescence);
-    record(kTermIndirect, out.term2, indirect);
-    record(kTermDirect, out.term3, base);
-    record(kTermDirectNoShadow, out.term4, base + 1);
-    if (mask & kTermShadowRatio) setRgb(out.term5, scalar);
-    record(kTermSpecular, out.term6, specular);
-    // The first color here too, although the second one was added above: readers of the record rely on it.
-    record(kTermSpecularNoShadow, out.term7, specular);
-    record(kTermReflection, out.term8, reflection);
-    record(kTermRefraction, out.term9, refraction);
-    record(kTermScatter, out.term10, scatter);
-    setRgb(out.opacity, 1 - *transparency);
+    lumo::composite(composition, result, ambient, incandescence, indirect, base, scalar, specular, reflection,
+                    refraction, scatter, transparency, glowScale, glowSpecularScale, hide, matteMode, matteOpacity);
 }
 
 void bc_destruct(CompositionState*) {}

@@ -2,6 +2,8 @@
 #pragma once
 
 #include <algorithm>
+#include <cstddef>
+#include <cstdint>
 #include <span>
 
 #include "SDK/lumo.h"
@@ -29,8 +31,8 @@ struct FrameBuffers {
 
     /* The entries of one pass type. */
     std::span<FrameBufferInfo> ofType(miUint type) const {
-        if (!passes) return {};
-        const PassRange range = passes->types[type];
+        const PassRange range = passes ? passes->types[type] : PassRange{};
+        if (range.count == 0) return {};
         const std::size_t first = std::min<std::size_t>(range.first, entries.size());
         return entries.subspan(first, std::min<std::size_t>(range.count, entries.size() - first));
     }
@@ -41,9 +43,39 @@ inline bool contains(std::span<FrameBufferInfo> entries, const FrameBufferInfo& 
     return !entries.empty() && &entry >= &entries.front() && &entry <= &entries.back();
 }
 
+/* A record of this size that travels with the state; null where there is none, or another one under its name. */
+template <class Record>
+Record* publishedRecord(miState* state, const char* key) {
+    int size = 0;
+    void* record = mi_shaderstate_get(state, key, &size);
+    return record && size == static_cast<int>(sizeof(Record)) ? static_cast<Record*>(record) : nullptr;
+}
+
 /* As published, without asking for the stage: for callers who know it. */
-FrameBuffers publishedFrameBuffers(miState* state);
-FrameBufferState* publishedFrameBufferState(miState* state);
+inline FrameBuffers publishedFrameBuffers(miState* state) {
+    auto* passes = publishedRecord<PassState>(state, PASS_TYPE_INFO_KEY);
+    if (!passes) return {};
+
+    // The entries must be exactly as many as the pass types say, or one of the two records is not ours.
+    const PassRange& last = passes->types[kPassTypeCount - 1];
+    const std::uint64_t count = std::uint64_t{last.first} + last.count;
+    if (count == 0) return {};
+    int size = 0;
+    auto* entries = static_cast<FrameBufferInfo*>(mi_shaderstate_get(state, FRAME_BUFFER_INFO_KEY, &size));
+    if (!entries || size < 0 || static_cast<std::uint64_t>(size) != count * sizeof(FrameBufferInfo)) return {};
+
+    if (entries->flags & kEntryInUse) return {};
+    return {passes, {entries, static_cast<std::size_t>(count)}};
+}
+inline FrameBufferState* publishedFrameBufferState(miState* state) {
+    return publishedRecord<FrameBufferState>(state, FRAME_BUFFER_STATE_KEY);
+}
+
+/* Those that take part now. Most renders have none, and then the stage does not matter. */
+inline FrameBuffers currentFrameBuffers(miState* state) {
+    const FrameBuffers buffers = publishedFrameBuffers(state);
+    return buffers.empty() || rendersTiles(state) ? buffers : FrameBuffers{};
+}
 
 /* Limit of the sum of a ray's levels. */
 inline int traceDepth(const miState* state) { return std::max(state->options->trace_depth, 0); }

@@ -1,7 +1,11 @@
 #include "SDK/passes/level_filters.h"
 
 #include "SDK/color/color.h"
+#include "SDK/framework/float4.h"
 #include "SDK/passes/pass_filter.h"
+
+#include <cstddef>
+#include <cstring>
 
 namespace lumo {
 namespace {
@@ -13,8 +17,7 @@ class Arrival {
 public:
     explicit Arrival(const miState* state)
         : level_(rayLevel(state)),
-          reflection_(state->reflection_level),
-          refraction_(state->refraction_level),
+          levels_{state->reflection_level, state->reflection_level, state->refraction_level, state->refraction_level},
           hiding_(hidingFlags(state->type)) {}
 
     miUint flags(const FrameBufferInfo& entry) const {
@@ -45,13 +48,19 @@ private:
     /* What the buffer's own range gives: 0 inside it, kLevelFiltered outside, with kLevelBelowRange where more
      * reflections or refractions lead into it. */
     miUint rangeFlags(const FrameBufferInfo& entry) const {
-        const bool below = reflection_ < entry.minReflectionLevel || refraction_ < entry.minRefractionLevel;
-        const bool above = reflection_ > entry.maxReflectionLevel || refraction_ > entry.maxRefractionLevel;
-        if (below && !above) return kLevelFiltered | kLevelBelowRange;
-        return above ? kLevelFiltered : 0;
+        static_assert(offsetof(FrameBufferInfo, maxRefractionLevel) - offsetof(FrameBufferInfo, minReflectionLevel) ==
+                      3 * sizeof(miInteger));
+        // Lowest and highest reflection, lowest and highest refraction.
+        Int4 limits;
+        std::memcpy(&limits, &entry.minReflectionLevel, sizeof limits);
+        constexpr unsigned kLowest = 0b0101, kHighest = 0b1010;
+        const unsigned below = bits4(levels_ < limits) & kLowest, above = bits4(levels_ > limits) & kHighest;
+        if ((below | above) == 0) return 0;
+        return above ? kLevelFiltered : kLevelFiltered | kLevelBelowRange;
     }
 
-    const int level_, reflection_, refraction_;
+    const int level_;
+    const Int4 levels_;
     const miUint hiding_;
 };
 

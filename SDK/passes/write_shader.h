@@ -64,7 +64,7 @@ public:
         // Whoever sees the surface without depositing anything, as rays of indirect light do, sees its color, too.
         const bool waits = evaluation == kEvaluateBeforeSurface;
         if (!waits) result->color = in(&P::header, &WriteHeader::color);
-        const FrameBuffers buffers = rendersTiles(state) ? publishedFrameBuffers(state) : FrameBuffers{};
+        const FrameBuffers buffers = currentFrameBuffers(state);
         if (buffers.empty()) return miTRUE;
 
         FrameBufferInfo& first = buffers.entries.front();

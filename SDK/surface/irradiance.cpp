@@ -92,6 +92,24 @@ miColor gatheredRadiance(miState* state, Vexabase& record) {
     return radiance;
 }
 
+/* What is gathered, as far as the surface reflects it. Black where that does not count. */
+miColor reflectedRadiance(miState* state, Vexabase& record, const miColor& reflected, const miColor& transparency,
+                          miScalar glowIntensity) {
+    const WeightScope weight(record);
+    weight.multiply((1 - transparency) * reflected, glowIntensity);
+    if (largestChannel(record.contributionWeight) < record.lowerImportance) return kBlack;
+    miColor result = gatheredRadiance(state, record) * reflected;
+    result.a = 0;
+    return result;
+}
+
+/* The same without a record of the host's. */
+[[gnu::noinline]] miColor reflectedRadiance(miState* state, const miColor& reflected, const miColor& transparency,
+                                            miScalar glowIntensity) {
+    Vexabase record;
+    return reflectedRadiance(state, record, reflected, transparency, glowIntensity);
+}
+
 }  // namespace
 }  // namespace lumo
 
@@ -110,13 +128,8 @@ miColor* compute_irradiance(miColor* result, const miColor* irradianceColor, miS
         return result;
     }
 
-    Vexabase unplaced;
-    Vexabase* const placed = vexabaseOf(state);
-    Vexabase& record = placed ? *placed : unplaced;
-    const WeightScope weight(record);
-    weight.multiply((1 - *transparency) * reflected, glowIntensity);
-    if (largestChannel(record.contributionWeight) < record.lowerImportance) return result;
-    *result = gatheredRadiance(state, record) * reflected;
-    result->a = 0;
+    Vexabase* const record = vexabaseOf(state);
+    *result = record ? reflectedRadiance(state, *record, reflected, *transparency, glowIntensity)
+                     : reflectedRadiance(state, reflected, *transparency, glowIntensity);
     return result;
 }

@@ -65,9 +65,4 @@ miColor traceBundle(miState* state, const FrameBuffers& buffers, const RayBundle
     return sum * share;
 }
 
-miVector mirrored(const miVector& dir, const miVector& normal) {
-    const miScalar twice = 2 * mi_vector_dot(&normal, &dir);
-    return {dir.x - twice * normal.x, dir.y - twice * normal.y, dir.z - twice * normal.z};
-}
-
 }  // namespace lumo

@@ -61,6 +61,9 @@ miColor traceBundle(miState* state, const FrameBuffers& buffers, const RayBundle
                     RayKind passes);
 
 /* An arriving direction, mirrored by the surface with this normal (either side). Unit length. */
-miVector mirrored(const miVector& dir, const miVector& normal);
+inline miVector mirrored(const miVector& dir, const miVector& normal) {
+    const miScalar twice = 2 * mi_vector_dot(&normal, &dir);
+    return {dir.x - twice * normal.x, dir.y - twice * normal.y, dir.z - twice * normal.z};
+}
 
 }  // namespace lumo

@@ -10,6 +10,7 @@
 #pragma once
 
 #include "SDK/framework/renderer_access.h"
+#include "SDK/passes/composition.h"
 #include "SDK/surface/surface_components.h"
 #include "SDK/surface/surface_lights.h"
 #include "SDK/surface/secondary_rays.h"
@@ -99,11 +100,7 @@ private:
 
     void shadeSeen(Return& result, const H& in, Vexabase& record) const {
         const NormalScope normal(in.state());
-        FrameBuffers buffers;
-        FrameBufferInfo* entries = nullptr;
-        const miUint count = getFrameBufferInfo(in.state(), &buffers.passes, &entries);
-        buffers.entries = {entries, count};
-
+        const FrameBuffers buffers = currentFrameBuffers(in.state());
         SurfacePoint point = pointOf(in, record);
         PassWriter passes(in.state(), buffers, this->passWriteMode, this->passWriteFlagByte(), &this->passWriteWeight);
         if (point.matteMode == 0) passes.close();  // a hole is a hole in every pass
@@ -131,12 +128,13 @@ private:
         miState* state = in.state();
         applyBump(in);
         custom_.prepare(in, record);
-        SurfacePoint point{};
+        SurfacePoint point;
         point.state = state;
         point.record = &record;
-        bc_construct(&point.composition, record.compositionMode, state);
+        point.composition = compositionFor(record.compositionMode, state);
         point.transparency = in.transparency();
         point.translucence = in.common(&LambertParameters::translucence);
+        point.translucenceFocus = point.translucenceDepth = 0;
         if (point.translucence != 0) {
             point.translucenceFocus = in.common(&LambertParameters::translucenceFocus);
             point.translucenceDepth = in.common(&LambertParameters::translucenceDepth);
@@ -172,6 +170,7 @@ private:
     }
 
     void writeMaterialColors(const SurfacePoint& point, const PassWriter& passes) const {
+        if (!passes.isOpen()) return;
         passes.write(kPassAmbientMaterialColor, point.ambientMaterial);
         passes.write(kPassDiffuseMaterialColor, point.diffuseMaterial * point.diffuse);
         passes.write(kPassMatte, kBlack);
@@ -189,17 +188,17 @@ private:
     void compose(Return& result, const H& in, SurfacePoint& point, const Lights& lights,
                  const SurfaceTerms& terms) const {
         result.transparency = point.transparency;
-        bc_composite(&point.composition, &result, &terms.ambient, &terms.incandescence, &terms.indirect,
-                     lights.direct(), lights.shadowRatio(), lights.specular(), &terms.reflection, &terms.refraction,
-                     &terms.scatter, &point.transparency, point.glowIntensity, point.glowIntensity, point.hideSource,
-                     point.matteMode, in.common(&LambertParameters::matteOpacity));
-        bc_destruct(&point.composition);
+        composite(&point.composition, &result, &terms.ambient, &terms.incandescence, &terms.indirect, lights.direct(),
+                  lights.shadowRatio(), lights.specular(), &terms.reflection, &terms.refraction, &terms.scatter,
+                  &point.transparency, point.glowIntensity, point.glowIntensity, point.hideSource, point.matteMode,
+                  in.common(&LambertParameters::matteOpacity));
         // Rays that looked behind already are in the color: compositing must not look there again.
         if (point.refractionTraced && point.wants(kTermRefraction)) result.transparency = kBlack;
     }
 
     void writeTotals(const Return& result, const SurfacePoint& point, const PassWriter& passes,
                      const SurfaceTerms& terms) const {
+        if (!passes.isOpen()) return;
         passes.write(kPassRefraction, terms.refraction);
         passes.write(kPassReflection, terms.reflection);
         passes.write(kPassScatter, terms.scatter);

@@ -210,6 +210,7 @@ private:
     miColor addAmbient(const LightSample& sample, Run& run) {
         const miColor& color = point_.diffuseMaterial;
         run.direct.add(color, sample.color, data_.color);
+        if (!passes_.isOpen()) return color;
         passes_.addLit(kPassAmbientIrradiance, WHITE);
         passes_.addLit(kPassAmbient, color);
         return color;
@@ -222,7 +223,7 @@ private:
 
     void addIrradiance(LightSample& sample) {
         if (data_.corners) sample.cosine = areaCosine();
-        if (!(sample.cosine > 0)) return;
+        if (!(sample.cosine > 0) || !passes_.isOpen()) return;
         const miColor cosine = {sample.cosine, sample.cosine, sample.cosine, 1};
         for (const PassType type : {kPassDirectIrradiance, kPassDirectIrradianceNoShadow, kPassShadowIrradiance})
             passes_.addLit(type, cosine);
@@ -245,6 +246,7 @@ private:
         }
         const miColor diffuse = scattered + through;
         run.direct.add(diffuse, sample.color, data_.color);
+        if (!passes_.isOpen()) return diffuse;
         passes_.addLit(kPassDiffuse, diffuse);
         passes_.addLit(kPassDiffuseNoShadow, diffuse);
         return diffuse;
@@ -253,6 +255,7 @@ private:
     miColor addSpecular(const LightSample& sample, Run& run) {
         const miColor specular = specularTerm(sample);
         run.specular.add(specular, sample.color, data_.color);
+        if (!passes_.isOpen()) return specular;
         passes_.addLit(kPassSpecular, specular);
         passes_.addLit(kPassSpecularNoShadow, specular);
         return specular;
@@ -303,6 +306,7 @@ private:
 
     /* Everything that this sample shows of the surface. */
     void addWhole(const miColor& color) {
+        if (!passes_.isOpen()) return;
         passes_.addLit(kPassShadow, color);
         passes_.addLitLuminance(kPassShadowLuminance, color);
         if (point_.hideSource) return;

@@ -70,12 +70,15 @@ public:
             for (FrameBufferInfo& entry : buffers_.ofType(type)) entry.lightSum.r += luminance(entry.lightValue * term);
     }
 
-    void beginLight() const { sampleLightBegin(buffers_.count(), buffers_.entries.data()); }
+    void beginLight() const {
+        if (!buffers_.empty()) sampleLightBegin(buffers_.count(), buffers_.entries.data());
+    }
     void takeForeignLight(const miColor& color, miTag light) const {
-        handleNonLumoLights(buffers_.count(), buffers_.entries.data(), &color, light, state_);
+        if (!buffers_.empty()) handleNonLumoLights(buffers_.count(), buffers_.entries.data(), &color, light, state_);
     }
     void endLight(int samples) const {
-        sampleLightEnd(state_, buffers_.count(), buffers_.entries.data(), samples, &mode_, flags_, weight_);
+        if (!buffers_.empty())
+            sampleLightEnd(state_, buffers_.count(), buffers_.entries.data(), samples, &mode_, flags_, weight_);
     }
 
     /* The buffers that secondary rays write for this surface. */

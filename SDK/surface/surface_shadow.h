@@ -78,9 +78,9 @@ miBoolean passShadow(miColor* result, miState* state, Vexabase& record, const So
         return !isBlack(*result);
     }
 
-    PassState* passes = nullptr;
-    FrameBufferInfo* entries = nullptr;
-    const miUint count = getFrameBufferInfo(state, &passes, &entries);
+    const FrameBuffers buffers = currentFrameBuffers(state);
+    FrameBufferInfo* const entries = buffers.entries.data();
+    const miUint count = buffers.count();
     const miColor t = shadowTransmission(state, record, source);
     if (isBlack(t)) {
         *result = kBlack;

@@ -22,44 +22,28 @@ void* allocateRecord(std::size_t size) {
 
 }  // namespace
 
-/// The record is published last and read first, so a thread that sees it sees the type and size that belong to it.
-struct Database::Element {
-    std::atomic<void*> record{nullptr};
-    std::atomic<int> type{miSCENE_NONE};
-    std::atomic<std::size_t> size{0};
-    std::string name;
-    std::unique_ptr<Detail> detail;
+Database::Element::~Element() { std::free(record.load()); }
 
-    ~Element() { std::free(record.load()); }
+void Database::Element::fill(int sceneType, std::size_t recordSize) {
+    void* fresh = allocateRecord(recordSize);
+    detail.reset();
+    size.store(recordSize);
+    type.store(sceneType, std::memory_order_release);
+    std::free(record.exchange(fresh));
+}
 
-    void fill(int sceneType, std::size_t recordSize) {
-        void* fresh = allocateRecord(recordSize);
-        detail.reset();
-        size.store(recordSize);
-        type.store(sceneType, std::memory_order_release);
-        std::free(record.exchange(fresh));
-    }
-
-    void empty() {
-        type.store(miSCENE_NONE);
-        size.store(0);
-        detail.reset();
-        name.clear();
-        std::free(record.exchange(nullptr));
-    }
-};
+void Database::Element::empty() {
+    type.store(miSCENE_NONE);
+    size.store(0);
+    detail.reset();
+    name.clear();
+    std::free(record.exchange(nullptr));
+}
 
 Database::Database() : chunks_(std::make_unique<std::array<std::atomic<Element*>, kChunks>>()) {}
 
 Database::~Database() {
     for (const auto& chunk : *chunks_) delete[] chunk.load();
-}
-
-Database::Element* Database::element(miTag tag) const noexcept {
-    const std::size_t chunkIndex = tag >> kChunkBits;
-    if (tag == miNULLTAG || chunkIndex >= kChunks) return nullptr;
-    Element* chunk = (*chunks_)[chunkIndex].load(std::memory_order_acquire);
-    return chunk ? chunk + (tag & (kChunkSize - 1)) : nullptr;
 }
 
 /// Tags are never used again, so that a stale one names nothing instead of something else.
@@ -128,16 +112,6 @@ miTag Database::find(std::string_view name) const {
     return found == names_.end() ? miNULLTAG : found->second;
 }
 
-void* Database::record(miTag tag) const noexcept {
-    const Element* found = element(tag);
-    return found ? found->record.load(std::memory_order_acquire) : nullptr;
-}
-
-int Database::type(miTag tag) const noexcept {
-    const Element* found = element(tag);
-    return found ? found->type.load(std::memory_order_acquire) : miSCENE_NONE;
-}
-
 std::size_t Database::size(miTag tag) const noexcept {
     const Element* found = element(tag);
     return found ? found->size.load(std::memory_order_acquire) : 0;
@@ -149,6 +123,7 @@ std::string_view Database::name(miTag tag) const noexcept {
 }
 
 void Database::setDetail(miTag tag, std::unique_ptr<Detail> detail) {
+    if (tag == miNULLTAG) return;
     if (Element* described = element(tag)) described->detail = std::move(detail);
 }
 

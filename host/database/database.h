@@ -1,6 +1,7 @@
 // The scene database: elements by tag, in the renderer's own record layouts, so that shaders can access them directly.
 #pragma once
 
+#include "mi/codes.h"
 #include "mi/types.h"
 
 #include <array>
@@ -51,8 +52,14 @@ public:
     miTag find(std::string_view name) const;
 
     /// The element's record, or null where the tag names nothing.
-    void* record(miTag tag) const noexcept;
-    int type(miTag tag) const noexcept;
+    void* record(miTag tag) const noexcept {
+        const Element* found = element(tag);
+        return found ? found->record.load(std::memory_order_acquire) : nullptr;
+    }
+    int type(miTag tag) const noexcept {
+        const Element* found = element(tag);
+        return found ? found->type.load(std::memory_order_acquire) : miSCENE_NONE;
+    }
     std::size_t size(miTag tag) const noexcept;
     /// The element's name; empty for anonymous elements.
     std::string_view name(miTag tag) const noexcept;
@@ -62,7 +69,9 @@ public:
     /// The record as T if the element is of the scene type, else null.
     template <class T>
     T* as(miTag tag, int sceneType) const noexcept {
-        return type(tag) == sceneType ? static_cast<T*>(record(tag)) : nullptr;
+        const Element* found = element(tag);
+        if (!found || found->type.load(std::memory_order_acquire) != sceneType) return nullptr;
+        return static_cast<T*>(found->record.load(std::memory_order_acquire));
     }
 
     void setDetail(miTag tag, std::unique_ptr<Detail> detail);
@@ -79,12 +88,29 @@ public:
     std::string_view string(miTag tag) const noexcept;
 
 private:
-    struct Element;
+    /// The record is published last and read first, so a thread that sees it sees the type and size that belong to it.
+    struct Element {
+        std::atomic<void*> record{nullptr};
+        std::atomic<int> type{miSCENE_NONE};
+        std::atomic<std::size_t> size{0};
+        std::string name;
+        std::unique_ptr<Detail> detail;
+
+        ~Element();
+        void fill(int sceneType, std::size_t recordSize);
+        void empty();
+    };
     static constexpr std::size_t kChunkBits = 12;
     static constexpr std::size_t kChunkSize = std::size_t{1} << kChunkBits;
     static constexpr std::size_t kChunks = 1 << 14;
 
-    Element* element(miTag tag) const noexcept;
+    Element* element(miTag tag) const noexcept {
+        const std::size_t chunkIndex = tag >> kChunkBits;
+        if (chunkIndex >= kChunks) return nullptr;
+        Element* chunk = (*chunks_)[chunkIndex].load(std::memory_order_acquire);
+        // Tag 0 has a place that nothing is ever put in.
+        return chunk ? chunk + (tag & (kChunkSize - 1)) : nullptr;
+    }
     Detail* detailOf(miTag tag) const noexcept;
     miTag allocateTag();
 

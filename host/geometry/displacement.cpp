@@ -37,6 +37,7 @@ public:
         static const Placement atOrigin;
         still_.placement = &atOrigin;
         still_.motionSteps = 0;
+        still_.inPlace = true;
         still_.moves = false;
         for (const ApproximationRule& rule : job.approximation)
             looksAtSurface_ = looksAtSurface_ || rule.distance > 0 || rule.angle > 0;

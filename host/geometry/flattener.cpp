@@ -339,6 +339,7 @@ private:
         flat.shadowListInstance = below.shadowListInstance;
         flat.parameterInstance = below.parameterInstance;
         flat.assemblyInstance = below.assemblyInstance;
+        flat.inPlace = flat.motionSteps == 0 && flat.placement->localToWorld == M44d();
     }
 
     const Approximation* approximationOf(miTag object, const Inheritance& below) {

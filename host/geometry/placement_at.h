@@ -19,23 +19,30 @@ M44d localToWorldAt(const auto& flat, double time) {
     return interpolate(flat.placement[step].localToWorld, flat.placement[step + 1].localToWorld, steps - step);
 }
 
-/// Matrices of an instance at a time 0..1 of the shutter interval. What stands still is not copied.
+/// Matrices of an instance at a time 0..1 of the shutter interval. What stands still is not copied, what stands where it
+/// was modelled is not transformed.
 class PlacementAt {
 public:
     PlacementAt(const FlatInstance& instance, double time)
-        : localToWorld_(&instance.placement->localToWorld), worldToLocal_(&instance.placement->worldToLocal) {
+        : localToWorld_(instance.inPlace ? nullptr : &instance.placement->localToWorld),
+          worldToLocal_(instance.inPlace ? nullptr : &instance.placement->worldToLocal) {
         if (instance.motionSteps > 0 && time > 0) interpolateTo(instance, time);
     }
     PlacementAt(const PlacementAt&) = delete;
     PlacementAt& operator=(const PlacementAt&) = delete;
 
-    V3d pointToLocal(const V3d& p) const { return transformPoint(p, *worldToLocal_); }
-    V3d vectorToLocal(const V3d& v) const { return transformVector(v, *worldToLocal_); }
-    miVector vectorToWorld(const miVector& v) const { return narrow(transformVector(wide(v), *localToWorld_)); }
-    V3d normalToWorld(const V3d& n) const { return transformNormal(n, *worldToLocal_); }
+    V3d pointToLocal(const V3d& p) const { return worldToLocal_ ? transformPoint(p, *worldToLocal_) : p; }
+    V3d vectorToLocal(const V3d& v) const { return worldToLocal_ ? transformVector(v, *worldToLocal_) : v; }
+    miVector vectorToWorld(const miVector& v) const {
+        return localToWorld_ ? narrow(transformVector(wide(v), *localToWorld_)) : v;
+    }
+    V3d normalToWorld(const V3d& n) const { return worldToLocal_ ? transformNormal(n, *worldToLocal_) : n; }
+    miVector normalToWorld(const miVector& n) const {
+        return worldToLocal_ ? narrow(transformNormal(wide(n), *worldToLocal_)) : n;
+    }
 
 private:
-    const M44d* localToWorld_;
+    const M44d* localToWorld_;  ///< null where nothing is transformed
     const M44d* worldToLocal_;
     M44d interpolated_{Imath::UNINITIALIZED}, inverse_{Imath::UNINITIALIZED};
 

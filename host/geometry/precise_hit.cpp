@@ -27,6 +27,7 @@ LocalRay localRay(const Ray& ray, const M44d& worldToLocal) {
 }
 
 LocalRay localRay(const Ray& ray, const FlatInstance& instance, double time) {
+    if (instance.inPlace) return {wide(ray.org), wide(ray.dir)};
     if (instance.motionSteps == 0 || time == 0) return localRay(ray, instance.placement->worldToLocal);
     M44d inverse;
     invert(localToWorldAt(instance, time), inverse);

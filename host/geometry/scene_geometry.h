@@ -61,6 +61,7 @@ struct FlatInstance {
     miTag parameterInstance = 0;          ///< nearest instance with an inherited parameter block, or 0
     miTag assemblyInstance = 0;           ///< nearest instance of an assembly above, or 0
     std::uint8_t motionSteps = 0;         ///< of the instance itself: 0 where only vertices move, or nothing does
+    bool inPlace = false;                 ///< the object stands where it was modelled: object space is world space
     bool moves = false;                   ///< by motion transforms or vertex motion vectors
     bool overridesMaterial = false;       ///< `materials` beats the polygons' own
     bool overridesApproximation = false;  ///< `inheritedApproximation` beats the object's own

@@ -7,7 +7,9 @@
 namespace lumorender {
 
 /// See SceneGeometry::listSizes.
-HitListSizes listSizesOf(const Mesh& mesh);
+inline HitListSizes listSizesOf(const Mesh& mesh) {
+    return {mesh.textureSpaces, mesh.textureSpaces, mesh.hasDerivatives()};
+}
 
 /// See SceneGeometry::fillState.
 void fillSurface(const Hit& hit, miState& state, const HitLists& lists, bool flipNormals);

@@ -13,11 +13,15 @@ using namespace lumorender;
 
 namespace {
 
+[[gnu::cold]] void* missing(miTag tag, const char* function) {
+    error("API", "{}: no database element has the tag {}", function, tag);
+    return nullptr;
+}
+
 /// The record; a shader that asks for nothing is told so, because it will hardly survive the null pointer.
 void* accessed(miTag tag, const char* function) {
     void* record = hostDatabase().record(tag);
-    if (!record) error("API", "{}: no database element has the tag {}", function, tag);
-    return record;
+    return record ? record : missing(tag, function);
 }
 
 }  // namespace
@@ -27,8 +31,11 @@ extern "C" {
 const void* mi_db_access(miTag tag) { return accessed(tag, "mi_db_access"); }
 
 void* mi_db_access_type(int* type, miTag tag) {
-    if (type) *type = hostDatabase().type(tag);
-    return accessed(tag, "mi_db_access_type");
+    const Database& database = hostDatabase();
+    const int found = database.type(tag);
+    if (type) *type = found;
+    void* record = database.record(tag);
+    return record ? record : missing(tag, "mi_db_access_type");
 }
 
 void mi_db_unpin(miTag) {}

@@ -7,9 +7,15 @@
 namespace lumorender {
 
 /// The scene database that shaders see. One for the program's life; thread-safe as Database says.
-Database& hostDatabase();
+inline Database& hostDatabase() {
+    static Database database;
+    return database;
+}
 
 /// The shader modules that were loaded.
-Modules& hostModules();
+inline Modules& hostModules() {
+    static Modules modules;
+    return modules;
+}
 
 }  // namespace lumorender

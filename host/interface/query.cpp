@@ -2,6 +2,7 @@
 #include "interface/query.h"
 
 #include "interface/host.h"
+#include "tracing/shader_table.h"
 
 #include "shader.h"
 
@@ -62,19 +63,43 @@ constexpr std::array<Answer, miQ_COUNT> makeTable() {
 
 constexpr std::array<Answer, miQ_COUNT> kAnswers = makeTable();
 
-}  // namespace
+/// 0 outside of final gathering; below one of its rays 1 while tiles render, 2 while points are made.
+int gatherState(const ThreadContext& context) {
+    if (context.gather.depth == 0) return 0;
+    return context.stage == miSTAGE_FINALGATHER ? 2 : 1;
+}
 
-extern "C" miBoolean mi_query(miQ_type code, miState* state, miTag tag, void* result, ...) {
-    if (code <= miQ_NONE || code >= miQ_COUNT || !result) return miFALSE;
+template <class T>
+miBoolean give(void* result, const T& value) {
+    std::memcpy(result, &value, sizeof value);
+    return miTRUE;
+}
+
+/// For a code within the table.
+[[gnu::noinline]] miBoolean answer(miQ_type code, miState* state, miTag tag, void* result, int index, void* more) {
     const Answer answer = kAnswers[static_cast<std::size_t>(code)];
     if (!answer) return miFALSE;
-    Query query{code, state, tag, result, state && state->ts ? *contextOf(state).scene->database : hostDatabase()};
-    if (code == miQ_GROUP_KID || code == miQ_FUNC_TLS_GETALL || code == miQ_FUNC_PARAM_VALUE) {
-        va_list arguments;
-        va_start(arguments, result);
-        if (code != miQ_GROUP_KID) query.more = va_arg(arguments, void*);
-        if (code != miQ_FUNC_TLS_GETALL) query.index = va_arg(arguments, int);
-        va_end(arguments);
+    return answer({code, state, tag, result, state && state->ts ? *contextOf(state).scene->database : hostDatabase(),
+                   index, more});
+}
+
+}  // namespace
+
+/// What every call of a shader asks comes first, before anything is made of the question.
+extern "C" miBoolean mi_query(miQ_type code, miState* state, miTag tag, void* result, ...) {
+    if (result && state && state->ts) [[likely]] {
+        if (code == miQ_STAGE) return give(result, static_cast<int>(contextOf(state).stage));
+        if (code == miQ_FINALGATHER_STATE) return give(result, gatherState(contextOf(state)));
+        if (code == miQ_FUNC_USERPTR && tag == miNULLTAG && state->shader && runtimeOf(state->shader))
+            return give(result, &runtimeOf(state->shader)->userPointer);
     }
-    return answer(query);
+    if (code <= miQ_NONE || code >= miQ_COUNT || !result) return miFALSE;
+    if (code != miQ_GROUP_KID && code != miQ_FUNC_TLS_GETALL && code != miQ_FUNC_PARAM_VALUE)
+        return answer(code, state, tag, result, 0, nullptr);
+    va_list arguments;
+    va_start(arguments, result);
+    void* more = code != miQ_GROUP_KID ? va_arg(arguments, void*) : nullptr;
+    const int index = code != miQ_FUNC_TLS_GETALL ? va_arg(arguments, int) : 0;
+    va_end(arguments);
+    return answer(code, state, tag, result, index, more);
 }

@@ -180,12 +180,6 @@ bool answerAboutLightNormal(const Query& query) {
     return isKnown && query.answer(normal);
 }
 
-/// 0 outside of final gathering; below one of its rays 1 while tiles render, 2 while points are made.
-int gatherState(const ThreadContext& context) {
-    if (context.gather.depth == 0) return 0;
-    return context.stage == miSTAGE_FINALGATHER ? 2 : 1;
-}
-
 /// How many photons all lights have sent; unknown before that, and where there are none.
 bool answerAboutEmission(const Query& query, const RenderScene& scene, std::size_t kind) {
     constexpr std::uint64_t kMost = std::numeric_limits<int>::max();
@@ -202,8 +196,6 @@ bool answerAboutScene(const Query& query, const ThreadContext& context) {
         case miQ_GLOBAL_PHOTONS_EMITTED: return answerAboutEmission(query, scene, 1);
         // Two numbers: callers have room for two or for three.
         case miQ_LIGHT_SAMPLE_COORD: return query.answer(context.lightSample.position);
-        case miQ_STAGE: return query.answer(static_cast<int>(context.stage));
-        case miQ_FINALGATHER_STATE: return query.answer(gatherState(context));
         case miQ_SAMPLE_MOVING: return query.answer(static_cast<int>(context.sampleMoves));
         case miQ_LIGHT_NORMAL: return answerAboutLightNormal(query);
         default: return false;

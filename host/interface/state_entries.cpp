@@ -12,15 +12,20 @@ namespace {
 
 /// The sample's value of a buffer, or null where there is no such buffer or no sample.
 SampleValue* sampleValue(ThreadContext& context, int buffer) {
-    if (!context.sampling || buffer < 0 || static_cast<std::size_t>(buffer) >= context.values.size()) return nullptr;
-    return &context.values[static_cast<std::size_t>(buffer)];
+    // What is negative is beyond all numbers here.
+    const auto number = static_cast<std::size_t>(buffer);
+    return context.sampling && number < context.values.size() ? &context.values[number] : nullptr;
 }
 
 /// Moves a buffer's record: a color, a vector, or one word. Copies of a known size are a few instructions each. False
 /// where numbers of buffers leave this one out.
 miBoolean copyRecord(const ThreadContext& context, int buffer, void* to, const void* from) {
-    switch (context.scene->buffers->words[static_cast<std::size_t>(buffer)]) {
-        case 4: std::memcpy(to, from, 16); return miTRUE;
+    const auto words = context.scene->buffers->words[static_cast<std::size_t>(buffer)];
+    if (words == 4) [[likely]] {
+        std::memcpy(to, from, 16);
+        return miTRUE;
+    }
+    switch (words) {
         case 3: std::memcpy(to, from, 12); return miTRUE;
         case 1: std::memcpy(to, from, 4); return miTRUE;
         default: return miFALSE;

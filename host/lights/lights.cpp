@@ -90,6 +90,8 @@ struct LightSample {
     miScalar* dotNl;
 };
 
+bool hasOnePlace(const LightSource& source) { return source.light->area == miLIGHT_NONE || source.directional; }
+
 /// Shaders of lights without a shape of ours choose the place themselves, so only what they left can be judged.
 bool choosesItsPlace(const LightSource& source) { return source.light->area == miLIGHT_USER && !source.directional; }
 
@@ -99,7 +101,7 @@ bool takeSample(const LightSource& source, const LightGrid& grid, int number, co
     ThreadContext& context = contextOf(state);
     LightPlace place;
     miVector origin = source.origin;
-    if (source.light->area != miLIGHT_NONE && !source.directional) {
+    if (!hasOnePlace(source)) {
         place.position = gridPosition(grid, number, state);
         const std::optional<LightPoint> point =
             pointOnLight(*source.light, *source.placement, source.surface, state->point,
@@ -228,6 +230,11 @@ bool sampleLight(miColor* result, miVector* dir, miScalar* dotNl, miState* state
     const ThreadContext& context = contextOf(state);
     const LightSource* source = context.scene->lights ? context.scene->lights->find(light) : nullptr;
     if (!source || *samples < 0) return false;
+    // Shaders call until nothing comes any more. Most lights have one place to sample.
+    if (hasOnePlace(*source)) {
+        if (*samples > 0 || abortRequested()) return false;
+        return takeSample(*source, {}, (*samples)++, {result, dir, dotNl}, state);
+    }
     // One of many gathered places does not need more than the coarse grid.
     const bool gathers = context.gather.depth > 0;
     const int level = gathers ? std::numeric_limits<int>::max() : state->reflection_level + state->refraction_level;

@@ -1,9 +1,11 @@
 // Memory that is taken piece by piece and given back all at once, per thread.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstring>
 #include <memory>
+#include <utility>
 #include <vector>
 
 namespace lumorender {
@@ -14,23 +16,17 @@ class Arena {
 public:
     struct Mark {
         std::size_t chunk = 0;
-        std::size_t used = 0;
+        std::byte* next = nullptr;
     };
+
+    Arena() { enter(0, kChunkSize); }
 
     /// Uninitialised memory, 16-byte aligned.
     void* allocate(std::size_t size) {
         size = (size + 15) & ~std::size_t{15};
-        while (current_ < chunks_.size()) {
-            Chunk& chunk = chunks_[current_];
-            if (chunk.size - used_ >= size) {
-                void* memory = chunk.memory.get() + used_;
-                used_ += size;
-                return memory;
-            }
-            ++current_;
-            used_ = 0;
-        }
-        return allocateChunk(size);
+        if (static_cast<std::size_t>(end_ - next_) < size) [[unlikely]]
+            goOn(size);
+        return std::exchange(next_, next_ + size);
     }
 
     void* allocateZeroed(std::size_t size) { return std::memset(allocate(size), 0, size); }
@@ -40,11 +36,12 @@ public:
         return static_cast<T*>(allocate(count * sizeof(T)));
     }
 
-    Mark mark() const { return {current_, used_}; }
+    Mark mark() const { return {current_, next_}; }
 
-    void release(Mark mark) {
-        current_ = mark.chunk;
-        used_ = mark.used;
+    void release(const Mark& mark) {
+        if (mark.chunk != current_) [[unlikely]]
+            enter(mark.chunk, 0);
+        next_ = mark.next;
     }
 
 private:
@@ -54,17 +51,26 @@ private:
     };
     static constexpr std::size_t kChunkSize = std::size_t{1} << 18;
 
-    void* allocateChunk(std::size_t size) {
-        const std::size_t chunkSize = size > kChunkSize ? size : kChunkSize;
-        chunks_.push_back({std::make_unique<std::byte[]>(chunkSize), chunkSize});
-        current_ = chunks_.size() - 1;
-        used_ = size;
-        return chunks_.back().memory.get();
+    /// To the first of the further chunks that has room.
+    [[gnu::noinline]] void goOn(std::size_t size) {
+        while (static_cast<std::size_t>(end_ - next_) < size) enter(current_ + 1, size);
+    }
+
+    /// The beginning of a chunk, which is made where there is none yet: of this size at least.
+    [[gnu::noinline]] void enter(std::size_t chunk, std::size_t size) {
+        if (chunk == chunks_.size()) {
+            const std::size_t chunkSize = std::max(size, kChunkSize);
+            chunks_.push_back({std::make_unique<std::byte[]>(chunkSize), chunkSize});
+        }
+        current_ = chunk;
+        next_ = chunks_[chunk].memory.get();
+        end_ = next_ + chunks_[chunk].size;
     }
 
     std::vector<Chunk> chunks_;
     std::size_t current_ = 0;
-    std::size_t used_ = 0;
+    std::byte* next_ = nullptr;
+    std::byte* end_ = nullptr;  ///< of the current chunk
 };
 
 }  // namespace lumorender

@@ -25,6 +25,7 @@ namespace lumorender {
 class Camera;
 class ContourSample;
 class FinalGather;
+struct FunctionRuntime;
 struct GatherPoint;
 class LightTable;
 struct LightSource;
@@ -78,18 +79,23 @@ struct RenderScene {
     std::shared_ptr<const Literals> literals = std::make_shared<Literals>();
 };
 
-/// One evaluated parameter of the running shader.
+/// One evaluated parameter of the running shader: its value is the result of a shader, or a member of that.
 struct EvaluatedParameter {
-    const void* address = nullptr;
-    void* value = nullptr;
+    const void* address;
+    void* value;
+    const FunctionRuntime* source;
+    std::byte* result;
 };
 
 /// One shader invocation. Evaluated parameters are remembered until it returns.
 struct CallFrame {
-    CallFrame* caller = nullptr;
-    const miFunction* function = nullptr;
-    miShader_type type = miSHADER_OTHER;
-    bool isRoot = false;  ///< called by the renderer itself, not by a shader
+    CallFrame(CallFrame* from, const miFunction* running, miShader_type kind, bool root)
+        : caller(from), function(running), type(kind), isRoot(root) {}
+
+    CallFrame* caller;
+    const miFunction* function;
+    miShader_type type;
+    bool isRoot;  ///< called by the renderer itself, not by a shader
     EvaluatedParameter* evaluated = nullptr;
     std::uint32_t evaluatedCount = 0;
     std::uint32_t evaluatedCapacity = 0;

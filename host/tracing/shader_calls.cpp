@@ -19,22 +19,23 @@ namespace {
 /// Brackets a shader invocation: the state's shader and child, the frame and the arena are as before afterwards.
 class Invocation {
 public:
-    Invocation(ThreadContext& context, miState* state, const miFunction* function, miShader_type type, bool isRoot)
-        : context_(context), state_(state), shader_(state->shader), child_(state->child), mark_(context.arena.mark()) {
-        frame_.caller = context.frame;
-        frame_.function = function;
-        frame_.type = type;
-        frame_.isRoot = isRoot;
-        context.frame = &frame_;
-        state->shader = function;
+    Invocation(ThreadContext& context, miState* state, CallFrame& frame)
+        : context_(context),
+          state_(state),
+          caller_(frame.caller),
+          shader_(state->shader),
+          child_(state->child),
+          mark_(context.arena.mark()) {
+        context.frame = &frame;
+        state->shader = frame.function;
         ++context.counters.calls;
     }
 
-    ~Invocation() {
+    [[gnu::always_inline]] ~Invocation() {
         state_->shader = shader_;
         // A child made inside this invocation lies in memory that is given back now.
         state_->child = child_;
-        context_.frame = frame_.caller;
+        context_.frame = caller_;
         context_.arena.release(mark_);
     }
 
@@ -43,14 +44,14 @@ public:
 
 private:
     ThreadContext& context_;
-    miState* state_;
-    const miFunction* shader_;
-    miState* child_;
-    Arena::Mark mark_;
-    CallFrame frame_;
+    miState* const state_;
+    CallFrame* const caller_;
+    const miFunction* const shader_;
+    miState* const child_;
+    const Arena::Mark mark_;
 };
 
-void tellOfDepth() {
+[[gnu::cold]] void tellOfDepth() {
     static std::atomic_flag told;
     if (!told.test_and_set())
         warning("RC",
@@ -69,38 +70,67 @@ bool mayCall(miShader_type type) {
 
 FunctionSpan functionsOf(const ThreadContext& context, miTag slot) { return context.scene->slots->functions(slot); }
 
-/// All of a slot's functions write the same result, one after the other.
-std::size_t resultSizeOf(const FunctionSpan& functions) {
-    std::size_t size = 0;
-    for (const FunctionRuntime* runtime : functions) size = std::max(size, runtime->resultSize);
-    return size;
-}
+/// What a call is, beside its shader, its result and its argument.
+struct CallKind {
+    miShader_type type;
+    bool isRoot;       ///< the renderer's own
+    bool wholeResult;  ///< the caller's memory is as large as the declared result
+};
+
+bool callShader(ThreadContext& context, miState* state, const FunctionSpan& functions, CallKind kind, void* result,
+                void* argument);
 
 /// The root of a phenomenon may be one member of a shader's result.
-bool callMember(ThreadContext& context, miState* state, const MemberConnection& member, miShader_type type,
-                void* result, void* argument) {
+[[gnu::noinline]] bool callMember(ThreadContext& context, miState* state, const MemberConnection& member, CallKind kind,
+                                  void* result, void* argument) {
     const Arena::Mark mark = context.arena.mark();
-    void* whole = context.arena.allocateZeroed(resultSizeOf(functionsOf(context, member.source)));
-    const bool ok = callShader(context, state, member.source, type, whole, argument, true, true);
+    const FunctionSpan functions = functionsOf(context, member.source);
+    void* whole = context.arena.allocateZeroed(std::max<std::size_t>(functions.resultSize, sizeof(miColor)));
+    const bool ok = callShader(context, state, functions, {kind.type, false, true}, whole, argument);
     if (ok) std::memcpy(result, static_cast<const std::byte*>(whole) + member.offset, member.size);
     context.arena.release(mark);
     return ok;
 }
 
-bool callFunction(ThreadContext& context, miState* state, FunctionRuntime& runtime, miShader_type type, void* result,
-                  void* argument, bool isRoot, bool wholeResult) {
-    if (runtime.member) return callMember(context, state, *runtime.member, type, result, argument);
-    if (!runtime.call || !mayCall(type)) return false;
-    const Invocation invocation(context, state, runtime.function, type, isRoot);
-    if (wholeResult || runtime.resultSize <= sizeof(miColor))
-        return runtime.call(result, state, runtime.function->parameters, argument) != miFALSE;
-
-    // The caller's slot holds a color: the larger record is the callee's alone.
+/// The caller's slot holds a color: the larger record is the callee's alone.
+[[gnu::noinline]] bool callWithRecord(ThreadContext& context, miState* state, const FunctionRuntime& runtime,
+                                      void* result, void* argument) {
     void* record = context.arena.allocateZeroed(runtime.resultSize);
     std::memcpy(record, result, sizeof(miColor));
     const bool ok = runtime.call(record, state, runtime.function->parameters, argument) != miFALSE;
     std::memcpy(result, record, sizeof(miColor));
     return ok;
+}
+
+/// A sample calls some ten shaders that cost little themselves: this is short, and takes what fits into registers.
+[[gnu::noinline]] bool callFunction(ThreadContext& context, miState* state, FunctionRuntime& runtime, CallKind kind,
+                                    void* result, void* argument) {
+    if (!runtime.call) [[unlikely]]
+        return runtime.member && callMember(context, state, *runtime.member, kind, result, argument);
+    if (!mayCall(kind.type)) return false;
+    CallFrame frame(context.frame, runtime.function, kind.type, kind.isRoot);
+    const Invocation invocation(context, state, frame);
+    if (!kind.wholeResult && runtime.resultSize > sizeof(miColor)) [[unlikely]]
+        return callWithRecord(context, state, runtime, result, argument);
+    return runtime.call(result, state, runtime.function->parameters, argument) != miFALSE;
+}
+
+[[gnu::noinline]] bool callEach(ThreadContext& context, miState* state, const FunctionSpan& functions, CallKind kind,
+                                void* result, void* argument) {
+    bool any = false;
+    for (FunctionRuntime* runtime : functions) {
+        const bool ok = callFunction(context, state, *runtime, kind, result, argument);
+        // An occluder that lets nothing through ends the shadow ray.
+        if (!ok && kind.type == miSHADER_SHADOW) return false;
+        any = any || ok;
+    }
+    return any;
+}
+
+bool callShader(ThreadContext& context, miState* state, const FunctionSpan& functions, CallKind kind, void* result,
+                void* argument) {
+    if (functions.count == 1) return callFunction(context, state, **functions.first, kind, result, argument);
+    return callEach(context, state, functions, kind, result, argument);
 }
 
 EvaluatedParameter* remembered(CallFrame& frame, const void* address) {
@@ -109,11 +139,14 @@ EvaluatedParameter* remembered(CallFrame& frame, const void* address) {
     return nullptr;
 }
 
-void remember(ThreadContext& context, CallFrame& frame, const void* address, void* value) {
-    if (EvaluatedParameter* known = remembered(frame, address)) {
-        known->value = value;
-        return;
-    }
+/// The whole result that the latest evaluation of a shader has given.
+std::byte* rememberedResult(const CallFrame& frame, const FunctionRuntime* source) {
+    for (std::uint32_t i = frame.evaluatedCount; i-- > 0;)
+        if (frame.evaluated[i].source == source) return frame.evaluated[i].result;
+    return nullptr;
+}
+
+void remember(ThreadContext& context, CallFrame& frame, const EvaluatedParameter& evaluated) {
     if (frame.evaluatedCount == frame.evaluatedCapacity) {
         const std::uint32_t capacity = std::max(8U, 2 * frame.evaluatedCapacity);
         auto* grown = context.arena.allocateArray<EvaluatedParameter>(capacity);
@@ -121,7 +154,7 @@ void remember(ThreadContext& context, CallFrame& frame, const void* address, voi
         frame.evaluated = grown;
         frame.evaluatedCapacity = capacity;
     }
-    frame.evaluated[frame.evaluatedCount++] = {address, value};
+    frame.evaluated[frame.evaluatedCount++] = evaluated;
 }
 
 }  // namespace
@@ -135,14 +168,8 @@ bool mayGoDeeper() {
 
 bool callShader(ThreadContext& context, miState* state, miTag slot, miShader_type type, void* result, void* argument,
                 bool calledByShader, bool wholeResult) {
-    bool any = false;
-    for (FunctionRuntime* runtime : context.scene->slots->functions(slot)) {
-        const bool ok = callFunction(context, state, *runtime, type, result, argument, !calledByShader, wholeResult);
-        // An occluder that lets nothing through ends the shadow ray.
-        if (!ok && type == miSHADER_SHADOW) return false;
-        any = any || ok;
-    }
-    return any;
+    return callShader(context, state, functionsOf(context, slot), CallKind{type, !calledByShader, wholeResult}, result,
+                      argument);
 }
 
 bool callOther(ThreadContext& context, miState* state, miTag slot, miShader_type type,
@@ -150,7 +177,8 @@ bool callOther(ThreadContext& context, miState* state, miTag slot, miShader_type
     bool any = false;
     for (FunctionRuntime* runtime : functionsOf(context, slot)) {
         if (!runtime->call || !mayCall(type)) continue;
-        const Invocation invocation(context, state, runtime->function, type, true);
+        CallFrame frame(context.frame, runtime->function, type, true);
+        const Invocation invocation(context, state, frame);
         any = call(runtime->call, const_cast<char*>(runtime->function->parameters)) || any;
     }
     return any;
@@ -172,20 +200,16 @@ void* evaluateParameter(miState* state, void* parameter, bool again) {
     const std::size_t offset = member ? member->offset : 0;
     const FunctionRuntime* const source = *functions.first;
 
-    // Members of one result are of one call: a surface is not shaded once for each. So whole results are remembered,
-    // too, by the shader that gave them.
-    const EvaluatedParameter* known = member && !again ? remembered(frame, source) : nullptr;
-    std::byte* result = known ? static_cast<std::byte*>(known->value) : nullptr;
+    // Members of one result are of one call: a surface is not shaded once for each.
+    std::byte* result = member && !again ? rememberedResult(frame, source) : nullptr;
     if (!result) {
-        const std::size_t size = resultSizeOf(functions);
-        result = static_cast<std::byte*>(entry ? static_cast<std::byte*>(entry->value) - offset
-                                               : context.arena.allocate(size));
+        const std::size_t size = functions.resultSize;
+        result = entry ? entry->result : static_cast<std::byte*>(context.arena.allocate(size));
         std::memset(result, 0, size);
         for (FunctionRuntime* runtime : functions)
-            callFunction(context, state, *runtime, miSHADER_TEXTURE, result, nullptr, false, true);
-        remember(context, frame, source, result);
+            callFunction(context, state, *runtime, {miSHADER_TEXTURE, false, true}, result, nullptr);
     }
-    if (!entry) remember(context, frame, parameter, result + offset);
+    if (!entry) remember(context, frame, {parameter, result + offset, source, result});
     return result + offset;
 }
 

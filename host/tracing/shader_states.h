@@ -26,7 +26,14 @@ public:
     bool set(const char* key, const void* value, int size, int lifetime, int ray);
 
     /// The stored value or null; its size goes to `size` where that is not null.
-    void* get(const char* key, int* size) const noexcept;
+    void* get(const char* key, int* size) const noexcept {
+        const Known& known = known_[placeOf(key)];
+        const Entry& entry = *known.entry;
+        if (known.literal != key || rayEntries_ != 0 || !entry.value) [[unlikely]]
+            return searchValue(key, size);
+        if (size) *size = entry.size;
+        return entry.value;
+    }
 
     void endRay(int ray) {
         if (rayEntries_ > 0) endEntries(miSS_LIFETIME_RAY, ray);
@@ -39,36 +46,48 @@ public:
     template <class Visit>
     void enumerate(Visit visit) {
         for (Entry& entry : entries_)
-            if (entry.live && !visit(entry.key.data(), entry.value, entry.size, entry.lifetime)) return;
+            if (entry.value && !visit(entry.key.data(), entry.value, entry.size, entry.lifetime)) return;
     }
 
 private:
     struct Entry {
         std::string key;
         std::unique_ptr<std::byte[]> memory;
-        void* value = nullptr;  ///< 16-byte aligned, inside memory
+        void* value = nullptr;  ///< 16-byte aligned, inside memory; null once it has ended
         int size = 0;
         int capacity = 0;
         int lifetime = 0;
         int ray = 0;
-        bool live = false;
     };
 
-    Entry* find(const char* key) noexcept;
-    const Entry* find(const char* key) const noexcept;
+    static const Entry kEnded;
+
     Entry& slotFor(const char* key);
     void remove(Entry& entry);
     void endEntries(int lifetime, int ray);
     void count(const Entry& entry, int step);
 
-    /// What a key has found last.
+    /// What literals have found last. Shaders pass the same ones again and again, each module its own, so a literal's
+    /// address finds its entry; other texts may have changed where they are.
     struct Known {
-        const char* key = nullptr;
-        const Entry* entry = nullptr;
-        bool isLiteral = false;  ///< the address of the key is enough
+        const char* literal = nullptr;
+        const Entry* entry = &kEnded;
+        const char* other = nullptr;  ///< is none, or has no place
     };
-    static constexpr std::size_t kKnownBits = 7;
+    static constexpr std::size_t kKnownBits = 10;  ///< so many that the few keys of a render seldom meet
 
+    /// Literals lie close together and aligned: multiplying spreads them over the high bits.
+    static std::size_t placeOf(const char* key) noexcept {
+        return static_cast<std::size_t>((reinterpret_cast<std::uintptr_t>(key) * 0x9e3779b97f4a7c15u) >>
+                                        (64 - kKnownBits));
+    }
+
+    /// Hidden entries need the search from the newest.
+    const Entry* find(const char* key) const noexcept {
+        const Known& known = known_[placeOf(key)];
+        return known.literal == key && rayEntries_ == 0 && known.entry->value ? known.entry : search(key);
+    }
+    void* searchValue(const char* key, int* size) const noexcept;
     const Entry* search(const char* key) const noexcept;
 
     std::shared_ptr<const Literals> literals_;

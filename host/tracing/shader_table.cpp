@@ -22,10 +22,7 @@ constexpr std::size_t kMostListed = 10'000'000;
 class Occasion {
 public:
     Occasion(ThreadContext& context, const FunctionRuntime& runtime, miShader_type type)
-        : context_(context), mark_(context.arena.mark()) {
-        frame_.function = runtime.function;
-        frame_.type = type;
-        frame_.isRoot = true;
+        : context_(context), mark_(context.arena.mark()), frame_(nullptr, runtime.function, type, true) {
         context.frame = &frame_;
         state().shader = runtime.function;
     }
@@ -234,7 +231,12 @@ void SlotTable::build(const Database& database, const ShaderTable& shaders) {
     for (Entry& entry : entries_) {
         entry.functions.first = next;
         next += entry.functions.count;
+        std::size_t size = 0;
+        for (const FunctionRuntime* runtime : entry.functions) size = std::max(size, runtime->resultSize);
+        entry.functions.resultSize = static_cast<std::uint32_t>(size);
     }
+    table_ = entries_.data();
+    end_ = entries_.size();
 }
 
 void SlotTable::addFunctions(const Database& database, miTag tag) {

@@ -104,6 +104,7 @@ private:
 struct FunctionSpan {
     FunctionRuntime* const* first = nullptr;
     std::uint32_t count = 0;
+    std::uint32_t resultSize = 0;  ///< of the largest result: all write the same one, one after the other
 
     FunctionRuntime* const* begin() const { return first; }
     FunctionRuntime* const* end() const { return first + count; }
@@ -117,8 +118,8 @@ public:
     void build(const Database& database, const ShaderTable& shaders);
 
     /// The functions of a FUNCTION or FLIST element; empty for anything else.
-    FunctionSpan functions(miTag tag) const { return tag < entries_.size() ? entries_[tag].functions : FunctionSpan{}; }
-    const miMaterial* material(miTag tag) const { return tag < entries_.size() ? entries_[tag].material : nullptr; }
+    FunctionSpan functions(miTag tag) const { return tag < end_ ? table_[tag].functions : FunctionSpan{}; }
+    const miMaterial* material(miTag tag) const { return tag < end_ ? table_[tag].material : nullptr; }
 
 private:
     struct Entry {
@@ -128,6 +129,8 @@ private:
     void addFunctions(const Database& database, miTag tag);
 
     std::vector<Entry> entries_;
+    const Entry* table_ = nullptr;
+    std::size_t end_ = 0;
     std::vector<FunctionRuntime*> runtimes_;
     std::size_t visits_ = 0;
 };

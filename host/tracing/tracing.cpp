@@ -2,6 +2,7 @@
 
 #include "mi/camera.h"
 #include "mi/options.h"
+#include "geometry/surface.h"
 #include "lights/lights.h"
 #include "tracing/camera.h"
 #include "tracing/contour_sample.h"
@@ -205,7 +206,8 @@ RayRecord& childRay(ThreadContext& context, miState* state) {
     record->state.child = nullptr;
     record->state.scanline = miFALSE;
     seedChildState(record->state, *state);
-    record->hit = {};
+    record->hit.instance = nullptr;
+    record->hit.sides = 0;
     return *record;
 }
 
@@ -230,9 +232,15 @@ bool findHit(ThreadContext& context, RayRecord& record, RayVisibility visibility
 
 void fillHit(ThreadContext& context, RayRecord& record, bool flipNormals) {
     const SceneGeometry& geometry = *context.scene->geometry;
-    provideLists(context, record, geometry.listSizes(*record.hit.instance));
+    const FlatInstance& instance = *record.hit.instance;
     record.state.pri = reinterpret_cast<miRc_intersection*>(&record.hit);
-    geometry.fillState(record.hit, record.state, record.lists, flipNormals);
+    if (instance.mesh) {
+        provideLists(context, record, listSizesOf(*instance.mesh));
+        fillSurface(record.hit, record.state, record.lists, flipNormals);
+    } else {
+        provideLists(context, record, geometry.listSizes(instance));
+        geometry.fillState(record.hit, record.state, record.lists, flipNormals);
+    }
     context.sampleMoves = context.sampleMoves || record.hit.instance->moves;
 }
 

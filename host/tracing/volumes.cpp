@@ -26,11 +26,6 @@ miTag volumeOf(const miMaterial* material, const miState& ray) {
 
 miTag volumeAround(const miState& ray) { return isPhoton(ray) ? miNULLTAG : ray.camera->volume; }
 
-bool areAutomatic(const miState& state) {
-    const miOptions& options = *state.options;
-    return (isPhoton(state) ? options.photon_autovolume : options.autovolume) && !options.no_volume;
-}
-
 /// False where the volume has kept a photon; other rays go on in any case.
 bool callVolume(ThreadContext& context, miState* state, miColor* result) {
     return callShader(context, state, state->volume, isPhoton(*state) ? miSHADER_PHOTONVOL : miSHADER_VOLUME, result);
@@ -87,9 +82,9 @@ bool isSamePlace(const EyeOrigin& known, const miState& ray) {
 
 }  // namespace
 
-bool applyVolume(ThreadContext& context, miState* state, miColor* result, bool ok) {
+bool applyVolumes(ThreadContext& context, miState* state, miColor* result, bool ok) {
     if (state->options->no_volume) return ok;
-    if (!areAutomatic(*state)) {
+    if (!volumesAreAutomatic(*state)) {
         if (state->volume == 0) return ok;
         return callVolume(context, state, result);
     }
@@ -111,7 +106,7 @@ miTag volumeBehind(const ThreadContext& context, const miState& state, const miM
     const miTag own = volumeOf(material, state);
     if (own == 0) return state.volume;
     if (!state.inv_normal) return own;
-    if (areAutomatic(state)) return without(context.volumes, own).innermost();
+    if (volumesAreAutomatic(state)) return without(context.volumes, own).innermost();
     if (state.volume != own) return own;
     for (const miState* before = state.parent; before; before = before->parent) {
         const bool isEntry = volumeOf(materialOf(context, *before), state) == own && !before->inv_normal;
@@ -120,27 +115,26 @@ miTag volumeBehind(const ThreadContext& context, const miState& state, const miM
     return volumeAround(state);
 }
 
-EyeVolumes::EyeVolumes(ThreadContext& context, miState& ray) : VolumesScope(context) {
-    if (!areAutomatic(ray)) return;
-    before_ = context.volumes;
+void EyeVolumes::begin(miState& ray) {
+    before_ = context_.volumes;
     // Most rays of a camera begin at one place.
-    EyeOrigin& known = context.eyeOrigin;
-    if (!isSamePlace(known, ray)) known = {true, ray.org, ray.time, volumesAtOrigin(context, ray)};
-    context.volumes = known.volumes;
-    ray.volume = context.volumes.innermost();
+    EyeOrigin& known = context_.eyeOrigin;
+    if (!isSamePlace(known, ray)) known = {true, ray.org, ray.time, volumesAtOrigin(context_, ray)};
+    context_.volumes = known.volumes;
+    ray.volume = context_.volumes.innermost();
 }
 
-CrossedVolumes::CrossedVolumes(ThreadContext& context, const miState& hit, bool enters) : VolumesScope(context) {
-    if (!areAutomatic(hit)) return;
-    before_ = context.volumes;
-    const miTag own = volumeOf(materialOf(context, hit), hit);
+void CrossedVolumes::cross(const miState& hit, bool enters) {
+    RunningVolumes& volumes = context_.volumes;
+    before_ = volumes;
+    const miTag own = volumeOf(materialOf(context_, hit), hit);
     const miTag chosen = hit.refraction_volume, current = hit.volume;
     // What a shader chose by itself is entered, or the place before it left.
-    const bool isOwn = chosen == own || (!enters && chosen == without(context.volumes, own).innermost());
+    const bool isOwn = chosen == own || (!enters && chosen == without(volumes, own).innermost());
     if (own != miNULLTAG && isOwn)
-        enters ? context.volumes.enter(own) : context.volumes.leave(own);
+        enters ? volumes.enter(own) : volumes.leave(own);
     else if (chosen != current)
-        enters ? context.volumes.enter(chosen) : context.volumes.leave(current);
+        enters ? volumes.enter(chosen) : volumes.leave(current);
 }
 
 }  // namespace lumorender

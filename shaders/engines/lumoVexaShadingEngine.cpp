@@ -22,6 +22,7 @@
 #include "SDK/surface/surface_result.h"
 
 #include <cmath>
+#include <cstring>
 
 namespace lumo {
 
@@ -42,6 +43,15 @@ constexpr miScalar kTilt = 0.0015f;
 /* Glow below one step of an 8-bit image is none. */
 constexpr miScalar kFaintestGlow = 0.004f;
 
+/* What the engine takes from a surface's result. */
+struct SeenSurface {
+    miColor color = kBlack, glow = kBlack, matte = kBlack, transparency = kBlack;
+
+    SeenSurface() = default;
+    explicit SeenSurface(const SurfaceShaderReturnType& surface)
+        : color(surface.color), glow(surface.glowColor), matte(matteOf(surface)), transparency(surface.transparency) {}
+};
+
 class EngineHelper : public ShaderHelper<P> {
 public:
     explicit EngineHelper(const ShaderHelper<P>& in) : ShaderHelper<P>(in) {}
@@ -52,11 +62,15 @@ public:
     }
 
     /* What the surface gives, as far as its result goes: a shader with a color alone, say a texture, is opaque. */
-    SurfaceShaderReturnType evaluateSurface() const {
+    SeenSurface evaluateSurface() const {
+        constexpr miInteger kWhole = sizeof(SurfaceShaderReturnType);
+        const ShaderResult result = shaderResult(&block()->surfaceShader, kWhole);
+        if (result.size >= kWhole) return SeenSurface(*static_cast<const SurfaceShaderReturnType*>(result.data));
+        if (result.size <= 0) return SeenSurface();
         SurfaceShaderReturnType surface{};
         surface.matteOpacity = {1, 1, 1, 0};
-        const miInteger size = evaluateRecord(&block()->surfaceShader, sizeof surface, surface);
-        return size == 0 ? SurfaceShaderReturnType{} : surface;
+        std::memcpy(&surface, result.data, static_cast<std::size_t>(result.size));
+        return SeenSurface(surface);
     }
 };
 
@@ -96,7 +110,7 @@ void tiltGrazingNormal(miState* state) {
 
 /* What was written at this level becomes what is handed up. Without a factor it is copied, not multiplied by 1: labels
  * travel as the bits of an integer. */
-void handUp(const LevelSlots& slots, const SurfaceShaderReturnType& surface) {
+void handUp(const LevelSlots& slots, const SeenSurface& surface) {
     for (const FrameBufferInfo& entry : slots.entries()) {
         FrameBufferSlot& slot = slots.of(entry);
         // The field holds opacity. Nothing may be left of another eye ray of the sample.
@@ -126,10 +140,10 @@ void handOverOpacity(miState* state, const miColor& transparency) {
 }
 
 /* The host's effects behind the render take glow and alpha from the record. */
-void leaveGlowAndAlpha(Vexabase& record, const SurfaceShaderReturnType& surface) {
-    const miColor& glow = surface.glowColor;
+void leaveGlowAndAlpha(Vexabase& record, const SeenSurface& surface) {
+    const miColor& glow = surface.glow;
     if (largestChannel(glow) > kFaintestGlow) record.glow = {glow.r, glow.g, glow.b, 1};
-    const miScalar alpha = luminance(surface.matteOpacity);
+    const miScalar alpha = luminance(surface.matte);
     for (miScalar& copy : record.surfaceAlpha) copy = alpha;
 }
 
@@ -144,7 +158,7 @@ struct GroupCall {
 };
 
 /* Traces on where something is to be seen behind, and adds it to the result. */
-void lookThrough(miColor& result, const GroupCall& call, const SurfaceShaderReturnType& surface, bool counts) {
+void lookThrough(miColor& result, const GroupCall& call, const SeenSurface& surface, bool counts) {
     miState* state = call.in.state();
     const miColor& t = surface.transparency;
     if (!(call.looksBehind || isWorthARay(t, call.record)) || isWalkTooDeep(state)) return;
@@ -160,11 +174,10 @@ void lookThrough(miColor& result, const GroupCall& call, const SurfaceShaderRetu
     tellOfSurface(call.frame, surface.transparency, counts);
 }
 
-void shadeSurface(miColor& result, const GroupCall& call, SurfaceShaderReturnType surface) {
+void shadeSurface(miColor& result, const GroupCall& call, const SeenSurface& surface) {
     const bool counts = !(luminance(surface.transparency) > 1 - call.threshold);
-    surface.matteOpacity = matteOf(surface);
     result = surface.color;
-    result.a = luminance(surface.matteOpacity);
+    result.a = luminance(surface.matte);
     tellOfSurface(call.frame, surface.transparency, counts);
     handUp(call.slots, surface);
     lookThrough(result, call, surface, counts);

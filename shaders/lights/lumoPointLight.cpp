@@ -29,7 +29,7 @@ using Helper = ShaderHelper<PointLightParameters>;
 miBoolean shine(miColor* result, const Helper& in) {
     const LightCall call(in.state(), "vexa_pointlight(): Internal state error.");
     if (!call) return miFALSE;
-    if (isDarkSide(call, lightShape(call.state()))) return giveNothing(call, *result);
+    if (isDarkSide(call)) return giveNothing(call, *result);
 
     const LightTexture texture(call.state(), [&] { return sphericalCoordinate(pointInLight(call.state())); });
     const miScalar intensity =

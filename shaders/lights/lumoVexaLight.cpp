@@ -10,8 +10,10 @@ namespace lumo {
 
 LightCall::LightCall(miState* state, const char* warning) : state_(state), record_(requireVexabase(state, warning)) {
     if (!record_) return;
-    count_ = getFrameBufferInfo(state, &passes_, &entries_);
-    setupLightContributions(count_, entries_, state);
+    const FrameBuffers buffers = currentFrameBuffers(state);
+    count_ = buffers.count();
+    entries_ = buffers.entries.data();
+    if (count_ > 0) setupLightContributions(count_, entries_, state);
 }
 
 bool LightCall::wantsShadow() const {

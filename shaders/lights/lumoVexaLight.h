@@ -81,7 +81,6 @@ private:
 
     miState* const state_;
     Vexabase* const record_;
-    PassState* passes_ = nullptr;
     FrameBufferInfo* entries_ = nullptr;
     miUint count_ = 0;
 };

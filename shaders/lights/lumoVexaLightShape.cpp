@@ -86,6 +86,13 @@ bool isDarkSide(const LightCall& call, const LightShape& shape) {
     return mi_vector_dot(&normal, &dir) < 0;
 }
 
+bool isDarkSide(const LightCall& call) {
+    miInteger area = miLIGHT_NONE;
+    const bool known = mi_query(miQ_LIGHT_AREA, call.state(), call.state()->light_instance, &area);
+    const bool flat = known && (area == miLIGHT_RECTANGLE || area == miLIGHT_DISC);
+    return flat && isDarkSide(call, lightShape(call.state()));
+}
+
 void placeCorners(miState* state, const LightShape& shape, miVector corners[4]) {
     miVector center = shape.center.rounded();
     mi_point_from_light(state, &center, &center);

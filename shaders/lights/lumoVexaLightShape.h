@@ -25,6 +25,8 @@ LightShape unitSquare();
 /* Whether the ray meets the dark side of a flat shape: it leaves from there, or, when it looks at the light, arrives
  * there. */
 bool isDarkSide(const LightCall& call, const LightShape& shape);
+/* The same for the shape of the state's light. Most lights have none, and nothing else of it is asked then. */
+bool isDarkSide(const LightCall& call);
 
 /* Corners of a rectangle in internal space, so ordered that the contour integral is positive on the side that shines.
  */

@@ -83,7 +83,7 @@ miBoolean initState(miState* state) {
 miBoolean exitState(miState* state) {
     // Slots of a state that never saw a sample are deliberately left to the renderer, which frees what modules leave
     // behind: only resolved entries are sure to be complete.
-    const FrameBuffers buffers = rendersTiles(state) ? publishedFrameBuffers(state) : FrameBuffers{};
+    const FrameBuffers buffers = currentFrameBuffers(state);
     if (!buffers.empty() && buffers.entries.front().index != kNamesUnresolved)
         mi_mem_int_release(kSource, 276, buffers.entries.front().slots);
     for (const char* key : {PASS_TYPE_INFO_KEY, FRAME_BUFFER_INFO_KEY, FRAME_BUFFER_STATE_KEY})
@@ -173,34 +173,50 @@ miColor withForcedAlpha(const miColor& c, bool forces) { return {c.r, c.g, c.b, 
 
 bool wasRasterized(const miState* state) { return state->options->scanline == 'r' && state->scanline; }
 
-/* Writes one entry, unless a shader already wrote its buffer for this sample. */
-void flushEntry(miState* state, FrameBufferInfo& entry, bool forcesAlpha) {
-    FrameBufferSlot& slot = *entry.slots;
-    const int buffer = static_cast<int>(entry.index);
-    miColor current = kBlack;
+/* Writes entries into their buffers, but for those that a shader already wrote for this sample. */
+class Flush {
+public:
+    explicit Flush(miState* state) : state_(state), isRasterized_(wasRasterized(state)) {}
 
-    if (wasRasterized(state)) {
-        if (!mi_fb_get(state, buffer, &current) || !isExactlyZero(current)) return;
-        miColor out = withForcedAlpha((1 - slot.transparency) * current + slot.color, forcesAlpha);
-        mi_fb_put(state, buffer, &out);
-        return;
+    explicit operator bool() const { return get_ && put_; }
+
+    void operator()(std::span<FrameBufferInfo> entries, bool forcesAlpha) const {
+        for (FrameBufferInfo& entry : entries) {
+            FrameBufferSlot& slot = *entry.slots;
+            const int buffer = static_cast<int>(entry.index);
+            miColor current = kBlack;
+            const bool isFree = get_(state_, buffer, &current) && isExactlyZero(current);
+            miColor out = slot.color;
+            if (isRasterized_) out = (1 - slot.transparency) * current + out;
+            out = withForcedAlpha(out, forcesAlpha);
+            if (!isRasterized_) slot.color = out;
+            if (isFree) put_(state_, buffer, &out);
+        }
     }
 
-    slot.color = withForcedAlpha(slot.color, forcesAlpha);
-    if (mi_fb_get(state, buffer, &current) && isExactlyZero(current)) mi_fb_put(state, buffer, &slot.color);
-}
+private:
+    miState* const state_;
+    const bool isRasterized_;
+    decltype(mi_fb_get.pointer()) const get_ = mi_fb_get.pointer();
+    decltype(mi_fb_put.pointer()) const put_ = mi_fb_put.pointer();
+};
 
 miBoolean exitSample(miState* state, miBoolean shaderReturn) {
-    if (state->type != miRAY_EYE || !shaderReturn || !rendersTiles(state)) return miTRUE;
-    const FrameBuffers buffers = publishedFrameBuffers(state);
+    if (state->type != miRAY_EYE || !shaderReturn) return miTRUE;
+    const FrameBuffers buffers = currentFrameBuffers(state);
     if (buffers.empty()) return miTRUE;
 
     // What is partly covered counts as covered, but for the passes that decide their own alpha.
     const miUint ownAlphaBegin = buffers.passes->types[kPassOwnAlpha16].first;
     const PassRange& lastOwnAlpha = buffers.passes->types[kPassOwnAlpha18];
     const miUint ownAlphaEnd = lastOwnAlpha.first + lastOwnAlpha.count;
-    for (miUint k = 0; k < buffers.count(); ++k)
-        flushEntry(state, buffers.entries[k], k < ownAlphaBegin || k >= ownAlphaEnd);
+    const std::size_t begin = std::min<std::size_t>(ownAlphaBegin, buffers.count());
+    const std::size_t end = std::clamp<std::size_t>(ownAlphaEnd, begin, buffers.count());
+    const Flush flush(state);
+    if (!flush) return miTRUE;
+    flush(buffers.entries.first(begin), true);
+    flush(buffers.entries.subspan(begin, end - begin), false);
+    flush(buffers.entries.subspan(end), true);
     return miTRUE;
 }
 

@@ -92,7 +92,7 @@ private:
             March(medium_, call, path).run(intervals);
         }
         if (isClear(path)) return miTRUE;
-        const FrameBuffers buffers = rendersTiles(state) ? publishedFrameBuffers(state) : FrameBuffers{};
+        const FrameBuffers buffers = currentFrameBuffers(state);
         MediumPasses passes(buffers, state);
         const miColor own = path.emission() + scattered(call, record, path, passes.writer(), jitter[0]);
         for (const PassType type : {kPassBeauty, kPassBeautyNoShadow, kPassIncandescence})
