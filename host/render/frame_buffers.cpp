@@ -12,6 +12,7 @@
 #include <bit>
 #include <cmath>
 #include <cstring>
+#include <limits>
 
 namespace lumorender {
 
@@ -158,11 +159,15 @@ void TileBuffers::addValue(const Plane& plane, Sum& sum, const SampleValue& valu
     std::memcpy(sum.value, value.words, sizeof sum.value);
 }
 
-void TileBuffers::addFiltered(const Plane& plane, Sum& sum, const SampleValue& value) {
+inline bool TileBuffers::isFinite(const Plane& plane, const SampleValue& value) {
     // One more than an exponent of ones only, which infinities and what is no number have, reaches the highest bit.
     std::uint32_t carries = 0;
     for (int c = 0; c < 4; ++c) carries |= (value.words[c] & plane.exponents[c]) + kExponentStep;
-    if ((carries & kHighestBit) != 0) {
+    return (carries & kHighestBit) == 0;
+}
+
+void TileBuffers::addFiltered(const Plane& plane, Sum& sum, const SampleValue& value) {
+    if (!isFinite(plane, value)) {
         if (!plane.shown) ++dropped_;
         return;
     }
@@ -170,6 +175,55 @@ void TileBuffers::addFiltered(const Plane& plane, Sum& sum, const SampleValue& v
     std::memcpy(channels, value.words, sizeof channels);
     for (int c = 0; c < 4; ++c) sum.value[c] += channels[c];
     sum.weight += 1;
+}
+
+void TileBuffers::keep(const miColor& result, const miState& state, const std::vector<SampleValue>& values) {
+    SampleValue own;
+    for (const Plane& plane : planes_) {
+        SampleValue& value = kept_.emplace_back(valueOf(plane, result, state, values, own));
+        if (plane.shown)
+            endAtWhite(value, colors_);
+        else if (plane.filtered && !isFinite(plane, value))
+            ++dropped_;
+    }
+}
+
+void TileBuffers::addPart(int sample, float weight) {
+    const SampleValue* value = &kept_[static_cast<std::size_t>(sample) * planes_.size()];
+    for (std::size_t i = 0; i < planes_.size(); ++i, ++value) {
+        const Plane& plane = planes_[i];
+        if (!plane.filtered || !isFinite(plane, *value)) continue;
+        float channels[4];
+        std::memcpy(channels, value->words, sizeof channels);
+        Sum& sum = sums_[i];
+        for (int c = 0; c < 4; ++c) sum.value[c] += weight * channels[c];
+        sum.weight += weight;
+        if (clips_) widen(i, channels);
+    }
+}
+
+void TileBuffers::letStand(int sample) {
+    const SampleValue* value = &kept_[static_cast<std::size_t>(sample) * planes_.size()];
+    for (std::size_t i = 0; i < planes_.size(); ++i, ++value)
+        if (!planes_[i].filtered) addValue(planes_[i], sums_[i], *value);
+}
+
+void TileBuffers::widen(std::size_t plane, const float* channels) {
+    if (ranges_.empty()) {
+        constexpr float kMost = std::numeric_limits<float>::infinity();
+        ranges_.assign(planes_.size(), {{kMost, kMost, kMost, kMost}, {-kMost, -kMost, -kMost, -kMost}});
+    }
+    for (int c = 0; c < 4; ++c) {
+        ranges_[plane].least[c] = std::min(ranges_[plane].least[c], channels[c]);
+        ranges_[plane].most[c] = std::max(ranges_[plane].most[c], channels[c]);
+    }
+}
+
+void TileBuffers::clipSum(std::size_t plane, float* channels) {
+    if (plane >= ranges_.size()) return;
+    const Range& range = ranges_[plane];
+    for (int c = 0; c < 4; ++c)
+        if (range.least[c] <= range.most[c]) channels[c] = std::clamp(channels[c], range.least[c], range.most[c]);
 }
 
 void TileBuffers::endPixel(int x, int y) {
@@ -184,6 +238,7 @@ void TileBuffers::endPixel(int x, int y) {
         } else {
             const float scale = sum.weight > 0 ? 1 / sum.weight : 0;
             for (float& v : sum.value) v *= scale;
+            if (clips_) clipSum(i, sum.value);
             if (channels == 4)
                 std::memcpy(target, sum.value, 4 * sizeof(float));
             else
@@ -191,6 +246,7 @@ void TileBuffers::endPixel(int x, int y) {
         }
         sum = {};
     }
+    ranges_.clear();
 }
 
 void TileBuffers::finish(int x0, int y0, std::vector<LayerImage>& images) const {

@@ -92,6 +92,17 @@ public:
                     BufferSample& sample) const;
     void add(const BufferSample& sample, bool stands);
 
+    /// Keeps what pixels may take of a sample, by the number of samples that were kept before it.
+    void keep(const miColor& result, const miState& state, const std::vector<SampleValue>& values);
+    void forgetSamples() { kept_.clear(); }
+    /// Adds a part of a sample that was kept to the filtered buffers.
+    void addPart(int sample, float weight);
+    /// Gives unfiltered buffers a sample that was kept.
+    void letStand(int sample);
+    /// Pixels that are made of parts end at their smallest and largest samples.
+    void clip() { clips_ = true; }
+    std::size_t bytesPerSample() const { return planes_.size() * sizeof(SampleValue); }
+
     /// The pixel is done: divides its sums, and the next sample belongs to another pixel. Without samples it is zero.
     void endPixel(int x, int y);
 
@@ -118,7 +129,10 @@ private:
     struct Sum {
         alignas(16) float value[4] = {};
         std::uint32_t label = 0;
-        float weight = 0;  ///< samples that count
+        float weight = 0;  ///< of the samples that count; without filters it is their number
+    };
+    struct Range {
+        alignas(16) float least[4], most[4];
     };
 
     /// Takes what shaders put.
@@ -128,9 +142,15 @@ private:
                                       const std::vector<SampleValue>& values, SampleValue& own);
     void addValue(const Plane& plane, Sum& sum, const SampleValue& value);
     void addFiltered(const Plane& plane, Sum& sum, const SampleValue& value);
+    static bool isFinite(const Plane& plane, const SampleValue& value);
+    void widen(std::size_t plane, const float* channels);
+    void clipSum(std::size_t plane, float* channels);
 
     std::vector<Plane> planes_;
     std::vector<Sum> sums_;
+    std::vector<SampleValue> kept_;  ///< sample by sample, each with a value for every plane
+    std::vector<Range> ranges_;      ///< of the running pixel, by plane; empty without clipping
+    bool clips_ = false;
     std::vector<std::uint32_t> pixels_;  ///< plane after plane
     int width_ = 0;
     int height_ = 0;

@@ -163,18 +163,14 @@ private:
     void checkOptions() {
         gatherForParticles(*options_, database_.detail<StringOptions>(options_->string_options), where_);
         if (settings_.tiles.tileSize == 0) settings_.tiles.tileSize = options_->task_size;
-        if (options_->filter != 'b')
-            warning("RC",
-                    "options \"{}\": only the box filter is supported so far; samples are averaged in their pixel",
-                    database_.name(scene_.optionsTag));
+        if (!passesOf(scene_).empty() && usesGrid(*options_, false))
+            info("RC", "{}: passes keep samples of pixels: each takes the larger number of them, and their mean",
+                 where_);
         if (options_->use_shadow_maps)
             warning("RC", "{}: shadow maps are not made, rays are traced for their shadows", where_);
         if (options_->max_samples > PixelSampler::kMostLevel)
             warning("RC", "{}: samples {} would be 4^{} in every pixel; 4^{} is the most, and taken", where_,
                     options_->max_samples, options_->max_samples, PixelSampler::kMostLevel);
-        if (options_->min_samples < options_->max_samples)
-            info("RC", "every pixel takes the larger number of samples, 4^{}; contrast is not looked at",
-                 std::max(options_->max_samples, 0));
     }
 
     /// Looks at its files, too, before anything that takes long.

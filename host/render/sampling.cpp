@@ -14,18 +14,32 @@ PixelSampler::PixelSampler(int level, double jitter, bool shutterOpens)
     standing_ = middle * edge_ + middle;
 }
 
-SamplePosition PixelSampler::position(std::uint32_t pixelSeed, int sample) const {
+void PixelSampler::numberByLevels(int leastLevel) {
+    const int offset = standing_ % edge_;
+    constexpr auto kNone = ~std::uint32_t{0};
+    numbers_.assign(static_cast<std::size_t>(count()), kNone);
+    std::uint32_t next = 0;
+    for (int step = edge_ >> std::clamp(leastLevel, 0, kMostLevel); next < numbers_.size(); step /= 2) {
+        step = std::max(step, 1);
+        for (int y = offset % step; y < edge_; y += step)
+            for (int x = offset % step; x < edge_; x += step)
+                if (std::uint32_t& number = numbers_[static_cast<std::size_t>(y * edge_ + x)]; number == kNone)
+                    number = next++;
+    }
+}
+
+SamplePosition PixelSampler::position(std::uint32_t pixelSeed, int cell) const {
     SamplePosition result;
-    const auto number = static_cast<std::uint32_t>(sample);
+    const auto place = static_cast<std::uint32_t>(cell);
     double dx = 0.5;
     double dy = 0.5;
     if (jitter_ > 0) {
-        dx += jitter_ * (hashedUnit(pixelSeed, 2 * number) - 0.5);
-        dy += jitter_ * (hashedUnit(pixelSeed, 2 * number + 1) - 0.5);
+        dx += jitter_ * (hashedUnit(pixelSeed, 2 * place) - 0.5);
+        dy += jitter_ * (hashedUnit(pixelSeed, 2 * place + 1) - 0.5);
     }
-    result.x = (sample % edge_ + dx) / edge_;
-    result.y = (sample / edge_ + dy) / edge_;
-    if (timed_) result.time = scrambledSobol(number, 0, pixelSeed);
+    result.x = (cell % edge_ + dx) / edge_;
+    result.y = (cell / edge_ + dy) / edge_;
+    if (timed_) result.time = scrambledSobol(number(cell), 0, pixelSeed);
     return result;
 }
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <vector>
 
 namespace lumorender {
 
@@ -21,15 +22,24 @@ public:
     PixelSampler(int level, double jitter, bool shutterOpens);
 
     int count() const { return edge_ * edge_; }
+    int edge() const { return edge_; }
     /// The sample that unfiltered buffers keep: the first of those nearest to the pixel's centre.
     int standing() const { return standing_; }
-    SamplePosition position(std::uint32_t pixelSeed, int sample) const;
+    /// Numbers samples anew for pixels that take only some: those of each level up to the largest come first, so that
+    /// their numbers are a run of their own, which is stratified well.
+    void numberByLevels(int leastLevel);
+    /// What low-discrepancy points of the sample in this cell go by.
+    std::uint32_t number(int cell) const {
+        return numbers_.empty() ? static_cast<std::uint32_t>(cell) : numbers_[static_cast<std::size_t>(cell)];
+    }
+    SamplePosition position(std::uint32_t pixelSeed, int cell) const;
 
 private:
     int edge_ = 1;
     double jitter_ = 0;
     bool timed_ = false;
     int standing_ = 0;
+    std::vector<std::uint32_t> numbers_;  ///< by cell; empty: cells count
 };
 
 }  // namespace lumorender

@@ -2,6 +2,7 @@
 
 #include "mi/camera.h"
 #include "mi/options.h"
+#include "render/sample_grid.h"
 #include "render/sampling.h"
 #include "support/abort.h"
 #include "support/quasi_random.h"
@@ -11,15 +12,23 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <cmath>
 #include <exception>
+#include <limits>
 #include <memory>
 #include <mutex>
+#include <optional>
 
 namespace lumorender {
 
 namespace {
 
 constexpr int kDefaultTileSize = 32;
+constexpr std::size_t kBytesOfSamples = std::size_t{64} << 20;  // that a thread keeps at once
+
+bool shutterOpens(const miOptions& options) {
+    return (options.motion & 1) != 0 && options.shutter > options.shutter_delay;
+}
 
 /// One thread's share of a render: it takes tile after tile until there are none.
 class Worker {
@@ -29,23 +38,19 @@ public:
           buffers_(*scene.buffers),
           passes_(passes, samples_.context()),
           masks_(scene.camera->pass_mask != 0),
-          sampler_(scene.options->max_samples, scene.options->jitter,
-                   (scene.options->motion & 1) != 0 && scene.options->shutter > scene.options->shutter_delay) {}
+          sampler_(scene.options->max_samples, scene.options->jitter, shutterOpens(*scene.options)) {
+        if (!usesGrid(*scene.options, !passes.empty())) return;
+        grid_.emplace(*scene.options, sampler_.edge(), scene.camera->x_resolution, scene.camera->y_resolution);
+        sampler_.numberByLevels(scene.options->min_samples);
+        if (grid_->filter().clips()) buffers_.clip();
+    }
 
     void finish() { samples_.finish(); }
 
     /// False when the render was stopped before the tile was done; what is done of it counts.
     bool render(const Tile& tile, const DataWindow& window, std::vector<LayerImage>& images) {
         buffers_.start(tile.width, tile.height);
-        bool complete = true;
-        for (int y = 0; y < tile.height; ++y) {
-            if (complete && passes_.isNeeded()) passes_.startRow(tile.x, tile.y + y, tile.width);
-            for (int x = 0; x < tile.width; ++x) {
-                complete = complete && samplePixel(tile, x, y);
-                buffers_.endPixel(x, y);
-            }
-            if (complete && passes_.isNeeded()) passes_.endRow();
-        }
+        const bool complete = grid_ ? renderAdaptively(tile) : renderPixels(tile);
         buffers_.finish(tile.x - window.x0, tile.y - window.y0, images);
         return complete;
     }
@@ -59,15 +64,71 @@ public:
     }
 
 private:
+    /// Every pixel has all its samples.
+    bool renderPixels(const Tile& tile) {
+        bool complete = true;
+        for (int y = 0; y < tile.height; ++y) {
+            if (complete && passes_.isNeeded()) passes_.startRow(tile.x, tile.y + y, tile.width);
+            for (int x = 0; x < tile.width; ++x) {
+                complete = complete && samplePixel(tile, x, y);
+                buffers_.endPixel(x, y);
+            }
+            if (complete && passes_.isNeeded()) passes_.endRow();
+        }
+        return complete;
+    }
+
+    /// Piece by piece, as many pixels at once as their samples may take memory.
+    bool renderAdaptively(const Tile& tile) {
+        const std::size_t samples = kBytesOfSamples / (buffers_.bytesPerSample() + sizeof(GridSample));
+        const int edge = std::max(static_cast<int>(std::sqrt(static_cast<double>(samples))) / sampler_.edge(), 1);
+        bool complete = true;
+        for (int y = tile.y; y < tile.y + tile.height; y += edge)
+            for (int x = tile.x; x < tile.x + tile.width; x += edge) {
+                const Tile piece{x, y, std::min(edge, tile.x + tile.width - x),
+                                 std::min(edge, tile.y + tile.height - y)};
+                complete = complete && takeSamples(piece);
+                for (int row = y; row < y + piece.height; ++row)
+                    for (int column = x; column < x + piece.width; ++column) {
+                        if (complete) gatherPixel(column, row);
+                        buffers_.endPixel(column - tile.x, row - tile.y);
+                    }
+            }
+        return complete;
+    }
+
+    bool takeSamples(const Tile& piece) {
+        buffers_.forgetSamples();
+        return grid_->fill(piece, [this](int x, int y, GridSample& sample) { return takeSample(x, y, sample); });
+    }
+
+    /// Of a cell of the grid.
+    bool takeSample(int column, int row, GridSample& sample) {
+        const int edge = sampler_.edge();
+        sample.color = traceSample(column / edge, row / edge, row % edge * edge + column % edge);
+        if (abortRequested()) return false;
+        const ThreadContext& context = samples_.context();
+        sample.moves = context.sampleMoves;
+        buffers_.keep(sample.color, context.root->state, context.values);
+        return true;
+    }
+
+    void gatherPixel(int x, int y) {
+        for (const SampleGrid::Part& part : grid_->partsOf(x, y)) buffers_.addPart(part.sample, part.weight);
+        buffers_.letStand(grid_->standing(x, y));
+    }
+
+    miColor traceSample(int x, int y, int cell, float farthest = std::numeric_limits<float>::infinity()) {
+        const std::uint32_t seed = mixSeeds(static_cast<std::uint32_t>(x), static_cast<std::uint32_t>(y));
+        const SamplePosition position = sampler_.position(seed, cell);
+        return samples_.trace({x + position.x, y + position.y, position.time, seed, sampler_.number(cell), farthest});
+    }
+
     /// False where the render was stopped: a sample that was under way does not count.
     bool samplePixel(const Tile& tile, int tileX, int tileY) {
         const int x = tile.x + tileX, y = tile.y + tileY;
-        const std::uint32_t seed = mixSeeds(static_cast<std::uint32_t>(x), static_cast<std::uint32_t>(y));
         for (int i = 0; i < sampler_.count(); ++i) {
-            const SamplePosition position = sampler_.position(seed, i);
-            EyeSample sample{x + position.x, y + position.y, position.time, seed, static_cast<std::uint32_t>(i)};
-            if (masks_) sample.farthest = passes_.nearestInFiles(x, i);
-            const miColor result = samples_.trace(sample);
+            const miColor result = masks_ ? traceSample(x, y, i, passes_.nearestInFiles(x, i)) : traceSample(x, y, i);
             if (abortRequested()) return false;
             add(result, x, i);
         }
@@ -89,6 +150,7 @@ private:
     BufferSample sample_;
     const bool masks_;
     PixelSampler sampler_;
+    std::optional<SampleGrid> grid_;  ///< where pixels share samples, or take no fixed number of them
 };
 
 /// What the threads of a render share: the tiles that are left, and what is done.
@@ -177,6 +239,12 @@ private:
 };
 
 }  // namespace
+
+bool usesGrid(const miOptions& options, bool hasPasses) {
+    if (hasPasses) return false;  // samples of files belong to samples of pixels
+    return options.min_samples < options.max_samples || options.max_samples < 0 ||
+           !PixelFilter(options, 1).isMeanOfPixel();
+}
 
 int tileSizeToUse(int setting) { return setting > 0 ? setting : kDefaultTileSize; }
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "image/image.h"
+#include "mi/options.h"
 #include "passes/pass_steps.h"
 #include "render/frame_buffers.h"
 #include "saving/saved_render.h"
@@ -29,6 +30,9 @@ struct RenderCounts {
     bool complete = true;  ///< false when the render was stopped
     double done = 1;       ///< part of the picture
 };
+
+/// Whether contrast, a wide filter or few samples make pixels share samples; passes keep samples of single pixels.
+bool usesGrid(const miOptions& options, bool hasPasses);
 
 /// The edge of tiles that a setting asks for.
 int tileSizeToUse(int setting);

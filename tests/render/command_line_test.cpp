@@ -65,8 +65,8 @@ TEST_F(CommandLine, OptionsAndTheirAbbreviationsWinOverTheScene) {
     EXPECT_EQ(resized.width, 7);
     EXPECT_EQ(resized.height, 3);
     render({"-samples", "1", "1", "-verbose", "5"}, "rendered 64 eye rays");  // 4 x 4 pixels, four each
-    render({"-samples", "2", "-verbose", "on"}, "rendered 256 eye rays");
-    render({"-res", "5", "2", "-th", "1", "-verb", "5", "-sam", "0"}, "rendered 10 eye rays");
+    render({"-samples", "2", "-contrast", "-1", "-1", "-1", "-verbose", "on"}, "rendered 256 eye rays");
+    render({"-res", "5", "2", "-th", "1", "-verb", "5", "-sam", "0", "0"}, "rendered 10 eye rays");
     render({"-file_name", "other.exr"}, "", "other.exr");
     std::filesystem::create_directory(path("pictures"));
     EXPECT_EQ(render({"-file_dir", "pictures"}, "", "pictures/out.exr").at("G", 1, 1), .5);
