@@ -7,19 +7,23 @@
 #include "tracing/spaces.h"
 
 #include <sys/mman.h>
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 #include <algorithm>
 #include <bit>
 #include <cmath>
 #include <cstring>
 #include <limits>
+#include <memory>
 
 namespace lumorender {
 
 namespace {
 
 /// Where a float's exponent lies in its word.
-constexpr std::uint32_t kExponent = 0x7f800000, kExponentStep = 0x00800000, kHighestBit = 0x80000000;
+constexpr std::uint32_t kExponent = 0x7f800000, kExponentStep = 0x00800000;
 
 SampleValue automaticValue(AutomaticValue kind, const miState& state) {
     SampleValue value;
@@ -66,6 +70,36 @@ void endAtWhite(SampleValue& value, const ColorRules& rules) {
     std::memcpy(value.words, channels, sizeof channels);
 }
 
+using Words4 = std::uint32_t __attribute__((vector_size(16)));
+using Floats4 = float __attribute__((vector_size(16)));
+
+Words4 wordsAt(const std::uint32_t* words) {
+    Words4 result;
+    std::memcpy(&result, std::assume_aligned<16>(words), sizeof result);
+    return result;
+}
+Floats4 floatsOf(const SampleValue& value) { return reinterpret_cast<Floats4>(wordsAt(value.words)); }
+
+bool hasHighBit(Words4 words) {
+#if defined(__SSE2__)
+    return _mm_movemask_ps(reinterpret_cast<__m128>(words)) != 0;
+#else
+    return ((words[0] | words[1] | words[2] | words[3]) & 0x80000000) != 0;
+#endif
+}
+
+/// One more than an exponent of ones only, which infinities and what is no number have, reaches the highest bit.
+bool isFinite(const std::uint32_t* exponents, const SampleValue& value) {
+    return !hasHighBit((wordsAt(value.words) & wordsAt(exponents)) + kExponentStep);
+}
+
+void addTo(float* sum, Floats4 values) {
+    Floats4 all;
+    std::memcpy(&all, std::assume_aligned<16>(sum), sizeof all);
+    all += values;
+    std::memcpy(std::assume_aligned<16>(sum), &all, sizeof all);
+}
+
 bool untouched(const SampleValue& value) {
     return (value.words[0] | value.words[1] | value.words[2] | value.words[3]) == 0;
 }
@@ -81,12 +115,20 @@ TileBuffers::TileBuffers(const BufferLayout& layout) : colors_(layout.colors) {
             planes_.emplace_back(Plane{slot.shaderIndex, format.integer ? 1 : format.channels, filtered, format.integer,
                                        format.channels == 1, slot.takesResult, slot.automatic});
         plane.image = i;
-        plane.sumsValues = filtered && isPut(plane) && slot.automatic == AutomaticValue::None;
         if (format.color) std::fill_n(plane.exponents, format.channels, kExponent);
+        if (filtered && isPut(plane) && slot.automatic == AutomaticValue::None) {
+            PutPlane& put = putPlanes_.emplace_back();
+            std::copy_n(plane.exponents, 4, put.exponents);
+            put.value = static_cast<std::size_t>(plane.shaderIndex);
+            put.plane = i;
+        } else {
+            otherPlanes_.push_back(i);
+        }
     }
     if (isShown(layout, static_cast<std::size_t>(layout.primary))) {
         Plane plane = planes_[static_cast<std::size_t>(layout.primary)];
         plane.shown = true;
+        otherPlanes_.push_back(planes_.size());
         planes_.push_back(plane);
     }
     sums_.resize(planes_.size());
@@ -123,13 +165,20 @@ const SampleValue& TileBuffers::valueOf(const Plane& plane, const miColor& resul
 
 void TileBuffers::add(const miColor& result, const miState& state, const std::vector<SampleValue>& values,
                       bool stands) {
+    weight_ += 1;
+    Sum* const sums = sums_.data();
+    for (const PutPlane& put : putPlanes_) {
+        const SampleValue& value = values[put.value];
+        Sum& sum = sums[put.plane];
+        if (isFinite(put.exponents, value))
+            addTo(sum.value, floatsOf(value));
+        else
+            ++dropped_, sum.missing += 1;
+    }
     SampleValue own;
-    for (std::size_t i = 0; i < planes_.size(); ++i) {
+    for (const std::size_t i : otherPlanes_) {
         const Plane& plane = planes_[i];
-        if (plane.sumsValues)
-            addFiltered(plane, sums_[i], values[static_cast<std::size_t>(plane.shaderIndex)]);
-        else if (plane.filtered || stands)
-            addValue(plane, sums_[i], valueOf(plane, result, state, values, own));
+        if (plane.filtered || stands) addValue(plane, sums_[i], valueOf(plane, result, state, values, own));
     }
 }
 
@@ -143,6 +192,7 @@ void TileBuffers::takeSample(const miColor& result, const miState& state, const 
 }
 
 void TileBuffers::add(const BufferSample& sample, bool stands) {
+    weight_ += 1;
     for (std::size_t i = 0; i < planes_.size(); ++i)
         if (planes_[i].filtered || stands) addValue(planes_[i], sums_[i], sample.values[planes_[i].image]);
 }
@@ -154,27 +204,18 @@ void TileBuffers::addValue(const Plane& plane, Sum& sum, const SampleValue& valu
         endAtWhite(shown, colors_);
     }
     if (plane.filtered) return addFiltered(plane, sum, plane.shown ? shown : value);
-    sum.weight = 1;
+    keepValue(sum, value);
+}
+
+void TileBuffers::keepValue(Sum& sum, const SampleValue& value) {
     sum.label = value.words[0];
     std::memcpy(sum.value, value.words, sizeof sum.value);
 }
 
-inline bool TileBuffers::isFinite(const Plane& plane, const SampleValue& value) {
-    // One more than an exponent of ones only, which infinities and what is no number have, reaches the highest bit.
-    std::uint32_t carries = 0;
-    for (int c = 0; c < 4; ++c) carries |= (value.words[c] & plane.exponents[c]) + kExponentStep;
-    return (carries & kHighestBit) == 0;
-}
-
 void TileBuffers::addFiltered(const Plane& plane, Sum& sum, const SampleValue& value) {
-    if (!isFinite(plane, value)) {
-        if (!plane.shown) ++dropped_;
-        return;
-    }
-    float channels[4];
-    std::memcpy(channels, value.words, sizeof channels);
-    for (int c = 0; c < 4; ++c) sum.value[c] += channels[c];
-    sum.weight += 1;
+    if (isFinite(plane.exponents, value)) return addTo(sum.value, floatsOf(value));
+    if (!plane.shown) ++dropped_;
+    sum.missing += 1;
 }
 
 void TileBuffers::keep(const miColor& result, const miState& state, const std::vector<SampleValue>& values) {
@@ -183,39 +224,47 @@ void TileBuffers::keep(const miColor& result, const miState& state, const std::v
         SampleValue& value = kept_.emplace_back(valueOf(plane, result, state, values, own));
         if (plane.shown)
             endAtWhite(value, colors_);
-        else if (plane.filtered && !isFinite(plane, value))
+        else if (plane.filtered && !isFinite(plane.exponents, value))
             ++dropped_;
     }
 }
 
 void TileBuffers::addPart(int sample, float weight) {
+    weight_ += weight;
     const SampleValue* value = &kept_[static_cast<std::size_t>(sample) * planes_.size()];
-    for (std::size_t i = 0; i < planes_.size(); ++i, ++value) {
-        const Plane& plane = planes_[i];
-        if (!plane.filtered || !isFinite(plane, *value)) continue;
-        float channels[4];
-        std::memcpy(channels, value->words, sizeof channels);
-        Sum& sum = sums_[i];
-        for (int c = 0; c < 4; ++c) sum.value[c] += weight * channels[c];
-        sum.weight += weight;
-        if (clips_) widen(i, channels);
+    Sum* sum = sums_.data();
+    for (const Plane& plane : planes_) {
+        if (!plane.filtered) {
+        } else if (isFinite(plane.exponents, *value)) {
+            addTo(sum->value, weight * floatsOf(*value));
+        } else {
+            sum->missing += weight;
+        }
+        ++value;
+        ++sum;
     }
+    if (clips_) widenRanges(sample);
 }
 
 void TileBuffers::letStand(int sample) {
     const SampleValue* value = &kept_[static_cast<std::size_t>(sample) * planes_.size()];
     for (std::size_t i = 0; i < planes_.size(); ++i, ++value)
-        if (!planes_[i].filtered) addValue(planes_[i], sums_[i], *value);
+        if (!planes_[i].filtered) keepValue(sums_[i], *value);
 }
 
-void TileBuffers::widen(std::size_t plane, const float* channels) {
+void TileBuffers::widenRanges(int sample) {
     if (ranges_.empty()) {
         constexpr float kMost = std::numeric_limits<float>::infinity();
         ranges_.assign(planes_.size(), {{kMost, kMost, kMost, kMost}, {-kMost, -kMost, -kMost, -kMost}});
     }
-    for (int c = 0; c < 4; ++c) {
-        ranges_[plane].least[c] = std::min(ranges_[plane].least[c], channels[c]);
-        ranges_[plane].most[c] = std::max(ranges_[plane].most[c], channels[c]);
+    const SampleValue* value = &kept_[static_cast<std::size_t>(sample) * planes_.size()];
+    for (std::size_t i = 0; i < planes_.size(); ++i, ++value) {
+        if (!isFinite(planes_[i].exponents, *value)) continue;
+        const Floats4 channels = floatsOf(*value);
+        for (int c = 0; c < 4; ++c) {
+            ranges_[i].least[c] = std::min(ranges_[i].least[c], channels[c]);
+            ranges_[i].most[c] = std::max(ranges_[i].most[c], channels[c]);
+        }
     }
 }
 
@@ -236,7 +285,8 @@ void TileBuffers::endPixel(int x, int y) {
         if (plane.integer) {
             *target = sum.label;
         } else {
-            const float scale = sum.weight > 0 ? 1 / sum.weight : 0;
+            const float weight = plane.filtered ? weight_ - sum.missing : 1;
+            const float scale = weight > 0 ? 1 / weight : 0;
             for (float& v : sum.value) v *= scale;
             if (clips_) clipSum(i, sum.value);
             if (channels == 4)
@@ -246,6 +296,7 @@ void TileBuffers::endPixel(int x, int y) {
         }
         sum = {};
     }
+    weight_ = 0;
     ranges_.clear();
 }
 

@@ -119,7 +119,6 @@ private:
         int channels;  ///< words per pixel; a label is one
         bool filtered, integer, alphaOnly, takesResult;
         AutomaticValue automatic;
-        bool sumsValues = false;                      ///< filtered, and nothing but what shaders put
         alignas(16) std::uint32_t exponents[4] = {};  ///< bits by channel that tell whether a color is finite
         std::size_t first = 0;                        ///< its words in pixels_
         std::size_t image = 0;                        ///< that it belongs to
@@ -129,7 +128,13 @@ private:
     struct Sum {
         alignas(16) float value[4] = {};
         std::uint32_t label = 0;
-        float weight = 0;  ///< of the samples that count; without filters it is their number
+        float missing = 0;  ///< weight of samples that are no colors
+    };
+    /// A buffer that sums up what shaders put, and nothing else. Most are: each sample goes through all of these.
+    struct PutPlane {
+        alignas(16) std::uint32_t exponents[4];
+        std::size_t value;  ///< of a sample, by shader index
+        std::size_t plane;
     };
     struct Range {
         alignas(16) float least[4], most[4];
@@ -142,12 +147,15 @@ private:
                                       const std::vector<SampleValue>& values, SampleValue& own);
     void addValue(const Plane& plane, Sum& sum, const SampleValue& value);
     void addFiltered(const Plane& plane, Sum& sum, const SampleValue& value);
-    static bool isFinite(const Plane& plane, const SampleValue& value);
-    void widen(std::size_t plane, const float* channels);
+    static void keepValue(Sum& sum, const SampleValue& value);
+    void widenRanges(int sample);
     void clipSum(std::size_t plane, float* channels);
 
     std::vector<Plane> planes_;
+    std::vector<PutPlane> putPlanes_;
+    std::vector<std::size_t> otherPlanes_;
     std::vector<Sum> sums_;
+    float weight_ = 0;               ///< of the running pixel's samples
     std::vector<SampleValue> kept_;  ///< sample by sample, each with a value for every plane
     std::vector<Range> ranges_;      ///< of the running pixel, by plane; empty without clipping
     bool clips_ = false;
