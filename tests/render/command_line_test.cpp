@@ -131,9 +131,9 @@ TEST_F(CommandLine, SomeOfTheSceneIsRendered) {
 
 /// Told one by one, except where nothing is what was asked for.
 TEST_F(CommandLine, WhatHasNoEffectSaysSo) {
-    const std::vector<std::string> words = {"-importon on",    "-acceleration bsp2", "-bsp_size 9",
-                                            "-samplelock off", "-task_order x",      "-progressive on",
-                                            "-shadowmap on",   "-hosts a b --",      "-fb_dir x"};
+    const std::vector<std::string> words = {"-importon on",  "-acceleration bsp2", "-bsp_size 9",
+                                            "-bsp_depth 9",  "-task_order x",      "-progressive on",
+                                            "-shadowmap on", "-hosts a b --",      "-fb_dir x"};
     std::vector<std::string> arguments{"-photonmap_only", "off"};
     for (const std::string& each : words) {
         std::istringstream stream(each);
