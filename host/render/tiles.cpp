@@ -24,6 +24,7 @@ namespace lumorender {
 namespace {
 
 constexpr int kDefaultTileSize = 32;
+constexpr float kFarthest = std::numeric_limits<float>::infinity();
 constexpr std::size_t kBytesOfSamples = std::size_t{64} << 20;  // that a thread keeps at once
 
 bool shutterOpens(const miOptions& options) {
@@ -105,7 +106,8 @@ private:
     /// Of a cell of the grid.
     bool takeSample(int column, int row, GridSample& sample) {
         const int edge = sampler_.edge();
-        sample.color = traceSample(column / edge, row / edge, row % edge * edge + column % edge);
+        const int x = column / edge, y = row / edge;
+        sample.color = traceSample(x, y, seedOf(x, y), row % edge * edge + column % edge, kFarthest);
         if (abortRequested()) return false;
         const ThreadContext& context = samples_.context();
         sample.moves = context.sampleMoves;
@@ -118,8 +120,12 @@ private:
         buffers_.letStand(grid_->standing(x, y));
     }
 
-    miColor traceSample(int x, int y, int cell, float farthest = std::numeric_limits<float>::infinity()) {
-        const std::uint32_t seed = mixSeeds(static_cast<std::uint32_t>(x), static_cast<std::uint32_t>(y));
+    static std::uint32_t seedOf(int x, int y) {
+        return mixSeeds(static_cast<std::uint32_t>(x), static_cast<std::uint32_t>(y));
+    }
+
+    /// @param seed of the pixel
+    miColor traceSample(int x, int y, std::uint32_t seed, int cell, float farthest) {
         const SamplePosition position = sampler_.position(seed, cell);
         return samples_.trace({x + position.x, y + position.y, position.time, seed, sampler_.number(cell), farthest});
     }
@@ -127,8 +133,9 @@ private:
     /// False where the render was stopped: a sample that was under way does not count.
     bool samplePixel(const Tile& tile, int tileX, int tileY) {
         const int x = tile.x + tileX, y = tile.y + tileY;
+        const std::uint32_t seed = seedOf(x, y);
         for (int i = 0; i < sampler_.count(); ++i) {
-            const miColor result = masks_ ? traceSample(x, y, i, passes_.nearestInFiles(x, i)) : traceSample(x, y, i);
+            const miColor result = traceSample(x, y, seed, i, masks_ ? passes_.nearestInFiles(x, i) : kFarthest);
             if (abortRequested()) return false;
             add(result, x, i);
         }
