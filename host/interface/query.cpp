@@ -1,6 +1,7 @@
 // mi_query: finds the kind of question by its code.
 #include "interface/query.h"
 
+#include "geometry/mesh.h"
 #include "interface/host.h"
 #include "tracing/shader_table.h"
 
@@ -85,13 +86,28 @@ miBoolean give(void* result, const T& value) {
 
 }  // namespace
 
-/// What every call of a shader asks comes first, before anything is made of the question.
+/// What calls of shaders ask again and again comes first, before anything is made of the question.
 extern "C" miBoolean mi_query(miQ_type code, miState* state, miTag tag, void* result, ...) {
     if (result && state && state->ts) [[likely]] {
-        if (code == miQ_STAGE) return give(result, static_cast<int>(contextOf(state).stage));
-        if (code == miQ_FINALGATHER_STATE) return give(result, gatherState(contextOf(state)));
-        if (code == miQ_FUNC_USERPTR && tag == miNULLTAG && state->shader && runtimeOf(state->shader))
-            return give(result, &runtimeOf(state->shader)->userPointer);
+        const ThreadContext& context = contextOf(state);
+        switch (code) {
+            case miQ_STAGE: return give(result, static_cast<int>(context.stage));
+            case miQ_FINALGATHER_STATE: return give(result, gatherState(context));
+            case miQ_FUNC_USERPTR:
+                if (tag != miNULLTAG || !state->shader || !runtimeOf(state->shader)) break;
+                return give(result, &runtimeOf(state->shader)->userPointer);
+            case miQ_FUNC_RESULT_SIZE: {
+                const auto* function = context.scene->database->as<miFunction>(tag, miSCENE_FUNCTION);
+                if (!function || !runtimeOf(function)) break;
+                return give(result, static_cast<int>(runtimeOf(function)->resultSize));
+            }
+            case miQ_NUM_TEXTURES: {
+                const Hit* hit = hitOf(state);
+                if (!hit || !hit->instance->mesh) break;
+                return give(result, static_cast<int>(hit->instance->mesh->textureSpaces));
+            }
+            default: break;
+        }
     }
     if (code <= miQ_NONE || code >= miQ_COUNT || !result) return miFALSE;
     if (code != miQ_GROUP_KID && code != miQ_FUNC_TLS_GETALL && code != miQ_FUNC_PARAM_VALUE)

@@ -51,7 +51,9 @@ void Camera::eyeRay(double rasterX, double rasterY, double time, const Imath::V2
         d = sharp - o;
     }
 
-    const M44d m = localToWorldAt(element_, time);
+    M44d moved{Imath::UNINITIALIZED};
+    const bool moves = element_.motionSteps > 0;
+    const M44d& m = moves ? moved = localToWorldAt(element_, time) : element_.placement->localToWorld;
     org = narrow(transformPoint(o, m));
     dir = narrow(unit(transformVector(d, m)));
 }

@@ -209,6 +209,7 @@ struct ThreadContext {
     RunningHit shading;
     RunningVolumes volumes;
     EyeOrigin eyeOrigin;
+    bool lensIsTurned = false;
     M44d lensTurn;  ///< from the camera's ray to that of the running lens shader, as far as such shaders have said
     bool opacityIsSet = false;
     miColor opacity = {};

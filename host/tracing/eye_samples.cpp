@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <new>
+#include <utility>
 
 namespace lumorender {
 
@@ -52,7 +53,7 @@ void EyeSamples::start(const EyeSample& sample) {
     context_.sampleMoves = false;
     context_.farthest = sample.farthest;
     context_.opacityIsSet = false;
-    context_.lensTurn = M44d();
+    if (std::exchange(context_.lensIsTurned, false)) context_.lensTurn = M44d();
 
     miState& state = context_.root->state;
     state.scanline = scene_.options->scanline == kRasterizer;

@@ -112,7 +112,9 @@ bool pixelFootprint(Footprint& result, const miState* state) {
 
 void turnFootprints(const miState* state, const miScalar* matrix) {
     ThreadContext& context = contextOf(state);
-    if (isOfLens(*state)) context.lensTurn = context.lensTurn * affineMatrix(matrix);
+    if (!isOfLens(*state)) return;
+    context.lensTurn = context.lensTurn * affineMatrix(matrix);
+    context.lensIsTurned = true;
 }
 
 miVector beforeLens(const miState* state, const miVector& point) {
