@@ -31,7 +31,7 @@ public:
     using Parameters = P;
 
     ShaderHelper(miState* state, P* parameters)
-        : state_(state), parameters_(parameters), ghostOffset_(ghostOffsetOf(state->shader)) {}
+        : state_(state), parameters_(parameters), ghostOffset_(ghostOffsetOf(state)) {}
 
     miState* state() const { return state_; }
 
@@ -139,8 +139,11 @@ protected:
     P* block() const { return parameters_; }
 
 private:
-    /* Where no parameter is connected, none has a ghost. */
-    static std::ptrdiff_t ghostOffsetOf(const miFunction* function) {
+    /* Where no parameter is connected, none has a ghost. Shaders without parameters may be called with anything for a
+     * state: nothing is looked at then. */
+    static std::ptrdiff_t ghostOffsetOf(const miState* state) {
+        if constexpr (std::is_empty_v<P>) return 0;
+        const miFunction* function = state ? state->shader : nullptr;
         return function && function->has_connections == 1 ? function->ghost_offs : 0;
     }
 

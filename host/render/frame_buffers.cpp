@@ -2,6 +2,7 @@
 
 #include "image/pixel_encoding.h"
 #include "support/abort.h"
+#include "support/lanes.h"
 #include "support/limits.h"
 #include "support/messages.h"
 #include "tracing/spaces.h"
@@ -71,14 +72,13 @@ void endAtWhite(SampleValue& value, const ColorRules& rules) {
 }
 
 using Words4 = std::uint32_t __attribute__((vector_size(16)));
-using Floats4 = float __attribute__((vector_size(16)));
 
 Words4 wordsAt(const std::uint32_t* words) {
     Words4 result;
     std::memcpy(&result, std::assume_aligned<16>(words), sizeof result);
     return result;
 }
-Floats4 floatsOf(const SampleValue& value) { return reinterpret_cast<Floats4>(wordsAt(value.words)); }
+Lanes floatsOf(const SampleValue& value) { return reinterpret_cast<Lanes>(wordsAt(value.words)); }
 
 bool hasHighBit(Words4 words) {
 #if defined(__SSE2__)
@@ -93,8 +93,8 @@ bool isFinite(const std::uint32_t* exponents, const SampleValue& value) {
     return !hasHighBit((wordsAt(value.words) & wordsAt(exponents)) + kExponentStep);
 }
 
-void addTo(float* sum, Floats4 values) {
-    Floats4 all;
+void addTo(float* sum, Lanes values) {
+    Lanes all;
     std::memcpy(&all, std::assume_aligned<16>(sum), sizeof all);
     all += values;
     std::memcpy(std::assume_aligned<16>(sum), &all, sizeof all);
@@ -260,7 +260,7 @@ void TileBuffers::widenRanges(int sample) {
     const SampleValue* value = &kept_[static_cast<std::size_t>(sample) * planes_.size()];
     for (std::size_t i = 0; i < planes_.size(); ++i, ++value) {
         if (!isFinite(planes_[i].exponents, *value)) continue;
-        const Floats4 channels = floatsOf(*value);
+        const Lanes channels = floatsOf(*value);
         for (int c = 0; c < 4; ++c) {
             ranges_[i].least[c] = std::min(ranges_[i].least[c], channels[c]);
             ranges_[i].most[c] = std::max(ranges_[i].most[c], channels[c]);

@@ -86,10 +86,7 @@ protected:
             return miTRUE;  // each occluder has its say in the passes
         }
 
-        FrameBuffers buffers;
-        FrameBufferInfo* entries = nullptr;
-        const miUint count = getFrameBufferInfo(state, &buffers.passes, &entries);
-        buffers.entries = {entries, count};
+        const FrameBuffers buffers = currentFrameBuffers(state);
         AdaptedResult adapted;
         if (!call(adapted, state, *record, buffers)) return miFALSE;
         compose(*result, in, adapted);
@@ -153,21 +150,19 @@ private:
     /* What the material lets of white light through is taken from the picture's light and from that of the passes. */
     void castShadow(miColor* light, miState* state, Vexabase& record) const {
         if (!H::kCastsShadow) return castPlainShadow(state, light, record, kBlack);
-        PassState* passes = nullptr;
-        FrameBufferInfo* entries = nullptr;
-        const miUint count = getFrameBufferInfo(state, &passes, &entries);
+        const FrameBuffers buffers = currentFrameBuffers(state);
         AdaptedResult adapted;
         miColor& left = *adapted.begin();
         left = {1, 1, 1, 1};
         {
             // In segmented mode the material goes on to the next surfaces, whose share is in the light that is left.
-            const InUseGuard closed({entries, count});
+            const InUseGuard closed(buffers.entries);
             if (!mi_call_shader_x(&left, miSHADER_SHADOW, state, material_, nullptr)) left = kBlack;
         }
         light->r *= left.r;
         light->g *= left.g;
         light->b *= left.b;
-        applyShadowTransparencyToFrameBuffers(count, entries, &left, miFALSE, state);
+        applyShadowTransparencyToFrameBuffers(buffers.count(), buffers.entries.data(), &left, miFALSE, state);
     }
 
     const miTag material_;

@@ -39,11 +39,9 @@ miBoolean letThrough(miColor* result, const ShaderHelper<ShadowShaderParameters>
 }
 
 miBoolean block(miColor* result, const ShaderHelper<NoParameters>& in, const void*) {
-    PassState* passes = nullptr;
-    FrameBufferInfo* entries = nullptr;
-    const miUint count = getFrameBufferInfo(in.state(), &passes, &entries);
+    const FrameBuffers buffers = currentFrameBuffers(in.state());
     *result = BLACK;
-    return applyShadowTransparencyToFrameBuffers(count, entries, &BLACK, miFALSE, in.state());
+    return applyShadowTransparencyToFrameBuffers(buffers.count(), buffers.entries.data(), &BLACK, miFALSE, in.state());
 }
 
 }  // namespace

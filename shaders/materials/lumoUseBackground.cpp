@@ -187,10 +187,7 @@ private:
 
     void shadeSeen(Result& result, const Helper& in, Vexabase& record) const {
         miState* state = in.state();
-        FrameBuffers buffers;
-        FrameBufferInfo* entries = nullptr;
-        const miUint count = getFrameBufferInfo(state, &buffers.passes, &entries);
-        buffers.entries = {entries, count};
+        const FrameBuffers buffers = currentFrameBuffers(state);
         PassWriter passes(state, buffers, passWriteMode, passWriteFlagByte(), &passWriteWeight);
         const miInteger matte = in(&P::matteOpacityMode);
         if (matte == kMatteHole) passes.close();

@@ -34,12 +34,10 @@ miColor opacityOver(const miColor& transmission, const miColor& behind) {
  * mask does not leave out. */
 template <class Visit>
 void visitShadowed(miState* state, miTag holder, Visit visit) {
-    PassState* passes = nullptr;
-    FrameBufferInfo* first = nullptr;
-    const miUint count = getFrameBufferInfo(state, &passes, &first);
+    const FrameBuffers buffers = currentFrameBuffers(state);
     std::optional<PassFilter> filter;
     miUint number = 0;
-    for (FrameBufferInfo& entry : entriesOf(count, first)) {
+    for (FrameBufferInfo& entry : buffers.entries) {
         const miUint pass = number++;
         if (!hasFlag(entry, kEntryShadowed) || !hasFlag(entry, kEntryLightContributes)) continue;
         if (!filter) filter.emplace(state, holder);

@@ -41,6 +41,13 @@ private:
 
 #define CALL(name) function<decltype(::name)>(#name)
 
+/* Where parameters are inherited down the scene graph the renderer calls it, and hands over what is no state. */
+TEST_P(BrokenCalls, TraversalLooksAtNothing) {
+    using Traversal = miBoolean(void*, void*, void*, void*);
+    for (void* argument : {static_cast<void*>(nullptr), reinterpret_cast<void*>(8)})
+        EXPECT_EQ(function<Traversal>("lumoTraversal")(argument, argument, argument, argument), miTRUE);
+}
+
 TEST_P(BrokenCalls, SceneDataAndMemory) {
     for (const miUint type : {0u, 7u, 10u, 34u, 0xFFFFFFFFu})
         EXPECT_EQ(CALL(get_userdata)(0x56657861, type, miNULLTAG, nullptr, nullptr), nullptr) << type;
