@@ -6,6 +6,7 @@
 
 #include "renderer_function.h"
 
+#include <lumorender.h>
 #include <mi_shader_if.h>
 #include <shader.h>
 
@@ -204,6 +205,7 @@ LUMO_RENDERER_FUNCTION(mi_spline)
 // frame buffers
 LUMO_RENDERER_FUNCTION(mi_fb_put)
 LUMO_RENDERER_FUNCTION(mi_fb_get)
+LUMO_RENDERER_FUNCTION(lumorender_sample_values)
 
 // messages: that their format can be checked is no part of their type, and GCC says so
 #pragma GCC diagnostic push

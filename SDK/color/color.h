@@ -3,7 +3,6 @@
 
 #include <algorithm>
 
-#include "SDK/framework/float4.h"
 #include "SDK/lumo.h"
 
 namespace lumo {
@@ -18,8 +17,6 @@ constexpr miColor operator/(const miColor& a, miScalar s) { return {a.r / s, a.g
 constexpr miColor operator-(miScalar s, const miColor& a) { return {s - a.r, s - a.g, s - a.b, s - a.a}; }
 
 constexpr miColor withAlphaOne(const miColor& c) { return {c.r, c.g, c.b, 1}; }
-
-inline bool isExactlyZero(const miColor& c) { return bits4(load4(&c.r) == Float4{0, 0, 0, 0}) == 0xF; }
 
 constexpr miScalar luminance(const miColor& c) { return 0.3f * c.r + 0.59f * c.g + 0.11f * c.b; }
 

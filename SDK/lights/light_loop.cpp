@@ -67,5 +67,5 @@ void sampleLightEnd(miState* state, miUint count, FrameBufferInfo* first, miInte
     // The sums hold the light already, so they are written as they are.
     const miScalar share = 1 / static_cast<miScalar>(samples);
     const SlotWriter writer(state, *mode, *flags, *weight);
-    for (const FrameBufferInfo& entry : entries) writer.write(entry, entry.lightSum * share);
+    writer.writeEach(entries, [share](const FrameBufferInfo& entry) { return entry.lightSum * share; });
 }

@@ -29,6 +29,9 @@ struct FrameBuffers {
     bool empty() const { return entries.empty(); }
     miUint count() const { return static_cast<miUint>(entries.size()); }
 
+    /* Whether there may be entries of a pass type. */
+    bool hasType(miUint type) const { return passes && passes->types[type].count != 0; }
+
     /* The entries of one pass type. */
     std::span<FrameBufferInfo> ofType(miUint type) const {
         const PassRange range = passes ? passes->types[type] : PassRange{};

@@ -17,7 +17,7 @@ class Arrival {
 public:
     explicit Arrival(const miState* state)
         : level_(rayLevel(state)),
-          levels_{state->reflection_level, state->reflection_level, state->refraction_level, state->refraction_level},
+          levels_{state->reflection_level, ~state->reflection_level, state->refraction_level, ~state->refraction_level},
           hiding_(hidingFlags(state->type)) {}
 
     miUint flags(const FrameBufferInfo& entry) const {
@@ -53,11 +53,14 @@ private:
         // Lowest and highest reflection, lowest and highest refraction.
         Int4 limits;
         std::memcpy(&limits, &entry.minReflectionLevel, sizeof limits);
-        constexpr unsigned kLowest = 0b0101, kHighest = 0b1010;
-        const unsigned below = bits4(levels_ < limits) & kLowest, above = bits4(levels_ > limits) & kHighest;
-        if ((below | above) == 0) return 0;
-        return above ? kLevelFiltered : kLevelFiltered | kLevelBelowRange;
+        const unsigned outside = bits4((limits ^ kHighest) > levels_);
+        if (outside == 0) return 0;
+        constexpr unsigned kAbove = 0b1010;
+        return outside & kAbove ? kLevelFiltered : kLevelFiltered | kLevelBelowRange;
     }
+
+    /* Complements have the opposite order: with those of the highest levels all four comparisons are of one kind. */
+    static constexpr Int4 kHighest = {0, -1, 0, -1};
 
     const int level_;
     const Int4 levels_;
@@ -65,12 +68,19 @@ private:
 };
 
 /* An object that is left out is left out with all that is seen in it and through its refractions, unless the buffer
- * asks for these. */
-miUint maskFlags(const FrameBufferInfo& entry) {
-    miUint flags = kLevelFiltered;
-    if (!(entry.flags & kEntryThroughReflection)) flags |= kLevelNoReflection;
-    if (!(entry.flags & kEntryThroughRefraction)) flags |= kLevelNoRefraction;
-    return flags;
+ * asks for these. Returns whether some buffer is to see what lies behind. */
+bool leaveOut(const LevelSlots& slots, const PassFilter& mask) {
+    bool looksBehind = false;
+    miUint number = 0;
+    for (const FrameBufferInfo& entry : slots.entries()) {
+        if (mask.allows(number++)) continue;
+        miUint& flags = slots.of(entry).levelFlags;
+        flags |= kLevelFiltered;
+        if (!(entry.flags & kEntryThroughReflection)) flags |= kLevelNoReflection;
+        if (!(entry.flags & kEntryThroughRefraction)) flags |= kLevelNoRefraction;
+        looksBehind = looksBehind || !(flags & kLevelHidden || entry.flags & kEntryMatte);
+    }
+    return looksBehind;
 }
 
 }  // namespace
@@ -83,19 +93,13 @@ bool beginSurface(const LevelSlots& slots, miState* state) {
 
     const PassFilter mask(state, shadedObject(state));
     const Arrival arrival(state);
-    bool looksBehind = false;
-    miUint number = 0;
-    for (FrameBufferInfo& entry : slots.entries()) {
-        FrameBufferSlot& slot = slots.of(entry);
+    const LevelSlots here = slots;  // a copy stays in registers
+    for (const FrameBufferInfo& entry : here.entries()) {
+        FrameBufferSlot& slot = here.of(entry);
         slot.contribution = kBlack;
-        miUint flags = arrival.flags(entry);
-        if (!mask.allows(number++)) {
-            flags |= maskFlags(entry);
-            looksBehind = looksBehind || !(flags & kLevelHidden || entry.flags & kEntryMatte);
-        }
-        slot.levelFlags = flags;
+        slot.levelFlags = arrival.flags(entry);
     }
-    return looksBehind;
+    return mask.text() && leaveOut(slots, mask);
 }
 
 bool seesMedium(const FrameBufferInfo& entry, const miState* state) { return Arrival(state).seesBefore(entry); }

@@ -23,6 +23,23 @@ public:
         return slot != nullptr;
     }
 
+    /* The same for several entries. Next to all are added to: that is decided once. */
+    template <class Value>
+    void writeEach(std::span<const FrameBufferInfo> entries, const Value& valueOf) const {
+        if (mode_ != kWriteAdd) [[unlikely]] {
+            for (const FrameBufferInfo& entry : entries) write(entry, valueOf(entry));
+            return;
+        }
+        if (!hasSlots_) return;
+        const int level = level_;
+        const miScalar weight = weight_;
+        for (const FrameBufferInfo& entry : entries) {
+            FrameBufferSlot& slot = entry.slots[level];
+            if ((entry.flags & kEntryClosed) || (slot.levelFlags & kLevelFiltered)) continue;
+            slot.contribution = slot.contribution + valueOf(entry) * weight;
+        }
+    }
+
     /* Scalar buffers have one word; what lies behind it is not theirs. */
     void writeFirstWord(const FrameBufferInfo& entry, miScalar value) const {
         FrameBufferSlot* slot = isClosed(entry) ? nullptr : writableSlot(entry);

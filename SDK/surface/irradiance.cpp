@@ -76,8 +76,16 @@ int raysToGather(miState* state, const Vexabase& record, miScalar weight, miIrra
     return options.size != 0 ? options.finalgather_rays : state->options->finalgather_rays;
 }
 
+/* Otherwise nothing is traced or looked up, and it does not matter how. */
+bool hasIndirectLight(const miOptions& options) { return options.finalgather || options.globillum || options.caustic; }
+
 /* What the renderer gathers at the point. Its rays must not deposit passes or glow: they are not seen by themselves. */
 miColor gatheredRadiance(miState* state, Vexabase& record) {
+    if (!hasIndirectLight(*state->options)) {
+        miColor radiance = kBlack;
+        mi_compute_avg_radiance(&radiance, state, 'f', nullptr);
+        return radiance;
+    }
     miIrrad_options options{};
     takeObjectOptions(state, options);
     if (state->options->finalgather) {

@@ -51,23 +51,20 @@ public:
     /* Whole values. */
     void write(PassType type, const miColor& value) const { writeWithAlpha(type, opaque(value)); }
     void writeWithAlpha(PassType type, const miColor& value) const {
-        if (isOpen())
-            for (const FrameBufferInfo& entry : buffers_.ofType(type)) slots_.write(entry, value);
+        if (takes(type)) writeAll(type, value);
     }
     void writeScalar(PassType type, miScalar value) const {
-        if (isOpen())
-            for (const FrameBufferInfo& entry : buffers_.ofType(type)) slots_.writeFirstWord(entry, value);
+        if (!takes(type)) return;
+        for (const FrameBufferInfo& entry : buffers_.ofType(type)) slots_.writeFirstWord(entry, value);
     }
 
     /* Terms of a light sample, which the light that each entry gets multiplies. */
     void addLit(PassType type, const miColor& term) const {
-        if (isOpen())
-            for (FrameBufferInfo& entry : buffers_.ofType(type))
-                entry.lightSum = entry.lightSum + entry.lightValue * opaque(term);
+        if (takes(type)) addAllLit(type, opaque(term));
     }
     void addLitLuminance(PassType type, const miColor& term) const {
-        if (isOpen())
-            for (FrameBufferInfo& entry : buffers_.ofType(type)) entry.lightSum.r += luminance(entry.lightValue * term);
+        if (!takes(type)) return;
+        for (FrameBufferInfo& entry : buffers_.ofType(type)) entry.lightSum.r += luminance(entry.lightValue * term);
     }
 
     void beginLight() const {
@@ -85,6 +82,16 @@ public:
     FrameBuffers traced() const { return isOpen() ? buffers_ : FrameBuffers{}; }
 
 private:
+    /* Scenes have few of the types: most writes end here. */
+    bool takes(PassType type) const { return buffers_.hasType(type) && isOpen(); }
+
+    [[gnu::noinline]] void writeAll(PassType type, const miColor& value) const {
+        slots_.writeEach(buffers_.ofType(type), [&](const FrameBufferInfo&) { return value; });
+    }
+    [[gnu::noinline]] void addAllLit(PassType type, const miColor& term) const {
+        for (FrameBufferInfo& entry : buffers_.ofType(type)) entry.lightSum = entry.lightSum + entry.lightValue * term;
+    }
+
     static miColor opaque(const miColor& value) { return {value.r, value.g, value.b, 1}; }
 
     miState* const state_;

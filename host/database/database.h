@@ -60,6 +60,18 @@ public:
         const Element* found = element(tag);
         return found ? found->type.load(std::memory_order_acquire) : miSCENE_NONE;
     }
+    /// Both at once. Type and record of nothing are miSCENE_NONE and null.
+    struct Record {
+        int type = miSCENE_NONE;
+        void* data = nullptr;
+    };
+    Record typed(miTag tag) const noexcept {
+        const Element* found = element(tag);
+        if (!found) return {};
+        // The record is published last.
+        void* data = found->record.load(std::memory_order_acquire);
+        return {found->type.load(std::memory_order_acquire), data};
+    }
     std::size_t size(miTag tag) const noexcept;
     /// The element's name; empty for anonymous elements.
     std::string_view name(miTag tag) const noexcept;

@@ -31,11 +31,9 @@ extern "C" {
 const void* mi_db_access(miTag tag) { return accessed(tag, "mi_db_access"); }
 
 void* mi_db_access_type(int* type, miTag tag) {
-    const Database& database = hostDatabase();
-    const int found = database.type(tag);
-    if (type) *type = found;
-    void* record = database.record(tag);
-    return record ? record : missing(tag, "mi_db_access_type");
+    const Database::Record found = hostDatabase().typed(tag);
+    if (type) *type = found.type;
+    return found.data ? found.data : missing(tag, "mi_db_access_type");
 }
 
 void mi_db_unpin(miTag) {}

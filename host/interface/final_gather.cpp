@@ -13,6 +13,11 @@ namespace {
 /// Gathered light, and what photons bring beside it: caustics always, and what is left of all light where nothing was
 /// gathered. The ends of gathering rays take photons in place of gathering on.
 miBoolean averageOf(miColor* result, miState* state, miUchar face, const miIrrad_options* options) {
+    const RenderScene& scene = *contextOf(state).scene;
+    if (!scene.gather && !scene.photons) {
+        *result = {0, 0, 0, 0};
+        return miFALSE;
+    }
     const auto side = static_cast<char>(face);
     const bool gathered = !photonsEndGathering(state) && averageRadiance(result, state, side, options);
     if (!gathered) *result = {0, 0, 0, 0};

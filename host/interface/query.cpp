@@ -106,6 +106,17 @@ extern "C" miBoolean mi_query(miQ_type code, miState* state, miTag tag, void* re
                 if (!hit || !hit->instance->mesh) break;
                 return give(result, static_cast<int>(hit->instance->mesh->textureSpaces));
             }
+            case miQ_PRI_ASSEMBLY_INST_TAG: {
+                const Hit* hit = hitOf(state);
+                return hit && hit->instance->assemblyInstance ? give(result, hit->instance->assemblyInstance) : miFALSE;
+            }
+            case miQ_LIGHT_AREA: {
+                const Database& database = *context.scene->database;
+                const auto* instance = database.as<miInstance>(tag, miSCENE_INSTANCE);
+                const auto* light = instance ? database.as<miLight>(instance->item, miSCENE_LIGHT) : nullptr;
+                if (!light) break;
+                return give(result, static_cast<int>(light->area));
+            }
             default: break;
         }
     }

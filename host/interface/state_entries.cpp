@@ -2,6 +2,7 @@
 #include "tracing/context.h"
 #include "render/frame_buffers.h"
 
+#include "lumorender.h"
 #include "shader.h"
 
 #include <cstring>
@@ -10,17 +11,23 @@ using namespace lumorender;
 
 namespace {
 
-/// The sample's value of a buffer, or null where there is no such buffer or no sample.
-SampleValue* sampleValue(ThreadContext& context, int buffer) {
-    // What is negative is beyond all numbers here.
-    const auto number = static_cast<std::size_t>(buffer);
-    return context.sampling && number < context.values.size() ? &context.values[number] : nullptr;
-}
+/// Where the sample's value of a buffer is, and how many words it has: none where there is no such buffer, or no sample.
+struct PlaceOfValue {
+    PlaceOfValue(ThreadContext& context, int buffer) {
+        // What is negative is beyond all numbers here.
+        const auto number = static_cast<std::size_t>(buffer);
+        if (number >= context.openValues) return;
+        value = &context.values[number];
+        words = context.valueWords[number];
+    }
+
+    SampleValue* value = nullptr;
+    int words = 0;
+};
 
 /// Moves a buffer's record: a color, a vector, or one word. Copies of a known size are a few instructions each. False
 /// where numbers of buffers leave this one out.
-miBoolean copyRecord(const ThreadContext& context, int buffer, void* to, const void* from) {
-    const auto words = context.scene->buffers->words[static_cast<std::size_t>(buffer)];
+miBoolean copyRecord(int words, void* to, const void* from) {
     if (words == 4) [[likely]] {
         std::memcpy(to, from, 16);
         return miTRUE;
@@ -53,18 +60,25 @@ void mi_shaderstate_enumerate(miState* state,
 
 miBoolean mi_fb_put(miState* state, int buffer, void* data) {
     ThreadContext& context = contextOf(state);
-    SampleValue* value = sampleValue(context, buffer);
-    if (!value || !data) return miFALSE;
+    const PlaceOfValue place(context, buffer);
+    if (!place.value || !data) return miFALSE;
     // What final gathering meets on its way is no part of the picture, whatever its shaders write.
     if (context.gather.depth > 0) return miTRUE;
-    return copyRecord(context, buffer, value->words, data);
+    return copyRecord(place.words, place.value->words, data);
 }
 
 miBoolean mi_fb_get(miState* state, int buffer, void* data) {
+    const PlaceOfValue place(contextOf(state), buffer);
+    if (!place.value || !data) return miFALSE;
+    return copyRecord(place.words, data, place.value->words);
+}
+
+void lumorender_sample_values(miState* state, LumorenderSampleValues* values) {
     ThreadContext& context = contextOf(state);
-    const SampleValue* value = sampleValue(context, buffer);
-    if (!value || !data) return miFALSE;
-    return copyRecord(context, buffer, data, value->words);
+    static_assert(sizeof(SampleValue) == sizeof(miColor) && sizeof(int) == sizeof(miInteger));
+    const bool open = context.gather.depth == 0;
+    *values = {reinterpret_cast<miColor*>(context.values.data()), context.valueWords,
+               open ? static_cast<miUint>(context.openValues) : 0};
 }
 
 }  // extern "C"

@@ -199,10 +199,11 @@ struct ThreadContext {
     RayRecord* root = nullptr;        ///< of the eye sample
     miState fresh = {};               ///< the root state before a sample
     std::vector<SampleValue> values;  ///< by shader index of the frame buffer
+    const int* valueWords = nullptr;  ///< 32-bit words of each of them
+    std::size_t openValues = 0;       ///< how many shaders may read and write now: none outside of a sample
     int ray = 0;                      ///< depth of the running ray
     std::size_t lens = 0;             ///< position in the camera's lens list
     miStage stage = miSTAGE_UNKNOWN;
-    bool sampling = false;  ///< frame buffers may be written
     float farthest =
         std::numeric_limits<float>::infinity();  ///< of the sample: what lies further off along the axis is hidden
     bool sampleMoves = false;                    ///< the sample's ray met moving geometry

@@ -2,7 +2,6 @@
 
 #include "mi/material.h"
 #include "mi/options.h"
-#include "render/frame_buffers.h"
 #include "support/geometry.h"
 #include "tracing/eye_samples.h"
 #include "tracing/shader_calls.h"
@@ -13,7 +12,6 @@ namespace lumorender {
 
 DisplacementCalls::DisplacementCalls(const RenderScene& scene, short threadIndex) : context_(scene, threadIndex) {
     createRootState(context_);
-    context_.values.resize(scene.buffers->words.size());
     miColor unused = {0, 0, 0, 0};
     runStateShaders(context_, miSTATE_SHADER_STATE_INIT, &unused, false);
 }

@@ -23,7 +23,6 @@ constexpr int kRasterizer = 'r';  ///< of miOptions::scanline
 EyeSamples::EyeSamples(const RenderScene& scene, short threadIndex, miStage stage)
     : scene_(scene), context_(scene, threadIndex) {
     createRootState(context_);
-    context_.values.resize(scene.buffers->words.size());
     context_.stage = stage;
     miColor unused = {0, 0, 0, 0};
     runStateShaders(context_, miSTATE_SHADER_STATE_INIT, &unused, false);
@@ -41,7 +40,7 @@ miColor EyeSamples::trace(const EyeSample& sample) {
     runStateShaders(context_, miSTATE_SHADER_SAMPLE_INIT, &result, false);
     const bool ok = traceSample(context_, &result);
     runStateShaders(context_, miSTATE_SHADER_SAMPLE_EXIT, &result, ok);
-    context_.sampling = false;
+    context_.openValues = 0;
     context_.states.endEyeRay();
     return result;
 }
@@ -49,7 +48,7 @@ miColor EyeSamples::trace(const EyeSample& sample) {
 void EyeSamples::start(const EyeSample& sample) {
     resetRootState(context_);
     std::fill(context_.values.begin(), context_.values.end(), SampleValue{});
-    context_.sampling = true;
+    context_.openValues = context_.values.size();
     context_.sampleMoves = false;
     context_.farthest = sample.farthest;
     context_.opacityIsSet = false;
@@ -91,6 +90,8 @@ void createRootState(ThreadContext& context) {
     state.importance = 1;
     state.shadow_tol = 1e-3;
     state.thread = context.index;
+    context.values.resize(scene.buffers->words.size());
+    context.valueWords = scene.buffers->words.data();
     resetRootState(context);
 }
 
