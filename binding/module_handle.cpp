@@ -27,7 +27,7 @@ void* RendererSymbol::resolve(std::uintptr_t known) const {
     void* found = dlsym(module, name_);
     if (!found) {
         const int error = errno;
-        if (address_.compare_exchange_strong(known, kMissing))
+        if (address_.compare_exchange_strong(known, kMissing) && need_ == Need::kRequired)
             std::fprintf(stderr, "dlsym failed on \"%s\" (handle: 0x%p, error: %d)\n", name_, module, error);
         return nullptr;
     }

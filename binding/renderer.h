@@ -205,7 +205,6 @@ LUMO_RENDERER_FUNCTION(mi_spline)
 // frame buffers
 LUMO_RENDERER_FUNCTION(mi_fb_put)
 LUMO_RENDERER_FUNCTION(mi_fb_get)
-LUMO_RENDERER_FUNCTION(lumorender_sample_values)
 
 // messages: that their format can be checked is no part of their type, and GCC says so
 #pragma GCC diagnostic push
@@ -226,5 +225,9 @@ LUMO_RENDERER_FUNCTION(mi_nwarning)
 LUMO_RENDERER_FUNCTION(mi_get_shader_interface)
 
 #undef LUMO_RENDERER_FUNCTION
+
+// beyond the published interface
+inline constinit RendererFunction<decltype(::lumorender_sample_values)> lumorender_sample_values{
+    "lumorender_sample_values", Need::kOptional};
 
 }  // namespace lumo

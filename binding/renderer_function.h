@@ -6,10 +6,13 @@
 
 namespace lumo {
 
+/* Whether a renderer that lacks a function is complained about. */
+enum class Need { kRequired, kOptional };
+
 /* Name and address of one renderer function. Threads may race to resolve it: all of them find the same address. */
 class RendererSymbol {
 public:
-    explicit constexpr RendererSymbol(const char* name) : name_(name) {}
+    explicit constexpr RendererSymbol(const char* name, Need need = Need::kRequired) : name_(name), need_(need) {}
 
     RendererSymbol(const RendererSymbol&) = delete;
     RendererSymbol& operator=(const RendererSymbol&) = delete;
@@ -27,6 +30,7 @@ private:
     void* resolve(std::uintptr_t known) const;
 
     const char* name_;
+    Need need_;
     mutable std::atomic<std::uintptr_t> address_{kUnresolved};
 };
 

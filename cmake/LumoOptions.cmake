@@ -63,6 +63,6 @@ endif()
 # Calls inside a module are its own, whatever the process around it exports under the same name.
 add_library(lumo_module_code INTERFACE)
 target_compile_options(lumo_module_code INTERFACE -ffp-contract=off -fvisibility=hidden -fvisibility-inlines-hidden
-    -fno-semantic-interposition)
+    -fno-semantic-interposition -fno-math-errno)
 target_link_options(lumo_module_code INTERFACE -Wl,-Bsymbolic-functions)
 target_link_libraries(lumo_module_code INTERFACE lumo_warnings)

@@ -48,6 +48,7 @@ void takeObjectOptions(miState* state, miIrrad_options& options) {
     mi_db_unpin(block);
     if (data.kind != 1) return;
 
+    options = {};
     options.size = sizeof options;
     options.finalgather_rays = data.rays;
     options.finalgather_maxradius = data.maxRadius;
@@ -69,7 +70,10 @@ int truncated(miScalar value) { return value > -2e9f && value < 2e9f ? static_ca
 int raysToGather(miState* state, const Vexabase& record, miScalar weight, miIrrad_options& options) {
     const miScalar low = record.lowerImportance, high = record.upperImportance;
     if (high > weight) {
-        if (options.size == 0) miIrradDefaults(&options, state);
+        if (options.size == 0) {
+            options = {};
+            miIrradDefaults(&options, state);
+        }
         const miScalar share = (weight - low) / (high - low);
         options.finalgather_rays = truncated(share * static_cast<miScalar>(options.finalgather_rays));
     }
@@ -81,13 +85,9 @@ bool hasIndirectLight(const miOptions& options) { return options.finalgather || 
 
 /* What the renderer gathers at the point. Its rays must not deposit passes or glow: they are not seen by themselves. */
 miColor gatheredRadiance(miState* state, Vexabase& record) {
-    if (!hasIndirectLight(*state->options)) {
-        miColor radiance = kBlack;
-        mi_compute_avg_radiance(&radiance, state, 'f', nullptr);
-        return radiance;
-    }
-    miIrrad_options options{};
-    takeObjectOptions(state, options);
+    miIrrad_options options;
+    options.size = 0;
+    if (hasIndirectLight(*state->options)) takeObjectOptions(state, options);
     if (state->options->finalgather) {
         const int rays = raysToGather(state, record, largestChannel(record.contributionWeight), options);
         // Without any ray the weight becomes infinite, and rays count as important as can be. Left so on purpose.

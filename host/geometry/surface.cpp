@@ -17,9 +17,10 @@ constexpr float kNoTextureArea = 1e-7F;
 class Mix {
 public:
     Mix(const Mesh& mesh, const Hit& hit)
-        : vertices_(&mesh.indices[std::size_t{3} * hit.primitive]), weights_{1 - hit.u - hit.v, hit.u, hit.v} {}
+        : vertices_(&mesh.indices[std::size_t{3} * hit.primitive]),
+          weights_{allLanes(1 - hit.u - hit.v), allLanes(hit.u), allLanes(hit.v)} {}
 
-    float weight(int corner) const { return weights_[corner]; }
+    float weight(int corner) const { return weights_[corner][0]; }
 
     /// One of `stride` entries per vertex.
     Lanes operator()(const std::vector<miVector>& list, std::size_t stride = 1, std::size_t entry = 0) const {
@@ -32,7 +33,7 @@ public:
 
 private:
     const std::uint32_t* vertices_;
-    float weights_[3];
+    Lanes weights_[3];
 };
 
 struct Tangents {

@@ -4,11 +4,23 @@
 
 #include "mi/types.h"
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 namespace lumorender {
 
 using Lanes = float __attribute__((vector_size(16)));
 
-inline Lanes lanes(const miVector& v) { return Lanes{v.x, v.y, v.z, 0}; }
+inline Lanes lanes(const miVector& v) {
+#if defined(__SSE2__)
+    const __m128 xy = _mm_castpd_ps(_mm_load_sd(reinterpret_cast<const double*>(&v.x)));
+    return _mm_movelh_ps(xy, _mm_load_ss(&v.z));
+#else
+    return Lanes{v.x, v.y, v.z, 0};
+#endif
+}
+inline Lanes allLanes(float value) { return Lanes{value, value, value, value}; }
 inline miVector vectorOf(Lanes v) { return {v[0], v[1], v[2]}; }
 
 }  // namespace lumorender

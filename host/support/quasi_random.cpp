@@ -68,38 +68,7 @@ std::uint32_t scrambled(std::uint32_t x, std::uint32_t seed) noexcept {
     return reversed(x);
 }
 
-/// Finalizer with full avalanche and low bias ("lowbias32", found by automated search).
-std::uint32_t hashed(std::uint32_t x) noexcept {
-    x ^= x >> 16;
-    x *= 0x7feb352du;
-    x ^= x >> 15;
-    x *= 0x846ca68bu;
-    return x ^ (x >> 16);
-}
-
 }  // namespace
-
-std::uint32_t mixSeeds(std::uint32_t a, std::uint32_t b) noexcept {
-    return hashed(hashed(a + 0x9e3779b9u) ^ (b * 0x85ebca6bu + 0xc2b2ae35u));
-}
-
-void seedEyeState(miState& state, std::uint32_t pixelSeed, std::uint32_t sampleNumber) noexcept {
-    state.qmc_instance = sampleNumber;
-    state.qmc_component = 0;
-    state.pad = mixSeeds(pixelSeed, 0);
-}
-
-void seedChildState(miState& child, miState& parent) noexcept {
-    const std::uint32_t seed = takeSeed(parent);
-    child.qmc_instance = parent.qmc_instance;
-    child.qmc_component = 0;
-    child.pad = mixSeeds(seed, 1);
-}
-
-std::uint32_t takeSeed(miState& state) noexcept {
-    state.pad = state.pad * 747796405u + 2891336453u;  // full period: no seed repeats within a state
-    return mixSeeds(state.pad, state.qmc_component);
-}
 
 double scrambledSobol(std::uint32_t index, std::uint32_t dimension, std::uint32_t seed) noexcept {
     const std::uint32_t groupSeed = mixSeeds(seed, dimension / kGroup);

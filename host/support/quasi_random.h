@@ -12,17 +12,40 @@
 
 namespace lumorender {
 
+/// Finalizer with full avalanche and low bias ("lowbias32", found by automated search).
+constexpr std::uint32_t hashedWord(std::uint32_t x) noexcept {
+    x ^= x >> 16;
+    x *= 0x7feb352du;
+    x ^= x >> 15;
+    x *= 0x846ca68bu;
+    return x ^ (x >> 16);
+}
+
 /// Mixes two words to one in which every bit depends on every bit of both.
-std::uint32_t mixSeeds(std::uint32_t a, std::uint32_t b) noexcept;
+constexpr std::uint32_t mixSeeds(std::uint32_t a, std::uint32_t b) noexcept {
+    return hashedWord(hashedWord(a + 0x9e3779b9u) ^ (b * 0x85ebca6bu + 0xc2b2ae35u));
+}
 
 /// Sets the words of an eye state. Neighbouring pixels need different `pixelSeed`s; mixSeeds(x, y) will do.
-void seedEyeState(miState& state, std::uint32_t pixelSeed, std::uint32_t sampleNumber) noexcept;
-
-/// Gives the state of a sub-ray a seed of its own, and the parent another one for its next sub-ray.
-void seedChildState(miState& child, miState& parent) noexcept;
+inline void seedEyeState(miState& state, std::uint32_t pixelSeed, std::uint32_t sampleNumber) noexcept {
+    state.qmc_instance = sampleNumber;
+    state.qmc_component = 0;
+    state.pad = mixSeeds(pixelSeed, 0);
+}
 
 /// The seed for one random decision of the state: another one with each call.
-std::uint32_t takeSeed(miState& state) noexcept;
+inline std::uint32_t takeSeed(miState& state) noexcept {
+    state.pad = state.pad * 747796405u + 2891336453u;  // full period: no seed repeats within a state
+    return mixSeeds(state.pad, state.qmc_component);
+}
+
+/// Gives the state of a sub-ray a seed of its own, and the parent another one for its next sub-ray.
+inline void seedChildState(miState& child, miState& parent) noexcept {
+    const std::uint32_t seed = takeSeed(parent);
+    child.qmc_instance = parent.qmc_instance;
+    child.qmc_component = 0;
+    child.pad = mixSeeds(seed, 1);
+}
 
 /// Coordinate `dimension` of point `index`, in [0, 1). For one seed, any aligned run of 2^k indices has exactly one
 /// point in each of the 2^k strata of every coordinate, and is a Sobol' net in each group of four coordinates. Source:

@@ -90,8 +90,10 @@ void createRootState(ThreadContext& context) {
     state.importance = 1;
     state.shadow_tol = 1e-3;
     state.thread = context.index;
-    context.values.resize(scene.buffers->words.size());
-    context.valueWords = scene.buffers->words.data();
+    if (scene.buffers) {
+        context.values.resize(scene.buffers->words.size());
+        context.valueWords = scene.buffers->words.data();
+    }
     resetRootState(context);
 }
 
