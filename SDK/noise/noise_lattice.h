@@ -12,7 +12,8 @@ namespace lumo {
  * quadratic B-spline. The order of the operations is fixed, so that each noise rounds like every other. */
 template <class Value, class Parameter>
 Value spline(Value a, Value b, Value c, Parameter t) {
-    return ((a - 2 * b + c) * t - 2 * (a - b)) * t + a + b;
+    const Value step = a - b;  // sums rather than products by 2: no constant to load
+    return ((a - (b + b) + c) * t - (step + step)) * t + a + b;
 }
 
 /* A coordinate that cannot be placed counts as 0. */
@@ -31,8 +32,9 @@ Number fraction(Number x) {
 
 /* Four coordinates as floats. It is the double that must be placeable; a float well inside the range says enough. */
 inline Float4 placeable4(double x, double y, double z, double w) {
-    const Float4 point = {static_cast<float>(x), static_cast<float>(y), static_cast<float>(z), static_cast<float>(w)};
-    if (bits4(abs4(point) < 1e9f) == 15) [[likely]]
+    using Double4 = double __attribute__((vector_size(32)));
+    const Float4 point = __builtin_convertvector((Double4{x, y, z, w}), Float4);
+    if (bits4(point * point < 9e17f) == 15) [[likely]]
         return point;
     return Float4{static_cast<float>(placeable(x)), static_cast<float>(placeable(y)), static_cast<float>(placeable(z)),
                   static_cast<float>(placeable(w))};

@@ -12,10 +12,7 @@ miUint advance(miUint* seed) { return *seed = (*seed * 25173 + 13849) & 0xFFFF; 
 }  // namespace
 }  // namespace lumo
 
-miScalar noise_table_scalar(miInteger i) {
-    const miUint bits = static_cast<miUint>(i);
-    return lumo::kNoiseValues[(i < 0 ? 0 - bits : bits) % lumo::kCount];
-}
+miScalar noise_table_scalar(miInteger i) { return lumo::noiseValue(i); }
 
 miVector* noise_table_vector(miVector* result, miInteger i) {
     using lumo::kCount, lumo::kNoiseValues;
