@@ -92,6 +92,12 @@ struct CallFrame {
     CallFrame(CallFrame* from, const miFunction* running, miShader_type kind, bool root)
         : caller(from), function(running), type(kind), isRoot(root) {}
 
+    /// For the next of several that are called one after the other.
+    void begin(const miFunction* next) {
+        function = next;
+        evaluatedCount = 0;
+    }
+
     CallFrame* caller;
     const miFunction* function;
     miShader_type type;

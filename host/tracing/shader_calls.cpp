@@ -28,7 +28,6 @@ public:
           mark_(context.arena.mark()) {
         context.frame = &frame;
         state->shader = frame.function;
-        ++context.counters.calls;
     }
 
     [[gnu::always_inline]] ~Invocation() {
@@ -102,6 +101,15 @@ bool callShader(ThreadContext& context, miState* state, const FunctionSpan& func
     return ok;
 }
 
+/// The call itself, with everything around it in order.
+bool enter(ThreadContext& context, miState* state, const FunctionRuntime& runtime, CallKind kind, void* result,
+           void* argument) {
+    ++context.counters.calls;
+    if (!kind.wholeResult && runtime.resultSize > sizeof(miColor)) [[unlikely]]
+        return callWithRecord(context, state, runtime, result, argument);
+    return runtime.call(result, state, runtime.function->parameters, argument) != miFALSE;
+}
+
 /// A sample calls some ten shaders that cost little themselves: this is short, and takes what fits into registers.
 [[gnu::noinline]] bool callFunction(ThreadContext& context, miState* state, FunctionRuntime& runtime, CallKind kind,
                                     void* result, void* argument) {
@@ -110,16 +118,24 @@ bool callShader(ThreadContext& context, miState* state, const FunctionSpan& func
     if (!mayCall(kind.type)) return false;
     CallFrame frame(context.frame, runtime.function, kind.type, kind.isRoot);
     const Invocation invocation(context, state, frame);
-    if (!kind.wholeResult && runtime.resultSize > sizeof(miColor)) [[unlikely]]
-        return callWithRecord(context, state, runtime, result, argument);
-    return runtime.call(result, state, runtime.function->parameters, argument) != miFALSE;
+    return enter(context, state, runtime, kind, result, argument);
 }
 
+/// One after the other, of which each begins with a frame of its own; what is to be put back is put back once.
 [[gnu::noinline]] bool callEach(ThreadContext& context, miState* state, const FunctionSpan& functions, CallKind kind,
                                 void* result, void* argument) {
+    CallFrame frame(context.frame, nullptr, kind.type, kind.isRoot);
+    const Invocation invocation(context, state, frame);
     bool any = false;
     for (FunctionRuntime* runtime : functions) {
-        const bool ok = callFunction(context, state, *runtime, kind, result, argument);
+        bool ok = false;
+        if (!runtime->call) [[unlikely]] {
+            ok = runtime->member && callMember(context, state, *runtime->member, kind, result, argument);
+        } else if (mayCall(kind.type)) {
+            frame.begin(runtime->function);
+            state->shader = runtime->function;
+            ok = enter(context, state, *runtime, kind, result, argument);
+        }
         // An occluder that lets nothing through ends the shadow ray.
         if (!ok && kind.type == miSHADER_SHADOW) return false;
         any = any || ok;
@@ -179,6 +195,7 @@ bool callOther(ThreadContext& context, miState* state, miTag slot, miShader_type
         if (!runtime->call || !mayCall(type)) continue;
         CallFrame frame(context.frame, runtime->function, type, true);
         const Invocation invocation(context, state, frame);
+        ++context.counters.calls;
         any = call(runtime->call, const_cast<char*>(runtime->function->parameters)) || any;
     }
     return any;
