@@ -79,7 +79,7 @@ miOptions defaultOptions() {
     options.caustic_scale = options.globillum_scale = options.photonvol_scale = {1, 1, 1, 1};
     options.finalgather_scale = options.finalgather_sec_scale = {1, 1, 1, 1};
     options.finalgather_rays = 1000;
-    options.finalgather_filter = 1;
+    options.finalgather_filter = 0;
     options.finalgather_rebuild = miTRUE;
     options.fg_presamp_density = 1;
     options.luminance_weight = {0.299f, 0.587f, 0.114f, 0};

@@ -55,35 +55,53 @@ public:
         if (context_.gather.depth > 0) return false;
         constexpr double kEnough = 0.9;
         miColor known;
-        const GatherQuery query{state_->point, normal_, settings_.id, settings_.points, kEnough};
-        if (!findKnown(gather_->points, context_.newLight, query, known)) return false;
+        GatherQuery query{state_->point, normal_, settings_.id, settings_.points, kEnough};
+        if (!findKnown(gather_->points, context_.newLight, query, known)) {
+            query.enough = kEnoughOfPixel;
+            if (!sharesInPixel() || !gather_->points.interpolateAmong(*context_.pixelLight, query, known)) return false;
+        }
         const double wide[3] = {known.r, known.g, known.b};
         *result = scaled(wide, state_->options->finalgather_scale);
         return true;
     }
 
     void compute(miColor* result) const {
-        const Gathered gathered = gatherRays(state_, normal_, settings_);
         const bool first = context_.gather.depth == 0;
-        if (first) keep(gathered);
+        GatherSettings settings = settings_;
+        if (first && sharesInPixel()) settings.rays = (settings.rays + kPlacesOfPixel - 1) / kPlacesOfPixel;
+        const Gathered gathered = gatherRays(state_, normal_, settings);
+        if (first && sharesInPixel())
+            keepIn(*context_.pixelLight, gathered);
+        else if (first)
+            keep(gathered);
         *result =
             scaled(gathered.rgb, first ? state_->options->finalgather_scale : state_->options->finalgather_sec_scale);
     }
 
     /// Makes the light known to those who ask near here, where points are collected.
     bool keep(const Gathered& gathered) const {
-        std::vector<GatherPoint>* points = context_.newLight.points;
-        if (!points || !isFinite(state_->point)) return false;
-        const double* rgb = gathered.rgb;
-        points->push_back({state_->point,
-                           normal_,
-                           {static_cast<float>(rgb[0]), static_cast<float>(rgb[1]), static_cast<float>(rgb[2]), 0},
-                           gather_->reach.radius(state_->point, gathered.meanDistance, settings_.radii),
-                           settings_.id});
+        if (!context_.newLight.points || !isFinite(state_->point)) return false;
+        keepIn(*context_.newLight.points, gathered);
         return true;
     }
 
 private:
+    /// A pixel's samples share what they gather: each of so many places has its part of the rays, and the others take
+    /// the mean as soon as the places together weigh enough.
+    static constexpr int kPlacesOfPixel = 4;
+    static constexpr double kEnoughOfPixel = 3;
+
+    bool sharesInPixel() const { return context_.pixelLight && gather_->sharesInPixels(); }
+
+    void keepIn(std::vector<GatherPoint>& points, const Gathered& gathered) const {
+        const double* rgb = gathered.rgb;
+        points.push_back({state_->point,
+                          normal_,
+                          {static_cast<float>(rgb[0]), static_cast<float>(rgb[1]), static_cast<float>(rgb[2]), 0},
+                          gather_->reach.radius(state_->point, gathered.meanDistance, settings_.radii),
+                          settings_.id});
+    }
+
     miState* state_;
     ThreadContext& context_;
     const FinalGather* gather_;
@@ -93,9 +111,10 @@ private:
 
 }  // namespace
 
-FinalGather::FinalGather(const RenderScene& scene, const StringOptions* named)
+FinalGather::FinalGather(const RenderScene& scene, const StringOptions* named, bool pixelsAreAlone)
     : points(numberOption(named, "finalgather normal tolerance", GatherPoints::kUsualTolerance)),
-      reach(scene, scene.options->fg_presamp_density, kSteps) {
+      reach(scene, scene.options->fg_presamp_density, kSteps),
+      pixelsAreAlone_(pixelsAreAlone) {
     const miOptions& options = *scene.options;
     ownSettings_.rays = std::min(options.finalgather_rays, kMostGatherRays);
     if (options.finalgather_rays > kMostGatherRays)

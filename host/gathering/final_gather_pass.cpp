@@ -46,7 +46,9 @@ bool prepareFinalGather(const RenderScene& scene, FinalGather& gather, const Dat
     const std::size_t kept = gather.points.all().size();
     if (kept > 0) info("RC", "final gathering: {} points from files", kept);
     const bool frozen = files.rebuild == Rebuild::Freeze && kept > 0;
-    const PointStage stage{miSTAGE_FINALGATHER, "final gathering", &ThreadContext::newLight, gather.reach.spacing()};
+    constexpr double kFinestBeforePixels = 2;
+    const PointStage stage{miSTAGE_FINALGATHER, "final gathering", &ThreadContext::newLight, gather.reach.spacing(),
+                           gather.sharesInPixels() ? kFinestBeforePixels : 1};
     if (stage.spacing > 0 && !frozen) collectPoints(scene, stage, gather.points, window, saved, threads);
     const std::size_t count = gather.points.all().size();
     const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();

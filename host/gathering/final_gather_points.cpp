@@ -171,31 +171,57 @@ void GatherPoints::collect(const GatherQuery& query, Nearest& nearest) const {
     }
 }
 
+namespace {
+
+/// Of what points know, by their weights.
+class WeightedSum {
+public:
+    void add(const GatherPoint& point, float distance2, float radius, float turn) {
+        const float away = radius > 0 ? std::sqrt(distance2) / radius : 0;
+        const double weight = 1 - static_cast<double>(std::max(away, turn));
+        if (!(weight > 0)) return;
+        sum_[0] += weight * point.value.r;
+        sum_[1] += weight * point.value.g;
+        sum_[2] += weight * point.value.b;
+        sum_[3] += weight * point.value.a;
+        weights_ += weight;
+    }
+
+    bool mean(double enough, miColor& value) const {
+        // A place at the very edge of every point's reach is better computed than taken from rounding.
+        if (weights_ < std::max(enough, 1e-4)) return false;
+        value = {static_cast<float>(sum_[0] / weights_), static_cast<float>(sum_[1] / weights_),
+                 static_cast<float>(sum_[2] / weights_), static_cast<float>(sum_[3] / weights_)};
+        return true;
+    }
+
+private:
+    double sum_[4] = {0, 0, 0, 0}, weights_ = 0;
+};
+
+}  // namespace
+
 bool GatherPoints::interpolate(const GatherQuery& query, miColor& value) const {
     if (nodes_.empty()) return false;
     Nearest nearest(query.count);
     collect(query, nearest);
     // A little wider, so that points of a regular grid that are all equally far away do not cancel each other out.
     const float limit = nearest.isCut() ? 1.01F * std::sqrt(nearest.limit2()) : INFINITY;
-    double sum[4] = {0, 0, 0, 0}, weights = 0;
+    WeightedSum sum;
     for (const Candidate& candidate : nearest.found()) {
         const GatherPoint& point = ordered_[candidate.point];
-        const float radius = std::min(point.radius, limit);
-        const float away = radius > 0 ? std::sqrt(candidate.distance2) / radius : 0;
-        const double weight = 1 - static_cast<double>(std::max(away, candidate.turn));
-        if (!(weight > 0)) continue;
-        sum[0] += weight * point.value.r;
-        sum[1] += weight * point.value.g;
-        sum[2] += weight * point.value.b;
-        sum[3] += weight * point.value.a;
-        weights += weight;
+        sum.add(point, candidate.distance2, std::min(point.radius, limit), candidate.turn);
     }
-    // A place at the very edge of every point's reach is better computed than taken from rounding.
-    if (weights < std::max(query.enough, 1e-4)) return false;
-    for (double& channel : sum) channel /= weights;
-    value = {static_cast<float>(sum[0]), static_cast<float>(sum[1]), static_cast<float>(sum[2]),
-             static_cast<float>(sum[3])};
-    return true;
+    return sum.mean(query.enough, value);
+}
+
+bool GatherPoints::interpolateAmong(std::span<const GatherPoint> few, const GatherQuery& query, miColor& value) const {
+    WeightedSum sum;
+    for (const GatherPoint& point : few) {
+        Candidate candidate;
+        if (mayUse(point, query, candidate)) sum.add(point, candidate.distance2, point.radius, candidate.turn);
+    }
+    return sum.mean(query.enough, value);
 }
 
 namespace {

@@ -58,6 +58,9 @@ public:
     /// than may be used, the distance to the next one takes the place of a larger radius, so that values stay steady.
     bool interpolate(const GatherQuery& query, miColor& value) const;
 
+    /// The same among a few points that are no part of the set.
+    bool interpolateAmong(std::span<const GatherPoint> few, const GatherQuery& query, miColor& value) const;
+
 private:
     /// Children: the next node, and `right`; leaves have points instead.
     struct Node {

@@ -22,7 +22,6 @@ namespace lumorender {
 namespace {
 
 constexpr int kMostGrids = 5;
-constexpr double kFinest = 1;      // pixels: a finer grid than the image's own brings little
 constexpr long kWorthwhile = 200;  // a grid that finds less than one new place in so many is the last
 constexpr long kBlock = 16;        // places that a thread takes at once
 
@@ -136,8 +135,8 @@ void collectPoints(const RenderScene& scene, const PointStage& stage, GatherPoin
         for (auto& collector : collectors)
             if (collector) collector->found().clear();
         info("RC", "{}: grid of {} x {} places, {} new points", stage.name, grid.columns, grid.rows, found.size());
-        if (spacing <= kFinest || static_cast<long>(found.size()) * kWorthwhile < grid.places()) break;
-        spacing = std::max(spacing / 2, kFinest);
+        if (spacing <= stage.finest || static_cast<long>(found.size()) * kWorthwhile < grid.places()) break;
+        spacing = std::max(spacing / 2, stage.finest);
     }
     std::uint64_t rays = 0;
     for (const auto& collector : collectors)

@@ -16,6 +16,7 @@ struct PointStage {
     const char* name;                      ///< in messages
     NewPoints ThreadContext::* newPoints;  ///< where calls of shaders leave them
     double spacing;                        ///< pixels from point to point in the coarsest grid; above 0
+    double finest = 1;                     ///< ... in the finest: closer than the image's own pixels brings little
 };
 
 /// Adds what eye rays of ever finer grids see where the points before do not reach, until a grid finds hardly a place.

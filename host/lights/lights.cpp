@@ -15,7 +15,6 @@
 #include <algorithm>
 #include <atomic>
 #include <cmath>
-#include <limits>
 #include <unordered_set>
 #include <utility>
 
@@ -235,10 +234,10 @@ bool sampleLight(miColor* result, miVector* dir, miScalar* dotNl, miState* state
         if (*samples > 0 || abortRequested()) return false;
         return takeSample(*source, {}, (*samples)++, {result, dir, dotNl}, state);
     }
-    // One of many gathered places does not need more than the coarse grid.
+    // Of one of many places that are gathered one sample is enough: all together they cover the light.
     const bool gathers = context.gather.depth > 0;
-    const int level = gathers ? std::numeric_limits<int>::max() : state->reflection_level + state->refraction_level;
-    const LightGrid grid = lightGrid(*source->light, level);
+    const int level = state->reflection_level + state->refraction_level;
+    const LightGrid grid = gathers ? LightGrid{} : lightGrid(*source->light, level);
     while (*samples < grid.count() && !abortRequested())
         if (takeSample(*source, grid, (*samples)++, {result, dir, dotNl}, state)) return true;
     return false;

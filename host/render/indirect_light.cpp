@@ -4,6 +4,8 @@
 #include "gathering/ambient_occlusion.h"
 #include "lightmaps/light_map_pass.h"
 #include "mi/options.h"
+#include "render/pass_plan.h"
+#include "render/tiles.h"
 #include "saving/digest.h"
 #include "support/abort.h"
 #include "support/messages.h"
@@ -70,7 +72,8 @@ bool prepareIndirectLight(RenderScene& scene, const DataWindow& window, const Fo
     }
     const auto gather =
         scene.options->finalgather
-            ? std::make_shared<FinalGather>(scene, scene.database->detail<StringOptions>(scene.options->string_options))
+            ? std::make_shared<FinalGather>(scene, scene.database->detail<StringOptions>(scene.options->string_options),
+                                            !usesGrid(*scene.options, !passesOf(scene).empty()))
             : nullptr;
     // Then light maps, which may be seen along gathering rays. What light they need is gathered at their texels.
     if (wantsLightMaps(scene)) {

@@ -1,5 +1,6 @@
 #include "render/tiles.h"
 
+#include "gathering/final_gather_points.h"
 #include "mi/camera.h"
 #include "mi/options.h"
 #include "render/sample_grid.h"
@@ -40,6 +41,7 @@ public:
           passes_(passes, samples_.context()),
           masks_(scene.camera->pass_mask != 0),
           sampler_(scene.options->max_samples, scene.options->jitter, shutterOpens(*scene.options)) {
+        samples_.context().pixelLight = &pixelLight_;
         if (!usesGrid(*scene.options, !passes.empty())) return;
         grid_.emplace(*scene.options, sampler_.edge(), scene.camera->x_resolution, scene.camera->y_resolution);
         sampler_.numberByLevels(scene.options->min_samples);
@@ -134,6 +136,7 @@ private:
     bool samplePixel(const Tile& tile, int tileX, int tileY) {
         const int x = tile.x + tileX, y = tile.y + tileY;
         const std::uint32_t seed = seedOf(x, y);
+        pixelLight_.clear();
         for (int i = 0; i < sampler_.count(); ++i) {
             const miColor result = traceSample(x, y, seed, i, masks_ ? passes_.nearestInFiles(x, i) : kFarthest);
             if (abortRequested()) return false;
@@ -152,6 +155,7 @@ private:
     }
 
     EyeSamples samples_;
+    std::vector<GatherPoint> pixelLight_;
     TileBuffers buffers_;
     PassWork passes_;
     BufferSample sample_;

@@ -222,6 +222,8 @@ struct ThreadContext {
     miColor opacity = {};
     GatherPath gather;
     NewPoints newLight, newOcclusion;  ///< of the running stage
+    /// Gathered on the spot for the running pixel, while tiles are rendered.
+    std::vector<GatherPoint>* pixelLight = nullptr;
     LightPlace lightSample;
     ContourSample* contours = nullptr;  ///< takes what contours are found by, while these are
     PhotonPath photon;

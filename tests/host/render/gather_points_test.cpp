@@ -61,6 +61,24 @@ double searched(const std::vector<GatherPoint>& points, const GatherQuery& query
     return weights > std::max(query.enough, 1e-4) ? sum / weights : -1;
 }
 
+/// A few that are no part of a tree, against the same search.
+TEST(GatherPoints, FewAreAsGoodAsATree) {
+    const std::vector<GatherPoint> few = somePoints(12);
+    const GatherPoints none(kTolerance);
+    int found = 0, missed = 0;
+    for (std::uint32_t i = 0; i < 2000; ++i) {
+        const GatherQuery query{{random(i, 10), random(i, 11), 0.01F}, unit(0, 0, 1), i % 2, 12, i % 3 * 0.4};
+        const double expected = searched(few, query);
+        miColor value = {};
+        ASSERT_EQ(none.interpolateAmong(few, query, value), expected >= 0) << i;
+        (expected >= 0 ? found : missed) += 1;
+        if (expected >= 0) {
+            EXPECT_NEAR(value.r, expected, 1e-5) << i;
+        }
+    }
+    EXPECT_TRUE(found > 50 && missed > 50) << found;
+}
+
 TEST(GatherPoints, AreFoundAsInASearchThroughAll) {
     const std::vector<GatherPoint> points = somePoints(3000);
     GatherPoints tree(kTolerance), clamped(kTolerance), heap(kTolerance);
