@@ -106,7 +106,7 @@ private:
     bool traceRay(const Camera& camera, double x, double y, const miVector* light) const {
         miVector org;
         miVector dir;
-        camera.eyeRay(x, y, 0, org, dir);
+        camera.eyeRay(x, y, 0, {0, 0}, org, dir);
         RTCRayHit ray = {};
         ray.ray = {org.x, org.y, org.z, 0, dir.x, dir.y, dir.z, 0, std::numeric_limits<float>::infinity(), ~0U, 0, 0};
         ray.hit.geomID = RTC_INVALID_GEOMETRY_ID;

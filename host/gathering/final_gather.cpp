@@ -111,10 +111,10 @@ private:
 
 }  // namespace
 
-FinalGather::FinalGather(const RenderScene& scene, const StringOptions* named, bool pixelsAreAlone)
+FinalGather::FinalGather(const RenderScene& scene, const StringOptions* named, bool manySamples)
     : points(numberOption(named, "finalgather normal tolerance", GatherPoints::kUsualTolerance)),
       reach(scene, scene.options->fg_presamp_density, kSteps),
-      pixelsAreAlone_(pixelsAreAlone) {
+      manySamples_(manySamples) {
     const miOptions& options = *scene.options;
     ownSettings_.rays = std::min(options.finalgather_rays, kMostGatherRays);
     if (options.finalgather_rays > kMostGatherRays)

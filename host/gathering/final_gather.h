@@ -32,21 +32,21 @@ inline constexpr int kMostGatherRays = 1 << 20;
 /// Final gathering of a render: settings of the options, and the points. Read-only while samples are traced.
 class FinalGather {
 public:
-    /// @param pixelsAreAlone no sample belongs to several pixels.
-    FinalGather(const RenderScene& scene, const StringOptions* named, bool pixelsAreAlone);
+    /// @param manySamples each pixel has samples enough of its own that a few can gather for the others.
+    FinalGather(const RenderScene& scene, const StringOptions* named, bool manySamples);
 
     /// The settings for a call with the shader's own record, or null for those of the options.
     GatherSettings settings(const miIrrad_options* given) const;
 
-    /// What the running pixel's samples gather on the spot they share, where pixels share no samples and points are
-    /// made ahead: then the finest of these are left to the pixels.
-    bool sharesInPixels() const { return pixelsAreAlone_ && reach.spacing() > 0; }
+    /// What the samples of a pixel gather on the spot they share, where points are made ahead: then the finest of these
+    /// are left to the pixels.
+    bool sharesInPixels() const { return manySamples_ && reach.spacing() > 0; }
 
     GatherPoints points;
     const PointReach reach;
 
 private:
-    const bool pixelsAreAlone_;
+    const bool manySamples_;
     GatherSettings ownSettings_;
 };
 

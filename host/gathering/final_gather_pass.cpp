@@ -46,7 +46,7 @@ bool prepareFinalGather(const RenderScene& scene, FinalGather& gather, const Dat
     const std::size_t kept = gather.points.all().size();
     if (kept > 0) info("RC", "final gathering: {} points from files", kept);
     const bool frozen = files.rebuild == Rebuild::Freeze && kept > 0;
-    constexpr double kFinestBeforePixels = 2;
+    constexpr double kFinestBeforePixels = 1.5;
     const PointStage stage{miSTAGE_FINALGATHER, "final gathering", &ThreadContext::newLight, gather.reach.spacing(),
                            gather.sharesInPixels() ? kFinestBeforePixels : 1};
     if (stage.spacing > 0 && !frozen) collectPoints(scene, stage, gather.points, window, saved, threads);

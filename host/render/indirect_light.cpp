@@ -21,6 +21,11 @@ const OptionsDetail* detailOf(const RenderScene& scene) {
     return scene.database->detail<OptionsDetail>(scene.optionsTag);
 }
 
+/// So many that some of them can gather for the others, and none that belongs to a neighbour, too.
+bool hasPixelsOfManySamples(const RenderScene& scene) {
+    return scene.options->max_samples >= 1 && !usesGrid(*scene.options, !passesOf(scene).empty());
+}
+
 }  // namespace
 
 bool isPointsOnly(const RenderScene& scene) {
@@ -73,7 +78,7 @@ bool prepareIndirectLight(RenderScene& scene, const DataWindow& window, const Fo
     const auto gather =
         scene.options->finalgather
             ? std::make_shared<FinalGather>(scene, scene.database->detail<StringOptions>(scene.options->string_options),
-                                            !usesGrid(*scene.options, !passesOf(scene).empty()))
+                                            hasPixelsOfManySamples(scene))
             : nullptr;
     // Then light maps, which may be seen along gathering rays. What light they need is gathered at their texels.
     if (wantsLightMaps(scene)) {

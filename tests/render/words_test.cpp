@@ -91,7 +91,7 @@ TEST_F(Words, DoWhatStatementsOfTheSceneDo) {
         {"-finalgather_depth 0 0 1", "finalgather trace depth 0 0 1", ""},
         {"-finalgather_falloff .2 1.5", "finalgather falloff .2 1.5", ""},
         {"-finalgather_falloff 2", "finalgather falloff 2", ""},
-        {"-finalgather_filter 0", "finalgather filter 0", ""},
+        {"-finalgather_filter 1", "finalgather filter 1", ""},
         {"-finalgather_scale 1 2 3", "finalgather scale 1 2 3", ""},
         {"-finalgather_depth 0 0 1 -finalgather_secondary_scale 1 0 3",
          "finalgather trace depth 0 0 1 finalgather secondary scale 1 0 3", ""},
