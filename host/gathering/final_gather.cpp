@@ -68,7 +68,9 @@ public:
     void compute(miColor* result) const {
         const bool first = context_.gather.depth == 0;
         GatherSettings settings = settings_;
-        if (first && sharesInPixel()) settings.rays = (settings.rays + kPlacesOfPixel - 1) / kPlacesOfPixel;
+        // The filter means a share of a whole bundle.
+        if (first && sharesInPixel() && settings.filter == 0)
+            settings.rays = (settings.rays + kPlacesOfPixel - 1) / kPlacesOfPixel;
         const Gathered gathered = gatherRays(state_, normal_, settings);
         if (first && sharesInPixel())
             keepIn(*context_.pixelLight, gathered);
