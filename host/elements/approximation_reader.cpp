@@ -14,7 +14,7 @@ constexpr int kFinestLevels = 24;
 
 class ApproximationReader {
 public:
-    ApproximationReader(SceneContext& scene, bool inList) : scene_(scene), in_(scene.in), inList_(inList) {}
+    ApproximationReader(SceneContext& scene, ApproximationNames names) : scene_(scene), in_(scene.in), names_(names) {}
 
     void read(Approximation& approximation) {
         rule_.kind = readKind();
@@ -32,7 +32,7 @@ public:
 private:
     SceneContext& scene_;
     Cursor& in_;
-    const bool inList_;
+    const ApproximationNames names_;
     ApproximationRule rule_;
     bool levelsAreGiven_ = false;
 
@@ -59,10 +59,10 @@ private:
     /// Names in quotes: bare ones could not be told from words.
     void readNames() {
         rule_.all = in_.accept("all");
-        while (!rule_.all && in_.atString()) {
+        while (!rule_.all && names_ != ApproximationNames::None && in_.atString()) {
             rule_.names.emplace_back(in_.current().text);
             in_.advance();
-            if (in_.at(',') && !inList_) in_.advance();
+            if (names_ == ApproximationNames::PartedByCommas) in_.accept(',');
         }
     }
 
@@ -143,8 +143,8 @@ bool isApproximation(const Cursor& in) {
     return std::any_of(std::begin(kWords), std::end(kWords), [&](std::string_view word) { return in.at(word); });
 }
 
-void readApproximation(SceneContext& scene, Approximation& approximation, bool inList) {
-    ApproximationReader(scene, inList).read(approximation);
+void readApproximation(SceneContext& scene, Approximation& approximation, ApproximationNames names) {
+    ApproximationReader(scene, names).read(approximation);
 }
 
 }  // namespace lumorender

@@ -5,6 +5,7 @@
 #include "database/passes.h"
 #include "parsing/context.h"
 
+#include <cstdint>
 #include <string_view>
 
 namespace lumorender {
@@ -126,8 +127,13 @@ void choosePrimary(FrameBufferSet& buffers);
 /// At `approximate`, or at one of the words that say for which rays it is.
 bool isApproximation(const Cursor& in);
 
-/// Behind `approximate`: appends the statement. In a list commas part statements, else names.
-void readApproximation(SceneContext& scene, Approximation& approximation, bool inList = false);
+/// How names of surfaces follow on an approximation: in a list of statements commas part these, and options have string
+/// options behind them.
+enum class ApproximationNames : std::uint8_t { PartedByCommas, PartedBySpaces, None };
+
+/// Behind `approximate`: appends the statement.
+void readApproximation(SceneContext& scene, Approximation& approximation,
+                       ApproximationNames names = ApproximationNames::PartedByCommas);
 
 /// To `end <word>` and past it.
 void skipToEnd(SceneContext& scene, std::string_view word);

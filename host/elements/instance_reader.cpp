@@ -197,7 +197,7 @@ void InstanceReader::readApproximations(bool overrides) {
     while (!in.accept(']')) {
         const char* const before = in.current().at;
         in.accept("approximate");
-        readApproximation(scene, detail.approximation, true);
+        readApproximation(scene, detail.approximation, ApproximationNames::PartedBySpaces);
         in.accept(',');
         if (in.current().at == before) in.fail("a word of an approximation or \"]\"");
     }
