@@ -64,17 +64,24 @@ private:
         }
     }
 
+    bool acceptOnce(std::string_view word, int at) {
+        if (!in_.at(word)) return false;
+        if (at >= 0) in_.fail("each of n, m, t, u and radius once for hairs, and once for vertices");
+        in_.advance();
+        return true;
+    }
+
     bool readExtra(HairExtras& extras) {
-        if (in_.accept("n"))
+        if (acceptOnce("n", extras.normal))
             take(extras, extras.normal, 3);
-        else if (in_.accept("m"))
+        else if (acceptOnce("m", extras.motion))
             take(extras, extras.motion, 3 * (extras.motions = readNumber(15)));
-        else if (in_.accept("t"))
+        else if (acceptOnce("t", extras.texture))
             take(extras, extras.texture, extras.textures = readNumber(kMostExtras));
-        else if (in_.accept("u"))
+        else if (acceptOnce("u", extras.user))
             take(extras, extras.user, extras.users = readNumber(kMostExtras));
         else if (in_.at("radius") && !in_.followingWord().empty()) {
-            in_.advance();  // with a number behind it, it is that of all hairs
+            acceptOnce("radius", extras.radius);  // with a number behind it, it is that of all hairs
             take(extras, extras.radius, 1);
         } else
             return false;
