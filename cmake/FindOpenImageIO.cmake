@@ -13,4 +13,8 @@ if(OpenImageIO_FOUND AND NOT TARGET OpenImageIO::OpenImageIO)
     target_include_directories(OpenImageIO::OpenImageIO INTERFACE ${OPENIMAGEIO_INCLUDE})
     target_link_libraries(OpenImageIO::OpenImageIO
         INTERFACE ${OPENIMAGEIO_LIBRARY} ${OPENIMAGEIO_UTIL_LIBRARY} Imath::Imath)
+    # Its helpers alone, which need next to nothing.
+    add_library(OpenImageIO::OpenImageIO_Util INTERFACE IMPORTED GLOBAL)
+    target_include_directories(OpenImageIO::OpenImageIO_Util INTERFACE ${OPENIMAGEIO_INCLUDE})
+    target_link_libraries(OpenImageIO::OpenImageIO_Util INTERFACE ${OPENIMAGEIO_UTIL_LIBRARY} Imath::Imath)
 endif()

@@ -3,7 +3,7 @@
 include(GNUInstallDirs)
 
 set(products ${CMAKE_INSTALL_LIBDIR}/lumovexa)
-install(TARGETS lumorender lumovexa vexabase tintcore materials examples sdk_examples
+install(TARGETS lumorender lumoimages lumovexa vexabase tintcore materials examples sdk_examples
     RUNTIME DESTINATION ${products} LIBRARY DESTINATION ${products})
 file(GLOB declarations CONFIGURE_DEPENDS ${LUMO_PRODUCT_DIR}/*.mi)
 install(FILES ${declarations} DESTINATION ${products})

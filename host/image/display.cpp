@@ -1,6 +1,6 @@
 #include "image/display.h"
 
-#include "image/library_output.h"
+#include "image/image_library.h"
 #include "image/shrink.h"
 #include "support/messages.h"
 #include "support/quasi_random.h"
@@ -135,9 +135,7 @@ void fillRectangle(RgbImage& canvas, int x, int y, int width, int height, Rgb co
 
 void writePng(const std::filesystem::path& path, const RgbImage& image) {
     WholeFile target(path);
-    OIIO::ImageSpec spec(image.width, image.height, 3, OIIO::TypeDesc::UINT8);
-    spec.attribute("oiio:ColorSpace", "sRGB");
-    writeThroughLibrary(target, "png", spec, OIIO::TypeDesc::UINT8, image.pixels.data());
+    imageLibrary().writePng(target, image);
     target.keep();
 }
 

@@ -1,5 +1,6 @@
 // Chooses the writer of an image file.
 #include "image/file_formats.h"
+#include "image/image_library.h"
 #include "image/layers.h"
 
 #include "support/messages.h"
@@ -39,7 +40,7 @@ void writeFile(const ImageFile& file, const DataWindow& window, const Metadata& 
         case Writer::Exr: writeExr(target, file, window, metadata); break;
         case Writer::Pic: writePic(target, file, window, metadata); break;
         case Writer::Native: writeNative(target, format, file, window); break;
-        default: writeCommon(target, format, file, window, metadata);
+        default: imageLibrary().writeFile(target, format, file, window, metadata);
     }
     target.keep();
 }

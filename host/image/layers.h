@@ -29,8 +29,6 @@ std::string reasonOfFailure(const std::function<void()>& write) noexcept;
 void writeExr(WholeFile& target, const ImageFile& file, const DataWindow& window, const Metadata& metadata);
 void writePic(WholeFile& target, const ImageFile& file, const DataWindow& window, const Metadata& metadata);
 void writeNative(WholeFile& target, const FileFormat& format, const ImageFile& file, const DataWindow& window);
-void writeCommon(WholeFile& target, const FileFormat& format, const ImageFile& file, const DataWindow& window,
-                 const Metadata& metadata);
 
 /// The labels of the full image, 0 outside the data window.
 std::vector<std::uint32_t> fullLabels(const LayerImage& layer, const DataWindow& window, bool fromTop);

@@ -1,9 +1,8 @@
 #include "saving/identity.h"
 
+#include "image/image_library.h"
 #include "saving/digest.h"
 #include "support/version.h"
-
-#include <OpenImageIO/imageio.h>
 
 #include <algorithm>
 
@@ -36,7 +35,8 @@ std::string difference(const IdentityEntry& now, const IdentityEntry* before) {
 
 void Identity::addProgram() {
     addDigest("the program (" + std::string(kProgram) + ")", fileDigest("/proc/self/exe"));
-    add("the image library", std::to_string(OIIO::openimageio_version()));
+    add("the image library", std::to_string(imageLibrary().version()));
+    addDigest("the program's module for image files", fileDigest(imageLibraryFile()));
     insert({"the processor", processor(), false, true});
 }
 

@@ -1,5 +1,5 @@
 // Texture files through OpenImageIO's texture system, which caches tiles and makes mip levels for files without.
-#include "image/texture.h"
+#include "image_library/functions.h"
 
 #include "image/texture_coordinates.h"
 #include "support/files.h"
@@ -181,7 +181,7 @@ std::unique_ptr<FileTexture> openChecked(const std::string& file, float gamma, s
 
 }  // namespace
 
-std::unique_ptr<Texture> openTexture(const std::string& file, float gamma, std::string& error) {
+std::unique_ptr<Texture> openTextureFile(const std::string& file, float gamma, std::string& error) {
     std::unique_ptr<Texture> texture;
     std::string reason = obstacle(file);
     if (reason.empty()) texture = openChecked(file, gamma, reason);

@@ -1,6 +1,7 @@
 // Widespread image formats, through OpenImageIO.
+#include "image_library/functions.h"
+
 #include "image/file_formats.h"
-#include "image/library_output.h"
 #include "image/pixel_encoding.h"
 
 #include "support/messages.h"
@@ -55,8 +56,9 @@ OIIO::ImageSpec makeSpec(const FileFormat& format, const ImageFile& file, const 
     return spec;
 }
 
-}  // namespace
-
+/// Writes a whole image of `given` values by the plugin of this name. The plugins do not all notice that a disk is full,
+/// and one of them ends the program then: they write into memory, from where checked writes take it to `target`. Throws
+/// Failure with the plugin's reason.
 void writeThroughLibrary(WholeFile& target, const char* plugin, const OIIO::ImageSpec& spec, OIIO::TypeDesc given,
                          const void* pixels) {
     const auto output = OIIO::ImageOutput::create(plugin);
@@ -70,8 +72,10 @@ void writeThroughLibrary(WholeFile& target, const char* plugin, const OIIO::Imag
     memory.copyTo(target);
 }
 
-void writeCommon(WholeFile& target, const FileFormat& format, const ImageFile& file, const DataWindow& window,
-                 const Metadata& metadata) {
+}  // namespace
+
+void writeCommonFile(WholeFile& target, const FileFormat& format, const ImageFile& file, const DataWindow& window,
+                     const Metadata& metadata) {
     const FileLayer& layer = file.layers.front();
     const PixelFormat pixel = pixelFormat(layer.type);
     if (pixel.integer) {
@@ -91,6 +95,12 @@ void writeCommon(WholeFile& target, const FileFormat& format, const ImageFile& f
     if (format.plugin == std::string_view("pnm"))
         spec.attribute("pnm:pfmflip", 0);  // meant for floats, done to bytes, too
     writeThroughLibrary(target, format.plugin, spec, OIIO::TypeDesc::FLOAT, image.data());
+}
+
+void writePngFile(WholeFile& target, const RgbImage& image) {
+    OIIO::ImageSpec spec(image.width, image.height, 3, OIIO::TypeDesc::UINT8);
+    spec.attribute("oiio:ColorSpace", "sRGB");
+    writeThroughLibrary(target, "png", spec, OIIO::TypeDesc::UINT8, image.pixels.data());
 }
 
 }  // namespace lumorender
