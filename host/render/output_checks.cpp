@@ -1,6 +1,7 @@
 // What can go wrong with files, told before the render.
 #include "render/output_plan.h"
 
+#include "image/image_library.h"
 #include "support/messages.h"
 #include "support/whole_file.h"
 
@@ -25,6 +26,8 @@ std::string problemOf(const PlannedFile& planned, const OutputRules& rules, cons
     if (const std::string objection = objectionToPicture(file.path, format, planned.by, rules); !objection.empty())
         return objection;
     if (const std::string problem = problemOfTarget(file.path); !problem.empty()) return problem;
+    if (format.writer == FileFormat::Writer::Library || planned.isPreview)
+        if (const std::string problem = reasonOfFailure(imageLibrary); !problem.empty()) return problem;
     if (planned.isPreview) return {};
     for (const FileLayer& layer : file.layers)
         if (const std::string problem = problemOfType(format, layer.type); !problem.empty()) return problem;
