@@ -35,9 +35,6 @@ struct RampBracket {
     int lower, upper;
 };
 
-/* One bit per entry. */
-using EntrySet = std::uint64_t;
-
 constexpr float kInfinity = std::numeric_limits<float>::infinity();
 
 int entryCount(const LumoRamp& ramp) { return std::min<int>(ramp.count, kRampCapacity); }
@@ -55,64 +52,92 @@ float smallest(Float4 v) {
     return min4(v, __builtin_shufflevector(v, v, 1, 0, 3, 2))[0];
 }
 
-/* The entries on either side of something, and which of each is nearest. `isBelow` and `isAbove` tell of four positions
- * where they lie. */
-template <class IsBelow, class IsAbove>
+/* Not a < b, not a <= b, and the greater and the lesser one, of which the second counts where one is not a number. In
+ * single instructions, which compilers do not find in what is written for other machines. */
+#if defined(__SSE2__)
+Int4 notLess4(Float4 a, Float4 b) { return reinterpret_cast<Int4>(_mm_cmpnlt_ps(a, b)); }
+Int4 notAtMost4(Float4 a, Float4 b) { return reinterpret_cast<Int4>(_mm_cmpnle_ps(a, b)); }
+Float4 greater4(Float4 a, Float4 b) { return _mm_max_ps(a, b); }
+Float4 lesser4(Float4 a, Float4 b) { return _mm_min_ps(a, b); }
+#else
+Int4 notLess4(Float4 a, Float4 b) { return ~(a < b); }
+Int4 notAtMost4(Float4 a, Float4 b) { return ~(a <= b); }
+Float4 greater4(Float4 a, Float4 b) { return max4(a, b); }
+Float4 lesser4(Float4 a, Float4 b) { return min4(a, b); }
+#endif
+
+/* The entries on either side of something: the nearest of each, and where it lies. `isNotBelow` and `isNotAbove` tell of
+ * four positions where they do not lie. */
+template <class IsNotBelow, class IsNotAbove>
 class Sides {
 public:
-    Sides(const LumoRamp& ramp, IsBelow isBelow, IsAbove isAbove) {
-        const int count = entryCount(ramp);
-        Float4 highest = broadcast4(-kInfinity), lowest = broadcast4(kInfinity);
-        Int4 entry = {0, 1, 2, 3};
-        for (int i = 0; i < count; i += 4, entry += 4) {
-            const Float4 p = fourPositions(ramp, i);
-            const Int4 exists = entry < count;
-            const Int4 lower = exists & isBelow(p), upper = exists & isAbove(p);
-            below |= EntrySet{bits4(lower)} << i;
-            above |= EntrySet{bits4(upper)} << i;
-            highest = max4(orNaN4(lower, p), highest);
-            lowest = min4(orNaN4(upper, p), lowest);
-        }
-        lowestAbove = smallest(lowest);
-        findNearest(ramp, greatest(highest), lowestAbove);
+    Sides(const LumoRamp& ramp, IsNotBelow isNotBelow, IsNotAbove isNotAbove)
+        : isNotBelow_(isNotBelow), isNotAbove_(isNotAbove) {
+        const int count = entryCount(ramp), whole = count & ~3;
+        for (int i = 0; i < whole; i += 4) add(fourPositions(ramp, i));
+        if (whole < count) add(orNaN4(Int4{0, 1, 2, 3} < count - whole, fourPositions(ramp, whole)));
+        anyBelow = bits4(notBelow_) != 15;
+        anyAbove = bits4(notAbove_) != 15;
+        lowestAbove = smallest(lowest_);
+        findNearest(ramp, count, greatest(highest_), lowestAbove);
     }
 
-    EntrySet below = 0, above = 0;
-    int nearestBelow, nearestAbove; /* 64 if there is none */
+    bool anyBelow, anyAbove;
+    int nearestBelow, nearestAbove; /* mean nothing if there is none */
     float lowestAbove;              /* position of nearestAbove */
 
 private:
-    void findNearest(const LumoRamp& ramp, float highest, float lowest) {
-        EntrySet atHighest = 0, atLowest = 0;
-        for (int i = 0; i < entryCount(ramp); i += 4) {
-            const Float4 p = fourPositions(ramp, i);
-            atHighest |= EntrySet{bits4(p == highest)} << i;
-            atLowest |= EntrySet{bits4(p == lowest)} << i;
-        }
-        nearestBelow = std::countr_zero(atHighest & below);
-        nearestAbove = std::countr_zero(atLowest & above);
+    void add(Float4 positions) {
+        const Int4 notBelow = isNotBelow_(positions), notAbove = isNotAbove_(positions);
+        notBelow_ &= notBelow;
+        notAbove_ &= notAbove;
+        // What is masked is not a number, which neither side takes.
+        highest_ = greater4(reinterpret_cast<Float4>(notBelow | reinterpret_cast<Int4>(positions)), highest_);
+        lowest_ = lesser4(reinterpret_cast<Float4>(notAbove | reinterpret_cast<Int4>(positions)), lowest_);
     }
+
+    /* What lies behind the last entry may look like the nearest one, but comes later. */
+    void findNearest(const LumoRamp& ramp, int count, float highest, float lowest) {
+        std::uint64_t atHighest = 0, atLowest = 0;
+        for (int i = 0; i < count; i += 4) {
+            const Float4 p = fourPositions(ramp, i);
+            atHighest |= std::uint64_t{bits4(p == highest)} << i;
+            atLowest |= std::uint64_t{bits4(p == lowest)} << i;
+        }
+        nearestBelow = std::countr_zero(atHighest);
+        nearestAbove = std::countr_zero(atLowest);
+    }
+
+    IsNotBelow isNotBelow_;
+    IsNotAbove isNotAbove_;
+    Float4 highest_ = broadcast4(-kInfinity), lowest_ = broadcast4(kInfinity);
+    Int4 notBelow_ = {-1, -1, -1, -1}, notAbove_ = notBelow_;
 };
 
 /* The ramp must have at least one entry. */
 RampBracket rampBracket(const LumoRamp& ramp, float t) {
-    const Sides sides(ramp, [t](Float4 p) { return p < t; }, [t](Float4 p) { return p >= t; });
+    const Float4 place = broadcast4(t);
+    const Sides sides(
+        ramp, [place](Float4 p) { return notLess4(p, place); }, [place](Float4 p) { return notAtMost4(place, p); });
     const bool firstIsNone = ramp.positions[0] != ramp.positions[0];
-    if (firstIsNone || (sides.below | sides.above) == 0) return {0, 0};
+    if (firstIsNone || !(sides.anyBelow | sides.anyAbove)) return {0, 0};
 
     const int below = sides.nearestBelow, above = sides.nearestAbove;
-    if (sides.above == 0) return {below, below};
+    if (!sides.anyAbove) return {below, below};
     // Calculated rather than branched upon: which side comes first is as good as random.
-    const bool drivesOut = (sides.lowestAbove == t) & (above < std::countr_zero(sides.below));
-    const bool takesLower = (sides.below == 0) | drivesOut;
+    bool takesLower = !sides.anyBelow;
+    if (sides.lowestAbove == t) [[unlikely]]
+        takesLower = std::none_of(ramp.positions, ramp.positions + above, [t](float p) { return p < t; });
     return {takesLower ? above : below, above};
 }
 
 /* The entries before lower and after upper; lower and upper themselves where the ramp ends there. */
 RampBracket rampNeighbours(const LumoRamp& ramp, RampBracket inner) {
     const float lower = ramp.positions[inner.lower], upper = ramp.positions[inner.upper];
-    const Sides sides(ramp, [lower](Float4 p) { return p < lower; }, [upper](Float4 p) { return p > upper; });
-    return {sides.below ? sides.nearestBelow : inner.lower, sides.above ? sides.nearestAbove : inner.upper};
+    const Sides sides(
+        ramp, [lower](Float4 p) { return notLess4(p, broadcast4(lower)); },
+        [upper](Float4 p) { return notLess4(broadcast4(upper), p); });
+    return {sides.anyBelow ? sides.nearestBelow : inner.lower, sides.anyAbove ? sides.nearestAbove : inner.upper};
 }
 
 static_assert(sizeof(LumoRamp) == 1208 && offsetof(LumoRamp, positions) == 8 && offsetof(LumoRamp, values) == 208 &&
