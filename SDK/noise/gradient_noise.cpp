@@ -5,8 +5,11 @@
 #include "SDK/noise/noise_lattice.h"
 #include "SDK/noise/noise_tables.h"
 
+#include <array>
 #include <atomic>
 #include <cmath>
+#include <cstddef>
+#include <cstdint>
 #include <numbers>
 
 namespace lumo {
@@ -16,9 +19,11 @@ struct Gradient {
     float x, y, z;
 };
 
-/* Corners are numbered by 8 bits, but the table has as many entries as that of the values. */
-constexpr int kGradientCount = kNoiseValueCount;
+/* As many are drawn as the table of the values has entries. Corners are numbered by 8 bits: they take the first 256. */
+constexpr int kGradientCount = kNoiseValueCount, kCornerGradients = 256;
 
+/* Behind those, in place of gradients that no corner takes: the gradient of each place of the permutation, which so is
+ * not looked up when shading. It is the address of this that is kept. */
 std::atomic<const Gradient*> gradientTable{nullptr};
 
 /* Random numbers in [0, 1) from the renderer's sequence 1; our own generator where the renderer has none. */
@@ -42,22 +47,31 @@ void fill(Gradient* table) {
         table[i] = {static_cast<float>(std::cos(angle) * radius), static_cast<float>(std::sin(angle) * radius),
                     static_cast<float>(z)};
     }
+    for (std::size_t i = 0; i < kNoisePermutation.size(); ++i)
+        table[kCornerGradients + i] = table[kNoisePermutation[i]];
 }
 
 /* Null when there is no memory. */
 const Gradient* makeTable() {
-    void* memory = mi_mem_int_allocate("SDK/lumoNoise", 104, kGradientCount * sizeof(Gradient));
-    if (memory) fill(static_cast<Gradient*>(memory));
-    return static_cast<const Gradient*>(memory);
+    auto* const table =
+        static_cast<Gradient*>(mi_mem_int_allocate("SDK/lumoNoise", 104, kGradientCount * sizeof(Gradient)));
+    if (!table) return nullptr;
+    fill(table);
+    return table + kCornerGradients;
 }
 
-int permuted(int i) { return kNoisePermutation[static_cast<unsigned>(i) & 255]; }
+/* The permutation, counted in floats of the gradients. */
+constexpr std::array<std::uint16_t, kNoisePermutation.size()> kTriples = [] {
+    std::array<std::uint16_t, kNoisePermutation.size()> triples{};
+    for (std::size_t i = 0; i < triples.size(); ++i) triples[i] = static_cast<std::uint16_t>(3 * kNoisePermutation[i]);
+    return triples;
+}();
 
-/* Element-wise product with the offset from the corner, added up, of four gradients. */
-Float4 cornerValues(const Gradient* table, const int (&corner)[4], Float4 x, Float4 y, Float4 z) {
+/* Element-wise product with the offset from the corner, added up, of the gradients at four places. */
+Float4 cornerValues(const float* gradients, const std::size_t (&place)[4], Float4 x, Float4 y, Float4 z) {
     // The fourth element belongs to the next gradient; there is always one.
-    const Float4 g0 = load4(&table[corner[0]].x), g1 = load4(&table[corner[1]].x);
-    const Float4 g2 = load4(&table[corner[2]].x), g3 = load4(&table[corner[3]].x);
+    const Float4 g0 = load4(gradients + place[0]), g1 = load4(gradients + place[1]);
+    const Float4 g2 = load4(gradients + place[2]), g3 = load4(gradients + place[3]);
     const Float4 low01 = __builtin_shufflevector(g0, g1, 0, 4, 1, 5);
     const Float4 low23 = __builtin_shufflevector(g2, g3, 0, 4, 1, 5);
     const Float4 high01 = __builtin_shufflevector(g0, g1, 2, 6, 3, 7);
@@ -67,30 +81,33 @@ Float4 cornerValues(const Gradient* table, const int (&corner)[4], Float4 x, Flo
            __builtin_shufflevector(high01, high23, 0, 1, 4, 5) * z;
 }
 
-template <class Value, class Parameter>
-Value between(Value a, Value b, Parameter s) {
+template <class Value>
+Value between(Value a, Value b, Value s) {
     return a + (b - a) * s;
 }
 
-float gradientNoise(const Gradient* table, Float4 point) {
+float gradientNoise(const Gradient* gradients, Float4 point) {
     const Float4 f = fraction4(point);
-    const Float4 s = (3 - 2 * f) * f * f;
+    const Float4 s = (Float4{3, 3, 3, 0} - (f + f)) * f * f;
     const Int4 truncated = truncate4(point);
-    const Int4 cell = truncated + (toFloat4(truncated) > point);  // a true comparison is -1
+    const Int4 below = toFloat4(truncated) > point;  // a true comparison is -1
+    const Int4 cell = (truncated + below) & 255;
+    const auto axis = [cell](int number) { return static_cast<std::uint32_t>(cell[number]); };
 
-    // Four edges along x, at y, z = 00, 10, 01, 11: the corners at their beginnings and ends.
-    int begin[4], end[4];
-    for (int edge = 0; edge < 4; ++edge) {
-        const int row = permuted(permuted(cell[2] + edge / 2) + cell[1] + edge % 2) + cell[0];
-        begin[edge] = permuted(row);
-        end[edge] = permuted(row + 1);
-    }
-    const Float4 x = broadcast4(f[0]), y = Float4{0, 1, 0, 1}, z = Float4{0, 0, 1, 1};
-    const Float4 fromY = f[1] - y, fromZ = f[2] - z;
+    // Four edges along x, at y, z = 00, 01, 10, 11: the places of their beginnings. The permutation is there twice in a
+    // row: sums of two numbers of 8 bits, and the places beside them, need not be wrapped.
+    std::size_t place[4];
+    for (unsigned edge = 0; edge < 4; ++edge)
+        place[edge] = kTriples[kNoisePermutation[axis(2) + edge % 2] + axis(1) + edge / 2];
+    const float* const begin = &gradients[axis(0)].x;
+    const float* const end = begin + 3;
+    const Float4 x = broadcast4(f[0]), y = broadcast4(f[1]) - Float4{0, 0, 1, 1},
+                 z = broadcast4(f[2]) - Float4{0, 1, 0, 1};
     const Float4 edges =
-        between(cornerValues(table, begin, x, fromY, fromZ), cornerValues(table, end, x - 1, fromY, fromZ), s[0]);
-    const float near = between(edges[0], edges[1], s[1]), far = between(edges[2], edges[3], s[1]);
-    return between(near, far, s[2]);
+        between(cornerValues(begin, place, x, y, z), cornerValues(end, place, x - 1, y, z), broadcast4(s[0]));
+    const Float4 atY1 = __builtin_shufflevector(edges, edges, 2, 3, 2, 3);
+    const Float4 planes = between(edges, atY1, broadcast4(s[1]));
+    return between(planes[0], planes[1], s[2]);
 }
 
 }  // namespace
@@ -106,6 +123,7 @@ void noise_gradient_init(miState* state) {
 
 miScalar noise_gradient_3d(miScalar x, miScalar y, miScalar z) {
     using namespace lumo;
-    const Gradient* table = gradientTable.load(std::memory_order_acquire);
-    return table ? gradientNoise(table, Float4{placeable(x), placeable(y), placeable(z), 0}) : 0;
+    const Float4 point = placeable4(Float4{x, y, z, 0});
+    const Gradient* const gradients = gradientTable.load(std::memory_order_acquire);
+    return gradients ? gradientNoise(gradients, point) : 0;
 }

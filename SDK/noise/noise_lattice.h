@@ -16,6 +16,20 @@ Value spline(Value a, Value b, Value c, Parameter t) {
     return ((a - (b + b) + c) * t - (step + step)) * t + a + b;
 }
 
+/* The same for many splines at one t: half of it, then twice it, round like t itself, and need no sum of steps. `bend` is
+ * a - 2 b + c. */
+struct SplineParameter {
+    explicit SplineParameter(float t) : half(broadcast4(0.5f * t)), twice(broadcast4(t + t)) {}
+
+    Float4 half, twice;
+};
+inline Float4 bentSpline(Float4 a, Float4 b, Float4 bend, const SplineParameter& t) {
+    return (bend * t.half - (a - b)) * t.twice + a + b;
+}
+inline Float4 spline(Float4 a, Float4 b, Float4 c, const SplineParameter& t) {
+    return bentSpline(a, b, a - (b + b) + c, t);
+}
+
 /* A coordinate that cannot be placed counts as 0. */
 template <class Number>
 Number placeable(Number x) {
@@ -30,11 +44,19 @@ Number fraction(Number x) {
     return x - static_cast<Number>(integer);
 }
 
+/* Of three coordinates; the last element is passed on. A vector of four equal limits would be made, not read. */
+inline Float4 placeable4(Float4 x) {
+    const Int4 mask = abs4(x) <= Float4{1e9f, 1e9f, 1e9f, 2e9f};
+    if (bits4(mask) == 15) [[likely]]
+        return x;
+    return orZero4(mask, x);
+}
+
 /* Four coordinates as floats. It is the double that must be placeable; a float well inside the range says enough. */
 inline Float4 placeable4(double x, double y, double z, double w) {
     using Double4 = double __attribute__((vector_size(32)));
     const Float4 point = __builtin_convertvector((Double4{x, y, z, w}), Float4);
-    if (bits4(point * point < 9e17f) == 15) [[likely]]
+    if (bits4(point * point < Float4{9e17f, 9e17f, 9e17f, 8e17f}) == 15) [[likely]]
         return point;
     return Float4{static_cast<float>(placeable(x)), static_cast<float>(placeable(y)), static_cast<float>(placeable(z)),
                   static_cast<float>(placeable(w))};

@@ -15,6 +15,10 @@ inline constexpr int kLatticeSide = 32;
  * to 32. Along the last axis four may be loaded from each. So no index is wrapped, and no cell is at an end. */
 inline constexpr int kLatticeColumns = kLatticeSide + 3, kLatticeRow = kLatticeSide + 4;
 inline constexpr int kLatticePlane = kLatticeColumns * kLatticeRow;
+
+/* Each value in them is multiplied by one half per axis, as a spline is twice what it should be: that rounds nothing. */
+inline constexpr float kSquareScale = 0.25f, kCubeScale = 0.125f;
+
 struct NoiseSquare {
     float values[kLatticePlane]; /* of x, y: at x * kLatticeRow + y */
 };
@@ -25,7 +29,16 @@ struct NoiseCube {
 extern const std::array<float, kNoiseValueCount> kNoiseValues;
 extern const NoiseSquare kNoiseSquare;
 extern const NoiseCube kNoiseCube;
-extern const std::array<std::uint8_t, 256> kNoisePermutation;
+
+/* a - 2 b + c of each entry and the two behind it along x, in the order of the splines' sums. */
+extern const NoiseSquare kNoiseSquareBends;
+extern const NoiseCube kNoiseCubeBends;
+
+/* Of 0 to 255, twice in a row. */
+inline constexpr std::array<std::uint8_t, 512> kNoisePermutation = {
+#include "SDK/noise/permutation_table.inc"
+#include "SDK/noise/permutation_table.inc"
+};
 
 /* Entry |i|, wrapped. */
 inline float noiseValue(std::int32_t i) {
