@@ -1,11 +1,13 @@
 #!/usr/bin/env python3
 """Error over time against Cycles, for light that needs many rays.
 
-    benchmarks/error_over_time.py [--install] [--build build/bench] [--threads 2] [gathering] [area] [bounces] [smoke]
+    benchmarks/error_over_time.py [--install] [--build build/bench] [--threads 2] [kind ..]
 
 A million smooth triangles, 1024 x 1024. `gathering`: diffuse grey, a point light with hard shadows and one bounce of
 diffuse light. `area`: a square light of 12 x 12 instead, no bounce. `bounces`: the point light; of every three balls one is
-grey, one half a mirror and one bends light like glass. `smoke`: a column of smoke in the point light, scattered once, and
+grey, one half a mirror and one bends light like glass. `gloss`: the point light; the balls are half a rough mirror. `focus`: the
+point light, seen through a lens with a radius of .6 that is sharp behind the middle. `motion`: the point light; the balls
+move by their radius while the shutter is open. `smoke`: a column of smoke in the point light, scattered once, and
 nothing else; its references take ten times as many steps. Each renderer is measured against itself: the error is the root mean
 square over a part of the picture (128 x 128 pixels), relative to its mean, against a reference of its own with many
 samples and, here, without interpolation. The means of both references are printed: of `gathering` they are the same light
@@ -46,24 +48,33 @@ shader "half_mirror" "lumoVexaPhong" ( "color" .7 .7 .7, "diffuse" .4, "specular
 material "mirror" "lumoVexaShadingEngine" ( "surfaceShader" = "half_mirror" ) shadow "lumoVexaShadow" () end material
 shader "clear" "lumoVexaLambert" ( "color" 0 0 0, "transparency" 1 1 1, "refractions" on, "refractiveIndex" 1.5,
     "refractionLimit" 4 )
+shader "blur" "physical_lens_dof" ( "plane" 45, "radius" .6 )
+shader "half_gloss" "lumoVexaPhong" ( "color" .7 .7 .7, "diffuse" .4, "specularColor" 0 0 0, "reflectivity" .5,
+    "cosinePower" 20, "reflectionBlur" 1, "reflectionRays" {gloss_rays} )
+material "gloss" "lumoVexaShadingEngine" ( "surfaceShader" = "half_gloss" ) shadow "lumoVexaShadow" () end material
 material "glass" "lumoVexaShadingEngine" ( "surfaceShader" = "clear" ) shadow "lumoVexaShadow" () end material
 """
 
 SCENE = """
+link "physics.so"
+$include <physics.mi>
 $include "{geometry}"
 {light}
 instance "world_i" "world" end instance
 instgroup "lit_world" "lamp_i" "world_i" end instgroup
 camera "cam"
     framebuffer "beauty" datatype "rgba_fp" primary on filename "{image}" filetype "exr"
-    focal 1.5 aperture 1 aspect 1 resolution {edge} {edge} {window}
+    focal 1.5 aperture 1 aspect 1 resolution {edge} {edge} {window} {camera}
 end camera
 incremental options "opt"
-    samples {level} {level} {rays}
+    samples {level} {level} {options}
     state [ "vexabase" (), "lumoFrameBufferState" () ]
 end options
 render "lit_world" "cam_i" "opt"
 """
+
+LENS = 'lens = "blur"'
+MOVES = "motion transform 1 0 0 0  0 1 0 0  0 0 1 0  -1 0 0 1"  # to the right by one, while the shutter is open
 
 POINT_LIGHT = f"""
 light "lamp" "lumoVexaPointLight" ( "intensity" {POINT_INTENSITY}, "decayRate" 2, "useRayTraceShadows" on )
@@ -130,36 +141,40 @@ class Own:
         if kind == "smoke":
             scene = self.folder / "own.mi"
             scene.write_text(smoke_scene(image, window, level, rays), encoding="ascii")
-            text = output_of([self.build / "lumorender", "-verbose", 5, "-threads", self.threads, scene])
+            text = self.output_of_render(scene)
             return image, found(r"rendered .* in (\d+\.\d+) s", text, "lumorender")
-        extra = "trace depth 2 4 6" if kind == "bounces" else ""
-        if kind == "gathering":
-            # Without the filter against bright speckles, which takes energy away where rays are few.
-            extra = f"finalgather on finalgather filter 0 finalgather accuracy {rays}"
-            if reference:
-                extra += " finalgather presample density 0"
+        options = {"bounces": "trace depth 2 4 6", "motion": "motion on shutter 0 1",
+                   "gathering": f"finalgather on finalgather accuracy {rays}"}.get(kind, "")
+        if kind == "gathering" and reference:
+            options += " finalgather presample density 0"
         scene = self.folder / "own.mi"
         scene.write_text(SCENE.format(
-            geometry=self.geometry(kind), image=image, edge=RESOLUTION, window=window, level=level, rays=extra,
-            light=placed_light(rays) if kind == "area" else POINT_LIGHT), encoding="ascii")
-        text = output_of([self.build / "lumorender", "-verbose", 5, "-threads", self.threads, scene])
+            geometry=self.geometry(kind, rays), image=image, edge=RESOLUTION, window=window, level=level, options=options,
+            camera=LENS if kind == "focus" else "", light=placed_light(rays) if kind == "area" else POINT_LIGHT),
+            encoding="ascii")
+        text = self.output_of_render(scene)
         seconds = found(r"rendered .* in (\d+\.\d+) s", text, "lumorender")
         ready = re.search(r"final gathering: ready in (\d+\.\d+) s", text)
         return image, seconds + (float(ready.group(1)) if ready else 0)
 
-    def geometry(self, kind):
+    def output_of_render(self, scene):
+        return output_of([self.build / "lumorender", "-verbose", 5, "-threads", self.threads, "-file_dir", self.folder,
+                          scene])
+
+    def geometry(self, kind, rays):
         """The benchmark's scene with materials of our own, and without its render command."""
-        path = self.folder / f"geometry-{kind}.mi"
+        path = self.folder / f"geometry-{kind}-{rays if kind == 'gloss' else ''}.mi"
         if path.exists():
             return path
         text = (self.build / "bench/spheres.mi").read_text(encoding="ascii")
         text = re.sub(r"^(shader \"grey_body\"|material \"grey\"|render) .*\n", "", text, flags=re.M)
         head, objects = text.split('object "floor"', 1)
-        if kind == "bounces":
-            names = ("grey", "mirror", "glass")
-            objects = re.sub(r'^(instance "ball_(\d+)_i" \S+ material) "grey"',
-                             lambda m: f'{m.group(1)} "{names[int(m.group(2)) % 3]}"', objects, flags=re.M)
-        path.write_text(head + MATERIALS + 'object "floor"' + objects, encoding="ascii")
+        names = {"bounces": ("grey", "mirror", "glass"), "gloss": ("gloss",)}.get(kind, ("grey",))
+        moves = MOVES if kind == "motion" else ""
+        objects = re.sub(r'^(instance "ball_(\d+)_i" \S+) material "grey"',
+                         lambda m: f'{m.group(1)} {moves} material "{names[int(m.group(2)) % len(names)]}"', objects,
+                         flags=re.M)
+        path.write_text(head + MATERIALS.format(gloss_rays=rays) + 'object "floor"' + objects, encoding="ascii")
         return path
 
 
@@ -201,6 +216,12 @@ SETTINGS = {
                 "Cycles": (1024, [1, 4, 16, 64])},
     "smoke": {"lumorender": ((3, 16), [(0, .25), (0, 1), (1, .25), (1, 1), (2, 1)]),
               "Cycles": (512, [1, 4, 16])},
+    "gloss": {"lumorender": ((5, 1), [(0, 1), (0, 4), (1, 1), (1, 4), (2, 1), (3, 1)]),
+              "Cycles": (1024, [1, 4, 16, 64])},
+    "focus": {"lumorender": ((5, 1), [(0, 1), (1, 1), (2, 1), (3, 1)]),
+              "Cycles": (1024, [1, 4, 16, 64])},
+    "motion": {"lumorender": ((5, 1), [(0, 1), (1, 1), (2, 1), (3, 1)]),
+               "Cycles": (1024, [1, 4, 16, 64])},
     "area": {"lumorender": ((4, 16), [(0, 4), (1, 1), (1, 4), (2, 1), (2, 4), (3, 1)]),
              "Cycles": (1024, [1, 4, 16, 64])},
 }
@@ -224,7 +245,7 @@ def measure(kind, renderers, folder):
 
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
-    parser.add_argument("kinds", nargs="*", help="gathering, bounces, smoke, area; all when none is given")
+    parser.add_argument("kinds", nargs="*", help=f"{', '.join(SETTINGS)}; all when none is given")
     parser.add_argument("--install", action="store_true")
     parser.add_argument("--build", type=pathlib.Path, default=HERE.parent / "build/bench")
     parser.add_argument("--threads", type=int, default=2)

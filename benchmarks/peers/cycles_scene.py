@@ -3,7 +3,7 @@
     blender -b --factory-startup --debug-cycles -P cycles_scene.py -- GEOMETRY RESOLUTION SAMPLES THREADS KIND IMAGE PART
 
 KIND is direct (light of a point), gathering (with one diffuse bounce), area (a square instead of the point), bounces (balls
-of half a mirror and of glass) or smoke (a column, instead of the geometry). PART is "left,top,edge" in pixels for a part of the picture, or empty.
+of half a mirror and of glass), gloss (balls of half a rough mirror), focus (through a lens), motion (the balls move) or smoke (a column, instead of the geometry). PART is "left,top,edge" in pixels for a part of the picture, or empty.
 """
 import pathlib
 import sys
@@ -25,13 +25,18 @@ def grey(nodes, links):
     return shader(nodes, "ShaderNodeBsdfDiffuse", 0.56)
 
 
-def half_mirror(nodes, links):
+def half_mirror(nodes, links, roughness=0):
     both = nodes.new("ShaderNodeAddShader")
     mirror = shader(nodes, "ShaderNodeBsdfGlossy", 0.5)
-    mirror.inputs["Roughness"].default_value = 0
+    mirror.inputs["Roughness"].default_value = roughness
     for k, part in enumerate((shader(nodes, "ShaderNodeBsdfDiffuse", 0.28), mirror)):
         links.new(part.outputs[0], both.inputs[k])
     return both
+
+
+def half_gloss(nodes, links):
+    """About as wide as a cosine to the power of 20 around the mirror's direction."""
+    return half_mirror(nodes, links, 0.4)
 
 
 def glass(nodes, links):
@@ -55,23 +60,32 @@ def material(surface):
     return made
 
 
-def material_numbers(faces, kind):
-    """By face: the floor first, then the balls, all of the same number of triangles."""
-    numbers = numpy.zeros(faces, dtype=numpy.int32)
-    if kind == "bounces":
-        numbers[FLOOR:] = numpy.repeat(numpy.arange(BALLS) % 3, (faces - FLOOR) // BALLS)
-    return numbers
+SURFACES = grey, half_mirror, glass, half_gloss
+KINDS = {"bounces": (0, 1, 2), "gloss": (3,)}  # surfaces of the balls, in turn; else they are grey, too
 
 
 def build(geometry, kind):
-    """Y is up there, z here: x, y, z become x, -z, y."""
+    """The floor comes first, then the balls, all of the same number of triangles. Y is up there, z here: x, y, z become
+    x, -z, y."""
     points, normals, faces = geometry
     turn = numpy.array([[1, 0, 0], [0, 0, 1], [0, -1, 0]], dtype=float)
-    points = numpy.asarray(points) @ turn
+    points = (numpy.asarray(points) @ turn).astype(numpy.float32)
     faces = numpy.asarray(faces, dtype=numpy.int32)
+    numbers = numpy.zeros(len(faces), dtype=numpy.int32)
+    numbers[FLOOR:] = numpy.repeat(numpy.resize(KINDS.get(kind, (0,)), BALLS), (len(faces) - FLOOR) // BALLS)
+    if kind == "motion":  # parts of their own
+        add_mesh(points, faces[:FLOOR], numbers[:FLOOR])
+        move(add_mesh(points, faces[FLOOR:], numbers[FLOOR:]))
+    else:
+        add_mesh(points, faces, numbers)
+
+
+def add_mesh(points, faces, numbers):
+    used, faces = numpy.unique(faces, return_inverse=True)
+    points, faces = points[used], faces.reshape(-1, 3).astype(numpy.int32)
     mesh = bpy.data.meshes.new("spheres")
     mesh.vertices.add(len(points))
-    mesh.vertices.foreach_set("co", points.astype(numpy.float32).ravel())
+    mesh.vertices.foreach_set("co", points.ravel())
     mesh.loops.add(faces.size)
     mesh.loops.foreach_set("vertex_index", faces.ravel())
     mesh.polygons.add(len(faces))
@@ -79,10 +93,22 @@ def build(geometry, kind):
     mesh.polygons.foreach_set("loop_total", numpy.full(len(faces), 3, dtype=numpy.int32))
     mesh.polygons.foreach_set("use_smooth", numpy.ones(len(faces), dtype=bool))
     mesh.update(calc_edges=True)
-    for surface in (grey, half_mirror, glass):
+    for surface in SURFACES:
         mesh.materials.append(material(surface))
-    mesh.polygons.foreach_set("material_index", material_numbers(len(faces), kind))
-    bpy.context.collection.objects.link(bpy.data.objects.new("spheres", mesh))
+    mesh.polygons.foreach_set("material_index", numbers)
+    made = bpy.data.objects.new("spheres", mesh)
+    bpy.context.collection.objects.link(made)
+    return made
+
+
+def move(balls):
+    """To the right by one, while the shutter is open."""
+    for frame, x in ((1, 0), (2, 1)):
+        balls.location.x = x
+        balls.keyframe_insert("location", frame=frame)
+    for curve in balls.animation_data.action.fcurves:
+        for point in curve.keyframe_points:
+            point.interpolation = "LINEAR"
 
 
 def smoke():
@@ -120,7 +146,7 @@ def add_light(kind):
         light = bpy.data.lights.new("lamp", "POINT")
         light.energy, light.shadow_soft_size = 40000, 0
     lamp = bpy.data.objects.new("lamp", light)
-    lamp.location = place
+    lamp.location, lamp.visible_glossy = place, kind != "gloss"  # no highlights, which the other has not, either
     lamp.rotation_euler = (-place).to_track_quat("-Z", "Y").to_euler()
     bpy.context.collection.objects.link(lamp)
 
@@ -130,7 +156,9 @@ def set_up(resolution, samples, threads, kind, image, part):
     add_light(kind)
 
     camera = bpy.data.cameras.new("cam")
-    camera.sensor_width, camera.lens = 10, 15
+    camera.sensor_width, camera.lens = 1000, 1500
+    if kind == "focus":  # the radius is half the focal length by the stop
+        camera.dof.use_dof, camera.dof.focus_distance, camera.dof.aperture_fstop = True, 45, 1.5 / (2 * 0.6)
     place = bpy.data.objects.new("cam", camera)
     place.location = (0, -34, 22)
     place.rotation_euler = (mathutils.Vector((0, -2, 0)) - place.location).to_track_quat("-Z", "Y").to_euler()
@@ -146,9 +174,14 @@ def set_up(resolution, samples, threads, kind, image, part):
     cycles.device, cycles.samples = "CPU", samples
     cycles.use_adaptive_sampling = cycles.use_denoising = False
     cycles.pixel_filter_type = "BOX"
-    cycles.max_bounces = {"gathering": 1, "bounces": 6}.get(kind, 0)
+    cycles.max_bounces = {"gathering": 1, "gloss": 1, "bounces": 6}.get(kind, 0)
+    if kind == "gloss":
+        cycles.diffuse_bounces = 0
     if kind == "bounces":
         cycles.diffuse_bounces, cycles.glossy_bounces, cycles.transmission_bounces = 0, 2, 4
+    if kind == "motion":
+        render.use_motion_blur, render.motion_blur_shutter = True, 1
+        cycles.motion_blur_position = "START"
     cycles.sample_clamp_indirect = 0
     # References do without long steps.
     cycles.volume_step_rate = 0.1 if part else 1

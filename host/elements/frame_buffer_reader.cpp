@@ -75,6 +75,11 @@ struct FrameBufferReader {
             scene.problems.error(in.place(), fmt::format("found data type \"{}\", expected one like rgba_fp", name));
     }
 
+    void readFileName() {
+        buffer.where = in.place().text();
+        buffer.filename = scene.readFileName();
+    }
+
     void readProfile() {
         const miTag profile = scene.readReference({miSCENE_COLORPROFILE}, "a color profile");
         buffer.colorProfile = scene.database.name(profile);
@@ -88,7 +93,7 @@ const StatementTable<Reader>& items() {
     static const StatementTable<Reader> table = {
         {"datatype", [](Reader& r) { r.readType(); }},
         {"filetype", [](Reader& r) { r.buffer.filetype = r.in.readName("a file format"); }},
-        {"filename", [](Reader& r) { r.buffer.filename = r.scene.readFileName(); }},
+        {"filename", [](Reader& r) { r.readFileName(); }},
         {"filtering", [](Reader& r) { r.filtering = r.in.readBoolean(); }},
         {"primary", [](Reader& r) { r.primary = r.in.readBoolean(); }},
         {"user", [](Reader& r) { r.buffer.user = r.in.readBoolean(); }},

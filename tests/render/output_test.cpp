@@ -93,6 +93,7 @@ TEST_F(Output, ScenesWriteImagesBelowTheOutputFolderOnly) {
         bool anywhere;  ///< it is written when paths are allowed
     } cases[] = {{output("ppm", path("look.ppm")), outside, true},
                  {output("ppm", "../look.ppm"), outside, true},
+                 {"framebuffer \"b\" primary on filename \"../look.ppm\"", outside, true},
                  {output("ppm", "deep/../../look.ppm"), outside, true},
                  {output("ppm", "away/look.ppm"), outside, true},
                  {output("ppm", "link.ppm"), outside, true},
