@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <utility>
 
 namespace {
 
@@ -47,8 +48,9 @@ private:
     std::array<Loop, 16> loops_;
 };
 
-void writePoint(double* point, miUshort dimensions, std::uint32_t index, std::uint32_t seed) {
-    for (miUshort k = 0; k < dimensions; ++k) point[k] = lumorender::scrambledSobol(index, k, seed);
+void writePoint(double* point, miUshort dimensions, std::uint32_t index, std::uint32_t seed,
+                decltype(lumorender::scrambledSobol)& coordinate = lumorender::scrambledSobol) {
+    for (miUshort k = 0; k < dimensions; ++k) point[k] = coordinate(index, k, seed);
 }
 
 }  // namespace
@@ -57,7 +59,9 @@ extern "C" miBoolean mi_sample(double* sample, int* instance, miState* state, mi
     thread_local Loops loops;
     if (!n) {
         // A single point. Ends the loop of a caller who loops nevertheless.
-        writePoint(sample, dim, state->qmc_instance, lumorender::takeSeed(*state));
+        const bool ordered = std::exchange(state->qmc_component, miUchar{0}) == lumorender::kOrderedComponent;
+        writePoint(sample, dim, state->qmc_instance, lumorender::takeSeed(*state),
+                   ordered ? lumorender::orderedSobol : lumorender::scrambledSobol);
         return !instance || (*instance)++ == 0;
     }
     if (!instance || *instance < 0 || static_cast<miUint>(*instance) >= *n) return miFALSE;

@@ -6,15 +6,27 @@
 
 namespace lumorender {
 
+namespace {
+
+constexpr std::uint32_t kTime = 0x71e3;  // tells seeds of times from others of the pixel
+
+}  // namespace
+
 PixelSampler::PixelSampler(int level, double jitter, bool shutterOpens)
     : edge_(1 << std::clamp(level, 0, kMostLevel)),
       jitter_(std::clamp(jitter, 0.0, 1.0)),
       timed_(shutterOpens && edge_ > 1) {
     const int middle = (edge_ - 1) / 2;
     standing_ = middle * edge_ + middle;
+    ordered_ = edge_ > 1;
+    const auto cellOf = [&](std::uint32_t bits) { return static_cast<int>(bits * 0x1p-32 * edge_); };
+    numbers_.resize(static_cast<std::size_t>(count()));
+    for (std::uint32_t i = 0; i < numbers_.size(); ++i)
+        numbers_[static_cast<std::size_t>(cellOf(sobolBits(i, 0)) * edge_ + cellOf(sobolBits(i, 1)))] = i;
 }
 
 void PixelSampler::numberByLevels(int leastLevel) {
+    ordered_ = false;
     const int offset = standing_ % edge_;
     constexpr auto kNone = ~std::uint32_t{0};
     numbers_.assign(static_cast<std::size_t>(count()), kNone);
@@ -39,7 +51,11 @@ SamplePosition PixelSampler::position(std::uint32_t pixelSeed, int cell) const {
     }
     result.x = (cell % edge_ + dx) / edge_;
     result.y = (cell / edge_ + dy) / edge_;
-    if (timed_) result.time = scrambledSobol(number(cell), 0, pixelSeed);
+    if (!timed_) return result;
+    // A number is a coordinate, too.
+    const auto bits = static_cast<std::uint32_t>(number(cell) * (0x1p32 / count()));
+    result.time =
+        ordered_ ? scrambledBits(bits, mixSeeds(pixelSeed, kTime)) : scrambledSobol(number(cell), 0, pixelSeed);
     return result;
 }
 

@@ -11,7 +11,8 @@ struct SamplePosition {
     double time = 0;          ///< fraction of the shutter interval
 };
 
-/// The samples of a pixel: a grid of n x n, moved inside its cells by `jitter` (0..1), with low-discrepancy times.
+/// The samples of a pixel: a grid of n x n, moved inside its cells by `jitter` (0..1), with low-discrepancy times. Where
+/// every pixel has all of them, places are stratified together with times, and with what goes by orderedSobol().
 /// A pixel with one sample is sampled at its centre, and at shutter open.
 class PixelSampler {
 public:
@@ -29,9 +30,9 @@ public:
     /// their numbers are a run of their own, which is stratified well.
     void numberByLevels(int leastLevel);
     /// What low-discrepancy points of the sample in this cell go by.
-    std::uint32_t number(int cell) const {
-        return numbers_.empty() ? static_cast<std::uint32_t>(cell) : numbers_[static_cast<std::size_t>(cell)];
-    }
+    std::uint32_t number(int cell) const { return numbers_[static_cast<std::size_t>(cell)]; }
+    /// Whether numbers are those of the points of Sobol' sequence that lie in the cells.
+    bool ordered() const { return ordered_; }
     SamplePosition position(std::uint32_t pixelSeed, int cell) const;
 
 private:
@@ -39,7 +40,8 @@ private:
     double jitter_ = 0;
     bool timed_ = false;
     int standing_ = 0;
-    std::vector<std::uint32_t> numbers_;  ///< by cell; empty: cells count
+    bool ordered_ = false;
+    std::vector<std::uint32_t> numbers_;  ///< by cell
 };
 
 }  // namespace lumorender

@@ -129,7 +129,8 @@ private:
     /// @param seed of the pixel
     miColor traceSample(int x, int y, std::uint32_t seed, int cell, float farthest) {
         const SamplePosition position = sampler_.position(seed, cell);
-        return samples_.trace({x + position.x, y + position.y, position.time, seed, sampler_.number(cell), farthest});
+        return samples_.trace(
+            {x + position.x, y + position.y, position.time, seed, sampler_.number(cell), sampler_.ordered(), farthest});
     }
 
     /// False where the render was stopped: a sample that was under way does not count.

@@ -9,6 +9,7 @@
 #include <ImathVec.h>
 
 #include <cmath>
+#include <numbers>
 
 namespace lumorender {
 
@@ -102,6 +103,16 @@ void narrow(const M44d& m, miMatrix& result);
 bool invert(const M44d& m, M44d& inverse);
 
 /// Linear between two matrices, which is how the ray tracing kernels move instances.
+/// The unit square to the unit disc, evenly, with neighbours as neighbours: P. Shirley, K. Chiu, "A Low Distortion Map
+/// between Disk and Square", 1997.
+inline Imath::V2d onDisc(const Imath::V2d& square) {
+    const double a = 2 * square.x - 1, b = 2 * square.y - 1;
+    if (a == 0 && b == 0) return {0, 0};
+    const bool wide = std::abs(a) > std::abs(b);
+    const double radius = wide ? a : b, angle = std::numbers::pi / 4 * (wide ? b / a : 2 - a / b);
+    return {radius * std::cos(angle), radius * std::sin(angle)};
+}
+
 inline M44d interpolate(const M44d& open, const M44d& close, double t) { return open + (close - open) * t; }
 
 /// On the way from one matrix to the other, at t 0..1: the rotation turns at constant speed, by half a turn at most, while

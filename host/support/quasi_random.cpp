@@ -42,13 +42,6 @@ constexpr Directions bitReversal() {
 constexpr std::array<Directions, kGroup> kDirections = {bitReversal(), directionsOf(kPolynomials[0]),
                                                         directionsOf(kPolynomials[1]), directionsOf(kPolynomials[2])};
 
-std::uint32_t sobol(std::uint32_t index, std::uint32_t coordinate) noexcept {
-    std::uint32_t bits = 0;
-    for (std::uint32_t i = 0; index != 0; ++i, index >>= 1)
-        if (index & 1) bits ^= kDirections[coordinate][i];
-    return bits;
-}
-
 std::uint32_t reversed(std::uint32_t x) noexcept {
     x = __builtin_bswap32(x);
     x = ((x >> 4) & 0x0f0f0f0fu) | ((x & 0x0f0f0f0fu) << 4);
@@ -70,11 +63,23 @@ std::uint32_t scrambled(std::uint32_t x, std::uint32_t seed) noexcept {
 
 }  // namespace
 
+std::uint32_t sobolBits(std::uint32_t index, std::uint32_t coordinate) noexcept {
+    std::uint32_t bits = 0;
+    for (std::uint32_t i = 0; index != 0; ++i, index >>= 1)
+        if (index & 1) bits ^= kDirections[coordinate][i];
+    return bits;
+}
+
+double scrambledBits(std::uint32_t bits, std::uint32_t seed) noexcept { return scrambled(bits, seed) * 0x1p-32; }
+
 double scrambledSobol(std::uint32_t index, std::uint32_t dimension, std::uint32_t seed) noexcept {
     const std::uint32_t groupSeed = mixSeeds(seed, dimension / kGroup);
     const std::uint32_t shuffledIndex = scrambled(index, groupSeed);  // maps aligned runs to aligned runs
-    const std::uint32_t bits = scrambled(sobol(shuffledIndex, dimension % kGroup), mixSeeds(groupSeed, 1 + dimension));
-    return bits * 0x1p-32;
+    return scrambledBits(sobolBits(shuffledIndex, dimension % kGroup), mixSeeds(groupSeed, 1 + dimension));
+}
+
+double orderedSobol(std::uint32_t index, std::uint32_t dimension, std::uint32_t seed) noexcept {
+    return scrambledBits(sobolBits(index, dimension % kGroup), mixSeeds(seed, 1 + dimension));
 }
 
 double hashedUnit(std::uint32_t a, std::uint32_t b) noexcept {

@@ -3,7 +3,8 @@
 //
 // A state carries two words. `qmc_instance` is the running number of the eye sample within its pixel; `pad` is the seed
 // of the next random decision. States at the same place of the ray tree have the same seeds in all samples of a pixel
-// and differ in the number only: together their points are one well stratified sequence.
+// and differ in the number only: together their points are one well stratified sequence. `qmc_component` is
+// kOrderedComponent where the first decision may be stratified together with the sample's place in the pixel.
 #pragma once
 
 #include "mi/state.h"
@@ -26,10 +27,15 @@ constexpr std::uint32_t mixSeeds(std::uint32_t a, std::uint32_t b) noexcept {
     return hashedWord(hashedWord(a + 0x9e3779b9u) ^ (b * 0x85ebca6bu + 0xc2b2ae35u));
 }
 
+constexpr miUchar kOrderedComponent = 1;
+
 /// Sets the words of an eye state. Neighbouring pixels need different `pixelSeed`s; mixSeeds(x, y) will do.
-inline void seedEyeState(miState& state, std::uint32_t pixelSeed, std::uint32_t sampleNumber) noexcept {
+/// @param ordered whether the sample lies in the cell of its pixel where point `sampleNumber` of Sobol' sequence does,
+///     of which the first coordinate is y
+inline void seedEyeState(miState& state, std::uint32_t pixelSeed, std::uint32_t sampleNumber,
+                         bool ordered = false) noexcept {
     state.qmc_instance = sampleNumber;
-    state.qmc_component = 0;
+    state.qmc_component = ordered ? kOrderedComponent : 0;
     state.pad = mixSeeds(pixelSeed, 0);
 }
 
@@ -51,6 +57,19 @@ inline void seedChildState(miState& child, miState& parent) noexcept {
 /// point in each of the 2^k strata of every coordinate, and is a Sobol' net in each group of four coordinates. Source:
 /// Burley, "Practical Hash-based Owen Scrambling", JCGT 9(4), 2020; groups of four are shuffled independently.
 double scrambledSobol(std::uint32_t index, std::uint32_t dimension, std::uint32_t seed) noexcept;
+
+/// Coordinate 0..3 of a point of Sobol' sequence as it is, as 32 bits behind the binary point. Of the first 2^2k points
+/// one lies in each cell of a grid of 2^k x 2^k over the first two coordinates, and their numbers in units of 2^-2k are a
+/// third coordinate that makes them a net.
+std::uint32_t sobolBits(std::uint32_t index, std::uint32_t dimension) noexcept;
+
+/// Owen scrambling of 32 bits behind the binary point: nets stay nets.
+double scrambledBits(std::uint32_t bits, std::uint32_t seed) noexcept;
+
+/// The same, where points keep their order. With places of samples that follow the sequence (y first), the first
+/// coordinate is stratified together with x, and the second one with y: what moves a picture to the sides, as lenses do,
+/// has less noise. For one decision only: two that kept the order would go together.
+double orderedSobol(std::uint32_t index, std::uint32_t dimension, std::uint32_t seed) noexcept;
 
 /// A number in [0, 1) with 53 random bits that depend on both words.
 double hashedUnit(std::uint32_t a, std::uint32_t b) noexcept;

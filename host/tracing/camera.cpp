@@ -46,8 +46,8 @@ void Camera::eyeRay(double rasterX, double rasterY, double time, const Imath::V2
     }
     if (hasLens()) {
         const V3d sharp = o + d * (focus_ / -d.z);
-        const double radius = lensRadius_ * std::sqrt(lens.x), turn = 2 * std::numbers::pi * lens.y;
-        o += V3d{radius * std::cos(turn), radius * std::sin(turn), 0};
+        const Imath::V2d place = lensRadius_ * onDisc(lens);
+        o += V3d{place.x, place.y, 0};
         d = sharp - o;
     }
 

@@ -61,12 +61,14 @@ void EyeSamples::start(const EyeSample& sample) {
     const double interval = scene_.options->shutter - scene_.options->shutter_delay;
     state.time = scene_.options->shutter_delay;
     if (interval > 0) state.time += static_cast<float>(interval * sample.time);
-    seedEyeState(state, sample.seed, sample.number);
+    seedEyeState(state, sample.seed, sample.number, sample.ordered);
     Imath::V2d lens(0, 0);
     if (scene_.projection->hasLens()) {
         constexpr std::uint32_t kLens = 0x1e45;
         const std::uint32_t seed = mixSeeds(sample.seed, kLens);
-        lens = {scrambledSobol(sample.number, 0, seed), scrambledSobol(sample.number, 1, seed)};
+        const auto coordinate = sample.ordered ? orderedSobol : scrambledSobol;
+        lens = {coordinate(sample.number, 0, seed), coordinate(sample.number, 1, seed)};
+        state.qmc_component = 0;
     }
     scene_.projection->eyeRay(sample.x, sample.y, interval > 0 ? sample.time : 0, lens, state.org, state.dir);
 }

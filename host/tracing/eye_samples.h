@@ -12,6 +12,7 @@ struct EyeSample {
     double time = 0;           ///< fraction of the shutter interval
     std::uint32_t seed = 0;    ///< differs between neighbouring pixels
     std::uint32_t number = 0;  ///< among the samples of its pixel
+    bool ordered = false;      ///< see seedEyeState()
     /// What lies further off along the camera's axis is not seen.
     float farthest = std::numeric_limits<float>::infinity();
 };

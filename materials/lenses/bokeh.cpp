@@ -32,8 +32,12 @@ public:
     miVector at(const double* point) const {
         const auto x = static_cast<miScalar>(point[0]), y = static_cast<miScalar>(point[1]);
         if (picture_ != miNULLTAG) return {2 * x - 1, 2 * y - 1, 0};
+        if (blades_ < 3) {
+            const miVector even = onDisc(point);
+            const miScalar r = length(even);
+            return bias_ > 0 && r > 0 ? even * std::pow(r, 1 / bias_ - 1) : even;
+        }
         const miScalar r = std::pow(x, bias_ > 0 ? .5f / bias_ : .5f);
-        if (blades_ < 3) return {r * std::cos(2 * kPi * y), r * std::sin(2 * kPi * y), 0};
         const auto corners = static_cast<miScalar>(blades_);
         const miScalar blade = std::min(std::floor(y * corners), corners - 1), along = y * corners - blade;
         return mix(corner(blade), corner(blade + 1), along) * r;

@@ -83,9 +83,7 @@ bool depthOfField(miColor& result, miState* state, DepthOfField& p) {
     double point[2] = {0, 0};
     int taken = 0;
     mi_sample(point, &taken, state, 2, nullptr);
-    const miScalar r = radius * static_cast<miScalar>(std::sqrt(point[0]));
-    const miScalar angle = 2 * kPi * static_cast<miScalar>(point[1]);
-    from = from + miVector{r * std::cos(angle), r * std::sin(angle), 0};
+    from = from + onDisc(point) * radius;
     way = unit(sharp - from);
     mi_point_from_camera(state, &from, &from);
     mi_vector_from_camera(state, &way, &way);

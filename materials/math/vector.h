@@ -29,6 +29,16 @@ inline miVector unit(const miVector& a, const miVector& otherwise = {0, 0, 0}) {
     return size > 0 && std::isfinite(size) ? a * (1 / size) : otherwise;
 }
 
+/* Two numbers in [0, 1) on the unit disc, evenly, with neighbours as neighbours: P. Shirley, K. Chiu, "A Low Distortion
+ * Map between Disk and Square", 1997. */
+inline miVector onDisc(const double* point) {
+    const auto a = static_cast<miScalar>(2 * point[0] - 1), b = static_cast<miScalar>(2 * point[1] - 1);
+    if (a == 0 && b == 0) return {0, 0, 0};
+    const bool wide = std::fabs(a) > std::fabs(b);
+    const miScalar radius = wide ? a : b, angle = kPi / 4 * (wide ? b / a : 2 - a / b);
+    return {radius * std::cos(angle), radius * std::sin(angle), 0};
+}
+
 inline miVector mirrored(const miVector& dir, const miVector& normal) { return dir - normal * (2 * dot(dir, normal)); }
 
 /* Three unit vectors at right angles. */
