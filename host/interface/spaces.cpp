@@ -11,42 +11,43 @@ namespace {
 
 enum class Kind { Point, Vector, Normal };
 
-void convert(const miState* state, miVector* result, const miVector* input, Space space, Kind kind, bool toSpace) {
+template <Kind kind>
+miVector converted(const miVector& input, const M44d& forward, const M44d& backward) {
+    const V3d v = wide(input);
+    if constexpr (kind == Kind::Point) return narrow(transformPoint(v, forward));
+    if constexpr (kind == Kind::Vector) return narrow(transformVector(v, forward));
+    if constexpr (kind == Kind::Normal) return narrow(transformNormal(v, backward));
+}
+
+template <Space space, Kind kind, bool toSpace>
+void convert(const miState* state, miVector* result, const miVector* input) {
     SpaceMatrices matrices;
-    if (!spaceMatrices(*state, space, matrices)) {
-        *result = *input;
-        return;
-    }
-    const M44d& forward = toSpace ? *matrices.toSpace : *matrices.fromSpace;
-    const M44d& backward = toSpace ? *matrices.fromSpace : *matrices.toSpace;
-    const V3d v = wide(*input);
-    switch (kind) {
-        case Kind::Point: *result = narrow(transformPoint(v, forward)); break;
-        case Kind::Vector: *result = narrow(transformVector(v, forward)); break;
-        case Kind::Normal: *result = narrow(transformNormal(v, backward)); break;
-    }
+    *result = spaceMatrices(*state, space, matrices)
+                  ? converted<kind>(*input, toSpace ? *matrices.toSpace : *matrices.fromSpace,
+                                    toSpace ? *matrices.fromSpace : *matrices.toSpace)
+                  : *input;
 }
 
 }  // namespace
 
 #define LUMO_SPACE(name, space)                                                                  \
     void mi_point_to_##name(const miState* state, miVector* result, const miVector* point) {     \
-        convert(state, result, point, space, Kind::Point, true);                                 \
+        convert<space, Kind::Point, true>(state, result, point);                                 \
     }                                                                                            \
     void mi_point_from_##name(const miState* state, miVector* result, const miVector* point) {   \
-        convert(state, result, point, space, Kind::Point, false);                                \
+        convert<space, Kind::Point, false>(state, result, point);                                \
     }                                                                                            \
     void mi_vector_to_##name(const miState* state, miVector* result, const miVector* vector) {   \
-        convert(state, result, vector, space, Kind::Vector, true);                               \
+        convert<space, Kind::Vector, true>(state, result, vector);                               \
     }                                                                                            \
     void mi_vector_from_##name(const miState* state, miVector* result, const miVector* vector) { \
-        convert(state, result, vector, space, Kind::Vector, false);                              \
+        convert<space, Kind::Vector, false>(state, result, vector);                              \
     }                                                                                            \
     void mi_normal_to_##name(const miState* state, miVector* result, const miVector* normal) {   \
-        convert(state, result, normal, space, Kind::Normal, true);                               \
+        convert<space, Kind::Normal, true>(state, result, normal);                               \
     }                                                                                            \
     void mi_normal_from_##name(const miState* state, miVector* result, const miVector* normal) { \
-        convert(state, result, normal, space, Kind::Normal, false);                              \
+        convert<space, Kind::Normal, false>(state, result, normal);                              \
     }
 
 extern "C" {

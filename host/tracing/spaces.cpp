@@ -67,23 +67,14 @@ const miScalar* floatMatrix(miState& state, const M44d& m) {
 
 }  // namespace
 
-bool spaceMatrices(const miState& state, Space space, SpaceMatrices& matrices) {
-    const RenderScene& scene = *contextOf(&state).scene;
+bool otherSpaceMatrices(const miState& state, Space space, SpaceMatrices& matrices) {
     if (state.type == miRAY_DISPLACE) return matricesOfDisplacement(state, space, matrices);
-    switch (space) {
-        case Space::World: return false;
-        case Space::Camera:
-            if (scene.projection) usePlacement(scene.projection->placement(), matrices);
-            return scene.projection != nullptr;
-        case Space::Object: return scene.geometry && state.instance != 0 && objectMatrices(state, matrices);
-        case Space::Light: {
-            const Placement* placement =
-                scene.geometry && state.light_instance ? scene.geometry->placement(state.light_instance) : nullptr;
-            if (placement) usePlacement(*placement, matrices);
-            return placement != nullptr;
-        }
-    }
-    return false;
+    const SceneGeometry* const geometry = contextOf(&state).scene->geometry.get();
+    if (!geometry) return false;
+    if (space == Space::Object) return state.instance != 0 && objectMatrices(state, matrices);
+    const Placement* placement = state.light_instance ? geometry->placement(state.light_instance) : nullptr;
+    if (placement) usePlacement(*placement, matrices);
+    return placement != nullptr;
 }
 
 const miScalar* matrixToSpace(miState& state, Space space) {

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "mi/state.h"
+#include "tracing/camera.h"
 #include "tracing/context.h"
 
 #include <array>
@@ -18,8 +19,19 @@ struct SpaceMatrices {
 
 enum class Space { World, Camera, Object, Light };
 
+/// Of a space that moves, or of a state whose internal space is not world space.
+bool otherSpaceMatrices(const miState& state, Space space, SpaceMatrices& matrices);
+
 /// False where the state knows no such space (no instance hit, no light instance): then it equals internal space.
-bool spaceMatrices(const miState& state, Space space, SpaceMatrices& matrices);
+inline bool spaceMatrices(const miState& state, Space space, SpaceMatrices& matrices) {
+    if (state.type == miRAY_DISPLACE || (space != Space::World && space != Space::Camera))
+        return otherSpaceMatrices(state, space, matrices);
+    const Camera* const camera = space == Space::Camera ? contextOf(&state).scene->projection.get() : nullptr;
+    if (!camera) return false;
+    matrices.toSpace = &camera->placement().worldToLocal;
+    matrices.fromSpace = &camera->placement().localToWorld;
+    return true;
+}
 
 /// The matrices as single-precision arrays that live at least as long as the running shader, or null.
 const miScalar* matrixToSpace(miState& state, Space space);
