@@ -102,7 +102,6 @@ void narrow(const M44d& m, miMatrix& result);
 /// the lengths of its axes. Uniformly tiny scales are fine.
 bool invert(const M44d& m, M44d& inverse);
 
-/// Linear between two matrices, which is how the ray tracing kernels move instances.
 /// The unit square to the unit disc, evenly, with neighbours as neighbours: P. Shirley, K. Chiu, "A Low Distortion Map
 /// between Disk and Square", 1997.
 inline Imath::V2d onDisc(const Imath::V2d& square) {
@@ -113,6 +112,7 @@ inline Imath::V2d onDisc(const Imath::V2d& square) {
     return {radius * std::cos(angle), radius * std::sin(angle)};
 }
 
+/// Linear between two matrices, which is how the ray tracing kernels move instances.
 inline M44d interpolate(const M44d& open, const M44d& close, double t) { return open + (close - open) * t; }
 
 /// On the way from one matrix to the other, at t 0..1: the rotation turns at constant speed, by half a turn at most, while

@@ -58,6 +58,11 @@ inline void seedChildState(miState& child, miState& parent) noexcept {
 /// Burley, "Practical Hash-based Owen Scrambling", JCGT 9(4), 2020; groups of four are shuffled independently.
 double scrambledSobol(std::uint32_t index, std::uint32_t dimension, std::uint32_t seed) noexcept;
 
+/// The same, where points keep their order. With places of samples that follow the sequence (y first), the first
+/// coordinate is stratified together with x, and the second one with y: what moves a picture to the sides, as lenses do,
+/// has less noise. For one decision only: two that kept the order would go together.
+double orderedSobol(std::uint32_t index, std::uint32_t dimension, std::uint32_t seed) noexcept;
+
 /// Coordinate 0..3 of a point of Sobol' sequence as it is, as 32 bits behind the binary point. Of the first 2^2k points
 /// one lies in each cell of a grid of 2^k x 2^k over the first two coordinates, and their numbers in units of 2^-2k are a
 /// third coordinate that makes them a net.
@@ -65,11 +70,6 @@ std::uint32_t sobolBits(std::uint32_t index, std::uint32_t dimension) noexcept;
 
 /// Owen scrambling of 32 bits behind the binary point: nets stay nets.
 double scrambledBits(std::uint32_t bits, std::uint32_t seed) noexcept;
-
-/// The same, where points keep their order. With places of samples that follow the sequence (y first), the first
-/// coordinate is stratified together with x, and the second one with y: what moves a picture to the sides, as lenses do,
-/// has less noise. For one decision only: two that kept the order would go together.
-double orderedSobol(std::uint32_t index, std::uint32_t dimension, std::uint32_t seed) noexcept;
 
 /// A number in [0, 1) with 53 random bits that depend on both words.
 double hashedUnit(std::uint32_t a, std::uint32_t b) noexcept;
