@@ -64,8 +64,8 @@ miColor scattered(miState* state, const ScatterSettings& settings, const miColor
     if (spreads(state, settings, profile)) {
         ScatterSums sums;
         if (list && mayKeep(state, settings, record)) {
-            const ScatterCache* cache = scatterCacheOf(state, record, surface, *list);
-            if (cache && gatherScatter(*cache, state->point, profile, EntryScope(state, record).lightHere(), sums))
+            const ScatterPatches* patches = scatterPatchesOf(state, record, surface, *list);
+            if (patches && gatherScatter(*patches, state->point, profile, EntryScope(state, record).lightHere(), sums))
                 return sums.bounded();
         }
         const EntryScope lights(state, record);

@@ -9,85 +9,62 @@
 
 #include <algorithm>
 #include <atomic>
-#include <cstddef>
+#include <new>
 
 /* One instance of a material's list. */
 struct ScatterCache {
     ScatterCache* next;
     miTag instance, material;
-    lumo::ScatterPatches patches;
-    lumo::ScatterNode nodes[1]; /* patches.count of them */
+    lumo::SharedPart<lumo::ScatterPatches> patches;
+    lumo::ScatterParts parts;
+    std::atomic<int> builders;
 };
 
 namespace lumo {
 namespace {
-
-constexpr char kFile[] = "sdk/lumoScatter";
-
-void release(void* memory) {
-    if (memory) mi_mem_int_release(kFile, __LINE__, memory);
-}
-
-/* A state that is the same for whoever builds: an eye ray without a history. Padding is cleared too, because renderers
- * keep seeds there. Afterwards the state is as it was, seeds included: whether a sample has built something must not be
- * seen in what it draws next. */
-class FixedState {
-public:
-    explicit FixedState(miState* state) : state_(state), before_(*state) {
-        state->type = miRAY_EYE;
-        state->qmc_instance = state->pad = 0;
-        state->qmc_component = 0;
-        state->scanline = 0;
-        state->raster_x = state->raster_y = 0;
-        state->parent = nullptr;
-        state->reflection_level = state->refraction_level = 0;
-        state->org = {0, 0, 0};
-        state->dir = {0, 0, -1};
-        state->dist = 0;
-        state->time = state->options->shutter_delay;
-        state->volume = state->camera ? state->camera->volume : miNULLTAG;
-        state->refraction_volume = miNULLTAG;
-        state->importance = 1;
-        std::fill_n(state->bary, 4, 0.0f);
-        state->tex_list = state->bump_x_list = state->bump_y_list = state->derivs = nullptr;
-        state->motion = state->tex = {0, 0, 0};
-        state->count = 0;
-    }
-    ~FixedState() { *state_ = before_; }
-
-    FixedState(const FixedState&) = delete;
-    FixedState& operator=(const FixedState&) = delete;
-
-private:
-    miState* const state_;
-    const miState before_;
-};
 
 ScatterCache* find(ScatterCache* list, const miState* state) {
     while (list && (list->instance != state->instance || list->material != state->material)) list = list->next;
     return list;
 }
 
-ScatterCache* build(miState* state, Vexabase& record, const ScatterSurface& surface) {
-    auto* work = static_cast<ScatterWorkspace*>(mi_mem_int_test_allocate(kFile, __LINE__, sizeof(ScatterWorkspace)));
-    if (!work) return nullptr;
-    ScatterPatches patches;
-    {
-        const FixedState fixed(state);
-        const EntryScope lights(state, record);
-        record.contributionWeight = {1, 1, 1, 1};
-        record.footprint = {};
-        patches = cutSurface(state, surface, lights, *work);
+/* The entry of the state's instance, put before the others if there is none. Null when there is no memory. */
+ScatterCache* entryIn(ScatterCache*& list, const miState* state) {
+    const std::atomic_ref<ScatterCache*> head(list);
+    ScatterCache* first = head.load(std::memory_order_acquire);
+    if (ScatterCache* const known = find(first, state)) return known;
+    auto* const entry = allocateBlock<ScatterCache>();
+    if (!entry) return nullptr;
+    new (entry) ScatterCache{first, state->instance, state->material, {}, {}, {}};
+    while (!head.compare_exchange_weak(first, entry, std::memory_order_acq_rel)) {
+        if (ScatterCache* const known = find(first, state)) {
+            releaseBlock(entry);
+            return known;
+        }
+        entry->next = first;
     }
-    const std::size_t size = sizeof(ScatterCache) + patches.count * sizeof(ScatterNode);
-    auto* cache = static_cast<ScatterCache*>(mi_mem_int_test_allocate(kFile, __LINE__, static_cast<miUint>(size)));
-    if (cache) {
-        *cache = {nullptr, state->instance, state->material, patches, {}};
-        std::copy_n(work->nodes, patches.count, cache->nodes);
-    }
-    release(work);
-    return cache;
+    return entry;
 }
+
+/* While it lives, the entry's parts stay. The last to leave drops them when patches are there; whoever comes then finds
+ * the patches, since they were there before the count went down. */
+class Builder {
+public:
+    explicit Builder(ScatterCache& entry) : entry_(entry) { entry_.builders.fetch_add(1, std::memory_order_acq_rel); }
+    ~Builder() {
+        if (entry_.builders.fetch_sub(1, std::memory_order_acq_rel) == 1 && entry_.patches.known()) entry_.parts.drop();
+    }
+
+    Builder(const Builder&) = delete;
+    Builder& operator=(const Builder&) = delete;
+
+    const ScatterPatches* build(miState* state, Vexabase& record, const ScatterSurface& surface) {
+        return entry_.patches.get([&] { return cutSurface(state, record, surface, entry_.parts); });
+    }
+
+private:
+    ScatterCache& entry_;
+};
 
 /* 0 within half of `edge`, 1 beyond one and a half, smooth between: patches come and go unseen. */
 double farShare(double r, double edge) {
@@ -98,11 +75,11 @@ double farShare(double r, double edge) {
 /* Light from patches that are not next to the point. */
 class FarLight {
 public:
-    FarLight(const ScatterCache& cache, const miVector& point, const ScatterProfile& profile)
-        : cache_(cache), point_(point), profile_(profile) {}
+    FarLight(const ScatterPatches& patches, const miVector& point, const ScatterProfile& profile)
+        : patches_(patches), point_(point), profile_(profile) {}
 
     void gather() {
-        for (miUint root = cache_.patches.firstRoot; root < cache_.patches.count; ++root) gatherBelow(root);
+        for (miUint root = patches_.firstRoot; root < patches_.count; ++root) gatherBelow(root);
     }
 
     double light[3] = {0, 0, 0}, weight[3] = {0, 0, 0};
@@ -114,7 +91,7 @@ private:
         int count = 0;
         waiting[count++] = root;
         while (count > 0) {
-            const ScatterNode& node = cache_.nodes[waiting[--count]];
+            const ScatterNode& node = patches_.nodes[waiting[--count]];
             const double distance = static_cast<double>(mi_vector_dist(&node.point, &point_));
             const double size = static_cast<double>(node.size);
             if (distance - 2 * size > profile_.reach()) continue;
@@ -126,7 +103,7 @@ private:
     }
 
     void add(const ScatterNode& node, double distance) {
-        const double area = static_cast<double>(node.area) * farShare(distance, cache_.patches.patchSize);
+        const double area = static_cast<double>(node.area) * farShare(distance, patches_.patchSize);
         for (int c = 0; area > 0 && c < 3; ++c) {
             const double w = area * profile_.density(c, distance);
             weight[c] += w;
@@ -134,7 +111,7 @@ private:
         }
     }
 
-    const ScatterCache& cache_;
+    const ScatterPatches& patches_;
     const miVector point_;
     const ScatterProfile& profile_;
 };
@@ -153,28 +130,19 @@ double nearShare(const ScatterProfile& profile, int channel, double edge) {
 
 }  // namespace
 
-const ScatterCache* scatterCacheOf(miState* state, Vexabase& record, const ScatterSurface& surface,
-                                   ScatterCache*& list) {
-    const std::atomic_ref<ScatterCache*> head(list);
-    ScatterCache* first = head.load(std::memory_order_acquire);
-    if (ScatterCache* known = find(first, state)) return known;
-    ScatterCache* const built = build(state, record, surface);
-    if (!built) return nullptr;
-    do {
-        if (ScatterCache* known = find(first, state)) {
-            release(built);
-            return known;
-        }
-        built->next = first;
-    } while (!head.compare_exchange_weak(first, built, std::memory_order_release, std::memory_order_acquire));
-    return built;
+const ScatterPatches* scatterPatchesOf(miState* state, Vexabase& record, const ScatterSurface& surface,
+                                       ScatterCache*& list) {
+    ScatterCache* const entry = entryIn(list, state);
+    if (!entry) return nullptr;
+    if (const ScatterPatches* const known = entry->patches.known()) return known;
+    return Builder(*entry).build(state, record, surface);
 }
 
-bool gatherScatter(const ScatterCache& cache, const miVector& point, const ScatterProfile& profile, const miColor& here,
-                   ScatterSums& sums) {
-    const double edge = cache.patches.patchSize;
-    if (cache.patches.count == 0 || edge > profile.scale()) return false;
-    FarLight far(cache, point, profile);
+bool gatherScatter(const ScatterPatches& patches, const miVector& point, const ScatterProfile& profile,
+                   const miColor& here, ScatterSums& sums) {
+    const double edge = patches.patchSize;
+    if (patches.count == 0 || edge > profile.scale()) return false;
+    FarLight far(patches, point, profile);
     far.gather();
     const miScalar own[3] = {here.r, here.g, here.b};
     for (int c = 0; c < 3; ++c) {
@@ -192,7 +160,9 @@ bool gatherScatter(const ScatterCache& cache, const miVector& point, const Scatt
 void destroy_scatter(ScatterCache* cache) {
     while (cache) {
         ScatterCache* const next = cache->next;
-        lumo::release(cache);
+        cache->patches.drop();
+        cache->parts.drop();
+        lumo::releaseBlock(cache);
         cache = next;
     }
 }

@@ -36,13 +36,14 @@ private:
     const bool inverted_;
 };
 
-/* Calls `visit(hit state)` for the surface's hits along a ray, `way` long at most. A ray through more layers than any
- * object should have ends there. */
+/* A ray through more layers than any object should have ends there. */
+constexpr int kMostProbeHits = 32;
+
+/* Calls `visit(hit state)` for the surface's hits along a ray, `way` long at most. */
 template <class Visit>
 void probeSurface(miState* state, const ScatterSurface& surface, miVector org, const miVector& dir, double way,
                   Visit visit) {
-    constexpr int kMostHits = 32;
-    for (int i = 0; i < kMostHits && mi_trace_probe(state, &dir, &org); ++i) {
+    for (int i = 0; i < kMostProbeHits && mi_trace_probe(state, &dir, &org); ++i) {
         const miState* hit = state->child;
         if (!hit || !(hit->dist > 0) || !(hit->dist <= way)) return;
         way -= hit->dist;

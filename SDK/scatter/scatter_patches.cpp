@@ -1,191 +1,100 @@
 #include "SDK/scatter/scatter_patches.h"
 
-#include "SDK/surface/lobes.h"
-
 #include <algorithm>
-#include <cmath>
-#include <numbers>
+#include <cstddef>
 
 namespace lumo {
 namespace {
 
-/* As many lines as samples fit in: the box around an object is mostly larger than the object. */
-constexpr miUint kLines = 32768;
-/* Some tens of samples for each, so that their areas come out even. */
-constexpr double kWantedPatches = 2048;
-
-struct Ball {
-    miVector center = {0, 0, 0};
-    double radius = 0;
-};
-
-/* Around the box of the instance's object; empty when it has none. */
-Ball ballAround(miState* state) {
-    Ball ball;
-    miTag item = miNULLTAG;
-    if (!mi_query(miQ_INST_ITEM, state, state->instance, &item) || mi_db_type(item) != miSCENE_OBJECT) return ball;
-    const auto* object = static_cast<const miObject*>(mi_db_access(item));
-    if (!object) return ball;
-    miVector low = object->bbox_min, high = object->bbox_max;
-    mi_db_unpin(item);
-
-    miVector corners[8];
-    for (int i = 0; i < 8; ++i) {
-        corners[i] = {i & 1 ? low.x : high.x, i & 2 ? low.y : high.y, i & 4 ? low.z : high.z};
-        mi_point_from_object(state, &corners[i], &corners[i]);
-    }
-    mi_vector_add(&ball.center, &corners[0], &corners[7]);
-    mi_vector_mul(&ball.center, 0.5f);
-    for (const miVector& corner : corners)
-        ball.radius = std::max(ball.radius, static_cast<double>(mi_vector_dist(&corner, &ball.center)) * 1.001);
-    return ball;
-}
-
-/* Four coordinates that fill the unit cube evenly (Roberts 2018): powers of the root of x^5 = x + 1, inverted. */
-double evenly(miUint index, int dimension) {
-    constexpr double steps[] = {0.8566748838545029, 0.7338918566271260, 0.6287067210378087, 0.5385972572236101};
-    const double value = 0.5 + (index + 1) * steps[dimension];
-    return value - std::floor(value);
-}
-
-struct Line {
-    miVector start, dir;
-};
-
-/* All lines through the ball are equally likely. */
-Line lineThrough(const Ball& ball, miUint index) {
-    const double z = 2 * evenly(index, 0) - 1, s = std::sqrt(1 - z * z), turn = 2 * std::numbers::pi * evenly(index, 1);
-    const miVector dir = {static_cast<miScalar>(s * std::cos(turn)), static_cast<miScalar>(s * std::sin(turn)),
-                          static_cast<miScalar>(z)};
-    miVector u, v;
-    tangentsOf(dir, u, v);
-    const double r = ball.radius * std::sqrt(evenly(index, 2)), angle = 2 * std::numbers::pi * evenly(index, 3);
-    const auto a = static_cast<miScalar>(r * std::cos(angle)), b = static_cast<miScalar>(r * std::sin(angle));
-    const auto back = static_cast<miScalar>(ball.radius);
-    const miVector& c = ball.center;
-    return {{c.x + a * u.x + b * v.x - back * dir.x, c.y + a * u.y + b * v.y - back * dir.y,
-             c.z + a * u.z + b * v.z - back * dir.z},
-            dir};
-}
-
-/* Every third bit, from the lowest. */
-std::uint64_t spread(std::uint64_t x) {
-    x &= 0xFFFFF;
-    x = (x | x << 32) & 0x1F00000000FFFF;
-    x = (x | x << 16) & 0x1F0000FF0000FF;
-    x = (x | x << 8) & 0x100F00F00F00F00F;
-    x = (x | x << 4) & 0x10C30C30C30C30C3;
-    return (x | x << 2) & 0x1249249249249249;
-}
-
-/* Of the six sides of a cube the one that the normal points to: patches on both sides of a sheet are kept apart. */
-std::uint64_t facing(const miVector& n) {
-    const miScalar x = std::fabs(n.x), y = std::fabs(n.y), z = std::fabs(n.z);
-    if (x >= y && x >= z) return n.x < 0;
-    return y >= z ? 2 + (n.y < 0) : 4 + (n.z < 0);
-}
-
-/* Digits of place, interleaved: numbers that begin alike lie in the same cube. */
-std::uint64_t keyOf(const EntryPoint& entry, const Ball& ball, double cell) {
-    const auto place = [&](miScalar value, miScalar center) {
-        const double steps = (static_cast<double>(value) - static_cast<double>(center) + ball.radius) / cell;
-        return spread(static_cast<std::uint64_t>(std::clamp(steps, 0.0, 1048575.0)));
-    };
-    const miVector &p = entry.point, &c = ball.center;
-    return (place(p.x, c.x) | place(p.y, c.y) << 1 | place(p.z, c.z) << 2) << 3 | facing(entry.geometric);
-}
-
-class Cutter {
+/* A state that is the same for whoever builds: an eye ray without a history. Padding is cleared too, because renderers
+ * keep seeds there. Afterwards the state is as it was, seeds included: whether a sample has built something must not be
+ * seen in what it draws next. */
+class FixedState {
 public:
-    Cutter(miState* state, const ScatterSurface& surface, const EntryScope& lights, ScatterWorkspace& work)
-        : state_(state), surface_(surface), lights_(lights), work_(work), ball_(ballAround(state)) {}
+    explicit FixedState(miState* state) : state_(state), before_(*state) {
+        state->type = miRAY_EYE;
+        state->pad = 0;
+        startSequence(0);
+        state->scanline = 0;
+        state->raster_x = state->raster_y = 0;
+        state->parent = nullptr;
+        state->reflection_level = state->refraction_level = 0;
+        state->org = {0, 0, 0};
+        state->dir = {0, 0, -1};
+        state->dist = 0;
+        state->time = state->options->shutter_delay;
+        state->volume = state->camera ? state->camera->volume : miNULLTAG;
+        state->refraction_volume = miNULLTAG;
+        state->importance = 1;
+        std::fill_n(state->bary, 4, 0.0f);
+        state->tex_list = state->bump_x_list = state->bump_y_list = state->derivs = nullptr;
+        state->motion = state->tex = {0, 0, 0};
+        state->count = 0;
+    }
+    ~FixedState() { *state_ = before_; }
 
-    ScatterPatches run() {
-        ScatterPatches patches = {0, 0, 0};
-        if (!(ball_.radius > 0) || !std::isfinite(ball_.radius)) return patches;
-        findSamples();
-        if (samples_ == 0) return patches;
-        patches.patchSize = patchSize_ = std::sqrt(samples_ * sampleArea_ / kWantedPatches);
-        sortSamples();
-        makePatches();
-        patches.firstRoot = groupPatches();
-        patches.count = nodes_;
-        return patches;
+    FixedState(const FixedState&) = delete;
+    FixedState& operator=(const FixedState&) = delete;
+
+    /* What is drawn next is point `index` of one stratified sequence. */
+    void startSequence(miUint index) const {
+        state_->qmc_instance = index;
+        state_->qmc_component = 0;
     }
 
 private:
-    /* A line meets a surface of area S within a ball of radius R S / (2 pi R^2) times on average, anywhere on the
-     * surface with equal chances. */
-    void findSamples() {
-        miUint lines = 0;
-        while (lines < kLines && samples_ < ScatterWorkspace::kMostSamples) {
-            const Line line = lineThrough(ball_, lines++);
-            probeSurface(state_, surface_, line.start, line.dir, 2 * ball_.radius, [this](const miState& hit) {
-                if (samples_ < ScatterWorkspace::kMostSamples) {
-                    work_.samples[samples_] = {0, samples_, surface_.entryAt(hit)};
-                    ++samples_;
-                }
-            });
-        }
-        sampleArea_ = 2 * std::numbers::pi * ball_.radius * ball_.radius / lines;
+    miState* const state_;
+    const miState before_;
+};
+
+/* What lights are asked with for each part, whoever makes it. */
+struct BuildScope {
+    BuildScope(miState* state, Vexabase& record) : fixed(state), lights(state, record) {
+        record.contributionWeight = {1, 1, 1, 1};
+        record.footprint = {};
     }
 
-    void sortSamples() {
-        ScatterWorkspace::Sample* const first = work_.samples;
-        for (miUint i = 0; i < samples_; ++i) first[i].key = keyOf(first[i].entry, ball_, patchSize_);
-        std::sort(first, first + samples_,
-                  [](const auto& a, const auto& b) { return a.key != b.key ? a.key < b.key : a.number < b.number; });
+    const FixedState fixed;
+    const EntryScope lights;
+};
+
+/* Builds the tree from its leaves. */
+class Grouping {
+public:
+    Grouping(const ScatterSites& sites, ScatterPatches& patches, std::uint64_t* keys)
+        : sites_(sites), patches_(patches), nodes_(patches.nodes), keys_(keys) {}
+
+    void add(const ScatterSite& site, const miColor& light) {
+        keys_[patches_.count] = site.key;
+        nodes_[patches_.count++] = {
+            site.center, site.area, static_cast<miScalar>(sites_.size), {light.r, light.g, light.b}, 0, 0};
     }
 
-    /* Samples with the same key are a patch; the first one asks the lights. */
-    void makePatches() {
-        for (miUint begin = 0, end; begin < samples_; begin = end) {
-            const ScatterWorkspace::Sample& one = work_.samples[begin];
-            double sum[3] = {0, 0, 0};
-            for (end = begin; end < samples_ && work_.samples[end].key == one.key; ++end) {
-                const miVector& p = work_.samples[end].entry.point;
-                sum[0] += static_cast<double>(p.x);
-                sum[1] += static_cast<double>(p.y);
-                sum[2] += static_cast<double>(p.z);
-            }
-            const double n = end - begin;
-            const miColor light = lights_.lightAt(one.entry);
-            work_.keys[nodes_] = one.key;
-            work_.nodes[nodes_++] = {{static_cast<miScalar>(sum[0] / n), static_cast<miScalar>(sum[1] / n),
-                                      static_cast<miScalar>(sum[2] / n)},
-                                     static_cast<miScalar>(n * sampleArea_),
-                                     static_cast<miScalar>(patchSize_),
-                                     {light.r, light.g, light.b},
-                                     0,
-                                     0};
-        }
-    }
-
-    /* Level by level until one group is left, or there is no place for more. Returns where the top level begins. */
-    miUint groupPatches() {
-        miUint begin = 0;
-        double size = patchSize_;
-        while (nodes_ - begin > 1 && 2 * nodes_ - begin <= ScatterWorkspace::kMostNodes) {
-            const miUint end = nodes_;
+    /* Level by level until one group is left, or there is no place for more. */
+    void group() {
+        miUint& begin = patches_.firstRoot;
+        double size = sites_.size;
+        while (patches_.count - begin > 1 && 2 * patches_.count - begin <= ScatterPatches::kMost) {
+            const miUint end = patches_.count;
             for (miUint first = begin, last; first < end; first = last) {
-                const std::uint64_t key = work_.keys[first] >> 3;
-                for (last = first + 1; last < end && work_.keys[last] >> 3 == key;) ++last;
+                const std::uint64_t key = keys_[first] >> 3;
+                for (last = first + 1; last < end && keys_[last] >> 3 == key;) ++last;
                 addGroup(first, last, key, size);
             }
             begin = end;
             size *= 2;
         }
-        return begin;
     }
 
+private:
     void addGroup(miUint first, miUint last, std::uint64_t key, double size) {
-        work_.keys[nodes_] = key;
-        ScatterNode& group = work_.nodes[nodes_++];
-        group = work_.nodes[first];
+        keys_[patches_.count] = key;
+        ScatterNode& group = nodes_[patches_.count++];
+        group = nodes_[first];
         if (last - first == 1) return;  // one child is no group: it moves up itself
         double area = 0, sums[6] = {};
         for (miUint i = first; i < last; ++i) {
-            const ScatterNode& child = work_.nodes[i];
+            const ScatterNode& child = nodes_[i];
             const miScalar values[6] = {child.point.x,  child.point.y,  child.point.z,
                                         child.light[0], child.light[1], child.light[2]};
             area += static_cast<double>(child.area);
@@ -200,20 +109,111 @@ private:
                  last - first};
     }
 
+    const ScatterSites& sites_;
+    ScatterPatches& patches_;
+    ScatterNode* const nodes_;
+    std::uint64_t* const keys_;
+};
+
+/* One thread's work. */
+class Cutter {
+public:
+    Cutter(miState* state, Vexabase& record, const ScatterSurface& surface, ScatterParts& parts)
+        : state_(state), record_(record), surface_(surface), parts_(parts), ball_(fixedBall()) {}
+
+    ScatterPatches* run() {
+        if (ball_.isEmpty()) return allocateBlock<ScatterPatches>(offsetof(ScatterPatches, nodes));
+        if (!followAllLines()) return nullptr;
+        const ScatterSites* const sites = parts_.sites.get([&] { return cutIntoSites(ball_, parts_.lines); });
+        return sites && askLights(*sites) ? patchesOf(*sites) : nullptr;
+    }
+
+private:
+    Ball fixedBall() const {
+        const FixedState fixed(state_);
+        return ballAround(state_);
+    }
+
+    const LineBlock* lines(miUint block) {
+        return parts_.lines[block].get([&] {
+            const BuildScope scope(state_, record_);
+            LineBlock* const met = followLines(state_, surface_, ball_, block);
+            if (met) parts_.samples.fetch_add(met->count, std::memory_order_relaxed);
+            return met;
+        });
+    }
+
+    bool followAllLines() {
+        if (parts_.sites.known()) return true;
+        while (parts_.samples.load(std::memory_order_relaxed) < kMostSamples) {
+            const miUint block = parts_.nextLines.take();
+            if (block >= kLineBlocks) break;
+            lines(block);
+        }
+        for (miUint block = 0, samples = 0; block < kLineBlocks && samples < kMostSamples; ++block) {
+            const LineBlock* const met = lines(block);
+            if (!met) return false;
+            samples += met->count;
+        }
+        return true;
+    }
+
+    const LightBlock* lights(const ScatterSites& sites, miUint block) {
+        return parts_.lights[block].get([&] {
+            auto* const made = allocateBlock<LightBlock>();
+            const BuildScope scope(state_, record_);
+            const miUint first = block * LightBlock::kSites, end = std::min(first + LightBlock::kSites, sites.count);
+            for (miUint i = first; made && i < end; ++i) {
+                scope.fixed.startSequence(i);
+                made->light[i - first] = scope.lights.lightAt(sites.sites[i].entry);
+            }
+            return made;
+        });
+    }
+
+    bool askLights(const ScatterSites& sites) {
+        const miUint count = (sites.count + LightBlock::kSites - 1) / LightBlock::kSites;
+        for (miUint block; (block = parts_.nextLights.take()) < count;) lights(sites, block);
+        for (miUint block = 0; block < count; ++block)
+            if (!lights(sites, block)) return false;
+        return true;
+    }
+
+    ScatterPatches* patchesOf(const ScatterSites& sites) const {
+        auto* const patches = allocateBlock<ScatterPatches>();
+        auto* const keys = allocateBlock<std::uint64_t>(ScatterPatches::kMost * sizeof(std::uint64_t));
+        if (patches && keys) {
+            patches->patchSize = sites.size;
+            Grouping grouping(sites, *patches, keys);
+            for (miUint i = 0; i < sites.count; ++i)
+                grouping.add(sites.sites[i],
+                             parts_.lights[i / LightBlock::kSites].known()->light[i % LightBlock::kSites]);
+            grouping.group();
+        }
+        releaseBlock(keys);
+        if (keys && patches)
+            return shrunk(patches, offsetof(ScatterPatches, nodes) + patches->count * sizeof(ScatterNode));
+        releaseBlock(patches);
+        return nullptr;
+    }
+
     miState* const state_;
+    Vexabase& record_;
     const ScatterSurface& surface_;
-    const EntryScope& lights_;
-    ScatterWorkspace& work_;
+    ScatterParts& parts_;
     const Ball ball_;
-    miUint samples_ = 0, nodes_ = 0;
-    double sampleArea_ = 0, patchSize_ = 0;
 };
 
 }  // namespace
 
-ScatterPatches cutSurface(miState* state, const ScatterSurface& surface, const EntryScope& lights,
-                          ScatterWorkspace& work) {
-    return Cutter(state, surface, lights, work).run();
+void ScatterParts::drop() {
+    for (auto& block : lines) block.drop();
+    sites.drop();
+    for (auto& block : lights) block.drop();
+}
+
+ScatterPatches* cutSurface(miState* state, Vexabase& record, const ScatterSurface& surface, ScatterParts& parts) {
+    return Cutter(state, record, surface, parts).run();
 }
 
 }  // namespace lumo

@@ -1,9 +1,7 @@
 /* A surface cut into patches, each with its area and the light that enters there; groups of patches above them. */
 #pragma once
 
-#include <cstdint>
-
-#include "SDK/scatter/scatter_light.h"
+#include "SDK/scatter/scatter_sites.h"
 
 namespace lumo {
 
@@ -15,27 +13,35 @@ struct ScatterNode {
     miUint firstChild, childCount; /* none: a patch */
 };
 
-/* What building needs, some megabytes: not for the stack. */
-struct ScatterWorkspace {
-    static constexpr miUint kMostSamples = 32768, kMostNodes = 2 * kMostSamples;
-
-    struct Sample {
-        std::uint64_t key; /* place, then facing: samples of one patch have the same */
-        miUint number;
-        EntryPoint entry;
-    };
-    Sample samples[kMostSamples];
-    std::uint64_t keys[kMostNodes];
-    ScatterNode nodes[kMostNodes];
-};
-
 struct ScatterPatches {
+    static constexpr miUint kMost = 2 * kMostSamples;
+
     double patchSize;
-    miUint count, firstRoot; /* the nodes from firstRoot on have no parents */
+    miUint count, firstRoot;  /* the nodes from firstRoot on have no parents */
+    ScatterNode nodes[kMost]; /* memory ends behind the last one that is used */
 };
 
-/* Cuts the surface of the state's instance. There are no nodes where probes see nothing of it. */
-ScatterPatches cutSurface(miState* state, const ScatterSurface& surface, const EntryScope& lights,
-                          ScatterWorkspace& work);
+/* Light at some of the sites. */
+struct LightBlock {
+    static constexpr miUint kSites = 64;
+    miColor light[kSites];
+};
+
+/* What is made on the way to the patches. */
+struct ScatterParts {
+    static constexpr miUint kLightBlocks = kMostSamples / LightBlock::kSites;
+
+    SharedPart<LineBlock> lines[kLineBlocks];
+    SharedPart<ScatterSites> sites;
+    SharedPart<LightBlock> lights[kLightBlocks];
+    Turns nextLines, nextLights;
+    std::atomic<miUint> samples{0}; /* about as many as there are by now */
+
+    void drop();
+};
+
+/* Cuts the surface of the state's instance, together with all threads that are given the same parts. There are no nodes
+ * where probes see nothing of it. Null when there is no memory. */
+ScatterPatches* cutSurface(miState* state, Vexabase& record, const ScatterSurface& surface, ScatterParts& parts);
 
 }  // namespace lumo

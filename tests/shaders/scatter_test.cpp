@@ -22,6 +22,7 @@ protected:
             static miState child;
             child = *s;
             s->child = &child;
+            if (--interruptedProbe == 0) besides = computeBeside();
             isInUse = isInUse && (entries().empty() || s != state || (entry(0).flags & 0x2000));
             return meet(child, *origin, *dir);
         };
@@ -36,6 +37,7 @@ protected:
             *cosine = mi_vector_dot(&s->normal, dir);
             if (*n > 0) return miFALSE;
             *n = 1;
+            if (--interruptedLight == 0) besides = computeBeside();
             const miScalar e = halfInShadow && s->point.x < 0 ? 0 : brightness;
             *color = {e, e, e, 1};
             return *cosine > 0 ? miTRUE : miFALSE;
@@ -60,6 +62,13 @@ protected:
         }
         return nearest < kInfinity && isVisibleToProbes;
     }
+    /* What another thread gets that comes in between. */
+    miColor computeBeside() {
+        miColor given;
+        miState other = whole;
+        library::compute_scatter(&given, &other, &settings, &cache);
+        return given;
+    }
     miColor compute(ScatterCache** kept = nullptr) {
         miColor given = {9, 9, 9, 9};
         computed = library::compute_scatter(&given, state, &settings, kept);
@@ -79,6 +88,9 @@ protected:
     bool halfInShadow = false, isVisibleToProbes = true, isInUse = true;
     miBoolean computed = miFALSE;
     ScatterCache* cache = nullptr;
+    miState whole;  // as it is before the call that is interrupted
+    int interruptedProbe = 0, interruptedLight = 0;
+    miColor besides;
 };
 
 /* With every profile. Sheets that are lit from both sides have more surface within reach than a plane has, but give no
@@ -170,17 +182,62 @@ TEST_F(Scatter, CachesAskTheLightsOnce) {
     EXPECT_EQ(std::memcmp(record, words.data(), words.size() * sizeof(miUint)), 0);
     state->instance = renderer().database.addInstance(renderer().database.record<miInstance>(state->instance).item);
     compute(&cache);
-    EXPECT_EQ(renderer().memory.liveAllocations(), 2u);
+    EXPECT_EQ(renderer().memory.liveAllocations(), 4u) << "an entry and its patches for each";
     library::destroy_scatter(cache);
+}
 
-    // Out of memory rays take over. The first request is the workspace, the second the cache.
-    for (const int failing : {0, 1}) {
-        int request = 0;
-        renderer().memory.fails = [&](const twin::Allocation&) { return request++ == failing; };
+/* Somebody who comes while patches are made takes the parts that are left, and makes again only the part that the first
+ * is at: 64 lines of two hits and a miss, 64 patches of two lights. While that is missing one more part of lines may be
+ * taken. All get the same bits. */
+TEST_F(Scatter, PatchesAreMadeTogether) {
+    settings.scatterCache = 1;
+    settings.scatterRadius = 4;
+    thickness = .5f;
+    setBox(30);
+    const auto asked = [] { return renderer().lighting.sample.calls(); };
+    const miColor alone = compute(&cache);
+    const int probesAlone = probes(), askedAlone = asked();
+    compute(&cache);
+    EXPECT_EQ(probes(), probesAlone) << "patches are fine enough";
+    library::destroy_scatter(cache);
+    whole = *state;
+    for (const int at : {1, 1000, probesAlone - 1}) {
+        for (const bool inLight : {false, true}) {
+            if (inLight && at > askedAlone) continue;
+            cache = nullptr;
+            (inLight ? interruptedLight : interruptedProbe) = at;
+            const int probesBefore = probes(), askedBefore = asked();
+            const miColor first = compute(&cache);
+            EXPECT_EQ(std::memcmp(&first, &alone, sizeof first), 0) << at;
+            EXPECT_EQ(std::memcmp(&besides, &alone, sizeof first), 0) << at;
+            EXPECT_LE(probes() - probesBefore, probesAlone + 2 * 64 * 3);
+            EXPECT_LE(asked() - askedBefore, askedAlone + 64 * 4 + 4);
+            EXPECT_EQ(renderer().memory.liveAllocations(), 2u) << "parts go when nobody needs them any more";
+            library::destroy_scatter(cache);
+        }
+    }
+}
+
+/* Without memory for any of the parts rays take over, and the next sample goes on where that was. Without memory for the
+ * exact size a block stays as it is. */
+TEST_F(Scatter, MemoryMayComeBack) {
+    settings.scatterCache = 1;
+    settings.scatterRadius = 2;
+    int requests = 0, failing = -1;
+    renderer().memory.fails = [&](const twin::Allocation&) { return requests++ == failing; };
+    const miColor kept = compute(&cache);
+    library::destroy_scatter(cache);
+    const int all = requests;
+    for (int each = 0; each < all; each += each < 3 || each > all - 5 ? 1 : std::min(41, all - 5 - each + 1)) {
         cache = nullptr;
-        EXPECT_NEAR(compute(&cache).r, .54f, 1e-3);
-        EXPECT_EQ(cache, nullptr);
-        EXPECT_EQ(renderer().memory.liveAllocations(), 0u);
+        requests = 0, failing = each;
+        const int before = probes();
+        EXPECT_NEAR(compute(&cache).r, .54f, .03) << each;
+        EXPECT_GT(probes(), before);
+        const miColor after = compute(&cache);
+        EXPECT_EQ(std::memcmp(&after, &kept, sizeof kept), 0) << each;
+        EXPECT_EQ(renderer().memory.liveAllocations(), 2u);
+        library::destroy_scatter(cache);
     }
     renderer().memory.fails = nullptr;
 }
@@ -188,7 +245,7 @@ TEST_F(Scatter, CachesAskTheLightsOnce) {
 TEST_F(Scatter, OfBrokenNumbersIsBlackOrLight) {
     setBox(3);
     const ScatterSettings sound = settings;
-    const miState whole = *state;
+    whole = *state;
     for (const miScalar odd : {kNaN, kInfinity, -kInfinity, -1.0f, 0.0f, 1e-40f, 1e-6f, 1e14f, 1e30f, 3e38f}) {
         miScalar* const numbers[] = {
             &settings.scatterRadius,  &settings.scatterAccuracy, &settings.color.r,     &brightness,
