@@ -21,6 +21,8 @@ inline Float4 load4(const float* from) {
     return result;
 }
 
+inline void store4(float* to, Float4 value) { std::memcpy(to, &value, sizeof value); }
+
 inline Float4 broadcast4(float value) { return Float4{value, value, value, value}; }
 
 /* As a conversion in C: towards zero. */

@@ -65,7 +65,7 @@ void sampleLightEnd(miState* state, miUint count, FrameBufferInfo* first, miInte
     if (samples <= 0) return;
 
     // The sums hold the light already, so they are written as they are.
-    const miScalar share = 1 / static_cast<miScalar>(samples);
+    const Float4 share = broadcast4(1 / static_cast<miScalar>(samples));
     const SlotWriter writer(state, *mode, *flags, *weight);
-    writer.writeEach(entries, [share](const FrameBufferInfo& entry) { return entry.lightSum * share; });
+    writer.writeEach(entries, [share](const FrameBufferInfo& entry) { return load4(&entry.lightSum.r) * share; });
 }

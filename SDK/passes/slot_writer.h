@@ -2,6 +2,7 @@
 #pragma once
 
 #include "SDK/color/color.h"
+#include "SDK/framework/float4.h"
 #include "SDK/passes/frame_buffers.h"
 
 namespace lumo {
@@ -23,20 +24,26 @@ public:
         return slot != nullptr;
     }
 
-    /* The same for several entries. Next to all are added to: that is decided once. */
+    /* The same for several entries. Next to all are added to: that is decided once. `valueOf` gives four floats at once;
+     * they stay that in slots and entries, since what was just written in parts is slow to read as a whole. */
     template <class Value>
     void writeEach(std::span<const FrameBufferInfo> entries, const Value& valueOf) const {
         if (mode_ != kWriteAdd) [[unlikely]] {
-            for (const FrameBufferInfo& entry : entries) write(entry, valueOf(entry));
+            for (const FrameBufferInfo& entry : entries) {
+                miColor value;
+                store4(&value.r, valueOf(entry));
+                write(entry, value);
+            }
             return;
         }
         if (!hasSlots_) return;
         const int level = level_;
-        const miScalar weight = weight_;
+        const Float4 weight = broadcast4(weight_);
         for (const FrameBufferInfo& entry : entries) {
             FrameBufferSlot& slot = entry.slots[level];
             if ((entry.flags & kEntryClosed) || (slot.levelFlags & kLevelFiltered)) continue;
-            slot.contribution = slot.contribution + valueOf(entry) * weight;
+            float* const contribution = &slot.contribution.r;
+            store4(contribution, load4(contribution) + valueOf(entry) * weight);
         }
     }
 

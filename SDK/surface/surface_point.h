@@ -49,9 +49,11 @@ public:
     bool isOpen() const { return mode_ != kWriteNone && !buffers_.empty(); }
 
     /* Whole values. */
-    void write(PassType type, const miColor& value) const { writeWithAlpha(type, opaque(value)); }
+    void write(PassType type, const miColor& value) const {
+        if (takes(type)) writeAll(type, opaque(value));
+    }
     void writeWithAlpha(PassType type, const miColor& value) const {
-        if (takes(type)) writeAll(type, value);
+        if (takes(type)) writeAll(type, Float4{value.r, value.g, value.b, value.a});
     }
     void writeScalar(PassType type, miScalar value) const {
         if (!takes(type)) return;
@@ -85,14 +87,16 @@ private:
     /* Scenes have few of the types: most writes end here. */
     bool takes(PassType type) const { return buffers_.hasType(type) && isOpen(); }
 
-    [[gnu::noinline]] void writeAll(PassType type, const miColor& value) const {
+    /* Values come in registers: in memory, written one by one and read at once, they would be waited for. */
+    [[gnu::noinline]] void writeAll(PassType type, Float4 value) const {
         slots_.writeEach(buffers_.ofType(type), [&](const FrameBufferInfo&) { return value; });
     }
-    [[gnu::noinline]] void addAllLit(PassType type, const miColor& term) const {
-        for (FrameBufferInfo& entry : buffers_.ofType(type)) entry.lightSum = entry.lightSum + entry.lightValue * term;
+    [[gnu::noinline]] void addAllLit(PassType type, Float4 term) const {
+        for (FrameBufferInfo& entry : buffers_.ofType(type))
+            store4(&entry.lightSum.r, load4(&entry.lightSum.r) + load4(&entry.lightValue.r) * term);
     }
 
-    static miColor opaque(const miColor& value) { return {value.r, value.g, value.b, 1}; }
+    static Float4 opaque(const miColor& value) { return Float4{value.r, value.g, value.b, 1}; }
 
     miState* const state_;
     const FrameBuffers buffers_;
