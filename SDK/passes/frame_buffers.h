@@ -76,8 +76,9 @@ inline FrameBufferState* publishedFrameBufferState(miState* state) {
 
 /* Those that take part now. Most renders have none, and then the stage does not matter. */
 inline FrameBuffers currentFrameBuffers(miState* state) {
-    const FrameBuffers buffers = publishedFrameBuffers(state);
-    return buffers.empty() || rendersTiles(state) ? buffers : FrameBuffers{};
+    FrameBuffers buffers = publishedFrameBuffers(state);
+    if (!buffers.empty() && !rendersTiles(state)) buffers = {};
+    return buffers;
 }
 
 /* Limit of the sum of a ray's levels. */

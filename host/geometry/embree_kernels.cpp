@@ -3,14 +3,17 @@
 #include "geometry/embree_rays.h"
 #include "geometry/precise_hit.h"
 #include "geometry/shader_shape.h"
-#include "support/geometry.h"
 #include "support/abort.h"
+#include "support/geometry.h"
+#include "support/lanes.h"
 #include "support/messages.h"
 
 #include <tbb/parallel_for.h>
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
+#include <cstring>
 #include <limits>
 #include <unordered_map>
 
@@ -118,21 +121,19 @@ bool isTraceable(const Ray& ray, float reach) {
     return isInReach(ray.org, reach) && isInReach(ray.dir, reach) && !isZero(ray.dir) && hasInterval;
 }
 
-RTCRay rayOf(const Ray& ray, bool timed) {
-    RTCRay result = {};
-    result.org_x = ray.org.x;
-    result.org_y = ray.org.y;
-    result.org_z = ray.org.z;
-    result.dir_x = ray.dir.x;
-    result.dir_y = ray.dir.y;
-    result.dir_z = ray.dir.z;
+/// In four floats at once, as the kernels read them: what was just written in parts would be waited for.
+void aim(RTCRay& query, const Ray& ray, bool timed) {
     // The other side of what is crossed at an edge may lie before the first one by some rounding.
     const double near = ray.behind && ray.behind->sides ? ray.near - crossingDepth(*ray.behind) : ray.near;
-    result.tnear = std::max(static_cast<float>(near), 0.0F);
-    result.tfar = static_cast<float>(std::min(ray.far, 1e38));
-    result.time = timeOf(ray, timed);
-    result.mask = static_cast<unsigned>(ray.visibility);
-    return result;
+    const Lanes start = {ray.org.x, ray.org.y, ray.org.z, std::max(static_cast<float>(near), 0.0F)};
+    const Lanes direction = {ray.dir.x, ray.dir.y, ray.dir.z, timeOf(ray, timed)};
+    static_assert(offsetof(RTCRay, tnear) == 12 && offsetof(RTCRay, dir_x) == 16 && offsetof(RTCRay, time) == 28);
+    auto* const words = reinterpret_cast<std::byte*>(&query);
+    std::memcpy(words, &start, sizeof start);
+    std::memcpy(words + sizeof start, &direction, sizeof direction);
+    query.tfar = static_cast<float>(std::min(ray.far, 1e38));
+    query.mask = static_cast<unsigned>(ray.visibility);
+    query.id = query.flags = 0;
 }
 
 /// Building asks now and then whether it is to go on.
@@ -283,7 +284,7 @@ void EmbreeKernels::checkDevice() const {
 bool EmbreeKernels::intersect(const Ray& ray, Hit& hit) const {
     if (!isTraceable(ray, reach_)) return false;
     RTCRayHit query;
-    query.ray = rayOf(ray, timed_);
+    aim(query.ray, ray, timed_);
     ShapeHit shape;
     JudgingContext context = contextOf(ray, instances_, filterFor(ray, judges_), &shape);
     for (;;) {
@@ -313,7 +314,8 @@ bool EmbreeKernels::intersect(const Ray& ray, Hit& hit) const {
 
 bool EmbreeKernels::occluded(const Ray& ray) const {
     if (!isTraceable(ray, reach_)) return false;
-    RTCRay query = rayOf(ray, timed_);
+    RTCRay query;
+    aim(query, ray, timed_);
     ShapeHit shape;
     JudgingContext context = contextOf(ray, instances_, filterFor(ray, judges_), &shape);
     traceAny(world_.get(), context.base, context.filter, query);

@@ -13,6 +13,10 @@ namespace {
 /// Determinant of the texture coordinates' differences in relation to their size, below which they span no area.
 constexpr float kNoTextureArea = 1e-7F;
 
+Lanes rounded(const V3d& v) {
+    return Lanes{static_cast<float>(v.x), static_cast<float>(v.y), static_cast<float>(v.z), 0};
+}
+
 /// Mixes what the three vertices of the hit's triangle have.
 class Mix {
 public:
@@ -62,8 +66,8 @@ public:
         const TriangleCorners corners = cornersAt(mesh_, hit.primitive, hit.time);
         const V3d ab = corners.b - corners.a, ac = corners.c - corners.a;
         geometricNormal_ = cross(ab, ac);
-        ab_ = lanes(narrow(ab));
-        ac_ = lanes(narrow(ac));
+        ab_ = rounded(ab);
+        ac_ = rounded(ac);
     }
 
     void fillPlace() {
@@ -77,8 +81,9 @@ public:
     }
 
     void fillNormals(bool flip) {
-        state_.normal_geom = narrow(unit(placement_.normalToWorld(geometricNormal_)));
-        state_.normal = state_.normal_geom;
+        const V3d geometric = unit(placement_.normalToWorld(geometricNormal_));
+        state_.normal_geom = narrow(geometric);
+        state_.normal = narrow(geometric);
         if (!mesh_.normals.empty()) {
             normal_ = vectorOf(mix_(mesh_.normals));
             if (!isZero(normal_)) state_.normal = unit(placement_.normalToWorld(normal_));

@@ -152,7 +152,7 @@ struct GroupCall {
     const EngineHelper& in;
     Vexabase& record;
     FrameBufferState* frame; /* null while tiles are not being rendered */
-    LevelSlots slots;
+    const LevelSlots& slots;
     miScalar threshold; /* of transparency, read before anything changes the state */
     bool looksBehind;   /* for buffers that leave the object out */
 };
