@@ -68,11 +68,12 @@ template <class P, class H>
 struct DefaultRefractionComponent : StatelessComponent {
     using StatelessComponent::StatelessComponent;
     miColor term(const H& in, SurfacePoint& point, const PassWriter& passes) const {
+        point.refractionTraced = false;
+        if (point.hideSource || !in.common(&LambertParameters::refractions)) return kBlack;
         RefractionSettings settings{};
-        settings.refractions = in.common(&LambertParameters::refractions);
-        settings.hideSource = point.hideSource;
+        settings.refractions = miTRUE;
         settings.transparency = point.transparency;
-        if (settings.refractions && !settings.hideSource) readRest(in, point, settings);
+        readRest(in, point, settings);
 
         miColor color;
         // A composition that leaves refraction out looks straight through the surface: passes take what that shows.
@@ -101,9 +102,10 @@ template <class P, class H>
 struct DefaultScatterComponent : StatelessComponent {
     using StatelessComponent::StatelessComponent;
     miColor term(const H& in, SurfacePoint& point, ScatterCache*& cache) const {
+        const miScalar radius = in.common(&LambertParameters::scatterRadius);
+        if (!(radius > 0)) return kBlack;
         ScatterSettings settings{};
-        settings.scatterRadius = in.common(&LambertParameters::scatterRadius);
-        if (!(settings.scatterRadius > 0)) return kBlack;
+        settings.scatterRadius = radius;
         settings.scatterColor = in.common(&LambertParameters::scatterColor);
         settings.scatterAccuracy = in.common(&LambertParameters::scatterAccuracy);
         settings.scatterFalloff = in.common(&LambertParameters::scatterFalloff);
