@@ -58,6 +58,14 @@ if(LUMO_SANITIZE)
     target_compile_options(lumo_warnings INTERFACE $<$<COMPILE_LANG_AND_ID:CXX,GNU>:-Wno-maybe-uninitialized>)
 endif()
 
+# States, records and results of some hundred bytes are copied and cleared in every call. The string instructions that GCC
+# takes for them need as long to begin as vectors need for all of it.
+add_library(lumo_vector_copies INTERFACE)
+if(CMAKE_CXX_COMPILER_ID STREQUAL GNU AND CMAKE_SYSTEM_PROCESSOR STREQUAL x86_64)
+    set(strategy vector_loop:1024:noalign,libcall:-1:noalign)
+    target_compile_options(lumo_vector_copies INTERFACE -mmemset-strategy=${strategy} -mmemcpy-strategy=${strategy})
+endif()
+
 # The modules run in somebody else's process: nothing is exported unless the symbol map names it, and floating point
 # follows the source (no contraction, no fast-math), because NaN, infinity and exact zero are part of the behaviour.
 # Calls inside a module are its own, whatever the process around it exports under the same name.
@@ -65,9 +73,4 @@ add_library(lumo_module_code INTERFACE)
 target_compile_options(lumo_module_code INTERFACE -ffp-contract=off -fvisibility=hidden -fvisibility-inlines-hidden
     -fno-semantic-interposition -fno-math-errno)
 target_link_options(lumo_module_code INTERFACE -Wl,-Bsymbolic-functions)
-# Results of some hundred bytes are cleared in every call. The string instruction that GCC takes for them needs as long to
-# begin as vectors need for all of it.
-if(CMAKE_CXX_COMPILER_ID STREQUAL GNU AND CMAKE_SYSTEM_PROCESSOR STREQUAL x86_64)
-    target_compile_options(lumo_module_code INTERFACE -mmemset-strategy=vector_loop:1024:noalign,libcall:-1:noalign)
-endif()
-target_link_libraries(lumo_module_code INTERFACE lumo_warnings)
+target_link_libraries(lumo_module_code INTERFACE lumo_vector_copies lumo_warnings)

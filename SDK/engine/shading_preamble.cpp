@@ -33,14 +33,14 @@ bool cameByReflectionOrRefraction(const miState* state) {
     return false;
 }
 
-Footprint computedFootprint(miState* state, const Vexabase& record, EngineRays rays) {
+void computeFootprint(miState* state, Vexabase& record, EngineRays rays) {
     // A sample whose weight has fallen below the threshold is not worth more than an estimate.
     const miColor& weight = record.contributionWeight;
     if (record.lowerImportance > std::max({weight.r, weight.g, weight.b}))
-        return roughFootprint(state, record.footprintScale);
+        return roughFootprint(state, record.footprintScale, record.footprint);
     if (rays == EngineRays::kAll && cameByReflectionOrRefraction(state))
-        return secondaryFootprint(state, record.footprintScale);
-    return primaryFootprint(state, record.footprintScale);
+        return secondaryFootprint(state, record.footprintScale, record.footprint);
+    primaryFootprint(state, record.footprintScale, record.footprint);
 }
 
 }  // namespace
@@ -51,7 +51,7 @@ void prepareShading(miState* state, Vexabase& record, EngineRays rays) {
     if (record.footprintMode == kFootprintConstant)
         record.footprint = {constant, constant, constant, constant, constant, constant};
     else
-        record.footprint = computedFootprint(state, record, rays);
+        computeFootprint(state, record, rays);
 }
 
 namespace {
@@ -106,8 +106,8 @@ void ellipseAxes(const miState* state, const Footprint& footprint, miVector& alo
 }
 
 /* Where a cone of this radius around the ray meets the surface. */
-Footprint coneFootprint(const miState* state, miScalar radius) {
-    Footprint footprint;
+void coneFootprint(const miState* state, miScalar radius, Footprint& footprint) {
+    footprint.uvCross = footprint.lengthCross = 0;
     footprint.across = radius;
     footprint.along = radius / tilt(state);
     footprint.u = footprint.along * kTexturePerLength;
@@ -117,7 +117,6 @@ Footprint coneFootprint(const miState* state, miScalar radius) {
         ellipseAxes(state, footprint, along, across);
         textureExtent(along, across, state->derivs[0], state->derivs[1], footprint);
     }
-    return footprint;
 }
 
 bool sameOrigin(const miState* a, const miState* b) {
@@ -137,25 +136,25 @@ miScalar pathLength(const miState* state) {
 
 }  // namespace
 
-Footprint roughFootprint(miState* state, miScalar pixelSize) {
+void roughFootprint(miState* state, miScalar pixelSize, Footprint& footprint) {
     miVector eye;
     origin_from_camera(state, &eye);
     const miScalar size = pixelSize * kHalfPixel * mi_vector_dist(&eye, &state->point) / tilt(state);
     const miScalar textureSize = size * kTexturePerLength;
-    return {textureSize, textureSize, 0, size, size, 0};
+    footprint = {textureSize, textureSize, 0, size, size, 0};
 }
 
-Footprint primaryFootprint(miState* state, miScalar pixelSize) {
+void primaryFootprint(miState* state, miScalar pixelSize, Footprint& footprint) {
     // On a flat film all pixels at one depth are of one size; without perspective at every depth.
-    if (state->camera && state->camera->orthographic) return coneFootprint(state, pixelSize * kHalfPixel);
+    if (state->camera && state->camera->orthographic) return coneFootprint(state, pixelSize * kHalfPixel, footprint);
     miVector point;
     mi_point_to_camera(state, &point, &state->point);
-    return coneFootprint(state, pixelSize * kHalfPixel * std::fabs(point.z));
+    coneFootprint(state, pixelSize * kHalfPixel * std::fabs(point.z), footprint);
 }
 
-Footprint secondaryFootprint(miState* state, miScalar pixelSize) {
+void secondaryFootprint(miState* state, miScalar pixelSize, Footprint& footprint) {
     const bool perspective = !(state->camera && state->camera->orthographic);
-    return coneFootprint(state, pixelSize * kHalfPixel * (perspective ? pathLength(state) : 1));
+    coneFootprint(state, pixelSize * kHalfPixel * (perspective ? pathLength(state) : 1), footprint);
 }
 
 }  // namespace lumo

@@ -95,10 +95,10 @@ miBoolean callStateShader(miBoolean (*function)(const ShaderHelper<P>&, const mi
     return withoutExceptions([&] { return function(ShaderHelper<P>(state, parameters), *argument); });
 }
 
-template <class Result, class P>
-miBoolean callFunction(miBoolean (*function)(Result*, const ShaderHelper<P>&), Result* result, miState* state,
-                       P* parameters) {
-    return withoutExceptions([&] { return function(result, ShaderHelper<P>(state, parameters)); });
+/* `H` is the helper that the function takes: a ShaderHelper<P>, or what derives from it. */
+template <class Result, class P, class H>
+miBoolean callFunction(miBoolean (*function)(Result*, const H&), Result* result, miState* state, P* parameters) {
+    return withoutExceptions([&] { return function(result, H(state, parameters)); });
 }
 
 /* `argument` is null where the renderer calls, and for callers that have none. */
@@ -127,7 +127,7 @@ miBoolean callShadowShader(miBoolean (*function)(miColor*, const ShaderHelper<P>
         return ::lumo::shadeWithObject<Class>(result, state, parameters);                                      \
     }
 
-/* A shader that is a function (Result*, const ShaderHelper<P>&) and keeps nothing. */
+/* A shader that is a function (Result*, const H&), H a helper of P, and keeps nothing. */
 #define LUMO_EXPORT_FUNCTION_SHADER(name, function, Result, P)                          \
     LUMO_EXPORT_VERSION(name)                                                           \
     extern "C" LUMO_API miBoolean name(Result* result, miState* state, P* parameters) { \

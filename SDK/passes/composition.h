@@ -2,6 +2,7 @@
 #pragma once
 
 #include "SDK/color/color.h"
+#include "SDK/framework/float4.h"
 #include "SDK/lumo.h"
 #include "binding/renderer.h"
 
@@ -63,9 +64,9 @@ inline miColor bodyColor(miUint mask, const miColor& ambient, const miColor& inc
 }
 
 /* What shines from the surface adds to the color and glows by its own factor. */
-inline void addShine(SurfaceShaderReturnType& result, const miColor& shine, miScalar glowScale) {
-    setRgb(result.color, result.color + shine);
-    setRgb(result.glowColor, result.glowColor + shine * glowScale);
+inline void addShine(miColor& color, miColor& glow, const miColor& shine, miScalar glowScale) {
+    setRgb(color, color + shine);
+    setRgb(glow, glow + shine * glowScale);
 }
 
 inline CompositionState compositionFor(miInteger mode, miState* state) {
@@ -92,20 +93,24 @@ inline CompositionState compositionFor(miInteger mode, miState* state) {
     }
     if (writeMatte(out, matteMode, matteOpacity)) return;
 
-    out.color = bodyColor(mask, *ambient, *incandescence, *indirect, base, scatter, *transparency);
-    setRgb(out.glowColor, out.color * glowScale);
+    // Put together in registers: the result may lie anywhere, and its words would go there and back.
+    miColor color = bodyColor(mask, *ambient, *incandescence, *indirect, base, scatter, *transparency);
+    miColor glow = color * glowScale;
     if (specular && (mask & (kTermSpecular | kTermSpecularNoShadow)))
-        addShine(out, specular[mask & kTermSpecular ? 0 : 1], glowSpecularScale);
-    if (reflection && (mask & kTermReflection)) addShine(out, *reflection, glowSpecularScale);
+        addShine(color, glow, specular[mask & kTermSpecular ? 0 : 1], glowSpecularScale);
+    if (reflection && (mask & kTermReflection)) addShine(color, glow, *reflection, glowSpecularScale);
 
     // Hiding is for the eye only: the glow has been taken already. Refraction has no glow of its own.
     if (hide)
-        setRgb(out.color, 0);
+        setRgb(color, 0);
     else if (mask & kTermRefraction)
-        setRgb(out.color, out.color + *refraction);
+        setRgb(color, color + *refraction);
+    out.color = color;
+    setRgb(out.glowColor, glow);
 
+    // Values that lie in registers go there from them; by way of memory, as a color, they would be waited for.
     const auto record = [mask](miUint bit, miColor& term, const miColor* value) {
-        if (value && (mask & bit)) term = *value;
+        if (value && (mask & bit)) store4(&term.r, Float4{value->r, value->g, value->b, value->a});
     };
     record(kTermAmbient, out.term0, ambient);
     record(kTermIncandescence, out.term1, incandescence);

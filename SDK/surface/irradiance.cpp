@@ -2,6 +2,7 @@
 #include "SDK/lumo.h"
 
 #include "SDK/color/color.h"
+#include "SDK/framework/float4.h"
 #include "SDK/surface/contribution_weight.h"
 #include "SDK/passes/frame_buffers.h"
 #include "SDK/framework/parameters.h"
@@ -137,7 +138,9 @@ miColor* compute_irradiance(miColor* result, const miColor* irradianceColor, miS
     }
 
     Vexabase* const record = vexabaseOf(state);
-    *result = record ? reflectedRadiance(state, *record, reflected, *transparency, glowIntensity)
-                     : reflectedRadiance(state, reflected, *transparency, glowIntensity);
+    const miColor radiance = record ? reflectedRadiance(state, *record, reflected, *transparency, glowIntensity)
+                                    : reflectedRadiance(state, reflected, *transparency, glowIntensity);
+    // As a whole, as it will be read: parts would be waited for.
+    store4(&result->r, Float4{radiance.r, radiance.g, radiance.b, radiance.a});
     return result;
 }

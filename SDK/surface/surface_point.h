@@ -32,7 +32,8 @@ struct SurfacePoint {
     bool wants(miUint terms) const { return (composition.mask & terms) != 0; }
 };
 
-/* Writes a material's values into the entries of a pass type. What materials write has alpha 1. */
+/* Writes a material's values into the entries of a pass type. What materials write has alpha 1. The buffers must outlive
+ * it. */
 class PassWriter {
 public:
     PassWriter(miState* state, const FrameBuffers& buffers, miUint mode, const miCBoolean* flags,
@@ -99,7 +100,7 @@ private:
     static Float4 opaque(const miColor& value) { return Float4{value.r, value.g, value.b, 1}; }
 
     miState* const state_;
-    const FrameBuffers buffers_;
+    const FrameBuffers& buffers_;
     miUint mode_;
     const miCBoolean* const flags_;
     const miScalar* const weight_;

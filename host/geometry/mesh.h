@@ -21,21 +21,20 @@ struct MeshSurface {
 /// Attribute lists are empty where no vertex has the attribute; else they have an entry for every vertex, zero for
 /// those without.
 struct Mesh {
-    std::vector<miVector> positions;  ///< at shutter open
-    std::vector<miVector> normals;    ///< unit length; zero = flat
+    // Each hit looks at these, so they stand together.
+    std::vector<std::uint32_t> indices;  ///< three vertices per triangle
+    std::vector<miVector> positions;     ///< at shutter open
     /// Where the vertices are at the end of each of the equal parts of the shutter interval; empty if nothing moves.
     std::vector<std::vector<miVector>> laterPositions;
-
-    std::uint32_t textureSpaces = 0;
-    std::vector<miVector> textures;  ///< `textureSpaces` per vertex
-    std::vector<miVector> bumpX;     ///< likewise, as given
-    std::vector<miVector> bumpY;
-
-    std::vector<miVector> derivatives;  ///< 5 per vertex, as given
-
-    std::vector<std::uint32_t> indices;            ///< three vertices per triangle
-    std::vector<MeshSurface> surfaces;             ///< the different ones, at least one
+    std::vector<miVector> normals;                 ///< unit length; zero = flat
+    std::vector<miVector> textures;                ///< `textureSpaces` per vertex
     std::vector<std::uint32_t> surfaceOfTriangle;  ///< empty where there is one surface only
+    std::uint32_t textureSpaces = 0;
+
+    std::vector<miVector> bumpX;  ///< as textures, and as given
+    std::vector<miVector> bumpY;
+    std::vector<miVector> derivatives;  ///< 5 per vertex, as given
+    std::vector<MeshSurface> surfaces;  ///< the different ones, at least one
 
     std::size_t triangles() const { return indices.size() / 3; }
     std::size_t vertices() const { return positions.size(); }

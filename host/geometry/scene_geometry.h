@@ -42,33 +42,34 @@ struct NamedPlacement : Placement {
 /// One use of an object, reached from the root group by one path of instances. There may be millions: what several have
 /// alike they share, and it lives as long as the geometry.
 struct FlatInstance {
-    miTag instance = 0;  ///< the instance nearest to the object: miState::instance
-    miTag object = 0;
-    const Placement* placement = nullptr;  ///< at shutter open; behind it stand those at the end of each motion step
+    // Each hit looks at these, so they stand together.
     const Mesh* mesh = nullptr;
-    const Hair* hair = nullptr;                     ///< in the place of a mesh
-    OnDemandObject* onDemand = nullptr;             ///< brings mesh or hair when a ray meets its box
-    const ShaderShape* shape = nullptr;             ///< in the place of a mesh: a shader finds the surface
-    const std::vector<miTag>* materials = nullptr;  ///< inherited, if any; by polygon label in tagged objects
-    std::span<const miTag> surfaceMaterials;        ///< what that comes to: miState::material for each surface of the
-                                                    ///< mesh, or of all hair
-    const Approximation* approximation = nullptr;   ///< how finely to divide what is displaced; null = nothing was said
-    const Approximation* inheritedApproximation = nullptr;  ///< what instances say, of surfaces, too; null = nothing
-    miUint label = 0;             ///< miState::label: the instance's, or the object's where it has none
-    std::uint32_t flags = 0;      ///< resolved miTRACE_* bits
+    const Hair* hair = nullptr;               ///< in the place of a mesh
+    const ShaderShape* shape = nullptr;       ///< in the place of a mesh: a shader finds the surface
+    const Placement* placement = nullptr;     ///< at shutter open; behind it stand those at the end of each motion step
+    std::span<const miTag> surfaceMaterials;  ///< miState::material for each surface of the mesh, or of all hair
+    miTag instance = 0;                       ///< the instance nearest to the object: miState::instance
+    miUint label = 0;                         ///< miState::label: the instance's, or the object's where it has none
+    std::uint32_t flags = 0;                  ///< resolved miTRACE_* bits
+    std::uint8_t motionSteps = 0;             ///< of the instance itself: 0 where only vertices move, or nothing does
+    bool inPlace = false;                     ///< the object stands where it was modelled: object space is world space
+    bool moves = false;                       ///< by motion transforms or vertex motion vectors
+    bool isLight = false;  ///< shape of a visible area light: `instance` is the light's, there is no object
+
     miTag lightListInstance = 0;  ///< nearest instance that gives a light list, 0 = all lights apply
     miTag shadowListInstance = 0;
-    miTag parameterInstance = 0;          ///< nearest instance with an inherited parameter block, or 0
-    miTag assemblyInstance = 0;           ///< nearest instance of an assembly above, or 0
-    std::uint8_t motionSteps = 0;         ///< of the instance itself: 0 where only vertices move, or nothing does
-    bool inPlace = false;                 ///< the object stands where it was modelled: object space is world space
-    bool moves = false;                   ///< by motion transforms or vertex motion vectors
-    bool overridesMaterial = false;       ///< `materials` beats the polygons' own
-    bool overridesApproximation = false;  ///< `inheritedApproximation` beats the object's own
-    bool gathers = true;                  ///< takes light from final gathering
-    std::uint8_t photons = 0;             ///< PhotonFlags, as far as the options want such photons
-    bool isLight = false;  ///< shape of a visible area light: `instance` is the light's, there is no object
-    char face = 'a';       ///< which side rays may hit: 'f', 'b', 'a'
+    miTag object = 0;
+    miTag parameterInstance = 0;                    ///< nearest instance with an inherited parameter block, or 0
+    miTag assemblyInstance = 0;                     ///< nearest instance of an assembly above, or 0
+    OnDemandObject* onDemand = nullptr;             ///< brings mesh or hair when a ray meets its box
+    const std::vector<miTag>* materials = nullptr;  ///< inherited, if any; by polygon label in tagged objects
+    const Approximation* approximation = nullptr;   ///< how finely to divide what is displaced; null = nothing was said
+    const Approximation* inheritedApproximation = nullptr;  ///< what instances say, of surfaces, too; null = nothing
+    bool overridesMaterial = false;                         ///< `materials` beats the polygons' own
+    bool overridesApproximation = false;                    ///< `inheritedApproximation` beats the object's own
+    bool gathers = true;                                    ///< takes light from final gathering
+    std::uint8_t photons = 0;                               ///< PhotonFlags, as far as the options want such photons
+    char face = 'a';                                        ///< which side rays may hit: 'f', 'b', 'a'
 };
 
 /// A light, camera or empty instance found while flattening.

@@ -3,6 +3,7 @@
 
 #include "geometry/mesh.h"
 #include "interface/host.h"
+#include "lights/lights.h"
 #include "tracing/shader_table.h"
 
 #include "shader.h"
@@ -97,9 +98,10 @@ extern "C" miBoolean mi_query(miQ_type code, miState* state, miTag tag, void* re
                 if (tag != miNULLTAG || !state->shader || !runtimeOf(state->shader)) break;
                 return give(result, &runtimeOf(state->shader)->userPointer);
             case miQ_FUNC_RESULT_SIZE: {
-                const auto* function = context.scene->database->as<miFunction>(tag, miSCENE_FUNCTION);
-                if (!function || !runtimeOf(function)) break;
-                return give(result, static_cast<int>(runtimeOf(function)->resultSize));
+                if (!context.scene->slots) break;
+                const FunctionSpan functions = context.scene->slots->functions(tag);
+                if (functions.count != 1 || (*functions.first)->tag != tag) break;
+                return give(result, static_cast<int>((*functions.first)->resultSize));
             }
             case miQ_NUM_TEXTURES: {
                 const Hit* hit = hitOf(state);
@@ -111,11 +113,9 @@ extern "C" miBoolean mi_query(miQ_type code, miState* state, miTag tag, void* re
                 return hit && hit->instance->assemblyInstance ? give(result, hit->instance->assemblyInstance) : miFALSE;
             }
             case miQ_LIGHT_AREA: {
-                const Database& database = *context.scene->database;
-                const auto* instance = database.as<miInstance>(tag, miSCENE_INSTANCE);
-                const auto* light = instance ? database.as<miLight>(instance->item, miSCENE_LIGHT) : nullptr;
-                if (!light) break;
-                return give(result, static_cast<int>(light->area));
+                const LightSource* source = context.scene->lights ? context.scene->lights->find(tag) : nullptr;
+                if (!source) break;
+                return give(result, static_cast<int>(source->light->area));
             }
             default: break;
         }

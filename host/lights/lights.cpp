@@ -30,20 +30,24 @@ LightSource placeLight(const Database& database, const FlatElement& element) {
     source.origin = narrow(transformPoint(wide(source.light->origin), m));
     source.direction = narrow(unit(transformVector(wide(source.light->direction), m)));
     source.directional = source.light->type == miLIGHT_DIRECTION;
+    source.hasOnePlace = source.light->area == miLIGHT_NONE || source.directional;
+    source.choosesItsPlace = source.light->area == miLIGHT_USER && !source.directional;
+    source.photonsOnly = source.light->photons_only;
+    source.shader = source.light->shader;
     source.placement = element.placement;
     source.profile = profileOfLight(database, *source.light);
     return source;
 }
 
 /// The ray of a light from a place on it to the point: position, direction and distance of the light's state.
-void aimLight(const LightSource& source, const miVector& origin, miState& state) {
+void aimLight(const LightSource& source, const miVector& origin, const miVector& point, miState& state) {
     if (source.directional) {
         state.org = source.origin;
         state.dir = source.direction;
         state.dist = 0;
         return;
     }
-    const V3d way = wide(state.point) - wide(origin);
+    const V3d way = wide(point) - wide(origin);
     state.org = origin;
     state.dist = length(way);
     state.dir = narrow(unit(way));
@@ -89,18 +93,13 @@ struct LightSample {
     miScalar* dotNl;
 };
 
-bool hasOnePlace(const LightSource& source) { return source.light->area == miLIGHT_NONE || source.directional; }
-
-/// Shaders of lights without a shape of ours choose the place themselves, so only what they left can be judged.
-bool choosesItsPlace(const LightSource& source) { return source.light->area == miLIGHT_USER && !source.directional; }
-
 /// False where the sample adds nothing: it lies below the surface, or the light shader says so.
 bool takeSample(const LightSource& source, const LightGrid& grid, int number, const LightSample& to, miState* state) {
-    if (source.light->photons_only) return false;
+    if (source.photonsOnly) return false;
     ThreadContext& context = contextOf(state);
     LightPlace place;
     miVector origin = source.origin;
-    if (!hasOnePlace(source)) {
+    if (!source.hasOnePlace) {
         place.position = gridPosition(grid, number, state);
         const std::optional<LightPoint> point =
             pointOnLight(*source.light, *source.placement, source.surface, state->point,
@@ -116,15 +115,15 @@ bool takeSample(const LightSource& source, const LightGrid& grid, int number, co
     child.type = miRAY_LIGHT;
     child.light_instance = source.instance;
     child.count = static_cast<miUshort>(number);
-    aimLight(source, origin, child);
+    aimLight(source, origin, state->point, child);
     child.dot_nd = cosineToLight(*state, child.dir);
     // Light from below the surface is no light, unless the caller took the hit record away.
-    const bool isLate = choosesItsPlace(source);
+    const bool isLate = source.choosesItsPlace;
     if (!isLate && state->pri && child.dot_nd <= 0) return false;
 
     *to.color = {0, 0, 0, 0};
     const SampleScope sample(context, place);
-    if (!callShader(context, &child, source.light->shader, miSHADER_LIGHT, to.color)) return false;
+    if (!callShader(context, &child, source.shader, miSHADER_LIGHT, to.color)) return false;
     if (source.profile) applyProfile(source, child.dir, *to.color);
     if (isLate && state->pri && child.dot_nd <= 0) return false;
     if (!shadowsHaveSegments(*child.options) && !applyVolume(context, &child, to.color, true)) return false;
@@ -230,7 +229,7 @@ bool sampleLight(miColor* result, miVector* dir, miScalar* dotNl, miState* state
     const LightSource* source = context.scene->lights ? context.scene->lights->find(light) : nullptr;
     if (!source || *samples < 0) return false;
     // Shaders call until nothing comes any more. Most lights have one place to sample.
-    if (hasOnePlace(*source)) {
+    if (source->hasOnePlace) {
         if (*samples > 0 || abortRequested()) return false;
         return takeSample(*source, {}, (*samples)++, {result, dir, dotNl}, state);
     }

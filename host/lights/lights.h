@@ -22,6 +22,11 @@ struct LightSource {
     miVector origin = {};
     miVector direction = {};   ///< unit length; where a directional light or a spot shines to
     bool directional = false;  ///< infinitely far away
+    bool hasOnePlace = true;   ///< no choice of where on it a sample lies
+    /// Shaders of lights without a shape of ours choose the place themselves, so only what they left can be judged.
+    bool choosesItsPlace = false;
+    bool photonsOnly = false;
+    miTag shader = 0;
     const Placement* placement = nullptr;
     const LightSurface* surface = nullptr;       ///< of lights in the shape of an object
     const LightDistribution* profile = nullptr;  ///< by which its light is multiplied

@@ -58,29 +58,21 @@ bool isShown(const BufferLayout& layout, std::size_t slot) {
            it.description.filtering;
 }
 
-/// What is not finite stays so, and is left out with its sample.
-void endAtWhite(SampleValue& value, const ColorRules& rules) {
-    float channels[4];
-    std::memcpy(channels, value.words, sizeof channels);
-    // Most samples are colors that no rule changes.
-    const auto [r, g, b, a] = channels;
-    if (r >= 0 && g >= 0 && b >= 0 && r <= a && g <= a && b <= a && a <= 1) return;
-    for (const float channel : channels)
-        if (!std::isfinite(channel)) return;
-    clipColor(channels, rules);
-    std::memcpy(value.words, channels, sizeof channels);
-}
-
-using Words4 = std::uint32_t __attribute__((vector_size(16)));
-
-Words4 wordsAt(const std::uint32_t* words) {
-    Words4 result;
+Words wordsAt(const std::uint32_t* words) {
+    Words result;
     std::memcpy(&result, std::assume_aligned<16>(words), sizeof result);
     return result;
 }
-Lanes floatsOf(const SampleValue& value) { return reinterpret_cast<Lanes>(wordsAt(value.words)); }
+Words wordsOf(const SampleValue& value) { return wordsAt(value.words); }
+/// Part by part, as shaders write it: read as a whole at once it would be waited for.
+Words wordsOf(const miColor& color) { return reinterpret_cast<Words>(Lanes{color.r, color.g, color.b, color.a}); }
+SampleValue sampleValue(Words words) {
+    SampleValue value;
+    std::memcpy(value.words, &words, sizeof words);
+    return value;
+}
 
-bool hasHighBit(Words4 words) {
+bool hasHighBit(Words words) {
 #if defined(__SSE2__)
     return _mm_movemask_ps(reinterpret_cast<__m128>(words)) != 0;
 #else
@@ -89,8 +81,21 @@ bool hasHighBit(Words4 words) {
 }
 
 /// One more than an exponent of ones only, which infinities and what is no number have, reaches the highest bit.
-bool isFinite(const std::uint32_t* exponents, const SampleValue& value) {
-    return !hasHighBit((wordsAt(value.words) & wordsAt(exponents)) + kExponentStep);
+bool isFinite(const std::uint32_t* exponents, Words value) {
+    return !hasHighBit((value & wordsAt(exponents)) + kExponentStep);
+}
+
+/// What is not finite stays so, and is left out with its sample.
+Words endAtWhite(Words value, const ColorRules& rules) {
+    constexpr std::uint32_t kAllChannels[4] = {kExponent, kExponent, kExponent, kExponent};
+    const auto color = reinterpret_cast<Lanes>(value);
+    // Most samples are colors that no rule changes.
+    const Lanes most = {color[3], color[3], color[3], 1};
+    if (!hasHighBit(~reinterpret_cast<Words>((color >= Lanes{}) & (color <= most)))) return value;
+    if (!isFinite(kAllChannels, value)) return value;
+    float channels[4] = {color[0], color[1], color[2], color[3]};
+    clipColor(channels, rules);
+    return reinterpret_cast<Words>(Lanes{channels[0], channels[1], channels[2], channels[3]});
 }
 
 void addTo(float* sum, Lanes values) {
@@ -100,9 +105,7 @@ void addTo(float* sum, Lanes values) {
     std::memcpy(std::assume_aligned<16>(sum), &all, sizeof all);
 }
 
-bool untouched(const SampleValue& value) {
-    return (value.words[0] | value.words[1] | value.words[2] | value.words[3]) == 0;
-}
+bool untouched(Words value) { return (value[0] | value[1] | value[2] | value[3]) == 0; }
 
 }  // namespace
 
@@ -148,19 +151,16 @@ void TileBuffers::start(int width, int height) {
     pixels_.resize(first);
 }
 
-const SampleValue& TileBuffers::valueOf(const Plane& plane, const miColor& result, const miState& state,
-                                        const std::vector<SampleValue>& values, SampleValue& own) {
-    const SampleValue* value = &own;
-    if (isPut(plane)) {
-        value = &values[static_cast<std::size_t>(plane.shaderIndex)];
-    } else {
-        // The result as the buffer's channels: colors as they are, one channel as alpha.
-        const miColor color = !plane.takesResult ? miColor{} : plane.alphaOnly ? miColor{result.a, 0, 0, 0} : result;
-        std::memcpy(own.words, &color, sizeof color);
-    }
-    if (plane.automatic == AutomaticValue::None || !untouched(*value)) return *value;
-    own = automaticValue(plane.automatic, state);
-    return own;
+Words TileBuffers::valueOf(const Plane& plane, const miColor& result, const miState& state,
+                           const std::vector<SampleValue>& values) {
+    Words value = {};
+    // The result as the buffer's channels: colors as they are, one channel as alpha.
+    if (isPut(plane))
+        value = wordsOf(values[static_cast<std::size_t>(plane.shaderIndex)]);
+    else if (plane.takesResult)
+        value = wordsOf(plane.alphaOnly ? miColor{result.a, 0, 0, 0} : result);
+    if (plane.automatic == AutomaticValue::None || !untouched(value)) return value;
+    return wordsOf(automaticValue(plane.automatic, state));
 }
 
 void TileBuffers::add(const miColor& result, const miState& state, const std::vector<SampleValue>& values,
@@ -168,79 +168,69 @@ void TileBuffers::add(const miColor& result, const miState& state, const std::ve
     weight_ += 1;
     Sum* const sums = sums_.data();
     for (const PutPlane& put : putPlanes_) {
-        const SampleValue& value = values[put.value];
+        const Words value = wordsOf(values[put.value]);
         Sum& sum = sums[put.plane];
         if (isFinite(put.exponents, value))
-            addTo(sum.value, floatsOf(value));
+            addTo(sum.value, reinterpret_cast<Lanes>(value));
         else
             ++dropped_, sum.missing += 1;
     }
-    SampleValue own;
     for (const std::size_t i : otherPlanes_) {
         const Plane& plane = planes_[i];
-        if (plane.filtered || stands) addValue(plane, sums_[i], valueOf(plane, result, state, values, own));
+        if (plane.filtered || stands) addValue(plane, sums_[i], valueOf(plane, result, state, values));
     }
 }
 
 void TileBuffers::takeSample(const miColor& result, const miState& state, const std::vector<SampleValue>& values,
                              BufferSample& sample) const {
-    SampleValue own;
     std::memcpy(&sample.depth, automaticValue(AutomaticValue::Depth, state).words, sizeof sample.depth);
     sample.values.resize(planes_.size());
     for (const Plane& plane : planes_)
-        if (!plane.shown) sample.values[plane.image] = valueOf(plane, result, state, values, own);
+        if (!plane.shown) sample.values[plane.image] = sampleValue(valueOf(plane, result, state, values));
 }
 
 void TileBuffers::add(const BufferSample& sample, bool stands) {
     weight_ += 1;
     for (std::size_t i = 0; i < planes_.size(); ++i)
-        if (planes_[i].filtered || stands) addValue(planes_[i], sums_[i], sample.values[planes_[i].image]);
+        if (planes_[i].filtered || stands) addValue(planes_[i], sums_[i], wordsOf(sample.values[planes_[i].image]));
 }
 
-void TileBuffers::addValue(const Plane& plane, Sum& sum, const SampleValue& value) {
-    SampleValue shown;
-    if (plane.shown) {
-        shown = value;
-        endAtWhite(shown, colors_);
-    }
-    if (plane.filtered) return addFiltered(plane, sum, plane.shown ? shown : value);
-    keepValue(sum, value);
-}
-
-void TileBuffers::keepValue(Sum& sum, const SampleValue& value) {
-    sum.label = value.words[0];
-    std::memcpy(sum.value, value.words, sizeof sum.value);
-}
-
-void TileBuffers::addFiltered(const Plane& plane, Sum& sum, const SampleValue& value) {
-    if (isFinite(plane.exponents, value)) return addTo(sum.value, floatsOf(value));
+void TileBuffers::addValue(const Plane& plane, Sum& sum, Words value) {
+    if (!plane.filtered) return keepValue(sum, value);
+    if (plane.shown) value = endAtWhite(value, colors_);
+    if (isFinite(plane.exponents, value)) return addTo(sum.value, reinterpret_cast<Lanes>(value));
     if (!plane.shown) ++dropped_;
     sum.missing += 1;
 }
 
+void TileBuffers::keepValue(Sum& sum, Words value) {
+    sum.label = value[0];
+    std::memcpy(sum.value, &value, sizeof sum.value);
+}
+
 void TileBuffers::keep(const miColor& result, const miState& state, const std::vector<SampleValue>& values) {
-    SampleValue own;
     for (const Plane& plane : planes_) {
-        SampleValue& value = kept_.emplace_back(valueOf(plane, result, state, values, own));
+        Words value = valueOf(plane, result, state, values);
         if (plane.shown)
-            endAtWhite(value, colors_);
+            value = endAtWhite(value, colors_);
         else if (plane.filtered && !isFinite(plane.exponents, value))
             ++dropped_;
+        kept_.push_back(sampleValue(value));
     }
 }
 
 void TileBuffers::addPart(int sample, float weight) {
     weight_ += weight;
-    const SampleValue* value = &kept_[static_cast<std::size_t>(sample) * planes_.size()];
+    const SampleValue* kept = &kept_[static_cast<std::size_t>(sample) * planes_.size()];
     Sum* sum = sums_.data();
     for (const Plane& plane : planes_) {
+        const Words value = wordsOf(*kept++);
         if (!plane.filtered) {
-        } else if (isFinite(plane.exponents, *value)) {
-            addTo(sum->value, weight * floatsOf(*value));
+        } else if (isFinite(plane.exponents, value)) {
+            addTo(sum->value, weight * reinterpret_cast<Lanes>(value));
         } else {
             sum->missing += weight;
         }
-        ++value;
         ++sum;
     }
     if (clips_) widenRanges(sample);
@@ -249,7 +239,7 @@ void TileBuffers::addPart(int sample, float weight) {
 void TileBuffers::letStand(int sample) {
     const SampleValue* value = &kept_[static_cast<std::size_t>(sample) * planes_.size()];
     for (std::size_t i = 0; i < planes_.size(); ++i, ++value)
-        if (!planes_[i].filtered) keepValue(sums_[i], *value);
+        if (!planes_[i].filtered) keepValue(sums_[i], wordsOf(*value));
 }
 
 void TileBuffers::widenRanges(int sample) {
@@ -259,8 +249,9 @@ void TileBuffers::widenRanges(int sample) {
     }
     const SampleValue* value = &kept_[static_cast<std::size_t>(sample) * planes_.size()];
     for (std::size_t i = 0; i < planes_.size(); ++i, ++value) {
-        if (!isFinite(planes_[i].exponents, *value)) continue;
-        const Lanes channels = floatsOf(*value);
+        const Words words = wordsOf(*value);
+        if (!isFinite(planes_[i].exponents, words)) continue;
+        const auto channels = reinterpret_cast<Lanes>(words);
         for (int c = 0; c < 4; ++c) {
             ranges_[i].least[c] = std::min(ranges_[i].least[c], channels[c]);
             ranges_[i].most[c] = std::max(ranges_[i].most[c], channels[c]);

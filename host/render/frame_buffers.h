@@ -5,6 +5,7 @@
 #include "image/image.h"
 #include "mi/state.h"
 #include "saving/picture_plan.h"
+#include "support/lanes.h"
 #include "tracing/context.h"
 
 #include <vector>
@@ -142,12 +143,11 @@ private:
 
     /// Takes what shaders put.
     static bool isPut(const Plane& plane) { return plane.shaderIndex >= 0 && !plane.takesResult; }
-    /// What the plane takes of a sample: where it stands, or in `own`.
-    static const SampleValue& valueOf(const Plane& plane, const miColor& result, const miState& state,
-                                      const std::vector<SampleValue>& values, SampleValue& own);
-    void addValue(const Plane& plane, Sum& sum, const SampleValue& value);
-    void addFiltered(const Plane& plane, Sum& sum, const SampleValue& value);
-    static void keepValue(Sum& sum, const SampleValue& value);
+    /// What the plane takes of a sample.
+    static Words valueOf(const Plane& plane, const miColor& result, const miState& state,
+                         const std::vector<SampleValue>& values);
+    void addValue(const Plane& plane, Sum& sum, Words value);
+    static void keepValue(Sum& sum, Words value);
     void widenRanges(int sample);
     void clipSum(std::size_t plane, float* channels);
 

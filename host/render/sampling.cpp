@@ -13,7 +13,9 @@ constexpr std::uint32_t kTime = 0x71e3;  // tells seeds of times from others of 
 }  // namespace
 
 PixelSampler::PixelSampler(int level, double jitter, bool shutterOpens)
-    : edge_(1 << std::clamp(level, 0, kMostLevel)),
+    : level_(std::clamp(level, 0, kMostLevel)),
+      edge_(1 << level_),
+      cellSize_(1.0 / edge_),
       jitter_(std::clamp(jitter, 0.0, 1.0)),
       timed_(shutterOpens && edge_ > 1) {
     const int middle = (edge_ - 1) / 2;
@@ -49,8 +51,8 @@ SamplePosition PixelSampler::position(std::uint32_t pixelSeed, int cell) const {
         dx += jitter_ * (hashedUnit(pixelSeed, 2 * place) - 0.5);
         dy += jitter_ * (hashedUnit(pixelSeed, 2 * place + 1) - 0.5);
     }
-    result.x = (cell % edge_ + dx) / edge_;
-    result.y = (cell / edge_ + dy) / edge_;
+    result.x = ((cell & (edge_ - 1)) + dx) * cellSize_;
+    result.y = ((cell >> level_) + dy) * cellSize_;
     if (!timed_) return result;
     // A number is a coordinate, too.
     const auto bits = static_cast<std::uint32_t>(number(cell) * (0x1p32 / count()));

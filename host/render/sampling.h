@@ -36,7 +36,8 @@ public:
     SamplePosition position(std::uint32_t pixelSeed, int cell) const;
 
 private:
-    int edge_ = 1;
+    int level_ = 0, edge_ = 1;  ///< powers of two: cells and places in them need no division
+    double cellSize_ = 1;
     double jitter_ = 0;
     bool timed_ = false;
     int standing_ = 0;

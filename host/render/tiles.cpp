@@ -148,11 +148,11 @@ private:
 
     void add(const miColor& result, int x, int number) {
         const ThreadContext& context = samples_.context();
-        const bool stands = number == sampler_.standing();
-        if (!passes_.isNeeded()) return buffers_.add(result, context.root->state, context.values, stands);
+        if (!passes_.isNeeded())
+            return buffers_.add(result, context.root->state, context.values, number == sampler_.standing());
         buffers_.takeSample(result, context.root->state, context.values, sample_);
         passes_.apply(sample_, x, number);
-        buffers_.add(sample_, stands);
+        buffers_.add(sample_, number == sampler_.standing());
     }
 
     EyeSamples samples_;

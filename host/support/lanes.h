@@ -4,6 +4,8 @@
 
 #include "mi/types.h"
 
+#include <cstdint>
+
 #if defined(__SSE2__)
 #include <emmintrin.h>
 #endif
@@ -11,6 +13,7 @@
 namespace lumorender {
 
 using Lanes = float __attribute__((vector_size(16)));
+using Words = std::uint32_t __attribute__((vector_size(16)));  ///< four numbers as they lie in memory
 
 inline Lanes lanes(const miVector& v) {
 #if defined(__SSE2__)

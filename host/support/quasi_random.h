@@ -39,18 +39,21 @@ inline void seedEyeState(miState& state, std::uint32_t pixelSeed, std::uint32_t 
     state.pad = mixSeeds(pixelSeed, 0);
 }
 
+/// Full period: no seed repeats within a state.
+constexpr std::uint32_t nextSeed(std::uint32_t seed) noexcept { return seed * 747796405u + 2891336453u; }
+
 /// The seed for one random decision of the state: another one with each call.
 inline std::uint32_t takeSeed(miState& state) noexcept {
-    state.pad = state.pad * 747796405u + 2891336453u;  // full period: no seed repeats within a state
+    state.pad = nextSeed(state.pad);
     return mixSeeds(state.pad, state.qmc_component);
 }
 
 /// Gives the state of a sub-ray a seed of its own, and the parent another one for its next sub-ray.
 inline void seedChildState(miState& child, miState& parent) noexcept {
-    const std::uint32_t seed = takeSeed(parent);
+    parent.pad = nextSeed(parent.pad);
     child.qmc_instance = parent.qmc_instance;
     child.qmc_component = 0;
-    child.pad = mixSeeds(seed, 1);
+    child.pad = hashedWord(parent.pad ^ 0x68bc21ebu);
 }
 
 /// Coordinate `dimension` of point `index`, in [0, 1). For one seed, any aligned run of 2^k indices has exactly one

@@ -70,8 +70,7 @@ double Camera::cosineToAxis(const miVector& dir) const {
     return -dot(wide(dir), unit(row(placement().localToWorld, 2)));
 }
 
-Camera::Depths Camera::depths(const miVector& org, const miVector& dir, float farthest) const {
-    if (!clips_ && std::isinf(farthest)) return {};
+Camera::Depths Camera::endedDepths(const miVector& org, const miVector& dir, float farthest) const {
     const M44d& toCamera = element_.placement->worldToLocal;
     const double begin = -transformPoint(wide(org), toCamera).z, step = -transformVector(wide(dir), toCamera).z;
     if (!(step > 0)) return {};

@@ -4,6 +4,8 @@
 #include "geometry/scene_geometry.h"
 #include "mi/camera.h"
 
+#include <cmath>
+
 namespace lumorender {
 
 /// A pinhole or orthographic camera in its place. Raster space counts pixels from the lower left corner; the centre of
@@ -35,7 +37,9 @@ public:
     struct Depths {
         double near = 0, far = 1e30;
     };
-    Depths depths(const miVector& org, const miVector& dir, float farthest) const;
+    Depths depths(const miVector& org, const miVector& dir, float farthest) const {
+        return clips_ || std::isfinite(farthest) ? endedDepths(org, dir, farthest) : Depths();
+    }
     /// World-space sides of a pixel, to the right and up, as far away as the point.
     void pixelSides(const miVector& point, V3d& right, V3d& up) const;
     /// Cosine of the angle between a direction and the axis.
@@ -45,6 +49,8 @@ public:
     const Placement& placement() const { return *element_.placement; }
 
 private:
+    Depths endedDepths(const miVector& org, const miVector& dir, float farthest) const;
+
     const miCamera& camera_;
     FlatElement element_;
     double pixelWidth_, pixelHeight_;  ///< of one pixel of the film

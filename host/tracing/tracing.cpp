@@ -60,13 +60,13 @@ bool comesStraightFromGathering(const miState* state) {
 /// The light of a light that samples bring does not count once more where gathering rays meet its shape; what its shader
 /// sees behind the shape does.
 bool isCountedAlready(const ThreadContext& context, const LightSource& light, const miState* state) {
-    return context.gather.depth > 0 && !light.light->photons_only && comesStraightFromGathering(state);
+    return context.gather.depth > 0 && !light.photonsOnly && comesStraightFromGathering(state);
 }
 
 bool shadeLight(ThreadContext& context, miState* state, const Hit& hit, miColor* result) {
     const LightSource* light = context.scene->lights->find(hit.instance->instance);
     state->light_instance = light->instance;
-    const bool ok = callShader(context, state, light->light->shader, miSHADER_LIGHT, result);
+    const bool ok = callShader(context, state, light->shader, miSHADER_LIGHT, result);
     if (!context.shading.looksBehind && isCountedAlready(context, *light, state)) *result = {0, 0, 0, 0};
     return ok;
 }
@@ -199,9 +199,10 @@ RayRecord& childRay(ThreadContext& context, miState* state) {
         record->capacity = {};
         record->lists = {};
         record->active = false;
-        state->child = &record->state;
     }
     record->state = *state;
+    // Behind the copy, which would wait for it.
+    state->child = &record->state;
     record->state.parent = state;
     record->state.child = nullptr;
     record->state.scanline = miFALSE;

@@ -54,7 +54,7 @@ struct SeenSurface {
 
 class EngineHelper : public ShaderHelper<P> {
 public:
-    explicit EngineHelper(const ShaderHelper<P>& in) : ShaderHelper<P>(in) {}
+    using ShaderHelper<P>::ShaderHelper;
 
     bool hasSurface() const {
         const miTag tag = connection(&block()->surfaceShader);
@@ -185,8 +185,7 @@ void shadeSurface(miColor& result, const GroupCall& call, const SeenSurface& sur
     leaveGlowAndAlpha(call.record, surface);
 }
 
-miBoolean shadeGroup(miColor* result, const ShaderHelper<P>& parameters) {
-    const EngineHelper in(parameters);
+miBoolean shadeGroup(miColor* result, const EngineHelper& in) {
     miState* state = in.state();
     Vexabase* record = vexabaseOf(state);
     const bool tiles = rendersTiles(state);
