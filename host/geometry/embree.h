@@ -38,6 +38,22 @@ inline void traceAny(RTCScene scene, RayContext& context, RTCFilterFunctionN fil
     rtcOccluded1(scene, &ray, &arguments);
 }
 
+/// Rays that go nearly the same way. Lanes whose `valid` is 0 stay as they are, of the others each hit counts.
+inline void traceTogether(const int* valid, RTCScene scene, RayContext& context, RTCRayHit8& rays) {
+    RTCIntersectArguments arguments;
+    rtcInitIntersectArguments(&arguments);
+    setArguments(arguments, context, nullptr);
+    arguments.flags = RTC_RAY_QUERY_FLAG_COHERENT;
+    rtcIntersect8(valid, scene, &rays, &arguments);
+}
+inline void traceTogether(const int* valid, RTCScene scene, RayContext& context, RTCRayHit16& rays) {
+    RTCIntersectArguments arguments;
+    rtcInitIntersectArguments(&arguments);
+    setArguments(arguments, context, nullptr);
+    arguments.flags = RTC_RAY_QUERY_FLAG_COHERENT;
+    rtcIntersect16(valid, scene, &rays, &arguments);
+}
+
 #else
 
 using RayContext = RTCIntersectContext;
@@ -53,6 +69,15 @@ inline void traceNearest(RTCScene scene, RayContext& context, RTCFilterFunctionN
 inline void traceAny(RTCScene scene, RayContext& context, RTCFilterFunctionN filter, RTCRay& ray) {
     context.filter = filter;
     rtcOccluded1(scene, &context, &ray);
+}
+
+inline void traceTogether(const int* valid, RTCScene scene, RayContext& context, RTCRayHit8& rays) {
+    context.flags = RTC_INTERSECT_CONTEXT_FLAG_COHERENT;
+    rtcIntersect8(valid, scene, &context, &rays);
+}
+inline void traceTogether(const int* valid, RTCScene scene, RayContext& context, RTCRayHit16& rays) {
+    context.flags = RTC_INTERSECT_CONTEXT_FLAG_COHERENT;
+    rtcIntersect16(valid, scene, &context, &rays);
 }
 
 #endif

@@ -38,6 +38,30 @@ void takeHit(const RTCRay& ray, const RTCHit& found, const FlatInstance& instanc
     hit.sides = 0;
 }
 
+/// The same of a hit that was found together with others.
+void takeFound(const FoundHit& found, const FlatInstance& instance, float time, Hit& hit) {
+    hit.instance = &instance;
+    hit.primitive = found.primitive;
+    hit.u = found.u;
+    hit.v = found.v;
+    hit.dist = static_cast<double>(found.dist);
+    hit.time = time;
+    hit.sides = 0;
+}
+
+/// Where several triangles meet, rays that are traced together may each find another of them than alone, which depends
+/// on the others.
+bool isWellInside(float u, float v) {
+    constexpr float kBorder = 1e-4F;
+    return u > kBorder && v > kBorder && u + v < 1 - kBorder;
+}
+
+/// How many rays the machine traces at once.
+int packetOf(RTCDevice device) {
+    if (rtcGetDeviceProperty(device, RTC_DEVICE_PROPERTY_NATIVE_RAY16_SUPPORTED)) return 16;
+    return rtcGetDeviceProperty(device, RTC_DEVICE_PROPERTY_NATIVE_RAY8_SUPPORTED) ? 8 : 0;
+}
+
 void takeShape(const Ray& ray, const ShapeHit& shape, Hit& hit) {
     hit.dist = shape.dist;
     hit.sides = shape.side;
@@ -157,6 +181,7 @@ EmbreeKernels::EmbreeKernels(std::span<const FlatInstance> instances, bool timed
     judges_ = std::any_of(instances.begin(), instances.end(),
                           [](const auto& instance) { return instance.face != 'a' || instance.hair; });
 
+    packet_ = packetOf(device_.get());
     reach_ = kFarthest;
     for (const FlatInstance& instance : instances) reach_ = std::min(reach_, reachOf(instance));
     std::vector<Use> uses = collectUses();
@@ -281,7 +306,13 @@ void EmbreeKernels::checkDevice() const {
     throw Failure(fmt::format("the ray tracing kernels failed with error {}", static_cast<int>(problem)));
 }
 
-bool EmbreeKernels::intersect(const Ray& ray, Hit& hit) const {
+bool EmbreeKernels::intersect(const Ray& ray, Hit& hit, const FoundHit* found) const {
+    if (found && found->instance != FoundHit::kUnknown) {
+        if (found->instance == FoundHit::kNothing) return false;
+        takeFound(*found, instances_[found->instance], timeOf(ray, timed_), hit);
+        makePrecise(ray, hit);
+        if (hit.dist > ray.near) return true;
+    }
     if (!isTraceable(ray, reach_)) return false;
     RTCRayHit query;
     aim(query.ray, ray, timed_);
@@ -309,6 +340,46 @@ bool EmbreeKernels::intersect(const Ray& ray, Hit& hit) const {
         // In single precision it lay behind `near`, or elsewhere than the crossing; in truth it does not.
         query.ray.tnear = std::nextafter(query.ray.tfar, std::numeric_limits<float>::infinity());
         query.ray.tfar = static_cast<float>(std::min(ray.far, 1e38));
+    }
+}
+
+template <class Packet, std::size_t width>
+void EmbreeKernels::lookTogether(std::span<const Ray> rays, FoundHit* found) const {
+    alignas(64) int valid[width] = {};
+    alignas(64) Packet packet = {};
+    for (std::size_t i = 0; i < rays.size(); ++i) {
+        found[i] = {};
+        packet.hit.geomID[i] = packet.hit.instID[0][i] = RTC_INVALID_GEOMETRY_ID;
+        if (!isTraceable(rays[i], reach_)) continue;
+        valid[i] = -1;
+        RTCRay query;
+        aim(query, rays[i], timed_);
+        packet.ray.org_x[i] = query.org_x, packet.ray.org_y[i] = query.org_y, packet.ray.org_z[i] = query.org_z;
+        packet.ray.dir_x[i] = query.dir_x, packet.ray.dir_y[i] = query.dir_y, packet.ray.dir_z[i] = query.dir_z;
+        packet.ray.tnear[i] = query.tnear, packet.ray.tfar[i] = query.tfar, packet.ray.time[i] = query.time;
+        packet.ray.mask[i] = query.mask, packet.ray.id[i] = packet.ray.flags[i] = 0;
+    }
+    RayContext context;
+    initContext(context);
+    traceTogether(valid, world_.get(), context, packet);
+    for (std::size_t i = 0; i < rays.size(); ++i) {
+        if (!valid[i]) continue;
+        const std::uint32_t instance = instanceOf(packet.hit.instID[0][i], packet.hit.geomID[i]);
+        if (instance == RTC_INVALID_GEOMETRY_ID)
+            found[i].instance = FoundHit::kNothing;
+        else if (isWellInside(packet.hit.u[i], packet.hit.v[i]))
+            found[i] = {instance, packet.hit.primID[i], packet.hit.u[i], packet.hit.v[i], packet.ray.tfar[i]};
+    }
+}
+
+void EmbreeKernels::look(std::span<const Ray> rays, FoundHit* found) const {
+    const auto width = static_cast<std::size_t>(packet_);
+    for (std::size_t first = 0; first < rays.size(); first += width) {
+        const auto part = rays.subspan(first, std::min(width, rays.size() - first));
+        if (width == 16)
+            lookTogether<RTCRayHit16, 16>(part, found + first);
+        else
+            lookTogether<RTCRayHit8, 8>(part, found + first);
     }
 }
 

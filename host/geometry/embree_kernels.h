@@ -31,7 +31,10 @@ public:
     EmbreeKernels(std::span<const FlatInstance> instances, bool timed, std::span<const std::size_t> boxes = {},
                   const ShapeFinder& shapes = {});
 
-    bool intersect(const Ray& ray, Hit& hit) const;
+    bool intersect(const Ray& ray, Hit& hit, const FoundHit* found = nullptr) const;
+    /// See SceneGeometry.
+    void look(std::span<const Ray> rays, FoundHit* found) const;
+    bool canLook() const { return packet_ > 0 && !judges_; }
     bool occluded(const Ray& ray) const;
     void bounds(miVector& low, miVector& high) const;
 
@@ -64,6 +67,7 @@ private:
     bool timed_;
     float reach_ = 0;                     ///< how far from the origin rays may begin
     bool judges_ = false;                 ///< not all that the kernels find is a hit
+    int packet_ = 0;                      ///< rays that this machine traces at once: 16, 8, or none together
     std::span<const std::size_t> boxes_;  ///< instances of objects that come on demand, or have shapes
     ShapeFinder shapes_;
     unsigned boxSteps_ = 1;
@@ -84,6 +88,8 @@ private:
                       const FlatInstance* bakedFor) const;
     void attach(const Use& use, std::uint32_t instance) const;
     void checkDevice() const;
+    template <class Packet, std::size_t width>
+    void lookTogether(std::span<const Ray> rays, FoundHit* found) const;
 
     void attachBoxes(std::span<const std::size_t> placed);
     bool meetsShape(std::uint32_t number, const RTCRay& query, const JudgingContext& context) const;

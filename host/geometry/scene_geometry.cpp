@@ -77,7 +77,13 @@ public:
         seconds_ += std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     }
 
-    bool intersect(const Ray& ray, Hit& hit) const override { return kernels_ && kernels_->intersect(ray, hit); }
+    bool intersect(const Ray& ray, Hit& hit, const FoundHit* found) const override {
+        return kernels_ && kernels_->intersect(ray, hit, found);
+    }
+    void look(std::span<const Ray> rays, FoundHit* found) const override {
+        if (canLook()) kernels_->look(rays, found);
+    }
+    bool canLook() const override { return kernels_ && kernels_->canLook(); }
     bool occluded(const Ray& ray) const override { return kernels_ && kernels_->occluded(ray); }
 
     HitListSizes listSizes(const FlatInstance& instance) const override {

@@ -154,6 +154,15 @@ struct Hit {
     ShapePlace place;        ///< on surfaces that shaders find
 };
 
+/// What a ray meets as the ray tracing kernels tell it, to be made exact by `SceneGeometry::intersect`.
+struct FoundHit {
+    enum Answer : std::uint32_t { kUnknown = ~0U, kNothing = ~0U - 1 };
+
+    std::uint32_t instance = kUnknown;  ///< its number, or an Answer
+    std::uint32_t primitive = 0;
+    float u = 0, v = 0, dist = 0;
+};
+
 /// The part of a ray within an object's box, in the space of the object.
 struct ObjectRay {
     miVector org, dir;  ///< unit length
@@ -214,7 +223,13 @@ public:
     /// The nearest hit behind `ray.near`, or false. Thread-safe; allocates nothing. Honours visibility, face culling
     /// and motion. To go on behind a hit trace the same ray with `near` = its dist and `behind` = the hit: it will not
     /// be found again (and neither will surfaces of other instances that coincide with it to within rounding).
-    virtual bool intersect(const Ray& ray, Hit& hit) const = 0;
+    /// `found` is what `look` has said of this ray, if it has been asked.
+    virtual bool intersect(const Ray& ray, Hit& hit, const FoundHit* found = nullptr) const = 0;
+    /// Looks where many rays go that begin close together in nearly the same direction, which takes a part of the time
+    /// of one after the other. Thread-safe; what it cannot tell for sure stays unknown.
+    virtual void look(std::span<const Ray> rays, FoundHit* found) const = 0;
+    /// Whether that tells anything in this scene, and on this machine.
+    virtual bool canLook() const = 0;
     /// True when anything lies between near and far.
     virtual bool occluded(const Ray& ray) const = 0;
 

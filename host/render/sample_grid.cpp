@@ -15,6 +15,9 @@ constexpr int kLeastLevel = -6;
 /// ... as long as they have no more cells to a side than this, or are pixels.
 constexpr int kLargest = 256;
 
+/// In place of a sample's number.
+constexpr int kNone = -1, kForeseen = -2;
+
 /// What is no number differs from all.
 bool isBeyond(float a, float b, float c, float d, float contrast) {
     const float range = std::max(std::max(a, b), std::max(c, d)) - std::min(std::min(a, b), std::min(c, d));
@@ -60,28 +63,60 @@ void SampleGrid::aim(Side& side, int firstPixel, int pixels, const FilterSide& f
     side.first = side.clamped(startOf(side.from, largest_));
 }
 
-bool SampleGrid::fill(const Tile& tile, const Taker& take) {
+bool SampleGrid::fill(const Tile& tile, const Taker& take, const Foreseer& foresee) {
     aim(x_, tile.x, tile.width, filter_.x());
     aim(y_, tile.y, tile.height, filter_.y());
     stride_ = x_.clamped(x_.to - 1 + largest_) - x_.first + 1;
     const int rows = y_.clamped(y_.to - 1 + largest_) - y_.first + 1;
     const auto cells = static_cast<std::size_t>(stride_) * static_cast<std::size_t>(rows);
-    numbers_.assign(cells, -1);
+    numbers_.assign(cells, kNone);
     steps_.assign(cells, 1);
     samples_.clear();
     taker_ = &take;
-    for (int y = startOf(y_.from, largest_); y < y_.to; y += largest_)
+    foreseer_ = foresee ? &foresee : nullptr;
+    for (int y = startOf(y_.from, largest_); y < y_.to; y += largest_) {
+        expectRow(y);
         for (int x = startOf(x_.from, largest_); x < x_.to; x += largest_)
             if (!divide(x, y, largest_)) return false;
+    }
     weights_.assign(samples_.size(), 0);
     return true;
+}
+
+/// All samples of the square.
+void SampleGrid::expect(int x, int y, int step) {
+    const Square s = squareOf(x, y, step);
+    const auto add = [&](const Cell& cell) {
+        int& number = numbers_[place(cell.x, cell.y)];
+        if (number != kNone) return;
+        number = kForeseen;
+        expected_.push_back(cell);
+    };
+    add({s.left, s.bottom});
+    if (step == 1) return;
+    add({s.right, s.bottom});
+    add({s.left, s.top});
+    add({s.right, s.top});
+}
+
+void SampleGrid::expectRow(int y) {
+    if (!foreseer_) return;
+    for (int x = startOf(x_.from, largest_); x < x_.to; x += largest_) expect(x, y, largest_);
+    foresee();
+}
+
+void SampleGrid::foresee() {
+    if (expected_.empty()) return;
+    int number = (*foreseer_)(expected_);
+    for (const Cell& cell : expected_) numbers_[place(cell.x, cell.y)] = kForeseen - number++;
+    expected_.clear();
 }
 
 bool SampleGrid::take(int x, int y) {
     int& number = numbers_[place(x, y)];
     if (number >= 0) return true;
     GridSample sample;
-    if (!(*taker_)(x, y, sample)) return false;
+    if (!(*taker_)({x, y}, kForeseen - number, sample)) return false;
     number = static_cast<int>(samples_.size());
     samples_.push_back(sample);
     return true;
@@ -100,11 +135,21 @@ bool SampleGrid::divide(int x, int y, int step) {
 }
 
 bool SampleGrid::divideInFour(int x, int y, int step) {
-    for (int i = 0; i < 4; ++i) {
-        const int column = x + i % 2 * step, row = y + i / 2 * step;
-        if (x_.needs(column, step) && y_.needs(row, step) && !divide(column, row, step)) return false;
+    const auto visit = [&](const auto& quarter) {
+        for (int i = 0; i < 4; ++i) {
+            const int column = x + i % 2 * step, row = y + i / 2 * step;
+            if (x_.needs(column, step) && y_.needs(row, step) && !quarter(column, row)) return false;
+        }
+        return true;
+    };
+    if (foreseer_) {
+        visit([&](int column, int row) {
+            expect(column, row, step);
+            return true;
+        });
+        foresee();
     }
-    return true;
+    return visit([&](int column, int row) { return divide(column, row, step); });
 }
 
 bool SampleGrid::differs(const Square& square) const {

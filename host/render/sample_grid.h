@@ -12,6 +12,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <span>
 #include <vector>
 
 namespace lumorender {
@@ -24,8 +25,14 @@ struct GridSample {
 
 class SampleGrid {
 public:
-    /// Takes the sample of a cell of the grid; false where the render was stopped.
-    using Taker = std::function<bool(int x, int y, GridSample& sample)>;
+    struct Cell {
+        int x, y;
+    };
+    /// Takes the sample of a cell of the grid; false where the render was stopped. `foreseen` is the cell's number among
+    /// those that were looked at ahead, or negative.
+    using Taker = std::function<bool(const Cell& cell, int foreseen, GridSample& sample)>;
+    /// Looks ahead at cells whose samples will be taken. Gives the number of the first; the others have those behind it.
+    using Foreseer = std::function<int(std::span<const Cell> cells)>;
 
     /// A part of a sample; samples have the numbers in which they were taken.
     struct Part {
@@ -36,8 +43,8 @@ public:
     /// @param edge cells of the grid across a pixel
     SampleGrid(const miOptions& options, int edge, int columns, int rows);
 
-    /// Takes all samples that pixels of the tile need. False where the render was stopped.
-    bool fill(const Tile& tile, const Taker& take);
+    /// Takes all samples that pixels of the tile need. False where the render was stopped. `foresee` may be empty.
+    bool fill(const Tile& tile, const Taker& take, const Foreseer& foresee = {});
 
     /// The samples that a pixel of the tile is the sum of, each once, in an order that depends on the pixel only.
     const std::vector<Part>& partsOf(int x, int y);
@@ -67,6 +74,9 @@ private:
     Square squareOf(int x, int y, int step) const;
     std::size_t place(int x, int y) const;
     int numberAt(int x, int y) const { return numbers_[place(x, y)]; }
+    void expect(int x, int y, int step);
+    void expectRow(int y);
+    void foresee();
     bool take(int x, int y);
     bool divide(int x, int y, int step);
     bool divideInFour(int x, int y, int step);
@@ -82,7 +92,9 @@ private:
     Side x_, y_;
     int stride_ = 0;
     const Taker* taker_ = nullptr;
-    std::vector<int> numbers_;          ///< by cell; -1 = not taken
+    const Foreseer* foreseer_ = nullptr;
+    std::vector<Cell> expected_;        ///< that will be taken
+    std::vector<int> numbers_;          ///< by cell, of samples; kNone, or below, kForeseen - its number there
     std::vector<std::uint16_t> steps_;  ///< by cell, of the square around it
     std::vector<GridSample> samples_;
     std::vector<float> weights_;  ///< by sample, of the running pixel

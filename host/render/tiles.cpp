@@ -11,6 +11,7 @@
 #include "tracing/eye_samples.h"
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <chrono>
 #include <cmath>
@@ -19,6 +20,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <span>
 
 namespace lumorender {
 
@@ -72,8 +74,9 @@ private:
         bool complete = true;
         for (int y = 0; y < tile.height; ++y) {
             if (complete && passes_.isNeeded()) passes_.startRow(tile.x, tile.y + y, tile.width);
+            row_ = {tile.x, tile.x + tile.width, tile.y + y};
             for (int x = 0; x < tile.width; ++x) {
-                complete = complete && samplePixel(tile, x, y);
+                complete = complete && samplePixel(tile.x + x);
                 buffers_.endPixel(x, y);
             }
             if (complete && passes_.isNeeded()) passes_.endRow();
@@ -102,14 +105,33 @@ private:
 
     bool takeSamples(const Tile& piece) {
         buffers_.forgetSamples();
-        return grid_->fill(piece, [this](int x, int y, GridSample& sample) { return takeSample(x, y, sample); });
+        cells_.samples.clear();
+        cells_.rays.clear();
+        const auto take = [this](const SampleGrid::Cell& cell, int foreseen, GridSample& sample) {
+            return takeSample(cell, foreseen, sample);
+        };
+        if (!samples_.foresees()) return grid_->fill(piece, take);
+        return grid_->fill(piece, take, [this](std::span<const SampleGrid::Cell> cells) { return foresee(cells); });
     }
 
-    /// Of a cell of the grid.
-    bool takeSample(int column, int row, GridSample& sample) {
+    EyeSample sampleOf(const SampleGrid::Cell& cell) const {
         const int edge = sampler_.edge();
-        const int x = column / edge, y = row / edge;
-        sample.color = traceSample(x, y, seedOf(x, y), row % edge * edge + column % edge, kFarthest);
+        const int x = cell.x / edge, y = cell.y / edge;
+        return sampleAt(x, y, seedOf(x, y), cell.y % edge * edge + cell.x % edge, kFarthest);
+    }
+
+    int foresee(std::span<const SampleGrid::Cell> cells) {
+        const std::size_t first = cells_.samples.size();
+        for (const SampleGrid::Cell& cell : cells) cells_.samples.push_back(sampleOf(cell));
+        cells_.rays.resize(cells_.samples.size());
+        samples_.foresee(std::span(cells_.samples).subspan(first), &cells_.rays[first]);
+        return static_cast<int>(first);
+    }
+
+    bool takeSample(const SampleGrid::Cell& cell, int foreseen, GridSample& sample) {
+        const auto number = static_cast<std::size_t>(foreseen);
+        sample.color =
+            foreseen < 0 ? samples_.trace(sampleOf(cell)) : samples_.trace(cells_.samples[number], cells_.rays[number]);
         if (abortRequested()) return false;
         const ThreadContext& context = samples_.context();
         sample.moves = context.sampleMoves;
@@ -127,23 +149,42 @@ private:
     }
 
     /// @param seed of the pixel
-    miColor traceSample(int x, int y, std::uint32_t seed, int cell, float farthest) {
+    EyeSample sampleAt(int x, int y, std::uint32_t seed, int cell, float farthest) const {
         const SamplePosition position = sampler_.position(seed, cell);
-        return samples_.trace(
-            {x + position.x, y + position.y, position.time, seed, sampler_.number(cell), sampler_.ordered(), farthest});
+        return {x + position.x,        y + position.y,     position.time, seed,
+                sampler_.number(cell), sampler_.ordered(), farthest};
     }
 
     /// False where the render was stopped: a sample that was under way does not count.
-    bool samplePixel(const Tile& tile, int tileX, int tileY) {
-        const int x = tile.x + tileX, y = tile.y + tileY;
-        const std::uint32_t seed = seedOf(x, y);
+    bool samplePixel(int x) {
         pixelLight_.clear();
         for (int i = 0; i < sampler_.count(); ++i) {
-            const miColor result = traceSample(x, y, seed, i, masks_ ? passes_.nearestInFiles(x, i) : kFarthest);
+            const miColor result = traceNext();
             if (abortRequested()) return false;
             add(result, x, i);
         }
         return true;
+    }
+
+    miColor traceNext() {
+        if (row_.taken == row_.foreseen) foresee();
+        const std::size_t next = row_.taken++;
+        return samples_.trace(row_.samples[next], row_.rays[next]);
+    }
+
+    void foresee() {
+        std::size_t count = 0;
+        std::uint32_t seed = seedOf(row_.x, row_.y);
+        while (count < row_.samples.size() && row_.x < row_.end) {
+            const float farthest = masks_ ? passes_.nearestInFiles(row_.x, row_.cell) : kFarthest;
+            row_.samples[count++] = sampleAt(row_.x, row_.y, seed, row_.cell, farthest);
+            if (++row_.cell < sampler_.count()) continue;
+            row_.cell = 0;
+            seed = seedOf(++row_.x, row_.y);
+        }
+        samples_.foresee({row_.samples.data(), count}, row_.rays.data());
+        row_.foreseen = count;
+        row_.taken = 0;
     }
 
     void add(const miColor& result, int x, int number) {
@@ -155,7 +196,22 @@ private:
         buffers_.add(sample_, number == sampler_.standing());
     }
 
+    /// The samples of a row of pixels, one after the other; those that come next have been looked for together.
+    struct Row {
+        int x = 0, end = 0, y = 0, cell = 0;  ///< first sample that has not been looked for
+        std::array<EyeSample, EyeSamples::kTogether> samples = {};
+        std::array<EyeRay, EyeSamples::kTogether> rays = {};
+        std::size_t foreseen = 0, taken = 0;  ///< of these
+    };
+    /// Of cells of the grid, those that have been looked for.
+    struct Cells {
+        std::vector<EyeSample> samples;
+        std::vector<EyeRay> rays;
+    };
+
     EyeSamples samples_;
+    Row row_;
+    Cells cells_;
     std::vector<GatherPoint> pixelLight_;
     TileBuffers buffers_;
     PassWork passes_;

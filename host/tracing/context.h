@@ -184,6 +184,14 @@ struct PhotonPath {
     bool casters = true;     ///< ... at surfaces only that cast caustics
 };
 
+/// An eye ray, with what it meets first where this was looked for together with others.
+struct EyeRay {
+    miVector org = {}, dir = {};
+    float time = 0;      ///< miState::time
+    float farthest = 0;  ///< see EyeSample
+    FoundHit found;
+};
+
 /// Where the last eye ray began, and what it began in.
 struct EyeOrigin {
     bool isKnown = false;
@@ -202,13 +210,14 @@ struct ThreadContext {
     Arena arena;
     ShaderStates states;
     CallFrame* frame = nullptr;
-    RayRecord* root = nullptr;        ///< of the eye sample
-    miState fresh = {};               ///< the root state before a sample
-    std::vector<SampleValue> values;  ///< by shader index of the frame buffer
-    const int* valueWords = nullptr;  ///< 32-bit words of each of them
-    std::size_t openValues = 0;       ///< how many shaders may read and write now: none outside of a sample
-    int ray = 0;                      ///< depth of the running ray
-    std::size_t lens = 0;             ///< position in the camera's lens list
+    RayRecord* root = nullptr;         ///< of the eye sample
+    miState fresh = {};                ///< the root state before a sample
+    std::vector<SampleValue> values;   ///< by shader index of the frame buffer
+    const int* valueWords = nullptr;   ///< 32-bit words of each of them
+    std::size_t openValues = 0;        ///< how many shaders may read and write now: none outside of a sample
+    int ray = 0;                       ///< depth of the running ray
+    const EyeRay* foreseen = nullptr;  ///< what the sample's ray meets, as long as no shader has turned it; or null
+    std::size_t lens = 0;              ///< position in the camera's lens list
     miStage stage = miSTAGE_UNKNOWN;
     float farthest =
         std::numeric_limits<float>::infinity();  ///< of the sample: what lies further off along the axis is hidden

@@ -21,7 +21,9 @@ constexpr int kRasterizer = 'r';  ///< of miOptions::scanline
 }  // namespace
 
 EyeSamples::EyeSamples(const RenderScene& scene, short threadIndex, miStage stage)
-    : scene_(scene), context_(scene, threadIndex) {
+    : scene_(scene),
+      context_(scene, threadIndex),
+      foresees_(scene.geometry && scene.geometry->canLook() && eyeRaysGoStraight(scene)) {
     createRootState(context_);
     context_.stage = stage;
     miColor unused = {0, 0, 0, 0};
@@ -34,18 +36,49 @@ void EyeSamples::finish() {
     runStateShaders(context_, miSTATE_SHADER_STATE_EXIT, &unused, false);
 }
 
-miColor EyeSamples::trace(const EyeSample& sample) {
-    start(sample);
+EyeRay EyeSamples::aim(const EyeSample& sample) const {
+    EyeRay ray;
+    ray.farthest = sample.farthest;
+    const double interval = scene_.options->shutter - scene_.options->shutter_delay;
+    ray.time = scene_.options->shutter_delay;
+    if (interval > 0) ray.time += static_cast<float>(interval * sample.time);
+    Imath::V2d lens(0, 0);
+    if (scene_.projection->hasLens()) {
+        constexpr std::uint32_t kLens = 0x1e45;
+        const std::uint32_t seed = mixSeeds(sample.seed, kLens);
+        const auto coordinate = sample.ordered ? orderedSobol : scrambledSobol;
+        lens = {coordinate(sample.number, 0, seed), coordinate(sample.number, 1, seed)};
+    }
+    scene_.projection->eyeRay(sample.x, sample.y, interval > 0 ? sample.time : 0, lens, ray.org, ray.dir);
+    return ray;
+}
+
+void EyeSamples::foresee(std::span<const EyeSample> samples, EyeRay* rays) const {
+    std::transform(samples.begin(), samples.end(), rays, [&](const EyeSample& sample) { return aim(sample); });
+    if (!foresees_) return;
+    Ray traced[kTogether];
+    FoundHit found[kTogether];
+    for (std::size_t first = 0; first < samples.size(); first += kTogether) {
+        const std::span some(rays + first, std::min(kTogether, samples.size() - first));
+        std::transform(some.begin(), some.end(), traced, [&](const EyeRay& ray) { return rayOf(scene_, ray); });
+        scene_.geometry->look({traced, some.size()}, found);
+        for (std::size_t i = 0; i < some.size(); ++i) some[i].found = found[i];
+    }
+}
+
+miColor EyeSamples::trace(const EyeSample& sample, const EyeRay& ray) {
+    start(sample, ray);
     miColor result = {0, 0, 0, 0};
     runStateShaders(context_, miSTATE_SHADER_SAMPLE_INIT, &result, false);
     const bool ok = traceSample(context_, &result);
     runStateShaders(context_, miSTATE_SHADER_SAMPLE_EXIT, &result, ok);
     context_.openValues = 0;
+    context_.foreseen = nullptr;
     context_.states.endEyeRay();
     return result;
 }
 
-void EyeSamples::start(const EyeSample& sample) {
+void EyeSamples::start(const EyeSample& sample, const EyeRay& ray) {
     resetRootState(context_);
     std::fill(context_.values.begin(), context_.values.end(), SampleValue{});
     context_.openValues = context_.values.size();
@@ -58,19 +91,11 @@ void EyeSamples::start(const EyeSample& sample) {
     state.scanline = scene_.options->scanline == kRasterizer;
     state.raster_x = static_cast<float>(sample.x);
     state.raster_y = static_cast<float>(sample.y);
-    const double interval = scene_.options->shutter - scene_.options->shutter_delay;
-    state.time = scene_.options->shutter_delay;
-    if (interval > 0) state.time += static_cast<float>(interval * sample.time);
-    seedEyeState(state, sample.seed, sample.number, sample.ordered);
-    Imath::V2d lens(0, 0);
-    if (scene_.projection->hasLens()) {
-        constexpr std::uint32_t kLens = 0x1e45;
-        const std::uint32_t seed = mixSeeds(sample.seed, kLens);
-        const auto coordinate = sample.ordered ? orderedSobol : scrambledSobol;
-        lens = {coordinate(sample.number, 0, seed), coordinate(sample.number, 1, seed)};
-        state.qmc_component = 0;
-    }
-    scene_.projection->eyeRay(sample.x, sample.y, interval > 0 ? sample.time : 0, lens, state.org, state.dir);
+    state.time = ray.time;
+    state.org = ray.org;
+    state.dir = ray.dir;
+    seedEyeState(state, sample.seed, sample.number, sample.ordered && !scene_.projection->hasLens());
+    context_.foreseen = &ray;
 }
 
 void createRootState(ThreadContext& context) {

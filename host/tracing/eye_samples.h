@@ -4,6 +4,7 @@
 #include "tracing/context.h"
 
 #include <limits>
+#include <span>
 
 namespace lumorender {
 
@@ -23,8 +24,17 @@ class EyeSamples {
 public:
     EyeSamples(const RenderScene& scene, short threadIndex, miStage stage);
 
+    static constexpr std::size_t kTogether = 16;  ///< rays that are looked for at once
+
     /// Traces a sample. Its state (`ThreadContext::root`) and what shaders put into frame buffers stay until the next.
-    miColor trace(const EyeSample& sample);
+    miColor trace(const EyeSample& sample) { return trace(sample, aim(sample)); }
+
+    /// Makes the rays of some samples, which had better be neighbours, and looks together for what they meet.
+    void foresee(std::span<const EyeSample> samples, EyeRay* rays) const;
+    /// Whether that saves time in this scene: else rays are made, and nothing is known of them.
+    bool foresees() const { return foresees_; }
+    /// A sample with the ray that was made for it, and that stays until the end of the call.
+    miColor trace(const EyeSample& sample, const EyeRay& ray);
 
     /// To be called once, after the last sample, by one thread at a time.
     void finish();
@@ -33,10 +43,12 @@ public:
     const ThreadContext& context() const { return context_; }
 
 private:
-    void start(const EyeSample& sample);
+    EyeRay aim(const EyeSample& sample) const;
+    void start(const EyeSample& sample, const EyeRay& ray);
 
     const RenderScene& scene_;
     ThreadContext context_;
+    const bool foresees_;
 };
 
 /// Prepares a context's root state for calls outside samples: init, exit and state shaders.

@@ -13,6 +13,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <utility>
 
 namespace lumorender {
@@ -152,8 +153,7 @@ bool depthAllows(const miState* state, bool reflects) {
 }
 
 /// Is there a lens shader at this position of the camera's list? None where the options switch them off.
-bool hasLens(const ThreadContext& context, std::size_t position) {
-    const RenderScene& scene = *context.scene;
+bool hasLens(const RenderScene& scene, std::size_t position) {
     return !scene.options->no_lens && position < scene.slots->functions(scene.camera->lens).count;
 }
 
@@ -163,10 +163,19 @@ Reach reachOfCamera(const ThreadContext& context, const miState& ray) {
     return {depths.near, depths.far};
 }
 
+bool isSame(const miVector& a, const miVector& b) { return std::memcmp(&a, &b, sizeof a) == 0; }
+
+/// What is foreseen of the ray, unless a shader has turned it.
+const FoundHit* foreseen(const ThreadContext& context, const miState& ray) {
+    const EyeRay* eye = context.foreseen;
+    return eye && eye->time == ray.time && isSame(eye->org, ray.org) && isSame(eye->dir, ray.dir) ? &eye->found
+                                                                                                  : nullptr;
+}
+
 bool traceScene(ThreadContext& context, RayRecord& record, miColor* result) {
     ++context.counters.eye;
     const EyeVolumes volumes(context, record.state);
-    findHit(context, record, RayVisibility::Eye, reachOfCamera(context, record.state));
+    findHit(context, record, RayVisibility::Eye, reachOfCamera(context, record.state), foreseen(context, record.state));
     return shade(context, &record.state, result);
 }
 
@@ -180,11 +189,24 @@ bool callLens(ThreadContext& context, miState* state, miColor* result) {
 
 }  // namespace
 
-float shutterFraction(const RenderScene& scene, const miState& state) {
+float shutterFraction(const RenderScene& scene, float time) {
     const double open = scene.options->shutter_delay;
     const double interval = scene.options->shutter - open;
-    return interval > 0 ? static_cast<float>((state.time - open) / interval) : 0.0F;
+    return interval > 0 ? static_cast<float>((time - open) / interval) : 0.0F;
 }
+
+Ray rayOf(const RenderScene& scene, const EyeRay& eye) {
+    const Camera::Depths depths = scene.projection->depths(eye.org, eye.dir, eye.farthest);
+    Ray ray;
+    ray.org = eye.org;
+    ray.dir = eye.dir;
+    ray.near = depths.near;
+    ray.far = depths.far;
+    ray.time = shutterFraction(scene, eye.time);
+    return ray;
+}
+
+bool eyeRaysGoStraight(const RenderScene& scene) { return !hasLens(scene, 0); }
 
 double surfaceOffset(const miVector& point) {
     const double size = std::max({std::abs(point.x), std::abs(point.y), std::abs(point.z)});
@@ -212,7 +234,8 @@ RayRecord& childRay(ThreadContext& context, miState* state) {
     return *record;
 }
 
-bool findHit(ThreadContext& context, RayRecord& record, RayVisibility visibility, const Reach& reach) {
+bool findHit(ThreadContext& context, RayRecord& record, RayVisibility visibility, const Reach& reach,
+             const FoundHit* found) {
     const RenderScene& scene = *context.scene;
     miState& state = record.state;
     clearHit(state);
@@ -225,7 +248,7 @@ bool findHit(ThreadContext& context, RayRecord& record, RayVisibility visibility
     ray.time = shutterFraction(scene, state);
     ray.visibility = visibility;
     ray.asking = &state;
-    if (!scene.geometry->intersect(ray, record.hit)) return false;
+    if (!scene.geometry->intersect(ray, record.hit, found)) return false;
 
     fillHit(context, record, true);
     return true;
@@ -247,7 +270,7 @@ void fillHit(ThreadContext& context, RayRecord& record, bool flipNormals) {
 
 bool traceSample(ThreadContext& context, miColor* result) {
     RayRecord& record = *context.root;
-    if (!hasLens(context, 0)) return traceScene(context, record, result);
+    if (!hasLens(*context.scene, 0)) return traceScene(context, record, result);
     context.lens = 0;
     return callLens(context, &record.state, result);
 }
@@ -261,8 +284,8 @@ bool traceEye(miColor* result, miState* state, const miVector& org, const miVect
     record.state.scanline = state->scanline;
     const RayInFlight inFlight(context, record);
     *result = {0, 0, 0, 0};
-    const bool ok =
-        hasLens(context, context.lens) ? callLens(context, &record.state, result) : traceScene(context, record, result);
+    const bool ok = hasLens(*context.scene, context.lens) ? callLens(context, &record.state, result)
+                                                          : traceScene(context, record, result);
     context.lensTurn = callersTurn;
     handBack(state, record.state);
     state->instance = record.state.instance;

@@ -10,6 +10,11 @@ namespace lumorender {
 /// The eye ray of a lens shader: the next lens shader of the camera, or the scene behind the last one.
 bool traceEye(miColor* result, miState* state, const miVector& org, const miVector& dir);
 
+/// An eye ray as the camera sends it, which sees what is between the camera's clipping planes.
+Ray rayOf(const RenderScene& scene, const EyeRay& eye);
+/// Whether all eye rays are as the camera sends them: no lens shader turns them.
+bool eyeRaysGoStraight(const RenderScene& scene);
+
 /// The outermost eye ray, in the context's root state: lens shaders first, then what they or the ray meet.
 bool traceSample(ThreadContext& context, miColor* result);
 
@@ -54,8 +59,9 @@ struct Reach {
 };
 
 /// Fills the record's state with what its ray meets within reach. False for a miss, which leaves instance,
-/// material, pri and dist zero.
-bool findHit(ThreadContext& context, RayRecord& record, RayVisibility visibility, const Reach& reach);
+/// material, pri and dist zero. `found` is what is known of the ray already, if anything.
+bool findHit(ThreadContext& context, RayRecord& record, RayVisibility visibility, const Reach& reach,
+             const FoundHit* found = nullptr);
 
 /// A ray of final gathering that ends at `far`: the record is a child of the place that gathers, ray and type are set.
 bool traceGathering(miColor* result, ThreadContext& context, RayRecord& record, double far);
@@ -64,7 +70,10 @@ bool traceGathering(miColor* result, ThreadContext& context, RayRecord& record, 
 void fillHit(ThreadContext& context, RayRecord& record, bool flipNormals);
 
 /// The state's time as the geometry counts it: 0 when the shutter opens, 1 when it closes.
-float shutterFraction(const RenderScene& scene, const miState& state);
+float shutterFraction(const RenderScene& scene, float time);
+inline float shutterFraction(const RenderScene& scene, const miState& state) {
+    return shutterFraction(scene, state.time);
+}
 
 /// The distance from which a ray that starts on a surface at `point` sees again, so that it does not meet the surface
 /// itself: rounding of the point and of the kernels' intersection.
