@@ -44,9 +44,10 @@ void takeFound(const FoundHit& found, const FlatInstance& instance, float time, 
     hit.primitive = found.primitive;
     hit.u = found.u;
     hit.v = found.v;
-    hit.dist = static_cast<double>(found.dist);
+    hit.dist = found.dist;
     hit.time = time;
-    hit.sides = 0;
+    hit.sides = found.sides;
+    hit.point = found.point;
 }
 
 /// Where several triangles meet, rays that are traced together may each find another of them than alone, which depends
@@ -310,7 +311,7 @@ bool EmbreeKernels::intersect(const Ray& ray, Hit& hit, const FoundHit* found) c
     if (found && found->instance != FoundHit::kUnknown) {
         if (found->instance == FoundHit::kNothing) return false;
         takeFound(*found, instances_[found->instance], timeOf(ray, timed_), hit);
-        makePrecise(ray, hit);
+        if (!found->isExact()) makePrecise(ray, hit);
         if (hit.dist > ray.near) return true;
     }
     if (!isTraceable(ray, reach_)) return false;
@@ -346,7 +347,8 @@ bool EmbreeKernels::intersect(const Ray& ray, Hit& hit, const FoundHit* found) c
 template <class Packet, std::size_t width>
 void EmbreeKernels::lookTogether(std::span<const Ray> rays, FoundHit* found) const {
     alignas(64) int valid[width] = {};
-    alignas(64) Packet packet = {};
+    alignas(64) Packet packet;
+    if (rays.size() < width) packet = {};
     for (std::size_t i = 0; i < rays.size(); ++i) {
         found[i] = {};
         packet.hit.geomID[i] = packet.hit.instID[0][i] = RTC_INVALID_GEOMETRY_ID;
@@ -368,7 +370,7 @@ void EmbreeKernels::lookTogether(std::span<const Ray> rays, FoundHit* found) con
         if (instance == RTC_INVALID_GEOMETRY_ID)
             found[i].instance = FoundHit::kNothing;
         else if (isWellInside(packet.hit.u[i], packet.hit.v[i]))
-            found[i] = {instance, packet.hit.primID[i], packet.hit.u[i], packet.hit.v[i], packet.ray.tfar[i]};
+            found[i] = {instance, packet.hit.primID[i], packet.hit.u[i], packet.hit.v[i], packet.ray.tfar[i], 0, {}};
     }
 }
 

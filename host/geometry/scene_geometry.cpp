@@ -296,6 +296,13 @@ private:
 
 }  // namespace
 
+void SceneGeometry::makeExact(const Ray& ray, FoundHit& found) const {
+    Hit hit;
+    if (!found.isHit() || !intersect(ray, hit, &found)) return;
+    const auto instance = static_cast<std::uint32_t>(hit.instance - instances().data());
+    found = {instance, hit.primitive, hit.u, hit.v, hit.dist, hit.sides, hit.point};
+}
+
 std::unique_ptr<SceneGeometry> SceneGeometry::build(const Database& database, miTag rootGroup, const miOptions& options,
                                                     const GeometryRules& rules) {
     auto geometry = collect(database, rootGroup, options, {}, rules);

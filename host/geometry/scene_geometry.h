@@ -154,13 +154,19 @@ struct Hit {
     ShapePlace place;        ///< on surfaces that shaders find
 };
 
-/// What a ray meets as the ray tracing kernels tell it, to be made exact by `SceneGeometry::intersect`.
+/// What a ray meets first, as far as it has been looked for.
 struct FoundHit {
     enum Answer : std::uint32_t { kUnknown = ~0U, kNothing = ~0U - 1 };
 
     std::uint32_t instance = kUnknown;  ///< its number, or an Answer
     std::uint32_t primitive = 0;
-    float u = 0, v = 0, dist = 0;
+    float u = 0, v = 0;
+    double dist = 0;
+    std::uint8_t sides = 0;  ///< as long as there are none, the place is as the ray tracing kernels tell it
+    V3d point = V3d(0);      ///< only where there are sides
+
+    bool isHit() const { return instance < kNothing; }
+    bool isExact() const { return sides != 0; }
 };
 
 /// The part of a ray within an object's box, in the space of the object.
@@ -223,11 +229,13 @@ public:
     /// The nearest hit behind `ray.near`, or false. Thread-safe; allocates nothing. Honours visibility, face culling
     /// and motion. To go on behind a hit trace the same ray with `near` = its dist and `behind` = the hit: it will not
     /// be found again (and neither will surfaces of other instances that coincide with it to within rounding).
-    /// `found` is what `look` has said of this ray, if it has been asked.
+    /// `found` is what is known of this ray, if anything.
     virtual bool intersect(const Ray& ray, Hit& hit, const FoundHit* found = nullptr) const = 0;
     /// Looks where many rays go that begin close together in nearly the same direction, which takes a part of the time
     /// of one after the other. Thread-safe; what it cannot tell for sure stays unknown.
     virtual void look(std::span<const Ray> rays, FoundHit* found) const = 0;
+    /// Makes exact what has been found so.
+    void makeExact(const Ray& ray, FoundHit& found) const;
     /// Whether that tells anything in this scene, and on this machine.
     virtual bool canLook() const = 0;
     /// True when anything lies between near and far.

@@ -39,20 +39,6 @@ LightSource placeLight(const Database& database, const FlatElement& element) {
     return source;
 }
 
-/// The ray of a light from a place on it to the point: position, direction and distance of the light's state.
-void aimLight(const LightSource& source, const miVector& origin, const miVector& point, miState& state) {
-    if (source.directional) {
-        state.org = source.origin;
-        state.dir = source.direction;
-        state.dist = 0;
-        return;
-    }
-    const V3d way = wide(point) - wide(origin);
-    state.org = origin;
-    state.dist = length(way);
-    state.dir = narrow(unit(way));
-}
-
 float cosineToLight(const miState& caller, const miVector& lightDir) { return -dot(caller.normal, lightDir); }
 
 /// A light with a profile of its own is as bright as its shader says where it shines brightest.
@@ -115,7 +101,10 @@ bool takeSample(const LightSource& source, const LightGrid& grid, int number, co
     child.type = miRAY_LIGHT;
     child.light_instance = source.instance;
     child.count = static_cast<miUshort>(number);
-    aimLight(source, origin, state->point, child);
+    const LightRay ray = lightRay(source, origin, state->point);
+    child.org = ray.org;
+    child.dir = ray.dir;
+    child.dist = ray.dist;
     child.dot_nd = cosineToLight(*state, child.dir);
     // Light from below the surface is no light, unless the caller took the hit record away.
     const bool isLate = source.choosesItsPlace;
@@ -222,6 +211,12 @@ bool LightTable::castsShadow(const FlatInstance& occluder, miTag light) const {
     const std::vector<miTag>* list =
         occluder.shadowListInstance ? listOf(shadowLists_, occluder.shadowListInstance) : nullptr;
     return !list || std::find(list->begin(), list->end(), light) != list->end();
+}
+
+LightRay lightRay(const LightSource& source, const miVector& place, const miVector& point) {
+    if (source.directional) return {source.origin, source.direction, 0};
+    const V3d way = wide(point) - wide(place);
+    return {place, narrow(unit(way)), length(way)};
 }
 
 bool sampleLight(miColor* result, miVector* dir, miScalar* dotNl, miState* state, miTag light, int* samples) {

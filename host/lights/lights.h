@@ -56,6 +56,7 @@ public:
         return lamp != lamps_.end() ? find(lamp->second) : nullptr;
     }
 
+    std::span<const LightSource> sources() const { return sources_; }
     const std::vector<miTag>& all() const { return all_; }
     /// The lights that light the instance that was hit.
     const std::vector<miTag>& lightsFor(const FlatInstance& instance) const;
@@ -82,6 +83,14 @@ private:
     std::unordered_map<miTag, miTag> lamps_;  ///< visible lights by the instance or object of their shape
     Lists lists_, shadowLists_;
 };
+
+/// The ray of a light from a place on it to the point: a light state's position, direction, and distance, which is 0
+/// for lights that are infinitely far away.
+struct LightRay {
+    miVector org, dir;
+    double dist = 0;
+};
+LightRay lightRay(const LightSource& source, const miVector& place, const miVector& point);
 
 /// The next sample of a light, as mi_sample_light hands it out: samples that do not light the point are counted and
 /// passed over. Returns false when there are no more.

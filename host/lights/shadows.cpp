@@ -9,6 +9,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
+#include <utility>
 
 namespace lumorender {
 
@@ -34,12 +36,13 @@ bool filterByOccluder(ThreadContext& context, RayRecord& record, miColor* result
 
 /// Finds the next surface along the ray that casts a shadow from this light, and fills the record's state with it.
 /// The distance from `ray.org` goes to `distance`.
-/// The ray goes on behind it the next time.
-bool findOccluder(ThreadContext& context, RayRecord& record, Ray& ray, Hit& crossed, double& distance) {
+/// The ray goes on behind it the next time. `found` is what is known of the ray, if anything.
+bool findOccluder(ThreadContext& context, RayRecord& record, Ray& ray, Hit& crossed, double& distance,
+                  const FoundHit* found = nullptr) {
     const RenderScene& scene = *context.scene;
     ++context.counters.shadow;
     ray.asking = &record.state;
-    while (scene.geometry->intersect(ray, record.hit)) {
+    while (scene.geometry->intersect(ray, record.hit, std::exchange(found, nullptr))) {
         distance = record.hit.dist;
         crossed = record.hit;
         ray.behind = &crossed;
@@ -60,9 +63,9 @@ bool findOccluder(ThreadContext& context, RayRecord& record, Ray& ray, Hit& cros
     return false;
 }
 
-Ray shadowRay(const ThreadContext& context, const miState& state) {
+Ray shadowRay(const ThreadContext& context, float time) {
     Ray ray;
-    ray.time = shutterFraction(*context.scene, state);
+    ray.time = shutterFraction(*context.scene, time);
     ray.visibility = RayVisibility::Shadow;
     return ray;
 }
@@ -82,24 +85,52 @@ double lightOffset(const ThreadContext& context, const miState& light) {
     return surfaceOffset(light.org) / std::max(std::abs(static_cast<double>(dot(normal, light.dir))), kFlattest);
 }
 
-/// All occluders between light and point, from the light on; an infinitely far light has no first one, so its rays
-/// start at the point.
-bool traceUnsorted(ThreadContext& context, miColor* result, miState* light) {
-    Ray ray = shadowRay(context, *light);
-    const bool finite = light->dist > 0;
-    ray.org = finite ? light->org : light->point;
-    ray.dir = finite ? light->dir : miVector{-light->dir.x, -light->dir.y, -light->dir.z};
-    ray.near = finite ? lightOffset(context, *light) : surfaceOffset(light->point);
+/// From the light to the point; an infinitely far light has no place to start from, so its rays start at the point.
+Ray rayFromLight(const ThreadContext& context, const LightRay& light, const miVector& point, float time,
+                 double lightOffset) {
+    Ray ray = shadowRay(context, time);
+    const bool finite = light.dist > 0;
+    ray.org = finite ? light.org : point;
+    ray.dir = finite ? light.dir : -light.dir;
+    ray.near = finite ? lightOffset : surfaceOffset(point);
     // The point is met as exactly as its own and the light's numbers are: far lights miss it by more than its own
     // rounding.
-    ray.far = finite ? light->dist - std::max(surfaceOffset(light->point), surfaceOffset(light->org)) : 1e30;
+    ray.far = finite ? light.dist - std::max(surfaceOffset(point), surfaceOffset(light.org)) : 1e30;
+    return ray;
+}
+
+bool isSame(const miVector& a, const miVector& b) { return std::memcmp(&a, &b, sizeof a) == 0; }
+
+/// What is foreseen of the shadow ray, or null.
+const FoundHit* foreseen(ThreadContext& context, const Ray& ray) {
+    if (!context.foreseen) return nullptr;
+    for (std::size_t i = 0; i < context.foreseen->shadowCount; ++i) {
+        const ForeseenShadow& shadow = context.foreseen->shadows[i];
+        if (shadow.far != ray.far || shadow.near != ray.near || !isSame(shadow.dir, ray.dir) ||
+            !isSame(shadow.org, ray.org))
+            continue;
+        ++context.shadows.lights[shadow.light].used;
+        return &shadow.found;
+    }
+    return nullptr;
+}
+
+/// All occluders between light and point, from the light on.
+bool traceUnsorted(ThreadContext& context, miColor* result, miState* light) {
+    Ray ray = rayFromLight(context, {light->org, light->dir, light->dist}, light->point, light->time,
+                           light->dist > 0 ? lightOffset(context, *light) : 0);
     if (ray.far <= ray.near) return true;
+    const FoundHit* found = foreseen(context, ray);
+    if (found && found->instance == FoundHit::kNothing) {
+        ++context.counters.shadow;
+        return true;
+    }
 
     RayRecord& record = shadowChild(context, light);
     const RayInFlight inFlight(context, record);
     double distance = 0;
     Hit crossed;
-    while (findOccluder(context, record, ray, crossed, distance)) {
+    while (findOccluder(context, record, ray, crossed, distance, std::exchange(found, nullptr))) {
         // From an infinitely far light there is no distance to the occluder: the one from the point stands for it,
         // because 0 would tell shadow shaders that there is nothing to do.
         record.state.dist = distance;
@@ -113,7 +144,7 @@ bool traceSegment(ThreadContext& context, miColor* result, miState* from, miTag 
                   bool meetsOccluders = true) {
     const miState* light = lightStateOf(from);
     if (!light) return true;
-    Ray ray = shadowRay(context, *from);
+    Ray ray = shadowRay(context, from->time);
     ray.org = from->point;
     ray.dir = {-light->dir.x, -light->dir.y, -light->dir.z};
     ray.near = surfaceOffset(from->point);
@@ -150,6 +181,44 @@ bool traceSegment(ThreadContext& context, miColor* result, miState* from, miTag 
 /// What shadow maps would do is done by rays, also where only maps were asked for.
 bool shadowsAreOn(const miOptions& options) { return options.shadow && (options.trace || options.use_shadow_maps); }
 
+/// Lights without a shape of which shaders have wanted most shadows so far.
+bool isWorthForesight(const ShadowForesight::Light& light) {
+    constexpr std::uint32_t kTrials = 64;
+    return light.foreseen < kTrials || light.used >= light.foreseen / 3;
+}
+
+/// Of the lights whose rays can be told before their shaders run.
+ShadowForesight foresightOf(const RenderScene& scene) {
+    ShadowForesight result;
+    for (const LightSource& source : scene.lights->sources())
+        if (source.hasOnePlace && !source.photonsOnly) result.lights.push_back({&source});
+    if (result.lights.size() > EyeRay::kMostShadows) result.lights.resize(EyeRay::kMostShadows);
+    return result;
+}
+
+void foreseeShadows(ThreadContext& context, std::span<EyeRay> rays, std::size_t number) {
+    constexpr std::size_t kMostRays = 16;
+    ShadowForesight::Light& light = context.shadows.lights[number];
+    const std::span<const FlatInstance> instances = context.scene->geometry->instances();
+    Ray traced[kMostRays];
+    FoundHit found[kMostRays];
+    EyeRay* askedBy[kMostRays];
+    std::size_t count = 0;
+    for (EyeRay& eye : rays) {
+        if (!eye.found.isExact() || !(instances[eye.found.instance].flags & miTRACE_SHADOW_RECEIVE)) continue;
+        const miVector point = narrow(eye.found.point);
+        const Ray ray = rayFromLight(context, lightRay(*light.source, light.source->origin, point), point, eye.time, 0);
+        if (ray.far <= ray.near) continue;
+        traced[count] = ray;
+        askedBy[count++] = &eye;
+    }
+    context.scene->geometry->look({traced, count}, found);
+    light.foreseen += static_cast<std::uint32_t>(count);
+    for (std::size_t i = 0; i < count; ++i)
+        askedBy[i]->shadows[askedBy[i]->shadowCount++] = {traced[i].org, traced[i].dir, traced[i].near,
+                                                          traced[i].far, number,        found[i]};
+}
+
 bool receivesShadows(const miState* light) {
     const Hit* lit = light->parent ? hitOf(light->parent) : nullptr;
     if (!lit) lit = contextOf(light).shading.hit;
@@ -159,6 +228,14 @@ bool receivesShadows(const miState* light) {
 }  // namespace
 
 bool shadowsHaveSegments(const miOptions& options) { return options.shadow == 's' && shadowsAreOn(options); }
+
+void foreseeShadows(ThreadContext& context, std::span<EyeRay> rays) {
+    const RenderScene& scene = *context.scene;
+    if (!scene.lights || !shadowsAreOn(*scene.options) || shadowsHaveSegments(*scene.options)) return;
+    if (context.shadows.lights.empty()) context.shadows = foresightOf(scene);
+    for (std::size_t i = 0; i < context.shadows.lights.size(); ++i)
+        if (isWorthForesight(context.shadows.lights[i])) foreseeShadows(context, rays, i);
+}
 
 bool traceShadow(miColor* result, miState* light) {
     if (!shadowsAreOn(*light->options)) return true;

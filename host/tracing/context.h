@@ -184,12 +184,33 @@ struct PhotonPath {
     bool casters = true;     ///< ... at surfaces only that cast caustics
 };
 
+/// A shadow ray that a light will want, unless its shader moves it.
+struct ForeseenShadow {
+    miVector org = {}, dir = {};
+    double near = 0, far = 0;
+    std::size_t light = 0;  ///< position in the list of ShadowForesight
+    FoundHit found;
+};
+
 /// An eye ray, with what it meets first where this was looked for together with others.
 struct EyeRay {
+    static constexpr std::size_t kMostShadows = 4;
+
     miVector org = {}, dir = {};
     float time = 0;      ///< miState::time
     float farthest = 0;  ///< see EyeSample
     FoundHit found;
+    std::array<ForeseenShadow, kMostShadows> shadows;  ///< of the place that it meets
+    std::size_t shadowCount = 0;
+};
+
+/// Which lights' shadow rays are worth to be looked for ahead: those of which most were wanted so far.
+struct ShadowForesight {
+    struct Light {
+        const LightSource* source;
+        std::uint32_t foreseen = 0, used = 0;
+    };
+    std::vector<Light> lights;
 };
 
 /// Where the last eye ray began, and what it began in.
@@ -210,12 +231,13 @@ struct ThreadContext {
     Arena arena;
     ShaderStates states;
     CallFrame* frame = nullptr;
-    RayRecord* root = nullptr;         ///< of the eye sample
-    miState fresh = {};                ///< the root state before a sample
-    std::vector<SampleValue> values;   ///< by shader index of the frame buffer
-    const int* valueWords = nullptr;   ///< 32-bit words of each of them
-    std::size_t openValues = 0;        ///< how many shaders may read and write now: none outside of a sample
-    int ray = 0;                       ///< depth of the running ray
+    RayRecord* root = nullptr;        ///< of the eye sample
+    miState fresh = {};               ///< the root state before a sample
+    std::vector<SampleValue> values;  ///< by shader index of the frame buffer
+    const int* valueWords = nullptr;  ///< 32-bit words of each of them
+    std::size_t openValues = 0;       ///< how many shaders may read and write now: none outside of a sample
+    int ray = 0;                      ///< depth of the running ray
+    ShadowForesight shadows;
     const EyeRay* foreseen = nullptr;  ///< what the sample's ray meets, as long as no shader has turned it; or null
     std::size_t lens = 0;              ///< position in the camera's lens list
     miStage stage = miSTAGE_UNKNOWN;

@@ -1,5 +1,6 @@
 #include "tracing/eye_samples.h"
 
+#include "lights/shadows.h"
 #include "mi/camera.h"
 #include "mi/options.h"
 #include "tracing/camera.h"
@@ -36,8 +37,9 @@ void EyeSamples::finish() {
     runStateShaders(context_, miSTATE_SHADER_STATE_EXIT, &unused, false);
 }
 
-EyeRay EyeSamples::aim(const EyeSample& sample) const {
-    EyeRay ray;
+void EyeSamples::aim(const EyeSample& sample, EyeRay& ray) const {
+    ray.found.instance = FoundHit::kUnknown;
+    ray.shadowCount = 0;
     ray.farthest = sample.farthest;
     const double interval = scene_.options->shutter - scene_.options->shutter_delay;
     ray.time = scene_.options->shutter_delay;
@@ -50,20 +52,25 @@ EyeRay EyeSamples::aim(const EyeSample& sample) const {
         lens = {coordinate(sample.number, 0, seed), coordinate(sample.number, 1, seed)};
     }
     scene_.projection->eyeRay(sample.x, sample.y, interval > 0 ? sample.time : 0, lens, ray.org, ray.dir);
-    return ray;
 }
 
-void EyeSamples::foresee(std::span<const EyeSample> samples, EyeRay* rays) const {
-    std::transform(samples.begin(), samples.end(), rays, [&](const EyeSample& sample) { return aim(sample); });
+void EyeSamples::foresee(std::span<const EyeSample> samples, EyeRay* rays) {
+    for (std::size_t i = 0; i < samples.size(); ++i) aim(samples[i], rays[i]);
     if (!foresees_) return;
+    for (std::size_t first = 0; first < samples.size(); first += kTogether)
+        look({rays + first, std::min(kTogether, samples.size() - first)});
+}
+
+void EyeSamples::look(std::span<EyeRay> rays) {
     Ray traced[kTogether];
     FoundHit found[kTogether];
-    for (std::size_t first = 0; first < samples.size(); first += kTogether) {
-        const std::span some(rays + first, std::min(kTogether, samples.size() - first));
-        std::transform(some.begin(), some.end(), traced, [&](const EyeRay& ray) { return rayOf(scene_, ray); });
-        scene_.geometry->look({traced, some.size()}, found);
-        for (std::size_t i = 0; i < some.size(); ++i) some[i].found = found[i];
+    std::transform(rays.begin(), rays.end(), traced, [&](const EyeRay& ray) { return rayOf(scene_, ray); });
+    scene_.geometry->look({traced, rays.size()}, found);
+    for (std::size_t i = 0; i < rays.size(); ++i) {
+        scene_.geometry->makeExact(traced[i], found[i]);
+        rays[i].found = found[i];
     }
+    foreseeShadows(context_, rays);
 }
 
 miColor EyeSamples::trace(const EyeSample& sample, const EyeRay& ray) {

@@ -27,10 +27,13 @@ public:
     static constexpr std::size_t kTogether = 16;  ///< rays that are looked for at once
 
     /// Traces a sample. Its state (`ThreadContext::root`) and what shaders put into frame buffers stay until the next.
-    miColor trace(const EyeSample& sample) { return trace(sample, aim(sample)); }
+    miColor trace(const EyeSample& sample) {
+        aim(sample, alone_);
+        return trace(sample, alone_);
+    }
 
     /// Makes the rays of some samples, which had better be neighbours, and looks together for what they meet.
-    void foresee(std::span<const EyeSample> samples, EyeRay* rays) const;
+    void foresee(std::span<const EyeSample> samples, EyeRay* rays);
     /// Whether that saves time in this scene: else rays are made, and nothing is known of them.
     bool foresees() const { return foresees_; }
     /// A sample with the ray that was made for it, and that stays until the end of the call.
@@ -43,12 +46,14 @@ public:
     const ThreadContext& context() const { return context_; }
 
 private:
-    EyeRay aim(const EyeSample& sample) const;
+    void aim(const EyeSample& sample, EyeRay& ray) const;
+    void look(std::span<EyeRay> rays);
     void start(const EyeSample& sample, const EyeRay& ray);
 
     const RenderScene& scene_;
     ThreadContext context_;
     const bool foresees_;
+    EyeRay alone_;
 };
 
 /// Prepares a context's root state for calls outside samples: init, exit and state shaders.

@@ -28,11 +28,11 @@ public:
     /// The stored value or null; its size goes to `size` where that is not null.
     void* get(const char* key, int* size) const noexcept {
         const Known& known = known_[placeOf(key)];
-        const Entry& entry = *known.entry;
-        if (known.literal != key || rayEntries_ != 0 || !entry.value) [[unlikely]]
+        const Value& value = *known.value;
+        if (known.literal != key || rayEntries_ != 0 || !value.data) [[unlikely]]
             return searchValue(key, size);
-        if (size) *size = entry.size;
-        return entry.value;
+        if (size) *size = value.size;
+        return value.data;
     }
 
     void endRay(int ray) {
@@ -46,21 +46,28 @@ public:
     template <class Visit>
     void enumerate(Visit visit) {
         for (Entry& entry : entries_)
-            if (entry.value && !visit(entry.key.data(), entry.value, entry.size, entry.lifetime)) return;
+            if (entry.value->data && !visit(entry.key.data(), entry.value->data, entry.value->size, entry.lifetime))
+                return;
     }
 
 private:
+    struct Entry;
+    /// What shaders ask for again and again stands apart from the rest of the entries, close together.
+    struct Value {
+        void* data = nullptr;  ///< 16-byte aligned, inside the entry's memory; null once it has ended
+        int size = 0;
+        Entry* entry = nullptr;
+    };
     struct Entry {
         std::string key;
         std::unique_ptr<std::byte[]> memory;
-        void* value = nullptr;  ///< 16-byte aligned, inside memory; null once it has ended
-        int size = 0;
+        Value* value = nullptr;
         int capacity = 0;
         int lifetime = 0;
         int ray = 0;
     };
 
-    static const Entry kEnded;
+    static const Value kEnded;
 
     Entry& slotFor(const char* key);
     void remove(Entry& entry);
@@ -71,8 +78,7 @@ private:
     /// address finds its entry; other texts may have changed where they are.
     struct Known {
         const char* literal = nullptr;
-        const Entry* entry = &kEnded;
-        const char* other = nullptr;  ///< is none, or has no place
+        const Value* value = &kEnded;
     };
     static constexpr std::size_t kKnownBits = 10;  ///< so many that the few keys of a render seldom meet
 
@@ -83,18 +89,20 @@ private:
     }
 
     /// Hidden entries need the search from the newest.
-    const Entry* find(const char* key) const noexcept {
+    const Value* find(const char* key) const noexcept {
         const Known& known = known_[placeOf(key)];
-        return known.literal == key && rayEntries_ == 0 && known.entry->value ? known.entry : search(key);
+        return known.literal == key && rayEntries_ == 0 && known.value->data ? known.value : search(key);
     }
     void* searchValue(const char* key, int* size) const noexcept;
-    const Entry* search(const char* key) const noexcept;
+    const Value* search(const char* key) const noexcept;
 
-    std::shared_ptr<const Literals> literals_;
-    std::deque<Entry> entries_;  ///< they stay where they are
-    mutable std::array<Known, std::size_t{1} << kKnownBits> known_{};
     int rayEntries_ = 0;
     int eyeEntries_ = 0;
+    std::shared_ptr<const Literals> literals_;
+    std::deque<Entry> entries_;  ///< they stay where they are
+    std::deque<Value> values_;   ///< as many, likewise
+    mutable std::array<Known, std::size_t{1} << kKnownBits> known_{};
+    mutable std::array<const char*, std::size_t{1} << kKnownBits> others_{};  ///< by place, that are none or have none
 };
 
 }  // namespace lumorender

@@ -117,6 +117,51 @@ TEST_F(Tracing, EdgesAndCornersAreCrossedOnce) {
     }
 }
 
+/// ... as each of them alone, to the bit, whoever goes with it; surfaces move, lie over each other, and end.
+TEST_F(Tracing, RaysThatAreTracedTogetherMeetTheSame) {
+    std::string vectors, vertices, polygons;
+    for (int i = 0; i < 100; ++i) {
+        vectors += fmt::format(" {} {} {}", i % 10, i / 10, between(0, 2));
+        vertices += fmt::format(" v {}", i);
+        if (i % 10 > 0 && i / 10 > 0) polygons += fmt::format(" c {} {} {} {}", i - 11, i - 10, i, i - 1);
+    }
+    const std::string hills = object("hills", "group" + vectors + vertices + polygons + " end group");
+    const std::string places = root("low hills\nhigh hills" + at(1, 2, .5) + " motion" + at(1.5, 2, 0));
+    build(hills + places, "shutter 0 1 motion on face front");
+    EXPECT_FALSE(geometry->canLook()) << "some that the kernels find do not count";
+    build(hills + places, "shutter 0 1 motion on");
+    if (!geometry->canLook()) GTEST_SKIP() << "this machine traces rays one by one";
+    int hits = 0, misses = 0, unknown = 0;
+    for (int group = 0; group < 1000; ++group) {
+        const miVector org = {between(0, 10), between(0, 10), 9}, to = {between(-1, 11), between(-1, 11), 0};
+        std::vector<Ray> rays(1 + random() % 40);
+        for (Ray& ray : rays) {
+            ray = rayFrom(org, towards(to.x - org.x + between(0, .5F), to.y - org.y + between(0, .5F), -9));
+            ray.time = between(0, 1);
+            ray.far = group % 4 ? 1e30 : 8.5;
+        }
+        const std::size_t odd = random() % rays.size();
+        if (group % 8 == 0) rays[odd].dir.x = NAN;
+        std::vector<FoundHit> found(rays.size());
+        geometry->look(rays, found.data());
+        for (std::size_t i = 0; i < rays.size(); ++i) {
+            Hit alone, together;
+            const bool hit = geometry->intersect(rays[i], alone);
+            unknown += found[i].instance == FoundHit::kUnknown;
+            EXPECT_FALSE(hit && found[i].instance == FoundHit::kNothing);
+            geometry->makeExact(rays[i], found[i]);
+            ASSERT_EQ(geometry->intersect(rays[i], together, &found[i]), hit);
+            ASSERT_TRUE(!hit ||
+                        (alone.instance == together.instance && alone.primitive == together.primitive &&
+                         alone.dist == together.dist && alone.point == together.point && alone.u == together.u &&
+                         alone.v == together.v && alone.sides == together.sides && alone.time == together.time));
+            ++(hit ? hits : misses);
+        }
+    }
+    EXPECT_GT(std::min(hits, misses), 2000);
+    EXPECT_LT(unknown, 400) << "of " << hits + misses;
+}
+
 TEST_F(Tracing, PointsAreExactAndFoundOnce) {
     build(object("floor", kSquare) + root("huge floor transform 1e-5 0 0 0 0 1e-5 0 0 0 0 1e-5 0 .5 .5 0 1"));
     for (int i = 0; i < 1000; ++i) {
