@@ -146,17 +146,20 @@ bool isTraceable(const Ray& ray, float reach) {
     return isInReach(ray.org, reach) && isInReach(ray.dir, reach) && !isZero(ray.dir) && hasInterval;
 }
 
+float beginOf(double near) { return std::max(static_cast<float>(near), 0.0F); }
+float endOf(double far) { return static_cast<float>(std::min(far, 1e38)); }
+
 /// In four floats at once, as the kernels read them: what was just written in parts would be waited for.
 void aim(RTCRay& query, const Ray& ray, bool timed) {
     // The other side of what is crossed at an edge may lie before the first one by some rounding.
     const double near = ray.behind && ray.behind->sides ? ray.near - crossingDepth(*ray.behind) : ray.near;
-    const Lanes start = {ray.org.x, ray.org.y, ray.org.z, std::max(static_cast<float>(near), 0.0F)};
+    const Lanes start = {ray.org.x, ray.org.y, ray.org.z, beginOf(near)};
     const Lanes direction = {ray.dir.x, ray.dir.y, ray.dir.z, timeOf(ray, timed)};
     static_assert(offsetof(RTCRay, tnear) == 12 && offsetof(RTCRay, dir_x) == 16 && offsetof(RTCRay, time) == 28);
     auto* const words = reinterpret_cast<std::byte*>(&query);
     std::memcpy(words, &start, sizeof start);
     std::memcpy(words + sizeof start, &direction, sizeof direction);
-    query.tfar = static_cast<float>(std::min(ray.far, 1e38));
+    query.tfar = endOf(ray.far);
     query.mask = static_cast<unsigned>(ray.visibility);
     query.id = query.flags = 0;
 }
@@ -340,7 +343,7 @@ bool EmbreeKernels::intersect(const Ray& ray, Hit& hit, const FoundHit* found) c
 
         // In single precision it lay behind `near`, or elsewhere than the crossing; in truth it does not.
         query.ray.tnear = std::nextafter(query.ray.tfar, std::numeric_limits<float>::infinity());
-        query.ray.tfar = static_cast<float>(std::min(ray.far, 1e38));
+        query.ray.tfar = endOf(ray.far);
     }
 }
 
@@ -349,28 +352,35 @@ void EmbreeKernels::lookTogether(std::span<const Ray> rays, FoundHit* found) con
     alignas(64) int valid[width] = {};
     alignas(64) Packet packet;
     if (rays.size() < width) packet = {};
+    std::fill_n(packet.ray.id, width, 0U);
+    std::fill_n(packet.ray.flags, width, 0U);
+    std::fill_n(packet.hit.geomID, width, RTC_INVALID_GEOMETRY_ID);
+    std::fill_n(packet.hit.instID[0], width, RTC_INVALID_GEOMETRY_ID);
     for (std::size_t i = 0; i < rays.size(); ++i) {
-        found[i] = {};
-        packet.hit.geomID[i] = packet.hit.instID[0][i] = RTC_INVALID_GEOMETRY_ID;
-        if (!isTraceable(rays[i], reach_)) continue;
-        valid[i] = -1;
-        RTCRay query;
-        aim(query, rays[i], timed_);
-        packet.ray.org_x[i] = query.org_x, packet.ray.org_y[i] = query.org_y, packet.ray.org_z[i] = query.org_z;
-        packet.ray.dir_x[i] = query.dir_x, packet.ray.dir_y[i] = query.dir_y, packet.ray.dir_z[i] = query.dir_z;
-        packet.ray.tnear[i] = query.tnear, packet.ray.tfar[i] = query.tfar, packet.ray.time[i] = query.time;
-        packet.ray.mask[i] = query.mask, packet.ray.id[i] = packet.ray.flags[i] = 0;
+        const Ray& ray = rays[i];
+        valid[i] = isTraceable(ray, reach_) ? -1 : 0;
+        packet.ray.org_x[i] = ray.org.x, packet.ray.org_y[i] = ray.org.y, packet.ray.org_z[i] = ray.org.z;
+        packet.ray.dir_x[i] = ray.dir.x, packet.ray.dir_y[i] = ray.dir.y, packet.ray.dir_z[i] = ray.dir.z;
+        packet.ray.tnear[i] = beginOf(ray.near), packet.ray.tfar[i] = endOf(ray.far);
+        packet.ray.time[i] = timeOf(ray, timed_), packet.ray.mask[i] = static_cast<unsigned>(ray.visibility);
     }
     RayContext context;
     initContext(context);
     traceTogether(valid, world_.get(), context, packet);
     for (std::size_t i = 0; i < rays.size(); ++i) {
+        found[i].instance = FoundHit::kUnknown;
+        found[i].sides = 0;
         if (!valid[i]) continue;
         const std::uint32_t instance = instanceOf(packet.hit.instID[0][i], packet.hit.geomID[i]);
-        if (instance == RTC_INVALID_GEOMETRY_ID)
+        if (instance == RTC_INVALID_GEOMETRY_ID) {
             found[i].instance = FoundHit::kNothing;
-        else if (isWellInside(packet.hit.u[i], packet.hit.v[i]))
-            found[i] = {instance, packet.hit.primID[i], packet.hit.u[i], packet.hit.v[i], packet.ray.tfar[i], 0, {}};
+        } else if (isWellInside(packet.hit.u[i], packet.hit.v[i])) {
+            found[i].instance = instance;
+            found[i].primitive = packet.hit.primID[i];
+            found[i].u = packet.hit.u[i];
+            found[i].v = packet.hit.v[i];
+            found[i].dist = static_cast<double>(packet.ray.tfar[i]);
+        }
     }
 }
 
